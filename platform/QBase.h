@@ -1,0 +1,150 @@
+// The base support library: heap, arenas, counted objects, messages, thread ids.
+#pragma once
+
+#include "platform/Export.h"
+#include "platform/Windows.h"
+
+#include <cstddef>
+#include <list>
+#include <memory_resource>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace QBase
+{
+
+/// The general heap. Allocate returns null when there is no memory; Free takes null.
+/// Threads: any. What one module allocates here another may free.
+QORJOB_API void* HeapAllocate(std::size_t iBytes) noexcept;
+QORJOB_API void HeapFree(void* iMemory) noexcept;
+
+/// The general heap as the allocator of strings and lists. It throws std::bad_alloc where HeapAllocate gives null.
+QORJOB_API std::pmr::memory_resource* DefaultHeap() noexcept;
+
+/// 16-bit strings and lists that take an arena, or the default heap, as their allocator.
+using wstring = std::pmr::basic_string<WCHAR>;
+template <class T>
+using list = std::pmr::list<T>;
+
+/// A memory arena: what is allocated in it is given back with the arena, never one by one.
+///
+/// Threads: one at a time; the owner's lock serialises its users.
+/// Owns:    its memory. Objects in it are not destroyed, only their memory goes.
+/// Errors:  TryAllocate gives null, the std::pmr side throws std::bad_alloc.
+/// Locks:   none.
+class QORJOB_API Buffer : public std::pmr::memory_resource
+{
+public:
+    virtual void* TryAllocate(std::size_t iBytes, std::size_t iAlignment = alignof(std::max_align_t)) noexcept = 0;
+
+    /// Counts one more user that will call Destroy.
+    virtual void Register() noexcept = 0;
+
+    /// Ends one registration; the last one (or the call on a buffer that nobody registered with) frees all memory and
+    /// the arena itself. A reusable buffer is rewound instead: it keeps its memory for the next user.
+    virtual void Destroy() noexcept = 0;
+
+    /// Frees a reusable buffer, which Destroy only rewinds. Nothing may live in it any more.
+    virtual void Free() noexcept = 0;
+
+protected:
+    ~Buffer() override = default;
+};
+
+/// Makes an arena. `iReserveBytes` are taken from the heap at once (0: with the first allocation); each further chunk
+/// is `iGrowth` times the last one, which starts at `iChunkBytes`; `ibReusable` is told at Destroy. Null when there is
+/// no memory.
+QORJOB_API Buffer* CreateBuffer(std::size_t iReserveBytes, unsigned iGrowth, std::size_t iChunkBytes,
+                                bool ibReusable) noexcept;
+
+/// The root of counted objects that are no COM objects. Derive virtually.
+class QORJOB_API Counted
+{
+public:
+    virtual unsigned AddRef() = 0;
+    virtual unsigned Release() = 0;
+
+protected:
+    virtual ~Counted() = default;
+};
+
+/// A counted pointer: holds one reference while it points at an object.
+template <class T>
+class PtrI
+{
+public:
+    PtrI() = default;
+
+    explicit PtrI(T* iObject) : mpObject(iObject)
+    {
+        if (mpObject != nullptr)
+            mpObject->AddRef();
+    }
+
+    PtrI(const PtrI& iOther) : PtrI(iOther.mpObject) {}
+    PtrI(PtrI&& iOther) noexcept : mpObject(std::exchange(iOther.mpObject, nullptr)) {}
+
+    ~PtrI()
+    {
+        if (mpObject != nullptr)
+            mpObject->Release();
+    }
+
+    // By value: the new reference is taken before the old one is dropped.
+    PtrI& operator=(PtrI iOther) noexcept
+    {
+        std::swap(mpObject, iOther.mpObject);
+        return *this;
+    }
+
+    /// Takes over a reference that the caller holds.
+    static PtrI Adopt(T* iObject)
+    {
+        PtrI pointer;
+        pointer.mpObject = iObject;
+        return pointer;
+    }
+
+    T* Get() const { return mpObject; }
+
+    /// Gives the reference to the caller.
+    T* Detach() { return std::exchange(mpObject, nullptr); }
+
+    T* operator->() const { return mpObject; }
+    explicit operator bool() const { return mpObject != nullptr; }
+
+private:
+    T* mpObject = nullptr;
+};
+
+/// How a function hands a counted object over: the result carries one reference.
+template <class T>
+using ReturnPtrI = PtrI<T>;
+
+/// Deleter policy of QSynch::SmartPtr: the object goes with `delete`.
+template <class T>
+struct DeleteC
+{
+    static void Dispose(T* iObject) { delete iObject; }
+};
+
+/// The exception of the kernel libraries: a text (UTF-8) for the log.
+class QORJOB_API Message : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The calling thread's id as the system shows it; never 0.
+QORJOB_API DWORD GetCurrentThreadID() noexcept;
+
+/// Conversions between UTF-8 and 16-bit text; what is malformed becomes U+FFFD.
+QORJOB_API wstring UTF8ToWideChar(std::string_view iText);
+QORJOB_API std::string WideCharToUTF8(std::basic_string_view<WCHAR> iText);
+
+/// "{73BA6E85-6A88-11D1-A77F-00A024D1C490}"
+QORJOB_API std::string ToString(const GUID& iGuid);
+
+} // namespace QBase

@@ -1,0 +1,154 @@
+// The synchronisation library: re-entrant critical sections, readers/writer locks, atomic counters, smart pointers.
+#pragma once
+
+#include "platform/Export.h"
+#include "platform/ThreadSafety.h"
+
+#include <atomic>
+#include <compare>
+#include <utility>
+
+namespace QSynch
+{
+
+/// A re-entrant lock of one category (the category orders locks in diagnostics).
+class QORJOB_API CAPABILITY("critical section") CriticalSection
+{
+public:
+    class SmartLock;
+
+    void Enter() ACQUIRE();
+    void Leave() RELEASE();
+
+    CriticalSection(const CriticalSection&) = delete;
+    CriticalSection& operator=(const CriticalSection&) = delete;
+
+protected:
+    // Made and destroyed by the two functions below only; the platform derives its own body.
+    CriticalSection() = default;
+    ~CriticalSection() = default;
+};
+
+/// Null when the lock can't be made.
+QORJOB_API CriticalSection* CreateCriticalSection(int iCategory) noexcept;
+QORJOB_API void DestroyCriticalSection(CriticalSection* iLock) noexcept;
+
+/// Holds a critical section for a scope.
+class SCOPED_CAPABILITY CriticalSection::SmartLock
+{
+public:
+    explicit SmartLock(CriticalSection* iLock) ACQUIRE(iLock) : mpLock(iLock) { mpLock->Enter(); }
+    ~SmartLock() RELEASE() { mpLock->Leave(); }
+
+    SmartLock(const SmartLock&) = delete;
+    SmartLock& operator=(const SmartLock&) = delete;
+
+private:
+    CriticalSection* mpLock;
+};
+
+/// A readers/writer lock of one category; not re-entrant.
+class QORJOB_API CAPABILITY("readers/writer lock") RWLock
+{
+public:
+    class ReadHold;
+    class WriteHold;
+
+    void EnterRead() ACQUIRE_SHARED();
+    void LeaveRead() RELEASE_SHARED();
+    void EnterWrite() ACQUIRE();
+    void LeaveWrite() RELEASE();
+
+    RWLock(const RWLock&) = delete;
+    RWLock& operator=(const RWLock&) = delete;
+
+protected:
+    RWLock() = default;
+    ~RWLock() = default;
+};
+
+/// Null when the lock can't be made.
+QORJOB_API RWLock* CreateRWLock(int iCategory) noexcept;
+QORJOB_API void DestroyRWLock(RWLock* iLock) noexcept;
+
+class SCOPED_CAPABILITY RWLock::ReadHold
+{
+public:
+    explicit ReadHold(RWLock* iLock) ACQUIRE_SHARED(iLock) : mpLock(iLock) { mpLock->EnterRead(); }
+    ~ReadHold() RELEASE_GENERIC() { mpLock->LeaveRead(); }
+
+    ReadHold(const ReadHold&) = delete;
+    ReadHold& operator=(const ReadHold&) = delete;
+
+private:
+    RWLock* mpLock;
+};
+
+class SCOPED_CAPABILITY RWLock::WriteHold
+{
+public:
+    explicit WriteHold(RWLock* iLock) ACQUIRE(iLock) : mpLock(iLock) { mpLock->EnterWrite(); }
+    ~WriteHold() RELEASE() { mpLock->LeaveWrite(); }
+
+    WriteHold(const WriteHold&) = delete;
+    WriteHold& operator=(const WriteHold&) = delete;
+
+private:
+    RWLock* mpLock;
+};
+
+/// A 32-bit counter changed atomically. Copies and comparisons read its value at that moment; it carries job ids too.
+class AtomicLong
+{
+public:
+    AtomicLong(int iValue = 0) noexcept : mValue(iValue) {}
+    AtomicLong(const AtomicLong& iOther) noexcept : mValue(iOther.Get()) {}
+
+    AtomicLong& operator=(const AtomicLong& iOther) noexcept
+    {
+        mValue.store(iOther.Get());
+        return *this;
+    }
+
+    int Get() const noexcept { return mValue.load(std::memory_order_acquire); }
+    operator int() const noexcept { return Get(); }
+
+    /// Both return the new value.
+    int Increment() noexcept { return mValue.fetch_add(1) + 1; }
+    int Decrement() noexcept { return mValue.fetch_sub(1) - 1; }
+
+private:
+    std::atomic<int> mValue;
+};
+
+/// Owns one object and lets it go through its deleter policy. Can be empty; moves, never copies.
+template <class T, class Deleter>
+class SmartPtr
+{
+public:
+    SmartPtr() = default;
+    explicit SmartPtr(T* iObject) : mpObject(iObject) {}
+    SmartPtr(SmartPtr&& iOther) noexcept : mpObject(std::exchange(iOther.mpObject, nullptr)) {}
+
+    ~SmartPtr()
+    {
+        if (mpObject != nullptr)
+            Deleter::Dispose(mpObject);
+    }
+
+    SmartPtr& operator=(SmartPtr&& iOther) noexcept
+    {
+        std::swap(mpObject, iOther.mpObject);
+        return *this;
+    }
+
+    T* Get() const { return mpObject; }
+    T* operator->() const { return mpObject; }
+    T& operator*() const { return *mpObject; }
+    explicit operator bool() const { return mpObject != nullptr; }
+
+private:
+    T* mpObject = nullptr;
+};
+
+} // namespace QSynch

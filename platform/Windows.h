@@ -1,0 +1,114 @@
+// The Windows names that the library is written in. On Windows the SDK declares them; elsewhere this header does,
+// with the same sizes. The services behind the functions declared here stand in platform/builtin.
+#pragma once
+
+#include "platform/Export.h"
+
+#include <cstdint>
+
+#if defined(_WIN32)
+
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+
+#include <oleauto.h>
+#include <unknwn.h>
+
+// Operations of this library and of its users carry these names; the SDK's macros would rename them.
+#undef GetJob
+#undef GetMessage
+#undef GetObject
+#undef GetUserName
+
+#define W(text) L##text
+
+#else
+
+using WCHAR = char16_t;
+#define W(text) u##text
+
+using BOOL = int;
+using BYTE = std::uint8_t;
+using WORD = std::uint16_t;
+using DWORD = std::uint32_t;
+using LONG = std::int32_t;
+using ULONG = std::uint32_t;
+using HRESULT = std::int32_t;
+using BSTR = WCHAR*;
+using VARIANT_BOOL = std::int16_t;
+
+struct FILETIME
+{
+    DWORD dwLowDateTime;
+    DWORD dwHighDateTime;
+};
+
+struct GUID
+{
+    DWORD Data1;
+    WORD Data2;
+    WORD Data3;
+    BYTE Data4[8];
+};
+
+inline constexpr GUID GUID_NULL{};
+
+inline bool operator==(const GUID& iLeft, const GUID& iRight)
+{
+    return __builtin_memcmp(&iLeft, &iRight, sizeof(GUID)) == 0;
+}
+
+#define STDMETHODCALLTYPE
+
+inline constexpr HRESULT S_OK = 0;
+inline constexpr HRESULT S_FALSE = 1;
+inline constexpr HRESULT E_NOTIMPL = static_cast<HRESULT>(0x80004001);
+inline constexpr HRESULT E_NOINTERFACE = static_cast<HRESULT>(0x80004002);
+inline constexpr HRESULT E_POINTER = static_cast<HRESULT>(0x80004003);
+inline constexpr HRESULT E_FAIL = static_cast<HRESULT>(0x80004005);
+inline constexpr HRESULT E_UNEXPECTED = static_cast<HRESULT>(0x8000FFFF);
+inline constexpr HRESULT E_HANDLE = static_cast<HRESULT>(0x80070006);
+inline constexpr HRESULT E_OUTOFMEMORY = static_cast<HRESULT>(0x8007000E);
+inline constexpr HRESULT E_INVALIDARG = static_cast<HRESULT>(0x80070057);
+
+constexpr bool SUCCEEDED(HRESULT iCode) { return iCode >= 0; }
+
+constexpr bool FAILED(HRESULT iCode) { return iCode < 0; }
+
+/// The root of every COM interface: the three operations stand first in the table of operations.
+class IUnknown
+{
+public:
+    virtual HRESULT QueryInterface(const GUID& iInterfaceId, void** oInterface) = 0;
+    virtual ULONG AddRef() = 0;
+    virtual ULONG Release() = 0;
+
+protected:
+    // Not virtual: a virtual destructor would take a place among the operations. An object goes with its last Release.
+    ~IUnknown() = default;
+};
+
+QORJOB_API extern const GUID IID_IUnknown;
+
+/// Strings that carry their length (in bytes, four bytes before the text). Null counts as empty.
+/// Owns: the caller of SysAllocString owns the result and frees it. Errors: null when there is no memory or no text.
+QORJOB_API BSTR SysAllocString(const WCHAR* iText);
+QORJOB_API BSTR SysAllocStringLen(const WCHAR* iText, unsigned iLength);
+QORJOB_API void SysFreeString(BSTR iText);
+QORJOB_API unsigned SysStringLen(BSTR iText);
+
+#endif
+
+static_assert(sizeof(WCHAR) == 2 && sizeof(HRESULT) == 4 && sizeof(DWORD) == 4 && sizeof(LONG) == 4);
+static_assert(sizeof(ULONG) == 4 && sizeof(GUID) == 16 && sizeof(FILETIME) == 8 && sizeof(VARIANT_BOOL) == 2);
+
+/// A FILETIME as one number, in 100-nanosecond units.
+constexpr std::uint64_t ToUint64(FILETIME iTime)
+{
+    return (std::uint64_t{iTime.dwHighDateTime} << 32) | iTime.dwLowDateTime;
+}
