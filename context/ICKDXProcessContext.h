@@ -1,0 +1,163 @@
+// The context of one request: what its steps share and what is not the job's own state.
+#pragma once
+
+#include "platform/QBase.h"
+#include "platform/Windows.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+
+class ICKDXReadMessage;
+class ICKDXWriteMessage;
+class JobMemGovernor;
+
+/// The 134 operations that the kernel's modules reach by their place after the three of IUnknown: never move one, never
+/// insert one. Some pairs have their put first; they stay that way.
+///
+/// Threads: any.
+/// Owns:    what its setters are given: they take a reference. Getters add one for the caller.
+/// Errors:  E_POINTER or E_INVALIDARG for a null out-pointer.
+/// Locks:   its own, never held while a job is called.
+class ICKDXProcessContext : public IUnknown
+{
+public:
+    virtual HRESULT get_RequestCode(LONG* oRequestCode) = 0;
+    virtual HRESULT put_RequestCode(LONG iRequestCode) = 0;
+    virtual HRESULT get_RequestID(GUID* oRequestID) = 0;
+    virtual HRESULT get_ReplyMessage(IUnknown** oItem) = 0;
+    virtual HRESULT get_LongB(LONG* oLongB) = 0;
+    virtual HRESULT put_LongB(LONG iLongB) = 0;
+    virtual HRESULT get_InMessageItem(IUnknown** oItem) = 0;
+    virtual HRESULT get_ContextObjectDItem(IUnknown** oItem) = 0;
+    virtual HRESULT get_ContextObjectB(IUnknown** oContextObjectB) = 0;
+    virtual HRESULT put_ContextObjectB(IUnknown* iContextObjectB) = 0;
+    virtual HRESULT get_ContextObjectE(IUnknown** oContextObjectE) = 0;
+    virtual HRESULT put_ContextObjectE(IUnknown* iContextObjectE) = 0;
+    virtual HRESULT get_ContextObjectA(IUnknown** oContextObjectA) = 0;
+    virtual HRESULT put_ContextObjectA(IUnknown* iContextObjectA) = 0;
+    virtual HRESULT get_ResolvedName(BSTR* oResolvedName) = 0;
+    virtual HRESULT get_UserContextLogFlag(LONG* oUserContextLogFlag) = 0;
+    virtual HRESULT put_UserContextLogFlag(LONG iUserContextLogFlag) = 0;
+    virtual HRESULT get_ContextObjectC(IUnknown** oContextObjectC) = 0;
+    virtual HRESULT put_ContextObjectC(IUnknown* iContextObjectC) = 0;
+    virtual HRESULT get_ShortA(std::int16_t* oShortA) = 0;
+    virtual HRESULT put_ShortA(std::int16_t iShortA) = 0;
+    virtual HRESULT get_LinkA(IUnknown** oLinkA) = 0;
+    virtual HRESULT put_LinkA(IUnknown* iLinkA) = 0;
+    virtual HRESULT get_ContextObjectF(IUnknown** oContextObjectF) = 0;
+    virtual HRESULT put_ContextObjectF(IUnknown* iContextObjectF) = 0;
+    virtual HRESULT get_ContextObjectG(IUnknown** oContextObjectG) = 0;
+    virtual HRESULT put_ContextObjectG(IUnknown* iContextObjectG) = 0;
+    virtual HRESULT get_ContextObjectH(IUnknown** oContextObjectH) = 0;
+    virtual HRESULT put_ContextObjectH(IUnknown* iContextObjectH) = 0;
+    virtual HRESULT get_LongA(LONG* oLongA) = 0;
+    virtual HRESULT put_LongA(LONG iLongA) = 0;
+    virtual HRESULT get_ContextObjectI(IUnknown** oContextObjectI) = 0;
+    virtual HRESULT put_ContextObjectI(IUnknown* iContextObjectI) = 0;
+    virtual HRESULT get_TextB(BSTR* oTextB) = 0;
+    virtual HRESULT put_TextB(const WCHAR* iTextB) = 0;
+    virtual HRESULT get_GuidB(GUID* oGuidB) = 0;
+    virtual HRESULT put_GuidB(GUID iGuidB) = 0;
+    virtual HRESULT get_ContextObjectJ(IUnknown** oContextObjectJ) = 0;
+    virtual HRESULT put_ContextObjectJ(IUnknown* iContextObjectJ) = 0;
+    virtual HRESULT get_ContextObjectK(IUnknown** oContextObjectK) = 0;
+    virtual HRESULT put_ContextObjectK(IUnknown* iContextObjectK) = 0;
+    virtual HRESULT get_ContextObjectL(IUnknown** oContextObjectL) = 0;
+    virtual HRESULT put_ContextObjectL(IUnknown* iContextObjectL) = 0;
+    virtual HRESULT get_LongF(LONG* oLongF) = 0;
+    virtual HRESULT put_LongF(LONG iLongF) = 0;
+    virtual HRESULT get_InMessage(ICKDXReadMessage** oInMessage) = 0;
+    virtual HRESULT get_ContextObjectD(IUnknown** oContextObjectD) = 0;
+    virtual HRESULT get_OutMessage(ICKDXWriteMessage** oOutMessage) = 0;
+    virtual HRESULT get_LongH(LONG* oLongH) = 0;
+    virtual HRESULT InMessageQueryA(IUnknown* iArgument) = 0;
+    virtual HRESULT InMessageQueryB(IUnknown* iArgument) = 0;
+    virtual HRESULT get_LongG(LONG* oLongG) = 0;
+    virtual HRESULT get_ContextObjectM(IUnknown** oContextObjectM) = 0;
+    virtual HRESULT put_ContextObjectM(IUnknown* iContextObjectM) = 0;
+    virtual HRESULT get_ContextObjectN(IUnknown** oContextObjectN) = 0;
+    virtual HRESULT put_ContextObjectN(IUnknown* iContextObjectN) = 0;
+    virtual HRESULT get_ContextObjectO(IUnknown** oContextObjectO) = 0;
+    virtual HRESULT put_ContextObjectO(IUnknown* iContextObjectO) = 0;
+    virtual HRESULT get_ContextObjectP(IUnknown** oContextObjectP) = 0;
+    virtual HRESULT put_ContextObjectP(IUnknown* iContextObjectP) = 0;
+    virtual HRESULT get_LimitA(LONG* oLimitA) = 0;
+    virtual HRESULT put_LimitA(LONG iLimitA) = 0;
+    virtual void put_SharedHandle(const std::shared_ptr<JobMemGovernor>& iSharedHandle) = 0;
+    virtual std::shared_ptr<JobMemGovernor> get_SharedHandle() = 0;
+    virtual HRESULT get_LimitB(LONG* oLimitB) = 0;
+    virtual HRESULT put_LimitB(LONG iLimitB) = 0;
+    virtual HRESULT get_LongI(LONG* oLongI) = 0;
+    virtual HRESULT put_LongI(LONG iLongI) = 0;
+    virtual HRESULT get_LongJ(LONG* oLongJ) = 0;
+    virtual HRESULT put_LongJ(LONG iLongJ) = 0;
+    virtual HRESULT get_LongK(LONG* oLongK) = 0;
+    virtual HRESULT put_LongK(LONG iLongK) = 0;
+    virtual HRESULT get_ContextObjectT(IUnknown** oContextObjectT) = 0;
+    virtual HRESULT put_ContextObjectT(IUnknown* iContextObjectT) = 0;
+    virtual HRESULT put_ContextObjectU(IUnknown* iContextObjectU) = 0;
+    virtual HRESULT get_ContextObjectU(IUnknown** oContextObjectU) = 0;
+    virtual HRESULT put_GuidD(GUID iGuidD) = 0;
+    virtual HRESULT get_GuidD(GUID* oGuidD) = 0;
+    virtual LONG GetLongL() = 0;
+    virtual HRESULT put_LongL(LONG iLongL) = 0;
+    virtual HRESULT SetNamedPair(const WCHAR* iName, LONG iFirst, LONG iSecond) = 0;
+    virtual HRESULT GetNamedPair(const WCHAR* iName, LONG* oFirst, LONG* oSecond) = 0;
+    virtual HRESULT SetBuffer(std::uint64_t iLength, BYTE* iBuffer) = 0;
+    virtual HRESULT TakeBuffer(int iMode, std::uint64_t* oLength, BYTE** oBuffer) = 0;
+    virtual HRESULT GetTextByGuidBstr(const GUID& iGuid, BSTR* oText) = 0;
+    virtual HRESULT Reserved1() = 0;
+    virtual HRESULT Reserved2() = 0;
+    virtual HRESULT get_LongM(LONG* oLongM) = 0;
+    virtual HRESULT put_LongM(LONG iLongM) = 0;
+    virtual HRESULT get_ContextObjectV(IUnknown** oContextObjectV) = 0;
+    virtual HRESULT put_ContextObjectV(IUnknown* iContextObjectV) = 0;
+    virtual HRESULT put_ShortB(std::int16_t iShortB) = 0;
+    virtual HRESULT get_ShortB(std::int16_t* oShortB) = 0;
+    virtual HRESULT SetGuidList(int iCount, const GUID* iGuids) = 0;
+    virtual HRESULT GetGuidCount(int* oCount) = 0;
+    virtual HRESULT GetGuidList(int iCount, GUID* oGuids) = 0;
+    virtual HRESULT put_LongH(LONG iLongH) = 0;
+    virtual HRESULT put_BstrA(BSTR iBstrA) = 0;
+    virtual HRESULT get_BstrA(BSTR* oBstrA) = 0;
+    virtual HRESULT get_GuidE(GUID* oGuidE) = 0;
+    virtual HRESULT put_GuidE(GUID iGuidE) = 0;
+    virtual HRESULT put_FlagA(VARIANT_BOOL iFlagA) = 0;
+    virtual HRESULT get_FlagA(VARIANT_BOOL* oFlagA) = 0;
+    virtual HRESULT put_BstrB(BSTR iBstrB) = 0;
+    virtual HRESULT get_BstrB(BSTR* oBstrB) = 0;
+    virtual HRESULT AddStatusMessage(HRESULT iMessageId, const WCHAR* iTemplate) = 0;
+    virtual HRESULT put_LevelA(LONG iLevelA) = 0;
+    virtual HRESULT get_LevelA(LONG* oLevelA) = 0;
+    virtual HRESULT get_ContextObjectQ(IUnknown** oContextObjectQ) = 0;
+    virtual void put_ContextObjectQ(IUnknown* iContextObjectQ) = 0;
+    virtual void put_BstrC(BSTR iBstrC) = 0;
+    virtual HRESULT get_BstrC(BSTR* oBstrC) = 0;
+    virtual HRESULT put_HandleA(QBase::Counted* iHandleA) = 0;
+    virtual HRESULT get_HandleA(QBase::Counted** oHandleA) = 0;
+    virtual void put_BstrD(BSTR iBstrD) = 0;
+    virtual HRESULT get_BstrD(BSTR* oBstrD) = 0;
+    virtual HRESULT put_GuidG(GUID iGuidG) = 0;
+    virtual HRESULT get_GuidG(GUID* oGuidG) = 0;
+    virtual HRESULT put_TextC(const WCHAR* iTextC) = 0;
+    virtual const WCHAR* GetTextC() = 0;
+    virtual const GUID* GetGuidARef() = 0;
+    virtual HRESULT ResolveObjectID(GUID* oObjectID) = 0;
+    virtual HRESULT put_HandleB(QBase::Counted* iHandleB) = 0;
+    virtual HRESULT get_HandleB(QBase::Counted** oHandleB) = 0;
+    virtual HRESULT CopyLogProperties(std::map<std::string, std::string>* oProperties) = 0;
+    virtual HRESULT GetLogMessageInJSON(std::string* oMessage) = 0;
+    virtual HRESULT SetLogProperty(const char* iKey, const char* iValue) = 0;
+    virtual HRESULT ClearLogProperties() = 0;
+    virtual HRESULT CallContextObjectA(IUnknown* iArgument) = 0;
+    virtual void put_BstrE(BSTR iBstrE) = 0;
+    virtual HRESULT get_BstrE(BSTR* oBstrE) = 0;
+    virtual int IsInMessageEmpty() = 0;
+    virtual HRESULT BeginThreadMessage() = 0;
+    virtual void EndThreadMessage(DWORD iThreadId) = 0;
+
+protected:
+    ~ICKDXProcessContext() = default;
+};

@@ -1,0 +1,28 @@
+// What the job library asks of the report instance behind a request.
+#pragma once
+
+#include "context/ReservedSlots.h"
+#include "platform/QBase.h"
+#include "platform/Windows.h"
+
+class ICKDXProcessContext;
+
+/// {73BA6E85-6A88-11D1-A77F-00A024D1C490}
+QORJOB_API extern const GUID IID_ICKDXReportInstance;
+
+/// The interface of a process context's instance object (its ContextObjectB). Reset stands at place 58 of the table,
+/// counted from QueryInterface as 0: 55 reserved places come before it. The places after it are this library's choice.
+class ICKDXReportInstance : public ReservedSlots<IUnknown, 55>
+{
+public:
+    /// 0 detaches the instance from the context and the job that it worked for.
+    virtual HRESULT Reset(int iValue) = 0;
+    virtual HRESULT get_ExecutionKind(int* oKind) = 0;
+
+protected:
+    ~ICKDXReportInstance() = default;
+};
+
+/// The context's instance object, and the interface above of such an object. Both are empty when there is none.
+QBase::PtrI<IUnknown> InstanceObjectOf(ICKDXProcessContext& iContext);
+QBase::PtrI<ICKDXReportInstance> ReportInstanceOf(IUnknown* iInstanceObject);
