@@ -1,0 +1,26 @@
+// Brings the services that the job library needs up before its first use and down after its last.
+#pragma once
+
+#include "platform/Export.h"
+
+namespace QORJOB
+{
+
+/// Every module that uses the job library holds one, typically as a static object: the first one makes the module's log
+/// routers, the last one lets them go.
+///
+/// Threads: any; set-up and teardown are serialised.
+/// Owns:    together, one reference to each router of the "Kernel" component.
+/// Errors:  the constructor passes on what the logging library throws; nothing is then up.
+/// Locks:   a spin guard of its own, held during set-up and teardown.
+class QORJOB_API Initializer
+{
+public:
+    Initializer();
+    ~Initializer();
+    Initializer(const Initializer&) = delete;
+    // Initialisers carry no state of their own: assigning one changes nothing.
+    Initializer& operator=(const Initializer&) { return *this; }
+};
+
+} // namespace QORJOB
