@@ -1,0 +1,99 @@
+#include "job/QORJobPUInfo.h"
+
+#include "job/RecordWriter.h"
+#include "platform/QBase.h"
+
+QORJobPUInfo::QORJobPUInfo(int iPUId) : mPUId(iPUId) {}
+
+HRESULT QORJobPUInfo::SetEnterTime()
+{
+    mThreadId = QBase::GetCurrentThreadID();
+    return SetEnterTime(QDataType::DateTime::NowUTC());
+}
+
+HRESULT QORJobPUInfo::SetEnterTime(QDataType::DateTime iTime)
+{
+    mEnterTime = iTime;
+    return S_OK;
+}
+
+HRESULT QORJobPUInfo::SetStartTime() { return SetStartTime(QDataType::DateTime::NowUTC()); }
+
+HRESULT QORJobPUInfo::SetStartTime(QDataType::DateTime iTime)
+{
+    mStartTime = iTime;
+    return S_OK;
+}
+
+HRESULT QORJobPUInfo::SetExitTime() { return SetExitTime(QDataType::DateTime::NowUTC()); }
+
+HRESULT QORJobPUInfo::SetExitTime(QDataType::DateTime iTime)
+{
+    mExitTime = iTime;
+    return S_OK;
+}
+
+HRESULT QORJobPUInfo::GetEnterTime(QDataType::DateTime* oTime) const
+{
+    if (oTime == nullptr)
+        return E_POINTER;
+    *oTime = mEnterTime;
+    return S_OK;
+}
+
+HRESULT QORJobPUInfo::GetStartTime(QDataType::DateTime* oTime) const
+{
+    if (oTime == nullptr)
+        return E_POINTER;
+    *oTime = mStartTime;
+    return S_OK;
+}
+
+HRESULT QORJobPUInfo::GetExitTime(QDataType::DateTime* oTime) const
+{
+    if (oTime == nullptr)
+        return E_POINTER;
+    *oTime = mExitTime;
+    return S_OK;
+}
+
+HRESULT QORJobPUInfo::GetId(int* oPUId) const
+{
+    if (oPUId == nullptr)
+        return E_POINTER;
+    *oPUId = mPUId;
+    return S_OK;
+}
+
+ULONG QORJobPUInfo::GetSaveObjSize(unsigned* oSize) const
+{
+    if (oSize == nullptr)
+        return static_cast<ULONG>(E_POINTER);
+    *oSize = 3 * QDataType::DateTime::GetSaveObjSize() + sizeof(DWORD);
+    return S_OK;
+}
+
+ULONG QORJobPUInfo::SaveObj(unsigned, unsigned iBufferSize, signed char* oBuffer, unsigned* oSize) const
+{
+    const ULONG code = GetSaveObjSize(oSize);
+    if (code != S_OK)
+        return code;
+    if (*oSize > iBufferSize)
+        return S_FALSE;
+    RecordWriter record(oBuffer);
+    record.Put(mEnterTime);
+    record.Put(mExitTime); // before the start time: readers of old records expect it so
+    record.Put(mStartTime);
+    record.Put(mPUId);
+    return S_OK;
+}
+
+ULONG QORJobPUInfo::LoadObj(unsigned, const signed char* iBuffer)
+{
+    RecordReader record(iBuffer);
+    record.Get(mEnterTime);
+    record.Get(mExitTime);
+    record.Get(mStartTime);
+    record.Get(mPUId);
+    return S_OK;
+}

@@ -1,0 +1,192 @@
+#include "job/QORJobStep.h"
+
+#include "job/RecordWriter.h"
+#include "platform/QBase.h"
+#include "platform/ThreadTimes.h"
+
+#include <algorithm>
+#include <new>
+
+QORJobStep::QORJobStep(int iStepId) : mStepId(iStepId) {}
+
+QORJobStep::QORJobStep(const QORJobStep& iOther)
+    : mStartTime(iOther.mStartTime), mFinishTime(iOther.mFinishTime), mPUPriority(iOther.mPUPriority),
+      mPUId(iOther.mPUId), mThreadId(iOther.mThreadId), mStepId(iOther.mStepId)
+{
+    SetChapterKey(iOther.mChapterKey);
+}
+
+QORJobStep& QORJobStep::operator=(const QORJobStep& iOther)
+{
+    if (this == &iOther)
+        return *this;
+    mStartTime = iOther.mStartTime;
+    mFinishTime = iOther.mFinishTime;
+    mTaskCPUTime = iOther.mTaskCPUTime;
+    mPUPriority = iOther.mPUPriority;
+    mPUId = iOther.mPUId;
+    mThreadId = iOther.mThreadId;
+    mStepId = iOther.mStepId;
+    SetChapterKey(iOther.mChapterKey);
+    return *this;
+}
+
+HRESULT QORJobStep::SetStartTime() { return SetStartTime(QDataType::DateTime::NowUTC()); }
+
+HRESULT QORJobStep::SetStartTime(QDataType::DateTime iTime)
+{
+    mStartTime = iTime;
+    return S_OK;
+}
+
+HRESULT QORJobStep::SetFinishTime() { return SetFinishTime(QDataType::DateTime::NowUTC()); }
+
+HRESULT QORJobStep::SetFinishTime(QDataType::DateTime iTime)
+{
+    mFinishTime = iTime;
+    return S_OK;
+}
+
+HRESULT QORJobStep::GetStartTime(QDataType::DateTime* oTime) const
+{
+    if (oTime == nullptr)
+        return E_POINTER;
+    *oTime = mStartTime;
+    return S_OK;
+}
+
+HRESULT QORJobStep::GetFinishTime(QDataType::DateTime* oTime) const
+{
+    if (oTime == nullptr)
+        return E_POINTER;
+    *oTime = mFinishTime;
+    return S_OK;
+}
+
+HRESULT QORJobStep::SetTaskCPUTime(FILETIME iKernelAtStart, FILETIME iUserAtStart)
+{
+    FILETIME kernel;
+    FILETIME user;
+    if (GetCurrentThreadTimes(&kernel, &user) == 0)
+        return E_FAIL;
+    // The low halves only: the time wraps after 2^32 units (some 429 seconds), as its readers expect.
+    mTaskCPUTime =
+        user.dwLowDateTime - iUserAtStart.dwLowDateTime - iKernelAtStart.dwLowDateTime + kernel.dwLowDateTime;
+    return S_OK;
+}
+
+HRESULT QORJobStep::GetTaskCPUTime(double* oTime) const
+{
+    *oTime = static_cast<double>(mTaskCPUTime);
+    return S_OK;
+}
+
+HRESULT QORJobStep::SetPUId(int iPUId)
+{
+    mPUId = iPUId;
+    return S_OK;
+}
+
+HRESULT QORJobStep::SetPUPriority(int iPriority)
+{
+    mPUPriority = iPriority;
+    return S_OK;
+}
+
+HRESULT QORJobStep::SetThreadId() { return SetThreadId(QBase::GetCurrentThreadID()); }
+
+HRESULT QORJobStep::SetThreadId(DWORD iThreadId)
+{
+    mThreadId = iThreadId;
+    return S_OK;
+}
+
+HRESULT QORJobStep::GetId(int* oStepId) const
+{
+    if (oStepId == nullptr)
+        return E_POINTER;
+    *oStepId = mStepId;
+    return S_OK;
+}
+
+HRESULT QORJobStep::GetPUId(int* oPUId) const
+{
+    if (oPUId == nullptr)
+        return E_POINTER;
+    *oPUId = mPUId;
+    return S_OK;
+}
+
+HRESULT QORJobStep::GetPUPriority(int* oPriority) const
+{
+    if (oPriority == nullptr)
+        return E_POINTER;
+    *oPriority = mPUPriority;
+    return S_OK;
+}
+
+HRESULT QORJobStep::GetThreadId(DWORD* oThreadId) const
+{
+    if (oThreadId == nullptr)
+        return E_POINTER;
+    *oThreadId = mThreadId;
+    return S_OK;
+}
+
+void QORJobStep::InitChapterKey() { std::fill_n(mChapterKey, cChapterKeyUnits, WCHAR{0}); }
+
+void QORJobStep::SetChapterKey(const WCHAR* iKey)
+{
+    int length = 0;
+    if (iKey != nullptr)
+        for (; length < cChapterKeyUnits - 1 && iKey[length] != 0; ++length)
+            mChapterKey[length] = iKey[length];
+    mChapterKey[length] = 0; // what follows the zero stays: the record carries all units
+}
+
+HRESULT QORJobStep::Clone(QORJobStep** oStep) const
+{
+    if (oStep == nullptr)
+        return E_POINTER;
+    *oStep = new QORJobStep(mStepId);
+    return S_OK;
+}
+
+ULONG QORJobStep::GetSaveObjSize(unsigned* oSize) const
+{
+    if (oSize == nullptr)
+        return static_cast<ULONG>(E_POINTER);
+    *oSize = 2 * QDataType::DateTime::GetSaveObjSize() + 3 * sizeof(DWORD) + cChapterKeyUnits * sizeof(WCHAR);
+    return S_OK;
+}
+
+ULONG QORJobStep::SaveObj(unsigned, unsigned iBufferSize, signed char* oBuffer, unsigned* oSize) const
+{
+    const ULONG code = GetSaveObjSize(oSize);
+    if (code != S_OK)
+        return code;
+    if (*oSize > iBufferSize)
+        return S_FALSE;
+    RecordWriter record(oBuffer);
+    record.Put(mStartTime);
+    record.Put(mFinishTime);
+    record.Put(mStepId);
+    record.Put(mPUId);
+    record.Put(mThreadId);
+    for (WCHAR unit : mChapterKey)
+        record.Put(unit);
+    return S_OK;
+}
+
+ULONG QORJobStep::LoadObj(unsigned, const signed char* iBuffer)
+{
+    RecordReader record(iBuffer);
+    record.Get(mStartTime);
+    record.Get(mFinishTime);
+    record.Get(mStepId);
+    record.Get(mPUId);
+    record.Get(mThreadId);
+    for (WCHAR& unit : mChapterKey)
+        record.Get(unit);
+    return S_OK;
+}
