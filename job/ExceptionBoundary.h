@@ -1,0 +1,17 @@
+// Where exceptions end: nothing is thrown out of a public operation.
+#pragma once
+
+#include "platform/Windows.h"
+
+/// An operation met a message exception, or any other exception.
+inline constexpr HRESULT cMessageExceptionMet = static_cast<HRESULT>(0x8004308B);
+inline constexpr HRESULT cSystemExceptionMet = static_cast<HRESULT>(0x8004308C);
+
+/// The log codes of the two cases, and that of a caught failure with its own text.
+inline constexpr HRESULT cMessageExceptionLogged = static_cast<HRESULT>(0x8004308E);
+inline constexpr HRESULT cSystemExceptionLogged = static_cast<HRESULT>(0x8004308F);
+inline constexpr HRESULT cExceptionCaught = static_cast<HRESULT>(0x80043046);
+
+/// To be called in a catch block: logs the exception in flight with the operation's name and the job's id and gives the
+/// code that the operation returns.
+HRESULT CodeOfExceptionInFlight(const char* iOperation, int iJobId) noexcept;

@@ -1,0 +1,233 @@
+#include "job/QORJob.h"
+
+#include "context/ICKDXProcessContext.h"
+#include "job/QORJobRows.h"
+#include "job/QORJobStep.h"
+#include "platform/LogReference.h"
+#include "platform/QPerfMon.h"
+#include "platform/QorUserSession.h"
+#include "report/JobMemGovernor.h"
+#include "task/KernelLog.h"
+
+#include <ctime>
+#include <new>
+
+namespace
+{
+
+constexpr int cLockCategory = 4;
+constexpr int cInstanceCategory = 4;
+constexpr unsigned cLockFailed = 0x8004308E;
+
+struct HeapDeleter
+{
+    void operator()(void* iMemory) const { QBase::HeapFree(iMemory); }
+};
+
+QSynch::CriticalSection* MakeLock()
+{
+    QSynch::CriticalSection* lock = QSynch::CreateCriticalSection(cLockCategory);
+    if (lock == nullptr)
+    {
+        LogCoded(EnumKernelRouter::Error, cExceptionCaught, "QOR_EXCEPTION_CAUGHT", "QORJob::QORJob",
+                 "Call to new() failed for mpLock");
+        throw cLockFailed;
+    }
+    return lock;
+}
+
+QBase::Buffer* MakeLocalBuffer()
+{
+    QBase::Buffer* buffer = QBase::CreateBuffer(0, 1, 256, false);
+    if (buffer == nullptr)
+        throw std::bad_alloc();
+    return buffer;
+}
+
+} // namespace
+
+QORJob* QORJob::NewJob(QSynch::AtomicLong iId, int iRequestType, int iPriority, QorUserSession* iSession,
+                       QBase::Buffer* iBuffer)
+{
+    std::unique_ptr<void, HeapDeleter> heapPlace;
+    void* place = nullptr;
+    if (iBuffer != nullptr)
+    {
+        place = iBuffer->TryAllocate(sizeof(QORJob), alignof(QORJob));
+    }
+    else
+    {
+        heapPlace.reset(QBase::HeapAllocate(sizeof(QORJob)));
+        place = heapPlace.get();
+    }
+    if (place == nullptr)
+        return nullptr;
+    std::pmr::memory_resource* memory = iBuffer != nullptr ? iBuffer : QBase::DefaultHeap();
+    QORJob* job = ::new (place) QORJob(iId, iRequestType, iPriority, iSession, iBuffer, memory);
+    heapPlace.release();
+    return job;
+}
+
+QORJob::QORJob(QSynch::AtomicLong iId, int iRequestType, int iPriority, QorUserSession* iSession,
+               QBase::Buffer* iBuffer, std::pmr::memory_resource* iMemory)
+    : mSubscription(iMemory), mFamily(iMemory), mTodoSteps(iMemory), mFinishedSteps(iMemory), mStepProfiles(iMemory),
+      mProfileIndex(QPerfMon::GetProfileIndex("Job Execution")), mPriority(iPriority), mPUPriority(iPriority),
+      mUnits(iMemory), mpOwnedLock(MakeLock()), mpLock(mpOwnedLock.get()), mId(iId), mRequestType(iRequestType),
+      mChannelRequests(iMemory), mFurtherRequests(iMemory),
+      mpOwnedBuffer(iBuffer == nullptr ? MakeLocalBuffer() : nullptr),
+      mpLocalBuffer(iBuffer != nullptr ? iBuffer : mpOwnedBuffer.get()), mbExternalBuffer(iBuffer != nullptr),
+      mOwner(iMemory), mUser(iMemory), mUserLogin(iMemory), mpUserSession(iSession), mDescription(iMemory),
+      mProjectName(iMemory), mpMemGovernor(std::make_shared<JobMemGovernor>(iId))
+{
+    if (mbExternalBuffer)
+        mpLocalBuffer->Register();
+    mCreationSeconds = std::time(nullptr);
+    CountCreation();
+    LogCreation();
+    if (QORObjectInstanceCount* instances = QORObjectInstanceCount::GetObjectInstanceCount())
+    {
+        instances->IncreaseObjectInstanceCount(cInstanceCategory);
+        instances->CreateObjectInstance(cInstanceCategory, this);
+    }
+    mCreationTime = QDataType::DateTime::NowUTC();
+    LogLine(EnumKernelRouter::JobTrace, "QORJob::QORJob Job:%1 created.", mId.Get());
+    if (IsReportRequest())
+        QPerfMon::GetPerformanceMonitor()->Add(6, 1);
+    else if (mRequestType == RequestDocument)
+        QPerfMon::GetPerformanceMonitor()->Add(17, 1);
+}
+
+void QORJob::CountCreation() const
+{
+    QPerfMon::PerformanceMonitor* monitor = QPerfMon::GetPerformanceMonitor();
+    switch (mRequestType)
+    {
+    case RequestMetaData:
+        monitor->Add(10, 1);
+        monitor->Add(7, 1);
+        break;
+    case RequestReport:
+    case RequestBatchChildReport:
+    case RequestDatamartReport:
+        monitor->Add(7, 1);
+        monitor->Add(5, 1);
+        break;
+    case RequestElement:
+        monitor->Add(7, 1);
+        monitor->Add(12, 1);
+        break;
+    case RequestDocument:
+    case RequestBatchExecution:
+        monitor->Add(7, 1);
+        break;
+    default:
+        break;
+    }
+}
+
+void QORJob::LogCreation() const
+{
+    // Reports get the line twice: log readers count on the pair.
+    const int lines = IsReportRequest() ? 2 : 1;
+    for (int line = 0; line < lines; ++line)
+        LogLine(EnumKernelRouter::ScopeTrace, "QORJob::Created: Job:%1, Job Type:%2", mId.Get(),
+                ConvertIDToName(mRequestType));
+}
+
+QORJob::~QORJob()
+{
+    mpOwnedBuffer.reset();
+    if (QORObjectInstanceCount* instances = QORObjectInstanceCount::GetObjectInstanceCount())
+    {
+        // PreDestruct has lowered the count already: a job on the heap is counted down twice, as its readers expect.
+        instances->DecreaseObjectInstanceCount(cInstanceCategory);
+        instances->DeleteObjectInstance(cInstanceCategory, this);
+    }
+    LogLine(EnumKernelRouter::JobTrace, "QORJob::QORJob Job:%1 destructed.", mId.Get());
+}
+
+unsigned QORJob::AddRef()
+{
+    LogReference(this, 1, ReferenceKindJob);
+    return static_cast<unsigned>(mReferenceCount.Increment());
+}
+
+unsigned QORJob::Release()
+{
+    LogReference(this, 0, ReferenceKindJob);
+    const int count = mReferenceCount.Decrement();
+    if (count != 0)
+        return static_cast<unsigned>(count);
+
+    const HRESULT code = PreDestruct();
+    if (code != S_OK)
+        LogLine(EnumKernelRouter::JobTrace,
+                "QORJob::Release: PreDestruct to delete external job memory failed: jobid = %1, RC = %2.", mId.Get(),
+                QLog::Format::Hex, code);
+    if (mbExternalBuffer)
+    {
+        EndInBuffer();
+    }
+    else
+    {
+        this->~QORJob();
+        QBase::HeapFree(this);
+    }
+    return 0;
+}
+
+/// The job goes with the buffer that it lives in; no destructor runs, so that its parts needn't be freed one by one.
+void QORJob::EndInBuffer() NO_THREAD_SAFETY_ANALYSIS
+{
+    QBase::Buffer* buffer = mpLocalBuffer;
+    mpUserSession = {};
+    mpOwnedLock.reset();
+    buffer->Destroy();
+}
+
+QSynch::AtomicLong QORJob::GetId() { return mId; }
+
+HRESULT QORJob::GetId(QSynch::AtomicLong* oId) const
+{
+    if (oId != nullptr)
+        *oId = mId;
+    return S_OK;
+}
+
+int QORJob::GetRequestType() const { return mRequestType; }
+
+HRESULT QORJob::GetRequestType(int* oRequestType) const
+{
+    *oRequestType = mRequestType;
+    return S_OK;
+}
+
+bool QORJob::IsReportRequest() const
+{
+    return mRequestType == RequestReport || mRequestType == RequestBatchChildReport ||
+           mRequestType == RequestDatamartReport;
+}
+
+HRESULT QORJob::GetLocalDataBuffer(const QBase::Buffer** oBuffer) const
+{
+    return GetUnlocked<const QBase::Buffer*>(mpLocalBuffer, oBuffer);
+}
+
+const WCHAR* QORJob::ConvertIDToName(int iRequestType)
+{
+    static constexpr std::array<const WCHAR*, 11> cNames = {
+        W("Meta data request"),
+        W("Report request"),
+        W("Document request"),
+        W("Request element"),
+        W("Request SQL"),
+        W("Batch child report request"),
+        W("Batch execution request"),
+        W("Datamart report request"),
+        W("Plazabox job request"),
+        W("Import .vtx job request"),
+        W("External Notification job request"),
+    };
+    const auto index = static_cast<unsigned>(iRequestType);
+    return index < cNames.size() ? cNames[index] : W("Unknown job type");
+}

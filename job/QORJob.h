@@ -1,0 +1,445 @@
+// The object that stands for one client request while the server executes it.
+#pragma once
+
+#include "job/QORJobProcessingStep.h"
+#include "platform/Export.h"
+#include "platform/QBase.h"
+#include "platform/QDataType.h"
+#include "platform/QSynch.h"
+#include "platform/ThreadSafety.h"
+#include "platform/Windows.h"
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <memory_resource>
+#include <vector>
+
+class CKDXServerMessage;
+class ICKDXProcessContext;
+class ICKDXReadMessage;
+class JobMemGovernor;
+class QORChannelRequest;
+class QorUserSession;
+class QORJobData;
+class QORJobPUInfo;
+class QORJobStep;
+class QORJobTask;
+struct QORProfileAgent;
+
+/// How the result of a subscription job is delivered; the codes are the delivery module's, 0 is none.
+enum EnumSubscriptionDeliveryType : int
+{
+};
+
+/// What is done with a document when it is rebuilt; bits of the document module.
+enum EnumKDXDocumentManipulationType : int
+{
+    DocumentManipulationApply = 2,
+    DocumentManipulationReexecute = 0x800,
+};
+
+/// The request types of a job; fixed when it is made.
+enum EnumJobRequestType : int
+{
+    RequestMetaData = 0,
+    RequestReport = 1,
+    RequestDocument = 2,
+    RequestElement = 3,
+    RequestSQL = 4,
+    RequestBatchChildReport = 5,
+    RequestBatchExecution = 6,
+    RequestDatamartReport = 7,
+    RequestPlazabox = 8,
+    RequestImport = 9,
+    RequestExternalNotification = 10,
+};
+
+/// Where a job is in its life. 7 to 13 and 17 to 19 are further waiting states.
+enum EnumJobStatus : int
+{
+    JobReady = 0,
+    JobExecuting = 1,
+    JobWaiting = 2,
+    JobCompleted = 3,
+    JobStoppedWithError = 4,
+    JobCancelled = 5,
+    JobStopped = 6,
+    JobRequeued = 17,
+    JobPausing = 20,
+};
+
+/// A job: who asked for what, the steps that are to be run and have been run, and how it stands.
+///
+/// Made by NewJob with a reference count of 0: the creator's first AddRef makes it 1, the last Release ends it. Every
+/// operation that returns a code keeps exceptions inside: 0x8004308B after a message exception, 0x8004308C after any
+/// other, both logged. A null out-pointer gives E_POINTER unless the operation says otherwise.
+///
+/// Threads: any, for every operation.
+/// Owns:    its step and visit records, one reference each to its user session, process context and memory governor.
+/// Errors:  return codes; only NewJob throws.
+/// Locks:   one re-entrant lock of category 4. The process context is called under it where an operation says so.
+class QORJOB_API QORJob
+{
+public:
+    QORJob(const QORJob&) = delete;
+    QORJob& operator=(const QORJob&) = delete;
+
+    // --- Birth, identity, references: QORJob.cpp ---------------------------------------------------------------------
+
+    /// Makes a job, in `iBuffer` when there is one: the job, its strings and its lists then live in that buffer, and
+    /// the job's end destroys it. `iSession` may be null; the job takes a reference. Null when there is no memory for
+    /// the job; throws the unsigned value 0x8004308E when its lock can't be made, std::bad_alloc for what it holds.
+    static QORJob* NewJob(QSynch::AtomicLong iId, int iRequestType, int iPriority, QorUserSession* iSession,
+                          QBase::Buffer* iBuffer);
+
+    /// Both return the new count.
+    unsigned AddRef();
+    unsigned Release();
+
+    QSynch::AtomicLong GetId();
+    /// A null `oId` is ignored.
+    HRESULT GetId(QSynch::AtomicLong* oId) const;
+    int GetRequestType() const;
+    /// `oRequestType` must not be null.
+    HRESULT GetRequestType(int* oRequestType) const;
+    /// The arena of the job's data items. It stays the job's.
+    HRESULT GetLocalDataBuffer(const QBase::Buffer** oBuffer) const;
+    /// "Unknown job type" for a type outside the table.
+    static const WCHAR* ConvertIDToName(int iRequestType);
+
+    // --- Attributes: QORJobAttributes.cpp ----------------------------------------------------------------------------
+    // Setters return 0. Getters of strings clear the out-string first. Setters from a null-terminated text give
+    // E_POINTER for null and then change nothing.
+
+    HRESULT SetIsSendNowJob(bool ibSendNow);
+    HRESULT GetIsSendNowJob(bool* obSendNow) const;
+    /// A type other than 0 also exempts the job from the memory governor, for good.
+    HRESULT SetDeliveryType(EnumSubscriptionDeliveryType iType);
+    HRESULT GetDeliveryType(EnumSubscriptionDeliveryType* oType) const;
+    HRESULT SetSubscriptionOwner(const QBase::wstring& iOwner);
+    HRESULT GetSubscriptionOwner(QBase::wstring& oOwner) const;
+    HRESULT SetSubscriptionRecipient(const QBase::wstring& iRecipient);
+    HRESULT GetSubscriptionRecipient(QBase::wstring& oRecipient) const;
+    HRESULT SetDestination(const QBase::wstring& iDestination);
+    HRESULT GetDestination(QBase::wstring& oDestination) const;
+    HRESULT SetIsBatchJob(bool ibBatch);
+    bool IsBatchJob() const;
+    HRESULT SetIsExecutingInWarehouse(bool ibExecuting);
+    HRESULT GetIsExecutingInWarehouse(bool* obExecuting) const;
+    HRESULT SetIsDocumentDataModelNull(bool ibNull);
+    bool IsDocumentDataModelNull() const;
+    /// The old type through `oOld` when it is not null.
+    HRESULT SetType(int iType, int* oOld);
+    HRESULT GetType(int* oType) const;
+    HRESULT SetSource(int iSource);
+    HRESULT GetSource(int* oSource) const;
+    HRESULT SetRequestId(int iRequestId);
+    HRESULT GetRequestId(int& oRequestId) const;
+    /// The old id through `oOld` when it is not null.
+    HRESULT SetProjectId(int iProjectId, int* oOld);
+    HRESULT GetProjectId(int* oProjectId) const;
+    HRESULT SetProjectID(const GUID& iProjectID);
+    HRESULT GetProjectID(GUID* oProjectID) const;
+    HRESULT SetProjectName(const QBase::wstring& iName);
+    HRESULT SetProjectName(const WCHAR* iName);
+    HRESULT GetProjectName(QBase::wstring& oName) const;
+    HRESULT SetOwner(const QBase::wstring& iOwner);
+    HRESULT SetOwner(const WCHAR* iOwner);
+    HRESULT GetOwner(QBase::wstring& oOwner) const;
+    HRESULT SetUser(const QBase::wstring& iUser);
+    HRESULT SetUser(const WCHAR* iUser);
+    HRESULT GetUser(QBase::wstring& oUser) const;
+    HRESULT SetUserLogin(const QBase::wstring& iLogin);
+    HRESULT SetUserLogin(const WCHAR* iLogin);
+    HRESULT GetUserLogin(QBase::wstring& oLogin) const;
+    /// Also the memory governor's user.
+    HRESULT SetUserID(GUID iUserID);
+    HRESULT GetUserID(GUID& oUserID) const;
+    HRESULT SetSessionID(GUID iSessionID);
+    HRESULT GetSessionID(GUID& oSessionID) const;
+    HRESULT SetWarehouseID(GUID iWarehouseID);
+    HRESULT GetWarehouseID(GUID& oWarehouseID) const;
+    HRESULT SetDescription(const QBase::wstring& iDescription);
+    HRESULT GetDescription(QBase::wstring& oDescription) const;
+    /// Takes a reference; null clears. The getter adds one for the caller.
+    HRESULT SetUserSession(QorUserSession* iSession);
+    HRESULT GetUserSession(QorUserSession** oSession) const;
+    /// Takes a reference; null clears. Hands the context the job's priority and memory governor, under the job's lock.
+    HRESULT SetProcessContext(ICKDXProcessContext* iContext);
+    /// Adds a reference for the caller.
+    HRESULT GetProcessContext(ICKDXProcessContext** oContext) const;
+    HRESULT SetStatsFlag(bool ibStats);
+    HRESULT GetStatsFlag(bool& obStats) const;
+    HRESULT SetIfKeepRunWhenSessionTimeout(bool ibKeepRunning);
+    bool IsKeepRunWhenSessionTimeout() const;
+    /// Both take null pointers.
+    HRESULT SetTimeoutExtended(bool ibExtended, bool* obOld);
+    HRESULT GetTimeoutExtended(bool* obExtended) const;
+    /// Shared with the job's children; empty once the job ends.
+    std::shared_ptr<JobMemGovernor> GetMemGovernor() const;
+    /// Only for a job that has a governor.
+    bool GetGovernorCancelFlag() const;
+    /// The step that the kernel's statistics count the job under.
+    HRESULT SetCurrentStepForStatistics(int iStepId);
+    int GetCurrentStepForStatistics() const;
+
+    // --- Step queue: QORJobSteps.cpp ---------------------------------------------------------------------------------
+    // A step given to an add operation belongs to the job from then on, whether it is queued or not. A cancelled job
+    // deletes it, leaves `oCount` or `oStatus` alone and returns 0. Both may be null.
+
+    /// Appends, but before a closing step, and not when the current step has the same id.
+    HRESULT AddStep(QORJobStep* iStep, int* oCount);
+    /// Appends; gives the job's status, where the others give the number of steps.
+    HRESULT AddStepToRun(QORJobStep* iStep, int* oStatus);
+    HRESULT AddStepAtFront(QORJobStep* iStep, int* oCount);
+    HRESULT AddStepAfterThis(QORJobStep* iStep, int* oCount);
+    HRESULT AddStepAfterThis(int iStepId, int* oCount);
+    /// Moves the front step to the finished ones; E_UNEXPECTED when there is none.
+    HRESULT SetStepComplete();
+    /// Moves the first step of that id to the finished ones; E_INVALIDARG when there is none.
+    HRESULT SetStepComplete(int iStepId);
+    HRESULT ClearTodoSteps();
+    /// Deletes every queued step of that id.
+    HRESULT RemoveStep(QORJobProcessingStep iStepId);
+    /// Replaces the front step by a fresh one of the same id ("no op" keeps its chapter key).
+    HRESULT RenewCurrentStep();
+    HRESULT AddCommonStepsAtRebuild(EnumKDXDocumentManipulationType iType);
+    /// True when a "Document Formatting" has finished.
+    bool IsLastComponentExport() const;
+
+    // --- Dispatch: QORJobDispatch.cpp --------------------------------------------------------------------------------
+
+    /// The current step without any change to the job; 0 when there is none. `oRunningStepId` (may be null) gets -1, or
+    /// the id of the last started step that a job on its way out has queued before its current one.
+    HRESULT GetCurrentStepId(int* oStepId, int* oRunningStepId) const;
+    /// Which step the calling thread is to run: 0 when there is none for it. May change lists, status and times.
+    HRESULT GetCurrentStepIdToRun(int* oStepId, int* oRunningStepId);
+    /// `iTask` is not owned and may be null.
+    HRESULT SetStepStart(int iStepId, int iPUId, QORJobTask* iTask);
+    /// S_FALSE when `iTask` is not the task of the last start; the step is finished all the same.
+    HRESULT SetStepFinish(int iStepId, int iPUId, QORJobTask* iTask);
+
+    // --- Status: QORJobStatus.cpp ------------------------------------------------------------------------------------
+
+    /// The old status through `oOld` when it is not null. S_FALSE, with no effect, for 13 after anything but 8.
+    HRESULT SetStatus(int iStatus, int* oOld);
+    HRESULT GetStatus(int* oStatus) const;
+    /// Whether a dispatcher drives the job. The old value through `obWasRunning` when it is not null.
+    HRESULT SetRunning(bool ibRunning, bool* obWasRunning);
+    HRESULT IsRunning(bool* obRunning) const;
+    /// Whether the thread that ran the current step was lost, and at which step.
+    HRESULT SetIAmDead(bool ibDead, bool* obWasDead, QORJobProcessingStep iStepId);
+    HRESULT GetIAmDead(bool* obDead, QORJobProcessingStep* oStepId) const;
+    bool IsStepPausing() const;
+
+    // --- Processing units: QORJobUnits.cpp ---------------------------------------------------------------------------
+    // Unit names and the reserved argument are not used.
+
+    HRESULT SetPUEnter(int iPUId, const WCHAR* iPUName, int iReserved);
+    HRESULT SetPUStart(int iPUId);
+    /// Stamps the oldest visit to that unit.
+    HRESULT SetPUExit(int iPUId, const WCHAR* iPUName);
+    /// The unit that the job is in; E_FAIL when no step is queued.
+    HRESULT GetPUId(int* oPUId) const;
+    /// `oOld` must not be null.
+    HRESULT SetPriority(int iPriority, int* oOld);
+    HRESULT GetPriority(int* oPriority) const;
+    HRESULT SetPUPriority(int iPriority);
+    HRESULT GetPUPriority(int* oPriority) const;
+    /// Never writes `oMilliseconds`; see the body.
+    HRESULT GetWaitingTime(unsigned* oMilliseconds) const;
+    HRESULT GetWaitingTimeInternal(unsigned* oMilliseconds) const REQUIRES(mpLock);
+    void EnqueuePulse();
+    void DequeuePulse();
+
+private:
+    using StepList = QBase::list<QORJobStep*>;
+    using UnitList = QBase::list<QORJobPUInfo*>;
+    using IdList = QBase::list<QSynch::AtomicLong>;
+
+    struct StepProfile
+    {
+        QORProfileAgent* mpAgent; // owned, freed as plain memory; may be null
+        int mStepId;
+    };
+
+    struct LockDestroyer
+    {
+        void operator()(QSynch::CriticalSection* iLock) const { QSynch::DestroyCriticalSection(iLock); }
+    };
+
+    struct BufferDestroyer
+    {
+        void operator()(QBase::Buffer* iBuffer) const { iBuffer->Destroy(); }
+    };
+
+    QORJob(QSynch::AtomicLong iId, int iRequestType, int iPriority, QorUserSession* iSession, QBase::Buffer* iBuffer,
+           std::pmr::memory_resource* iMemory);
+    ~QORJob();
+
+    void CountCreation() const;
+    void LogCreation() const;
+    void EndInBuffer();
+
+    // --- Rows and the exception boundary: QORJobRows.h ---------------------------------------------------------------
+    template <class Body>
+    HRESULT Boundary(const char* iOperation, Body&& iBody) const;
+    template <class T>
+    HRESULT Get(const char* iOperation, const T& iField, T* oValue) const;
+    template <class T>
+    HRESULT GetUnlocked(const T& iField, T* oValue) const;
+    template <class T>
+    T GetValue(const T& iField) const;
+    template <class T>
+    HRESULT Set(const char* iOperation, T& oField, T iValue, T* oOld = nullptr);
+    HRESULT GetText(const char* iOperation, const QBase::wstring& iField, QBase::wstring& oText) const;
+    HRESULT SetText(const char* iOperation, QBase::wstring& oField, const QBase::wstring& iText);
+    HRESULT SetText(const char* iOperation, QBase::wstring& oField, const WCHAR* iText);
+
+    // --- Step queue --------------------------------------------------------------------------------------------------
+    StepList::iterator FindTodo(int iStepId) REQUIRES(mpLock);
+    void InsertTodo(StepList::const_iterator iBefore, std::unique_ptr<QORJobStep>& ioStep) REQUIRES(mpLock);
+    StepList::iterator DeleteTodo(StepList::const_iterator iPosition) REQUIRES(mpLock);
+    void MoveToFinished(StepList::const_iterator iPosition) REQUIRES(mpLock);
+    void GiveTodoSize(int* oCount) const REQUIRES(mpLock);
+
+    // --- Dispatch ----------------------------------------------------------------------------------------------------
+    int FindLastStep(bool (*iStops)(int iStepId, int iStatus), int* oRunningStepId) const REQUIRES(mpLock);
+    HRESULT ReadFrontId(int* oStepId) const REQUIRES(mpLock);
+    void DropDocumentResult() REQUIRES(mpLock);
+    void LogFinishedSteps() const REQUIRES(mpLock);
+    HRESULT ChooseCandidate(int* oCandidate, int* oRunningStepId) REQUIRES(mpLock);
+    HRESULT RefillRequeuedJob() REQUIRES(mpLock);
+    bool IsCloseStepBeingRun() const REQUIRES(mpLock);
+    HRESULT HandOut(int iCandidate, int* oStepId) REQUIRES(mpLock);
+    HRESULT HandOutOfDeadJob(int iLostStepId, int* oStepId) REQUIRES(mpLock);
+    void StartStep(QORJobStep& ioStep, int iStepId, int iPUId) REQUIRES(mpLock);
+    void StartProfile(int iStepId) REQUIRES(mpLock);
+    void EndProfile(int iStepId) REQUIRES(mpLock);
+    void FinishStep(int iStepId) REQUIRES(mpLock);
+    void FinishAgain(int iStepId) REQUIRES(mpLock);
+    void GiveChapterKey(const WCHAR* iKey) REQUIRES(mpLock);
+
+    // --- Status, units -----------------------------------------------------------------------------------------------
+    void StoreStatus(int iStatus) REQUIRES(mpLock);
+    void TakeBackActiveCount() REQUIRES(mpLock);
+    void CountFailure() const;
+    void CountFirstStart() REQUIRES(mpLock);
+    bool IsReportRequest() const;
+
+    // --- The end: QORJobPreDestruct.cpp ------------------------------------------------------------------------------
+    HRESULT PreDestruct();
+    void LetOutsideGo();
+    void MarkDead();
+
+    // --- Fields ------------------------------------------------------------------------------------------------------
+    // Under the lock unless they say otherwise. "Plain" fields are single words that are read and written without it.
+
+    struct Subscription
+    {
+        bool mbSendNow = false;
+        EnumSubscriptionDeliveryType mDeliveryType{};
+        QBase::wstring mOwner;
+        QBase::wstring mRecipient;
+        QBase::wstring mDestination;
+
+        explicit Subscription(std::pmr::memory_resource* iMemory)
+            : mOwner(iMemory), mRecipient(iMemory), mDestination(iMemory)
+        {
+        }
+    };
+
+    struct Family
+    {
+        QSynch::AtomicLong mParentId = -1;
+        int mRunningChildCount = 0;
+        IdList mExecutingChildren;
+        IdList mFinishedChildren;
+
+        explicit Family(std::pmr::memory_resource* iMemory) : mExecutingChildren(iMemory), mFinishedChildren(iMemory) {}
+    };
+
+    struct ThreadTimes
+    {
+        FILETIME mKernel{};
+        FILETIME mUser{};
+    };
+
+    Subscription mSubscription GUARDED_BY(mpLock);
+    Family mFamily GUARDED_BY(mpLock);
+    std::atomic<int> mCurrentStepForStatistics = 0;
+    std::atomic<double> mPulseEnqueueTime = 0; // plain
+    StepList mTodoSteps GUARDED_BY(mpLock);
+    StepList mFinishedSteps GUARDED_BY(mpLock);               // newest first
+    QORJobTask* mpExecutingTask GUARDED_BY(mpLock) = nullptr; // not owned
+    std::pmr::vector<StepProfile> mStepProfiles GUARDED_BY(mpLock);
+    unsigned mProfileIndex; // fixed
+    int mStatus GUARDED_BY(mpLock) = JobReady;
+    bool mbRunning GUARDED_BY(mpLock) = false;
+    bool mbIAmDead GUARDED_BY(mpLock) = false;
+    int mDeadStepId GUARDED_BY(mpLock) = 0;
+    int mRunawayStatus GUARDED_BY(mpLock) = 0;
+    int mRunawayStep GUARDED_BY(mpLock) = 0;
+    bool mbQueryResult GUARDED_BY(mpLock) = false;
+    int mActiveCount GUARDED_BY(mpLock) = 0;
+    bool mbBatch GUARDED_BY(mpLock) = false;
+    bool mbExecutingInWarehouse GUARDED_BY(mpLock) = false;
+    bool mbTimeoutExtended GUARDED_BY(mpLock) = false;
+    std::atomic<bool> mbApplyGovernor = true; // plain
+    bool mbDocumentDataModelNull GUARDED_BY(mpLock) = false;
+    int mPriority GUARDED_BY(mpLock);
+    int mPUPriority GUARDED_BY(mpLock);
+    QDataType::DateTime mCreationTime{0.0}; // fixed once the job is made
+    QDataType::DateTime mStatusTime GUARDED_BY(mpLock){0.0};
+    QDataType::DateTime mFinishTime GUARDED_BY(mpLock){0.0};
+    ThreadTimes mStepStartTimes GUARDED_BY(mpLock);
+    UnitList mUnits GUARDED_BY(mpLock); // newest first
+    QDataType::DateTime mTimeOutTime GUARDED_BY(mpLock){0.0};
+    bool mbStartedOnce GUARDED_BY(mpLock) = false;
+    bool mbCloseCountersUpdated GUARDED_BY(mpLock) = false;
+    std::int64_t mCreationSeconds = 0; // fixed
+    std::unique_ptr<QSynch::CriticalSection, LockDestroyer> mpOwnedLock;
+    QSynch::CriticalSection* mpLock; // fixed
+    QSynch::AtomicLong mReferenceCount = 0;
+    const QSynch::AtomicLong mId;
+    QSynch::AtomicLong mPreJobId GUARDED_BY(mpLock) = -1;
+    std::atomic<int> mType = 0; // written under the lock, read without
+    const int mRequestType;
+    void* mpReserved = nullptr;
+    HRESULT mErrorCode GUARDED_BY(mpLock) = S_OK;
+    QBase::list<QORChannelRequest*> mChannelRequests GUARDED_BY(mpLock);
+    QBase::list<QORChannelRequest*> mFurtherRequests GUARDED_BY(mpLock); // nothing here fills it
+    std::unique_ptr<QBase::Buffer, BufferDestroyer> mpOwnedBuffer;
+    QBase::Buffer* mpLocalBuffer; // fixed
+    const bool mbExternalBuffer;
+    CKDXServerMessage* mpInBoxMessage GUARDED_BY(mpLock) = nullptr;
+    std::array<QORJobData*, 5> mData GUARDED_BY(mpLock){};
+    std::atomic<int> mSource = 0; // written under the lock, read without
+    int mProjectId GUARDED_BY(mpLock) = -1;
+    QBase::wstring mOwner GUARDED_BY(mpLock);
+    QBase::wstring mUser GUARDED_BY(mpLock);
+    QBase::wstring mUserLogin GUARDED_BY(mpLock);
+    GUID mUserID GUARDED_BY(mpLock) = GUID_NULL;
+    GUID mSessionID GUARDED_BY(mpLock) = GUID_NULL;
+    GUID mWarehouseID GUARDED_BY(mpLock) = GUID_NULL;
+    QBase::PtrI<QorUserSession> mpUserSession GUARDED_BY(mpLock);
+    QBase::wstring mDescription GUARDED_BY(mpLock);
+    GUID mProjectID GUARDED_BY(mpLock) = GUID_NULL;
+    QBase::wstring mProjectName GUARDED_BY(mpLock);
+    QBase::PtrI<ICKDXProcessContext> mpProcessContext GUARDED_BY(mpLock);
+    std::atomic<bool> mbStats = false; // plain
+    GUID mObjectID GUARDED_BY(mpLock) = GUID_NULL;
+    int mReserved = 0;
+    std::shared_ptr<JobMemGovernor> mpMemGovernor GUARDED_BY(mpLock);
+    std::atomic<bool> mbKeepRunning = false; // plain
+    std::atomic<int> mRequestId = -1;        // plain
+    ICKDXReadMessage* mpInMessage GUARDED_BY(mpLock) = nullptr;
+    HRESULT mComponentErrorCode GUARDED_BY(mpLock) = S_OK;
+    std::atomic<unsigned> mTraceFlags = 0; // plain
+
+    // What the two lists hold of closing steps: dispatch asks each time and mustn't walk them for it.
+    int mTodoCloseSteps GUARDED_BY(mpLock) = 0;
+    bool mbCloseFinished GUARDED_BY(mpLock) = false;
+};

@@ -1,0 +1,466 @@
+#include "context/ICKDXProcessContext.h"
+#include "job/QORJobRows.h"
+#include "job/QORJobStep.h"
+#include "platform/QPerfMon.h"
+#include "platform/ThreadTimes.h"
+#include "task/KernelLog.h"
+#include "task/QORJobTask.h"
+
+#include <algorithm>
+
+namespace
+{
+
+/// What dispatch reads of a step: its id, and who has started it.
+struct StepState
+{
+    int mId = StepNoMore;
+    DWORD mThreadId = 0;
+    int mPUId = -1;
+};
+
+HRESULT Read(const QORJobStep* iStep, StepState& oState)
+{
+    if (iStep == nullptr)
+        return E_POINTER;
+    HRESULT code = iStep->GetId(&oState.mId);
+    if (code == S_OK)
+        code = iStep->GetThreadId(&oState.mThreadId);
+    if (code == S_OK)
+        code = iStep->GetPUId(&oState.mPUId);
+    return code;
+}
+
+/// Waiting states: no step is handed out in them.
+bool IsHeld(int iStatus) { return (iStatus >= 7 && iStatus <= 13) || iStatus == 18 || iStatus == 19; }
+
+/// The steps that still run in a job that has failed or was cancelled.
+bool IsReportingStep(int iStepId)
+{
+    return iStepId == StepSendingOutputMessage || iStepId == StepSendingErrorMessage ||
+           iStepId == StepSendingDocumentResult || iStepId == StepDelivery;
+}
+
+/// Where dispatch stops looking for the step of a job that is on its way out.
+bool IsLastCandidate(int iStepId, int iStatus)
+{
+    return iStepId == StepCloseJob || (iStatus != JobStopped && IsReportingStep(iStepId));
+}
+
+/// The same for those who only ask: a failed job's document result is no step that it will come to.
+bool IsLastCurrent(int iStepId, int iStatus)
+{
+    return IsLastCandidate(iStepId, iStatus) &&
+           !(iStatus == JobStoppedWithError && iStepId == StepSendingDocumentResult);
+}
+
+} // namespace
+
+/// The id of the first queued step that `iStops`, 0 when there is none; the last started step on the way there goes to
+/// `oRunningStepId`.
+int QORJob::FindLastStep(bool (*iStops)(int iStepId, int iStatus), int* oRunningStepId) const
+{
+    for (const QORJobStep* step : mTodoSteps)
+    {
+        StepState state;
+        if (Read(step, state) != S_OK)
+            continue;
+        if (oRunningStepId != nullptr && state.mThreadId != 0)
+            *oRunningStepId = state.mId;
+        if (iStops(state.mId, mStatus))
+            return state.mId;
+    }
+    return StepNoMore;
+}
+
+HRESULT QORJob::ReadFrontId(int* oStepId) const
+{
+    StepState front;
+    const HRESULT code = Read(mTodoSteps.front(), front);
+    if (code == S_OK)
+        *oStepId = front.mId;
+    return code;
+}
+
+HRESULT QORJob::GetCurrentStepId(int* oStepId, int* oRunningStepId) const
+{
+    if (oStepId == nullptr)
+        return E_POINTER;
+    if (oRunningStepId != nullptr)
+        *oRunningStepId = -1;
+    return Boundary("GetCurrentStepId", [&]() -> HRESULT {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        int current = StepNoMore;
+        HRESULT code = S_OK;
+        if (mbCloseFinished || mTodoSteps.empty() || IsHeld(mStatus))
+            current = StepNoMore;
+        else if (mStatus == JobStoppedWithError || mStatus == JobCancelled || mStatus == JobStopped)
+            current = FindLastStep(IsLastCurrent, oRunningStepId);
+        else
+            code = ReadFrontId(&current);
+        if (code != S_OK)
+        {
+            LogLine(EnumKernelRouter::Error,
+                    "QORJob::GetCurrentStepId: Job:%1 has error %2 getting id of a step in to do list", mId.Get(),
+                    QLog::Format::Hex, code);
+            return code;
+        }
+        *oStepId = current;
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::GetCurrentStepIdToRun(int* oStepId, int* oRunningStepId)
+{
+    if (oStepId == nullptr)
+        return E_POINTER;
+    if (oRunningStepId != nullptr)
+        *oRunningStepId = -1;
+    return Boundary("GetCurrentStepIdToRun", [&]() -> HRESULT {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        DropDocumentResult();
+        LogFinishedSteps();
+        if (mbCloseFinished)
+        {
+            *oStepId = StepNoMore;
+            return S_OK;
+        }
+        int candidate = StepNoMore;
+        const HRESULT code = ChooseCandidate(&candidate, oRunningStepId);
+        if (code != S_OK)
+            return code;
+        if (IsCloseStepBeingRun())
+        {
+            *oStepId = StepNoMore;
+            return S_OK;
+        }
+        if (mbRunning)
+            return HandOut(candidate, oStepId);
+        *oStepId = candidate;
+        return S_OK;
+    });
+}
+
+/// A failed or cancelled document never sends its result.
+void QORJob::DropDocumentResult()
+{
+    int front = StepNoMore;
+    if ((mStatus == JobStoppedWithError || mStatus == JobCancelled) && !mTodoSteps.empty() &&
+        ReadFrontId(&front) == S_OK && front == StepSendingDocumentResult)
+        DeleteTodo(mTodoSteps.cbegin());
+}
+
+/// One line a finished step, newest first, up to the closing step.
+void QORJob::LogFinishedSteps() const
+{
+    if (KernelLog::EnabledRouter(EnumKernelRouter::JobTrace) == nullptr)
+        return;
+    for (const QORJobStep* step : mFinishedSteps)
+    {
+        StepState state;
+        if (Read(step, state) != S_OK)
+            continue;
+        LogLine(EnumKernelRouter::JobTrace,
+                "QORJob::GetCurrentStepIdToRun: job id: %1, finished step: %2, mbIAmDead: %3, mRunning: %4, status: %5",
+                mId.Get(), state.mId, mbIAmDead, mbRunning, mStatus);
+        if (state.mId == StepCloseJob)
+            return;
+    }
+}
+
+/// The step that the job's status lets run next, 0 for none. Ends the run of a job that has none left.
+HRESULT QORJob::ChooseCandidate(int* oCandidate, int* oRunningStepId)
+{
+    if (mStatus >= JobCompleted && mStatus <= JobStopped)
+    {
+        *oCandidate = FindLastStep(IsLastCandidate, oRunningStepId);
+        if (*oCandidate == StepNoMore && mbRunning)
+        {
+            mbRunning = false;
+            mFinishTime = QDataType::DateTime::NowUTC();
+        }
+        return S_OK;
+    }
+    if (IsHeld(mStatus))
+    {
+        if (mbRunning)
+        {
+            mbRunning = false;
+            mStatusTime = QDataType::DateTime::NowUTC();
+        }
+        return S_OK;
+    }
+    if (mStatus == JobRequeued)
+    {
+        const HRESULT code = RefillRequeuedJob();
+        if (code != S_OK)
+            return code;
+        mStatus = JobReady;
+    }
+    if (mTodoSteps.empty())
+    {
+        mbRunning = false;
+        mStatus = JobCompleted; // stored directly: no finish time comes of it
+        return S_OK;
+    }
+    const HRESULT code = ReadFrontId(oCandidate);
+    if (code == S_OK && *oCandidate == StepNoMore)
+        mbRunning = false;
+    return code;
+}
+
+/// A job that was put back without steps searches the cache and closes.
+HRESULT QORJob::RefillRequeuedJob()
+{
+    if (!mTodoSteps.empty())
+        return S_OK;
+    std::unique_ptr<QORJobStep> search(new QORJobStep(StepSearchingCache));
+    std::unique_ptr<QORJobStep> close(new QORJobStep(StepCloseJob));
+    if (search == nullptr || close == nullptr)
+        return E_OUTOFMEMORY;
+    InsertTodo(mTodoSteps.cend(), search);
+    InsertTodo(mTodoSteps.cend(), close);
+    return S_OK;
+}
+
+/// The closing step goes to one thread only: once it is started nobody else gets a step.
+bool QORJob::IsCloseStepBeingRun() const
+{
+    // Closing steps stand at the end: from there the walk is over after the last of them.
+    StepState started;
+    bool bStarted = false;
+    int left = mTodoCloseSteps;
+    for (auto step = mTodoSteps.crbegin(); left > 0; ++step)
+    {
+        StepState state;
+        if (Read(*step, state) != S_OK || state.mId != StepCloseJob)
+            continue;
+        --left;
+        if (state.mThreadId != 0 || state.mPUId != -1)
+        {
+            started = state;
+            bStarted = true;
+        }
+    }
+    if (bStarted)
+        LogLine(EnumKernelRouter::JobTrace,
+                "QORJob::GetCurrentStepIdToRun: return GC_NO_MORE_STEP because todo step has gcCloseJob step and it's "
+                "being run by some thread.  step: %1, job id: %2, mbIAmDead: %3, mRunning: %4, status: %5, ThreadID: "
+                "%6, PUId: %7",
+                started.mId, mId.Get(), mbIAmDead, mbRunning, mStatus, started.mThreadId, started.mPUId);
+    return bStarted;
+}
+
+/// Decides, for a running job, whether the calling thread gets the candidate.
+HRESULT QORJob::HandOut(int iCandidate, int* oStepId)
+{
+    StepState front;
+    const HRESULT code = Read(mTodoSteps.front(), front);
+    if (code != S_OK)
+        return mbIAmDead ? S_FALSE : code;
+    if (front.mThreadId == 0 || front.mPUId == -1)
+    {
+        *oStepId = iCandidate;
+        return SetStepStart(iCandidate, 0, nullptr);
+    }
+    if (mbIAmDead)
+        return HandOutOfDeadJob(front.mId, oStepId);
+    if (front.mPUId == 0)
+    {
+        // Handed out before, but no real unit has taken it yet.
+        *oStepId = iCandidate;
+        LogLine(EnumKernelRouter::Warning,
+                "QORJob::GetCurrentStepIdToRun: Need to switch PU: previous step: %1, job id: %2, mbIAmDead: %3, "
+                "mRunning: %4, status: %5, ThreadID: %6, PUId: %7",
+                front.mId, mId.Get(), mbIAmDead, mbRunning, mStatus, front.mThreadId, front.mPUId);
+        return S_OK;
+    }
+    *oStepId = StepNoMore; // another unit is running the front step
+    return S_OK;
+}
+
+/// The thread that ran the front step died: only error reporting and closing are left for its job.
+HRESULT QORJob::HandOutOfDeadJob(int iLostStepId, int* oStepId)
+{
+    HRESULT code = SetStepComplete(iLostStepId);
+    if (code != S_OK)
+        return code;
+    int next = StepCloseJob;
+    while (!mTodoSteps.empty())
+    {
+        if (ReadFrontId(&next) != S_OK)
+            return S_FALSE;
+        if (next == StepCloseJob || next == StepSendingErrorMessage)
+            break;
+        DeleteTodo(mTodoSteps.cbegin());
+    }
+    if (mTodoSteps.empty())
+    {
+        next = StepCloseJob;
+        code =
+            AddStep(new QORJobStep(next), nullptr); // refused by a cancelled job, which is told to close all the same
+        if (code != S_OK)
+            return code;
+    }
+    code = SetStepStart(next, 0, nullptr);
+    if (code == S_OK)
+        *oStepId = next;
+    return code;
+}
+
+HRESULT QORJob::SetStepStart(int iStepId, int iPUId, QORJobTask* iTask)
+{
+    return Boundary("SetStepStart", [&] {
+        {
+            QSynch::CriticalSection::SmartLock lock(mpLock);
+            mpExecutingTask = iTask;
+            const auto found = IsRunnableStep(iStepId) ? FindTodo(iStepId) : mTodoSteps.end();
+            if (found != mTodoSteps.end())
+                StartStep(**found, iStepId, iPUId);
+        }
+        LogLine(EnumKernelRouter::JobTrace, "QORJob::SetStepStart: Job:%1 starting step:%2 in PU:%3.", mId.Get(),
+                iStepId, iPUId);
+        return S_OK;
+    });
+}
+
+void QORJob::StartStep(QORJobStep& ioStep, int iStepId, int iPUId)
+{
+    ioStep.SetStartTime();
+    ioStep.SetPUId(iPUId);
+    ioStep.SetThreadId();
+    ioStep.SetPUPriority(mPUPriority);
+
+    mbExecutingInWarehouse = iStepId == StepQueryExecution && iPUId != 0;
+    if (mbExecutingInWarehouse)
+    {
+        if (mpProcessContext)
+            mpProcessContext->put_LimitB(mPUPriority);
+        else
+            LogLine(EnumKernelRouter::Error, "QORJob::SetStepStart: mProcessContext == NULL.");
+    }
+    else if (iStepId == StepNoOp && iPUId != 0)
+    {
+        GiveChapterKey(ioStep.GetChapterKey());
+    }
+    if (GetCurrentThreadTimes(&mStepStartTimes.mKernel, &mStepStartTimes.mUser) != 0)
+        StartProfile(iStepId);
+}
+
+/// Called under the lock on purpose: the key in the context is that of the step which this thread starts or finishes.
+void QORJob::GiveChapterKey(const WCHAR* iKey)
+{
+    if (!mpProcessContext)
+        return;
+    struct BstrDeleter
+    {
+        void operator()(WCHAR* iText) const { SysFreeString(iText); }
+    };
+    const std::unique_ptr<WCHAR, BstrDeleter> key(SysAllocString(iKey));
+    mpProcessContext->put_BstrE(key.get());
+}
+
+void QORJob::StartProfile(int iStepId)
+{
+    for (const StepProfile& profile : mStepProfiles)
+    {
+        if (profile.mStepId != iStepId)
+            continue;
+        if (profile.mpAgent != nullptr)
+            QPerfMon::StartProfileAgent(profile.mpAgent);
+        return;
+    }
+    int index = -1;
+    if (QORJobTask::GetProfileIndex(iStepId, &index) != S_OK)
+        return;
+    StepProfile& profile = mStepProfiles.emplace_back(StepProfile{nullptr, iStepId});
+    profile.mpAgent = QPerfMon::CreateQORProfileAgent(index);
+}
+
+void QORJob::EndProfile(int iStepId)
+{
+    for (auto profile = mStepProfiles.begin(); profile != mStepProfiles.end(); ++profile)
+    {
+        if (profile->mStepId != iStepId)
+            continue;
+        if (profile->mpAgent != nullptr)
+        {
+            QPerfMon::EndProfileAgent(profile->mpAgent);
+            QBase::HeapFree(profile->mpAgent);
+        }
+        mStepProfiles.erase(profile);
+        return;
+    }
+}
+
+HRESULT QORJob::SetStepFinish(int iStepId, int iPUId, QORJobTask* iTask)
+{
+    return Boundary("SetStepFinish", [&] {
+        HRESULT result = S_OK;
+        {
+            QSynch::CriticalSection::SmartLock lock(mpLock);
+            if (iStepId == StepQueryExecution)
+            {
+                JobTaskStatus state = JobTaskStatusNone;
+                mbQueryResult = iTask != nullptr && iTask->GetStatus(&state) == S_OK && state == JobTaskStatusAborted;
+            }
+            if (iTask == mpExecutingTask)
+                mpExecutingTask = nullptr;
+            else
+                result = S_FALSE;
+            if (iStepId == StepNoOp && iPUId != 0)
+                GiveChapterKey(W(""));
+            if (mStatus == JobPausing)
+                return result;
+            FinishStep(iStepId);
+        }
+        LogLine(EnumKernelRouter::JobTrace, "QORJob::SetStepFinish: Job:%1 completed step:%2.", mId.Get(), iStepId);
+        return result;
+    });
+}
+
+void QORJob::FinishStep(int iStepId)
+{
+    if (!IsRunnableStep(iStepId) || mTodoSteps.empty())
+        return;
+    const auto found = FindTodo(iStepId);
+    if (found == mTodoSteps.end())
+    {
+        FinishAgain(iStepId);
+        return;
+    }
+    if (found != mTodoSteps.begin())
+    {
+        // Only the one step in front gives way in a call: a step further down stays queued, and its callers know it.
+        const auto place = std::distance(mTodoSteps.begin(), found) + 1;
+        MoveToFinished(mTodoSteps.cbegin());
+        if (place != 2)
+        {
+            LogLine(EnumKernelRouter::Error,
+                    "QORJob::SetStepFinish: step %1 is at the %2th place in job %3's ToDoStepList, mbIAmDead = %4",
+                    iStepId, static_cast<int>(place), mId.Get(), mbIAmDead);
+            return;
+        }
+    }
+    (*found)->SetTaskCPUTime(mStepStartTimes.mKernel, mStepStartTimes.mUser);
+    (*found)->SetFinishTime();
+    MoveToFinished(found);
+    EndProfile(iStepId);
+}
+
+/// The step is queued no more: the newest finished step may be finished once more, anything else is reported.
+void QORJob::FinishAgain(int iStepId)
+{
+    const auto newest = std::find_if(mFinishedSteps.begin(), mFinishedSteps.end(),
+                                     [](const QORJobStep* iStep) { return iStep != nullptr; });
+    if (newest == mFinishedSteps.end())
+        return;
+    int newestId = StepNoMore;
+    (*newest)->GetId(&newestId);
+    if (newestId == iStepId)
+        (*newest)->SetFinishTime();
+    else if (!mbIAmDead || (newestId != StepCloseJob && newestId != StepSendingErrorMessage))
+        LogLine(EnumKernelRouter::Error,
+                "QORJob::SetStepFinish: job %1, iStepId = %2, lastFinishedStepId = %3, mbIAmDead = %4", mId.Get(),
+                iStepId, newestId, mbIAmDead);
+}

@@ -1,0 +1,227 @@
+#include "job/QORJobRows.h"
+#include "job/QORJobStep.h"
+#include "task/KernelLog.h"
+
+namespace
+{
+
+bool HasId(const QORJobStep* iStep, int iStepId)
+{
+    int id = StepNoMore;
+    return iStep != nullptr && iStep->GetId(&id) == S_OK && id == iStepId;
+}
+
+} // namespace
+
+// Lists may hold entries without a step: scans pass over them.
+
+QORJob::StepList::iterator QORJob::FindTodo(int iStepId)
+{
+    auto step = mTodoSteps.begin();
+    while (step != mTodoSteps.end() && !HasId(*step, iStepId))
+        ++step;
+    return step;
+}
+
+/// The step is the list's once it is in.
+void QORJob::InsertTodo(StepList::const_iterator iBefore, std::unique_ptr<QORJobStep>& ioStep)
+{
+    mTodoSteps.insert(iBefore, ioStep.get());
+    if (HasId(ioStep.release(), StepCloseJob))
+        ++mTodoCloseSteps;
+}
+
+/// Deletes the step with its entry; gives the entry behind it.
+QORJob::StepList::iterator QORJob::DeleteTodo(StepList::const_iterator iPosition)
+{
+    const std::unique_ptr<QORJobStep> step(*iPosition);
+    if (HasId(step.get(), StepCloseJob))
+        --mTodoCloseSteps;
+    return mTodoSteps.erase(iPosition);
+}
+
+void QORJob::MoveToFinished(StepList::const_iterator iPosition)
+{
+    if (HasId(*iPosition, StepCloseJob))
+    {
+        --mTodoCloseSteps;
+        mbCloseFinished = true;
+    }
+    mFinishedSteps.splice(mFinishedSteps.begin(), mTodoSteps, iPosition);
+}
+
+void QORJob::GiveTodoSize(int* oCount) const
+{
+    if (oCount != nullptr)
+        *oCount = static_cast<int>(mTodoSteps.size());
+}
+
+HRESULT QORJob::AddStep(QORJobStep* iStep, int* oCount)
+{
+    std::unique_ptr<QORJobStep> step(iStep);
+    return Boundary("AddStep", [&]() -> HRESULT {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        if (mStatus == JobCancelled)
+            return S_OK;
+        int id = StepNoMore;
+        if (step == nullptr || step->GetId(&id) != S_OK)
+            return E_POINTER;
+        if (mTodoSteps.empty())
+            InsertTodo(mTodoSteps.cend(), step);
+        else if (HasId(mTodoSteps.front(), id))
+            step.reset(); // only the current step counts: the same id further down is no obstacle
+        else if (HasId(mTodoSteps.back(), StepCloseJob))
+            InsertTodo(std::prev(mTodoSteps.cend()), step);
+        else
+            InsertTodo(mTodoSteps.cend(), step);
+        GiveTodoSize(oCount);
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::AddStepToRun(QORJobStep* iStep, int* oStatus)
+{
+    std::unique_ptr<QORJobStep> step(iStep);
+    return Boundary("AddStepToRun", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        if (mStatus == JobCancelled)
+            return S_OK;
+        InsertTodo(mTodoSteps.cend(), step);
+        if (oStatus != nullptr)
+            *oStatus = mStatus;
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::AddStepAtFront(QORJobStep* iStep, int* oCount)
+{
+    std::unique_ptr<QORJobStep> step(iStep);
+    return Boundary("AddStepAtFront", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        if (mStatus == JobCancelled)
+            return S_OK;
+        InsertTodo(mTodoSteps.cbegin(), step);
+        GiveTodoSize(oCount);
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::AddStepAfterThis(QORJobStep* iStep, int* oCount)
+{
+    std::unique_ptr<QORJobStep> step(iStep);
+    return Boundary("AddStepAfterThis", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        if (mStatus == JobCancelled)
+            return S_OK;
+        InsertTodo(mTodoSteps.empty() ? mTodoSteps.cend() : std::next(mTodoSteps.cbegin()), step);
+        GiveTodoSize(oCount);
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::AddStepAfterThis(int iStepId, int* oCount)
+{
+    auto* step = new QORJobStep(iStepId);
+    return step == nullptr ? E_OUTOFMEMORY : AddStepAfterThis(step, oCount);
+}
+
+HRESULT QORJob::SetStepComplete()
+{
+    return Boundary("SetStepComplete", [&]() -> HRESULT {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        mbExecutingInWarehouse = false;
+        if (mTodoSteps.empty())
+            return E_UNEXPECTED;
+        if (mTodoSteps.front() == nullptr)
+            return E_POINTER;
+        int id = StepNoMore;
+        const HRESULT code = mTodoSteps.front()->GetId(&id);
+        if (code != S_OK)
+            return code;
+        // The request type's name under the step's id is a mix-up that readers of this line rely on.
+        if (id == StepSQLGeneration || id == StepQueryExecution || id == StepAnalyticalProcessing)
+            LogLine(EnumKernelRouter::ScopeTrace, "QORJob::SetStepComplete: Job:%1 completed step:%2.", mId.Get(),
+                    ConvertIDToName(id));
+        LogLine(EnumKernelRouter::JobTrace, "QORJob::SetStepComplete: Job:%1 completed step:%2.", mId.Get(), id);
+        MoveToFinished(mTodoSteps.cbegin());
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::SetStepComplete(int iStepId)
+{
+    return Boundary("SetStepComplete", [&]() -> HRESULT {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        const auto found = FindTodo(iStepId);
+        if (found == mTodoSteps.end())
+            return E_INVALIDARG;
+        LogLine(EnumKernelRouter::JobTrace, "QORJob::SetStepComplete: Job:%1 completed step:%2.", mId.Get(), iStepId);
+        MoveToFinished(found);
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::ClearTodoSteps()
+{
+    return Boundary("ClearTodoSteps", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        while (!mTodoSteps.empty())
+            DeleteTodo(mTodoSteps.cbegin());
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::RemoveStep(QORJobProcessingStep iStepId)
+{
+    return Boundary("RemoveStep", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        for (auto step = mTodoSteps.begin(); step != mTodoSteps.end();)
+            step = HasId(*step, iStepId) ? DeleteTodo(step) : std::next(step);
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::RenewCurrentStep()
+{
+    return Boundary("RenewCurrentStep", [&]() -> HRESULT {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        if (mTodoSteps.empty() || mTodoSteps.front() == nullptr)
+            return S_OK;
+        const QORJobStep& old = *mTodoSteps.front();
+        int id = StepNoMore;
+        const HRESULT code = old.GetId(&id);
+        if (code != S_OK)
+            return code;
+        std::unique_ptr<QORJobStep> fresh(new QORJobStep(id));
+        if (fresh != nullptr && id == StepNoOp)
+            fresh->SetChapterKey(old.GetChapterKey());
+        DeleteTodo(mTodoSteps.cbegin());
+        if (fresh != nullptr)
+            InsertTodo(mTodoSteps.cbegin(), fresh);
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::AddCommonStepsAtRebuild(EnumKDXDocumentManipulationType iType)
+{
+    const bool bManipulates = iType != EnumKDXDocumentManipulationType{};
+    const bool bExecutes =
+        !bManipulates || iType == DocumentManipulationApply || iType == DocumentManipulationReexecute;
+    return Boundary("AddCommonStepsAtRebuild", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        if (bManipulates)
+            AddStep(new QORJobStep(StepDocumentManipulation), nullptr);
+        if (bExecutes)
+            AddStep(new QORJobStep(StepExecutingDocument), nullptr);
+        return S_OK;
+    });
+}
+
+bool QORJob::IsLastComponentExport() const
+{
+    QSynch::CriticalSection::SmartLock lock(mpLock);
+    for (const QORJobStep* step : mFinishedSteps)
+        if (HasId(step, StepDocumentFormatting))
+            return true;
+    return false;
+}

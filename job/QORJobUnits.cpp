@@ -1,0 +1,188 @@
+#include "context/ICKDXProcessContext.h"
+#include "job/QORJobPUInfo.h"
+#include "job/QORJobRows.h"
+#include "job/QORJobStep.h"
+#include "platform/QPerfMon.h"
+#include "task/KernelLog.h"
+
+namespace
+{
+
+/// Final states: a visit to a processing unit changes them no more.
+bool IsEnded(int iStatus) { return iStatus == JobStoppedWithError || iStatus == JobCancelled || iStatus == JobStopped; }
+
+} // namespace
+
+HRESULT QORJob::SetPUEnter(int iPUId, const WCHAR*, int)
+{
+    return Boundary("SetPUEnter", [&]() -> HRESULT {
+        std::unique_ptr<QORJobPUInfo> visit(new QORJobPUInfo(iPUId));
+        if (visit == nullptr)
+            return E_OUTOFMEMORY;
+        visit->SetEnterTime();
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        mUnits.push_front(visit.get());
+        visit.release();
+        if (!IsEnded(mStatus))
+        {
+            mStatus = JobWaiting; // stored directly: no counters, no log line
+            mStatusTime = QDataType::DateTime::NowUTC();
+        }
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::SetPUStart(int iPUId)
+{
+    return Boundary("SetPUStart", [&]() -> HRESULT {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        for (QORJobPUInfo* visit : mUnits)
+        {
+            int id = -1;
+            const HRESULT code = visit->GetId(&id);
+            if (code != S_OK)
+                return code;
+            if (id == iPUId)
+            {
+                visit->SetStartTime();
+                break;
+            }
+        }
+        if (IsEnded(mStatus))
+            return S_OK;
+        if (!mbStartedOnce)
+        {
+            mbStartedOnce = true;
+            CountFirstStart();
+        }
+        mStatus = JobExecuting;
+        mStatusTime = QDataType::DateTime::NowUTC();
+        return S_OK;
+    });
+}
+
+void QORJob::CountFirstStart()
+{
+    if (!IsReportRequest())
+        return;
+    QPerfMon::PerformanceMonitor* monitor = QPerfMon::GetPerformanceMonitor();
+    monitor->Add(0, (QDataType::DateTime::NowUTC() - mCreationTime).GetTotalMilliseconds());
+    if (mActiveCount == 0)
+    {
+        monitor->Add(1, 1);
+        mActiveCount = 1;
+    }
+}
+
+HRESULT QORJob::SetPUExit(int iPUId, const WCHAR*)
+{
+    return Boundary("SetPUExit", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        // The last in a list of newest first: of several visits the oldest is stamped, as readers of
+        // the visits expect.
+        for (auto visit = mUnits.rbegin(); visit != mUnits.rend(); ++visit)
+        {
+            int id = -1;
+            if ((*visit)->GetId(&id) == S_OK && id == iPUId)
+            {
+                (*visit)->SetExitTime();
+                break;
+            }
+        }
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::GetPUId(int* oPUId) const
+{
+    if (oPUId == nullptr)
+        return E_POINTER;
+    return Boundary("GetPUId", [&]() -> HRESULT {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        if (mTodoSteps.empty())
+            return E_FAIL;
+        if (mTodoSteps.front() == nullptr)
+            return E_POINTER;
+        int id = -1;
+        HRESULT code = mTodoSteps.front()->GetPUId(&id);
+        if (code == S_OK && id < 1 && !mUnits.empty())
+            code = mUnits.front()->GetId(&id);
+        if (code == S_OK)
+            *oPUId = id;
+        return code;
+    });
+}
+
+HRESULT QORJob::SetPriority(int iPriority, int* oOld)
+{
+    return Boundary("SetPriority", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        // The line names the other operation: log readers search for it so.
+        if (mPriority != iPriority)
+            LogLine(EnumKernelRouter::JobTrace, "QORJob::SetPUPriority: Changing Job:%1 priority to %2 from %3.",
+                    mId.Get(), iPriority, mPriority);
+        *oOld = std::exchange(mPriority, iPriority);
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::GetPriority(int* oPriority) const { return Get("GetPriority", mPriority, oPriority); }
+
+HRESULT QORJob::SetPUPriority(int iPriority)
+{
+    return Boundary("SetPUPriority", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        if (mPUPriority != iPriority)
+            LogLine(EnumKernelRouter::JobTrace, "QORJob::SetPUPriority: Changing Job:%1 PU priority to %2 from %3.",
+                    mId.Get(), iPriority, mPUPriority);
+        mPUPriority = iPriority;
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::GetPUPriority(int* oPriority) const { return Get("GetPUPriority", mPUPriority, oPriority); }
+
+HRESULT QORJob::GetWaitingTime(unsigned* oMilliseconds) const
+{
+    return Boundary("GetWaitingTime", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        return GetWaitingTimeInternal(oMilliseconds);
+    });
+}
+
+/// Callers rely on this query doing nothing: the out value is never written, and the result of a job without finished
+/// steps is the low half of an intermediate time.
+HRESULT QORJob::GetWaitingTimeInternal(unsigned* oMilliseconds) const
+{
+    if (oMilliseconds == nullptr)
+        return E_POINTER;
+    const QDataType::TimeSpan sinceCreation = QDataType::DateTime::NowUTC() - mCreationTime;
+    if (mFinishedSteps.empty())
+        return static_cast<HRESULT>(sinceCreation.GetTicks() & 0xFFFFFFFF);
+    for (const QORJobStep* step : mFinishedSteps)
+    {
+        if (step == nullptr)
+            continue;
+        QDataType::DateTime time(0.0);
+        HRESULT code = step->GetStartTime(&time);
+        if (code == S_OK)
+            code = step->GetFinishTime(&time);
+        if (code != S_OK)
+            return code;
+    }
+    return S_OK;
+}
+
+void QORJob::EnqueuePulse() { mPulseEnqueueTime = GetPulseTimeStamp(); }
+
+/// Without the lock: pulses are taken while a job is queued and dequeued, when nobody gives it another context.
+void QORJob::DequeuePulse() NO_THREAD_SAFETY_ANALYSIS
+{
+    const double now = GetPulseTimeStamp();
+    LONG value = -1;
+    if (mpProcessContext && mpProcessContext->get_LongA(&value) != S_OK)
+        return;
+    const auto category = static_cast<Tag_EnumKDXPulseCategoryID>(PulseCategoryJobFirst + mCurrentStepForStatistics);
+    if (IsRequestStatsEnabled(category))
+        PULSE_RecordPulseEvent(value, mId, category, mPulseEnqueueTime, now);
+}

@@ -1,0 +1,22 @@
+// The one header for users of the job library.
+#pragma once
+
+#include "context/ICKDXProcessContext.h"
+#include "context/ICKDXReportInstance.h"
+#include "job/QORJob.h"
+#include "job/QORJobPUInfo.h"
+#include "job/QORJobProcessingStep.h"
+#include "job/QORJobStep.h"
+#include "platform/LogReference.h"
+#include "platform/QBase.h"
+#include "platform/QDataType.h"
+#include "platform/QLog.h"
+#include "platform/QPerfMon.h"
+#include "platform/QResource.h"
+#include "platform/QSynch.h"
+#include "platform/QorUserSession.h"
+#include "platform/ThreadTimes.h"
+#include "platform/Windows.h"
+#include "report/JobMemGovernor.h"
+#include "task/QORJobInitializer.h"
+#include "task/QORJobTask.h"
