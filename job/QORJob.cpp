@@ -180,8 +180,8 @@ unsigned QORJob::Release()
 void QORJob::EndInBuffer() NO_THREAD_SAFETY_ANALYSIS
 {
     QBase::Buffer* buffer = mpLocalBuffer;
-    mpUserSession = {};
     mpOwnedLock.reset();
+    mpUserSession = {};
     buffer->Destroy();
 }
 

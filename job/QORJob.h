@@ -261,7 +261,7 @@ private:
 
     struct StepProfile
     {
-        QORProfileAgent* mpAgent; // owned, freed as plain memory; may be null
+        QORProfileAgent* mpAgent; // owned, freed as plain memory
         int mStepId;
     };
 

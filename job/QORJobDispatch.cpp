@@ -366,15 +366,15 @@ void QORJob::StartProfile(int iStepId)
     {
         if (profile.mStepId != iStepId)
             continue;
-        if (profile.mpAgent != nullptr)
-            QPerfMon::StartProfileAgent(profile.mpAgent);
+        QPerfMon::StartProfileAgent(profile.mpAgent);
         return;
     }
     int index = -1;
     if (QORJobTask::GetProfileIndex(iStepId, &index) != S_OK)
         return;
-    StepProfile& profile = mStepProfiles.emplace_back(StepProfile{nullptr, iStepId});
-    profile.mpAgent = QPerfMon::CreateQORProfileAgent(index);
+    // Without an agent (profiling is off) there is nothing to remember.
+    if (QORProfileAgent* agent = QPerfMon::CreateQORProfileAgent(index))
+        mStepProfiles.push_back({agent, iStepId});
 }
 
 void QORJob::EndProfile(int iStepId)
@@ -383,11 +383,8 @@ void QORJob::EndProfile(int iStepId)
     {
         if (profile->mStepId != iStepId)
             continue;
-        if (profile->mpAgent != nullptr)
-        {
-            QPerfMon::EndProfileAgent(profile->mpAgent);
-            QBase::HeapFree(profile->mpAgent);
-        }
+        QPerfMon::EndProfileAgent(profile->mpAgent);
+        QBase::HeapFree(profile->mpAgent);
         mStepProfiles.erase(profile);
         return;
     }

@@ -1,0 +1,38 @@
+#include "Ratios.h"
+#include "qorjob.h"
+
+namespace
+{
+
+const std::vector<Ratio> cRatios = {
+    {"DispatchCycle/manual_time", "DispatchFloor/manual_time", 1.15},
+    {"DispatchCycleOfList/16/manual_time", "DispatchCycleOfList/2/manual_time", 0},
+    {"DispatchCycleOfList/128/manual_time", "DispatchCycleOfList/2/manual_time", 0},
+    {"DispatchCycleOfList/1024/manual_time", "DispatchCycleOfList/2/manual_time", 0},
+    {"HeapLife/1/real_time", "HandWrittenLife/1/real_time", 1.3},
+    {"HeapLife/1000/real_time", "HandWrittenLife/1000/real_time", 1.3},
+    {"HeapLife/100000/real_time", "HandWrittenLife/100000/real_time", 1.3},
+    {"BufferLife/1/real_time", "HandWrittenLife/1/real_time", 1.0},
+    {"BufferLife/1000/real_time", "HandWrittenLife/1000/real_time", 1.0},
+    {"BufferLife/100000/real_time", "HandWrittenLife/100000/real_time", 1.0},
+    {"HeapLife/1/real_time", "FlowGraphLife/1/real_time", 0},
+    {"HeapLife/1/real_time/threads:2", "HeapLife/1/real_time", 1.8, true},
+    {"BufferLife/1/real_time/threads:2", "BufferLife/1/real_time", 1.8, true},
+    {"HandWrittenLife/1/real_time/threads:2", "HandWrittenLife/1/real_time", 0, true},
+    {"HeapLife/1000/real_time/threads:2", "HeapLife/1000/real_time", 1.8, true},
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    const QORJOB::Initializer initializer;
+    MedianReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    reporter.PrintRatios(cRatios);
+    return 0;
+}
