@@ -71,6 +71,7 @@ public:
     unsigned SaveObj(unsigned iSize, signed char* oBuffer, unsigned iOptions) const;
     unsigned LoadObj(unsigned iSize, const signed char* iBuffer, bool ibOptions);
 
+    // NOLINTNEXTLINE(modernize-use-nullptr): the check takes the 0 of a comparison for a pointer
     friend auto operator<=>(const DateTime&, const DateTime&) = default;
 
     friend TimeSpan operator-(const DateTime& iLeft, const DateTime& iRight)

@@ -1,0 +1,103 @@
+#include "platform/builtin/Faults.h"
+
+#include "platform/builtin/NeverDestroyed.h"
+
+#include <cstddef>
+#include <mutex>
+#include <unordered_set>
+
+namespace Faults
+{
+
+namespace
+{
+
+constexpr std::size_t cFaultCount = 3;
+constexpr unsigned cCountingBit = 1u << cFaultCount;
+
+// Calls left until the one that fails; 0: none fails.
+constinit std::atomic<std::int64_t> gCallsLeft[cFaultCount]{};
+
+constexpr unsigned BitOf(EnumFault iFault) { return 1u << static_cast<unsigned>(iFault); }
+
+// The blocks themselves and not their number: a block from before the count that is given back would hide a lost one.
+struct Blocks
+{
+    std::mutex mMutex;
+    std::unordered_set<const void*> mTaken;
+};
+
+Blocks& GetBlocks()
+{
+    static Builtin::NeverDestroyed<Blocks> blocks;
+    return blocks.Get();
+}
+
+bool IsCounting() noexcept { return (Detail::gArmed.load(std::memory_order_relaxed) & cCountingBit) != 0; }
+
+} // namespace
+
+namespace Detail
+{
+
+constinit std::atomic<unsigned> gArmed{0};
+
+bool TakeTurn(EnumFault iFault) noexcept
+{
+    std::atomic<std::int64_t>& callsLeft = gCallsLeft[static_cast<std::size_t>(iFault)];
+    std::int64_t left = callsLeft.load();
+    while (left > 0 && !callsLeft.compare_exchange_weak(left, left - 1))
+    {
+    }
+    if (left != 1)
+        return false;
+    gArmed.fetch_and(~BitOf(iFault));
+    return true;
+}
+
+} // namespace Detail
+
+void FailNth(EnumFault iFault, std::int64_t iNth) noexcept
+{
+    gCallsLeft[static_cast<std::size_t>(iFault)].store(iNth);
+    if (iNth > 0)
+        Detail::gArmed.fetch_or(BitOf(iFault));
+    else
+        Detail::gArmed.fetch_and(~BitOf(iFault));
+}
+
+void StartCountingBlocks() noexcept
+{
+    Blocks& blocks = GetBlocks();
+    const std::lock_guard hold(blocks.mMutex);
+    blocks.mTaken.clear();
+    Detail::gArmed.fetch_or(cCountingBit);
+}
+
+std::int64_t StopCountingBlocks() noexcept
+{
+    Blocks& blocks = GetBlocks();
+    const std::lock_guard hold(blocks.mMutex);
+    Detail::gArmed.fetch_and(~cCountingBit);
+    return static_cast<std::int64_t>(blocks.mTaken.size());
+}
+
+void NoteBlockTaken(const void* iBlock) noexcept
+{
+    if (!IsCounting())
+        return;
+    Blocks& blocks = GetBlocks();
+    const std::lock_guard hold(blocks.mMutex);
+    blocks.mTaken.insert(iBlock);
+}
+
+void NoteBlockGoing(const void* iBlock) noexcept
+{
+    if (!IsCounting())
+        return;
+    Blocks& blocks = GetBlocks();
+    const std::lock_guard hold(blocks.mMutex);
+    blocks.mTaken.erase(iBlock);
+}
+
+} // namespace Faults

@@ -1,0 +1,25 @@
+// For what must outlive every static object: jobs and initialisers may be static and still log or allocate at exit.
+#pragma once
+
+#include <cstddef>
+#include <new>
+
+namespace Builtin
+{
+
+/// Makes its object where it stands and never destroys it. Meant for function-local statics.
+template <class T>
+class NeverDestroyed
+{
+public:
+    NeverDestroyed() { ::new (static_cast<void*>(mStorage)) T; }
+    NeverDestroyed(const NeverDestroyed&) = delete;
+    NeverDestroyed& operator=(const NeverDestroyed&) = delete;
+
+    T& Get() noexcept { return *std::launder(reinterpret_cast<T*>(mStorage)); }
+
+private:
+    alignas(T) std::byte mStorage[sizeof(T)];
+};
+
+} // namespace Builtin

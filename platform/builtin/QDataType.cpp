@@ -1,0 +1,117 @@
+#include "platform/QDataType.h"
+
+#include "platform/builtin/EventTrace.h"
+#include "platform/builtin/Settings.h"
+
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <ratio>
+
+namespace QDataType
+{
+
+namespace
+{
+
+using Ticks = std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>;
+
+constexpr std::chrono::sys_days cEpoch{std::chrono::year{1899} / 12 / 30};
+
+// A value the clock is never set to says that it isn't set: one read tells both.
+constexpr std::int64_t cReleased = std::numeric_limits<std::int64_t>::min();
+constinit std::atomic<std::int64_t> gSetClock{cReleased};
+
+std::chrono::sys_days DayOf(std::int64_t iTicks)
+{
+    return cEpoch + std::chrono::floor<std::chrono::days>(Ticks(iTicks));
+}
+
+std::chrono::year_month_day DateOf(std::int64_t iTicks) { return DayOf(iTicks); }
+
+std::chrono::hh_mm_ss<Ticks> TimeOfDayOf(std::int64_t iTicks)
+{
+    const Ticks ticks(iTicks);
+    return std::chrono::hh_mm_ss<Ticks>(ticks - std::chrono::floor<std::chrono::days>(ticks));
+}
+
+} // namespace
+
+DateTime::DateTime(double iDays)
+    : mTicks(std::llround(iDays * static_cast<double>(std::chrono::duration_cast<Ticks>(std::chrono::days(1)).count())))
+{
+}
+
+DateTime DateTime::NowUTC() noexcept
+{
+    EventTrace::Note("QDataType::DateTime::NowUTC");
+    const std::int64_t set = gSetClock.load(std::memory_order_relaxed);
+    if (set != cReleased)
+        return FromTicks(set);
+    const auto sinceEpoch = std::chrono::system_clock::now() - cEpoch;
+    return FromTicks(std::chrono::floor<Ticks>(sinceEpoch).count());
+}
+
+int DateTime::GetYear() const { return static_cast<int>(DateOf(mTicks).year()); }
+
+int DateTime::GetMonth() const { return static_cast<int>(static_cast<unsigned>(DateOf(mTicks).month())); }
+
+int DateTime::GetDay() const { return static_cast<int>(static_cast<unsigned>(DateOf(mTicks).day())); }
+
+int DateTime::GetHour() const { return static_cast<int>(TimeOfDayOf(mTicks).hours().count()); }
+
+int DateTime::GetMinute() const { return static_cast<int>(TimeOfDayOf(mTicks).minutes().count()); }
+
+int DateTime::GetSecond() const { return static_cast<int>(TimeOfDayOf(mTicks).seconds().count()); }
+
+int DateTime::GetMillisecond() const
+{
+    const Ticks fraction = TimeOfDayOf(mTicks).subseconds();
+    return static_cast<int>(std::chrono::floor<std::chrono::milliseconds>(fraction).count());
+}
+
+int DateTime::GetWeek() const
+{
+    const std::chrono::sys_days newYear{DateOf(mTicks).year() / 1 / 1};
+    const auto dayOfYear = static_cast<int>((DayOf(mTicks) - newYear).count());
+    const auto firstDayOfWeek = static_cast<int>(std::chrono::weekday(newYear).c_encoding());
+    return (dayOfYear + firstDayOfWeek) / 7 + 1;
+}
+
+int DateTime::GetDayOfWeek() const { return static_cast<int>(std::chrono::weekday(DayOf(mTicks)).c_encoding()); }
+
+unsigned DateTime::SaveObj(unsigned iSize, signed char* oBuffer, unsigned) const
+{
+    if (iSize != GetSaveObjSize())
+        return 1;
+    const auto bits = static_cast<std::uint64_t>(mTicks);
+    for (unsigned i = 0; i < iSize; ++i)
+        oBuffer[i] = static_cast<signed char>(bits >> (8 * i) & 0xFF);
+    return 0;
+}
+
+unsigned DateTime::LoadObj(unsigned iSize, const signed char* iBuffer, bool)
+{
+    if (iSize != GetSaveObjSize())
+        return 1;
+    std::uint64_t bits = 0;
+    for (unsigned i = 0; i < iSize; ++i)
+        bits |= std::uint64_t{static_cast<unsigned char>(iBuffer[i])} << (8 * i);
+    mTicks = static_cast<std::int64_t>(bits);
+    return 0;
+}
+
+} // namespace QDataType
+
+namespace Settings
+{
+
+void SetClock(QDataType::DateTime iNow) noexcept
+{
+    QDataType::gSetClock.store(iNow.GetTicks(), std::memory_order_relaxed);
+}
+
+void ReleaseClock() noexcept { QDataType::gSetClock.store(QDataType::cReleased, std::memory_order_relaxed); }
+
+} // namespace Settings

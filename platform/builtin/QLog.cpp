@@ -1,0 +1,249 @@
+#include "platform/QLog.h"
+
+#include "platform/builtin/CacheLines.h"
+#include "platform/builtin/EventTrace.h"
+#include "platform/builtin/Faults.h"
+#include "platform/builtin/LogSinks.h"
+#include "platform/builtin/NeverDestroyed.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace QLog
+{
+
+namespace
+{
+
+using RouterKey = std::pair<std::string, std::string>; // component, name
+
+constexpr const char* cAny = "*";
+
+class RouterBody final : public Router
+{
+public:
+    explicit RouterBody(RouterKey iKey) : mKey(std::move(iKey)) {}
+
+    const RouterKey& GetKey() const { return mKey; }
+    void SetEnabled(bool ibEnabled) noexcept { mbEnabled.store(ibEnabled, std::memory_order_relaxed); }
+
+    unsigned AddRef() noexcept override { return mReferences.fetch_add(1, std::memory_order_relaxed) + 1; }
+    unsigned Release() noexcept override;
+
+    /// False when the last reference is gone: the router is on its way out.
+    bool AddRefWhileReferenced() noexcept
+    {
+        unsigned references = mReferences.load(std::memory_order_relaxed);
+        while (references != 0 && !mReferences.compare_exchange_weak(references, references + 1))
+        {
+        }
+        return references != 0;
+    }
+
+    void LogLine(const char* iTemplate, const MessageFormatter& iArguments) override;
+    void LogCoded(HRESULT iCode, const char* iTemplateName, const char* iOrigin,
+                  const MessageFormatter& iArguments) override;
+
+private:
+    ~RouterBody() override = default;
+
+    bool IsHeard() const noexcept { return IsEnabled() && LogSinks::HasSinks(); }
+    LogSinks::Line MakeLine(std::string iText) const;
+
+    const RouterKey mKey;
+    // Every log call reads the flag in the base; who takes references shall not take that line from the readers.
+    alignas(Builtin::cLineBytes) std::atomic<unsigned> mReferences{1};
+};
+
+/// What was last said about one router, or about all of a component, or about all there are.
+struct Rule
+{
+    RouterKey mKey;
+    bool mbEnabled;
+
+    bool Covers(const RouterKey& iKey) const
+    {
+        return (mKey.first == cAny || mKey.first == iKey.first) && (mKey.second == cAny || mKey.second == iKey.second);
+    }
+};
+
+struct Routers
+{
+    std::mutex mMutex;
+    std::map<RouterKey, RouterBody*> mLive; // each removes itself with its last reference
+    std::vector<Rule> mRules;               // a later one overrules an earlier one
+
+    bool IsEnabled(const RouterKey& iKey) const
+    {
+        const auto rule =
+            std::find_if(mRules.rbegin(), mRules.rend(), [&](const Rule& iRule) { return iRule.Covers(iKey); });
+        return rule != mRules.rend() && rule->mbEnabled;
+    }
+};
+
+Routers& GetRouters()
+{
+    static Builtin::NeverDestroyed<Routers> routers;
+    return routers.Get();
+}
+
+unsigned RouterBody::Release() noexcept
+{
+    const unsigned left = mReferences.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    if (left != 0)
+        return left;
+    {
+        Routers& routers = GetRouters();
+        const std::lock_guard hold(routers.mMutex);
+        const auto place = routers.mLive.find(mKey);
+        // A new router may already have taken the place.
+        if (place != routers.mLive.end() && place->second == this)
+            routers.mLive.erase(place);
+    }
+    delete this;
+    return 0;
+}
+
+LogSinks::Line RouterBody::MakeLine(std::string iText) const
+{
+    LogSinks::Line line;
+    line.mComponent = mKey.first;
+    line.mRouter = mKey.second;
+    line.mText = std::move(iText);
+    line.mThreadId = QBase::GetCurrentThreadID();
+    return line;
+}
+
+void RouterBody::LogLine(const char* iTemplate, const MessageFormatter& iArguments)
+{
+    if (IsHeard())
+        LogSinks::Write(MakeLine(iArguments.Format(iTemplate)));
+}
+
+void RouterBody::LogCoded(HRESULT iCode, const char* iTemplateName, const char* iOrigin,
+                          const MessageFormatter& iArguments)
+{
+    if (!IsHeard())
+        return;
+    std::string text;
+    for (const std::string& argument : iArguments.GetArguments())
+        text.append(text.empty() ? "" : ", ").append(argument);
+    LogSinks::Line line = MakeLine(std::move(text));
+    line.mCode = iCode;
+    line.mTemplateName = iTemplateName;
+    line.mOrigin = iOrigin == nullptr ? "" : iOrigin;
+    LogSinks::Write(line);
+}
+
+/// The library's time between its first and its last initialiser.
+struct Uptime
+{
+    std::mutex mMutex;
+    unsigned mInitializers = 0;
+    int mSinkId = 0; // of the environment's sink; 0: there is none
+};
+
+Uptime& GetUptime()
+{
+    static Builtin::NeverDestroyed<Uptime> uptime;
+    return uptime.Get();
+}
+
+/// Takes "Kernel/Job Trace,Kernel/Error"; a component alone, or "all", stands for all of it.
+void EnableListed(std::string_view iList)
+{
+    while (!iList.empty())
+    {
+        const std::size_t comma = std::min(iList.find(','), iList.size());
+        const std::string_view item = iList.substr(0, comma);
+        iList.remove_prefix(std::min(comma + 1, iList.size()));
+        const std::size_t slash = item.find('/');
+        if (item == "all")
+            LogSinks::Enable(cAny, cAny, true);
+        else if (slash == std::string_view::npos)
+            LogSinks::Enable(std::string(item), cAny, true);
+        else
+            LogSinks::Enable(std::string(item.substr(0, slash)), std::string(item.substr(slash + 1)), true);
+    }
+}
+
+int AddEnvironmentSink()
+{
+    const char* const path = std::getenv("QORJOB_LOG_FILE");
+    if (path == nullptr || *path == '\0')
+        return LogSinks::AddStandardErrorSink();
+    try
+    {
+        return LogSinks::AddFileSink(path);
+    }
+    catch (const QBase::Message& message)
+    {
+        // A server comes up without its log file too.
+        std::fprintf(stderr, "%s\n", message.what());
+        return LogSinks::AddStandardErrorSink();
+    }
+}
+
+} // namespace
+
+QBase::ReturnPtrI<Router> CreateRouter(const char* iComponent, const char* iName, int iLockCategory)
+{
+    EventTrace::Note("QLog::CreateRouter", {iLockCategory});
+    RouterKey key(iComponent, iName);
+    if (Faults::IsDue(Faults::EnumFault::RouterCreation))
+        throw QBase::Message("The log router " + key.first + "/" + key.second + " can't be made.");
+
+    Routers& routers = GetRouters();
+    const std::lock_guard hold(routers.mMutex);
+    RouterBody*& place = routers.mLive[key];
+    if (place == nullptr || !place->AddRefWhileReferenced())
+    {
+        place = new RouterBody(key);
+        place->SetEnabled(routers.IsEnabled(key));
+    }
+    return QBase::ReturnPtrI<Router>::Adopt(place);
+}
+
+Initializer::Initializer()
+{
+    Uptime& uptime = GetUptime();
+    const std::lock_guard hold(uptime.mMutex);
+    const char* const list = uptime.mInitializers == 0 ? std::getenv("QORJOB_LOG") : nullptr;
+    if (list != nullptr && *list != '\0')
+    {
+        EnableListed(list);
+        uptime.mSinkId = AddEnvironmentSink();
+    }
+    ++uptime.mInitializers;
+}
+
+Initializer::~Initializer()
+{
+    Uptime& uptime = GetUptime();
+    const std::lock_guard hold(uptime.mMutex);
+    if (--uptime.mInitializers == 0)
+        LogSinks::RemoveSink(std::exchange(uptime.mSinkId, 0));
+}
+
+} // namespace QLog
+
+void LogSinks::Enable(const std::string& iComponent, const std::string& iName, bool ibEnabled)
+{
+    QLog::Routers& routers = QLog::GetRouters();
+    const std::lock_guard hold(routers.mMutex);
+    const QLog::Rule rule{{iComponent, iName}, ibEnabled};
+    std::erase_if(routers.mRules, [&](const QLog::Rule& iOld) { return rule.Covers(iOld.mKey); });
+    routers.mRules.push_back(rule);
+    for (const auto& [key, router] : routers.mLive)
+    {
+        if (rule.Covers(key))
+            router->SetEnabled(ibEnabled);
+    }
+}

@@ -1,0 +1,177 @@
+#include "platform/QResource.h"
+
+#include "platform/QBase.h"
+#include "platform/QLog.h"
+#include "platform/builtin/Settings.h"
+#include "platform/builtin/ThreadLocal.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cctype>
+#include <charconv>
+#include <type_traits>
+
+namespace QResource
+{
+
+namespace
+{
+
+constexpr unsigned cEnglish = 0x409;
+
+constinit std::atomic<unsigned> gProcessLanguage{cEnglish};
+QORJOB_NEAR_THREAD_LOCAL unsigned tThreadLanguage = 0; // 0: the process's
+
+template <class... Arguments>
+std::string ToText(Arguments... iArguments)
+{
+    char text[64];
+    return {text, std::to_chars(text, text + sizeof(text), iArguments...).ptr};
+}
+
+template <class Unsigned>
+std::string ToHex(Unsigned iBits, std::size_t iMinDigits)
+{
+    std::string digits = ToText(iBits, 16);
+    std::transform(digits.begin(), digits.end(), digits.begin(),
+                   [](unsigned char iDigit) { return static_cast<char>(std::toupper(iDigit)); });
+    if (digits.size() < iMinDigits)
+        digits.insert(0, iMinDigits - digits.size(), '0');
+    return "0x" + digits;
+}
+
+bool IsDigit(char iCharacter) { return iCharacter >= '0' && iCharacter <= '9'; }
+
+} // namespace
+
+template <class Signed, class Unsigned>
+MessageFormatter& MessageFormatter::AddNumber(Signed iValue, Unsigned iBits)
+{
+    static_assert(std::is_unsigned_v<Unsigned> && sizeof(Signed) == sizeof(Unsigned));
+    if (mRadix == EnumRadix::Decimal)
+        mArguments.push_back(ToText(iValue));
+    else
+        mArguments.push_back(ToHex(iBits, mRadix == EnumRadix::WideHexadecimal ? 2 * sizeof(Unsigned) : 1));
+    return *this;
+}
+
+MessageFormatter& MessageFormatter::operator<<(bool ibValue) { return *this << (ibValue ? "true" : "false"); }
+
+MessageFormatter& MessageFormatter::operator<<(int iValue) { return AddNumber(iValue, static_cast<unsigned>(iValue)); }
+
+MessageFormatter& MessageFormatter::operator<<(unsigned iValue) { return AddNumber(iValue, iValue); }
+
+MessageFormatter& MessageFormatter::operator<<(long iValue)
+{
+    return AddNumber(iValue, static_cast<unsigned long>(iValue));
+}
+
+MessageFormatter& MessageFormatter::operator<<(unsigned long iValue) { return AddNumber(iValue, iValue); }
+
+MessageFormatter& MessageFormatter::operator<<(long long iValue)
+{
+    return AddNumber(iValue, static_cast<unsigned long long>(iValue));
+}
+
+MessageFormatter& MessageFormatter::operator<<(unsigned long long iValue) { return AddNumber(iValue, iValue); }
+
+MessageFormatter& MessageFormatter::operator<<(double iValue)
+{
+    mArguments.push_back(ToText(iValue));
+    return *this;
+}
+
+MessageFormatter& MessageFormatter::operator<<(const char* iText)
+{
+    return *this << std::string_view(iText == nullptr ? "" : iText);
+}
+
+MessageFormatter& MessageFormatter::operator<<(std::string_view iText)
+{
+    mArguments.emplace_back(iText);
+    return *this;
+}
+
+MessageFormatter& MessageFormatter::operator<<(const WCHAR* iText)
+{
+    mArguments.push_back(iText == nullptr ? std::string() : QBase::WideCharToUTF8(iText));
+    return *this;
+}
+
+MessageFormatter& MessageFormatter::operator<<(const void* iPointer)
+{
+    mArguments.push_back(ToHex(reinterpret_cast<std::uintptr_t>(iPointer), 1));
+    return *this;
+}
+
+MessageFormatter& MessageFormatter::operator<<(const GUID& iGuid)
+{
+    mArguments.push_back(QBase::ToString(iGuid));
+    return *this;
+}
+
+MessageFormatter& MessageFormatter::operator<<(void (*iManipulator)(MessageFormatter&))
+{
+    iManipulator(*this);
+    return *this;
+}
+
+std::string MessageFormatter::Format(std::string_view iTemplate) const
+{
+    std::string text;
+    std::size_t place = 0;
+    while (place < iTemplate.size())
+    {
+        const std::size_t percent = std::min(iTemplate.find('%', place), iTemplate.size());
+        text.append(iTemplate, place, percent - place);
+        place = percent;
+        if (place == iTemplate.size())
+            break;
+
+        if (place + 1 < iTemplate.size() && iTemplate[place + 1] == '%')
+        {
+            text += '%';
+            place += 2;
+            continue;
+        }
+        std::size_t end = place + 1;
+        std::size_t number = 0;
+        for (; end < iTemplate.size() && end - place <= 2 && IsDigit(iTemplate[end]); ++end)
+            number = number * 10 + static_cast<std::size_t>(iTemplate[end] - '0');
+        if (number >= 1 && number <= mArguments.size())
+            text += mArguments[number - 1];
+        else
+            text.append(iTemplate, place, end - place);
+        place = end;
+    }
+    return text;
+}
+
+unsigned GetProcessLanguageID() noexcept { return gProcessLanguage.load(std::memory_order_relaxed); }
+
+unsigned GetThreadLanguageID() noexcept { return tThreadLanguage != 0 ? tThreadLanguage : GetProcessLanguageID(); }
+
+} // namespace QResource
+
+namespace Settings
+{
+
+void SetProcessLanguageID(unsigned iLanguageId) noexcept
+{
+    QResource::gProcessLanguage.store(iLanguageId, std::memory_order_relaxed);
+}
+
+void SetThreadLanguageID(unsigned iLanguageId) noexcept { QResource::tThreadLanguage = iLanguageId; }
+
+} // namespace Settings
+
+namespace QLog::Format
+{
+
+void Hex(MessageFormatter& ioFormatter) { ioFormatter.SetRadix(MessageFormatter::EnumRadix::Hexadecimal); }
+
+void Dec(MessageFormatter& ioFormatter) { ioFormatter.SetRadix(MessageFormatter::EnumRadix::Decimal); }
+
+void WideHex(MessageFormatter& ioFormatter) { ioFormatter.SetRadix(MessageFormatter::EnumRadix::WideHexadecimal); }
+
+} // namespace QLog::Format

@@ -1,0 +1,26 @@
+// What can be set instead of asked from the system: the clock, the calling thread's times, the languages.
+#pragma once
+
+#include "platform/Export.h"
+#include "platform/QDataType.h"
+
+#include <cstdint>
+
+namespace Settings
+{
+
+/// The clock stands at this moment until it is set again or released.
+QORJOB_API void SetClock(QDataType::DateTime iNow) noexcept;
+QORJOB_API void ReleaseClock() noexcept;
+
+/// Times of the calling thread only, in 100-nanosecond units.
+QORJOB_API void SetThreadTimes(std::uint64_t iKernel, std::uint64_t iUser) noexcept;
+/// The calling thread's times can't be read until they are released.
+QORJOB_API void FailThreadTimes() noexcept;
+QORJOB_API void ReleaseThreadTimes() noexcept;
+
+QORJOB_API void SetProcessLanguageID(unsigned iLanguageId) noexcept;
+/// The calling thread's; 0 takes it back to the process's.
+QORJOB_API void SetThreadLanguageID(unsigned iLanguageId) noexcept;
+
+} // namespace Settings

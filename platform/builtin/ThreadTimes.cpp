@@ -1,0 +1,101 @@
+#include "platform/ThreadTimes.h"
+
+#include "platform/builtin/EventTrace.h"
+#include "platform/builtin/Settings.h"
+#include "platform/builtin/ThreadLocal.h"
+
+#include <atomic>
+
+#if defined(__linux__)
+#include <sys/resource.h>
+#elif !defined(_WIN32)
+#include <time.h>
+#endif
+
+namespace
+{
+
+struct SetTimes
+{
+    enum class EnumState
+    {
+        Released,
+        Set,
+        Failing,
+    };
+
+    EnumState mState = EnumState::Released;
+    std::uint64_t mKernel = 0;
+    std::uint64_t mUser = 0;
+};
+
+// Tells whether any thread ever set its times; a server's threads read this and go on to the system.
+constinit std::atomic<bool> gbEverSet{false};
+QORJOB_NEAR_THREAD_LOCAL SetTimes tSetTimes;
+
+FILETIME ToFileTime(std::uint64_t iTicks) { return {static_cast<DWORD>(iTicks), static_cast<DWORD>(iTicks >> 32)}; }
+
+bool ReadSystem(FILETIME& oKernel, FILETIME& oUser) noexcept
+{
+#if defined(_WIN32)
+    FILETIME created;
+    FILETIME exited;
+    return GetThreadTimes(GetCurrentThread(), &created, &exited, &oKernel, &oUser) != 0;
+#elif defined(__linux__)
+    // Cheaper than the thread's processor clock, which gives no kernel time either.
+    rusage usage;
+    if (getrusage(RUSAGE_THREAD, &usage) != 0)
+        return false;
+    const auto toTicks = [](const timeval& iTime) {
+        return static_cast<std::uint64_t>(iTime.tv_sec) * 10'000'000 + static_cast<std::uint64_t>(iTime.tv_usec) * 10;
+    };
+    oKernel = ToFileTime(toTicks(usage.ru_stime));
+    oUser = ToFileTime(toTicks(usage.ru_utime));
+    return true;
+#else
+    timespec used;
+    if (clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used) != 0)
+        return false;
+    oKernel = ToFileTime(0);
+    oUser = ToFileTime(static_cast<std::uint64_t>(used.tv_sec) * 10'000'000 +
+                       static_cast<std::uint64_t>(used.tv_nsec) / 100);
+    return true;
+#endif
+}
+
+} // namespace
+
+BOOL GetCurrentThreadTimes(FILETIME* oKernel, FILETIME* oUser) noexcept
+{
+    EventTrace::Note("GetCurrentThreadTimes");
+    if (oKernel == nullptr || oUser == nullptr)
+        return 0;
+    if (gbEverSet.load(std::memory_order_relaxed) && tSetTimes.mState != SetTimes::EnumState::Released)
+    {
+        if (tSetTimes.mState == SetTimes::EnumState::Failing)
+            return 0;
+        *oKernel = ToFileTime(tSetTimes.mKernel);
+        *oUser = ToFileTime(tSetTimes.mUser);
+        return 1;
+    }
+    return ReadSystem(*oKernel, *oUser) ? 1 : 0;
+}
+
+namespace Settings
+{
+
+void SetThreadTimes(std::uint64_t iKernel, std::uint64_t iUser) noexcept
+{
+    tSetTimes = {SetTimes::EnumState::Set, iKernel, iUser};
+    gbEverSet.store(true, std::memory_order_relaxed);
+}
+
+void FailThreadTimes() noexcept
+{
+    tSetTimes = {SetTimes::EnumState::Failing, 0, 0};
+    gbEverSet.store(true, std::memory_order_relaxed);
+}
+
+void ReleaseThreadTimes() noexcept { tSetTimes = {}; }
+
+} // namespace Settings
