@@ -1,0 +1,21 @@
+# The packaged GoogleTest where there is one for the target, else the package's sources (a cross build has only those).
+set(QORJOB_GOOGLETEST_SOURCES /usr/src/googletest CACHE PATH "GoogleTest's source tree")
+
+find_package(GTest QUIET)
+if(NOT GTest_FOUND)
+    set(BUILD_GMOCK OFF)
+    set(INSTALL_GTEST OFF)
+    add_subdirectory(${QORJOB_GOOGLETEST_SOURCES} ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+endif()
+include(GoogleTest)
+
+# qorjob_test(<name> <library under test> <sources>...)
+function(qorjob_test iName iLibrary)
+    add_executable(${iName} ${ARGN})
+    target_link_libraries(${iName} PRIVATE ${iLibrary} GTest::gtest_main)
+    qorjob_warnings(${iName})
+    # Tests are listed when ctest starts, not while building: a cross-built program can't run here, and one built with
+    # ThreadSanitizer may need the set-up that ./dev gives to ctest.
+    gtest_discover_tests(${iName} TEST_PREFIX ${iName}. DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+        PROPERTIES TIMEOUT ${QORJOB_TEST_TIMEOUT})
+endfunction()

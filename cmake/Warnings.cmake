@@ -1,0 +1,20 @@
+# The warnings of our own code. They are errors while the project is the top level: a program that takes the library in
+# with add_subdirectory and a newer compiler is not stopped by them.
+function(qorjob_warnings iTarget)
+    target_compile_options(${iTarget} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Woverloaded-virtual)
+    if(NOT WIN32)
+        # On Windows it would report every COM interface: the SDK's IUnknown leaves its destructor public.
+        target_compile_options(${iTarget} PRIVATE -Wnon-virtual-dtor)
+    endif()
+    if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+        # The reference check is off because an accessor row passes its field by reference to the helper that takes the lock.
+        target_compile_options(${iTarget} PRIVATE -Wthread-safety -Wno-thread-safety-reference)
+    endif()
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+        # GCC 12 sees an overlap inside the standard library's own "literal" + std::string.
+        target_compile_options(${iTarget} PRIVATE -Wno-restrict)
+    endif()
+    if(PROJECT_IS_TOP_LEVEL)
+        target_compile_options(${iTarget} PRIVATE -Werror)
+    endif()
+endfunction()
