@@ -1,0 +1,96 @@
+#include "Analysis.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+
+namespace
+{
+
+using Row = std::vector<Value>;
+
+/// By the first measure; missing values last, equal ones in the order of their attributes.
+void Order(const ReportDefinition& iReport, std::vector<Row>& ioRows)
+{
+    const std::size_t measure = iReport.mAttributes.size();
+    const auto isBefore = [&](const Row& iLeft, const Row& iRight) {
+        const Value& left = iLeft[measure];
+        const Value& right = iRight[measure];
+        if (left.IsMissing() || right.IsMissing())
+            return !left.IsMissing() && right.IsMissing();
+        const Value& first = iReport.mbLowestFirst ? left : right;
+        const Value& second = iReport.mbLowestFirst ? right : left;
+        // Of a measure either all values are numbers, or all are texts.
+        return first.IsNumber() ? first.ToNumber() < second.ToNumber() : first.mText < second.mText;
+    };
+    std::stable_sort(ioRows.begin(), ioRows.end(), isBefore);
+}
+
+Value Total(const Term& iMeasure, const std::vector<Row>& iRows, std::size_t iColumn)
+{
+    if (!iMeasure.IsAdditive())
+        return {}; // an average of averages would say nothing
+    std::int64_t whole = 0;
+    double real = 0;
+    bool bWhole = true;
+    for (const Row& row : iRows)
+    {
+        const Value& value = row[iColumn];
+        whole += value.mWhole;
+        real += value.ToNumber();
+        bWhole = bWhole && value.mKind != Value::EnumKind::Real;
+    }
+    return bWhole ? Value(whole) : Value(real);
+}
+
+/// The totals stand below the first attribute's "total"; without attributes the one row is its own total.
+Row MakeTotal(const ReportDefinition& iReport, const std::vector<Row>& iRows)
+{
+    Row total(iReport.mAttributes.size());
+    if (!total.empty())
+        total.front() = Value(std::string("total"));
+    for (const Term& measure : iReport.mMeasures)
+        total.push_back(Total(measure, iRows, total.size()));
+    return total;
+}
+
+void AddShares(const ReportDefinition& iReport, const Row& iTotal, Rows& ioRows)
+{
+    const std::size_t measure = iReport.mAttributes.size();
+    const double whole = iTotal[measure].ToNumber();
+    ioRows.mColumns.push_back("share of " + ioRows.mColumns[measure] + " %");
+    for (Row& row : ioRows.mRows)
+        row.push_back(whole == 0.0 ? Value() : Value(100.0 * row[measure].ToNumber() / whole));
+}
+
+void AddRanks(Rows& ioRows)
+{
+    ioRows.mColumns.insert(ioRows.mColumns.begin(), "rank");
+    std::int64_t rank = 0;
+    for (Row& row : ioRows.mRows)
+        row.insert(row.begin(), Value(++rank));
+}
+
+} // namespace
+
+Rows Analyse(const ReportDefinition& iReport, Rows iRows)
+{
+    if (iReport.mbRank || iReport.mLimit != 0)
+        Order(iReport, iRows.mRows);
+    Row total = MakeTotal(iReport, iRows.mRows);
+    if (iReport.mbShare)
+        AddShares(iReport, total, iRows);
+    if (iReport.mLimit != 0 && iReport.mLimit < iRows.mRows.size())
+        iRows.mRows.resize(iReport.mLimit);
+    if (iReport.mbRank)
+        AddRanks(iRows);
+    if (iReport.mbTotal)
+    {
+        if (iReport.mbRank)
+            total.insert(total.begin(), Value());
+        total.resize(iRows.mColumns.size());
+        iRows.mRows.push_back(std::move(total));
+    }
+    return iRows;
+}

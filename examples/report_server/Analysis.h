@@ -1,0 +1,8 @@
+// What a report does with the rows of its query: order, rank, shares, totals.
+#pragma once
+
+#include "ReportDefinition.h"
+#include "Rows.h"
+
+/// `iRows` as the report's SQL gives them: attributes first, then measures.
+Rows Analyse(const ReportDefinition& iReport, Rows iRows);

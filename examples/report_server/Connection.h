@@ -1,0 +1,46 @@
+// One connection to the SQLite database.
+#pragma once
+
+#include "Rows.h"
+
+#include <sqlite3.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+/// Threads: one at a time.
+/// Errors:  throws RequestError with SQLite's own text.
+class Connection
+{
+public:
+    enum class EnumAccess
+    {
+        Read,
+        ReadAndWrite, ///< makes the database when it isn't there
+    };
+
+    Connection(const std::string& iUri, EnumAccess iAccess);
+
+    void Execute(const std::string& iSql);
+    Rows Query(const std::string& iSql);
+
+    /// Runs `iSql`, an INSERT with as many `?` as a row has values, once a row.
+    void InsertAll(const std::string& iSql, const std::vector<std::vector<Value>>& iRows);
+
+private:
+    struct Closer
+    {
+        // SQLite takes null, and gives codes that tell of earlier failures only.
+        void operator()(sqlite3* iDatabase) const { sqlite3_close(iDatabase); }
+        void operator()(sqlite3_stmt* iStatement) const { sqlite3_finalize(iStatement); }
+    };
+    using Statement = std::unique_ptr<sqlite3_stmt, Closer>;
+
+    Statement Prepare(const std::string& iSql);
+    void Bind(sqlite3_stmt* iStatement, int iPlace, const Value& iValue);
+    bool Step(sqlite3_stmt* iStatement);
+    void Check(int iCode) const;
+
+    std::unique_ptr<sqlite3, Closer> mpDatabase;
+};

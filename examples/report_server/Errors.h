@@ -1,0 +1,22 @@
+// The two ways in which something can go wrong, and where it is told.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+/// A request can't be served; the text is for the client who sent it. The other requests go on.
+class RequestError : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The server can't start: the text is for who starts it.
+class SetupError : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// One line to standard error. Any thread.
+void LogError(const std::string& iText);

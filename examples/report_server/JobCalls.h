@@ -1,0 +1,22 @@
+// Calls of the job library.
+#pragma once
+
+#include "qorjob.h"
+
+#include <stdexcept>
+#include <string>
+
+/// An operation of the job library has failed.
+class JobCallError : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Throws JobCallError, with the operation's name and code, unless the code is a success.
+void Expect(HRESULT iCode, const char* iOperation);
+
+/// The library's texts have 16-bit characters.
+std::string StepNameOf(int iStepId);
+
+int StatusOf(const QORJob& iJob);

@@ -1,0 +1,51 @@
+// What the kernel keeps of a request beside the job: its working data, and its history for the table of jobs.
+#pragma once
+
+#include "ReportDefinition.h"
+#include "Request.h"
+#include "Rows.h"
+#include "qorjob.h"
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+/// The processing units by the ids that the job knows them under.
+enum class EnumUnit : int
+{
+    SqlGeneration = 1,
+    QueryExecution = 2,
+    Analytics = 3,
+    Delivery = 4,
+};
+
+struct UnitVisit
+{
+    using Moment = std::chrono::steady_clock::time_point;
+
+    EnumUnit mUnit;
+    Moment mEnter;
+    Moment mStart;
+    Moment mExit;
+};
+
+/// Belongs to one thread at a time: to the one that has taken the job from a unit's queue.
+struct JobRecord
+{
+    Request mRequest;
+    int mId = 0;
+    std::size_t mPlace = 0; ///< among the requests
+    QBase::PtrI<QORJob> mpJob;
+
+    // Passed from step to step, and given back when the job closes.
+    ReportDefinition mReport;
+    std::string mSql;
+    Rows mRows;
+    std::string mError;
+    bool mbAnswered = false;
+
+    std::vector<UnitVisit> mVisits;
+    std::vector<int> mStepsDone;
+    int mFinalStatus = JobStoppedWithError; ///< until the job has told
+};

@@ -1,0 +1,23 @@
+// The command line.
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+struct Options
+{
+    std::filesystem::path mData;
+    std::filesystem::path mRequests;
+    std::size_t mThreadsPerUnit = 2;
+    std::string mLogRouters; ///< "Kernel/Job Trace,Kernel/Error", or "all"; empty: none
+    bool mbProfile = false;
+    bool mbResultsOnly = false;
+    bool mbHelp = false;
+};
+
+/// Throws SetupError for what it doesn't know.
+Options ParseOptions(const std::vector<std::string>& iArguments);
+
+const char* GetUsage();

@@ -1,0 +1,70 @@
+#include "ProfileReport.h"
+
+#include "JobCalls.h"
+#include "TextTable.h"
+#include "platform/builtin/PerfReadings.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <map>
+#include <vector>
+
+namespace
+{
+
+std::string MakeProfiles()
+{
+    std::vector<std::vector<std::string>> lines;
+    for (const PerfReadings::Profile& profile : PerfReadings::GetProfiles())
+        if (profile.mCount != 0)
+            lines.push_back({profile.mName, std::to_string(profile.mCount),
+                             FormatDecimals(static_cast<double>(profile.mMicroseconds) / 1000, 2)});
+    return ToTextTable({{"profile"}, {"runs", true}, {"total ms", true}}, lines);
+}
+
+/// A pulse is one stay in a queue; its category tells for which step the job was queued.
+std::string MakeWaits()
+{
+    struct Wait
+    {
+        std::size_t mJobs = 0;
+        double mTotal = 0;
+        double mLongest = 0;
+    };
+    std::map<int, Wait> waits;
+    for (const PerfReadings::Pulse& pulse : PerfReadings::TakePulses())
+    {
+        Wait& wait = waits[pulse.mCategory - PulseCategoryJobFirst];
+        const double milliseconds = (pulse.mNow - pulse.mEnqueueTime) * 1000;
+        ++wait.mJobs;
+        wait.mTotal += milliseconds;
+        wait.mLongest = std::max(wait.mLongest, milliseconds);
+    }
+    std::vector<std::vector<std::string>> lines;
+    lines.reserve(waits.size());
+    for (const auto& [step, wait] : waits)
+        lines.push_back({StepNameOf(step), std::to_string(wait.mJobs),
+                         FormatDecimals(wait.mTotal / static_cast<double>(wait.mJobs), 2),
+                         FormatDecimals(wait.mLongest, 2)});
+    return ToTextTable({{"queued for"}, {"jobs", true}, {"mean wait ms", true}, {"longest ms", true}}, lines);
+}
+
+std::string MakeCounters()
+{
+    constexpr int cCounters = 32;
+    std::vector<std::vector<std::string>> lines;
+    for (int counter = 0; counter < cCounters; ++counter)
+        if (const auto value = PerfReadings::GetCounter(counter); value != 0)
+            lines.push_back({std::to_string(counter), std::to_string(value)});
+    return ToTextTable({{"counter", true}, {"value", true}}, lines);
+}
+
+} // namespace
+
+void StartProfile()
+{
+    PerfReadings::EnableProfiling(true);
+    PerfReadings::EnablePulses(true);
+}
+
+std::string MakeProfileReport() { return MakeProfiles() + "\n" + MakeWaits() + "\n" + MakeCounters(); }

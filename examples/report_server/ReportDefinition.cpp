@@ -1,0 +1,135 @@
+#include "ReportDefinition.h"
+
+#include "Errors.h"
+#include "Text.h"
+
+#include <algorithm>
+#include <map>
+
+namespace
+{
+
+using Clauses = std::map<std::string, std::string>;
+
+/// Each clause's text by its keyword.
+Clauses ReadClauses(std::string_view iText, const std::vector<std::string>& iKeywords)
+{
+    Clauses clauses;
+    for (const std::string& clause : SplitOutsideQuotes(iText, ';'))
+    {
+        if (clause.empty())
+            continue;
+        const std::size_t blank = std::min(clause.find_first_of(" \t"), clause.size());
+        const std::string keyword = clause.substr(0, blank);
+        const std::string text(Trim(std::string_view(clause).substr(blank)));
+        if (std::find(iKeywords.begin(), iKeywords.end(), keyword) == iKeywords.end())
+            throw RequestError("unknown clause \"" + keyword + "\"; there are " + Join(iKeywords, ", "));
+        if (text.empty())
+            throw RequestError("nothing follows \"" + keyword + "\"");
+        if (!clauses.emplace(keyword, text).second)
+            throw RequestError("two clauses \"" + keyword + "\"");
+    }
+    return clauses;
+}
+
+const std::string& Required(const Clauses& iClauses, const std::string& iKeyword)
+{
+    const auto clause = iClauses.find(iKeyword);
+    if (clause == iClauses.end())
+        throw RequestError("the clause \"" + iKeyword + "\" is missing");
+    return clause->second;
+}
+
+/// `year(date)` when the function is one of these, else a column.
+Term ReadTerm(const std::string& iText, const std::vector<std::string>& iFunctions)
+{
+    const std::size_t open = iText.find('(');
+    if (open != std::string::npos && iText.back() == ')')
+    {
+        const std::string function(Trim(iText.substr(0, open)));
+        if (std::find(iFunctions.begin(), iFunctions.end(), function) != iFunctions.end())
+            return {function, Unquote(Trim(std::string_view(iText).substr(open + 1, iText.size() - open - 2)))};
+    }
+    return {"", Unquote(iText)};
+}
+
+std::vector<Term> ReadMeasures(const std::string& iText)
+{
+    const std::vector<std::string> functions = {"avg", "count", "max", "min", "sum"};
+    std::vector<Term> measures;
+    for (const std::string& part : SplitOutsideQuotes(iText, ','))
+    {
+        measures.push_back(ReadTerm(part, functions));
+        if (measures.back().mFunction.empty())
+            throw RequestError("\"" + part + "\" is no measure; write a function, " + Join(functions, ", ") +
+                               ", and a column in parentheses");
+    }
+    return measures;
+}
+
+std::vector<Term> ReadAttributes(const std::string& iText)
+{
+    std::vector<Term> attributes;
+    for (const std::string& part : SplitOutsideQuotes(iText, ','))
+        attributes.push_back(ReadTerm(part, {"month", "year"}));
+    return attributes;
+}
+
+std::size_t ReadLimit(const std::string& iText)
+{
+    int limit = 0;
+    if (!ParseInt(iText, limit) || limit < 1)
+        throw RequestError("\"" + iText + "\" is no number of rows");
+    return static_cast<std::size_t>(limit);
+}
+
+void ReadAnalysis(const std::string& iText, ReportDefinition& ioReport)
+{
+    for (const std::string& part : SplitOutsideQuotes(iText, ','))
+    {
+        if (part == "rank")
+            ioReport.mbRank = true;
+        else if (part == "share")
+            ioReport.mbShare = true;
+        else if (part == "total")
+            ioReport.mbTotal = true;
+        else
+            throw RequestError("unknown analysis \"" + part + "\"; there are rank, share, total");
+    }
+}
+
+} // namespace
+
+ReportDefinition ParseReport(std::string_view iText)
+{
+    const Clauses clauses = ReadClauses(iText, {"from", "measure", "by", "where", "top", "bottom", "with"});
+    ReportDefinition report;
+    report.mTable = Unquote(Required(clauses, "from"));
+    report.mMeasures = ReadMeasures(Required(clauses, "measure"));
+    if (const auto by = clauses.find("by"); by != clauses.end())
+        report.mAttributes = ReadAttributes(by->second);
+    if (const auto where = clauses.find("where"); where != clauses.end())
+        report.mCondition = where->second;
+    if (const auto with = clauses.find("with"); with != clauses.end())
+        ReadAnalysis(with->second, report);
+
+    const auto top = clauses.find("top");
+    const auto bottom = clauses.find("bottom");
+    if (top != clauses.end() && bottom != clauses.end())
+        throw RequestError("\"top\" and \"bottom\" exclude each other");
+    if (top != clauses.end())
+        report.mLimit = ReadLimit(top->second);
+    if (bottom != clauses.end())
+        report.mLimit = ReadLimit(bottom->second);
+    report.mbLowestFirst = bottom != clauses.end();
+    if (report.mbShare && !report.mMeasures.front().IsAdditive())
+        throw RequestError("a share needs a sum or a count as its first measure, not " +
+                           report.mMeasures.front().ToText());
+    return report;
+}
+
+ElementDefinition ParseElement(std::string_view iText)
+{
+    const Clauses clauses = ReadClauses(iText, {"from", "column"});
+    return {Unquote(Required(clauses, "from")), Unquote(Required(clauses, "column"))};
+}

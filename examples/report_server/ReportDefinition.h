@@ -1,0 +1,48 @@
+// What a client may ask for, in the server's own small language:
+//
+//   from weather; measure avg(temp_max), count(*); by location, month(date); where weather = 'sun'; top 5; with share
+//
+// Clauses stand in any order. `by` takes columns and year(column), month(column); `where` an SQL condition; `top N` and
+// `bottom N` keep the N rows with the highest or lowest first measure; `with` asks for more analysis: `rank`, `share`
+// (of the first measure, in percent) and `total` (over all rows, also those that `top` leaves out).
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// `avg(temp_max)`: a function and its column; an attribute that is a plain column has no function.
+struct Term
+{
+    std::string mFunction;
+    std::string mColumn;
+
+    std::string ToText() const { return mFunction.empty() ? mColumn : mFunction + "(" + mColumn + ")"; }
+    /// For such measures parts add up to the whole.
+    bool IsAdditive() const { return mFunction == "sum" || mFunction == "count"; }
+};
+
+struct ReportDefinition
+{
+    std::string mTable;
+    std::vector<Term> mMeasures;
+    std::vector<Term> mAttributes;
+    std::string mCondition;
+    std::size_t mLimit = 0; ///< 0: all rows
+    bool mbLowestFirst = false;
+    bool mbRank = false;
+    bool mbShare = false;
+    bool mbTotal = false;
+};
+
+/// `from birdstrikes; column Wildlife Size`: which values a column has.
+struct ElementDefinition
+{
+    std::string mTable;
+    std::string mColumn;
+};
+
+/// Both throw RequestError for a text that they don't understand. Whether tables and columns exist they don't ask.
+ReportDefinition ParseReport(std::string_view iText);
+ElementDefinition ParseElement(std::string_view iText);

@@ -1,0 +1,42 @@
+// What a query gives: named columns and rows of values.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// A cell of a table.
+struct Value
+{
+    enum class EnumKind
+    {
+        Missing,
+        Whole,
+        Real,
+        Text,
+    };
+
+    Value() = default;
+    explicit Value(std::int64_t iWhole) : mKind(EnumKind::Whole), mWhole(iWhole) {}
+    explicit Value(double iReal) : mKind(EnumKind::Real), mReal(iReal) {}
+    explicit Value(std::string iText) : mKind(EnumKind::Text), mText(std::move(iText)) {}
+
+    bool IsMissing() const { return mKind == EnumKind::Missing; }
+    bool IsNumber() const { return mKind == EnumKind::Whole || mKind == EnumKind::Real; }
+    /// 0 for what is no number.
+    double ToNumber() const { return mKind == EnumKind::Whole ? static_cast<double>(mWhole) : mReal; }
+    /// Whole numbers as they are, others with two decimals, a missing value as an empty text.
+    std::string ToText() const;
+
+    EnumKind mKind = EnumKind::Missing;
+    std::int64_t mWhole = 0;
+    double mReal = 0;
+    std::string mText;
+};
+
+struct Rows
+{
+    std::vector<std::string> mColumns;
+    std::vector<std::vector<Value>> mRows;
+};

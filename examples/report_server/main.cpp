@@ -1,0 +1,101 @@
+// A small analytics server: reads requests from a file and runs each as a job.
+#include "Errors.h"
+#include "JobTable.h"
+#include "Kernel.h"
+#include "Options.h"
+#include "Outbox.h"
+#include "ProfileReport.h"
+#include "Request.h"
+#include "StopSignal.h"
+#include "Text.h"
+#include "Warehouse.h"
+#include "platform/builtin/LogSinks.h"
+#include "qorjob.h"
+
+#include <exception>
+#include <iostream>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+enum EnumExitCode : int
+{
+    ExitAllServed = 0,
+    ExitSomeFailed = 1,
+    ExitNotStarted = 2,
+    ExitInterrupted = 130,
+};
+
+void SwitchLogOn(const std::string& iRouters)
+{
+    for (const std::string& router : SplitOutsideQuotes(iRouters, ','))
+    {
+        const std::size_t slash = router.find('/');
+        if (router == "all")
+            LogSinks::Enable("*", "*", true);
+        else if (slash != std::string::npos)
+            LogSinks::Enable(router.substr(0, slash), router.substr(slash + 1), true);
+        else
+            throw SetupError("--log takes routers such as \"Kernel/Job Trace\", or \"all\", not \"" + router + "\"");
+    }
+    LogSinks::AddStandardErrorSink();
+}
+
+int Serve(const Options& iOptions)
+{
+    StopSignal::Install();
+    const QORJOB::Initializer initializer;
+    if (!iOptions.mLogRouters.empty())
+        SwitchLogOn(iOptions.mLogRouters);
+    if (iOptions.mbProfile)
+        StartProfile();
+
+    const RequestFile file = ReadRequests(iOptions.mRequests);
+    for (const std::string& line : file.mBadLines)
+        LogError(line);
+    const Warehouse warehouse(iOptions.mData);
+    Outbox outbox(std::cout);
+    Kernel kernel(warehouse, outbox, iOptions.mThreadsPerUnit);
+    for (const Request& request : file.mRequests)
+        kernel.Submit(request);
+    kernel.WaitForAll();
+
+    if (!iOptions.mbResultsOnly)
+        std::cout << MakeJobTable(kernel.GetRecords()) << '\n';
+    if (iOptions.mbProfile)
+        std::cout << MakeProfileReport() << '\n';
+    std::cout << MakeSummary(kernel.GetRecords(), file.mBadLines.size()) << std::flush;
+
+    bool bAllServed = CountJobs(kernel.GetRecords(), JobCompleted) == file.mRequests.size() && file.mBadLines.empty();
+    if (!std::cout)
+    {
+        LogError("standard output can't be written");
+        bAllServed = false;
+    }
+    if (StopSignal::IsRaised())
+        return ExitInterrupted;
+    return bAllServed ? ExitAllServed : ExitSomeFailed;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try
+    {
+        const Options options = ParseOptions(std::vector<std::string>(argv + 1, argv + argc));
+        if (options.mbHelp)
+        {
+            std::cout << GetUsage();
+            return ExitAllServed;
+        }
+        return Serve(options);
+    }
+    catch (const std::exception& error)
+    {
+        LogError(error.what());
+        return ExitNotStarted;
+    }
+}
