@@ -408,7 +408,7 @@ HRESULT QORJob::SetStepFinish(int iStepId, int iPUId, QORJobTask* iTask)
             if (iStepId == StepNoOp && iPUId != 0)
                 GiveChapterKey(W(""));
             if (mStatus == JobPausing)
-                return result;
+                return S_OK;
             FinishStep(iStepId);
         }
         LogLine(EnumKernelRouter::JobTrace, "QORJob::SetStepFinish: Job:%1 completed step:%2.", mId.Get(), iStepId);

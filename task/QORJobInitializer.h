@@ -20,7 +20,7 @@ public:
     ~Initializer();
     Initializer(const Initializer&) = delete;
     // Initialisers carry no state of their own: assigning one changes nothing.
-    Initializer& operator=(const Initializer&) { return *this; }
+    Initializer& operator=(const Initializer&) = default;
 };
 
 } // namespace QORJOB
