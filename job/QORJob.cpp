@@ -19,11 +19,6 @@ constexpr int cLockCategory = 4;
 constexpr int cInstanceCategory = 4;
 constexpr unsigned cLockFailed = 0x8004308E;
 
-struct HeapDeleter
-{
-    void operator()(void* iMemory) const { QBase::HeapFree(iMemory); }
-};
-
 QSynch::CriticalSection* MakeLock()
 {
     QSynch::CriticalSection* lock = QSynch::CreateCriticalSection(cLockCategory);
@@ -49,7 +44,7 @@ QBase::Buffer* MakeLocalBuffer()
 QORJob* QORJob::NewJob(QSynch::AtomicLong iId, int iRequestType, int iPriority, QorUserSession* iSession,
                        QBase::Buffer* iBuffer)
 {
-    std::unique_ptr<void, HeapDeleter> heapPlace;
+    std::unique_ptr<void, QBase::HeapDeleter> heapPlace;
     void* place = nullptr;
     if (iBuffer != nullptr)
     {

@@ -248,9 +248,9 @@ public:
     HRESULT GetPriority(int* oPriority) const;
     HRESULT SetPUPriority(int iPriority);
     HRESULT GetPUPriority(int* oPriority) const;
-    /// Never writes `oMilliseconds`; see the body.
+    /// Never writes `oMilliseconds`; see the body. The second is for callers under the job's lock.
     HRESULT GetWaitingTime(unsigned* oMilliseconds) const;
-    HRESULT GetWaitingTimeInternal(unsigned* oMilliseconds) const REQUIRES(mpLock);
+    HRESULT GetWaitingTimeInternal(unsigned* oMilliseconds) const;
     void EnqueuePulse();
     void DequeuePulse();
 
@@ -332,6 +332,7 @@ private:
     // --- The end: QORJobPreDestruct.cpp ------------------------------------------------------------------------------
     HRESULT PreDestruct();
     void LetOutsideGo();
+    void LetContextGo();
     void MarkDead();
 
     // --- Fields ------------------------------------------------------------------------------------------------------

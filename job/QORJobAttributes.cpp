@@ -213,7 +213,10 @@ HRESULT QORJob::SetProcessContext(ICKDXProcessContext* iContext)
         // The context is called under the lock on purpose: a thread that meets the new context finds
         // the priority and the governor in it.
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        mpProcessContext = QBase::PtrI<ICKDXProcessContext>(iContext);
+        QBase::PtrI<ICKDXProcessContext> old(iContext);
+        std::swap(old, mpProcessContext);
+        if (old)
+            old.Detach()->Release(); // by name: what it throws stays in this operation
         if (iContext == nullptr)
             return S_OK;
         iContext->put_LimitA(mPriority);

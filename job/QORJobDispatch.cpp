@@ -214,12 +214,15 @@ HRESULT QORJob::RefillRequeuedJob()
 {
     if (!mTodoSteps.empty())
         return S_OK;
+    StepList entries(2, nullptr, mTodoSteps.get_allocator()); // both entries or none
     std::unique_ptr<QORJobStep> search(new QORJobStep(StepSearchingCache));
     std::unique_ptr<QORJobStep> close(new QORJobStep(StepCloseJob));
     if (search == nullptr || close == nullptr)
         return E_OUTOFMEMORY;
-    InsertTodo(mTodoSteps.cend(), search);
-    InsertTodo(mTodoSteps.cend(), close);
+    entries.front() = search.release();
+    entries.back() = close.release();
+    mTodoSteps.splice(mTodoSteps.end(), entries);
+    ++mTodoCloseSteps;
     return S_OK;
 }
 
@@ -255,13 +258,15 @@ bool QORJob::IsCloseStepBeingRun() const
 HRESULT QORJob::HandOut(int iCandidate, int* oStepId)
 {
     StepState front;
-    const HRESULT code = Read(mTodoSteps.front(), front);
+    HRESULT code = Read(mTodoSteps.front(), front);
     if (code != S_OK)
         return mbIAmDead ? S_FALSE : code;
     if (front.mThreadId == 0 || front.mPUId == -1)
     {
-        *oStepId = iCandidate;
-        return SetStepStart(iCandidate, 0, nullptr);
+        code = SetStepStart(iCandidate, 0, nullptr);
+        if (code == S_OK)
+            *oStepId = iCandidate;
+        return code;
     }
     if (mbIAmDead)
         return HandOutOfDeadJob(front.mId, oStepId);
@@ -372,9 +377,11 @@ void QORJob::StartProfile(int iStepId)
     int index = -1;
     if (QORJobTask::GetProfileIndex(iStepId, &index) != S_OK)
         return;
-    // Without an agent (profiling is off) there is nothing to remember.
-    if (QORProfileAgent* agent = QPerfMon::CreateQORProfileAgent(index))
-        mStepProfiles.push_back({agent, iStepId});
+    std::unique_ptr<QORProfileAgent, QBase::HeapDeleter> agent(QPerfMon::CreateQORProfileAgent(index));
+    if (agent == nullptr)
+        return; // profiling is off
+    mStepProfiles.push_back({agent.get(), iStepId});
+    agent.release();
 }
 
 void QORJob::EndProfile(int iStepId)

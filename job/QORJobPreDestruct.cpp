@@ -63,14 +63,24 @@ void QORJob::LetOutsideGo() NO_THREAD_SAFETY_ANALYSIS
     DeleteRecords(mUnits);
     if (IsReportRequest())
         QPerfMon::GetPerformanceMonitor()->Add(5, -1);
-    if (mpProcessContext)
-    {
-        const QBase::PtrI<IUnknown> object = InstanceObjectOf(*mpProcessContext.Get());
-        if (const auto instance = ReportInstanceOf(object.Get()))
-            instance->Reset(0);
-        mpProcessContext = {};
-    }
+    LetContextGo();
     mpExecutingTask = nullptr;
+}
+
+/// Released by name, not by the pointers' destructors: what a stranger's Release throws is caught like all else.
+void QORJob::LetContextGo() NO_THREAD_SAFETY_ANALYSIS
+{
+    if (!mpProcessContext)
+        return;
+    QBase::PtrI<IUnknown> object = InstanceObjectOf(*mpProcessContext.Get());
+    if (auto instance = ReportInstanceOf(object.Get()))
+    {
+        instance->Reset(0);
+        instance.Detach()->Release();
+    }
+    mpProcessContext.Detach()->Release();
+    if (object)
+        object.Detach()->Release();
 }
 
 void QORJob::MarkDead() NO_THREAD_SAFETY_ANALYSIS

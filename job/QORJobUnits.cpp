@@ -152,7 +152,7 @@ HRESULT QORJob::GetWaitingTime(unsigned* oMilliseconds) const
 
 /// Callers rely on this query doing nothing: the out value is never written, and the result of a job without finished
 /// steps is the low half of an intermediate time.
-HRESULT QORJob::GetWaitingTimeInternal(unsigned* oMilliseconds) const
+HRESULT QORJob::GetWaitingTimeInternal(unsigned* oMilliseconds) const NO_THREAD_SAFETY_ANALYSIS
 {
     if (oMilliseconds == nullptr)
         return E_POINTER;
@@ -176,13 +176,17 @@ HRESULT QORJob::GetWaitingTimeInternal(unsigned* oMilliseconds) const
 void QORJob::EnqueuePulse() { mPulseEnqueueTime = GetPulseTimeStamp(); }
 
 /// Without the lock: pulses are taken while a job is queued and dequeued, when nobody gives it another context.
-void QORJob::DequeuePulse() NO_THREAD_SAFETY_ANALYSIS
+void QORJob::DequeuePulse()
 {
-    const double now = GetPulseTimeStamp();
-    LONG value = -1;
-    if (mpProcessContext && mpProcessContext->get_LongA(&value) != S_OK)
-        return;
-    const auto category = static_cast<Tag_EnumKDXPulseCategoryID>(PulseCategoryJobFirst + mCurrentStepForStatistics);
-    if (IsRequestStatsEnabled(category))
-        PULSE_RecordPulseEvent(value, mId, category, mPulseEnqueueTime, now);
+    Boundary("DequeuePulse", [&]() NO_THREAD_SAFETY_ANALYSIS {
+        const double now = GetPulseTimeStamp();
+        LONG value = -1;
+        if (mpProcessContext && mpProcessContext->get_LongA(&value) != S_OK)
+            return S_OK;
+        const auto category =
+            static_cast<Tag_EnumKDXPulseCategoryID>(PulseCategoryJobFirst + mCurrentStepForStatistics);
+        if (IsRequestStatsEnabled(category))
+            PULSE_RecordPulseEvent(value, mId, category, mPulseEnqueueTime, now);
+        return S_OK;
+    });
 }

@@ -20,6 +20,12 @@ namespace QBase
 QORJOB_API void* HeapAllocate(std::size_t iBytes) noexcept;
 QORJOB_API void HeapFree(void* iMemory) noexcept;
 
+/// For std::unique_ptr to plain memory of the general heap.
+struct HeapDeleter
+{
+    void operator()(void* iMemory) const noexcept { HeapFree(iMemory); }
+};
+
 /// The general heap as the allocator of strings and lists. It throws std::bad_alloc where HeapAllocate gives null.
 QORJOB_API std::pmr::memory_resource* DefaultHeap() noexcept;
 

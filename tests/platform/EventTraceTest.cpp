@@ -8,7 +8,7 @@
 #include "platform/QSynch.h"
 #include "platform/ThreadTimes.h"
 #include "platform/builtin/PerfReadings.h"
-#include "tests/platform/Threads.h"
+#include "tests/support/Threads.h"
 
 #include <gtest/gtest.h>
 

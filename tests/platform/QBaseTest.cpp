@@ -1,7 +1,7 @@
 #include "platform/QBase.h"
 
 #include "platform/builtin/Faults.h"
-#include "tests/platform/Threads.h"
+#include "tests/support/Threads.h"
 
 #include <gtest/gtest.h>
 

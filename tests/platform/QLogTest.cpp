@@ -4,7 +4,7 @@
 #include "platform/builtin/Faults.h"
 #include "platform/builtin/LogSinks.h"
 #include "platform/builtin/Settings.h"
-#include "tests/platform/Threads.h"
+#include "tests/support/Threads.h"
 
 #include <gtest/gtest.h>
 

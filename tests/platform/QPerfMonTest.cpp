@@ -3,7 +3,7 @@
 #include "platform/QBase.h"
 #include "platform/builtin/Faults.h"
 #include "platform/builtin/PerfReadings.h"
-#include "tests/platform/Threads.h"
+#include "tests/support/Threads.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 
 #include "platform/QLog.h"
 #include "platform/builtin/Settings.h"
-#include "tests/platform/Threads.h"
+#include "tests/support/Threads.h"
 
 #include <gtest/gtest.h>
 

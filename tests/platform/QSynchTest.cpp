@@ -1,7 +1,7 @@
 #include "platform/QSynch.h"
 
 #include "platform/builtin/Faults.h"
-#include "tests/platform/Threads.h"
+#include "tests/support/Threads.h"
 
 #include <gtest/gtest.h>
 

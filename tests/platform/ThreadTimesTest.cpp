@@ -1,7 +1,7 @@
 #include "platform/ThreadTimes.h"
 
 #include "platform/builtin/Settings.h"
-#include "tests/platform/Threads.h"
+#include "tests/support/Threads.h"
 
 #include <gtest/gtest.h>
 
