@@ -1,6 +1,6 @@
 #include "job/QORJobPUInfo.h"
 
-#include "job/RecordWriter.h"
+#include "job/RecordFields.h"
 #include "platform/QBase.h"
 
 QORJobPUInfo::QORJobPUInfo(int iPUId) : mPUId(iPUId) {}
@@ -33,37 +33,13 @@ HRESULT QORJobPUInfo::SetExitTime(QDataType::DateTime iTime)
     return S_OK;
 }
 
-HRESULT QORJobPUInfo::GetEnterTime(QDataType::DateTime* oTime) const
-{
-    if (oTime == nullptr)
-        return E_POINTER;
-    *oTime = mEnterTime;
-    return S_OK;
-}
+HRESULT QORJobPUInfo::GetEnterTime(QDataType::DateTime* oTime) const { return GetField(mEnterTime, oTime); }
 
-HRESULT QORJobPUInfo::GetStartTime(QDataType::DateTime* oTime) const
-{
-    if (oTime == nullptr)
-        return E_POINTER;
-    *oTime = mStartTime;
-    return S_OK;
-}
+HRESULT QORJobPUInfo::GetStartTime(QDataType::DateTime* oTime) const { return GetField(mStartTime, oTime); }
 
-HRESULT QORJobPUInfo::GetExitTime(QDataType::DateTime* oTime) const
-{
-    if (oTime == nullptr)
-        return E_POINTER;
-    *oTime = mExitTime;
-    return S_OK;
-}
+HRESULT QORJobPUInfo::GetExitTime(QDataType::DateTime* oTime) const { return GetField(mExitTime, oTime); }
 
-HRESULT QORJobPUInfo::GetId(int* oPUId) const
-{
-    if (oPUId == nullptr)
-        return E_POINTER;
-    *oPUId = mPUId;
-    return S_OK;
-}
+HRESULT QORJobPUInfo::GetId(int* oPUId) const { return GetField(mPUId, oPUId); }
 
 ULONG QORJobPUInfo::GetSaveObjSize(unsigned* oSize) const
 {

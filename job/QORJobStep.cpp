@@ -1,6 +1,6 @@
 #include "job/QORJobStep.h"
 
-#include "job/RecordWriter.h"
+#include "job/RecordFields.h"
 #include "platform/QBase.h"
 #include "platform/ThreadTimes.h"
 
@@ -47,21 +47,9 @@ HRESULT QORJobStep::SetFinishTime(QDataType::DateTime iTime)
     return S_OK;
 }
 
-HRESULT QORJobStep::GetStartTime(QDataType::DateTime* oTime) const
-{
-    if (oTime == nullptr)
-        return E_POINTER;
-    *oTime = mStartTime;
-    return S_OK;
-}
+HRESULT QORJobStep::GetStartTime(QDataType::DateTime* oTime) const { return GetField(mStartTime, oTime); }
 
-HRESULT QORJobStep::GetFinishTime(QDataType::DateTime* oTime) const
-{
-    if (oTime == nullptr)
-        return E_POINTER;
-    *oTime = mFinishTime;
-    return S_OK;
-}
+HRESULT QORJobStep::GetFinishTime(QDataType::DateTime* oTime) const { return GetField(mFinishTime, oTime); }
 
 HRESULT QORJobStep::SetTaskCPUTime(FILETIME iKernelAtStart, FILETIME iUserAtStart)
 {
@@ -101,37 +89,13 @@ HRESULT QORJobStep::SetThreadId(DWORD iThreadId)
     return S_OK;
 }
 
-HRESULT QORJobStep::GetId(int* oStepId) const
-{
-    if (oStepId == nullptr)
-        return E_POINTER;
-    *oStepId = mStepId;
-    return S_OK;
-}
+HRESULT QORJobStep::GetId(int* oStepId) const { return GetField(mStepId, oStepId); }
 
-HRESULT QORJobStep::GetPUId(int* oPUId) const
-{
-    if (oPUId == nullptr)
-        return E_POINTER;
-    *oPUId = mPUId;
-    return S_OK;
-}
+HRESULT QORJobStep::GetPUId(int* oPUId) const { return GetField(mPUId, oPUId); }
 
-HRESULT QORJobStep::GetPUPriority(int* oPriority) const
-{
-    if (oPriority == nullptr)
-        return E_POINTER;
-    *oPriority = mPUPriority;
-    return S_OK;
-}
+HRESULT QORJobStep::GetPUPriority(int* oPriority) const { return GetField(mPUPriority, oPriority); }
 
-HRESULT QORJobStep::GetThreadId(DWORD* oThreadId) const
-{
-    if (oThreadId == nullptr)
-        return E_POINTER;
-    *oThreadId = mThreadId;
-    return S_OK;
-}
+HRESULT QORJobStep::GetThreadId(DWORD* oThreadId) const { return GetField(mThreadId, oThreadId); }
 
 void QORJobStep::InitChapterKey() { std::fill_n(mChapterKey, cChapterKeyUnits, WCHAR{0}); }
 

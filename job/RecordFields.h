@@ -1,10 +1,21 @@
-// Writes and reads the little-endian binary records of steps and processing-unit visits.
+// What the records of steps and of processing-unit visits are made of: their accessors, and their little-endian binary
+// form.
 #pragma once
 
 #include "platform/QDataType.h"
 #include "platform/Windows.h"
 
 #include <cstring>
+
+/// The body of a getter: null rule E_POINTER, else a copy.
+template <class T>
+HRESULT GetField(const T& iField, T* oValue)
+{
+    if (oValue == nullptr)
+        return E_POINTER;
+    *oValue = iField;
+    return S_OK;
+}
 
 class RecordWriter
 {
