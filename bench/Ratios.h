@@ -16,7 +16,8 @@ struct Ratio
     bool mbAtLeast = false; ///< the aim is a lower bound, and of throughput: floor time over figure time
 };
 
-/// Prints as the console does, and keeps the median of each benchmark's real time.
+/// Prints as the console does, and keeps the median of each benchmark's time: processor time of one thread,
+/// time that passed of several.
 class MedianReporter : public benchmark::ConsoleReporter
 {
 public:

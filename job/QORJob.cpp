@@ -139,6 +139,19 @@ QORJob::~QORJob()
         instances->DeleteObjectInstance(cInstanceCategory, this);
     }
     LogLine(EnumKernelRouter::JobTrace, "QORJob::QORJob Job:%1 destructed.", mId.Get());
+    LetGo(mpProcessContext); // there is one only where PreDestruct was cut short
+    LetGo(mpUserSession);
+}
+
+/// By name, not by the pointer's destructor: what a stranger's Release throws is logged and ends here.
+template <class T>
+void QORJob::LetGo(QBase::PtrI<T>& ioObject)
+{
+    Boundary("Release", [&] {
+        if (ioObject)
+            ioObject.Detach()->Release();
+        return S_OK;
+    });
 }
 
 unsigned QORJob::AddRef()
@@ -176,7 +189,8 @@ void QORJob::EndInBuffer() NO_THREAD_SAFETY_ANALYSIS
 {
     QBase::Buffer* buffer = mpLocalBuffer;
     mpOwnedLock.reset();
-    mpUserSession = {};
+    LetGo(mpProcessContext); // there is one only where PreDestruct was cut short
+    LetGo(mpUserSession);
     buffer->Destroy();
 }
 

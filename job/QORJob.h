@@ -261,7 +261,7 @@ private:
 
     struct StepProfile
     {
-        QORProfileAgent* mpAgent; // owned, freed as plain memory
+        QORProfileAgent* mpAgent; // owned, freed as plain memory; null while profiling is off
         int mStepId;
     };
 
@@ -279,6 +279,8 @@ private:
            std::pmr::memory_resource* iMemory);
     ~QORJob();
 
+    template <class T>
+    void LetGo(QBase::PtrI<T>& ioObject);
     void CountCreation() const;
     void LogCreation() const;
     void EndInBuffer();
@@ -370,8 +372,8 @@ private:
 
     Subscription mSubscription GUARDED_BY(mpLock);
     Family mFamily GUARDED_BY(mpLock);
-    std::atomic<int> mCurrentStepForStatistics = 0;
-    std::atomic<double> mPulseEnqueueTime = 0; // plain
+    std::atomic<int> mCurrentStepForStatistics = 0; // plain
+    std::atomic<double> mPulseEnqueueTime = 0;      // plain
     StepList mTodoSteps GUARDED_BY(mpLock);
     StepList mFinishedSteps GUARDED_BY(mpLock);               // newest first
     QORJobTask* mpExecutingTask GUARDED_BY(mpLock) = nullptr; // not owned

@@ -185,13 +185,16 @@ HRESULT QORJob::SetUserID(GUID iUserID)
 HRESULT QORJob::SetUserSession(QorUserSession* iSession)
 {
     return Boundary("SetUserSession", [&] {
-        QBase::PtrI<QorUserSession> old; // goes after the lock: no stranger is called under it
-        QSynch::CriticalSection::SmartLock lock(mpLock);
-        if (mpUserSession.Get() != iSession)
+        QBase::PtrI<QorUserSession> other;
         {
-            old = std::move(mpUserSession);
-            mpUserSession = QBase::PtrI<QorUserSession>(iSession);
+            QSynch::CriticalSection::SmartLock lock(mpLock);
+            if (mpUserSession.Get() == iSession)
+                return S_OK;
+            other = QBase::PtrI<QorUserSession>(iSession);
+            std::swap(other, mpUserSession);
         }
+        if (other)
+            other.Detach()->Release(); // after the lock: no stranger is called under it
         return S_OK;
     });
 }
@@ -216,15 +219,21 @@ HRESULT QORJob::SetProcessContext(ICKDXProcessContext* iContext)
         QBase::PtrI<ICKDXProcessContext> old(iContext);
         std::swap(old, mpProcessContext);
         if (old)
-            old.Detach()->Release(); // by name: what it throws stays in this operation
+            old.Detach()->Release();
         if (iContext == nullptr)
             return S_OK;
         iContext->put_LimitA(mPriority);
         iContext->put_SharedHandle(mpMemGovernor);
-        const auto instance = ReportInstanceOf(InstanceObjectOf(*iContext).Get());
+        QBase::PtrI<IUnknown> object = InstanceObjectOf(*iContext);
+        QBase::PtrI<ICKDXReportInstance> instance = ReportInstanceOf(object.Get());
         int kind = 0;
         if (instance && SUCCEEDED(instance->get_ExecutionKind(&kind)) && IsExemptKind(kind) && mpMemGovernor)
             mpMemGovernor->mbNotGoverned = true;
+        // Released by name, as the old context is: what they throw stays in this operation.
+        if (instance)
+            instance.Detach()->Release();
+        if (object)
+            object.Detach()->Release();
         return S_OK; // whatever the context answered
     });
 }

@@ -229,11 +229,11 @@ HRESULT QORJob::RefillRequeuedJob()
 /// The closing step goes to one thread only: once it is started nobody else gets a step.
 bool QORJob::IsCloseStepBeingRun() const
 {
-    // Closing steps stand at the end: from there the walk is over after the last of them.
+    // Closing steps usually stand at the end: from there the walk is over after the last of them.
     StepState started;
     bool bStarted = false;
     int left = mTodoCloseSteps;
-    for (auto step = mTodoSteps.crbegin(); left > 0; ++step)
+    for (auto step = mTodoSteps.crbegin(); left > 0 && step != mTodoSteps.crend(); ++step)
     {
         StepState state;
         if (Read(*step, state) != S_OK || state.mId != StepCloseJob)
@@ -287,6 +287,10 @@ HRESULT QORJob::HandOut(int iCandidate, int* oStepId)
 /// The thread that ran the front step died: only error reporting and closing are left for its job.
 HRESULT QORJob::HandOutOfDeadJob(int iLostStepId, int* oStepId)
 {
+    // Made first: without memory nothing is taken from the job.
+    std::unique_ptr<QORJobStep> close(new QORJobStep(StepCloseJob));
+    if (close == nullptr)
+        return E_OUTOFMEMORY;
     HRESULT code = SetStepComplete(iLostStepId);
     if (code != S_OK)
         return code;
@@ -301,9 +305,9 @@ HRESULT QORJob::HandOutOfDeadJob(int iLostStepId, int* oStepId)
     }
     if (mTodoSteps.empty())
     {
+        // A cancelled job refuses the step, and its caller is told to close it all the same.
         next = StepCloseJob;
-        code =
-            AddStep(new QORJobStep(next), nullptr); // refused by a cancelled job, which is told to close all the same
+        code = AddStep(close.release(), nullptr);
         if (code != S_OK)
             return code;
     }
@@ -377,11 +381,8 @@ void QORJob::StartProfile(int iStepId)
     int index = -1;
     if (QORJobTask::GetProfileIndex(iStepId, &index) != S_OK)
         return;
-    std::unique_ptr<QORProfileAgent, QBase::HeapDeleter> agent(QPerfMon::CreateQORProfileAgent(index));
-    if (agent == nullptr)
-        return; // profiling is off
-    mStepProfiles.push_back({agent.get(), iStepId});
-    agent.release();
+    StepProfile& profile = mStepProfiles.emplace_back(StepProfile{nullptr, iStepId});
+    profile.mpAgent = QPerfMon::CreateQORProfileAgent(index);
 }
 
 void QORJob::EndProfile(int iStepId)

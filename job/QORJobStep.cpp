@@ -152,5 +152,6 @@ ULONG QORJobStep::LoadObj(unsigned, const signed char* iBuffer)
     record.Get(mThreadId);
     for (WCHAR& unit : mChapterKey)
         record.Get(unit);
+    mChapterKey[cChapterKeyUnits - 1] = 0; // a damaged record must not lead readers of the key past it
     return S_OK;
 }

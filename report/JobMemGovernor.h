@@ -9,7 +9,7 @@
 
 /// Shared by a parent job and its children; outlives each of them.
 ///
-/// Threads: any; the user GUID and the job id are written under the lock of the job that made the governor.
+/// Threads: any; the user GUID is written under the lock of whichever job shares the governor.
 /// Owns:    nothing.
 /// Errors:  none.
 /// Locks:   none.

@@ -254,8 +254,15 @@ void Kernel::Abandon(JobRecord& ioRecord, const std::string& iReason)
 /// wait for one.
 void Kernel::End(JobRecord& ioRecord)
 {
-    if (!ioRecord.mbAnswered)
-        mOutbox.Deliver(ioRecord.mPlace, "");
+    try
+    {
+        if (!ioRecord.mbAnswered)
+            mOutbox.Deliver(ioRecord.mPlace, "");
+    }
+    catch (const std::exception& error)
+    {
+        LogError(NameOf(ioRecord) + " left no place in the results: " + error.what());
+    }
     if (ioRecord.mpJob && FAILED(ioRecord.mpJob->GetStatus(&ioRecord.mFinalStatus)))
         LogError(NameOf(ioRecord) + " didn't tell its status");
     ioRecord.mpJob = {};
