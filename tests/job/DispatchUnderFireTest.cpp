@@ -1,19 +1,11 @@
 // Many threads drive many jobs while others cancel, stop and bury them. Logs are off: these runs are about races.
-#include "job/QORJob.h"
-#include "job/QORJobStep.h"
-#include "platform/builtin/PerfReadings.h"
 #include "task/QORJobTask.h"
-#include "tests/support/Threads.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/JobTest.h"
 
 #include <array>
-#include <atomic>
 #include <deque>
-#include <memory>
 #include <mutex>
 #include <random>
-#include <vector>
 
 namespace
 {
@@ -24,54 +16,26 @@ constexpr int cWorkers = 4;
 /// A job and how often each of its steps was run.
 struct Entry
 {
-    QBase::PtrI<QORJob> mpJob;
+    JobPtr mpJob;
     std::array<std::atomic<int>, StepNoOp + 1> mRuns{};
     std::atomic<bool> mbOver{false};
     std::mutex mClaimMutex; // where threads compete: from a step's dispatch to its start
 };
 
-std::unique_ptr<Entry> NewEntry(int iId, const std::vector<int>& iStepIds)
-{
-    auto entry = std::make_unique<Entry>();
-    entry->mpJob = QBase::PtrI<QORJob>(QORJob::NewJob(iId, RequestReport, 5, nullptr, nullptr));
-    for (const int id : iStepIds)
-        EXPECT_EQ(entry->mpJob->AddStep(new QORJobStep(id), nullptr), S_OK);
-    return entry;
-}
+using Entries = std::vector<std::unique_ptr<Entry>>;
 
-std::vector<std::unique_ptr<Entry>> NewEntries(const std::vector<int>& iStepIds)
+Entries NewEntries(const std::vector<int>& iStepIds)
 {
-    std::vector<std::unique_ptr<Entry>> entries;
-    entries.reserve(cJobs);
+    Entries entries(cJobs);
     for (int id = 0; id < cJobs; ++id)
-        entries.push_back(NewEntry(id, iStepIds));
+    {
+        auto& entry = entries[static_cast<std::size_t>(id)] = std::make_unique<Entry>();
+        entry->mpJob = JobPtr(QORJob::NewJob(id, RequestReport, 5, nullptr, nullptr));
+        for (const int step : iStepIds)
+            EXPECT_EQ(entry->mpJob->AddStep(new QORJobStep(step), nullptr), S_OK);
+    }
     return entries;
 }
-
-/// A unit's queue. A job stands in one queue at a time: who takes it out has it for himself until he puts it back.
-class UnitQueue
-{
-public:
-    void Put(Entry* iEntry)
-    {
-        const std::lock_guard hold(mMutex);
-        mEntries.push_back(iEntry);
-    }
-
-    Entry* Take()
-    {
-        const std::lock_guard hold(mMutex);
-        if (mEntries.empty())
-            return nullptr;
-        Entry* entry = mEntries.front();
-        mEntries.pop_front();
-        return entry;
-    }
-
-private:
-    std::mutex mMutex;
-    std::deque<Entry*> mEntries;
-};
 
 /// A step that stands behind others (a job on its way out leaves them) is not finished by SetStepFinish alone.
 void Finish(QORJob& ioJob, int iStepId, int iUnit, QORJobTask* iTask)
@@ -87,46 +51,34 @@ void Disturb(QORJob& ioJob, std::mt19937& ioRandom)
     bool bFlag = false;
     int number = 0;
     unsigned milliseconds = 0;
-    switch (ioRandom() % 8)
-    {
-    case 0:
-    case 1:
-    case 2:
+    const unsigned deed = ioRandom() % 4;
+    if (deed < 2)
         ioJob.SetStatus(4 + static_cast<int>(ioRandom() % 3), nullptr);
-        break;
-    case 3:
+    else if (deed == 2)
         ioJob.SetRunning(true, nullptr);
-        break;
-    case 4:
-        ioJob.GetCurrentStepId(&number, &number);
-        break;
-    case 5:
-        ioJob.GetPUId(&number);
-        ioJob.GetStatus(&number);
-        break;
-    case 6:
-        ioJob.GetWaitingTime(&milliseconds);
-        break;
-    default:
+    else
         ioJob.SetIAmDead(true, &bFlag, StepNoMore);
-        break;
-    }
+    ioJob.GetCurrentStepId(&number, &number);
+    ioJob.GetPUId(&number);
+    ioJob.GetStatus(&number);
+    ioJob.GetWaitingTime(&milliseconds);
 }
 
-void ExpectEachStepOnce(const std::vector<std::unique_ptr<Entry>>& iEntries)
+void ExpectEachStepOnce(Entries iEntries)
 {
     for (const std::unique_ptr<Entry>& entry : iEntries)
     {
-        EXPECT_TRUE(entry->mbOver);
         EXPECT_EQ(entry->mRuns[StepCloseJob], 1) << entry->mpJob->GetId().Get();
         for (const std::atomic<int>& runs : entry->mRuns)
             EXPECT_LE(runs, 1) << entry->mpJob->GetId().Get();
     }
+    iEntries.clear();
+    EXPECT_EQ(PerfReadings::GetLiveInstances(4), 0);
 }
 
 /// Lets `iWork(worker)` run on several threads until it has ended on all, while another one disturbs the jobs.
 template <class Work>
-void RunUnderFire(const std::vector<std::unique_ptr<Entry>>& iEntries, Work iWork)
+void RunUnderFire(const Entries& iEntries, Work iWork)
 {
     std::atomic<int> working{cWorkers};
     RunOnThreads(cWorkers + 1, [&](int iThread) {
@@ -134,10 +86,9 @@ void RunUnderFire(const std::vector<std::unique_ptr<Entry>>& iEntries, Work iWor
         {
             iWork(iThread);
             --working;
-            return;
         }
         std::mt19937 random(1);
-        while (working != 0)
+        while (iThread == cWorkers && working != 0)
             Disturb(*iEntries[random() % iEntries.size()]->mpJob.Get(), random);
     });
 }
@@ -146,12 +97,14 @@ void RunUnderFire(const std::vector<std::unique_ptr<Entry>>& iEntries, Work iWor
 
 TEST(DispatchUnderFire, RunsEachStepOnceWhereAJobStandsInOneQueueAtATime)
 {
-    // Two units; a step's worker puts the job into the other one. Some workers are lost in the middle of a step: the
-    // job is declared dead and put back, and its lost step never runs again.
+    // Two units; a step's worker puts the job into the other one. Who takes a job out has it for himself until he puts
+    // it back. Some workers are lost in the middle of a step: the job is declared dead and put back, and its lost step
+    // never runs again.
     auto entries = NewEntries({3, 4, 5, 7, 10, 2});
-    UnitQueue queues[2];
+    std::mutex mutex;
+    std::deque<Entry*> queues[2];
     for (std::size_t i = 0; i < entries.size(); ++i)
-        queues[i % 2].Put(entries[i].get());
+        queues[i % 2].push_back(entries[i].get());
     std::atomic<int> open{cJobs};
 
     RunUnderFire(entries, [&](int iWorker) {
@@ -160,7 +113,12 @@ TEST(DispatchUnderFire, RunsEachStepOnceWhereAJobStandsInOneQueueAtATime)
         QORJobTask task(nullptr);
         while (open != 0)
         {
-            Entry* entry = queues[unit - 1].Take();
+            Entry* entry = nullptr;
+            if (const std::lock_guard hold(mutex); !queues[unit - 1].empty())
+            {
+                entry = queues[unit - 1].front();
+                queues[unit - 1].pop_front();
+            }
             if (entry == nullptr)
             {
                 std::this_thread::yield();
@@ -186,12 +144,11 @@ TEST(DispatchUnderFire, RunsEachStepOnceWhereAJobStandsInOneQueueAtATime)
             else
                 Finish(job, step, unit, &task);
             job.SetPUExit(unit, nullptr);
-            queues[2 - unit].Put(entry);
+            const std::lock_guard hold(mutex);
+            queues[2 - unit].push_back(entry);
         }
     });
-    ExpectEachStepOnce(entries);
-    entries.clear();
-    EXPECT_EQ(PerfReadings::GetLiveInstances(4), 0);
+    ExpectEachStepOnce(std::move(entries));
 }
 
 TEST(DispatchUnderFire, GivesNobodyElseAStepWhileAUnitRunsTheCurrentOne)
@@ -231,7 +188,5 @@ TEST(DispatchUnderFire, GivesNobodyElseAStepWhileAUnitRunsTheCurrentOne)
             }
         }
     });
-    ExpectEachStepOnce(entries);
-    entries.clear();
-    EXPECT_EQ(PerfReadings::GetLiveInstances(4), 0);
+    ExpectEachStepOnce(std::move(entries));
 }

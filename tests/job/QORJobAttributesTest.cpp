@@ -1,30 +1,20 @@
 // The rows of plain accessors: set one, read it back, and see that no other changed.
-#include "job/QORJob.h"
 #include "report/JobMemGovernor.h"
-#include "tests/support/Fakes.h"
 #include "tests/support/JobTest.h"
-#include "tests/support/Threads.h"
 
 #include <functional>
+#include <tuple>
 #include <type_traits>
 
 namespace
 {
 
-std::string Show(bool ibValue) { return ibValue ? "true" : "false"; }
-std::string Show(int iValue) { return std::to_string(iValue); }
-std::string Show(const GUID& iValue) { return QBase::ToString(iValue); }
-std::string Show(const QBase::wstring& iValue) { return QBase::WideCharToUTF8(iValue); }
-
 /// One row: how it reads in a fresh job, how it is set, and how it reads then.
 struct Attribute
 {
-    std::string mName;
-    std::string mInitial;
-    std::string mSet;
+    std::string mName, mInitial, mSet;
     std::function<HRESULT(QORJob&)> mSetter;
     std::function<std::string(const QORJob&)> mGetter;
-    std::function<HRESULT(const QORJob&)> mNullGetter;
 };
 
 /// Takes setters that give the old value, and getters of all kinds: by pointer, by reference, as the result.
@@ -32,18 +22,15 @@ template <class T, class Set, class Get>
 Attribute Row(const char* iName, Set iSet, Get iGet, T iInitial, T iValue)
 {
     const auto set = [=](QORJob& ioJob) {
+        T value = iValue;
         if constexpr (std::is_invocable_v<Set, QORJob&, T&, T*>)
         {
-            T old{};
-            const HRESULT code = (ioJob.*iSet)(iValue, &old);
-            EXPECT_EQ(Show(old), Show(iInitial)) << iName;
-            return code;
+            EXPECT_EQ((ioJob.*iSet)(iValue, &value), S_OK);
+            EXPECT_EQ(value, iInitial) << iName << ", the old one";
+            return S_OK;
         }
         else
-        {
-            T value = iValue;
             return (ioJob.*iSet)(value);
-        }
     };
     const auto get = [=](const QORJob& iJob) {
         T value = iValue;
@@ -53,15 +40,9 @@ Attribute Row(const char* iName, Set iSet, Get iGet, T iInitial, T iValue)
             EXPECT_EQ((iJob.*iGet)(value), S_OK);
         else
             value = (iJob.*iGet)();
-        return Show(value);
+        return testing::PrintToString(value);
     };
-    const auto getNull = [=]([[maybe_unused]] const QORJob& iJob) {
-        if constexpr (std::is_invocable_v<Get, const QORJob&, T*>)
-            return (iJob.*iGet)(nullptr);
-        else
-            return E_POINTER;
-    };
-    return {iName, Show(iInitial), Show(iValue), set, get, getNull};
+    return {iName, testing::PrintToString(iInitial), testing::PrintToString(iValue), set, get};
 }
 
 using TextSetter = HRESULT (QORJob::*)(const QBase::wstring&);
@@ -71,22 +52,6 @@ using TextGetter = HRESULT (QORJob::*)(QBase::wstring&) const;
 Attribute TextRow(const char* iName, TextSetter iSet, TextGetter iGet)
 {
     return Row<QBase::wstring>(iName, iSet, iGet, W(""), QBase::UTF8ToWideChar(iName));
-}
-
-/// Set from a zero-terminated text: null is refused and changes nothing.
-Attribute TextRow(const char* iName, TextSetter iSet, PlainTextSetter iSetPlain, TextGetter iGet)
-{
-    Attribute row = TextRow(iName, iSet, iGet);
-    row.mSetter = [=, bySetter = row.mSetter](QORJob& ioJob) {
-        EXPECT_EQ((ioJob.*iSetPlain)(W("a longer text than the next one is")), S_OK);
-        EXPECT_EQ(bySetter(ioJob), S_OK);
-        EXPECT_EQ((ioJob.*iSetPlain)(nullptr), E_POINTER);
-        EXPECT_EQ(row.mGetter(ioJob), iName);
-        EXPECT_EQ((ioJob.*iSetPlain)(W("")), S_OK);
-        EXPECT_EQ(row.mGetter(ioJob), "");
-        return (ioJob.*iSetPlain)(QBase::UTF8ToWideChar(iName).c_str());
-    };
-    return row;
 }
 
 constexpr GUID GuidOf(BYTE iNumber) { return {0x12345678, 0x9ABC, 0xDEF0, {1, 2, 3, 4, 5, 6, 7, iNumber}}; }
@@ -109,10 +74,10 @@ const std::vector<Attribute>& Attributes()
         Row("RequestId", &J::SetRequestId, &J::GetRequestId, -1, 13),
         Row("ProjectId", &J::SetProjectId, &J::GetProjectId, -1, 14),
         Row("ProjectID", &J::SetProjectID, &J::GetProjectID, GUID_NULL, GuidOf(1)),
-        TextRow("ProjectName", &J::SetProjectName, &J::SetProjectName, &J::GetProjectName),
-        TextRow("Owner", &J::SetOwner, &J::SetOwner, &J::GetOwner),
-        TextRow("User", &J::SetUser, &J::SetUser, &J::GetUser),
-        TextRow("UserLogin", &J::SetUserLogin, &J::SetUserLogin, &J::GetUserLogin),
+        TextRow("ProjectName", &J::SetProjectName, &J::GetProjectName),
+        TextRow("Owner", &J::SetOwner, &J::GetOwner),
+        TextRow("User", &J::SetUser, &J::GetUser),
+        TextRow("UserLogin", &J::SetUserLogin, &J::GetUserLogin),
         Row("UserID", &J::SetUserID, &J::GetUserID, GUID_NULL, GuidOf(2)),
         Row("SessionID", &J::SetSessionID, &J::GetSessionID, GUID_NULL, GuidOf(3)),
         Row("WarehouseID", &J::SetWarehouseID, &J::GetWarehouseID, GUID_NULL, GuidOf(4)),
@@ -129,16 +94,9 @@ const std::vector<Attribute>& Attributes()
     return cAttributes;
 }
 
-class JobAttributes : public JobTest
-{
-};
+using JobAttributes = JobTest;
 
-class JobContext : public JobTest
-{
-protected:
-    FakeProcessContext mContext;
-    FakeReportInstance mInstance{mContext.mCalls};
-};
+using JobContext = JobTest;
 
 } // namespace
 
@@ -156,37 +114,46 @@ TEST_F(JobAttributes, ChangeOneAtATime)
     }
 }
 
-TEST_F(JobAttributes, RefuseNullPointers)
+TEST_F(JobAttributes, TakeTextsUpToTheirEndAndRefuseNull)
 {
     const JobPtr job = NewJob();
-    for (const Attribute& attribute : Attributes())
+    for (const PlainTextSetter set : {PlainTextSetter{&QORJob::SetProjectName}, PlainTextSetter{&QORJob::SetOwner},
+                                      PlainTextSetter{&QORJob::SetUser}, PlainTextSetter{&QORJob::SetUserLogin}})
     {
-        const HRESULT code = attribute.mName == "TimeoutExtended" ? S_OK : E_POINTER;
-        EXPECT_EQ(attribute.mNullGetter(*job.Get()), code) << attribute.mName;
+        EXPECT_EQ((job.Get()->*set)(W("a longer text than the next one is")), S_OK);
+        EXPECT_EQ((job.Get()->*set)(W("text")), S_OK);
+        EXPECT_EQ((job.Get()->*set)(nullptr), E_POINTER);
     }
-    EXPECT_EQ(job->GetLocalDataBuffer(nullptr), E_POINTER);
+    QBase::wstring text;
+    for (const TextGetter get : {&QORJob::GetProjectName, &QORJob::GetOwner, &QORJob::GetUser, &QORJob::GetUserLogin})
+        EXPECT_TRUE((job.Get()->*get)(text) == S_OK && text == W("text"));
     EXPECT_EQ(job->GetUserSession(nullptr), E_POINTER);
     EXPECT_EQ(job->GetProcessContext(nullptr), E_POINTER);
-    // The old values of these are for those who ask.
-    EXPECT_EQ(job->SetType(1, nullptr), S_OK);
-    EXPECT_EQ(job->SetProjectId(1, nullptr), S_OK);
+    EXPECT_EQ(job->GetStatus(nullptr), E_POINTER);
+    EXPECT_EQ(job->GetTimeoutExtended(nullptr), S_OK);
     EXPECT_EQ(job->SetTimeoutExtended(true, nullptr), S_OK);
-    EXPECT_EQ(job->SetStatus(1, nullptr), S_OK);
-    EXPECT_EQ(job->SetRunning(true, nullptr), S_OK);
 }
 
-TEST_F(JobAttributes, ExemptTheJobOfADeliveryFromTheGovernorForGood)
+TEST_F(JobAttributes, AreToldTheGovernor)
 {
-    const JobPtr job = NewJob();
-    job->SetDeliveryType(EnumSubscriptionDeliveryType{0});
-    EXPECT_FALSE(job->GetMemGovernor()->mbNotGoverned);
-    job->SetDeliveryType(EnumSubscriptionDeliveryType{2});
-    EXPECT_TRUE(job->GetMemGovernor()->mbNotGoverned);
-    job->SetDeliveryType(EnumSubscriptionDeliveryType{0});
-    EXPECT_TRUE(job->GetMemGovernor()->mbNotGoverned);
-
+    JobPtr job = NewJob();
+    const std::shared_ptr<JobMemGovernor> governor = job->GetMemGovernor();
+    EXPECT_EQ(governor->mJobId.Get(), cJobId);
+    EXPECT_EQ(governor->mLimitBytes, ~std::uint64_t{0});
+    for (const int type : {0, 2, 0})
+    {
+        const bool bWas = governor->mbNotGoverned;
+        job->SetDeliveryType(EnumSubscriptionDeliveryType{type});
+        EXPECT_EQ(governor->mbNotGoverned, bWas || type != 0) << "the job of a delivery is exempt for good";
+    }
     job->SetUserID(GuidOf(9));
-    EXPECT_EQ(job->GetMemGovernor()->mUserGuid, GuidOf(9));
+    EXPECT_EQ(governor->mUserGuid, GuidOf(9));
+    EXPECT_FALSE(job->GetGovernorCancelFlag());
+    governor->mbCancel = true;
+    EXPECT_TRUE(job->GetGovernorCancelFlag());
+    EXPECT_EQ(governor.use_count(), 2);
+    job = {};
+    EXPECT_EQ(governor.use_count(), 1);
 }
 
 TEST_F(JobAttributes, KeepOneReferenceToTheUserSession)
@@ -194,100 +161,94 @@ TEST_F(JobAttributes, KeepOneReferenceToTheUserSession)
     FakeSession first;
     FakeSession second;
     const JobPtr job = NewJob(RequestDocument, &first);
-    QorUserSession* got = nullptr;
-    EXPECT_EQ(job->GetUserSession(&got), S_OK);
-    EXPECT_EQ(got, &first);
-    EXPECT_EQ(first.mReferences, 2u);
-    got->Release();
-
     EventTrace::Start();
     EXPECT_EQ(job->SetUserSession(&first), S_OK);
     EXPECT_EQ(EventTrace::Stop(), Texts());
-    EXPECT_EQ(first.mReferences, 1u);
-
-    EXPECT_EQ(job->SetUserSession(&second), S_OK);
-    EXPECT_EQ(first.mReferences, 0u);
-    EXPECT_EQ(second.mReferences, 1u);
-    EXPECT_EQ(job->SetUserSession(nullptr), S_OK);
-    EXPECT_EQ(second.mReferences, 0u);
-    EXPECT_EQ(job->GetUserSession(&got), S_OK);
-    EXPECT_EQ(got, nullptr);
+    for (FakeSession* session : {&first, &second, static_cast<FakeSession*>(nullptr)})
+    {
+        QorUserSession* got = nullptr;
+        EXPECT_EQ(job->SetUserSession(session), S_OK);
+        EXPECT_EQ(first.mReferences, session == &first ? 1u : 0u);
+        EXPECT_EQ(second.mReferences, session == &second ? 1u : 0u);
+        EXPECT_EQ(job->GetUserSession(&got), S_OK);
+        EXPECT_EQ(got, session);
+        EXPECT_TRUE(got == nullptr || got->Release() == 1) << "a reference for the caller";
+    }
 }
 
 TEST_F(JobContext, GetsPriorityAndGovernor)
 {
+    FakeProcessContext context;
     const JobPtr job = NewJob();
     int old = 0;
     job->SetPriority(8, &old);
-    EXPECT_EQ(old, cJobPriority);
-    EXPECT_EQ(job->SetProcessContext(&mContext), S_OK);
-    EXPECT_EQ(mContext.mCalls, (Texts{"put_LimitA 8", "put_SharedHandle", "get_ContextObjectB"}));
-    EXPECT_EQ(mContext.mpGovernor, job->GetMemGovernor());
-    EXPECT_EQ(mContext.mReferences, 1u);
-
-    ICKDXProcessContext* got = nullptr;
-    EXPECT_EQ(job->GetProcessContext(&got), S_OK);
-    EXPECT_EQ(got, &mContext);
-    EXPECT_EQ(mContext.mReferences, 2u);
-    got->Release();
-    EXPECT_EQ(job->SetProcessContext(&mContext), S_OK);
-    EXPECT_EQ(mContext.mReferences, 1u);
-
-    FakeProcessContext other;
-    EXPECT_EQ(job->SetProcessContext(&other), S_OK);
-    EXPECT_EQ(mContext.mReferences, 0u);
-    EXPECT_EQ(other.mReferences, 1u);
-    EXPECT_EQ(job->SetProcessContext(nullptr), S_OK);
-    EXPECT_EQ(other.mReferences, 0u);
-    EXPECT_EQ(job->GetProcessContext(&got), S_OK);
-    EXPECT_EQ(got, nullptr);
+    EXPECT_EQ(job->SetProcessContext(&context), S_OK);
+    EXPECT_EQ(context.mCalls, (Texts{"put_LimitA 8", "put_SharedHandle", "get_ContextObjectB"}));
+    EXPECT_EQ(context.mpGovernor, job->GetMemGovernor());
+    for (FakeProcessContext* each : {&context, static_cast<FakeProcessContext*>(nullptr)})
+    {
+        ICKDXProcessContext* got = nullptr;
+        EXPECT_EQ(job->SetProcessContext(each), S_OK);
+        EXPECT_EQ(context.mReferences, each == nullptr ? 0u : 1u);
+        EXPECT_EQ(job->GetProcessContext(&got), S_OK);
+        EXPECT_EQ(got, each);
+        EXPECT_TRUE(got == nullptr || got->Release() == 1) << "a reference for the caller";
+    }
 }
 
 TEST_F(JobContext, OfAnExemptKindExemptsTheJob)
 {
-    struct Case
-    {
-        int mKind;
-        HRESULT mKindCode;
-        HRESULT mInstanceCode;
-        bool mbHasInterface;
-        bool mbExempt;
-    };
-    for (const Case& each :
-         {Case{7, S_OK, S_OK, true, true}, Case{9, S_OK, S_OK, true, true}, Case{8, S_OK, S_OK, true, false},
-          Case{7, E_FAIL, S_OK, true, false}, Case{7, S_OK, E_FAIL, true, false}, Case{7, S_OK, S_OK, false, false}})
+    FakeProcessContext context;
+    FakeReportInstance instance(context.mCalls);
+    context.mpInstance = &instance;
+    const std::tuple<int, HRESULT, HRESULT, bool, bool> cCases[] = {
+        {7, S_OK, S_OK, true, true},    {9, S_OK, S_OK, true, true},    {8, S_OK, S_OK, true, false},
+        {7, E_FAIL, S_OK, true, false}, {7, S_OK, E_FAIL, true, false}, {7, S_OK, S_OK, false, false}};
+    for (const auto& [kind, kindCode, instanceCode, bHasInterface, bExempt] : cCases)
     {
         const JobPtr job = NewJob();
-        mContext.mpInstance = &mInstance;
-        mContext.mInstanceCode = each.mInstanceCode;
-        mInstance.mKind = each.mKind;
-        mInstance.mKindCode = each.mKindCode;
-        mInstance.mbHasInterface = each.mbHasInterface;
-        EXPECT_EQ(job->SetProcessContext(&mContext), S_OK);
-        EXPECT_EQ(job->GetMemGovernor()->mbNotGoverned, each.mbExempt) << each.mKind;
-        EXPECT_EQ(mInstance.mReferences, 0u);
+        context.mInstanceCode = instanceCode;
+        instance.mKind = kind;
+        instance.mKindCode = kindCode;
+        instance.mbHasInterface = bHasInterface;
+        EXPECT_EQ(job->SetProcessContext(&context), S_OK);
+        EXPECT_EQ(job->GetMemGovernor()->mbNotGoverned, bExempt) << kind;
+        EXPECT_EQ(instance.mReferences, 0u);
     }
 }
 
 TEST_F(JobContext, ThatThrowsGivesACodeAndLeavesTheLockFree)
 {
+    FakeProcessContext context;
     const JobPtr job = NewJob();
-    mLog.Take();
-    bool bMessage = true;
-    mContext.mOnCall = [&](const std::string& iOperation) {
-        if (iOperation == "put_LimitA" && bMessage)
-            throw QBase::Message("no room");
-        if (iOperation == "put_LimitA")
+    PerfReadings::EnablePulses(true);
+    for (const bool bMessage : {true, false})
+    {
+        context.mOnCall = [&](const std::string& iOperation) {
+            if (iOperation == "Release")
+                return;
+            if (bMessage)
+                throw QBase::Message("no room");
             throw 1;
-    };
-    EXPECT_EQ(job->SetProcessContext(&mContext), static_cast<HRESULT>(0x8004308B));
-    EXPECT_EQ(mLog.Take(), Texts{"Error: 8004308E QOR_JOB_EXCEPTION (SetProcessContext): SetProcessContext, 4711, no "
-                                 "room"});
-    bMessage = false;
-    EXPECT_EQ(job->SetProcessContext(&mContext), static_cast<HRESULT>(0x8004308C));
-    EXPECT_EQ(mLog.Take(), Texts{"Fatal: 8004308F QOR_JOB_SYSTEMEXCEPTION (SetProcessContext): SetProcessContext, "
-                                 "4711"});
-    mContext.mOnCall = nullptr;
-
+        };
+        const auto line = [&](const std::string& iName) {
+            return Texts{
+                (bMessage ? "Error: 8004308E QOR_JOB_EXCEPTION (" : "Fatal: 8004308F QOR_JOB_SYSTEMEXCEPTION (") +
+                iName + "): " + iName + ", 4711" + (bMessage ? ", no room" : "")};
+        };
+        const auto code = static_cast<HRESULT>(bMessage ? 0x8004308B : 0x8004308C);
+        TakeLog();
+        EXPECT_EQ(job->SetProcessContext(&context), code);
+        EXPECT_EQ(TakeLog(), line("SetProcessContext"));
+        Queue(*job.Get(), "4");
+        EXPECT_EQ(job->SetStepStart(4, 1, nullptr), code);
+        EXPECT_EQ(TakeLog(), line("SetStepStart"));
+        EXPECT_NO_THROW(job->DequeuePulse());
+        EXPECT_EQ(TakeLog(), line("DequeuePulse"));
+        job->SetStepComplete();
+    }
+    PerfReadings::EnablePulses(false);
+    EXPECT_TRUE(PerfReadings::TakePulses().empty());
+    context.mOnCall = nullptr;
     RunOnThreads(1, [&](int) { EXPECT_EQ(job->SetIsBatchJob(true), S_OK); });
 }

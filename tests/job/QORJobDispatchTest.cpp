@@ -1,18 +1,12 @@
 // Which step a thread is told to run: the table of statuses, lists and flags, and the lines about it.
-#include "job/QORJob.h"
-#include "platform/builtin/EventTrace.h"
 #include "tests/support/JobTest.h"
-#include "tests/support/Threads.h"
 
-#include <algorithm>
-#include <map>
+#include <tuple>
 
 namespace
 {
 
-class Dispatch : public JobTest
-{
-};
+using Dispatch = JobTest;
 
 using Statuses = std::vector<int>;
 
@@ -51,22 +45,17 @@ const std::vector<Case> cCases = {
     {cOpen, Running, "", 0, "", None, 0, -1, JobCompleted},
     {cOpen, None, "3 5 2", 3, "3 5 2", None},
     {cOpen, Running, "3 5 2", 3, "3 5 2", Running, 3},
-    {cOpen, Running, "14 2", 14, "14 2", Running, 14},
     {cOpen, Running, "3@7 5 2", 0, "3 5 2", Running},
     {cOpen, None, "3@7 5 2", 3, "3 5 2", None},
     {cOpen, Running, "3@0 5 2", 3, "3 5 2", Running | Warns},
-    {cOpen, Running, "3@-1 5 2", 3, "3 5 2", Running, 3},
     {cOpen, Running, "3!7 5 2", 3, "3 5 2", Running, 3},
     {cOpen, Running, "0 2", 0, "0 2", None},
-    {cOpen, Running, "2", 2, "2", Running, 2},
     // The closing step goes out once.
     {cOpen, None, "2@7", 0, "2", None},
     {cOpen, Running, "2@0", 0, "2", Running},
     {cOpen, Running, "3 2!7", 0, "3 2", Running},
     {cOpen, Running, "3 2@-1 5 2", 0, "3 2 5 2", Running},
-    {{3, 4, 5}, Running, "3 10 2@7", 0, "3 10 2", Running},
     {{6}, Running, "3 10 2@7", 0, "3 10 2", Running, 0, 2},
-    {cOpen, Running | Dead, "2@7", 0, "2", Running},
     // A dead job reports and closes.
     {cOpen, Running | Dead, "3 5 2", 3, "3 5 2", Running, 3},
     {cOpen, None | Dead, "3@7 5 2", 3, "3 5 2", None},
@@ -74,37 +63,27 @@ const std::vector<Case> cCases = {
     {cOpen, Running | Dead, "3@0 5 2", 2, "2", Running, 2},
     {cOpen, Running | Dead, "10@7 7 2", 2, "2", Running, 2},
     {cOpen, Running | Dead, "3@7 5", 2, "2", Running, 2},
-    {cOpen, Running | Dead, "3@7", 2, "2", Running, 2},
     {{4}, Running | Dead, "3@7 11", 2, "2", Running, 2, 3},
     {{5}, Running | Dead, "3@7 11", 2, "", Running, 2, 3},
     {cFailing, Running | Dead, "3@7 5 10 2", 10, "10 2", Running, 10, 3},
     {cEnding, Running | Dead, "3@7 5", 0, "3 5", None, 0, 3},
     // Waiting states hold everything.
-    {cHeld, None, "3 2", 0, "3 2", None},
     {cHeld, Running, "3 2", 0, "3 2", None},
-    {cHeld, Running, "", 0, "", None},
     // Jobs on their way out look for their reporting and closing steps.
     {cEnding, None, "", 0, "", None},
-    {cEnding, Running, "", 0, "", None},
-    {cEnding, Running, "3 5", 0, "3 5", None},
     {cEnding, None, "3 - 4 2", 2, "3", None},
     {{6}, None, "3 10 11 14 26 2", 2, "3 10 11 14 26 2", None},
-    {{6}, None, "5 10 2", 2, "5 10 2", None},
-    {{6}, Running, "14 2", 2, "14 2", Running, 2},
     {{3, 4, 5}, None, "3 11 10 2", 11, "3 11 10 2", None},
     {{3, 4, 5}, None, "3 10 2", 10, "3 10 2", None},
-    {{3, 4, 5}, None, "3 14 2", 14, "3 14 2", None},
-    {{3, 4, 5}, None, "3 26 2", 26, "3 26 2", None},
-    {{3}, None, "14 10 2", 14, "14 10 2", None},
+    {{3, 4, 5}, None, "3 14 26 2", 14, "3 14 26 2", None},
+    {{3, 4, 5}, None, "26 2", 26, "26 2", None},
     {cFailing, None, "14 5 10 2", 10, "5 10 2", None},
-    {cFailing, None, "14 14 2", 14, "14 2", None},
     {cFailing, Running, "14", 0, "", None},
     {cEnding, Running, "3 4 2", 2, "3 4 2", Running, 2},
     {cEnding, Running, "3@7 4 2", 0, "3 4 2", Running, 0, 3},
     {cFailing, Running, "3@0 4 10 2", 10, "3 4 10 2", Running | Warns, 0, 3},
     {cFailing, None, "3@7 5@8 10 7@9 2", 10, "3 5 10 7 2", None, 0, 5},
     {cFailing, None, "3!7 5@-1 2", 2, "3 5 2", None, 0, 5},
-    {cFailing, None, "3 10@7 2", 10, "3 10 2", None, 0, 10},
     // A requeued job starts anew.
     {{17}, None, "", 12, "12 2", None, 0, -1, JobReady},
     {{17}, Running, "", 12, "12 2", Running, 12, -1, JobReady},
@@ -112,10 +91,10 @@ const std::vector<Case> cCases = {
     {{17}, Running, "5@7 2", 0, "5 2", Running, 0, -1, JobReady},
 };
 
-std::string Describe(const Case& iCase, int iStatus)
+std::string FinishedLine(int iStepId, int iStatus)
 {
-    return "status " + std::to_string(iStatus) + (iCase.mFlags & Running ? " running" : "") +
-           (iCase.mFlags & Dead ? " dead" : "") + " [" + iCase.mTodo + "]";
+    return "Job Trace: QORJob::GetCurrentStepIdToRun: job id: 4711, finished step: " + std::to_string(iStepId) +
+           ", mbIAmDead: false, mRunning: true, status: " + std::to_string(iStatus);
 }
 
 } // namespace
@@ -123,60 +102,54 @@ std::string Describe(const Case& iCase, int iStatus)
 TEST_F(Dispatch, FollowsItsTable)
 {
     for (const Case& each : cCases)
-    {
         for (const int status : each.mStatuses)
         {
-            SCOPED_TRACE(Describe(each, status));
+            SCOPED_TRACE("status " + std::to_string(status) + " flags " + std::to_string(each.mFlags) + " [" +
+                         each.mTodo + "]");
             const JobPtr job = NewJobWith(each.mTodo, status);
             bool bFlag = false;
             job->SetRunning((each.mFlags & Running) != 0, nullptr);
             job->SetIAmDead((each.mFlags & Dead) != 0, &bFlag, StepSQLGeneration);
-            mLog.Take();
+            QORJobProcessingStep lost = StepNoMore;
+            EXPECT_EQ(job->GetIAmDead(&bFlag, &lost), S_OK);
+            EXPECT_TRUE(bFlag == ((each.mFlags & Dead) != 0) && lost == StepSQLGeneration);
+            TakeLog();
 
             int answer = -2;
             int runningStep = -2;
             EXPECT_EQ(job->GetCurrentStepIdToRun(&answer, &runningStep), S_OK);
-            const Texts lines = mLog.Take();
+            const Texts lines = TakeLog();
             EXPECT_EQ(answer, each.mAnswer);
             EXPECT_EQ(runningStep, each.mRunningStep);
 
-            int statusAfter = -2;
-            job->GetStatus(&statusAfter);
-            EXPECT_EQ(statusAfter, each.mStatusAfter == cSame ? status : each.mStatusAfter);
-            job->IsRunning(&bFlag);
-            EXPECT_EQ(bFlag, (each.mFlagsAfter & Running) != 0);
-            const auto count = [&](const std::string& iPart) {
-                return std::count_if(lines.begin(), lines.end(),
-                                     [&](const std::string& iLine) { return iLine.find(iPart) != std::string::npos; });
+            EXPECT_EQ(Read(*job.Get(), &QORJob::GetStatus), each.mStatusAfter == cSame ? status : each.mStatusAfter);
+            EXPECT_EQ(Read(*job.Get(), &QORJob::IsRunning), (each.mFlagsAfter & Running) != 0);
+            const auto has = [&](const std::string& iPart) {
+                return std::any_of(lines.begin(), lines.end(),
+                                   [&](const std::string& iLine) { return iLine.find(iPart) != std::string::npos; });
             };
-            EXPECT_EQ(count("Need to switch PU"), (each.mFlagsAfter & Warns) != 0 ? 1 : 0);
-            EXPECT_EQ(count("SetStepStart"), each.mStarted == 0 ? 0 : 1);
-            EXPECT_EQ(count("starting step:" + std::to_string(each.mStarted) + " in PU:0."),
-                      each.mStarted == 0 ? 0 : 1);
+            EXPECT_EQ(has("Need to switch PU"), (each.mFlagsAfter & Warns) != 0);
+            EXPECT_EQ(has("SetStepStart"), each.mStarted != 0);
+            EXPECT_EQ(has("starting step:" + std::to_string(each.mStarted) + " in PU:0."), each.mStarted != 0);
             EXPECT_EQ(DrainTodo(*job.Get()), Split(each.mTodoAfter));
         }
-    }
 }
 
 TEST_F(Dispatch, MovesTheLostStepOfADeadJobToTheFinishedOnes)
 {
-    bool bWas = false;
-    int step = -1;
-    const JobPtr job = NewJobWith("3 4@7 5 10 2");
-    job->SetStepComplete();
-    job->SetRunning(true, nullptr);
-    job->SetIAmDead(true, &bWas, StepQueryExecution);
-    EXPECT_EQ(job->GetCurrentStepIdToRun(&step, nullptr), S_OK);
-    EXPECT_EQ(step, 10);
-    EXPECT_EQ(ReadFinished(*job.Get()), Split("4 3"));
-
-    const JobPtr hollow = NewJobWith("4@7 5 - 10 2");
-    hollow->SetRunning(true, nullptr);
-    hollow->SetIAmDead(true, &bWas, StepQueryExecution);
-    step = -2;
-    EXPECT_EQ(hollow->GetCurrentStepIdToRun(&step, nullptr), S_FALSE);
-    EXPECT_EQ(step, -2);
-    EXPECT_EQ(ReadFinished(*hollow.Get()), Split("4"));
+    for (const std::string todo : {"4@7 5 10 2", "4@7 5 - 10 2"})
+    {
+        const JobPtr job = NewJobWith("3 " + todo);
+        bool bWas = false;
+        int step = -2;
+        job->SetStepComplete();
+        job->SetRunning(true, nullptr);
+        job->SetIAmDead(true, &bWas, StepQueryExecution);
+        const bool bHollow = todo.find('-') != std::string::npos;
+        EXPECT_EQ(job->GetCurrentStepIdToRun(&step, nullptr), bHollow ? S_FALSE : S_OK);
+        EXPECT_EQ(step, bHollow ? -2 : 10);
+        EXPECT_EQ(ReadFinished(*job.Get()), Split("4 3"));
+    }
 }
 
 TEST_F(Dispatch, IsOverOnceTheClosingStepHasFinished)
@@ -187,16 +160,14 @@ TEST_F(Dispatch, IsOverOnceTheClosingStepHasFinished)
         job->SetStepComplete(2);
         SetStatus(*job.Get(), status);
         job->SetRunning(true, nullptr);
-        mLog.Take();
+        TakeLog();
         int step = -1;
         int runningStep = 0;
         EXPECT_EQ(job->GetCurrentStepIdToRun(&step, &runningStep), S_OK);
         EXPECT_EQ(step, 0);
         EXPECT_EQ(runningStep, -1);
-        EXPECT_EQ(mLog.Take(),
-                  Texts{"Job Trace: QORJob::GetCurrentStepIdToRun: job id: 4711, finished step: 2, mbIAmDead: false, "
-                        "mRunning: true, status: " +
-                        std::to_string(status)});
+        EXPECT_EQ(TakeLog(), Texts{FinishedLine(2, status)});
+        EXPECT_EQ(Read(*job.Get(), &QORJob::GetStatus), status);
         EXPECT_EQ(job->GetCurrentStepId(&step, &runningStep), S_OK);
         EXPECT_EQ(step, 0);
         EXPECT_EQ(DrainTodo(*job.Get()), Split("5 3 10 2"));
@@ -211,41 +182,20 @@ TEST_F(Dispatch, SaysWhyItGivesNothingOrMore)
     job->SetStepComplete();
     job->SetStepComplete();
     job->SetRunning(true, nullptr);
-    mLog.Take();
+    TakeLog();
     job->GetCurrentStepIdToRun(&step, nullptr);
-    const std::string finished = "Job Trace: QORJob::GetCurrentStepIdToRun: job id: 4711, finished step: ";
-    EXPECT_EQ(mLog.Take(),
-              (Texts{finished + "4, mbIAmDead: false, mRunning: true, status: 0",
-                     finished + "3, mbIAmDead: false, mRunning: true, status: 0",
+    EXPECT_EQ(TakeLog(),
+              (Texts{FinishedLine(4, 0), FinishedLine(3, 0),
                      "Warning: QORJob::GetCurrentStepIdToRun: Need to switch PU: previous step: 5, job id: 4711, "
                      "mbIAmDead: false, mRunning: true, status: 0, ThreadID: 77, PUId: 0"}));
 
     const JobPtr closing = NewJobWith("3 2@7 2@8", JobStopped);
     closing->SetIAmDead(true, &bWas, StepSQLGeneration);
     closing->GetCurrentStepIdToRun(&step, nullptr);
-    EXPECT_EQ(mLog.Take(),
+    EXPECT_EQ(TakeLog(),
               Texts{"Job Trace: QORJob::GetCurrentStepIdToRun: return GC_NO_MORE_STEP because todo step has gcCloseJob "
                     "step and it's being run by some thread.  step: 2, job id: 4711, mbIAmDead: true, mRunning: false, "
                     "status: 6, ThreadID: 77, PUId: 7"});
-}
-
-TEST_F(Dispatch, StampsTheEndOfARun)
-{
-    // What has run out or waits notes the time once, and only when it was running.
-    const std::pair<int, const char*> cStamped[] = {{6, "3 5"}, {4, ""}, {7, "3 2"}};
-    for (const auto& [status, todo] : cStamped)
-    {
-        const JobPtr job = NewJobWith(todo, status);
-        job->SetRunning(true, nullptr);
-        int step = -1;
-        for (const int stamps : {1, 0})
-        {
-            EventTrace::Start();
-            job->GetCurrentStepIdToRun(&step, nullptr);
-            const Texts calls = EventTrace::Stop();
-            EXPECT_EQ(std::count(calls.begin(), calls.end(), "QDataType::DateTime::NowUTC"), stamps) << status;
-        }
-    }
 }
 
 TEST_F(Dispatch, KeepsARequeuedJobWholeWhenMemoryRunsOut)
@@ -262,68 +212,43 @@ TEST_F(Dispatch, KeepsARequeuedJobWholeWhenMemoryRunsOut)
     }
 }
 
-TEST_F(Dispatch, RefusesNull)
-{
-    const JobPtr job = NewJobWith("14 3 2", JobCancelled);
-    int runningStep = 5;
-    EXPECT_EQ(job->GetCurrentStepIdToRun(nullptr, &runningStep), E_POINTER);
-    EXPECT_EQ(job->GetCurrentStepId(nullptr, &runningStep), E_POINTER);
-    EXPECT_EQ(runningStep, 5);
-    EXPECT_EQ(DrainTodo(*job.Get()), Split("14 3 2"));
-}
-
 TEST_F(Dispatch, TellsTheCurrentStepAndChangesNothing)
 {
-    struct Query
-    {
-        Statuses mStatuses;
-        const char* mTodo;
-        int mAnswer;
-        int mRunningStep;
-    };
-    const Query cQueries[] = {
+    const std::tuple<Statuses, const char*, int, int> cQueries[] = {
         {{0, 1, 2, 3, 14, 15, 16, 17, 20, 21}, "3@7 10 2", 3, -1},
-        {{0, 3, 17}, "", 0, -1},
-        {{0, 3}, "2@7", 2, -1},
+        {{0, 3, 4, 17}, "", 0, -1},
         {cHeld, "3@7 10 2", 0, -1},
-        {{4, 5, 6}, "", 0, -1},
         {{4, 5, 6}, "3@7 5", 0, 3},
-        {{4, 5}, "3@7 - 4@8 11 2", 11, 4},
-        {{4, 5}, "3 10@7 2", 10, 10},
-        {{4, 5}, "26 2", 26, -1},
+        {cFailing, "3@7 - 4@8 11 2", 11, 4},
+        {cFailing, "3 10@7 2", 10, 10},
         {{6}, "11 10 26 14 2", 2, -1},
         {{4}, "14 10 2", 10, -1},
-        {{5}, "14 10 2", 14, -1},
-    };
-    for (const Query& each : cQueries)
-    {
-        for (const int status : each.mStatuses)
+        {{5}, "14 10 2", 14, -1}};
+    for (const auto& [statuses, todo, answer, running] : cQueries)
+        for (const int status : statuses)
         {
-            SCOPED_TRACE(std::to_string(status) + " [" + each.mTodo + "]");
-            const JobPtr job = NewJobWith(each.mTodo, status);
+            const JobPtr job = NewJobWith(todo, status);
             job->SetRunning(true, nullptr);
-            mLog.Take();
+            TakeLog();
             for (int turn = 0; turn < 2; ++turn)
             {
                 int step = -2;
                 int runningStep = -2;
                 EXPECT_EQ(job->GetCurrentStepId(&step, &runningStep), S_OK);
-                EXPECT_EQ(step, each.mAnswer);
-                EXPECT_EQ(runningStep, each.mRunningStep);
-                EXPECT_EQ(job->GetCurrentStepId(&step, nullptr), S_OK);
+                EXPECT_EQ(step, answer) << status << " [" << todo << "]";
+                EXPECT_EQ(runningStep, running) << status << " [" << todo << "]";
             }
-            EXPECT_EQ(mLog.Take(), Texts());
-            int statusAfter = -1;
-            job->GetStatus(&statusAfter);
-            EXPECT_EQ(statusAfter, status);
+            EXPECT_EQ(TakeLog(), Texts());
+            EXPECT_EQ(Read(*job.Get(), &QORJob::GetStatus), status);
         }
-    }
     const JobPtr hollow = NewJobWith("- 2");
     int step = -2;
+    EXPECT_EQ(hollow->GetCurrentStepIdToRun(nullptr, nullptr), E_POINTER);
+    EXPECT_EQ(hollow->GetCurrentStepId(nullptr, nullptr), E_POINTER);
     EXPECT_EQ(hollow->GetCurrentStepId(&step, nullptr), E_POINTER);
     EXPECT_EQ(step, -2);
-    EXPECT_EQ(mLog.Take(), Texts{"Error: QORJob::GetCurrentStepId: Job:4711 has error 0x80004003 getting id of a step "
-                                 "in to do list"});
+    EXPECT_EQ(TakeLog(), Texts{"Error: QORJob::GetCurrentStepId: Job:4711 has error 0x80004003 getting id of a step "
+                               "in to do list"});
 }
 
 TEST_F(Dispatch, HandsTheClosingStepToOneThreadOnly)
@@ -331,16 +256,14 @@ TEST_F(Dispatch, HandsTheClosingStepToOneThreadOnly)
     for (int round = 0; round < 100; ++round)
     {
         // Stopped jobs close at once; the steps before stay.
-        const JobPtr job = NewJobWith(round % 2 == 0 ? "2" : "3 4 2", round % 2 == 0 ? JobReady : JobStopped);
+        const JobPtr job = round % 2 == 0 ? NewJobWith("2", JobReady) : NewJobWith("3 4 2", JobStopped);
         job->SetRunning(true, nullptr);
         std::atomic<int> given{0};
         RunOnThreads(4, [&](int) {
-            for (int turn = 0; turn < 5; ++turn)
+            for (int step = -1, turn = 0; turn < 5; ++turn)
             {
-                int step = -1;
                 EXPECT_EQ(job->GetCurrentStepIdToRun(&step, nullptr), S_OK);
-                if (step != StepNoMore)
-                    ++given;
+                given += step != StepNoMore ? 1 : 0;
             }
         });
         EXPECT_EQ(given, 1);

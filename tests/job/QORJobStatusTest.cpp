@@ -1,19 +1,11 @@
-// A job's status and flags: what a change counts, logs and refuses.
-#include "job/QORJob.h"
-#include "platform/builtin/EventTrace.h"
-#include "platform/builtin/PerfReadings.h"
+// A job's status and flags, and its processing units: what a change counts, stamps, logs and refuses.
+#include "platform/QPerfMon.h"
 #include "tests/support/JobTest.h"
 
-#include <algorithm>
+#include <array>
 
-namespace
-{
-
-class JobStatus : public JobTest
-{
-};
-
-} // namespace
+using JobStatus = JobTest;
+using Units = JobTest;
 
 TEST_F(JobStatus, ThirteenFollowsEightOnly)
 {
@@ -21,21 +13,22 @@ TEST_F(JobStatus, ThirteenFollowsEightOnly)
     {
         const JobPtr job = NewJobWith("", status);
         int old = -1;
+        EventTrace::Start();
         EXPECT_EQ(job->SetStatus(13, &old), status == 8 ? S_OK : S_FALSE) << status;
+        EXPECT_EQ(CountStamps(EventTrace::Stop()), status == 8 ? 1 : 0);
         EXPECT_EQ(old, status);
-        EXPECT_EQ(mLog.Take(),
+        EXPECT_EQ(TakeLog(),
                   status == 8 ? Texts{"Job Trace: QORJob::SetStatus: Setting Job:4711 status to 13."} : Texts());
         EXPECT_EQ(job->SetStatus(13, nullptr), S_FALSE) << "nor itself";
-        EXPECT_EQ(job->GetStatus(&old), S_OK);
-        EXPECT_EQ(old, status == 8 ? 13 : status);
+        EXPECT_EQ(Read(*job.Get(), &QORJob::GetStatus), status == 8 ? 13 : status);
     }
 }
 
-TEST_F(JobStatus, TakesBackWhatTheFirstStartCountedOnce)
+TEST_F(JobStatus, CountsWhatEndsAndStampsTheFinish)
 {
-    for (const int type : {0, 1, 2, 5, 7})
+    for (const int type : {0, 1, 2, 3, 5, 7})
     {
-        const bool bReport = type == 1 || type == 5 || type == 7;
+        const int counted = type == 1 || type == 5 || type == 7 ? 1 : 0;
         for (const int status : {3, 4, 5, 6, 1})
         {
             PerfReadings::Reset();
@@ -44,70 +37,155 @@ TEST_F(JobStatus, TakesBackWhatTheFirstStartCountedOnce)
             EXPECT_EQ(PerfReadings::GetCounter(1), 0) << "nothing was counted yet";
             job->SetStatus(0, nullptr);
             job->SetPUStart(1);
-            EXPECT_EQ(PerfReadings::GetCounter(1), bReport ? 1 : 0);
-            const bool bTakesBack = status == 3 || status == 4 || status == 6;
+            EXPECT_EQ(PerfReadings::GetCounter(1), counted);
             for (int turn = 0; turn < 2; ++turn)
             {
+                EventTrace::Start();
                 job->SetStatus(status, nullptr);
-                EXPECT_EQ(PerfReadings::GetCounter(1), bReport && !bTakesBack ? 1 : 0) << type << " " << status;
+                EXPECT_EQ(CountStamps(EventTrace::Stop()), status == 3 || status == 4 || status == 6 ? 2 : 1);
+                EXPECT_EQ(PerfReadings::GetCounter(1), status == 1 || status == 5 ? counted : 0) << type;
             }
+            job->SetPUStart(2);
+            EXPECT_EQ(PerfReadings::GetCounter(1), status == 1 || status == 5 ? counted : 0) << "once in its life";
+            // A failure counts each time that it comes anew, what else ends a job doesn't.
+            job->SetStatus(1, nullptr);
+            job->SetStatus(4, nullptr);
+            const int failures = status == 4 ? 3 : 1;
+            EXPECT_EQ(PerfReadings::GetCounter(11), type == 0 ? failures : 0);
+            EXPECT_EQ(PerfReadings::GetCounter(13), type == 3 ? failures : 0);
         }
     }
 }
 
-TEST_F(JobStatus, StampsItsChangeAndTheFinish)
+TEST_F(JobStatus, LogsTheRunningFlagAndPriorities)
+{
+    const JobPtr job = NewJob();
+    int old = 0;
+    TakeLog();
+    EXPECT_EQ(job->SetRunning(true, nullptr), S_OK);
+    EXPECT_EQ(job->SetRunning(false, nullptr), S_OK);
+    for (const int priority : {5, 8, 8}) // a change only
+    {
+        EXPECT_EQ(job->SetPriority(priority, &old), S_OK);
+        EXPECT_EQ(job->SetPUPriority(priority), S_OK);
+    }
+    EXPECT_EQ(TakeLog(), (Texts{"Job Trace: QORJob::SetRunning: Job:4711 set to running.",
+                                "Job Trace: QORJob::SetRunning: Job:4711 set to not running.",
+                                "Job Trace: QORJob::SetPUPriority: Changing Job:4711 priority to 8 from 5.",
+                                "Job Trace: QORJob::SetPUPriority: Changing Job:4711 PU priority to 8 from 5."}));
+}
+
+TEST_F(Units, MakeAJobWaitAndExecuteUnlessItHasEnded)
 {
     for (int status = 0; status <= 21; ++status)
     {
-        const JobPtr job = NewJobWith("", 8);
-        EventTrace::Start();
-        job->SetStatus(status, nullptr);
-        const Texts calls = EventTrace::Stop();
-        const bool bFinishes = status == 3 || status == 4 || status == 6;
-        EXPECT_EQ(std::count(calls.begin(), calls.end(), "QDataType::DateTime::NowUTC"), bFinishes ? 2 : 1) << status;
+        const bool bEnded = status == 4 || status == 5 || status == 6;
+        const JobPtr job = NewJobWith("3 2", status);
+        EXPECT_EQ(job->SetPUEnter(7, W("unit"), 0), S_OK);
+        EXPECT_EQ(Read(*job.Get(), &QORJob::GetStatus), bEnded ? status : 2);
+        EXPECT_EQ(Read(*job.Get(), &QORJob::GetPUId), 7) << "the visit is noted in any state";
+        SetStatus(*job.Get(), status);
+        TakeLog();
+        EXPECT_EQ(job->SetPUStart(7), S_OK);
+        EXPECT_EQ(Read(*job.Get(), &QORJob::GetStatus), bEnded ? status : 1);
+        EXPECT_EQ(TakeLog(), Texts()) << "stored directly";
     }
 }
 
-TEST_F(JobStatus, CountsAFailureWhenItComes)
+TEST_F(Units, CountTheWaitForTheFirstStartOfAReport)
 {
-    for (const int type : {0, 1, 2, 3})
+    for (const int type : {0, 1, 2, 5, 7, 8})
     {
         PerfReadings::Reset();
+        Settings::SetClock(TimeOf(1000));
         const JobPtr job = NewJob(type);
-        for (const int status : {4, 4, 5, 6, 4})
-            job->SetStatus(status, nullptr);
-        EXPECT_EQ(PerfReadings::GetCounter(11), type == 0 ? 2 : 0);
-        EXPECT_EQ(PerfReadings::GetCounter(13), type == 3 ? 2 : 0);
+        // An ended job starts no more, a second start waits no more; the job needn't have visited the unit.
+        const std::pair<int, int> cStarts[] = {{5, 1200}, {0, 1234}, {0, 9999}};
+        for (const auto& [status, time] : cStarts)
+        {
+            SetStatus(*job.Get(), status);
+            Settings::SetClock(TimeOf(time));
+            job->SetPUStart(7);
+        }
+        EXPECT_EQ(PerfReadings::GetCounter(0), type == 1 || type == 5 || type == 7 ? 234 : 0) << type;
     }
 }
 
-TEST_F(JobStatus, KeepsTheRunningFlagAndLogsIt)
+TEST_F(Units, StampVisitsThatTheyFind)
 {
     const JobPtr job = NewJob();
-    mLog.Take();
-    bool bWas = true;
-    EXPECT_EQ(job->SetRunning(true, &bWas), S_OK);
-    EXPECT_FALSE(bWas);
-    EXPECT_EQ(job->SetRunning(false, &bWas), S_OK);
-    EXPECT_TRUE(bWas);
-    EXPECT_EQ(mLog.Take(), (Texts{"Job Trace: QORJob::SetRunning: Job:4711 set to running.",
-                                  "Job Trace: QORJob::SetRunning: Job:4711 set to not running."}));
+    for (const int unit : {3, 5, 3})
+        job->SetPUEnter(unit, nullptr, 0);
+    SetStatus(*job.Get(), JobCancelled); // its changes take no stamp then
+    const std::pair<int, int> cStamps[] = {{3, 1}, {5, 1}, {4, 0}};
+    for (const auto& [unit, stamps] : cStamps)
+    {
+        EventTrace::Start();
+        EXPECT_EQ(job->SetPUExit(unit, nullptr), S_OK);
+        EXPECT_EQ(CountStamps(EventTrace::Stop()), stamps);
+        EventTrace::Start();
+        EXPECT_EQ(job->SetPUStart(unit), S_OK);
+        EXPECT_EQ(CountStamps(EventTrace::Stop()), stamps);
+    }
 }
 
-TEST_F(JobStatus, KeepsWhereTheJobDied)
+TEST_F(Units, TellWhereTheJobIs)
 {
     const JobPtr job = NewJob();
-    bool bDead = true;
-    QORJobProcessingStep step = StepNoOp;
-    EXPECT_EQ(job->SetIAmDead(true, nullptr, StepUpdateCache), E_POINTER);
-    EXPECT_EQ(job->GetIAmDead(&bDead, &step), S_OK);
-    EXPECT_FALSE(bDead);
-    EXPECT_EQ(step, StepNoMore);
-    EXPECT_EQ(job->SetIAmDead(true, &bDead, StepQueryExecution), S_OK);
-    EXPECT_FALSE(bDead);
-    EXPECT_EQ(job->GetIAmDead(&bDead, &step), S_OK);
-    EXPECT_TRUE(bDead);
-    EXPECT_EQ(step, StepQueryExecution);
-    EXPECT_EQ(job->GetIAmDead(&bDead, nullptr), E_POINTER);
-    EXPECT_EQ(job->GetIAmDead(nullptr, &step), E_POINTER);
+    int unit = -2;
+    job->SetPUEnter(7, nullptr, 0);
+    EXPECT_EQ(job->GetPUId(nullptr), E_POINTER);
+    EXPECT_EQ(job->GetPUId(&unit), E_FAIL);
+    EXPECT_EQ(NewJobWith("-")->GetPUId(&unit), E_POINTER);
+    EXPECT_EQ(unit, -2);
+    Queue(*job.Get(), "3 2");
+    job->SetPUEnter(8, nullptr, 0);
+    job->SetStepStart(3, 0, nullptr);
+    EXPECT_EQ(Read(*job.Get(), &QORJob::GetPUId), 8);
+    job->SetStepStart(3, 4, nullptr);
+    EXPECT_EQ(Read(*job.Get(), &QORJob::GetPUId), 4);
+    EXPECT_EQ(Read(*NewJobWith("3").Get(), &QORJob::GetPUId), -1);
+    EXPECT_EQ(Read(*NewJobWith("3@0").Get(), &QORJob::GetPUId), 0);
+}
+
+TEST_F(Units, NeverTellTheWaitingTime)
+{
+    Settings::SetClock(TimeOf(0));
+    const JobPtr job = NewJobWith("3 2");
+    unsigned waited = 77;
+    EXPECT_EQ(job->GetWaitingTime(nullptr), E_POINTER);
+    Settings::SetClock(TimeOf(3));
+    EXPECT_EQ(job->GetWaitingTime(&waited), 30'000);
+    Settings::SetClock(TimeOf(0) + QDataType::TimeSpan::FromTicks(0x3'8000'0001));
+    EXPECT_EQ(job->GetWaitingTime(&waited), static_cast<HRESULT>(0x80000001)) << "the low half of the span";
+    job->SetStepComplete();
+    EXPECT_EQ(job->GetWaitingTime(&waited), S_OK);
+    EXPECT_EQ(waited, 77u);
+}
+
+TEST_F(Units, TakePulsesUnlessTheContextOrTheSwitchSaysNo)
+{
+    FakeProcessContext context;
+    const JobPtr job = NewJob();
+    job->DequeuePulse(); // they are off
+    PerfReadings::EnablePulses(true);
+    job->SetCurrentStepForStatistics(4);
+    const double before = GetPulseTimeStamp();
+    job->EnqueuePulse();
+    const double between = GetPulseTimeStamp();
+    job->DequeuePulse();
+    context.mPulseValue = 33;
+    job->SetProcessContext(&context);
+    for (const HRESULT code : {S_OK, E_FAIL, S_FALSE})
+    {
+        context.mPulseCode = code;
+        job->DequeuePulse();
+    }
+    const std::vector<PerfReadings::Pulse> pulses = PerfReadings::TakePulses();
+    PerfReadings::EnablePulses(false);
+    ASSERT_EQ(pulses.size(), 2u);
+    EXPECT_EQ(pulses[0].mValue, -1) << "without a context";
+    EXPECT_EQ((std::array<std::int64_t, 3>{pulses[1].mValue, pulses[1].mJobId, pulses[1].mCategory}),
+              (std::array<std::int64_t, 3>{33, cJobId, 410}));
+    EXPECT_TRUE(before <= pulses[1].mEnqueueTime && pulses[1].mEnqueueTime <= between && between <= pulses[1].mNow);
 }

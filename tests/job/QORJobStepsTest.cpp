@@ -1,101 +1,78 @@
 // The queue of steps: what each operation leaves in it, and whose the steps are.
-#include "job/QORJob.h"
-#include "tests/support/Fakes.h"
 #include "tests/support/JobTest.h"
 
-#include <utility>
+#include <tuple>
 
 namespace
 {
 
-class StepQueue : public JobTest
-{
-};
+using StepQueue = JobTest;
 
-enum class EnumAdd
-{
-    Step,
-    ToRun,
-    AtFront,
-    AfterThis,
-    AfterThisById,
-};
+using Add = HRESULT (*)(QORJob& ioJob, int iStepId, int* oNumber);
 
-/// A step that is refused is gone: the watch over the heap finds it otherwise.
-HRESULT Add(QORJob& ioJob, EnumAdd iHow, int iStepId, int* oNumber)
+template <HRESULT (QORJob::*iOperation)(QORJobStep*, int*)>
+HRESULT AddNew(QORJob& ioJob, int iStepId, int* oNumber)
 {
-    switch (iHow)
-    {
-    case EnumAdd::Step:
-        return ioJob.AddStep(new QORJobStep(iStepId), oNumber);
-    case EnumAdd::ToRun:
-        return ioJob.AddStepToRun(new QORJobStep(iStepId), oNumber);
-    case EnumAdd::AtFront:
-        return ioJob.AddStepAtFront(new QORJobStep(iStepId), oNumber);
-    case EnumAdd::AfterThis:
-        return ioJob.AddStepAfterThis(new QORJobStep(iStepId), oNumber);
-    default:
-        return ioJob.AddStepAfterThis(iStepId, oNumber);
-    }
+    // A step that is refused is gone: the watch over the heap finds it otherwise.
+    return (ioJob.*iOperation)(new QORJobStep(iStepId), oNumber);
 }
+
+HRESULT AddById(QORJob& ioJob, int iStepId, int* oNumber) { return ioJob.AddStepAfterThis(iStepId, oNumber); }
+
+constexpr Add cAppend = AddNew<&QORJob::AddStep>;
+constexpr Add cToRun = AddNew<&QORJob::AddStepToRun>;
+constexpr Add cAtFront = AddNew<&QORJob::AddStepAtFront>;
+constexpr Add cAfterThis = AddNew<&QORJob::AddStepAfterThis>;
 
 } // namespace
 
 TEST_F(StepQueue, TakesAStepWhereTheOperationSays)
 {
-    struct Case
-    {
-        EnumAdd mHow;
-        const char* mBefore;
-        int mStepId;
-        const char* mAfter;
-        int mNumber;
+    // What is there before, the new step, what is there afterwards, the number that is given.
+    const std::tuple<Add, const char*, int, const char*, int> cCases[] = {
+        {cAppend, "", 3, "3", 1},
+        {cAppend, "3 2", 7, "3 7 2", 3},
+        {cAppend, "3 2", 3, "3 2", 2},
+        {cAppend, "3 5 2", 5, "3 5 5 2", 4},
+        {cAppend, "3 5", 7, "3 5 7", 3},
+        {cAppend, "2", 2, "2", 1},
+        {cAppend, "2", 7, "7 2", 2},
+        {cAppend, "3 2", 2, "3 2 2", 3},
+        {cAppend, "3 2 5", 7, "3 2 5 7", 4},
+        {cToRun, "", 3, "3", 4},
+        {cToRun, "3 2", 3, "3 2 3", 4},
+        {cAtFront, "", 3, "3", 1},
+        {cAtFront, "3 2", 3, "3 3 2", 3},
+        {cAfterThis, "", 3, "3", 1},
+        {cAfterThis, "3 2", 3, "3 3 2", 3},
+        {cAfterThis, "2", 7, "2 7", 2},
+        {AddById, "", 3, "3", 1},
+        {AddById, "3 5 2", 7, "3 7 5 2", 4},
     };
-    using enum EnumAdd;
-    const Case cCases[] = {
-        {Step, "", 3, "3", 1},
-        {Step, "3 2", 7, "3 7 2", 3},
-        {Step, "3 2", 3, "3 2", 2},
-        {Step, "3 5 2", 5, "3 5 5 2", 4},
-        {Step, "3 5", 7, "3 5 7", 3},
-        {Step, "2", 2, "2", 1},
-        {Step, "2", 7, "7 2", 2},
-        {Step, "3 2", 2, "3 2 2", 3},
-        {Step, "3 2 5", 7, "3 2 5 7", 4},
-        {ToRun, "", 3, "3", 4},
-        {ToRun, "3 2", 3, "3 2 3", 4},
-        {AtFront, "", 3, "3", 1},
-        {AtFront, "3 2", 3, "3 3 2", 3},
-        {AfterThis, "", 3, "3", 1},
-        {AfterThis, "3 2", 3, "3 3 2", 3},
-        {AfterThis, "2", 7, "2 7", 2},
-        {AfterThisById, "", 3, "3", 1},
-        {AfterThisById, "3 5 2", 7, "3 7 5 2", 4},
-    };
-    for (const Case& each : cCases)
+    for (const auto& [add, before, stepId, after, expected] : cCases)
     {
-        const JobPtr job = NewJobWith(each.mBefore, JobStoppedWithError);
+        const JobPtr job = NewJobWith(before, JobStoppedWithError);
         int number = -1;
-        EXPECT_EQ(Add(*job.Get(), each.mHow, each.mStepId, &number), S_OK);
-        EXPECT_EQ(number, each.mNumber) << each.mBefore;
-        EXPECT_EQ(DrainTodo(*job.Get()), Split(each.mAfter)) << each.mBefore;
-        EXPECT_EQ(Add(*job.Get(), each.mHow, each.mStepId, nullptr), S_OK);
+        EXPECT_EQ(add(*job.Get(), stepId, &number), S_OK);
+        EXPECT_EQ(number, expected) << before;
+        EXPECT_EQ(DrainTodo(*job.Get()), Split(after)) << before;
+        EXPECT_EQ(add(*job.Get(), stepId, nullptr), S_OK);
 
-        const JobPtr cancelled = NewJobWith(each.mBefore, JobCancelled);
+        const JobPtr cancelled = NewJobWith(before, JobCancelled);
         number = -1;
-        EXPECT_EQ(Add(*cancelled.Get(), each.mHow, each.mStepId, &number), S_OK);
+        EXPECT_EQ(add(*cancelled.Get(), stepId, &number), S_OK);
         EXPECT_EQ(number, -1) << "a cancelled job counts nothing";
-        EXPECT_EQ(DrainTodo(*cancelled.Get()), Split(each.mBefore));
+        EXPECT_EQ(DrainTodo(*cancelled.Get()), Split(before));
     }
 }
 
 TEST_F(StepQueue, LosesNoStepWhenMemoryRunsOut)
 {
     const JobPtr job = NewJobWith("3 2");
-    for (const auto how : {EnumAdd::Step, EnumAdd::ToRun, EnumAdd::AtFront, EnumAdd::AfterThis})
+    for (const Add add : {cAppend, cToRun, cAtFront, cAfterThis})
     {
         Faults::FailNth(Faults::EnumFault::Allocation, 2); // the step is made, its place in the list isn't
-        EXPECT_EQ(Add(*job.Get(), how, 7, nullptr), static_cast<HRESULT>(0x8004308C));
+        EXPECT_EQ(add(*job.Get(), 7, nullptr), static_cast<HRESULT>(0x8004308C));
     }
     Faults::FailNth(Faults::EnumFault::Allocation, 1);
     EXPECT_EQ(job->AddStepAfterThis(7, nullptr), E_OUTOFMEMORY);
@@ -103,51 +80,37 @@ TEST_F(StepQueue, LosesNoStepWhenMemoryRunsOut)
     EXPECT_EQ(DrainTodo(*job.Get()), Split("3 2"));
 }
 
-TEST_F(StepQueue, CompletesTheFrontStep)
+TEST_F(StepQueue, CompletesTheFrontStepOrTheFirstOfAnId)
 {
-    const JobPtr job = NewJobWith("3 4 7 2");
+    const JobPtr job = NewJobWith("3 4 7 5 2 5");
     const std::string complete = "QORJob::SetStepComplete: Job:4711 completed step:";
+    EXPECT_EQ(job->SetStepComplete(9), E_INVALIDARG);
+    EXPECT_EQ(TakeLog(), Texts());
+    EXPECT_EQ(job->SetStepComplete(5), S_OK);
+    EXPECT_EQ(TakeLog(), Texts{"Job Trace: " + complete + "5."});
     const Texts cLines[] = {{"Scope Trace: " + complete + "Request element.", "Job Trace: " + complete + "3."},
                             {"Scope Trace: " + complete + "Request SQL.", "Job Trace: " + complete + "4."},
-                            {"Job Trace: " + complete + "7."},
-                            {"Job Trace: " + complete + "2."}};
+                            {"Job Trace: " + complete + "7."}};
     for (const Texts& lines : cLines)
     {
         job->SetIsExecutingInWarehouse(true);
         EXPECT_EQ(job->SetStepComplete(), S_OK);
-        EXPECT_EQ(mLog.Take(), lines);
-        bool bInWarehouse = true;
-        job->GetIsExecutingInWarehouse(&bInWarehouse);
-        EXPECT_FALSE(bInWarehouse);
+        EXPECT_EQ(TakeLog(), lines);
+        EXPECT_FALSE(Read(*job.Get(), &QORJob::GetIsExecutingInWarehouse));
     }
+    EXPECT_EQ(ReadFinished(*job.Get()), Split("7 4 3 5"));
+    EXPECT_EQ(DrainTodo(*job.Get()), Split("2 5"));
     EXPECT_EQ(job->SetStepComplete(), E_UNEXPECTED);
-    EXPECT_EQ(mLog.Take(), Texts());
-}
+    EXPECT_EQ(TakeLog(), Texts());
 
-TEST_F(StepQueue, CompletesTheFirstStepOfAnId)
-{
-    const JobPtr job = NewJobWith("3 5 7 5");
-    EXPECT_EQ(job->SetStepComplete(9), E_INVALIDARG);
-    EXPECT_EQ(mLog.Take(), Texts());
-    EXPECT_EQ(job->SetStepComplete(5), S_OK);
-    EXPECT_EQ(mLog.Take(), Texts{"Job Trace: QORJob::SetStepComplete: Job:4711 completed step:5."});
-    EXPECT_EQ(ReadFinished(*job.Get()), Split("5"));
-    EXPECT_EQ(DrainTodo(*job.Get()), Split("3 7 5"));
-    EXPECT_EQ(ReadFinished(*job.Get()), Split("5 7 3 5"));
-}
-
-TEST_F(StepQueue, RemovesAndClears)
-{
-    const JobPtr job = NewJobWith("5 - 5 2 5");
+    Queue(*job.Get(), "5 - 5 3 5");
     EXPECT_EQ(job->RemoveStep(StepAnalyticalProcessing), S_OK);
     EXPECT_EQ(job->RemoveStep(StepUpdateCache), S_OK);
     int count = 0;
     job->AddStepAtFront(new QORJobStep(7), &count);
     EXPECT_EQ(count, 3);
     EXPECT_EQ(job->ClearTodoSteps(), S_OK);
-    EXPECT_EQ(job->ClearTodoSteps(), S_OK);
     EXPECT_EQ(DrainTodo(*job.Get()), Texts());
-    EXPECT_EQ(ReadFinished(*job.Get()), Texts());
 }
 
 TEST_F(StepQueue, RenewsItsFrontStep)
@@ -162,13 +125,8 @@ TEST_F(StepQueue, RenewsItsFrontStep)
         job->AddStep(step, nullptr);
         Queue(*job.Get(), "2");
         job->SetStepStart(id, 3, nullptr);
-        int unit = 0;
-        EXPECT_EQ(job->GetPUId(&unit), S_OK);
-        EXPECT_EQ(unit, 3);
-
         EXPECT_EQ(job->RenewCurrentStep(), S_OK);
-        EXPECT_EQ(job->GetPUId(&unit), S_OK);
-        EXPECT_EQ(unit, -1);
+        EXPECT_EQ(Read(*job.Get(), &QORJob::GetPUId), -1);
         context.mCalls.clear();
         job->SetStepStart(id, 3, nullptr); // shows the key that the fresh step has
         EXPECT_EQ(context.mCalls, id == StepNoOp ? Texts{"put_BstrE 'chapter'"} : Texts());
@@ -176,28 +134,19 @@ TEST_F(StepQueue, RenewsItsFrontStep)
         Faults::FailNth(Faults::EnumFault::Allocation, 1);
         EXPECT_EQ(job->RenewCurrentStep(), S_OK);
         EXPECT_EQ(DrainTodo(*job.Get()), Split("2")) << "without memory nothing takes its place";
-        EXPECT_EQ(job->RenewCurrentStep(), S_OK);
     }
 }
 
 TEST_F(StepQueue, GetsTheStepsOfARebuild)
 {
     const std::pair<int, const char*> cCases[] = {
-        {0, "3 13 2"}, {2, "3 20 13 2"}, {0x800, "3 20 13 2"}, {4, "3 20 2"}, {0x802, "3 20 2"}};
+        {0, "19 13 2"}, {2, "19 20 13 2"}, {0x800, "19 20 13 2"}, {4, "19 20 2"}, {0x802, "19 20 2"}};
     for (const auto& [type, after] : cCases)
     {
-        const JobPtr job = NewJobWith("3 2");
+        const JobPtr job = NewJobWith("19 2");
         EXPECT_EQ(job->AddCommonStepsAtRebuild(static_cast<EnumKDXDocumentManipulationType>(type)), S_OK);
+        EXPECT_FALSE(job->IsLastComponentExport());
         EXPECT_EQ(DrainTodo(*job.Get()), Split(after)) << type;
+        EXPECT_TRUE(job->IsLastComponentExport()) << "a document was formatted";
     }
-}
-
-TEST_F(StepQueue, KnowsWhetherADocumentWasFormatted)
-{
-    const JobPtr job = NewJobWith("19 2");
-    EXPECT_FALSE(job->IsLastComponentExport());
-    job->SetStepComplete();
-    EXPECT_TRUE(job->IsLastComponentExport());
-    job->SetStepComplete();
-    EXPECT_TRUE(job->IsLastComponentExport());
 }

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
-#include <memory>
 #include <random>
+#include <utility>
 #include <vector>
 
 using Faults::EnumFault;
@@ -15,115 +15,77 @@ using Faults::EnumFault;
 namespace
 {
 
-struct Request
-{
-    std::size_t mBytes;
-    std::size_t mAlignment;
-};
+using Requests = std::vector<std::pair<std::size_t, std::size_t>>; // bytes, alignment
 
 // Fills each piece with its own number and reads all back at the end: overlaps show, and the sanitizers see overruns.
-void UseAll(QBase::Buffer& ioBuffer, const std::vector<Request>& iRequests)
+void UseAll(QBase::Buffer& ioBuffer, const Requests& iRequests)
 {
     std::vector<unsigned char*> pieces;
-    for (const Request& request : iRequests)
+    for (const auto& [bytes, alignment] : iRequests)
     {
-        auto* const piece = static_cast<unsigned char*>(ioBuffer.TryAllocate(request.mBytes, request.mAlignment));
-        ASSERT_NE(piece, nullptr);
-        ASSERT_EQ(reinterpret_cast<std::uintptr_t>(piece) % request.mAlignment, 0u);
-        std::memset(piece, static_cast<unsigned char>(pieces.size()), request.mBytes);
-        pieces.push_back(piece);
+        pieces.push_back(static_cast<unsigned char*>(ioBuffer.TryAllocate(bytes, alignment)));
+        ASSERT_NE(pieces.back(), nullptr);
+        ASSERT_EQ(reinterpret_cast<std::uintptr_t>(pieces.back()) % alignment, 0u);
+        std::memset(pieces.back(), static_cast<unsigned char>(pieces.size()), bytes);
     }
     for (std::size_t i = 0; i < pieces.size(); ++i)
-    {
-        for (std::size_t byte = 0; byte < iRequests[i].mBytes; ++byte)
-            ASSERT_EQ(pieces[i][byte], static_cast<unsigned char>(i)) << "piece " << i;
-    }
+        for (std::size_t byte = 0; byte < iRequests[i].first; ++byte)
+            ASSERT_EQ(pieces[i][byte], static_cast<unsigned char>(i + 1)) << "piece " << i;
 }
 
-std::vector<Request> MakeRequests(unsigned iSeed)
+Requests MakeRequests(unsigned iSeed)
 {
     std::mt19937 random(iSeed);
-    std::vector<Request> requests(random() % 60 + 1);
-    for (Request& request : requests)
+    Requests requests(random() % 60 + 1);
+    for (auto& [bytes, alignment] : requests)
     {
-        const std::size_t limit = random() % 8 == 0 ? 3000 : 100;
-        request = {random() % limit + 1, std::size_t{1} << (random() % 5)};
+        bytes = random() % (random() % 8 == 0 ? 3000 : 100) + 1;
+        alignment = std::size_t{1} << (random() % 5);
     }
     return requests;
 }
 
 } // namespace
 
-TEST(Buffer, SharesOneHeapBlockWithItsReserve)
+TEST(Buffer, TakesItsChunksOneAfterTheOther)
 {
     Faults::StartCountingBlocks();
-    QBase::Buffer* const buffer = QBase::CreateBuffer(1024, 2, 256, false);
-    ASSERT_NE(buffer, nullptr);
+    QBase::Buffer* buffer = QBase::CreateBuffer(1024, 2, 256, false);
     UseAll(*buffer, {{512, 16}, {512, 16}});
-    EXPECT_EQ(Faults::StopCountingBlocks(), 1);
+    EXPECT_EQ(Faults::StopCountingBlocks(), 1) << "the reserve stands in the buffer's own block";
     buffer->Destroy();
-}
 
-TEST(Buffer, WithoutReserveTakesItsFirstChunkWithTheFirstAllocation)
-{
-    Faults::StartCountingBlocks();
-    QBase::Buffer* const buffer = QBase::CreateBuffer(0, 2, 256, false);
-    ASSERT_NE(buffer, nullptr);
-    EXPECT_EQ(Faults::StopCountingBlocks(), 1);
-
-    Faults::StartCountingBlocks();
-    UseAll(*buffer, {{200, 8}, {56, 8}});
-    EXPECT_EQ(Faults::StopCountingBlocks(), 1);
-    buffer->Destroy();
-}
-
-TEST(Buffer, GrowsItsChunksByTheFactorAnewInEachUse)
-{
-    const auto use = [](QBase::Buffer& ioBuffer, std::size_t iBytes) {
+    // Without a reserve the first chunk comes with the first allocation; the next ones grow by the factor, anew in each
+    // use.
+    buffer = QBase::CreateBuffer(0, 2, 64, true);
+    const std::pair<std::size_t, int> cUses[] = {{64 + 128 + 256 + 512, 4}, {960 + 64 + 128, 2}};
+    for (const auto& [bytes, chunks] : cUses)
+    {
         Faults::StartCountingBlocks();
-        UseAll(ioBuffer, std::vector<Request>(iBytes / 32, {32, 16}));
-        return Faults::StopCountingBlocks();
-    };
-    QBase::Buffer* const buffer = QBase::CreateBuffer(0, 2, 64, true);
-    EXPECT_EQ(use(*buffer, 64 + 128 + 256 + 512), 4);
-    buffer->Destroy();
-    EXPECT_EQ(use(*buffer, 960 + 64 + 128), 2);
+        UseAll(*buffer, Requests(bytes / 32, {32, 16}));
+        EXPECT_EQ(Faults::StopCountingBlocks(), chunks);
+        buffer->Destroy();
+    }
     buffer->Free();
-}
 
-TEST(Buffer, GivesALargeRequestItsOwnChunkAndGoesOnWithTheOldOne)
-{
-    QBase::Buffer* const buffer = QBase::CreateBuffer(256, 2, 64, false);
+    buffer = QBase::CreateBuffer(256, 2, 64, false);
     auto* const before = static_cast<std::byte*>(buffer->TryAllocate(16));
     EXPECT_NE(buffer->TryAllocate(100'000), nullptr);
-    EXPECT_EQ(buffer->TryAllocate(16), before + 16);
+    EXPECT_EQ(buffer->TryAllocate(16), before + 16) << "a large request has a chunk of its own";
+    EXPECT_NE(buffer->TryAllocate(0, 1), buffer->TryAllocate(0, 1));
     buffer->Destroy();
 }
 
 TEST(Buffer, HandsOutAlignedPiecesThatDoNotOverlap)
 {
-    const std::vector<Request> wide{{1, 1}, {8, 64}, {1, 1}, {200, 256}, {3, 2}, {5000, 4096}, {1, 128}, {64, 64}};
-    for (const std::size_t reserve : {0, 1, 100, 4096})
-    {
-        QBase::Buffer* const buffer = QBase::CreateBuffer(reserve, 3, 50, false);
-        UseAll(*buffer, wide);
-        buffer->Destroy();
-    }
+    const Requests wide{{1, 1}, {8, 64}, {1, 1}, {200, 256}, {3, 2}, {5000, 4096}, {1, 128}, {64, 64}};
     for (unsigned seed = 0; seed < 50; ++seed)
     {
         QBase::Buffer* const buffer = QBase::CreateBuffer(seed * 10, seed % 4, seed * 7, false);
+        UseAll(*buffer, wide);
         UseAll(*buffer, MakeRequests(seed));
         buffer->Destroy();
     }
-}
-
-TEST(Buffer, GivesDifferentAddressesForEmptyRequests)
-{
-    QBase::Buffer* const buffer = QBase::CreateBuffer(0, 2, 64, false);
-    void* const first = buffer->TryAllocate(0, 1);
-    EXPECT_NE(first, nullptr);
-    EXPECT_NE(first, buffer->TryAllocate(0, 1));
-    buffer->Destroy();
 }
 
 TEST(Buffer, ReusedForTheSameUseNeedsNoNewHeapBlock)
@@ -148,19 +110,14 @@ TEST(Buffer, ReusedForTheSameUseNeedsNoNewHeapBlock)
 TEST(Buffer, StaysUntilTheLastRegistrationEnds)
 {
     Faults::StartCountingBlocks();
-    QBase::Buffer* const buffer = QBase::CreateBuffer(64, 2, 64, false);
+    QBase::Buffer* buffer = QBase::CreateBuffer(64, 2, 64, false);
     buffer->Register();
     buffer->Register();
     buffer->Destroy();
     UseAll(*buffer, {{64, 1}, {500, 8}});
     buffer->Destroy();
-    EXPECT_EQ(Faults::StopCountingBlocks(), 0);
-}
 
-TEST(Buffer, ReusableCountsRegistrationsAnewAfterEachUse)
-{
-    Faults::StartCountingBlocks();
-    QBase::Buffer* const buffer = QBase::CreateBuffer(64, 2, 64, true);
+    buffer = QBase::CreateBuffer(64, 2, 64, true); // counts anew in each use
     void* const first = buffer->TryAllocate(1);
     for (int use = 0; use < 3; ++use)
     {
@@ -175,42 +132,16 @@ TEST(Buffer, ReusableCountsRegistrationsAnewAfterEachUse)
     EXPECT_EQ(Faults::StopCountingBlocks(), 0);
 }
 
-TEST(Buffer, MayHoldTheObjectThatDestroysIt)
-{
-    struct Tenant
-    {
-        QBase::Buffer* mpHome;
-        void MoveOut() { mpHome->Destroy(); }
-    };
-
-    Faults::StartCountingBlocks();
-    for (const std::size_t reserve : {std::size_t{0}, std::size_t{256}})
-    {
-        QBase::Buffer* const buffer = QBase::CreateBuffer(reserve, 2, 64, false);
-        auto* const tenant = ::new (buffer->TryAllocate(sizeof(Tenant))) Tenant{buffer};
-        EXPECT_NE(buffer->TryAllocate(1000), nullptr);
-        tenant->MoveOut();
-    }
-    EXPECT_EQ(Faults::StopCountingBlocks(), 0);
-}
-
-TEST(Buffer, RefusesWhatNoMemoryCouldHold)
+TEST(Buffer, WithoutMemoryGivesNullOrThrowsAndGoesOnAfterwards)
 {
     constexpr std::size_t most = std::numeric_limits<std::size_t>::max();
     EXPECT_EQ(QBase::CreateBuffer(most, 2, 64, false), nullptr);
-    QBase::Buffer* const buffer = QBase::CreateBuffer(64, 2, 64, false);
-    for (const std::size_t bytes : {most, most - 8, most - 64, most / 2 + 1})
-        EXPECT_EQ(buffer->TryAllocate(bytes, 16), nullptr) << bytes;
-    UseAll(*buffer, {{64, 1}});
-    buffer->Destroy();
-}
-
-TEST(Buffer, WithoutMemoryGivesNullOrThrowsAndGoesOnAfterwards)
-{
     Faults::FailNth(EnumFault::Allocation, 1);
     EXPECT_EQ(QBase::CreateBuffer(64, 2, 64, false), nullptr);
 
-    QBase::Buffer* const buffer = QBase::CreateBuffer(64, 2, 64, false);
+    QBase::Buffer* buffer = QBase::CreateBuffer(64, 2, 64, false);
+    for (const std::size_t bytes : {most, most - 8, most - 64, most / 2 + 1})
+        EXPECT_EQ(buffer->TryAllocate(bytes, 16), nullptr) << bytes;
     Faults::FailNth(EnumFault::Allocation, 1);
     EXPECT_EQ(buffer->TryAllocate(8), nullptr);
     Faults::FailNth(EnumFault::Allocation, 1);
@@ -219,13 +150,10 @@ TEST(Buffer, WithoutMemoryGivesNullOrThrowsAndGoesOnAfterwards)
     EXPECT_EQ(buffer->TryAllocate(100), nullptr);
     UseAll(*buffer, {{40, 1}, {100, 8}, {20, 1}});
     buffer->Destroy();
-}
 
-TEST(Buffer, ReusableDoesWithoutTheMergedChunkWhenThereIsNoMemoryForIt)
-{
-    QBase::Buffer* const buffer = QBase::CreateBuffer(64, 2, 64, true);
+    buffer = QBase::CreateBuffer(64, 2, 64, true);
     UseAll(*buffer, {{64, 1}, {64, 1}, {128, 1}});
-    Faults::FailNth(EnumFault::Allocation, 1);
+    Faults::FailNth(EnumFault::Allocation, 1); // the chunk that the others are merged into
     buffer->Destroy();
     UseAll(*buffer, {{64, 1}, {64, 1}, {128, 1}});
     buffer->Free();

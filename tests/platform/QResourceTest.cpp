@@ -1,12 +1,11 @@
 #include "platform/QResource.h"
 
 #include "platform/QLog.h"
-#include "platform/builtin/Settings.h"
-#include "tests/support/Threads.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <utility>
 
 using QLog::Format::Dec;
 using QLog::Format::Hex;
@@ -18,47 +17,22 @@ TEST(Messages, WriteEachKindOfArgument)
     const WCHAR* const noWideText = nullptr;
     const char* const noText = nullptr;
     MessageFormatter formatter;
-    formatter << true << false << -5 << 5u << -6L << 7ul << std::numeric_limits<long long>::min() << ~0ull << 0.1 << 3.0
-              << "text" << noText << std::string_view("view") << W("Gr\u00F6\u00DFter") << noWideText
-              << reinterpret_cast<const void*>(std::uintptr_t{0xBEEF}) << GUID{};
-    const std::vector<std::string> expected{"true",
-                                            "false",
-                                            "-5",
-                                            "5",
-                                            "-6",
-                                            "7",
-                                            "-9223372036854775808",
-                                            "18446744073709551615",
-                                            "0.1",
-                                            "3",
-                                            "text",
-                                            "",
-                                            "view",
-                                            "Gr\xC3\xB6\xC3\x9Fter",
-                                            "",
-                                            "0xBEEF",
-                                            "{00000000-0000-0000-0000-000000000000}"};
-    EXPECT_EQ(formatter.GetArguments(), expected);
-}
-
-TEST(Messages, WriteWholeNumbersInTheRadixSetLast)
-{
-    MessageFormatter formatter;
-    formatter << Hex << static_cast<HRESULT>(0x8004308B) << 31 << 0 << -1 << -1LL << 0.5 << "10" << WideHex << 31
-              << 0xABCDull << -2 << Dec << 31;
-    const std::vector<std::string> expected{"0x8004308B",         "0x1F",       "0x0", "0xFFFFFFFF",
-                                            "0xFFFFFFFFFFFFFFFF", "0.5",        "10",  "0x0000001F",
-                                            "0x000000000000ABCD", "0xFFFFFFFE", "31"};
-    EXPECT_EQ(formatter.GetArguments(), expected);
+    formatter << true << false << -5 << 7ul << std::numeric_limits<long long>::min() << ~0ull << 0.1 << 3.0 << "text"
+              << noText << std::string_view("view") << W("Gr\u00F6\u00DFter") << noWideText
+              << reinterpret_cast<const void*>(std::uintptr_t{0xBEEF}) << GUID{} << Hex
+              << static_cast<HRESULT>(0x8004308B) << 31 << 0 << -1 << -1LL << 0.5 << "10" << WideHex << 31 << 0xABCDull
+              << -2 << Dec << 31;
+    EXPECT_EQ(formatter.Format("%1 %2 %3 %4 %5 %6 %7 %8"),
+              "true false -5 7 -9223372036854775808 18446744073709551615 0.1 3");
+    EXPECT_EQ(formatter.Format("%9|%10|%11|%12|%13|%14|%15"),
+              "text||view|Gr\xC3\xB6\xC3\x9Fter||0xBEEF|{00000000-0000-0000-0000-000000000000}");
+    EXPECT_EQ(formatter.Format("%16 %17 %18 %19 %20 %21 %22 %23 %24 %25 %26"),
+              "0x8004308B 0x1F 0x0 0xFFFFFFFF 0xFFFFFFFFFFFFFFFF 0.5 10 0x0000001F 0x000000000000ABCD 0xFFFFFFFE 31");
 }
 
 TEST(Messages, FillTheirTemplate)
 {
-    const struct
-    {
-        const char* mpTemplate;
-        const char* mpText;
-    } rows[] = {
+    const std::pair<const char*, const char*> cRows[] = {
         {"", ""},
         {"no place", "no place"},
         {"%1", "a"},
@@ -72,31 +46,8 @@ TEST(Messages, FillTheirTemplate)
         {"%3%%", "%1%"}, // an argument is no template
     };
     MessageFormatter formatter;
-    formatter << "a"
-              << "b"
-              << "%1"
-              << "d"
-              << "e"
-              << "f"
-              << "g"
-              << "h"
-              << "i"
-              << "j"
-              << "k";
-    for (const auto& row : rows)
-        EXPECT_EQ(formatter.Format(row.mpTemplate), row.mpText);
-}
-
-TEST(Languages, OfAThreadAreTheProcessesUntilItHasItsOwn)
-{
-    EXPECT_EQ(QResource::GetThreadLanguageID(), 0x409u);
-    Settings::SetProcessLanguageID(0x407);
-    EXPECT_EQ(QResource::GetThreadLanguageID(), 0x407u);
-    Settings::SetThreadLanguageID(0x40C);
-    RunOnThreads(1, [](int) { EXPECT_EQ(QResource::GetThreadLanguageID(), 0x407u); });
-    EXPECT_EQ(QResource::GetThreadLanguageID(), 0x40Cu);
-    EXPECT_EQ(QResource::GetProcessLanguageID(), 0x407u);
-    Settings::SetThreadLanguageID(0);
-    EXPECT_EQ(QResource::GetThreadLanguageID(), 0x407u);
-    Settings::SetProcessLanguageID(0x409);
+    for (const char* argument : {"a", "b", "%1", "d", "e", "f", "g", "h", "i", "j", "k"})
+        formatter << argument;
+    for (const auto& [pattern, text] : cRows)
+        EXPECT_EQ(formatter.Format(pattern), text);
 }

@@ -27,21 +27,39 @@ public:
     std::atomic<unsigned> mReferences{0};
 };
 
-/// Writes what it is asked for into a list that it may share with the context.
+/// Writes its reset into a list that it may share with the context.
 class FakeReportInstance final : public ICKDXReportInstance
 {
 public:
-    explicit FakeReportInstance(std::vector<std::string>& ioCalls, int iKind = 0) : mKind(iKind), mCalls(ioCalls) {}
+    explicit FakeReportInstance(std::vector<std::string>& ioCalls) : mCalls(ioCalls) {}
 
-    HRESULT QueryInterface(const GUID& iInterfaceId, void** oInterface) override;
+    HRESULT QueryInterface(const GUID& iInterfaceId, void** oInterface) override
+    {
+        if (!mbHasInterface || !(iInterfaceId == IID_ICKDXReportInstance))
+            return E_NOINTERFACE;
+        AddRef();
+        *oInterface = static_cast<ICKDXReportInstance*>(this);
+        return S_OK;
+    }
+
     ULONG AddRef() override { return ++mReferences; }
     ULONG Release() override { return --mReferences; }
-    HRESULT Reset(int iValue) override;
-    HRESULT get_ExecutionKind(int* oKind) override;
+
+    HRESULT Reset(int iValue) override
+    {
+        mCalls.push_back("instance Reset " + std::to_string(iValue));
+        return S_OK;
+    }
+
+    HRESULT get_ExecutionKind(int* oKind) override
+    {
+        *oKind = mKind;
+        return mKindCode;
+    }
 
     bool mbHasInterface = true;
     HRESULT mKindCode = S_OK;
-    int mKind;
+    int mKind = 0;
     std::atomic<unsigned> mReferences{0};
 
 private:
@@ -52,17 +70,43 @@ private:
 class FakeProcessContext final : public NullProcessContext
 {
 public:
-    HRESULT QueryInterface(const GUID& iInterfaceId, void** oInterface) override;
+    HRESULT QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
     ULONG AddRef() override { return ++mReferences; }
-    ULONG Release() override;
 
-    HRESULT get_ContextObjectB(IUnknown** oContextObjectB) override;
-    HRESULT put_LimitA(LONG iLimitA) override;
-    HRESULT put_LimitB(LONG iLimitB) override;
-    void put_SharedHandle(const std::shared_ptr<JobMemGovernor>& iSharedHandle) override;
-    std::shared_ptr<JobMemGovernor> get_SharedHandle() override { return mpGovernor; }
-    HRESULT get_LongA(LONG* oLongA) override;
-    void put_BstrE(BSTR iBstrE) override;
+    ULONG Release() override
+    {
+        const ULONG left = --mReferences;
+        Note("Release");
+        return left;
+    }
+
+    HRESULT get_ContextObjectB(IUnknown** oContextObjectB) override
+    {
+        Note("get_ContextObjectB");
+        if (mpInstance != nullptr && SUCCEEDED(mInstanceCode))
+        {
+            mpInstance->AddRef();
+            *oContextObjectB = mpInstance;
+        }
+        return mInstanceCode;
+    }
+
+    HRESULT put_LimitA(LONG iLimitA) override { return Note("put_LimitA", " " + std::to_string(iLimitA)); }
+    HRESULT put_LimitB(LONG iLimitB) override { return Note("put_LimitB", " " + std::to_string(iLimitB)); }
+    void put_BstrE(BSTR iBstrE) override { Note("put_BstrE", " '" + QBase::WideCharToUTF8(iBstrE) + "'"); }
+
+    void put_SharedHandle(const std::shared_ptr<JobMemGovernor>& iSharedHandle) override
+    {
+        Note("put_SharedHandle");
+        mpGovernor = iSharedHandle;
+    }
+
+    HRESULT get_LongA(LONG* oLongA) override
+    {
+        Note("get_LongA");
+        *oLongA = mPulseValue;
+        return mPulseCode;
+    }
 
     /// Called in each operation before it does anything, with its name: may throw, or look at the job.
     std::function<void(const std::string& iOperation)> mOnCall;
@@ -75,6 +119,17 @@ public:
     std::atomic<unsigned> mReferences{0};
 
 private:
-    HRESULT NotMade(const char* iOperation) override;
-    void Note(const std::string& iOperation, const std::string& iArgument = "");
+    HRESULT NotMade(const char* iOperation) override
+    {
+        Note(iOperation);
+        return E_NOTIMPL;
+    }
+
+    HRESULT Note(const std::string& iOperation, const std::string& iArgument = "")
+    {
+        mCalls.push_back(iOperation + iArgument);
+        if (mOnCall)
+            mOnCall(iOperation);
+        return S_OK;
+    }
 };

@@ -1,15 +1,25 @@
-// What the tests of jobs share: a log capture, watch over what is left behind, and lists of steps as texts.
+// What the tests of jobs share: the log's lines, watch over what is left behind, and lists of steps as texts.
 #pragma once
 
 #include "job/QORJob.h"
 #include "job/QORJobStep.h"
+#include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Faults.h"
+#include "platform/builtin/LogSinks.h"
+#include "platform/builtin/PerfReadings.h"
 #include "platform/builtin/Settings.h"
-#include "tests/support/LogCapture.h"
+#include "task/QORJobInitializer.h"
+#include "tests/support/Fakes.h"
+#include "tests/support/Threads.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 using JobPtr = QBase::PtrI<QORJob>;
@@ -20,32 +30,150 @@ inline constexpr int cJobPriority = 5;
 inline constexpr int cJobCategory = 4;
 inline constexpr DWORD cSomeThread = 77;
 
+inline const QORJOB::Initializer cInitializer;
+
+/// "3 5 2" as {"3", "5", "2"}.
+inline Texts Split(const std::string& iText)
+{
+    std::istringstream words(iText);
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
+inline Texts Join(Texts iFirst, const Texts& iSecond)
+{
+    iFirst.insert(iFirst.end(), iSecond.begin(), iSecond.end());
+    return iFirst;
+}
+
+inline QDataType::DateTime TimeOf(int iMilliseconds)
+{
+    return QDataType::DateTime(45000.0) + QDataType::TimeSpan(static_cast<unsigned>(iMilliseconds));
+}
+
+/// How often the platform was asked for the time.
+inline int CountStamps(const Texts& iCalls)
+{
+    return static_cast<int>(std::count(iCalls.begin(), iCalls.end(), "QDataType::DateTime::NowUTC"));
+}
+
+/// The ids between `iBefore` and `iAfter` in the lines that have them.
+inline Texts Between(const Texts& iLines, const std::string& iBefore, char iAfter)
+{
+    Texts found;
+    for (const std::string& line : iLines)
+        if (line.find(iBefore) != std::string::npos)
+        {
+            const std::size_t start = line.find(iBefore) + iBefore.size();
+            found.push_back(line.substr(start, line.find(iAfter, start) - start));
+        }
+    return found;
+}
+
+/// What a getter gives that has to succeed.
+template <class T, class Object>
+T Read(const Object& iObject, HRESULT (Object::*iGetter)(T*) const)
+{
+    T value(0);
+    EXPECT_EQ((iObject.*iGetter)(&value), S_OK);
+    return value;
+}
+
 /// Begins with all settings at rest. At its end no job is left, and no block that was taken of the heap.
 class JobTest : public testing::Test
 {
 protected:
-    JobTest();
-    ~JobTest() override;
+    JobTest()
+        : mSinkId(LogSinks::AddSink([this](const LogSinks::Line& iLine) {
+              char code[16] = "";
+              if (iLine.mCode != 0)
+                  std::snprintf(code, sizeof(code), "%08X ", static_cast<unsigned>(iLine.mCode));
+              mLines.push_back(iLine.mRouter + ": " + code +
+                               (iLine.mCode == 0 ? "" : iLine.mTemplateName + " (" + iLine.mOrigin + "): ") +
+                               iLine.mText);
+          }))
+    {
+        LogSinks::Enable("Kernel", "*", true);
+        PerfReadings::Reset();
+        Faults::StartCountingBlocks();
+    }
+
+    ~JobTest() override
+    {
+        Faults::FailNth(Faults::EnumFault::Allocation, 0);
+        Faults::FailNth(Faults::EnumFault::LockCreation, 0);
+        Settings::ReleaseClock();
+        Settings::ReleaseThreadTimes();
+        LogSinks::Enable("Kernel", "*", false);
+        LogSinks::RemoveSink(mSinkId);
+        EXPECT_EQ(Faults::StopCountingBlocks(), 0) << "blocks are left behind";
+        EXPECT_EQ(PerfReadings::GetLiveInstances(cJobCategory), 0) << "jobs are left behind";
+    }
 
     static JobPtr NewJob(int iRequestType = RequestDocument, QorUserSession* iSession = nullptr,
-                         QBase::Buffer* iBuffer = nullptr);
+                         QBase::Buffer* iBuffer = nullptr)
+    {
+        return JobPtr(QORJob::NewJob(cJobId, iRequestType, cJobPriority, iSession, iBuffer));
+    }
+
     /// A job with the steps of `iTodo`, in the status given; what that logged is taken.
-    JobPtr NewJobWith(const std::string& iTodo, int iStatus = JobReady);
+    JobPtr NewJobWith(const std::string& iTodo, int iStatus = JobReady)
+    {
+        JobPtr job = NewJob();
+        Queue(*job.Get(), iTodo);
+        SetStatus(*job.Get(), iStatus);
+        TakeLog();
+        return job;
+    }
 
     /// "3 5@7 39!7 2": ids; with `@` the unit in which cSomeThread has started the step, with `!` a unit without a
     /// thread; `-` is an entry without a step.
-    static void Queue(QORJob& ioJob, const std::string& iTodo);
-    static void SetStatus(QORJob& ioJob, int iStatus);
+    static void Queue(QORJob& ioJob, const std::string& iTodo)
+    {
+        for (const std::string& text : Split(iTodo))
+        {
+            QORJobStep* step = text == "-" ? nullptr : new QORJobStep(std::stoi(text));
+            const std::size_t mark = text.find_first_of("@!");
+            if (mark != std::string::npos)
+            {
+                step->SetThreadId(text[mark] == '@' ? cSomeThread : 0);
+                step->SetPUId(std::stoi(text.substr(mark + 1)));
+            }
+            EXPECT_EQ(ioJob.AddStepToRun(step, nullptr), S_OK);
+        }
+    }
+
+    static void SetStatus(QORJob& ioJob, int iStatus)
+    {
+        if (iStatus == 13)
+            ioJob.SetStatus(8, nullptr); // from nowhere else
+        EXPECT_EQ(ioJob.SetStatus(iStatus, nullptr), S_OK);
+    }
+
     /// The queued ids in their order. They are finished ones afterwards.
-    Texts DrainTodo(QORJob& ioJob);
+    Texts DrainTodo(QORJob& ioJob)
+    {
+        TakeLog();
+        while (ioJob.SetStepComplete() == S_OK)
+        {
+        }
+        return Between(TakeLog(), "Job Trace: QORJob::SetStepComplete: Job:4711 completed step:", '.');
+    }
+
     /// The finished ids, newest first, up to a closing step. The job waits afterwards.
-    Texts ReadFinished(QORJob& ioJob);
+    Texts ReadFinished(QORJob& ioJob)
+    {
+        int step = -1;
+        SetStatus(ioJob, 7);
+        TakeLog();
+        ioJob.GetCurrentStepIdToRun(&step, nullptr);
+        return Between(TakeLog(), "finished step: ", ',');
+    }
 
-    LogCapture mLog;
+    /// What was logged since the last call; a line as "Job Trace: text", a coded entry as
+    /// "Error: 8004308E TEMPLATE (origin): arguments".
+    Texts TakeLog() { return std::exchange(mLines, {}); }
+
+private:
+    Texts mLines;
+    int mSinkId;
 };
-
-/// "3 5 2" as {"3", "5", "2"}.
-Texts Split(const std::string& iText);
-QDataType::DateTime TimeOf(int iMilliseconds);
-QDataType::DateTime StartTimeOf(const QORJobStep& iStep);
-QDataType::DateTime FinishTimeOf(const QORJobStep& iStep);

@@ -1,25 +1,18 @@
 // Runs one function on several threads that start together.
 #pragma once
 
-#include <atomic>
-#include <cstddef>
+#include <latch>
 #include <thread>
 #include <vector>
 
 template <class Function>
 void RunOnThreads(int iThreads, Function iFunction)
 {
-    std::atomic<int> waiting{iThreads};
-    std::vector<std::thread> threads;
-    threads.reserve(static_cast<std::size_t>(iThreads));
+    std::latch start(iThreads);
+    std::vector<std::jthread> threads;
     for (int index = 0; index < iThreads; ++index)
-    {
-        threads.emplace_back([&waiting, &iFunction, index] {
-            for (--waiting; waiting.load() != 0;)
-                std::this_thread::yield();
+        threads.emplace_back([&start, &iFunction, index] {
+            start.arrive_and_wait();
             iFunction(index);
         });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
 }
