@@ -45,7 +45,8 @@ QORJOB_API QORProfiler* GetQORProfiler() noexcept;
 /// The profile of that name, made when it is not there yet.
 QORJOB_API unsigned GetProfileIndex(const char* iName);
 
-/// Makes an agent and starts it; the two below take null. Null when profiling is switched off, for a negative index, or without memory.
+/// Makes an agent and starts it; the two below take null. Null when profiling is switched off, for a negative index, or
+/// without memory.
 QORJOB_API QORProfileAgent* CreateQORProfileAgent(int iProfileIndex) noexcept;
 QORJOB_API void StartProfileAgent(QORProfileAgent* iAgent) noexcept;
 /// Adds the time since the start, and one run, to the agent's profile.
