@@ -48,6 +48,7 @@ const std::vector<Case> cCases = {
     {cOpen, Running, "3@7 5 2", 0, "3 5 2", Running},
     {cOpen, None, "3@7 5 2", 3, "3 5 2", None},
     {cOpen, Running, "3@0 5 2", 3, "3 5 2", Running | Warns},
+    {cOpen, Running, "3@-1 5 2", 3, "3 5 2", Running, 3},
     {cOpen, Running, "3!7 5 2", 3, "3 5 2", Running, 3},
     {cOpen, Running, "0 2", 0, "0 2", None},
     // The closing step goes out once.
@@ -208,6 +209,9 @@ TEST_F(Dispatch, KeepsARequeuedJobWholeWhenMemoryRunsOut)
         EXPECT_TRUE(FAILED(job->GetCurrentStepIdToRun(&step, nullptr))) << nth;
         EXPECT_EQ(job->GetCurrentStepIdToRun(&step, nullptr), S_OK);
         EXPECT_EQ(step, 12);
+        job->SetStepStart(StepCloseJob, 7, nullptr);
+        EXPECT_EQ(job->GetCurrentStepIdToRun(&step, nullptr), S_OK);
+        EXPECT_EQ(step, StepNoMore) << "its closing step is being run";
         EXPECT_EQ(DrainTodo(*job.Get()), Split("12 2")) << "no job may go on without its closing step, " << nth;
     }
 }
@@ -220,7 +224,6 @@ TEST_F(Dispatch, TellsTheCurrentStepAndChangesNothing)
         {cHeld, "3@7 10 2", 0, -1},
         {{4, 5, 6}, "3@7 5", 0, 3},
         {cFailing, "3@7 - 4@8 11 2", 11, 4},
-        {cFailing, "3 10@7 2", 10, 10},
         {{6}, "11 10 26 14 2", 2, -1},
         {{4}, "14 10 2", 10, -1},
         {{5}, "14 10 2", 14, -1}};

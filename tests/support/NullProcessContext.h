@@ -3,7 +3,6 @@
 
 #include "context/ICKDXProcessContext.h"
 
-// One operation; both of a property.
 #define ONE(Name, ...) \
     HRESULT Name(__VA_ARGS__) override { return NotMade(#Name); }
 #define BOTH(Name, Type) ONE(get_##Name, Type*) ONE(put_##Name, Type)

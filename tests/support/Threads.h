@@ -1,18 +1,25 @@
 // Runs one function on several threads that start together.
 #pragma once
 
-#include <latch>
+#include <atomic>
+#include <cstddef>
 #include <thread>
 #include <vector>
 
 template <class Function>
 void RunOnThreads(int iThreads, Function iFunction)
 {
-    std::latch start(iThreads);
-    std::vector<std::jthread> threads;
+    std::atomic<int> waiting{iThreads};
+    std::vector<std::thread> threads;
+    threads.reserve(static_cast<std::size_t>(iThreads));
     for (int index = 0; index < iThreads; ++index)
-        threads.emplace_back([&start, &iFunction, index] {
-            start.arrive_and_wait();
+    {
+        threads.emplace_back([&waiting, &iFunction, index] {
+            for (--waiting; waiting.load() != 0;)
+                std::this_thread::yield();
             iFunction(index);
         });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
 }
