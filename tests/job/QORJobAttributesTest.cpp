@@ -232,9 +232,10 @@ TEST_F(JobContext, ThatThrowsGivesACodeAndLeavesTheLockFree)
             throw 1;
         };
         const auto line = [&](const std::string& iName) {
-            return Texts{
-                (bMessage ? "Error: 8004308E QOR_JOB_EXCEPTION (" : "Fatal: 8004308F QOR_JOB_SYSTEMEXCEPTION (") +
-                iName + "): " + iName + ", 4711" + (bMessage ? ", no room" : "")};
+            std::string text =
+                bMessage ? "Error: 8004308E QOR_JOB_EXCEPTION" : "Fatal: 8004308F QOR_JOB_SYSTEMEXCEPTION";
+            text.append(" (").append(iName).append("): ").append(iName).append(", 4711");
+            return Texts{text.append(bMessage ? ", no room" : "")};
         };
         const auto code = static_cast<HRESULT>(bMessage ? 0x8004308B : 0x8004308C);
         TakeLog();

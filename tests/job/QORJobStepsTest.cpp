@@ -39,13 +39,11 @@ TEST_F(StepQueue, TakesAStepWhereTheOperationSays)
         {cAppend, "2", 7, "7 2", 2},
         {cAppend, "3 2", 2, "3 2 2", 3},
         {cAppend, "3 2 5", 7, "3 2 5 7", 4},
-        {cToRun, "", 3, "3", 4},
         {cToRun, "3 2", 3, "3 2 3", 4},
         {cAtFront, "", 3, "3", 1},
         {cAtFront, "3 2", 3, "3 3 2", 3},
         {cAfterThis, "", 3, "3", 1},
         {cAfterThis, "3 2", 3, "3 3 2", 3},
-        {cAfterThis, "2", 7, "2 7", 2},
         {AddById, "", 3, "3", 1},
         {AddById, "3 5 2", 7, "3 7 5 2", 4},
     };

@@ -33,9 +33,6 @@ TEST(Messages, WriteEachKindOfArgument)
 TEST(Messages, FillTheirTemplate)
 {
     const std::pair<const char*, const char*> cRows[] = {
-        {"", ""},
-        {"no place", "no place"},
-        {"%1", "a"},
         {"job %2 of %1, %2 again", "job b of a, b again"},
         {"%10%11", "jk"},
         {"%1.0", "a.0"},

@@ -5,7 +5,7 @@
 
 #define ONE(Name, ...) \
     HRESULT Name(__VA_ARGS__) override { return NotMade(#Name); }
-#define BOTH(Name, Type) ONE(get_##Name, Type*) ONE(put_##Name, Type)
+#define BOTH(Name, Type) ONE(get_##Name, std::add_pointer_t<Type>) ONE(put_##Name, Type)
 
 /// Every operation that gives a code gives E_NOTIMPL, after NotMade was told its name.
 class NullProcessContext : public ICKDXProcessContext
