@@ -1,7 +1,7 @@
 // What the job library asks of the report instance behind a request.
 #pragma once
 
-#include "context/ReservedSlots.h"
+#include "platform/ReservedSlots.h"
 #include "platform/QBase.h"
 #include "platform/Windows.h"
 
