@@ -21,20 +21,18 @@ QORJOB_API void Dec(MessageFormatter& ioFormatter);
 QORJOB_API void WideHex(MessageFormatter& ioFormatter);
 } // namespace Format
 
-/// One category of one component's log, such as "Kernel"/"Job Trace".
+/// One category of one component's log, such as "Kernel"/"Job Trace". It is a source of messages, too: it has the texts
+/// of its component, and records what was made of them.
 ///
 /// Threads: any.
 /// Owns:    itself, by reference count.
-/// Errors:  LogLine and LogCoded throw std::bad_alloc only.
+/// Errors:  its operations throw std::bad_alloc only.
 /// Locks:   the sinks' own.
-class QORJOB_API Router
+class QORJOB_API Router : public QResource::MessageSource
 {
 public:
     /// Callers test this before they format anything.
     bool IsEnabled() const noexcept { return mbEnabled.load(std::memory_order_relaxed); }
-
-    virtual unsigned AddRef() noexcept = 0;
-    virtual unsigned Release() noexcept = 0;
 
     /// Writes `iTemplate`, filled with the arguments.
     virtual void LogLine(const char* iTemplate, const MessageFormatter& iArguments) = 0;

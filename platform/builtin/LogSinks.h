@@ -17,7 +17,7 @@ struct Line
 {
     std::string mComponent;
     std::string mRouter;
-    std::string mText;         ///< the filled template, or the arguments of a coded entry
+    std::string mText;         ///< the filled template, the recorded text, or the arguments of a coded entry
     HRESULT mCode = 0;         ///< 0: a plain line
     std::string mTemplateName; ///< of a coded entry
     std::string mOrigin;

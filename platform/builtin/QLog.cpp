@@ -1,6 +1,7 @@
 #include "platform/QLog.h"
 
 #include "platform/builtin/CacheLines.h"
+#include "platform/builtin/Catalogue.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Faults.h"
 #include "platform/builtin/LogSinks.h"
@@ -46,6 +47,12 @@ public:
         }
         return references != 0;
     }
+
+    QBase::ReturnPtrI<QResource::Bundle> GetResourceBundle() override
+    {
+        return QResource::GetFileBundle(mKey.first.c_str());
+    }
+    void RecordText(const char* iText, unsigned iMessageId, int, int, int) override;
 
     void LogLine(const char* iTemplate, const MessageFormatter& iArguments) override;
     void LogCoded(HRESULT iCode, const char* iTemplateName, const char* iOrigin,
@@ -119,6 +126,18 @@ LogSinks::Line RouterBody::MakeLine(std::string iText) const
     line.mText = std::move(iText);
     line.mThreadId = QBase::GetCurrentThreadID();
     return line;
+}
+
+void RouterBody::RecordText(const char* iText, unsigned iMessageId, int, int, int)
+{
+    if (!IsHeard())
+        return;
+    LogSinks::Line line = MakeLine(iText);
+    line.mCode = static_cast<HRESULT>(iMessageId);
+    const char* const bundle = Catalogue::FindBundle(mKey.first);
+    if (const Catalogue::Entry* const entry = Catalogue::Find(bundle, iMessageId, QResource::GetProcessLanguageID()))
+        line.mTemplateName = entry->mpName;
+    LogSinks::Write(line);
 }
 
 void RouterBody::LogLine(const char* iTemplate, const MessageFormatter& iArguments)

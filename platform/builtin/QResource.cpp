@@ -49,9 +49,9 @@ MessageFormatter& MessageFormatter::AddNumber(Signed iValue, Unsigned iBits)
 {
     static_assert(std::is_unsigned_v<Unsigned> && sizeof(Signed) == sizeof(Unsigned));
     if (mRadix == EnumRadix::Decimal)
-        mArguments.push_back(ToText(iValue));
+        AddArgument(ToText(iValue));
     else
-        mArguments.push_back(ToHex(iBits, mRadix == EnumRadix::WideHexadecimal ? 2 * sizeof(Unsigned) : 1));
+        AddArgument(ToHex(iBits, mRadix == EnumRadix::WideHexadecimal ? 2 * sizeof(Unsigned) : 1));
     return *this;
 }
 
@@ -77,7 +77,7 @@ MessageFormatter& MessageFormatter::operator<<(unsigned long long iValue) { retu
 
 MessageFormatter& MessageFormatter::operator<<(double iValue)
 {
-    mArguments.push_back(ToText(iValue));
+    AddArgument(ToText(iValue));
     return *this;
 }
 
@@ -88,25 +88,25 @@ MessageFormatter& MessageFormatter::operator<<(const char* iText)
 
 MessageFormatter& MessageFormatter::operator<<(std::string_view iText)
 {
-    mArguments.emplace_back(iText);
+    AddArgument(std::string(iText));
     return *this;
 }
 
 MessageFormatter& MessageFormatter::operator<<(const WCHAR* iText)
 {
-    mArguments.push_back(iText == nullptr ? std::string() : QBase::WideCharToUTF8(iText));
+    AddArgument(iText == nullptr ? std::string() : QBase::WideCharToUTF8(iText));
     return *this;
 }
 
 MessageFormatter& MessageFormatter::operator<<(const void* iPointer)
 {
-    mArguments.push_back(ToHex(reinterpret_cast<std::uintptr_t>(iPointer), 1));
+    AddArgument(ToHex(reinterpret_cast<std::uintptr_t>(iPointer), 1));
     return *this;
 }
 
 MessageFormatter& MessageFormatter::operator<<(const GUID& iGuid)
 {
-    mArguments.push_back(QBase::ToString(iGuid));
+    AddArgument(QBase::ToString(iGuid));
     return *this;
 }
 

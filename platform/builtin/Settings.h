@@ -1,4 +1,4 @@
-// What can be set instead of asked from the system: the clock, the calling thread's times, the languages.
+// What can be set instead of asked from the system: the clock, the calling thread's times, the languages, the locale.
 #pragma once
 
 #include "platform/Export.h"
@@ -22,5 +22,8 @@ QORJOB_API void ReleaseThreadTimes() noexcept;
 QORJOB_API void SetProcessLanguageID(unsigned iLanguageId) noexcept;
 /// The calling thread's; 0 takes it back to the process's.
 QORJOB_API void SetThreadLanguageID(unsigned iLanguageId) noexcept;
+
+/// The user's default locale; its low 16 bits are the language.
+QORJOB_API void SetUserDefaultLCID(unsigned iLocale) noexcept;
 
 } // namespace Settings

@@ -1,0 +1,17 @@
+// The COM shared library: what the modules behind COM interfaces have in common.
+#pragma once
+
+#include "platform/Export.h"
+#include "platform/Windows.h"
+
+#include <map>
+#include <string>
+
+namespace QCOMShared
+{
+
+/// Writes the properties as one JSON object, in the order of their keys, each value as a string. What is malformed in
+/// their UTF-8 becomes U+FFFD. Errors: E_OUTOFMEMORY; `oMessage` is as it was then.
+QORJOB_API HRESULT GetLogMessageInJSON(const std::map<std::string, std::string>& iProperties, std::string& oMessage);
+
+} // namespace QCOMShared

@@ -1,0 +1,131 @@
+#include "platform/QLogRouter.h"
+
+#include "platform/QLog.h"
+#include "platform/builtin/Catalogue.h"
+#include "platform/builtin/EventTrace.h"
+#include "platform/builtin/Guarded.h"
+#include "platform/builtin/MessageBlocks.h"
+#include "platform/builtin/NeverDestroyed.h"
+#include "platform/builtin/ThreadContextListener.h"
+
+#include <memory>
+#include <mutex>
+#include <utility>
+
+namespace
+{
+
+using Listener = std::function<void()>;
+
+struct ListenerPlace
+{
+    std::mutex mMutex;
+    std::shared_ptr<const Listener> mpListener;
+};
+
+ListenerPlace& GetListenerPlace()
+{
+    static Builtin::NeverDestroyed<ListenerPlace> place;
+    return place.Get();
+}
+
+/// The template of an entry: its source's own for the code, else any bundle's, else, from a source that is no bundle's
+/// name, the source itself. Null when there is none.
+const char* TemplateOf(const std::string& iSource, unsigned iCode, unsigned iLanguageId)
+{
+    const char* const bundle = Catalogue::FindBundle(iSource);
+    const Catalogue::Entry* entry = Catalogue::Find(bundle, iCode, iLanguageId);
+    if (entry == nullptr)
+        entry = Catalogue::Find(nullptr, iCode, iLanguageId);
+    if (entry != nullptr)
+        return entry->mpText;
+    return bundle == nullptr && !iSource.empty() ? iSource.c_str() : nullptr;
+}
+
+} // namespace
+
+void ThreadContextListener::Set(std::function<void()> iListener)
+{
+    std::shared_ptr<const Listener> listener;
+    if (iListener)
+        listener = std::make_shared<const Listener>(std::move(iListener));
+    ListenerPlace& place = GetListenerPlace();
+    const std::lock_guard hold(place.mMutex);
+    place.mpListener.swap(listener);
+}
+
+void QLogRouter::RefreshCurrentThreadContext()
+{
+    EventTrace::Note("QLogRouter::RefreshCurrentThreadContext");
+    std::shared_ptr<const Listener> listener;
+    {
+        ListenerPlace& place = GetListenerPlace();
+        const std::lock_guard hold(place.mMutex);
+        listener = place.mpListener;
+    }
+    if (listener != nullptr)
+        (*listener)();
+}
+
+QORMessagePacker::QORMessagePacker(ICKDXWriteMessage* iMessage, const WCHAR* iSource, unsigned iCode)
+    : mMessage(iMessage), mSource(iSource == nullptr ? std::string() : QBase::WideCharToUTF8(iSource)), mCode(iCode)
+{
+    EventTrace::Note("QORMessagePacker", {iCode});
+}
+
+QORMessagePacker::~QORMessagePacker()
+{
+    if (!mMessage)
+        return;
+    Builtin::Guarded([this] {
+        MessageBlocks::Bytes block;
+        MessageBlocks::AppendBlock(block, 0, MessageBlocks::PackEntry(mCode, mSource, GetArguments()));
+        return mMessage->AppendBlocks(block.data(), block.size());
+    });
+}
+
+HRESULT QORMessageUnpacker::Create(ICKDXReadBlockStream* iStream, unsigned iLanguageId,
+                                   std::unique_ptr<QORMessageUnpacker>& oUnpacker)
+{
+    EventTrace::Note("QORMessageUnpacker::Create", {iLanguageId});
+    oUnpacker.reset();
+    if (iStream == nullptr)
+        return E_POINTER;
+    return Builtin::Guarded([&] {
+        MessageBlocks::Block block;
+        if (const HRESULT code = MessageBlocks::ReadBlock(*iStream, block); FAILED(code))
+            return code;
+        std::unique_ptr<QORMessageUnpacker> unpacker(new QORMessageUnpacker);
+        unpacker->mLanguageId = iLanguageId;
+        unpacker->mBlocksLeft = block.mBlocksThatFollow;
+        if (!block.mBody.empty())
+        {
+            MessageBlocks::Entry entry;
+            if (const HRESULT code = MessageBlocks::UnpackEntry(block.mBody, entry); FAILED(code))
+                return code;
+            unpacker->mbEmpty = false;
+            unpacker->mCode = entry.mCode;
+            unpacker->mSource = std::move(entry.mSource);
+            for (std::string& argument : entry.mArguments)
+                unpacker->mArguments.AddArgument(std::move(argument));
+        }
+        oUnpacker = std::move(unpacker);
+        return S_OK;
+    });
+}
+
+std::string QORMessageUnpacker::Build() const
+{
+    if (mbEmpty)
+        return {};
+    const unsigned language = mLanguageId == cNoLanguage ? QResource::GetProcessLanguageID() : mLanguageId;
+    if (const char* const text = TemplateOf(mSource, mCode, language))
+        return mArguments.Format(text);
+
+    QResource::MessageFormatter code;
+    code << QLog::Format::WideHex << mCode;
+    std::string text = QResource::GetMessageTemplate() + code.GetArguments().front();
+    for (std::size_t index = 0; const std::string& argument : mArguments.GetArguments())
+        text.append(index++ == 0 ? ": " : ", ").append(argument);
+    return text;
+}

@@ -1,0 +1,148 @@
+#include "platform/builtin/Catalogue.h"
+
+#include "platform/QLog.h"
+#include "platform/QLogRouter.h"
+#include "platform/QResource.h"
+#include "platform/builtin/LogSinks.h"
+#include "platform/builtin/Settings.h"
+#include "tests/support/OperationPlace.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+using QBase::PtrI;
+using QResource::Bundle;
+
+namespace
+{
+
+constexpr unsigned cEnglish = 0x409;
+constexpr unsigned cGerman = 0x407;
+
+/// The numbers of a template's places.
+std::multiset<char> PlacesOf(std::string_view iText)
+{
+    std::multiset<char> places;
+    for (std::size_t at = iText.find('%'); at != std::string_view::npos; at = iText.find('%', at + 1))
+        places.insert(at + 1 < iText.size() ? iText[at + 1] : '%');
+    return places;
+}
+
+std::string Find(const PtrI<Bundle>& iBundle, unsigned iId, unsigned iLocale)
+{
+    return QBase::WideCharToUTF8(iBundle->FindMessage(iId, iLocale, W("none")));
+}
+
+} // namespace
+
+TEST(Catalogues, SayTheSameInEachLanguage)
+{
+    ASSERT_EQ(Catalogue::GetLanguages().size(), 2u);
+    const Catalogue::Language& english = Catalogue::GetLanguages()[0];
+    EXPECT_EQ(english.mLanguageId, cEnglish);
+    for (const Catalogue::Language& language : Catalogue::GetLanguages())
+    {
+        EXPECT_EQ(language.mEntries.size(), english.mEntries.size());
+        for (const Catalogue::Entry& entry : language.mEntries)
+        {
+            const auto* const same = Catalogue::Find(entry.mpBundle, entry.mMessageId, cEnglish);
+            ASSERT_NE(same, nullptr) << entry.mpName;
+            EXPECT_STREQ(entry.mpName, same->mpName);
+            EXPECT_EQ(PlacesOf(entry.mpText), PlacesOf(same->mpText)) << entry.mpName;
+        }
+    }
+}
+
+TEST(Catalogues, NameTheKindsOfRequests)
+{
+    const struct
+    {
+        unsigned mId;
+        const char* mpEnglish;
+        const char* mpGerman;
+    } rows[] = {
+        {0x40063F6A, "Meta data request", "Metadatenanforderung"},
+        {0x40063F6B, "Request element", "Elementanforderung"},
+        {0x40063F6C, "Report request", "Berichtsanforderung"},
+        {0x40063F6D, "Document request", "Dokumentanforderung"},
+        {0x40063F6E, "Batch child report request", "Berichtsanforderung aus einem Stapel"},
+        {0x40063F6F, "Batch execution request", "Stapelanforderung"},
+        {0x40063F70, "Datamart report request", "Datamart-Berichtsanforderung"},
+        {0x40063F71, "Unknown job type", "Unbekannte Auftragsart"},
+        {0x40063F94, "Plazabox job request", "Plazabox-Anforderung"},
+        {0x40063F95, "Import .vtx job request", "Anforderung eines .vtx-Imports"},
+        {0x40063F96, "External Notification job request", "Externe Benachrichtigung"},
+        {0x40063F97, "Request SQL", "SQL-Anforderung"},
+        {0x40063F72, "none", "none"},
+    };
+    const PtrI<Bundle> german = QLogRouter::GetResourceBundle(0x10407); // a locale
+    for (const auto& row : rows)
+    {
+        EXPECT_EQ(Find(german, row.mId, cEnglish), row.mpEnglish);
+        EXPECT_EQ(Find(german, row.mId, 0x10407), row.mpGerman);
+        EXPECT_EQ(Find(german, row.mId, 0), row.mpGerman); // the bundle's own
+    }
+    EXPECT_EQ(german->FindMessage(1, cEnglish, nullptr), W(""));
+}
+
+TEST(Bundles, GiveTemplatesByIdAndByKey)
+{
+    const PtrI<Bundle> kernel = QResource::GetFileBundle("Kernel");
+    const PtrI<Bundle> server = QResource::GetFileBundle("Server");
+    EXPECT_FALSE(QResource::GetFileBundle("Elsewhere"));
+    const char* const key = "E_KERNEL_MEMORY_GOVERNOR_REQUEST";
+    const char* const english = "Job %1 needs more memory than its limit of %2 MB allows.";
+    EXPECT_STREQ(kernel->GetTemplate(0x8000FE24, cEnglish, nullptr, 0), english);
+    EXPECT_STREQ(kernel->GetTemplate(0x8000FE24, cEnglish, "OTHER", 0), english);
+    EXPECT_STREQ(kernel->GetTemplate(1, cEnglish, key, 0), english);
+    EXPECT_STREQ(kernel->GetTemplate(1, cGerman, key, 0),
+                 "Auftrag %1 braucht mehr Speicher, als seine Grenze von %2 MB erlaubt.");
+    EXPECT_STREQ(kernel->GetTemplate(1, cEnglish, "OTHER", 0), "-?- ");
+    EXPECT_STREQ(kernel->GetTemplate(1, cEnglish, nullptr, 0), QResource::GetMessageTemplate());
+    EXPECT_STREQ(server->GetTemplate(0x8000FE24, cEnglish, key, 0), "-?- "); // another bundle's
+
+    Settings::SetThreadLanguageID(cGerman);
+    EXPECT_STREQ(server->GetTemplate(0x8004FE0F, 0, nullptr, 0), "Die Aufgabe wurde abgebrochen.");
+    Settings::SetThreadLanguageID(0);
+    EXPECT_STREQ(server->GetTemplate(0x8004FE0F, 0, nullptr, 0), "The task was aborted.");
+    EXPECT_EQ(kernel->AddRef(), 2u);
+    EXPECT_EQ(kernel->Release(), 1u);
+}
+
+TEST(ResourceOperations, StandAtTheirPlaces)
+{
+    EXPECT_EQ(PlaceOf(&Bundle::GetTemplate), 9u);
+    EXPECT_EQ(PlaceOf(&QResource::MessageFormatter::Format), 1u);
+    EXPECT_EQ(PlaceOf(&QResource::MessageSource::GetResourceBundle), 2u);
+    EXPECT_EQ(PlaceOf(&QResource::MessageSource::RecordText), 5u);
+}
+
+TEST(MessageSources, AreTheRouters)
+{
+    std::vector<LogSinks::Line> lines;
+    const int sink = LogSinks::AddSink([&](const LogSinks::Line& iLine) { lines.push_back(iLine); });
+    LogSinks::Enable("Kernel", "Source", true);
+    const PtrI<QLog::Router> router = QLog::CreateRouter("Kernel", "Source", 1);
+    QResource::MessageSource* const source = router.Get();
+
+    const PtrI<Bundle> bundle = source->GetResourceBundle();
+    QResource::MessageFormatter arguments;
+    arguments << 7 << 100;
+    const std::string text = arguments.Format(bundle->GetTemplate(0x8000FE24, cEnglish, nullptr, 0));
+    source->RecordText(text.c_str(), 0x8000FE24, 0, 0, 0);
+    source->RecordText("100% of %1", 1, 0, 0, 0);
+    LogSinks::Enable("*", "*", false);
+    source->RecordText("unheard", 1, 0, 0, 0);
+    LogSinks::RemoveSink(sink);
+
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0].mText, "Job 7 needs more memory than its limit of 100 MB allows.");
+    EXPECT_EQ(lines[0].mCode, static_cast<HRESULT>(0x8000FE24));
+    EXPECT_EQ(lines[0].mTemplateName, "E_KERNEL_MEMORY_GOVERNOR_REQUEST");
+    EXPECT_EQ(lines[1].mText, "100% of %1"); // a text, no template
+    EXPECT_EQ(lines[1].mTemplateName, "");
+    EXPECT_FALSE(QLog::CreateRouter("Elsewhere", "Source", 1)->GetResourceBundle());
+}
