@@ -1,5 +1,6 @@
 // The Windows names that the library is written in. On Windows the SDK declares them; elsewhere this header does,
-// with the same sizes. The services behind the functions declared here stand in platform/builtin.
+// with the same sizes; its COM services have a header of their own. The services behind the functions declared here
+// stand in platform/builtin.
 #pragma once
 
 #include "platform/Export.h"
@@ -16,6 +17,7 @@
 #endif
 #include <windows.h>
 
+#include <objbase.h>
 #include <oleauto.h>
 #include <unknwn.h>
 
@@ -76,6 +78,12 @@ inline constexpr HRESULT E_HANDLE = static_cast<HRESULT>(0x80070006);
 inline constexpr HRESULT E_OUTOFMEMORY = static_cast<HRESULT>(0x8007000E);
 inline constexpr HRESULT E_INVALIDARG = static_cast<HRESULT>(0x80070057);
 
+inline constexpr HRESULT REGDB_E_CLASSNOTREG = static_cast<HRESULT>(0x80040154);
+inline constexpr HRESULT DISP_E_EXCEPTION = static_cast<HRESULT>(0x80020009);
+
+inline constexpr VARIANT_BOOL VARIANT_TRUE = -1;
+inline constexpr VARIANT_BOOL VARIANT_FALSE = 0;
+
 constexpr bool SUCCEEDED(HRESULT iCode) { return iCode >= 0; }
 
 constexpr bool FAILED(HRESULT iCode) { return iCode < 0; }
@@ -101,6 +109,8 @@ QORJOB_API BSTR SysAllocString(const WCHAR* iText);
 QORJOB_API BSTR SysAllocStringLen(const WCHAR* iText, unsigned iLength);
 QORJOB_API void SysFreeString(BSTR iText);
 QORJOB_API unsigned SysStringLen(BSTR iText);
+
+#include "platform/ComServices.h"
 
 #endif
 

@@ -1,0 +1,99 @@
+// The COM services of Windows that the library calls, where no Windows is. Include platform/Windows.h: it brings these
+// names on every system.
+#pragma once
+
+#include "platform/Export.h"
+#include "platform/Windows.h"
+
+#include <cstddef>
+
+#if !defined(_WIN32)
+
+QORJOB_API extern const GUID IID_IErrorInfo;
+QORJOB_API extern const GUID IID_ICreateErrorInfo;
+QORJOB_API extern const GUID IID_IMarshal;
+/// The class that unmarshals what the free-threaded marshaler wrote.
+QORJOB_API extern const GUID CLSID_InProcFreeMarshaler;
+
+/// Memory that one module gives to another: the receiver frees it. Null when there is none.
+QORJOB_API void* CoTaskMemAlloc(std::size_t iBytes);
+QORJOB_API void CoTaskMemFree(void* iMemory);
+
+/// The name of a class, from the registry's HKEY_CLASSES_ROOT\CLSID\{...}\ProgID; the caller frees it with
+/// CoTaskMemFree. Errors: E_INVALIDARG for a null out-pointer, REGDB_E_CLASSNOTREG when the registry has no name.
+QORJOB_API HRESULT ProgIDFromCLSID(const GUID& iClassId, WCHAR** oProgId);
+
+/// What went wrong, as a client of a COM interface reads it. The strings are the caller's to free; what was never set
+/// is null, GUID_NULL or 0. Errors: E_INVALIDARG for a null out-pointer.
+class IErrorInfo : public IUnknown
+{
+public:
+    virtual HRESULT GetGUID(GUID* oInterfaceId) = 0;
+    virtual HRESULT GetSource(BSTR* oSource) = 0;
+    virtual HRESULT GetDescription(BSTR* oDescription) = 0;
+    virtual HRESULT GetHelpFile(BSTR* oHelpFile) = 0;
+    virtual HRESULT GetHelpContext(DWORD* oHelpContext) = 0;
+
+protected:
+    ~IErrorInfo() = default;
+};
+
+/// The same object as seen by who fills it. The texts are copied and stay as they are; null clears.
+class ICreateErrorInfo : public IUnknown
+{
+public:
+    virtual HRESULT SetGUID(const GUID& iInterfaceId) = 0;
+    virtual HRESULT SetSource(WCHAR* iSource) = 0;
+    virtual HRESULT SetDescription(WCHAR* iDescription) = 0;
+    virtual HRESULT SetHelpFile(WCHAR* iHelpFile) = 0;
+    virtual HRESULT SetHelpContext(DWORD iHelpContext) = 0;
+
+protected:
+    ~ICreateErrorInfo() = default;
+};
+
+QORJOB_API HRESULT CreateErrorInfo(ICreateErrorInfo** oErrorInfo);
+
+/// The calling thread's error object. Set takes a reference in place of the one before (null: none); Get hands it out
+/// and takes it from the thread, S_FALSE and null when there is none. `iReserved` is 0, else E_INVALIDARG.
+QORJOB_API HRESULT SetErrorInfo(ULONG iReserved, IErrorInfo* iErrorInfo);
+QORJOB_API HRESULT GetErrorInfo(ULONG iReserved, IErrorInfo** oErrorInfo);
+
+/// A stream as far as a marshaler needs one.
+class IStream : public IUnknown
+{
+public:
+    virtual HRESULT Read(void* oBytes, ULONG iBytes, ULONG* oRead) = 0;
+    virtual HRESULT Write(const void* iBytes, ULONG iByteCount, ULONG* oWritten) = 0;
+
+protected:
+    ~IStream() = default;
+};
+
+/// How an interface pointer gets from one thread to another. `iContext` is MSHCTX_INPROC.
+class IMarshal : public IUnknown
+{
+public:
+    virtual HRESULT GetUnmarshalClass(const GUID& iInterfaceId, void* iObject, DWORD iContext, void* iReserved,
+                                      DWORD iFlags, GUID* oClassId) = 0;
+    virtual HRESULT GetMarshalSizeMax(const GUID& iInterfaceId, void* iObject, DWORD iContext, void* iReserved,
+                                      DWORD iFlags, DWORD* oBytes) = 0;
+    virtual HRESULT MarshalInterface(IStream* iStream, const GUID& iInterfaceId, void* iObject, DWORD iContext,
+                                     void* iReserved, DWORD iFlags) = 0;
+    virtual HRESULT UnmarshalInterface(IStream* iStream, const GUID& iInterfaceId, void** oObject) = 0;
+    virtual HRESULT ReleaseMarshalData(IStream* iStream) = 0;
+    virtual HRESULT DisconnectObject(DWORD iReserved) = 0;
+
+protected:
+    ~IMarshal() = default;
+};
+
+inline constexpr DWORD MSHCTX_INPROC = 3;
+
+/// Makes the marshaler that an object of any thread aggregates: it writes the pointer itself, so that every thread
+/// calls the object directly. The result is the marshaler's own IUnknown; ask it for IID_IMarshal. It counts its
+/// IMarshal references on `iOuter`, which it doesn't own (null: on itself). Errors: E_INVALIDARG for a null
+/// out-pointer, E_OUTOFMEMORY.
+QORJOB_API HRESULT CoCreateFreeThreadedMarshaler(IUnknown* iOuter, IUnknown** oMarshaler);
+
+#endif

@@ -1,0 +1,46 @@
+// Memory that modules give to one another, and the names of classes, where no Windows is.
+#include "platform/Windows.h"
+
+#if !defined(_WIN32)
+
+#include "platform/QBase.h"
+#include "platform/QRegistry.h"
+#include "platform/builtin/Guarded.h"
+
+#include <cstring>
+#include <string>
+
+void* CoTaskMemAlloc(std::size_t iBytes) { return QBase::HeapAllocate(iBytes); }
+
+void CoTaskMemFree(void* iMemory) { QBase::HeapFree(iMemory); }
+
+HRESULT ProgIDFromCLSID(const GUID& iClassId, WCHAR** oProgId)
+{
+    if (oProgId == nullptr)
+        return E_INVALIDARG;
+    *oProgId = nullptr;
+    return Builtin::Guarded([&] {
+        const std::string path = "CLSID\\" + QBase::ToString(iClassId) + "\\ProgID";
+        QBase::wstring name;
+        try
+        {
+            const auto key =
+                QRegistry::OpenKeyFromRoot(QRegistry::RootHives::ClassesRoot, QBase::UTF8ToWideChar(path).c_str());
+            if (!key.HasUnnamedValue())
+                return REGDB_E_CLASSNOTREG;
+            name = key.ReadText(nullptr, W(""));
+        }
+        catch (const QRegistry::KeyException&)
+        {
+            return REGDB_E_CLASSNOTREG;
+        }
+        const std::size_t bytes = (name.size() + 1) * sizeof(WCHAR);
+        *oProgId = static_cast<WCHAR*>(CoTaskMemAlloc(bytes));
+        if (*oProgId == nullptr)
+            return E_OUTOFMEMORY;
+        std::memcpy(*oProgId, name.c_str(), bytes);
+        return S_OK;
+    });
+}
+
+#endif

@@ -1,0 +1,158 @@
+// The marshaler of objects that any thread may call, where no Windows is.
+#include "platform/Windows.h"
+
+#if !defined(_WIN32)
+
+#include "platform/QBase.h"
+#include "platform/builtin/CountedObject.h"
+
+const GUID IID_IMarshal{0x00000003, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
+const GUID CLSID_InProcFreeMarshaler{0x0000033A, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
+
+namespace
+{
+
+constexpr ULONG cPointerBytes = sizeof(void*);
+
+/// What goes through the stream: the pointer itself, with the reference that the stream holds.
+HRESULT ReadObject(IStream* iStream, QBase::PtrI<IUnknown>& oObject)
+{
+    IUnknown* object = nullptr;
+    ULONG bytes = 0;
+    if (iStream == nullptr)
+        return E_INVALIDARG;
+    const HRESULT code = iStream->Read(&object, cPointerBytes, &bytes);
+    if (FAILED(code))
+        return code;
+    if (bytes != cPointerBytes)
+        return E_FAIL;
+    oObject = QBase::PtrI<IUnknown>::Adopt(object);
+    return S_OK;
+}
+
+class Marshaler final : public IMarshal, public Builtin::HeapObject
+{
+public:
+    /// The marshaler as its owner sees it: references taken here are its own. Behind IMarshal it is the owner who
+    /// answers and who counts.
+    class Inner final : public IUnknown
+    {
+    public:
+        explicit Inner(Marshaler& iWhole) : mWhole(iWhole) {}
+
+        HRESULT QueryInterface(const GUID& iInterfaceId, void** oInterface) override
+        {
+            if (oInterface == nullptr)
+                return E_POINTER;
+            IUnknown* found = nullptr;
+            if (iInterfaceId == IID_IUnknown)
+                found = this;
+            else if (iInterfaceId == IID_IMarshal)
+                found = &mWhole;
+            *oInterface = found;
+            if (found == nullptr)
+                return E_NOINTERFACE;
+            found->AddRef();
+            return S_OK;
+        }
+
+        ULONG AddRef() override { return mReferences.Add(); }
+
+        ULONG Release() override
+        {
+            const unsigned left = mReferences.Drop();
+            if (left == 0)
+                delete &mWhole;
+            return left;
+        }
+
+    private:
+        Marshaler& mWhole;
+        Builtin::ReferenceCount mReferences;
+    };
+
+    explicit Marshaler(IUnknown* iOuter) : mInner(*this), mOuter(iOuter == nullptr ? mInner : *iOuter) {}
+
+    IUnknown* GetInner() { return &mInner; }
+
+    HRESULT QueryInterface(const GUID& iInterfaceId, void** oInterface) override
+    {
+        return mOuter.QueryInterface(iInterfaceId, oInterface);
+    }
+    ULONG AddRef() override { return mOuter.AddRef(); }
+    ULONG Release() override { return mOuter.Release(); }
+
+    HRESULT GetUnmarshalClass(const GUID&, void*, DWORD iContext, void*, DWORD, GUID* oClassId) override
+    {
+        if (oClassId == nullptr)
+            return E_INVALIDARG;
+        *oClassId = CLSID_InProcFreeMarshaler;
+        return iContext == MSHCTX_INPROC ? S_OK : E_NOTIMPL;
+    }
+
+    HRESULT GetMarshalSizeMax(const GUID&, void*, DWORD iContext, void*, DWORD, DWORD* oBytes) override
+    {
+        if (oBytes == nullptr)
+            return E_INVALIDARG;
+        *oBytes = cPointerBytes;
+        return iContext == MSHCTX_INPROC ? S_OK : E_NOTIMPL;
+    }
+
+    HRESULT MarshalInterface(IStream* iStream, const GUID& iInterfaceId, void* iObject, DWORD iContext, void*,
+                             DWORD) override
+    {
+        if (iStream == nullptr)
+            return E_INVALIDARG;
+        if (iContext != MSHCTX_INPROC)
+            return E_NOTIMPL;
+        IUnknown& object = iObject == nullptr ? mOuter : *static_cast<IUnknown*>(iObject);
+        void* found = nullptr;
+        HRESULT code = object.QueryInterface(iInterfaceId, &found);
+        if (FAILED(code))
+            return code;
+        auto reference = QBase::PtrI<IUnknown>::Adopt(static_cast<IUnknown*>(found));
+        ULONG bytes = 0;
+        code = iStream->Write(&found, cPointerBytes, &bytes);
+        if (FAILED(code))
+            return code;
+        if (bytes != cPointerBytes)
+            return E_FAIL;
+        reference.Detach(); // the stream's from here on
+        return S_OK;
+    }
+
+    HRESULT UnmarshalInterface(IStream* iStream, const GUID& iInterfaceId, void** oObject) override
+    {
+        if (oObject == nullptr)
+            return E_INVALIDARG;
+        *oObject = nullptr;
+        QBase::PtrI<IUnknown> object;
+        const HRESULT code = ReadObject(iStream, object);
+        return FAILED(code) ? code : object->QueryInterface(iInterfaceId, oObject);
+    }
+
+    HRESULT ReleaseMarshalData(IStream* iStream) override
+    {
+        QBase::PtrI<IUnknown> object;
+        return ReadObject(iStream, object);
+    }
+
+    HRESULT DisconnectObject(DWORD) override { return S_OK; }
+
+private:
+    Inner mInner;
+    IUnknown& mOuter; // not counted: it owns this
+};
+
+} // namespace
+
+HRESULT CoCreateFreeThreadedMarshaler(IUnknown* iOuter, IUnknown** oMarshaler)
+{
+    if (oMarshaler == nullptr)
+        return E_INVALIDARG;
+    auto* const marshaler = new Marshaler(iOuter);
+    *oMarshaler = marshaler == nullptr ? nullptr : marshaler->GetInner();
+    return marshaler == nullptr ? E_OUTOFMEMORY : S_OK;
+}
+
+#endif

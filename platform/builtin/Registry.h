@@ -1,0 +1,39 @@
+// The registry where no Windows is: a tree in memory, empty at first. It is filled by call or from a text file (UTF-8):
+//
+//     # a comment
+//     [HKEY_LOCAL_MACHINE\SOFTWARE\Veltrix\Language]
+//     @ = 409
+//     [HKEY_CLASSES_ROOT\CLSID\{5B0C9E4A-7C1D-4E0B-9C57-2F6A1B3D8E60}\ProgID]
+//     @ = Veltrix.Context
+//     Some name = some text
+//
+// A line in brackets names the key that the lines behind it fill; `@` is its unnamed value. Blanks around names and
+// texts don't count, empty lines neither. A name ends at the first `=`.
+#pragma once
+
+#include "platform/Export.h"
+
+#include <string>
+#include <string_view>
+
+#if !defined(_WIN32)
+
+namespace Registry
+{
+
+/// Makes the key (`HKEY_LOCAL_MACHINE\SOFTWARE`) with the keys above it; throws QBase::Message for a root that there
+/// isn't or an empty name.
+QORJOB_API void CreateKey(std::string_view iPath);
+/// Sets a text; makes its key. An empty name is the unnamed value.
+QORJOB_API void SetText(std::string_view iPath, std::string_view iName, std::string_view iText);
+
+/// Adds what the lines say, or nothing: a bad line throws QBase::Message "file:line: what is wrong".
+QORJOB_API void LoadText(std::string_view iLines, const std::string& iFileName);
+QORJOB_API void LoadFile(const std::string& iFileName);
+
+/// Empties the tree. Keys that are open stay readable.
+QORJOB_API void Clear();
+
+} // namespace Registry
+
+#endif

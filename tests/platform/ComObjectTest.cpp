@@ -1,0 +1,181 @@
+#include "platform/ComObject.h"
+
+#include "platform/builtin/EventTrace.h"
+#include "platform/builtin/Faults.h"
+#include "tests/support/Threads.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+const GUID cThingId = {0x11111111, 0x2222, 0x3333, {0x44, 0x44, 0x55, 0x55, 0x55, 0x55, 0x55, 0x55}};
+const GUID cOtherId = {0x11111111, 0x2222, 0x3333, {0x44, 0x44, 0x55, 0x55, 0x55, 0x55, 0x55, 0x56}};
+
+class IThing : public IUnknown
+{
+public:
+    virtual HRESULT Increase() = 0;
+    virtual int GetValue() = 0;
+
+protected:
+    ~IThing() = default;
+};
+
+std::function<HRESULT(IUnknown*)> gOnFinalConstruct;
+int gLiveThings = 0;
+
+class Thing : public CComObjectRootEx<CComMultiThreadModel>, public IThing
+{
+public:
+    using Interface = IThing;
+    static constexpr int cReferenceKind = ReferenceKindProcessContext;
+    static const GUID& GetInterfaceId() { return cThingId; }
+
+    HRESULT FinalConstruct()
+    {
+        IUnknown* marshaler = nullptr;
+        const HRESULT code = CoCreateFreeThreadedMarshaler(static_cast<IThing*>(this), &marshaler);
+        mMarshaler = QBase::PtrI<IUnknown>::Adopt(marshaler);
+        return FAILED(code) || !gOnFinalConstruct ? code : gOnFinalConstruct(static_cast<IThing*>(this));
+    }
+    IUnknown* GetAggregated() { return mMarshaler.Get(); }
+
+    HRESULT Increase() override
+    {
+        SmartLock lock(mpLock);
+        ++mValue;
+        return S_OK;
+    }
+    int GetValue() override
+    {
+        Lock();
+        const int value = mValue;
+        Unlock();
+        return value;
+    }
+
+protected:
+    Thing() : CComObjectRootEx(300) { ++gLiveThings; }
+    ~Thing() override { --gLiveThings; }
+
+private:
+    QBase::PtrI<IUnknown> mMarshaler;
+    int mValue GUARDED_BY(mpLock) = 0;
+};
+
+class ComObjects : public testing::Test
+{
+protected:
+    ~ComObjects() override
+    {
+        gOnFinalConstruct = nullptr;
+        EXPECT_EQ(gLiveThings, 0);
+    }
+
+    static HRESULT Create(QBase::PtrI<Thing>& oThing) { return CComObject<Thing>::CreateInstance(oThing); }
+};
+
+} // namespace
+
+TEST_F(ComObjects, ReportEachReferenceBeforeTheyCountIt)
+{
+    EventTrace::Start();
+    QBase::PtrI<Thing> thing;
+    EXPECT_EQ(Create(thing), S_OK);
+    EXPECT_EQ(thing->AddRef(), 2u);
+    EXPECT_EQ(thing->Release(), 1u);
+    thing = {};
+    EXPECT_EQ(EventTrace::Stop(),
+              (std::vector<std::string>{"QSynch::CreateCriticalSection 300", "LogReference 1 4", "LogReference 1 4",
+                                        "LogReference 0 4", "LogReference 0 4", "QSynch::DestroyCriticalSection 300"}));
+}
+
+TEST_F(ComObjects, AnswerForTheirInterfaceAndForWhatTheyAggregate)
+{
+    QBase::PtrI<Thing> thing;
+    ASSERT_EQ(Create(thing), S_OK);
+    for (const GUID& id : {IID_IUnknown, cThingId, IID_IMarshal})
+    {
+        const auto answer = QueryFor<IUnknown>(thing.Get(), id);
+        ASSERT_TRUE(answer) << QBase::ToString(id);
+        EXPECT_EQ(thing->AddRef(), 3u) << "the answer holds a reference to the whole object";
+        thing->Release();
+        // Whichever interface it is asked through, the object is one and the same.
+        EXPECT_EQ(QueryFor<IUnknown>(answer.Get(), IID_IUnknown).Get(), static_cast<IThing*>(thing.Get()));
+        EXPECT_EQ(QueryFor<IThing>(answer.Get(), cThingId).Get(), static_cast<IThing*>(thing.Get()));
+    }
+
+    void* found = &thing;
+    EXPECT_EQ(thing->QueryInterface(cOtherId, &found), E_NOINTERFACE);
+    EXPECT_EQ(found, nullptr);
+    EXPECT_EQ(thing->QueryInterface(cThingId, nullptr), E_POINTER);
+    EXPECT_FALSE(QueryFor<IUnknown>(nullptr, IID_IUnknown));
+    EXPECT_EQ(thing->AddRef(), 2u);
+    thing->Release();
+}
+
+TEST_F(ComObjects, SurviveReferencesThatComeAndGoWhileTheyAreFinished)
+{
+    gOnFinalConstruct = [](IUnknown* iThing) {
+        iThing->AddRef();
+        iThing->Release();
+        EXPECT_EQ(gLiveThings, 1);
+        return S_OK;
+    };
+    QBase::PtrI<Thing> thing;
+    EXPECT_EQ(Create(thing), S_OK);
+    EXPECT_EQ(thing->AddRef(), 2u);
+    EXPECT_EQ(thing->Release(), 1u);
+}
+
+TEST_F(ComObjects, GoWhenTheirConstructionFails)
+{
+    QBase::PtrI<Thing> thing;
+    gOnFinalConstruct = [](IUnknown*) { return E_HANDLE; };
+    EXPECT_EQ(Create(thing), E_HANDLE);
+    EXPECT_FALSE(thing);
+    gOnFinalConstruct = [](IUnknown*) -> HRESULT { throw std::runtime_error("broken"); };
+    EXPECT_THROW(Create(thing), std::runtime_error);
+    EXPECT_EQ(gLiveThings, 0);
+    gOnFinalConstruct = nullptr;
+
+    Faults::StartCountingBlocks();
+    Faults::FailNth(Faults::EnumFault::LockCreation, 1);
+    EXPECT_EQ(Create(thing), E_OUTOFMEMORY);
+#if defined(_WIN32)
+    constexpr int blocks = 2; // the object, its lock
+#else
+    constexpr int blocks = 3; // its marshaler, too
+#endif
+    for (int block = 1; block <= blocks; ++block)
+    {
+        Faults::FailNth(Faults::EnumFault::Allocation, block);
+        EXPECT_EQ(Create(thing), E_OUTOFMEMORY) << block;
+        EXPECT_FALSE(thing);
+    }
+    EXPECT_EQ(Create(thing), S_OK);
+    thing = {};
+    EXPECT_EQ(Faults::StopCountingBlocks(), 0);
+}
+
+TEST_F(ComObjects, ServeManyThreads)
+{
+    QBase::PtrI<Thing> thing;
+    ASSERT_EQ(Create(thing), S_OK);
+    RunOnThreads(4, [&](int) {
+        for (int round = 0; round < 500; ++round)
+        {
+            const auto other = QueryFor<IThing>(thing.Get(), round % 2 == 0 ? cThingId : IID_IUnknown);
+            other->Increase();
+        }
+    });
+    EXPECT_EQ(thing->GetValue(), 2000);
+    EXPECT_EQ(thing->AddRef(), 2u);
+    thing->Release();
+}

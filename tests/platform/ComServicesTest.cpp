@@ -1,0 +1,261 @@
+#include "platform/ComObject.h"
+#include "platform/QBase.h"
+#include "platform/Windows.h"
+#include "platform/builtin/Faults.h"
+#include "tests/support/OperationPlace.h"
+#include "tests/support/Threads.h"
+
+#if !defined(_WIN32)
+#include "platform/builtin/Registry.h"
+#endif
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+using QBase::PtrI;
+
+namespace
+{
+
+const GUID cSomeId = {0x5B0C9E4A, 0x7C1D, 0x4E0B, {0x9C, 0x57, 0x2F, 0x6A, 0x1B, 0x3D, 0x8E, 0x60}};
+
+WCHAR gSource[] = {'s', 0};
+WCHAR gDescription[] = {'d', 0};
+WCHAR gHelpFile[] = {'h', 0};
+
+PtrI<ICreateErrorInfo> NewErrorInfo()
+{
+    ICreateErrorInfo* created = nullptr;
+    EXPECT_EQ(CreateErrorInfo(&created), S_OK);
+    return PtrI<ICreateErrorInfo>::Adopt(created);
+}
+
+PtrI<IErrorInfo> TakeErrorInfo(HRESULT iExpected = S_OK)
+{
+    IErrorInfo* info = nullptr;
+    EXPECT_EQ(GetErrorInfo(0, &info), iExpected);
+    return PtrI<IErrorInfo>::Adopt(info);
+}
+
+std::string TextOf(IErrorInfo* iInfo, decltype(&IErrorInfo::GetSource) iGetter)
+{
+    BSTR text = nullptr;
+    EXPECT_EQ((iInfo->*iGetter)(&text), S_OK);
+    std::string narrow = text == nullptr ? "null" : QBase::WideCharToUTF8(text);
+    SysFreeString(text);
+    return narrow;
+}
+
+} // namespace
+
+TEST(ErrorObjects, GiveBackWhatTheyWereGiven)
+{
+    const auto creator = NewErrorInfo();
+    const auto info = QueryFor<IErrorInfo>(creator.Get(), IID_IErrorInfo);
+    ASSERT_TRUE(info);
+    EXPECT_EQ(QueryFor<IUnknown>(info.Get(), IID_IUnknown).Get(),
+              QueryFor<IUnknown>(creator.Get(), IID_IUnknown).Get());
+    EXPECT_FALSE(QueryFor<IUnknown>(info.Get(), cSomeId));
+
+    GUID id = cSomeId;
+    DWORD context = 7;
+    EXPECT_EQ(info->GetGUID(&id), S_OK);
+    EXPECT_TRUE(id == GUID_NULL);
+    EXPECT_EQ(info->GetHelpContext(&context), S_OK);
+    EXPECT_EQ(context, 0u);
+    EXPECT_EQ(TextOf(info.Get(), &IErrorInfo::GetDescription), "null");
+
+    EXPECT_EQ(creator->SetGUID(cSomeId), S_OK);
+    EXPECT_EQ(creator->SetSource(gSource), S_OK);
+    EXPECT_EQ(creator->SetDescription(gDescription), S_OK);
+    EXPECT_EQ(creator->SetHelpFile(gHelpFile), S_OK);
+    EXPECT_EQ(creator->SetHelpContext(9), S_OK);
+    EXPECT_EQ(info->GetGUID(&id), S_OK);
+    EXPECT_TRUE(id == cSomeId);
+    EXPECT_EQ(info->GetHelpContext(&context), S_OK);
+    EXPECT_EQ(context, 9u);
+    EXPECT_EQ(TextOf(info.Get(), &IErrorInfo::GetSource), "s");
+    EXPECT_EQ(TextOf(info.Get(), &IErrorInfo::GetDescription), "d");
+    EXPECT_EQ(TextOf(info.Get(), &IErrorInfo::GetHelpFile), "h");
+    EXPECT_EQ(creator->SetDescription(gSource), S_OK);
+    EXPECT_EQ(TextOf(info.Get(), &IErrorInfo::GetDescription), "s");
+}
+
+TEST(ErrorObjects, BelongToTheirThreadUntilTheyAreTaken)
+{
+    const auto info = QueryFor<IErrorInfo>(NewErrorInfo().Get(), IID_IErrorInfo);
+    EXPECT_EQ(SetErrorInfo(0, info.Get()), S_OK);
+    RunOnThreads(1, [](int) {
+        EXPECT_FALSE(TakeErrorInfo(S_FALSE));
+        SetErrorInfo(0, QueryFor<IErrorInfo>(NewErrorInfo().Get(), IID_IErrorInfo).Get()); // goes with its thread
+    });
+    EXPECT_EQ(TakeErrorInfo().Get(), info.Get());
+    EXPECT_FALSE(TakeErrorInfo(S_FALSE));
+    EXPECT_EQ(SetErrorInfo(0, info.Get()), S_OK);
+    EXPECT_EQ(SetErrorInfo(0, nullptr), S_OK);
+    EXPECT_FALSE(TakeErrorInfo(S_FALSE));
+    EXPECT_EQ(info->AddRef(), 2u);
+    info->Release();
+}
+
+TEST(TaskMemory, IsTheReceiversToFree)
+{
+    void* const memory = CoTaskMemAlloc(16);
+    ASSERT_NE(memory, nullptr);
+    std::memset(memory, 1, 16);
+    CoTaskMemFree(memory);
+    CoTaskMemFree(nullptr);
+}
+
+TEST(ClassNames, AreUnknownWithoutTheRegistry)
+{
+    WCHAR* name = gSource;
+    EXPECT_EQ(ProgIDFromCLSID(cSomeId, &name), REGDB_E_CLASSNOTREG);
+    EXPECT_EQ(name, nullptr);
+    EXPECT_EQ(ProgIDFromCLSID(cSomeId, nullptr), E_INVALIDARG);
+}
+
+#if !defined(_WIN32)
+
+TEST(ClassNames, ComeFromTheRegistry)
+{
+    const std::string key = "HKEY_CLASSES_ROOT\\CLSID\\" + QBase::ToString(cSomeId) + "\\ProgID";
+    WCHAR* name = nullptr;
+    Registry::CreateKey(key);
+    EXPECT_EQ(ProgIDFromCLSID(cSomeId, &name), REGDB_E_CLASSNOTREG);
+    Registry::SetText(key, "", "Some.Class");
+    EXPECT_EQ(ProgIDFromCLSID(cSomeId, &name), S_OK);
+    EXPECT_EQ(QBase::WideCharToUTF8(name), "Some.Class");
+    CoTaskMemFree(name);
+    Registry::Clear();
+}
+
+TEST(ErrorObjects, RefuseWhatTheSystemsRefuse)
+{
+    IErrorInfo* info = nullptr;
+    EXPECT_EQ(SetErrorInfo(1, nullptr), E_INVALIDARG);
+    EXPECT_EQ(GetErrorInfo(1, &info), E_INVALIDARG);
+    EXPECT_EQ(GetErrorInfo(0, nullptr), E_INVALIDARG);
+    EXPECT_EQ(CreateErrorInfo(nullptr), E_INVALIDARG);
+    const auto error = QueryFor<IErrorInfo>(NewErrorInfo().Get(), IID_IErrorInfo);
+    EXPECT_EQ(error->GetGUID(nullptr), E_INVALIDARG);
+    EXPECT_EQ(error->GetSource(nullptr), E_INVALIDARG);
+    EXPECT_EQ(error->GetHelpContext(nullptr), E_INVALIDARG);
+}
+
+TEST(ErrorObjects, KeepTheirTextWhenThereIsNoMemoryForANewOne)
+{
+    const auto creator = NewErrorInfo();
+    const auto info = QueryFor<IErrorInfo>(creator.Get(), IID_IErrorInfo);
+    creator->SetDescription(gDescription);
+    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    EXPECT_EQ(creator->SetDescription(gSource), E_OUTOFMEMORY);
+    EXPECT_EQ(TextOf(info.Get(), &IErrorInfo::GetDescription), "d");
+    ICreateErrorInfo* none = nullptr;
+    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    EXPECT_EQ(CreateErrorInfo(&none), E_OUTOFMEMORY);
+}
+
+namespace
+{
+
+/// Counts its references; stands on the stack of a test.
+class Outer final : public IUnknown
+{
+public:
+    HRESULT QueryInterface(const GUID& iInterfaceId, void** oInterface) override
+    {
+        if (iInterfaceId != IID_IUnknown)
+            return mpMarshaler->QueryInterface(iInterfaceId, oInterface);
+        *oInterface = this;
+        AddRef();
+        return S_OK;
+    }
+    ULONG AddRef() override { return ++mReferences; }
+    ULONG Release() override { return --mReferences; }
+
+    IUnknown* mpMarshaler = nullptr;
+    ULONG mReferences = 1;
+};
+
+class MemoryStream final : public IStream
+{
+public:
+    HRESULT QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
+    ULONG AddRef() override { return 1; }
+    ULONG Release() override { return 1; }
+
+    HRESULT Read(void* oBytes, ULONG iBytes, ULONG* oRead) override
+    {
+        *oRead = static_cast<ULONG>(mBytes.copy(static_cast<char*>(oBytes), iBytes));
+        mBytes.erase(0, *oRead);
+        return S_OK;
+    }
+    HRESULT Write(const void* iBytes, ULONG iByteCount, ULONG* oWritten) override
+    {
+        *oWritten = std::min(iByteCount, mRoom);
+        mBytes.append(static_cast<const char*>(iBytes), *oWritten);
+        return S_OK;
+    }
+
+    std::string mBytes;
+    ULONG mRoom = 64;
+};
+
+} // namespace
+
+TEST(FreeThreadedMarshaler, HandsThePointerItselfToOtherThreads)
+{
+    Outer outer;
+    ASSERT_EQ(CoCreateFreeThreadedMarshaler(&outer, &outer.mpMarshaler), S_OK);
+    EXPECT_EQ(outer.mReferences, 1u) << "the marshaler is its owner's, not the reverse";
+    auto marshal = QueryFor<IMarshal>(&outer, IID_IMarshal);
+    EXPECT_EQ(outer.mReferences, 2u);
+
+    MemoryStream stream;
+    GUID classId = GUID_NULL;
+    DWORD bytes = 0;
+    EXPECT_EQ(marshal->GetUnmarshalClass(IID_IUnknown, nullptr, MSHCTX_INPROC, nullptr, 0, &classId), S_OK);
+    EXPECT_TRUE(classId == CLSID_InProcFreeMarshaler);
+    EXPECT_EQ(marshal->GetMarshalSizeMax(IID_IUnknown, nullptr, MSHCTX_INPROC, nullptr, 0, &bytes), S_OK);
+    EXPECT_EQ(marshal->MarshalInterface(&stream, IID_IUnknown, &outer, MSHCTX_INPROC, nullptr, 0), S_OK);
+    EXPECT_EQ(stream.mBytes.size(), bytes);
+    EXPECT_EQ(outer.mReferences, 3u) << "the stream holds one";
+    RunOnThreads(1, [&](int) {
+        void* object = nullptr;
+        EXPECT_EQ(marshal->UnmarshalInterface(&stream, IID_IUnknown, &object), S_OK);
+        EXPECT_EQ(object, &outer);
+        outer.Release();
+    });
+    EXPECT_EQ(marshal->MarshalInterface(&stream, IID_IUnknown, nullptr, MSHCTX_INPROC, nullptr, 0), S_OK);
+    EXPECT_EQ(marshal->ReleaseMarshalData(&stream), S_OK);
+    EXPECT_EQ(outer.mReferences, 2u);
+
+    // What can't be done leaves no reference behind.
+    void* object = &outer;
+    EXPECT_EQ(marshal->UnmarshalInterface(&stream, IID_IUnknown, &object), E_FAIL);
+    EXPECT_EQ(object, nullptr);
+    EXPECT_EQ(marshal->MarshalInterface(&stream, IID_IUnknown, &outer, 2, nullptr, 0), E_NOTIMPL);
+    EXPECT_EQ(marshal->MarshalInterface(&stream, cSomeId, &outer, MSHCTX_INPROC, nullptr, 0), E_NOINTERFACE);
+    stream.mRoom = 3;
+    EXPECT_EQ(marshal->MarshalInterface(&stream, IID_IUnknown, &outer, MSHCTX_INPROC, nullptr, 0), E_FAIL);
+    EXPECT_EQ(marshal->ReleaseMarshalData(&stream), E_FAIL);
+    EXPECT_EQ(outer.mReferences, 2u);
+    marshal = {};
+    outer.mpMarshaler->Release();
+    EXPECT_EQ(outer.mReferences, 1u);
+}
+
+TEST(ComInterfaces, HaveTheirOperationsWhereTheSystemHasThem)
+{
+    EXPECT_EQ(PlaceOf(&IErrorInfo::GetGUID), 3u);
+    EXPECT_EQ(PlaceOf(&IErrorInfo::GetHelpContext), 7u);
+    EXPECT_EQ(PlaceOf(&ICreateErrorInfo::SetGUID), 3u);
+    EXPECT_EQ(PlaceOf(&ICreateErrorInfo::SetHelpContext), 7u);
+    EXPECT_EQ(PlaceOf(&IMarshal::GetUnmarshalClass), 3u);
+    EXPECT_EQ(PlaceOf(&IMarshal::DisconnectObject), 8u);
+}
+
+#endif

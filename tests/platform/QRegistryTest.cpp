@@ -1,0 +1,140 @@
+#include "platform/QRegistry.h"
+
+#if !defined(_WIN32)
+#include "platform/builtin/Registry.h"
+#endif
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <string>
+
+using QRegistry::OpenKeyFromRoot;
+using QRegistry::RootHives;
+
+TEST(RegistryKeys, AreRefusedWhenTheyAreMissing)
+{
+    EXPECT_THROW(OpenKeyFromRoot(RootHives::LocalMachine, W("SOFTWARE\\No such vendor")), QRegistry::KeyException);
+    EXPECT_THROW(OpenKeyFromRoot(RootHives::ClassesRoot, W("CLSID\\none")), QBase::Message);
+}
+
+#if defined(_WIN32)
+
+TEST(RegistryKeys, AreTheSystems)
+{
+    const auto software = OpenKeyFromRoot(RootHives::LocalMachine, W("SOFTWARE"));
+    EXPECT_TRUE(software.HasSubKey(W("Microsoft\\Windows NT\\CurrentVersion")));
+    EXPECT_FALSE(software.HasSubKey(W("No such vendor")));
+    EXPECT_FALSE(software.HasUnnamedValue());
+    EXPECT_EQ(software.ReadText(nullptr, W("default")), W("default"));
+    const auto version = OpenKeyFromRoot(RootHives::LocalMachine, W("SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion"));
+    const QBase::wstring name = version.ReadText(W("ProductName"), W(""));
+    EXPECT_FALSE(name.empty());
+    EXPECT_EQ(name.find(W('\0')), name.npos);
+}
+
+#else
+
+namespace
+{
+
+class RegistryTree : public testing::Test
+{
+protected:
+    ~RegistryTree() override { Registry::Clear(); }
+
+    static std::string Read(const WCHAR* iPath, const WCHAR* iName)
+    {
+        return QBase::WideCharToUTF8(OpenKeyFromRoot(RootHives::LocalMachine, iPath).ReadText(iName, W("default")));
+    }
+
+    static std::string Complaint(std::string_view iLines)
+    {
+        try
+        {
+            Registry::LoadText(iLines, "setup.txt");
+        }
+        catch (const QBase::Message& message)
+        {
+            return message.what();
+        }
+        return "";
+    }
+};
+
+} // namespace
+
+TEST_F(RegistryTree, IsReadByPathWhateverTheCase)
+{
+    EXPECT_EQ(Complaint("# where the texts come from\r\n"
+                        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Veltrix\\Language]\r\n"
+                        "  @ = 409 \n"
+                        "\n"
+                        "Greeting=Gr\xC3\xBC\xC3\x9F Gott = 1\n"
+                        "Empty =\n"
+                        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Veltrix\\Paths]\n"
+                        "[hkey_local_machine\\software\\veltrix\\LANGUAGE]\n"
+                        "greeting=again"),
+              "");
+    const auto software = OpenKeyFromRoot(RootHives::LocalMachine, W("Software"));
+    EXPECT_TRUE(software.HasSubKey(W("Veltrix")));
+    EXPECT_TRUE(software.HasSubKey(W("VELTRIX\\language")));
+    EXPECT_TRUE(software.HasSubKey(W("Veltrix\\Paths")));
+    EXPECT_FALSE(software.HasSubKey(W("Veltrix\\Lang")));
+    EXPECT_FALSE(software.HasSubKey(W("Language")));
+    EXPECT_FALSE(software.HasUnnamedValue());
+    EXPECT_TRUE(OpenKeyFromRoot(RootHives::LocalMachine, W("SOFTWARE\\Veltrix\\Language")).HasUnnamedValue());
+    EXPECT_THROW(OpenKeyFromRoot(RootHives::CurrentUser, W("SOFTWARE")), QRegistry::KeyException);
+
+    EXPECT_EQ(Read(W("SOFTWARE\\Veltrix\\Language"), nullptr), "409");
+    EXPECT_EQ(Read(W("SOFTWARE\\Veltrix\\Language"), W("")), "409");
+    EXPECT_EQ(Read(W("SOFTWARE\\Veltrix\\Language"), W("GREETING")), "again");
+    EXPECT_EQ(Read(W("SOFTWARE\\Veltrix\\Language"), W("Empty")), "");
+    EXPECT_EQ(Read(W("SOFTWARE\\Veltrix\\Paths"), nullptr), "default");
+    Registry::SetText("HKEY_LOCAL_MACHINE\\SOFTWARE\\Veltrix\\Language", "Greeting", "Gr\xC3\xBC\xC3\x9F Gott");
+    EXPECT_EQ(Read(W("SOFTWARE\\Veltrix\\Language"), W("Greeting")), "Gr\xC3\xBC\xC3\x9F Gott");
+}
+
+TEST_F(RegistryTree, TakesAFileWholeOrNotAtAll)
+{
+    const struct
+    {
+        const char* mpLines;
+        const char* mpComplaint;
+    } rows[] = {
+        {"[HKEY_LOCAL_MACHINE\\A]\nno equals sign", "setup.txt:2: neither [a key] nor a name = a text"},
+        {"[HKEY_LOCAL_MACHINE\\A]\n\n = text", "setup.txt:3: neither [a key] nor a name = a text"},
+        {"# comment\nname = text", "setup.txt:2: a value stands before the first key"},
+        {"[HKEY_LOCAL_MACHINE\\A", "setup.txt:1: the key's line has no ] at its end"},
+        {"[", "setup.txt:1: the key's line has no ] at its end"},
+        {"[]", "setup.txt:1: a name is missing in the key's path"},
+        {"[HKEY_LOCAL_MACHINE\\A]\n[HKEY_LOCAL_MACHINE\\\\A]", "setup.txt:2: a name is missing in the key's path"},
+        {"[HKEY_LOCAL_MACHINE\\A]\n[HKEY_LOCAL_MACHINE\\]", "setup.txt:2: a name is missing in the key's path"},
+        {"[HKEY_LOCAL_MACHINE\\A]\n[HKEY_NOBODY\\A]", "setup.txt:2: there is no root HKEY_NOBODY"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(Complaint(row.mpLines), row.mpComplaint);
+    EXPECT_THROW(OpenKeyFromRoot(RootHives::LocalMachine, W("A")), QRegistry::KeyException);
+    EXPECT_THROW(Registry::SetText("SOFTWARE", "", "text"), QBase::Message);
+}
+
+TEST_F(RegistryTree, ComesFromAFile)
+{
+    const std::string path = testing::TempDir() + "qorjob_registry_test.txt";
+    std::ofstream(path) << "[HKEY_LOCAL_MACHINE\\A]\n@=from a file\n";
+    Registry::LoadFile(path);
+    EXPECT_EQ(Read(W("A"), nullptr), "from a file");
+    std::remove(path.c_str());
+    EXPECT_THROW(Registry::LoadFile(path), QBase::Message);
+}
+
+TEST_F(RegistryTree, LeavesOpenKeysReadable)
+{
+    Registry::SetText("HKEY_LOCAL_MACHINE\\A", "", "1");
+    const auto key = OpenKeyFromRoot(RootHives::LocalMachine, W("A"));
+    Registry::Clear();
+    EXPECT_EQ(QBase::WideCharToUTF8(key.ReadText(nullptr, W(""))), "1");
+}
+
+#endif
