@@ -1,6 +1,7 @@
 // The context of one request: what its steps share and what is not the job's own state.
 #pragma once
 
+#include "platform/Export.h"
 #include "platform/QBase.h"
 #include "platform/Windows.h"
 
@@ -161,3 +162,6 @@ public:
 protected:
     ~ICKDXProcessContext() = default;
 };
+
+/// Whether the user wants what happens in this context logged. Without a context: true.
+QORJOB_API bool GetUsrContextLogFlag(ICKDXProcessContext* iContext);

@@ -1,15 +1,13 @@
 #include "context/ICKDXReportInstance.h"
 
 #include "context/ICKDXProcessContext.h"
+#include "platform/ComObject.h"
 
 const GUID IID_ICKDXReportInstance = {0x73BA6E85, 0x6A88, 0x11D1, {0xA7, 0x7F, 0x00, 0xA0, 0x24, 0xD1, 0xC4, 0x90}};
 
 QBase::PtrI<ICKDXReportInstance> ReportInstanceOf(IUnknown* iInstanceObject)
 {
-    void* instance = nullptr;
-    if (iInstanceObject == nullptr || FAILED(iInstanceObject->QueryInterface(IID_ICKDXReportInstance, &instance)))
-        return {};
-    return QBase::PtrI<ICKDXReportInstance>::Adopt(static_cast<ICKDXReportInstance*>(instance));
+    return QueryFor<ICKDXReportInstance>(iInstanceObject, IID_ICKDXReportInstance);
 }
 
 QBase::PtrI<IUnknown> InstanceObjectOf(ICKDXProcessContext& iContext)

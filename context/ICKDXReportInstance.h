@@ -1,8 +1,8 @@
 // What the job library asks of the report instance behind a request.
 #pragma once
 
-#include "platform/ReservedSlots.h"
 #include "platform/QBase.h"
+#include "platform/ReservedSlots.h"
 #include "platform/Windows.h"
 
 class ICKDXProcessContext;
@@ -18,6 +18,12 @@ public:
     /// 0 detaches the instance from the context and the job that it worked for.
     virtual HRESULT Reset(int iValue) = 0;
     virtual HRESULT get_ExecutionKind(int* oKind) = 0;
+    /// 5: the job is cancelled.
+    virtual HRESULT put_Status(int iStatus) = 0;
+    /// 7, behind the status 5: which job was cancelled.
+    virtual HRESULT put_JobValue(int iValue, int iJobId) = 0;
+    /// The object that answers for ICKDXObjectDefinition, with a reference.
+    virtual HRESULT get_Object(IUnknown** oObject) = 0;
 
 protected:
     ~ICKDXReportInstance() = default;

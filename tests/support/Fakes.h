@@ -57,6 +57,10 @@ public:
         return mKindCode;
     }
 
+    HRESULT put_Status(int) override { return S_OK; }
+    HRESULT put_JobValue(int, int) override { return S_OK; }
+    HRESULT get_Object(IUnknown**) override { return E_FAIL; }
+
     bool mbHasInterface = true;
     HRESULT mKindCode = S_OK;
     int mKind = 0;

@@ -1,0 +1,332 @@
+// Birth and end of the process context, and the operations with rules of their own on its settings and tables.
+#include "context/CKDXProcessContext.h"
+
+#include "context/CKDXProcessContextRows.h"
+#include "platform/QCOMShared.h"
+#include "platform/QPerfMon.h"
+#include "report/JobMemGovernor.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace
+{
+
+constexpr int cLockCategory = 300;
+constexpr int cThreadMessagesLockCategory = -3;
+constexpr int cInstanceCategory = 11;
+
+QSynch::CriticalSection* MakeThreadMessagesLock()
+{
+    QSynch::CriticalSection* lock = QSynch::CreateCriticalSection(cThreadMessagesLockCategory);
+    if (lock == nullptr)
+        throw std::bad_alloc();
+    return lock;
+}
+
+} // namespace
+
+const GUID IID_ICKDXProcessContext = {0x5B0C9E4A, 0x7C1D, 0x4E0B, {0x9C, 0x57, 0x2F, 0x6A, 0x1B, 0x3D, 0x8E, 0x60}};
+
+HRESULT CreateProcessContext(QBase::PtrI<CKDXProcessContext>& oContext)
+{
+    return CComObject<CKDXProcessContext>::CreateInstance(oContext);
+}
+
+CKDXProcessContext::CKDXProcessContext()
+    : CComObjectRootEx(cLockCategory), mpThreadMessagesLock(MakeThreadMessagesLock())
+{
+    mCreationTime = QDataType::DateTime::NowUTC();
+    if (QORObjectInstanceCount* instances = QORObjectInstanceCount::GetObjectInstanceCount())
+        instances->IncreaseObjectInstanceCount(cInstanceCategory);
+}
+
+CKDXProcessContext::~CKDXProcessContext()
+{
+    if (QORObjectInstanceCount* instances = QORObjectInstanceCount::GetObjectInstanceCount())
+        instances->DecreaseObjectInstanceCount(cInstanceCategory);
+    QBase::HeapFree(mpBuffer);
+    QSynch::DestroyCriticalSection(mpThreadMessagesLock);
+}
+
+/// The context may be used from any apartment without marshalling.
+HRESULT CKDXProcessContext::FinalConstruct()
+{
+    IUnknown* marshaler = nullptr;
+    const HRESULT code = CoCreateFreeThreadedMarshaler(static_cast<ICKDXProcessContext*>(this), &marshaler);
+    mMarshaler = Object::Adopt(marshaler);
+    return code;
+}
+
+bool CKDXProcessContext::GuidOrder::operator()(const GUID& iLeft, const GUID& iRight) const
+{
+    return std::memcmp(&iLeft, &iRight, sizeof(GUID)) < 0;
+}
+
+ICKDXProcessContext* CKDXProcessContext::GetInterface() { return this; }
+
+HRESULT CKDXProcessContext::get_RequestCode(LONG* oRequestCode)
+{
+    return GetUnlocked(mRequestCodeSetCount == 0 ? LONG{-1} : mRequestCode, oRequestCode);
+}
+
+HRESULT CKDXProcessContext::put_RequestCode(LONG iRequestCode)
+{
+    SmartLock lock(mpLock);
+    mRequestCode = iRequestCode;
+    ++mRequestCodeSetCount;
+    return S_OK;
+}
+
+HRESULT CKDXProcessContext::get_TextB(BSTR* oTextB)
+{
+    if (oTextB == nullptr)
+        return E_POINTER;
+    if (mTextBSetCount == 0)
+        return S_OK; // the caller's text stays
+    *oTextB = SysAllocStringLen(mTextB.data(), static_cast<unsigned>(mTextB.size()));
+    return *oTextB == nullptr ? E_OUTOFMEMORY : S_OK;
+}
+
+HRESULT CKDXProcessContext::put_TextB(const WCHAR* iTextB)
+{
+    return Boundary([&] {
+        QBase::wstring text(iTextB == nullptr ? W("") : iTextB);
+        SmartLock lock(mpLock);
+        mTextB.swap(text);
+        ++mTextBSetCount;
+        return S_OK;
+    });
+}
+
+HRESULT CKDXProcessContext::put_TextC(const WCHAR* iTextC)
+{
+    return Boundary([&] {
+        mTextC.clear();
+        if (iTextC != nullptr)
+            mTextC = iTextC;
+        return S_OK;
+    });
+}
+
+const WCHAR* CKDXProcessContext::GetTextC() { return mTextC.c_str(); }
+
+HRESULT CKDXProcessContext::get_LevelA(LONG* oLevelA)
+{
+    return GetUnlocked(mLevelA == cLevelNotSet ? LONG{0} : mLevelA, oLevelA, E_INVALIDARG);
+}
+
+HRESULT CKDXProcessContext::put_FlagA(VARIANT_BOOL iFlagA) { return PutLocked(mbFlagA, iFlagA == VARIANT_TRUE); }
+
+HRESULT CKDXProcessContext::get_FlagA(VARIANT_BOOL* oFlagA)
+{
+    bool bFlag = false;
+    if (oFlagA == nullptr)
+        return E_INVALIDARG;
+    GetLocked(mbFlagA, &bFlag);
+    *oFlagA = bFlag ? VARIANT_TRUE : VARIANT_FALSE;
+    return S_OK;
+}
+
+// The two getters without a null check: callers pass addresses of their own fields.
+
+HRESULT CKDXProcessContext::get_GuidE(GUID* oGuidE)
+{
+    *oGuidE = mGuidE;
+    return S_OK;
+}
+
+HRESULT CKDXProcessContext::get_GuidG(GUID* oGuidG)
+{
+    *oGuidG = mGuidG;
+    return S_OK;
+}
+
+void CKDXProcessContext::put_SharedHandle(const std::shared_ptr<JobMemGovernor>& iSharedHandle)
+{
+    mSharedHandle = iSharedHandle;
+}
+
+std::shared_ptr<JobMemGovernor> CKDXProcessContext::get_SharedHandle() { return mSharedHandle; }
+
+HRESULT CKDXProcessContext::SetNamedPair(const WCHAR* iName, LONG iFirst, LONG iSecond)
+{
+    if (iName == nullptr)
+        return E_INVALIDARG;
+    return Boundary([&] {
+        mPairByName.insert_or_assign(iName, std::pair(iFirst, iSecond));
+        return S_OK;
+    });
+}
+
+HRESULT CKDXProcessContext::GetNamedPair(const WCHAR* iName, LONG* oFirst, LONG* oSecond)
+{
+    if (iName == nullptr)
+        return E_INVALIDARG;
+    return Boundary([&] {
+        const auto found = mPairByName.find(iName);
+        if (found == mPairByName.end())
+            return S_FALSE;
+        if (oFirst != nullptr)
+            *oFirst = found->second.first;
+        if (oSecond != nullptr)
+            *oSecond = found->second.second;
+        return S_OK;
+    });
+}
+
+HRESULT CKDXProcessContext::SetBuffer(std::uint64_t iLength, BYTE* iBuffer)
+{
+    if (mpBuffer != iBuffer)
+        QBase::HeapFree(mpBuffer);
+    mpBuffer = iBuffer;
+    mBufferLength = iLength;
+    return S_OK;
+}
+
+HRESULT CKDXProcessContext::TakeBuffer(int iMode, std::uint64_t* oLength, BYTE** oBuffer)
+{
+    if (oLength == nullptr || oBuffer == nullptr)
+        return E_INVALIDARG;
+    if (mBufferLength == 0)
+    {
+        *oLength = 0;
+        *oBuffer = nullptr;
+        return S_FALSE;
+    }
+    if (iMode != 1) // in mode 1 the caller knows the length: his variable stays as it is
+        *oLength = mBufferLength;
+    *oBuffer = std::exchange(mpBuffer, nullptr);
+    mBufferLength = 0;
+    return S_OK;
+}
+
+HRESULT CKDXProcessContext::SetTextByGuid(const GUID& iGuid, BSTR iText)
+{
+    if (iText == nullptr || SysStringLen(iText) == 0)
+        return E_INVALIDARG;
+    return Boundary([&] {
+        QBase::wstring text(iText, SysStringLen(iText));
+        SmartLock lock(mpLock);
+        mTextByGuid.insert_or_assign(iGuid, std::move(text));
+        return S_OK;
+    });
+}
+
+HRESULT CKDXProcessContext::MoveTextByGuid(const GUID& iGuid, QBase::wstring& ioText)
+{
+    return Boundary([&] {
+        SmartLock lock(mpLock);
+        mTextByGuid.insert_or_assign(iGuid, ioText);
+        ioText.clear();
+        return S_OK;
+    });
+}
+
+HRESULT CKDXProcessContext::GetTextByGuid(const GUID& iGuid, QBase::wstring& oText)
+{
+    return Boundary([&] {
+        SmartLock lock(mpLock);
+        const auto found = mTextByGuid.find(iGuid);
+        if (found != mTextByGuid.end())
+            oText = found->second;
+        return S_OK;
+    });
+}
+
+HRESULT CKDXProcessContext::GetTextByGuidBstr(const GUID& iGuid, BSTR* oText)
+{
+    if (oText == nullptr)
+        return E_INVALIDARG;
+    *oText = nullptr;
+    return Boundary([&] {
+        QBase::wstring text;
+        const HRESULT code = GetTextByGuid(iGuid, text);
+        if (FAILED(code))
+            return code;
+        *oText = SysAllocStringLen(text.data(), static_cast<unsigned>(text.size()));
+        return *oText == nullptr ? E_OUTOFMEMORY : code;
+    });
+}
+
+HRESULT CKDXProcessContext::CopyTextTable(CKDXProcessContext* iOther)
+{
+    if (iOther == nullptr)
+        return E_INVALIDARG;
+    return Boundary([&] {
+        // One lock at a time: two contexts that copy from each other must not wait for each other.
+        TextTable table;
+        {
+            SmartLock lock(iOther->mpLock);
+            table = iOther->mTextByGuid;
+        }
+        SmartLock lock(mpLock);
+        mTextByGuid.swap(table);
+        return S_OK;
+    });
+}
+
+HRESULT CKDXProcessContext::SetGuidList(int iCount, const GUID* iGuids)
+{
+    if (iGuids == nullptr || iCount < 0)
+        return E_INVALIDARG;
+    return Boundary([&] {
+        std::vector<GUID> guids(iGuids, iGuids + iCount);
+        SmartLock lock(mpLock);
+        mGuidList.swap(guids);
+        return S_OK;
+    });
+}
+
+HRESULT CKDXProcessContext::GetGuidCount(int* oCount)
+{
+    if (oCount == nullptr)
+        return E_POINTER;
+    SmartLock lock(mpLock);
+    *oCount = static_cast<int>(mGuidList.size());
+    return S_OK;
+}
+
+HRESULT CKDXProcessContext::GetGuidList(int iCount, GUID* oGuids)
+{
+    if (oGuids == nullptr)
+        return E_INVALIDARG;
+    SmartLock lock(mpLock);
+    if (iCount < 0 || static_cast<std::size_t>(iCount) != mGuidList.size())
+        return E_UNEXPECTED;
+    std::copy(mGuidList.begin(), mGuidList.end(), oGuids);
+    return S_OK;
+}
+
+HRESULT CKDXProcessContext::CopyLogProperties(std::map<std::string, std::string>* oProperties)
+{
+    return Boundary([&] { return GetLocked(mLogProperties, oProperties); });
+}
+
+HRESULT CKDXProcessContext::GetLogMessageInJSON(std::string* oMessage)
+{
+    if (oMessage == nullptr)
+        return E_POINTER;
+    return Boundary([&] {
+        SmartLock lock(mpLock);
+        return QCOMShared::GetLogMessageInJSON(mLogProperties, *oMessage);
+    });
+}
+
+HRESULT CKDXProcessContext::SetLogProperty(const char* iKey, const char* iValue)
+{
+    if (iKey == nullptr || iValue == nullptr)
+        return E_INVALIDARG;
+    return Boundary([&] {
+        SmartLock lock(mpLock);
+        mLogProperties.insert_or_assign(iKey, iValue);
+        return S_OK;
+    });
+}
+
+HRESULT CKDXProcessContext::ClearLogProperties()
+{
+    SmartLock lock(mpLock);
+    mLogProperties.clear();
+    return S_OK;
+}

@@ -1,0 +1,359 @@
+// The process context of a request: what its steps share and what is not the job's own state.
+#pragma once
+
+#include "context/ICKDXProcessContext.h"
+#include "platform/ComObject.h"
+#include "platform/Export.h"
+#include "platform/QDataType.h"
+#include "platform/QMessage.h"
+
+#include <array>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// {5B0C9E4A-7C1D-4E0B-9C57-2F6A1B3D8E60}
+QORJOB_API extern const GUID IID_ICKDXProcessContext;
+
+/// A passive container: almost every operation stores or gives one field. Each of its rows shows its null rule, its
+/// lock and its conversion in the name of the helper that it calls. Make one with CreateProcessContext.
+///
+/// Threads: any. Operations without the lock touch single fields that are set before the context is shared.
+/// Owns:    one reference to each collaborator and message, its texts, its tables, its buffer.
+/// Errors:  return codes; 0x8004308B or 0x8004308C where a collaborator throws. Nothing is logged.
+/// Locks:   the root's lock (category 300); the thread messages' lock (category -3), which may be taken under it.
+class QORJOB_API CKDXProcessContext : public CComObjectRootEx<CComMultiThreadModel>, public ICKDXProcessContext
+{
+public:
+    using Interface = ICKDXProcessContext;
+    static constexpr int cReferenceKind = ReferenceKindProcessContext;
+    static const GUID& GetInterfaceId() { return IID_ICKDXProcessContext; }
+
+    HRESULT FinalConstruct();
+    IUnknown* GetAggregated() { return mMarshaler.Get(); }
+
+    // --- The class's own operations: they stand right behind the destructor, for those who hold the class itself
+    // ------
+
+    /// No reference is added.
+    virtual ICKDXProcessContext* GetInterface();
+    virtual HRESULT put_LongG(LONG iLongG);
+    virtual HRESULT get_LinkB(IUnknown** oLinkB);
+    virtual HRESULT put_LinkB(IUnknown* iLinkB);
+    /// The messages of before go; the request code's set-counter stays.
+    virtual HRESULT SetRequestIn(LONG iCode, ICKDXReadMessage* iInMessage, ICKDXWriteMessage* iReplyMessage,
+                                 IUnknown* iContextObjectD, GUID iRequestID);
+    virtual HRESULT SetRequestOut(LONG iCode, ICKDXWriteMessage* iOutMessage, ICKDXWriteMessage* iReplyMessage,
+                                  IUnknown* iContextObjectD, GUID iRequestID);
+    /// Without an output message nothing happens.
+    virtual HRESULT ConvertOutToIn();
+    virtual HRESULT get_LongD(LONG* oLongD);
+    virtual HRESULT put_LongD(LONG iLongD);
+    virtual HRESULT get_LongE(LONG* oLongE);
+    virtual HRESULT put_LongE(LONG iLongE);
+    virtual HRESULT get_GuidA(GUID* oGuidA);
+    virtual HRESULT put_GuidA(GUID iGuidA);
+    virtual HRESULT get_GuidC(GUID* oGuidC);
+    virtual HRESULT put_GuidC(GUID iGuidC);
+    virtual HRESULT SetTextByGuid(const GUID& iGuid, BSTR iText);
+    /// Empties `ioText`.
+    virtual HRESULT MoveTextByGuid(const GUID& iGuid, QBase::wstring& ioText);
+    /// Leaves `oText` alone when there is none.
+    virtual HRESULT GetTextByGuid(const GUID& iGuid, QBase::wstring& oText);
+    virtual HRESULT CopyTextTable(CKDXProcessContext* iOther);
+    virtual HRESULT put_ContextObjectR(IUnknown* iContextObjectR);
+    virtual HRESULT get_ContextObjectR(IUnknown** oContextObjectR);
+    virtual HRESULT put_ContextObjectS(IUnknown* iContextObjectS);
+    virtual HRESULT get_ContextObjectS(IUnknown** oContextObjectS);
+    virtual HRESULT get_GuidF(GUID* oGuidF);
+
+    // --- ICKDXProcessContext, in the order of its places -------------------------------------------------------------
+
+    HRESULT get_RequestCode(LONG* oRequestCode) override;
+    HRESULT put_RequestCode(LONG iRequestCode) override;
+    HRESULT get_RequestID(GUID* oRequestID) override;
+    HRESULT get_ReplyMessage(IUnknown** oItem) override;
+    HRESULT get_LongB(LONG* oLongB) override;
+    HRESULT put_LongB(LONG iLongB) override;
+    HRESULT get_InMessageItem(IUnknown** oItem) override;
+    HRESULT get_ContextObjectDItem(IUnknown** oItem) override;
+    HRESULT get_ContextObjectB(IUnknown** oContextObjectB) override;
+    HRESULT put_ContextObjectB(IUnknown* iContextObjectB) override;
+    HRESULT get_ContextObjectE(IUnknown** oContextObjectE) override;
+    HRESULT put_ContextObjectE(IUnknown* iContextObjectE) override;
+    HRESULT get_ContextObjectA(IUnknown** oContextObjectA) override;
+    HRESULT put_ContextObjectA(IUnknown* iContextObjectA) override;
+    HRESULT get_ResolvedName(BSTR* oResolvedName) override;
+    HRESULT get_UserContextLogFlag(LONG* oUserContextLogFlag) override;
+    HRESULT put_UserContextLogFlag(LONG iUserContextLogFlag) override;
+    HRESULT get_ContextObjectC(IUnknown** oContextObjectC) override;
+    HRESULT put_ContextObjectC(IUnknown* iContextObjectC) override;
+    HRESULT get_ShortA(std::int16_t* oShortA) override;
+    HRESULT put_ShortA(std::int16_t iShortA) override;
+    HRESULT get_LinkA(IUnknown** oLinkA) override;
+    HRESULT put_LinkA(IUnknown* iLinkA) override;
+    HRESULT get_ContextObjectF(IUnknown** oContextObjectF) override;
+    HRESULT put_ContextObjectF(IUnknown* iContextObjectF) override;
+    HRESULT get_ContextObjectG(IUnknown** oContextObjectG) override;
+    HRESULT put_ContextObjectG(IUnknown* iContextObjectG) override;
+    HRESULT get_ContextObjectH(IUnknown** oContextObjectH) override;
+    HRESULT put_ContextObjectH(IUnknown* iContextObjectH) override;
+    HRESULT get_LongA(LONG* oLongA) override;
+    HRESULT put_LongA(LONG iLongA) override;
+    HRESULT get_ContextObjectI(IUnknown** oContextObjectI) override;
+    HRESULT put_ContextObjectI(IUnknown* iContextObjectI) override;
+    HRESULT get_TextB(BSTR* oTextB) override;
+    HRESULT put_TextB(const WCHAR* iTextB) override;
+    HRESULT get_GuidB(GUID* oGuidB) override;
+    HRESULT put_GuidB(GUID iGuidB) override;
+    HRESULT get_ContextObjectJ(IUnknown** oContextObjectJ) override;
+    HRESULT put_ContextObjectJ(IUnknown* iContextObjectJ) override;
+    HRESULT get_ContextObjectK(IUnknown** oContextObjectK) override;
+    HRESULT put_ContextObjectK(IUnknown* iContextObjectK) override;
+    HRESULT get_ContextObjectL(IUnknown** oContextObjectL) override;
+    HRESULT put_ContextObjectL(IUnknown* iContextObjectL) override;
+    HRESULT get_LongF(LONG* oLongF) override;
+    HRESULT put_LongF(LONG iLongF) override;
+    HRESULT get_InMessage(ICKDXReadMessage** oInMessage) override;
+    HRESULT get_ContextObjectD(IUnknown** oContextObjectD) override;
+    HRESULT get_OutMessage(ICKDXWriteMessage** oOutMessage) override;
+    HRESULT get_LongH(LONG* oLongH) override;
+    HRESULT InMessageQueryA(IUnknown* iArgument) override;
+    HRESULT InMessageQueryB(IUnknown* iArgument) override;
+    HRESULT get_LongG(LONG* oLongG) override;
+    HRESULT get_ContextObjectM(IUnknown** oContextObjectM) override;
+    HRESULT put_ContextObjectM(IUnknown* iContextObjectM) override;
+    HRESULT get_ContextObjectN(IUnknown** oContextObjectN) override;
+    HRESULT put_ContextObjectN(IUnknown* iContextObjectN) override;
+    HRESULT get_ContextObjectO(IUnknown** oContextObjectO) override;
+    HRESULT put_ContextObjectO(IUnknown* iContextObjectO) override;
+    HRESULT get_ContextObjectP(IUnknown** oContextObjectP) override;
+    HRESULT put_ContextObjectP(IUnknown* iContextObjectP) override;
+    HRESULT get_LimitA(LONG* oLimitA) override;
+    HRESULT put_LimitA(LONG iLimitA) override;
+    void put_SharedHandle(const std::shared_ptr<JobMemGovernor>& iSharedHandle) override;
+    std::shared_ptr<JobMemGovernor> get_SharedHandle() override;
+    HRESULT get_LimitB(LONG* oLimitB) override;
+    HRESULT put_LimitB(LONG iLimitB) override;
+    HRESULT get_LongI(LONG* oLongI) override;
+    HRESULT put_LongI(LONG iLongI) override;
+    HRESULT get_LongJ(LONG* oLongJ) override;
+    HRESULT put_LongJ(LONG iLongJ) override;
+    HRESULT get_LongK(LONG* oLongK) override;
+    HRESULT put_LongK(LONG iLongK) override;
+    HRESULT get_ContextObjectT(IUnknown** oContextObjectT) override;
+    HRESULT put_ContextObjectT(IUnknown* iContextObjectT) override;
+    HRESULT put_ContextObjectU(IUnknown* iContextObjectU) override;
+    HRESULT get_ContextObjectU(IUnknown** oContextObjectU) override;
+    HRESULT put_GuidD(GUID iGuidD) override;
+    HRESULT get_GuidD(GUID* oGuidD) override;
+    LONG GetLongL() override;
+    HRESULT put_LongL(LONG iLongL) override;
+    HRESULT SetNamedPair(const WCHAR* iName, LONG iFirst, LONG iSecond) override;
+    HRESULT GetNamedPair(const WCHAR* iName, LONG* oFirst, LONG* oSecond) override;
+    HRESULT SetBuffer(std::uint64_t iLength, BYTE* iBuffer) override;
+    HRESULT TakeBuffer(int iMode, std::uint64_t* oLength, BYTE** oBuffer) override;
+    HRESULT GetTextByGuidBstr(const GUID& iGuid, BSTR* oText) override;
+    HRESULT Reserved1() override;
+    HRESULT Reserved2() override;
+    HRESULT get_LongM(LONG* oLongM) override;
+    HRESULT put_LongM(LONG iLongM) override;
+    HRESULT get_ContextObjectV(IUnknown** oContextObjectV) override;
+    HRESULT put_ContextObjectV(IUnknown* iContextObjectV) override;
+    HRESULT put_ShortB(std::int16_t iShortB) override;
+    HRESULT get_ShortB(std::int16_t* oShortB) override;
+    HRESULT SetGuidList(int iCount, const GUID* iGuids) override;
+    HRESULT GetGuidCount(int* oCount) override;
+    HRESULT GetGuidList(int iCount, GUID* oGuids) override;
+    HRESULT put_LongH(LONG iLongH) override;
+    HRESULT put_BstrA(BSTR iBstrA) override;
+    HRESULT get_BstrA(BSTR* oBstrA) override;
+    HRESULT get_GuidE(GUID* oGuidE) override;
+    HRESULT put_GuidE(GUID iGuidE) override;
+    HRESULT put_FlagA(VARIANT_BOOL iFlagA) override;
+    HRESULT get_FlagA(VARIANT_BOOL* oFlagA) override;
+    HRESULT put_BstrB(BSTR iBstrB) override;
+    HRESULT get_BstrB(BSTR* oBstrB) override;
+    HRESULT AddStatusMessage(HRESULT iMessageId, const WCHAR* iTemplate) override;
+    HRESULT put_LevelA(LONG iLevelA) override;
+    HRESULT get_LevelA(LONG* oLevelA) override;
+    HRESULT get_ContextObjectQ(IUnknown** oContextObjectQ) override;
+    void put_ContextObjectQ(IUnknown* iContextObjectQ) override;
+    void put_BstrC(BSTR iBstrC) override;
+    HRESULT get_BstrC(BSTR* oBstrC) override;
+    HRESULT put_HandleA(QBase::Counted* iHandleA) override;
+    HRESULT get_HandleA(QBase::Counted** oHandleA) override;
+    void put_BstrD(BSTR iBstrD) override;
+    HRESULT get_BstrD(BSTR* oBstrD) override;
+    HRESULT put_GuidG(GUID iGuidG) override;
+    HRESULT get_GuidG(GUID* oGuidG) override;
+    HRESULT put_TextC(const WCHAR* iTextC) override;
+    const WCHAR* GetTextC() override;
+    const GUID* GetGuidARef() override;
+    HRESULT ResolveObjectID(GUID* oObjectID) override;
+    HRESULT put_HandleB(QBase::Counted* iHandleB) override;
+    HRESULT get_HandleB(QBase::Counted** oHandleB) override;
+    HRESULT CopyLogProperties(std::map<std::string, std::string>* oProperties) override;
+    HRESULT GetLogMessageInJSON(std::string* oMessage) override;
+    HRESULT SetLogProperty(const char* iKey, const char* iValue) override;
+    HRESULT ClearLogProperties() override;
+    HRESULT CallContextObjectA(IUnknown* iArgument) override;
+    void put_BstrE(BSTR iBstrE) override;
+    HRESULT get_BstrE(BSTR* oBstrE) override;
+    int IsInMessageEmpty() override;
+    HRESULT BeginThreadMessage() override;
+    void EndThreadMessage(DWORD iThreadId) override;
+
+protected:
+    CKDXProcessContext();
+    ~CKDXProcessContext() override;
+
+private:
+    using Object = QBase::PtrI<IUnknown>;
+    using Handle = QBase::PtrI<QBase::Counted>;
+    using WriteMessage = QBase::PtrI<ICKDXWriteMessage>;
+    using ReadMessage = QBase::PtrI<ICKDXReadMessage>;
+
+    struct GuidOrder
+    {
+        bool operator()(const GUID& iLeft, const GUID& iRight) const;
+    };
+
+    using TextTable = std::map<GUID, QBase::wstring, GuidOrder>;
+
+    /// 20 bytes that tell a request from all others.
+    struct Udid
+    {
+        GUID mGuid = GUID_NULL;
+        DWORD mNumber = 0;
+    };
+
+    // What the rows are made of: CKDXProcessContextRows.h.
+    template <class Body>
+    static HRESULT Boundary(Body&& iBody);
+    template <class T>
+    HRESULT GetLocked(const T& iField, T* oValue, HRESULT iNullCode = E_POINTER);
+    template <class T>
+    static HRESULT GetUnlocked(const T& iField, T* oValue, HRESULT iNullCode = E_POINTER);
+    template <class T>
+    HRESULT PutLocked(T& oField, T iValue);
+    template <class T>
+    static HRESULT PutUnlocked(T& oField, T iValue);
+    template <class T>
+    HRESULT GetObjectLocked(const QBase::PtrI<T>& iField, T** oObject, HRESULT iNullCode = E_POINTER);
+    template <class T>
+    HRESULT PutObjectLocked(QBase::PtrI<T>& oField, T* iObject);
+    template <class T>
+    HRESULT PutOtherObjectLocked(QBase::PtrI<T>& oField, T* iObject);
+    template <class T>
+    HRESULT PutObjectNotNullLocked(QBase::PtrI<T>& oField, T* iObject);
+    HRESULT GetObjectOrFalseLocked(const Object& iField, IUnknown** oObject);
+    HRESULT PutLinkLocked(Object& oField, IUnknown* iObject, Object& oTwin);
+    HRESULT GetTextLocked(const QBase::wstring& iField, BSTR* oText, HRESULT iNullCode, HRESULT iEmptyCode);
+    HRESULT PutTextLocked(QBase::wstring& oField, BSTR iText);
+    static HRESULT PutTextUnlocked(QBase::wstring& oField, BSTR iText);
+
+    HRESULT SetRequest(LONG iCode, ICKDXReadMessage* iInMessage, ICKDXWriteMessage* iOutMessage,
+                       ICKDXWriteMessage* iReplyMessage, IUnknown* iContextObjectD, const GUID& iRequestID);
+    HRESULT MakeReplyMessage() REQUIRES(mpLock);
+    HRESULT NewMessageFromInput(WriteMessage& oMessage) REQUIRES(mpLock);
+    WriteMessage CurrentMessage(DWORD iThreadId, const WriteMessage& iReplyMessage) REQUIRES(mpThreadMessagesLock);
+    HRESULT FetchResolvedName(QBase::wstring& oName);
+
+    // Fields without GUARDED_BY are those that are read and written without the lock, on purpose.
+
+    Object mMarshaler;
+    QDataType::DateTime mCreationTime{0.0};
+    QDataType::DateTime mTimestamp2{0.0};
+    QDataType::DateTime mTimestamp3{0.0};
+    LONG mUserContextLogFlag = 0;
+    Object mContextObjectA GUARDED_BY(mpLock);
+    Object mContextObjectB GUARDED_BY(mpLock);
+    Object mContextObjectC GUARDED_BY(mpLock);
+    WriteMessage mOutMessage GUARDED_BY(mpLock);
+    ReadMessage mInMessage GUARDED_BY(mpLock);
+    WriteMessage mReplyMessage GUARDED_BY(mpLock);
+    Object mContextObjectD GUARDED_BY(mpLock);
+    QSynch::CriticalSection* const mpThreadMessagesLock;
+    std::map<DWORD, WriteMessage> mThreadMessages GUARDED_BY(mpThreadMessagesLock);
+    Object mContextObjectE GUARDED_BY(mpLock);
+    GUID mRequestID GUARDED_BY(mpLock) = GUID_NULL;
+    LONG mLongA GUARDED_BY(mpLock) = -1;
+    LONG mLongB GUARDED_BY(mpLock) = -1;
+    LONG mLongC = -1;
+    LONG mRequestCode = -1;
+    LONG mLongD = 0;
+    LONG mLongE = -2;
+    GUID mGuidA = GUID_NULL;
+    QBase::wstring mResolvedName GUARDED_BY(mpLock);
+    Handle mHandleC; // no operation reads it
+    QBase::wstring mTextB;
+    std::int16_t mShortA GUARDED_BY(mpLock) = 0;
+    Object mLinkA GUARDED_BY(mpLock);
+    Object mLinkB GUARDED_BY(mpLock);
+    Object mContextObjectF GUARDED_BY(mpLock);
+    Object mContextObjectG GUARDED_BY(mpLock);
+    Object mContextObjectH GUARDED_BY(mpLock);
+    Object mContextObjectI GUARDED_BY(mpLock);
+    Object mContextObjectJ GUARDED_BY(mpLock);
+    GUID mGuidB GUARDED_BY(mpLock) = GUID_NULL;
+    LONG mLevelA = cLevelNotSet;
+    Object mContextObjectK GUARDED_BY(mpLock);
+    std::shared_ptr<JobMemGovernor> mSharedHandle;
+    Object mContextObjectL GUARDED_BY(mpLock);
+    GUID mGuidC = GUID_NULL;
+    LONG mLongF GUARDED_BY(mpLock) = 0;
+    LONG mTextBSetCount = 0;
+    LONG mRequestCodeSetCount = 0;
+    LONG mLongG = 0;
+    LONG mLongH = 0;
+    Object mContextObjectM GUARDED_BY(mpLock);
+    Object mContextObjectN GUARDED_BY(mpLock);
+    Object mContextObjectO GUARDED_BY(mpLock);
+    Object mContextObjectP GUARDED_BY(mpLock);
+    GUID mReservedGuid1 = GUID_NULL;
+    Object mContextObjectQ GUARDED_BY(mpLock);
+    LONG mLimitA GUARDED_BY(mpLock) = 999;
+    LONG mLimitB GUARDED_BY(mpLock) = 999;
+    LONG mLongI GUARDED_BY(mpLock) = 0;
+    LONG mLongJ = 0;
+    LONG mLongK GUARDED_BY(mpLock) = 0;
+    LONG mLongL = 0;
+    TextTable mTextByGuid GUARDED_BY(mpLock);
+    Object mContextObjectR GUARDED_BY(mpLock);
+    std::map<QBase::wstring, std::pair<LONG, LONG>> mPairByName;
+    Object mContextObjectS GUARDED_BY(mpLock);
+    BYTE* mpBuffer = nullptr; // owned, of the general heap
+    std::uint64_t mBufferLength = 0;
+    Udid mRequestUdid;
+    Object mContextObjectT GUARDED_BY(mpLock);
+    GUID mReservedGuid2 = GUID_NULL;
+    Object mContextObjectU GUARDED_BY(mpLock);
+    GUID mGuidD = GUID_NULL;
+    GUID mGuidE = GUID_NULL;
+    LONG mLongM GUARDED_BY(mpLock) = 0;
+    Object mContextObjectV GUARDED_BY(mpLock);
+    std::int16_t mShortB GUARDED_BY(mpLock) = 0;
+    std::vector<GUID> mGuidList GUARDED_BY(mpLock);
+    std::map<int, int> mReservedMap;
+    GUID mGuidF GUARDED_BY(mpLock) = GUID_NULL;
+    QBase::wstring mBstrA GUARDED_BY(mpLock);
+    bool mbFlagA GUARDED_BY(mpLock) = true;
+    QBase::wstring mBstrB GUARDED_BY(mpLock);
+    QBase::wstring mBstrC;
+    QBase::wstring mBstrD;
+    GUID mGuidG = GUID_NULL;
+    QBase::wstring mTextC;
+    Handle mHandleA GUARDED_BY(mpLock);
+    Handle mHandleB GUARDED_BY(mpLock);
+    GUID mReservedGuid3 = GUID_NULL;
+    std::map<std::string, std::string> mLogProperties GUARDED_BY(mpLock);
+    QBase::wstring mBstrE GUARDED_BY(mpLock);
+    GUID mReservedGuid4 = GUID_NULL;
+
+    static constexpr LONG cLevelNotSet = 127;
+};
+
+/// A new context with one reference for the caller. E_OUTOFMEMORY, or what its final construction step gave.
+QORJOB_API HRESULT CreateProcessContext(QBase::PtrI<CKDXProcessContext>& oContext);

@@ -1,0 +1,231 @@
+// The request's messages, and the messages of the threads that work for it.
+#include "context/CKDXProcessContextRows.h"
+#include "platform/QLogRouter.h"
+
+namespace
+{
+
+/// A write message in this state takes more blocks.
+bool IsOpen(ICKDXWriteMessage& iMessage)
+{
+    int state = 0;
+    return SUCCEEDED(iMessage.get_State(&state)) && state == WriteMessageOpen;
+}
+
+} // namespace
+
+HRESULT CKDXProcessContext::SetRequest(LONG iCode, ICKDXReadMessage* iInMessage, ICKDXWriteMessage* iOutMessage,
+                                       ICKDXWriteMessage* iReplyMessage, IUnknown* iContextObjectD,
+                                       const GUID& iRequestID)
+{
+    return Boundary([&] {
+        // What is replaced goes after the lock, with these.
+        ReadMessage in(iInMessage);
+        WriteMessage out(iOutMessage);
+        WriteMessage reply(iReplyMessage);
+        Object object(iContextObjectD);
+        SmartLock lock(mpLock);
+        std::swap(mInMessage, in);
+        std::swap(mOutMessage, out);
+        std::swap(mReplyMessage, reply);
+        std::swap(mContextObjectD, object);
+        mRequestCode = iCode; // the set-counter counts put_RequestCode alone
+        mRequestID = iRequestID;
+        return S_OK;
+    });
+}
+
+HRESULT CKDXProcessContext::SetRequestIn(LONG iCode, ICKDXReadMessage* iInMessage, ICKDXWriteMessage* iReplyMessage,
+                                         IUnknown* iContextObjectD, GUID iRequestID)
+{
+    return SetRequest(iCode, iInMessage, nullptr, iReplyMessage, iContextObjectD, iRequestID);
+}
+
+HRESULT CKDXProcessContext::SetRequestOut(LONG iCode, ICKDXWriteMessage* iOutMessage, ICKDXWriteMessage* iReplyMessage,
+                                          IUnknown* iContextObjectD, GUID iRequestID)
+{
+    return SetRequest(iCode, nullptr, iOutMessage, iReplyMessage, iContextObjectD, iRequestID);
+}
+
+HRESULT CKDXProcessContext::ConvertOutToIn()
+{
+    return Boundary([&] {
+        ReadMessage in;
+        WriteMessage out;
+        SmartLock lock(mpLock);
+        if (!mOutMessage)
+            return S_OK;
+        ICKDXReadMessage* read = nullptr;
+        const HRESULT code = QMessage::CKDXWriteMessage::ToReadMessage(mOutMessage.Get(), &read);
+        if (FAILED(code))
+            return code;
+        in = ReadMessage::Adopt(read);
+        std::swap(mInMessage, in);
+        std::swap(mOutMessage, out);
+        return S_OK;
+    });
+}
+
+/// Without an input message there is none to answer: success, and no message.
+HRESULT CKDXProcessContext::NewMessageFromInput(WriteMessage& oMessage)
+{
+    oMessage = {};
+    if (!mInMessage)
+        return S_OK;
+    ICKDXWriteMessage* message = nullptr;
+    const HRESULT code = QMessage::CKDXReadMessage::NewWriteMessageNotGoverned(mInMessage.Get(), false, &message);
+    oMessage = WriteMessage::Adopt(message);
+    return code;
+}
+
+HRESULT CKDXProcessContext::MakeReplyMessage() { return mReplyMessage ? S_OK : NewMessageFromInput(mReplyMessage); }
+
+/// Where the output of a thread (0: the calling one) goes: into its own message when it has an entry, else into the
+/// reply.
+CKDXProcessContext::WriteMessage CKDXProcessContext::CurrentMessage(DWORD iThreadId, const WriteMessage& iReplyMessage)
+{
+    const auto entry = mThreadMessages.find(iThreadId == 0 ? QBase::GetCurrentThreadID() : iThreadId);
+    return entry == mThreadMessages.end() ? iReplyMessage : entry->second;
+}
+
+HRESULT CKDXProcessContext::get_OutMessage(ICKDXWriteMessage** oOutMessage)
+{
+    if (oOutMessage == nullptr)
+        return E_POINTER;
+    *oOutMessage = nullptr;
+    return Boundary([&] {
+        SmartLock lock(mpLock);
+        const HRESULT code = MakeReplyMessage();
+        if (FAILED(code))
+            return code;
+        SmartLock threadsLock(mpThreadMessagesLock);
+        *oOutMessage = CurrentMessage(0, mReplyMessage).Detach();
+        return S_OK;
+    });
+}
+
+/// The messages are asked for their items under the lock: no other thread may replace them meanwhile.
+HRESULT CKDXProcessContext::get_ReplyMessage(IUnknown** oItem)
+{
+    if (oItem == nullptr)
+        return E_POINTER;
+    *oItem = nullptr;
+    return Boundary([&] {
+        SmartLock lock(mpLock);
+        if (!mReplyMessage && mInMessage)
+        {
+            IUnknown* ignored = nullptr; // the answer's own item is the result
+            mInMessage->get_Item(&ignored);
+            const Object release = Object::Adopt(ignored);
+            const HRESULT code = MakeReplyMessage();
+            if (FAILED(code))
+                return code;
+        }
+        return mReplyMessage ? mReplyMessage->get_Item(oItem) : E_FAIL;
+    });
+}
+
+HRESULT CKDXProcessContext::get_InMessageItem(IUnknown** oItem)
+{
+    if (oItem == nullptr)
+        return E_POINTER;
+    return Boundary([&] {
+        SmartLock lock(mpLock);
+        return mInMessage ? mInMessage->get_Item(oItem) : E_FAIL;
+    });
+}
+
+HRESULT CKDXProcessContext::InMessageQueryA(IUnknown* iArgument)
+{
+    if (iArgument == nullptr)
+        return E_POINTER;
+    return Boundary([&] {
+        SmartLock lock(mpLock);
+        return mInMessage ? mInMessage->BelongsTo(iArgument) : S_FALSE;
+    });
+}
+
+HRESULT CKDXProcessContext::InMessageQueryB(IUnknown* iArgument)
+{
+    if (iArgument == nullptr)
+        return E_POINTER;
+    return Boundary([&] {
+        SmartLock lock(mpLock);
+        return mInMessage ? mInMessage->CopyTo(iArgument) : S_FALSE;
+    });
+}
+
+int CKDXProcessContext::IsInMessageEmpty()
+{
+    bool bEmpty = false;
+    Boundary([&] {
+        SmartLock lock(mpLock);
+        if (!mInMessage)
+            return S_OK;
+        IUnknown* content = nullptr;
+        const HRESULT code = mInMessage->get_Content(&content);
+        bEmpty = content == nullptr;
+        const Object release = Object::Adopt(content);
+        return code;
+    });
+    return bEmpty ? 1 : 0;
+}
+
+/// Gives back the id that it was given, whatever happens: callers use the call as the value of their own result.
+HRESULT CKDXProcessContext::AddStatusMessage(HRESULT iMessageId, const WCHAR* iTemplate)
+{
+    Boundary([&] {
+        ICKDXWriteMessage* current = nullptr;
+        const HRESULT code = get_OutMessage(&current);
+        const WriteMessage message = WriteMessage::Adopt(current);
+        if (FAILED(code) || !message)
+            return code;
+        int state = 0;
+        message->get_State(&state);
+        const QORMessagePacker packer(message.Get(), iTemplate, static_cast<unsigned>(iMessageId));
+        return S_OK;
+    });
+    return iMessageId;
+}
+
+HRESULT CKDXProcessContext::BeginThreadMessage()
+{
+    return Boundary([&] {
+        WriteMessage message;
+        {
+            SmartLock lock(mpLock);
+            const HRESULT code = NewMessageFromInput(message);
+            if (FAILED(code))
+                return code;
+        }
+        SmartLock lock(mpThreadMessagesLock);
+        mThreadMessages.try_emplace(QBase::GetCurrentThreadID(), message); // an entry that is there stays
+        return S_OK;
+    });
+}
+
+/// Merges the calling thread's message into that of another thread, or with 0 into the reply. The two calls belong
+/// together on one thread.
+void CKDXProcessContext::EndThreadMessage(DWORD iThreadId)
+{
+    Boundary([&] {
+        WriteMessage reply;
+        {
+            SmartLock lock(mpLock);
+            reply = mReplyMessage;
+        }
+        WriteMessage own;
+        WriteMessage target;
+        {
+            SmartLock lock(mpThreadMessagesLock);
+            const auto entry = mThreadMessages.find(QBase::GetCurrentThreadID());
+            if (entry == mThreadMessages.end())
+                return S_OK;
+            own = std::move(entry->second);
+            mThreadMessages.erase(entry);
+            target = CurrentMessage(iThreadId, reply);
+        }
+        return own && target && IsOpen(*target.Get()) ? QMessage::CKDXWriteMessage::Append(target.Get(), own.Get())
+                                                      : S_OK;
+    });
+}

@@ -1,0 +1,159 @@
+// What the process context asks of its collaborators.
+#include "context/CKDXProcessContextRows.h"
+#include "context/Collaborators.h"
+#include "context/ICKDXReportInstance.h"
+#include "platform/QLogRouter.h"
+
+namespace
+{
+
+/// The id that `iSource`, which yields the definition in one way or another, has for the request's object.
+template <class Source>
+void ReadObjectID(Source& iSource, GUID* oObjectID)
+{
+    IUnknown* object = nullptr;
+    if (FAILED(iSource.get_Object(&object)))
+        return;
+    const QBase::PtrI<IUnknown> held = QBase::PtrI<IUnknown>::Adopt(object);
+    if (const auto definition = QueryFor<ICKDXObjectDefinition>(object, IID_ICKDXObjectDefinition))
+        definition->get_ObjectID(oObjectID);
+}
+
+} // namespace
+
+/// The old instance is told that it no longer belongs here. It is called after the lock; the router hears of the new
+/// one whatever the old one does.
+HRESULT CKDXProcessContext::put_ContextObjectB(IUnknown* iContextObjectB)
+{
+    if (iContextObjectB == nullptr)
+        return E_POINTER;
+    const HRESULT code = Boundary([&] {
+        Object old(iContextObjectB);
+        {
+            SmartLock lock(mpLock);
+            std::swap(mContextObjectB, old);
+        }
+        if (const auto instance = ReportInstanceOf(old.Get()))
+            instance->Reset(0);
+        if (old)
+            old.Detach()->Release(); // as in PutObjectLocked
+        return S_OK;
+    });
+    const HRESULT refreshed = Boundary([] {
+        QLogRouter::RefreshCurrentThreadContext();
+        return S_OK;
+    });
+    return FAILED(code) ? code : refreshed;
+}
+
+HRESULT CKDXProcessContext::put_ContextObjectC(IUnknown* iContextObjectC)
+{
+    const HRESULT code = PutObjectNotNullLocked(mContextObjectC, iContextObjectC);
+    return code != S_OK ? code : Boundary([] {
+        QLogRouter::RefreshCurrentThreadContext();
+        return S_OK;
+    });
+}
+
+HRESULT CKDXProcessContext::put_ContextObjectO(IUnknown* iContextObjectO)
+{
+    HRESULT code = PutObjectLocked(mContextObjectO, iContextObjectO);
+    if (code != S_OK || iContextObjectO == nullptr)
+        return code;
+    GUID guid = GUID_NULL;
+    code = Boundary([&] { return static_cast<ICKDXContextObjectO*>(iContextObjectO)->get_Guid(&guid); });
+    return FAILED(code) ? code : PutLocked(mGuidF, guid);
+}
+
+/// Asked under the lock: no other thread may replace the object meanwhile.
+HRESULT CKDXProcessContext::get_ContextObjectDItem(IUnknown** oItem)
+{
+    if (oItem == nullptr)
+        return E_POINTER;
+    return Boundary([&] {
+        SmartLock lock(mpLock);
+        return mContextObjectD ? static_cast<ICKDXContextObjectD*>(mContextObjectD.Get())->get_Item(oItem) : E_FAIL;
+    });
+}
+
+/// The session's name to show; empty without a session, "-" when it tells none.
+HRESULT CKDXProcessContext::FetchResolvedName(QBase::wstring& oName)
+{
+    IUnknown* object = nullptr;
+    const HRESULT code = get_ContextObjectA(&object);
+    const Object held = Object::Adopt(object);
+    if (FAILED(code) || object == nullptr)
+        return code;
+    const auto session = QueryFor<ICKDXSession>(object, IID_ICKDXSession);
+    LONG flags = 0;
+    BSTR name = nullptr;
+    const bool bTold =
+        session && SUCCEEDED(session->get_Flags(&flags)) &&
+        SUCCEEDED((flags & cSessionShowsName8) != 0 ? session->get_Name8(&name) : session->get_Name9(&name));
+    const std::unique_ptr<WCHAR, BstrDeleter> freed(name);
+    oName = !bTold ? QBase::wstring(W("-")) : QBase::wstring(name == nullptr ? W("") : name, SysStringLen(name));
+    return S_OK;
+}
+
+HRESULT CKDXProcessContext::get_ResolvedName(BSTR* oResolvedName)
+{
+    if (oResolvedName == nullptr)
+        return E_POINTER;
+    *oResolvedName = nullptr;
+    return Boundary([&] {
+        QBase::wstring name;
+        {
+            SmartLock lock(mpLock);
+            name = mResolvedName;
+        }
+        if (name.empty())
+        {
+            // Without the lock: the session may take its time, and may call the context.
+            const HRESULT code = FetchResolvedName(name);
+            if (FAILED(code))
+                return code;
+            SmartLock lock(mpLock);
+            mResolvedName = name;
+        }
+        *oResolvedName = SysAllocStringLen(name.data(), static_cast<unsigned>(name.size()));
+        return *oResolvedName == nullptr ? E_OUTOFMEMORY : S_OK;
+    });
+}
+
+HRESULT CKDXProcessContext::ResolveObjectID(GUID* oObjectID)
+{
+    if (oObjectID == nullptr)
+        return E_POINTER;
+    *oObjectID = GUID_NULL;
+    return Boundary([&] {
+        IUnknown* object = nullptr;
+        get_ContextObjectC(&object);
+        const Object source = Object::Adopt(object);
+        if (const auto definitions = QueryFor<ICKDXObjectSource>(object, IID_ICKDXObjectSource))
+            ReadObjectID(*definitions.Get(), oObjectID);
+        if (!(*oObjectID == GUID_NULL))
+            return S_OK;
+        object = nullptr;
+        get_ContextObjectB(&object);
+        const Object instance = Object::Adopt(object);
+        if (const auto report = ReportInstanceOf(object))
+            ReadObjectID(*report.Get(), oObjectID);
+        return S_OK;
+    });
+}
+
+HRESULT CKDXProcessContext::CallContextObjectA(IUnknown* iArgument)
+{
+    return Boundary([&] {
+        IUnknown* object = nullptr;
+        const HRESULT found = get_ContextObjectA(&object);
+        const Object held = Object::Adopt(object);
+        if (FAILED(found) || object == nullptr)
+            return E_POINTER;
+        const auto session = QueryFor<ICKDXSession>(object, IID_ICKDXSession);
+        if (!session)
+            return E_NOINTERFACE;
+        const HRESULT code = session->Call(iArgument);
+        return FAILED(code) ? code : S_OK;
+    });
+}

@@ -1,0 +1,194 @@
+#include "context/COMStatus.h"
+
+#include "job/ExceptionBoundary.h"
+#include "platform/ComObject.h"
+#include "platform/QLogRouter.h"
+#include "platform/QMessage.h"
+#include "platform/QRegistry.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <memory>
+#include <string>
+
+namespace
+{
+
+/// The failure codes of the interface's own facility.
+constexpr unsigned cInterfaceFacility = 0x80040000;
+
+/// Keeps exceptions inside. Nothing is logged: the client has the code.
+template <class Body>
+HRESULT Boundary(Body iBody) noexcept
+{
+    try
+    {
+        return iBody();
+    }
+    catch (const QBase::Message&)
+    {
+        return cMessageExceptionMet;
+    }
+    catch (...)
+    {
+        return cSystemExceptionMet;
+    }
+}
+
+struct TaskMemory
+{
+    void operator()(void* iMemory) const { CoTaskMemFree(iMemory); }
+};
+
+/// Null when the class has no name.
+std::unique_ptr<WCHAR, TaskMemory> ProgIdOf(const GUID& iClassId)
+{
+    WCHAR* name = nullptr;
+    if (FAILED(ProgIDFromCLSID(iClassId, &name)))
+        return nullptr;
+    return std::unique_ptr<WCHAR, TaskMemory>(name);
+}
+
+/// The error object takes its texts as writable ones, and copies them.
+WCHAR* Writable(const WCHAR* iText) { return const_cast<WCHAR*>(iText); }
+
+/// Base 16 by the rules of wcstol: it stops at the first character that is no digit, and 0 is the value of none.
+unsigned ParseHex(const QBase::wstring& iText)
+{
+    const long long value = std::strtoll(QBase::WideCharToUTF8(iText).c_str(), nullptr, 16);
+    using Limits = std::numeric_limits<std::int32_t>;
+    return static_cast<unsigned>(std::clamp<long long>(value, Limits::min(), Limits::max()));
+}
+
+unsigned MessageLanguage()
+{
+    using QRegistry::OpenKeyFromRoot;
+    using QRegistry::RootHives;
+    try
+    {
+        if (!OpenKeyFromRoot(RootHives::LocalMachine, W("SOFTWARE")).HasSubKey(W("Veltrix\\Language")))
+            return QORMessageUnpacker::cNoLanguage;
+        const auto key = OpenKeyFromRoot(RootHives::LocalMachine, W("SOFTWARE\\Veltrix\\Language"));
+        return key.HasUnnamedValue() ? ParseHex(key.ReadText(nullptr, W(""))) : QORMessageUnpacker::cNoLanguage;
+    }
+    catch (const QRegistry::KeyException&)
+    {
+        return QORMessageUnpacker::cNoLanguage;
+    }
+}
+
+/// The text of a message in a language; without a bundle its template is "-?- ".
+std::string FormatIn(unsigned iLanguageId, unsigned iMessageId, const QResource::MessageFormatter& iFormatter,
+                     const char* iKey, QResource::MessageSource& iSource)
+{
+    const auto bundle = iSource.GetResourceBundle();
+    return iFormatter.Format(bundle ? bundle->GetTemplate(iMessageId, iLanguageId, iKey, 0)
+                                    : QResource::GetMessageTemplate());
+}
+
+} // namespace
+
+HRESULT SetCOMStatus(ICKDXReadMessage* iInputMessage, const GUID& iClassId, const GUID& iInterfaceId,
+                     ICreateErrorInfo* iErrorInfoCreator, HRESULT* oStatus)
+{
+    if (iInputMessage == nullptr)
+        return S_FALSE;
+    return Boundary([&] {
+        const auto report = [&](const WCHAR* iText, HRESULT iCode) {
+            return ReportErrorInfo(iClassId, iText, 0, nullptr, iInterfaceId, iCode);
+        };
+        const unsigned language = MessageLanguage();
+
+        ICKDXReadBlockStream* found = nullptr;
+        iInputMessage->get_BlockStream(&found);
+        const auto stream = QBase::PtrI<ICKDXReadBlockStream>::Adopt(found);
+        if (!stream)
+            return report(W("UNEXPECTED ERROR in SetCOMStatus:  cannot get ICKDXReadBlockStream interface on input "
+                            "message"),
+                          E_UNEXPECTED);
+
+        // The status is the first entry's id, the installed object's code the last one's: clients rely on both.
+        HRESULT status = 0;
+        HRESULT lastId = 0;
+        QBase::wstring texts;
+        bool bLast = false;
+        for (int count = 0; !bLast; ++count)
+        {
+            std::unique_ptr<QORMessageUnpacker> message;
+            if (FAILED(QORMessageUnpacker::Create(stream.Get(), language, message)) || message == nullptr)
+                return report(W("UNEXPECTED ERROR in SetCOMStatus:  QORMessageUnpacker::Create failed"), E_FAIL);
+            if (message->IsMessageEmpty())
+                break;
+            lastId = static_cast<HRESULT>(message->GetMessageId());
+            bLast = message->IsLastMessageInStream();
+            if (count == 0)
+                status = lastId;
+            else
+                texts += W('\n');
+            texts += QBase::UTF8ToWideChar(message->Build());
+        }
+        if (oStatus != nullptr)
+            *oStatus = status;
+
+        if (iErrorInfoCreator == nullptr)
+        {
+            report(texts.c_str(), lastId);
+            return status;
+        }
+        iErrorInfoCreator->SetGUID(iInterfaceId);
+        iErrorInfoCreator->SetDescription(texts.data());
+        if (const auto progId = ProgIdOf(iClassId))
+            iErrorInfoCreator->SetSource(progId.get());
+        return status;
+    });
+}
+
+HRESULT ReportErrorInfo(const GUID& iClassId, const WCHAR* iText, DWORD iHelpContext, const WCHAR* iHelpFile,
+                        const GUID& iInterfaceId, HRESULT iCode)
+{
+    const WCHAR* description = iText;
+    HRESULT code = iCode;
+    const auto value = reinterpret_cast<std::uintptr_t>(iText);
+    if (value <= 0xFFFF)
+    {
+        description = W("Unknown Error");
+        if (code == 0)
+            code = static_cast<HRESULT>(cInterfaceFacility | static_cast<unsigned>(value));
+    }
+
+    ICreateErrorInfo* created = nullptr;
+    if (SUCCEEDED(CreateErrorInfo(&created)))
+    {
+        const auto creator = QBase::PtrI<ICreateErrorInfo>::Adopt(created);
+        creator->SetGUID(iInterfaceId);
+        if (const auto progId = ProgIdOf(iClassId))
+            creator->SetSource(progId.get());
+        if (iHelpContext != 0 && iHelpFile != nullptr)
+        {
+            creator->SetHelpContext(iHelpContext);
+            creator->SetHelpFile(Writable(iHelpFile));
+        }
+        creator->SetDescription(Writable(description));
+        if (const auto errorInfo = QueryFor<IErrorInfo>(created, IID_IErrorInfo))
+            SetErrorInfo(0, errorInfo.Get());
+    }
+    return code != 0 ? code : DISP_E_EXCEPTION;
+}
+
+HRESULT FormatMessageText(QBase::wstring& oText, unsigned iMessageId, const QResource::MessageFormatter& iFormatter,
+                          const char* iKey, QResource::MessageSource& iSource)
+{
+    return Boundary([&] {
+        const unsigned processLanguage = QResource::GetProcessLanguageID();
+        std::string text = FormatIn(processLanguage, iMessageId, iFormatter, iKey, iSource);
+        iSource.RecordText(text.c_str(), iMessageId, 0, 0, 0);
+
+        const unsigned threadLanguage = QResource::GetThreadLanguageID();
+        if (threadLanguage != processLanguage)
+            text = FormatIn(threadLanguage, iMessageId, iFormatter, iKey, iSource);
+        oText = QBase::UTF8ToWideChar(text);
+        return S_OK;
+    });
+}

@@ -1,0 +1,364 @@
+#include "context/COMStatus.h"
+
+#include "platform/ComObject.h"
+#include "platform/QLogRouter.h"
+#include "platform/QMessage.h"
+#include "platform/builtin/Faults.h"
+#include "platform/builtin/Settings.h"
+
+#if !defined(_WIN32)
+#include "platform/builtin/Registry.h"
+#endif
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+using QBase::PtrI;
+
+namespace
+{
+
+const GUID cClassId = {0x5B0C9E4A, 0x7C1D, 0x4E0B, {0x9C, 0x57, 0x2F, 0x6A, 0x1B, 0x3D, 0x8E, 0x61}};
+const GUID cInterfaceId = {0x5B0C9E4A, 0x7C1D, 0x4E0B, {0x9C, 0x57, 0x2F, 0x6A, 0x1B, 0x3D, 0x8E, 0x62}};
+
+constexpr unsigned cCancelled = 0x80043014; // of the catalogue, as the English "The job was cancelled."
+constexpr unsigned cFirstId = 0x8004F101;
+constexpr unsigned cLastId = 0x8004F102;
+
+/// A reply of one entry an id; the text of an entry is "text of N".
+PtrI<ICKDXReadMessage> Reply(const std::vector<unsigned>& iIds)
+{
+    const auto written = QMessage::NewServerMessage();
+    for (const unsigned id : iIds)
+        QORMessagePacker(written.Get(), W("text of %1"), id) << id;
+    ICKDXReadMessage* read = nullptr;
+    EXPECT_EQ(QMessage::CKDXWriteMessage::ToReadMessage(written.Get(), &read), S_OK);
+    return PtrI<ICKDXReadMessage>::Adopt(read);
+}
+
+PtrI<ICKDXReadMessage> DamagedReply()
+{
+    ICKDXReadBlockStream* found = nullptr;
+    EXPECT_EQ(Reply({cFirstId, cLastId})->get_BlockStream(&found), S_OK);
+    const auto stream = PtrI<ICKDXReadBlockStream>::Adopt(found);
+    char bytes[1000];
+    ULONG length = 0;
+    EXPECT_EQ(stream->Read(bytes, sizeof(bytes), &length), S_FALSE);
+    return QMessage::NewReadMessage(bytes, length - 1);
+}
+
+/// What the calling thread's error object says; it is taken away.
+struct Error
+{
+    std::string mDescription = "none";
+    std::string mSource = "none";
+    std::string mHelpFile = "none";
+    GUID mInterfaceId = GUID_NULL;
+    DWORD mHelpContext = 0;
+};
+
+std::string TextOf(BSTR iText)
+{
+    std::string text = iText == nullptr ? "" : QBase::WideCharToUTF8(iText);
+    SysFreeString(iText);
+    return text;
+}
+
+Error Read(IErrorInfo* iInfo)
+{
+    Error error;
+    BSTR description = nullptr;
+    BSTR source = nullptr;
+    BSTR helpFile = nullptr;
+    iInfo->GetDescription(&description);
+    iInfo->GetSource(&source);
+    iInfo->GetHelpFile(&helpFile);
+    iInfo->GetGUID(&error.mInterfaceId);
+    iInfo->GetHelpContext(&error.mHelpContext);
+    error.mDescription = TextOf(description);
+    error.mSource = TextOf(source);
+    error.mHelpFile = TextOf(helpFile);
+    return error;
+}
+
+Error TakeError()
+{
+    IErrorInfo* found = nullptr;
+    GetErrorInfo(0, &found);
+    const auto info = PtrI<IErrorInfo>::Adopt(found);
+    return info ? Read(info.Get()) : Error();
+}
+
+class COMStatus : public testing::Test
+{
+protected:
+    COMStatus() { SetErrorInfo(0, nullptr); }
+
+    ~COMStatus() override
+    {
+        Settings::SetProcessLanguageID(0x409);
+        Settings::SetThreadLanguageID(0);
+#if !defined(_WIN32)
+        Registry::Clear();
+#endif
+    }
+
+    HRESULT Set(ICKDXReadMessage* iReply, ICreateErrorInfo* iCreator = nullptr)
+    {
+        return SetCOMStatus(iReply, cClassId, cInterfaceId, iCreator, &mStatus);
+    }
+
+    HRESULT mStatus = 77;
+};
+
+/// A read message whose stream is whatever a test wants.
+class StreamlessMessage final : public ICKDXReadMessage
+{
+public:
+    HRESULT QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
+    ULONG AddRef() override { return 1; }
+    ULONG Release() override { return 1; }
+    HRESULT CopyTo(IUnknown*) override { return E_NOTIMPL; }
+    HRESULT get_BlockStream(ICKDXReadBlockStream**) override
+    {
+        switch (mThrows)
+        {
+        case 1:
+            throw QBase::Message("broken");
+        case 2:
+            throw std::runtime_error("broken");
+        default:
+            return S_OK;
+        }
+    }
+    HRESULT BelongsTo(IUnknown*) override { return E_NOTIMPL; }
+    HRESULT get_Content(IUnknown**) override { return E_NOTIMPL; }
+    HRESULT get_Item(IUnknown**) override { return E_NOTIMPL; }
+    HRESULT get_ErrorCode(HRESULT*) override { return E_NOTIMPL; }
+
+    int mThrows = 0;
+};
+
+} // namespace
+
+TEST_F(COMStatus, IsTheFirstIdWhileTheClientReadsAllTexts)
+{
+    const auto first = static_cast<HRESULT>(cFirstId);
+    const struct
+    {
+        std::vector<unsigned> mIds;
+        HRESULT mStatus;
+        const char* mpDescription;
+    } rows[] = {
+        {{}, 0, ""},
+        {{cFirstId}, first, "text of 2147807489"},
+        {{cFirstId, cLastId}, first, "text of 2147807489\ntext of 2147807490"},
+    };
+    for (const auto& row : rows)
+    {
+        EXPECT_EQ(Set(Reply(row.mIds).Get()), row.mStatus);
+        EXPECT_EQ(mStatus, row.mStatus);
+        const Error error = TakeError();
+        EXPECT_EQ(error.mDescription, row.mpDescription);
+        EXPECT_TRUE(error.mInterfaceId == cInterfaceId);
+        EXPECT_EQ(error.mSource, "");
+    }
+    EXPECT_EQ(SetCOMStatus(Reply({cFirstId}).Get(), cClassId, cInterfaceId, nullptr, nullptr), first);
+}
+
+TEST_F(COMStatus, GoesIntoTheCallersObjectWithoutInstallingIt)
+{
+    ICreateErrorInfo* created = nullptr;
+    ASSERT_EQ(CreateErrorInfo(&created), S_OK);
+    const auto creator = PtrI<ICreateErrorInfo>::Adopt(created);
+    EXPECT_EQ(Set(Reply({cFirstId, cLastId}).Get(), created), static_cast<HRESULT>(cFirstId));
+    EXPECT_EQ(TakeError().mDescription, "none");
+    const auto info = QueryFor<IErrorInfo>(created, IID_IErrorInfo);
+    const Error error = Read(info.Get());
+    EXPECT_EQ(error.mDescription, "text of 2147807489\ntext of 2147807490");
+    EXPECT_TRUE(error.mInterfaceId == cInterfaceId);
+}
+
+TEST_F(COMStatus, ReportsAReplyThatItCanNotRead)
+{
+    EXPECT_EQ(Set(nullptr), S_FALSE);
+    EXPECT_EQ(TakeError().mDescription, "none");
+
+    StreamlessMessage streamless;
+    EXPECT_EQ(Set(&streamless), E_UNEXPECTED);
+    const Error error = TakeError();
+    EXPECT_EQ(error.mDescription,
+              "UNEXPECTED ERROR in SetCOMStatus:  cannot get ICKDXReadBlockStream interface on input message");
+    EXPECT_TRUE(error.mInterfaceId == cInterfaceId);
+
+    EXPECT_EQ(Set(DamagedReply().Get()), E_FAIL);
+    EXPECT_EQ(TakeError().mDescription, "UNEXPECTED ERROR in SetCOMStatus:  QORMessageUnpacker::Create failed");
+
+    streamless.mThrows = 1;
+    EXPECT_EQ(Set(&streamless), static_cast<HRESULT>(0x8004308B));
+    streamless.mThrows = 2;
+    EXPECT_EQ(Set(&streamless), static_cast<HRESULT>(0x8004308C));
+    EXPECT_EQ(mStatus, 77);
+}
+
+TEST_F(COMStatus, ReportsOneErrorWithItsHelp)
+{
+    const auto failed = static_cast<HRESULT>(cFirstId);
+    const auto resource = [](std::uintptr_t iId) { return reinterpret_cast<const WCHAR*>(iId); };
+    const struct
+    {
+        const WCHAR* mpText;
+        DWORD mHelpContext;
+        const WCHAR* mpHelpFile;
+        HRESULT mCode;
+        HRESULT mResult;
+        Error mError;
+    } rows[] = {
+        {W("text"), 0, nullptr, failed, failed, {"text", "", "", cInterfaceId, 0}},
+        {W("text"), 0, nullptr, 0, DISP_E_EXCEPTION, {"text", "", "", cInterfaceId, 0}},
+        {W("text"), 5, W("help"), S_FALSE, S_FALSE, {"text", "", "help", cInterfaceId, 5}},
+        {W("text"), 5, nullptr, failed, failed, {"text", "", "", cInterfaceId, 0}},
+        {W("text"), 0, W("help"), failed, failed, {"text", "", "", cInterfaceId, 0}},
+        {resource(0x1234), 0, nullptr, failed, failed, {"Unknown Error", "", "", cInterfaceId, 0}},
+        {resource(0xFFFF), 0, nullptr, 0, static_cast<HRESULT>(0x8004FFFF), {"Unknown Error", "", "", cInterfaceId, 0}},
+        {nullptr, 0, nullptr, 0, static_cast<HRESULT>(0x80040000), {"Unknown Error", "", "", cInterfaceId, 0}},
+    };
+    for (const auto& row : rows)
+    {
+        EXPECT_EQ(ReportErrorInfo(cClassId, row.mpText, row.mHelpContext, row.mpHelpFile, cInterfaceId, row.mCode),
+                  row.mResult);
+        const Error error = TakeError();
+        EXPECT_EQ(error.mDescription, row.mError.mDescription);
+        EXPECT_EQ(error.mSource, row.mError.mSource);
+        EXPECT_EQ(error.mHelpFile, row.mError.mHelpFile);
+        EXPECT_EQ(error.mHelpContext, row.mError.mHelpContext);
+        EXPECT_TRUE(error.mInterfaceId == cInterfaceId);
+    }
+}
+
+#if !defined(_WIN32)
+
+TEST_F(COMStatus, NamesTheReportingComponent)
+{
+    Registry::SetText("HKEY_CLASSES_ROOT\\CLSID\\" + QBase::ToString(cClassId) + "\\ProgID", "", "Some.Component");
+    Set(Reply({cFirstId}).Get());
+    EXPECT_EQ(TakeError().mSource, "Some.Component");
+
+    ICreateErrorInfo* created = nullptr;
+    ASSERT_EQ(CreateErrorInfo(&created), S_OK);
+    const auto creator = PtrI<ICreateErrorInfo>::Adopt(created);
+    Set(Reply({cFirstId}).Get(), created);
+    EXPECT_EQ(Read(QueryFor<IErrorInfo>(created, IID_IErrorInfo).Get()).mSource, "Some.Component");
+}
+
+TEST_F(COMStatus, IsInTheRegistrysLanguage)
+{
+    const char* const english = "The job was cancelled.";
+    const char* const german = "Der Auftrag wurde abgebrochen.";
+    Settings::SetProcessLanguageID(0x407); // that of a message for which no language is asked
+    const auto reply = Reply({cCancelled});
+    const auto description = [&] {
+        Set(reply.Get());
+        return TakeError().mDescription;
+    };
+    EXPECT_EQ(description(), german);
+    Registry::CreateKey("HKEY_LOCAL_MACHINE\\SOFTWARE\\Veltrix");
+    EXPECT_EQ(description(), german);
+    Registry::CreateKey("HKEY_LOCAL_MACHINE\\SOFTWARE\\Veltrix\\Language");
+    EXPECT_EQ(description(), german);
+
+    const struct
+    {
+        const char* mpValue;
+        const char* mpText;
+    } rows[] = {
+        {"409", english},      {"0x409", english}, {" 0409 is English", english},
+        {"407", german},       {"407z", german},   {"English", english}, // 0xE: no such language
+        {"zz", english},       {"", english},                            // 0: the default
+        {"FFFFFFFF", english},                                           // beyond 31 bits the value stays at their end
+        {"-1", german},                                                  // as good as none
+    };
+    for (const auto& row : rows)
+    {
+        Registry::SetText("HKEY_LOCAL_MACHINE\\SOFTWARE\\Veltrix\\Language", "", row.mpValue);
+        EXPECT_EQ(description(), row.mpText) << row.mpValue;
+    }
+}
+
+TEST_F(COMStatus, KeepsItsCodeWhenTheObjectCanNotBeMade)
+{
+    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    EXPECT_EQ(ReportErrorInfo(cClassId, W("text"), 0, nullptr, cInterfaceId, E_HANDLE), E_HANDLE);
+    EXPECT_EQ(TakeError().mDescription, "none");
+}
+
+#endif
+
+namespace
+{
+
+/// Has the kernel's texts, and keeps what is recorded.
+class Source final : public QResource::MessageSource
+{
+public:
+    unsigned AddRef() noexcept override { return 1; }
+    unsigned Release() noexcept override { return 1; }
+    PtrI<QResource::Bundle> GetResourceBundle() override
+    {
+        if (mbThrows)
+            throw QBase::Message("broken");
+        return mbHasBundle ? QResource::GetFileBundle("Kernel") : PtrI<QResource::Bundle>();
+    }
+    void RecordText(const char* iText, unsigned iMessageId, int iReserved1, int iReserved2, int iReserved3) override
+    {
+        EXPECT_EQ(iReserved1 | iReserved2 | iReserved3, 0);
+        mRecords.push_back(std::to_string(iMessageId & 0xFFFF) + " " + iText);
+    }
+
+    bool mbHasBundle = true;
+    bool mbThrows = false;
+    std::vector<std::string> mRecords;
+};
+
+} // namespace
+
+TEST_F(COMStatus, FormatsForTheLogInTheProcessesLanguageAndForTheCallerInHisOwn)
+{
+    QResource::MessageFormatter formatter;
+    formatter << "Sales";
+    const struct
+    {
+        unsigned mThreadLanguage;
+        bool mbHasBundle;
+        unsigned mMessageId;
+        const char* mpRecord;
+        const char* mpText;
+    } rows[] = {
+        {0, true, 0x80043018, "12312 The request can't be processed now. It waits for project Sales.",
+         "The request can't be processed now. It waits for project Sales."},
+        {0x409, true, cCancelled, "12308 The job was cancelled.", "The job was cancelled."},
+        {0x407, true, cCancelled, "12308 The job was cancelled.", "Der Auftrag wurde abgebrochen."},
+        // An id that the bundle doesn't have: its key is looked for.
+        {0x407, true, 1, "1 The job was cancelled.", "Der Auftrag wurde abgebrochen."},
+        {0x407, false, cCancelled, "12308 -?- ", "-?- "},
+    };
+    for (const auto& row : rows)
+    {
+        Source source;
+        source.mbHasBundle = row.mbHasBundle;
+        Settings::SetThreadLanguageID(row.mThreadLanguage);
+        QBase::wstring text;
+        EXPECT_EQ(FormatMessageText(text, row.mMessageId, formatter, "QOR_JOB_CANCELLED", source), S_OK);
+        EXPECT_EQ(QBase::WideCharToUTF8(text), row.mpText);
+        EXPECT_EQ(source.mRecords, std::vector<std::string>{row.mpRecord});
+    }
+
+    Source source;
+    source.mbThrows = true;
+    QBase::wstring text(W("before"));
+    EXPECT_EQ(FormatMessageText(text, cCancelled, formatter, "", source), static_cast<HRESULT>(0x8004308B));
+    EXPECT_EQ(QBase::WideCharToUTF8(text), "before");
+}

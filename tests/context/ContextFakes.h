@@ -1,0 +1,169 @@
+// Stand-ins for what the layers above put into a process context. They count their references and are no heap objects:
+// a test puts them on its stack, before the context.
+#pragma once
+
+#include "context/CKDXProcessContext.h"
+#include "context/Collaborators.h"
+#include "context/ICKDXReportInstance.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <string>
+
+/// An object that answers for one interface at most.
+template <class Interface>
+class FakeCollaborator : public Interface
+{
+public:
+    explicit FakeCollaborator(const GUID& iInterfaceId = GUID_NULL) : mInterfaceId(iInterfaceId) {}
+
+    HRESULT QueryInterface(const GUID& iInterfaceId, void** oInterface) override
+    {
+        if (mInterfaceId == GUID_NULL || !(iInterfaceId == mInterfaceId))
+            return E_NOINTERFACE;
+        *oInterface = static_cast<Interface*>(this);
+        AddRef();
+        return S_OK;
+    }
+    ULONG AddRef() override { return ++mReferences; }
+    ULONG Release() override { return --mReferences; }
+
+    GUID mInterfaceId;
+    std::atomic<ULONG> mReferences{0};
+    std::function<void()> mOnCall = [] {}; ///< in each operation: may throw, or look at the context
+
+protected:
+    ~FakeCollaborator() = default;
+};
+
+/// Fits every row of plain pointers, ContextObjectO's too.
+class FakeObjectO final : public FakeCollaborator<ICKDXContextObjectO>
+{
+public:
+    HRESULT get_Guid(GUID* oGuid) override
+    {
+        mOnCall();
+        *oGuid = mGuid;
+        return mCode;
+    }
+
+    GUID mGuid = GUID_NULL;
+    HRESULT mCode = S_OK;
+};
+
+class FakeObjectD final : public FakeCollaborator<ICKDXContextObjectD>
+{
+public:
+    HRESULT get_Item(IUnknown** oItem) override
+    {
+        mOnCall();
+        *oItem = QBase::PtrI<IUnknown>(this).Detach();
+        return S_FALSE;
+    }
+};
+
+class FakeContextSession final : public FakeCollaborator<ICKDXSession>
+{
+public:
+    FakeContextSession() : FakeCollaborator(IID_ICKDXSession) {}
+
+    HRESULT get_Flags(LONG* oFlags) override
+    {
+        mOnCall();
+        *oFlags = mFlags;
+        return mFlagsCode;
+    }
+    HRESULT get_Name8(BSTR* oName) override { return Give(W("eight"), oName); }
+    HRESULT get_Name9(BSTR* oName) override { return Give(W("nine"), oName); }
+    HRESULT Call(IUnknown* iArgument) override
+    {
+        mOnCall();
+        mpArgument = iArgument;
+        return mCallCode;
+    }
+    HRESULT get_Locale(unsigned*) override { return E_NOTIMPL; }
+    HRESULT FillLocalisation(const GUID&, int) override { return E_NOTIMPL; }
+
+    LONG mFlags = 0;
+    HRESULT mFlagsCode = S_OK;
+    HRESULT mNameCode = S_OK;
+    HRESULT mCallCode = S_OK;
+    int mNamesGiven = 0;
+    IUnknown* mpArgument = nullptr;
+
+private:
+    HRESULT Give(const WCHAR* iName, BSTR* oName)
+    {
+        ++mNamesGiven;
+        *oName = SUCCEEDED(mNameCode) ? SysAllocString(iName) : nullptr;
+        return mNameCode;
+    }
+};
+
+class FakeDefinition final : public FakeCollaborator<ICKDXObjectDefinition>
+{
+public:
+    FakeDefinition() : FakeCollaborator(IID_ICKDXObjectDefinition) {}
+
+    HRESULT get_ObjectID(GUID* oObjectId) override
+    {
+        mOnCall();
+        *oObjectId = mObjectId;
+        return S_OK;
+    }
+    HRESULT get_DefinitionID(GUID*) override { return E_NOTIMPL; }
+    HRESULT get_Name(BSTR*) override { return E_NOTIMPL; }
+
+    GUID mObjectId = GUID_NULL;
+};
+
+class FakeObjectSource final : public FakeCollaborator<ICKDXObjectSource>
+{
+public:
+    FakeObjectSource() : FakeCollaborator(IID_ICKDXObjectSource) {}
+
+    HRESULT get_Object(IUnknown** oObject) override
+    {
+        *oObject = QBase::PtrI<IUnknown>(mpObject).Detach();
+        return S_OK;
+    }
+
+    IUnknown* mpObject = nullptr;
+};
+
+class FakeHandle final : public QBase::Counted
+{
+public:
+    unsigned AddRef() override { return ++mReferences; }
+    unsigned Release() override { return --mReferences; }
+
+    unsigned mReferences = 0;
+};
+
+using Context = QBase::PtrI<CKDXProcessContext>;
+
+inline Context NewContext()
+{
+    Context context;
+    EXPECT_EQ(CreateProcessContext(context), S_OK);
+    return context;
+}
+
+/// A BSTR of the test's own.
+struct Bstr
+{
+    Bstr() = default;
+    explicit Bstr(const WCHAR* iText) : mText(SysAllocString(iText)) {}
+    ~Bstr() { SysFreeString(mText); }
+    Bstr(const Bstr&) = delete;
+    Bstr& operator=(const Bstr&) = delete;
+
+    std::string Text() const
+    {
+        return mText == nullptr ? "null" : "\"" + QBase::WideCharToUTF8({mText, SysStringLen(mText)}) + "\"";
+    }
+
+    BSTR mText = nullptr;
+};
