@@ -59,9 +59,14 @@ public:
 
     HRESULT put_Status(int) override { return S_OK; }
     HRESULT put_JobValue(int, int) override { return S_OK; }
-    HRESULT get_Object(IUnknown**) override { return E_FAIL; }
+    HRESULT get_Object(IUnknown** oObject) override
+    {
+        *oObject = QBase::PtrI<IUnknown>(mpObject).Detach();
+        return mpObject == nullptr ? E_FAIL : S_OK;
+    }
 
     bool mbHasInterface = true;
+    IUnknown* mpObject = nullptr;
     HRESULT mKindCode = S_OK;
     int mKind = 0;
     std::atomic<unsigned> mReferences{0};
