@@ -104,8 +104,8 @@ HRESULT CKDXProcessContext::get_ShortA(std::int16_t* oShortA) { return GetLocked
 HRESULT CKDXProcessContext::put_ShortA(std::int16_t iShortA) { return PutLocked(mShortA, iShortA); }
 HRESULT CKDXProcessContext::get_ShortB(std::int16_t* oShortB) { return GetLocked(mShortB, oShortB); }
 HRESULT CKDXProcessContext::put_ShortB(std::int16_t iShortB) { return PutLocked(mShortB, iShortB); }
-HRESULT CKDXProcessContext::get_UserContextLogFlag(LONG* oFlag) { return GetUnlocked(mUserContextLogFlag, oFlag); }
-HRESULT CKDXProcessContext::put_UserContextLogFlag(LONG iFlag) { return PutUnlocked(mUserContextLogFlag, iFlag); }
+HRESULT CKDXProcessContext::get_UserContextLogFlag(LONG* oUserContextLogFlag) { return GetUnlocked(mUserContextLogFlag, oUserContextLogFlag); }
+HRESULT CKDXProcessContext::put_UserContextLogFlag(LONG iUserContextLogFlag) { return PutUnlocked(mUserContextLogFlag, iUserContextLogFlag); }
 HRESULT CKDXProcessContext::put_LevelA(LONG iLevelA) { return PutUnlocked(mLevelA, iLevelA); }
 
 HRESULT CKDXProcessContext::get_GuidA(GUID* oGuidA) { return GetUnlocked(mGuidA, oGuidA); }
@@ -121,66 +121,66 @@ HRESULT CKDXProcessContext::get_GuidF(GUID* oGuidF) { return GetLocked(mGuidF, o
 HRESULT CKDXProcessContext::put_GuidG(GUID iGuidG) { return PutUnlocked(mGuidG, iGuidG); }
 const GUID* CKDXProcessContext::GetGuidARef() { return &mGuidA; }
 
-HRESULT CKDXProcessContext::get_ContextObjectA(IUnknown** oObject) { return GetObjectLocked(mContextObjectA, oObject); }
-HRESULT CKDXProcessContext::put_ContextObjectA(IUnknown* iObject) { return PutObjectNotNullLocked(mContextObjectA, iObject); }
-HRESULT CKDXProcessContext::get_ContextObjectB(IUnknown** oObject) { return GetObjectLocked(mContextObjectB, oObject); }
-HRESULT CKDXProcessContext::get_ContextObjectC(IUnknown** oObject) { return GetObjectLocked(mContextObjectC, oObject); }
-HRESULT CKDXProcessContext::get_ContextObjectD(IUnknown** oObject) { return GetObjectLocked(mContextObjectD, oObject); }
-HRESULT CKDXProcessContext::get_ContextObjectE(IUnknown** oObject) { return GetObjectLocked(mContextObjectE, oObject); }
-HRESULT CKDXProcessContext::put_ContextObjectE(IUnknown* iObject) { return PutObjectNotNullLocked(mContextObjectE, iObject); }
-HRESULT CKDXProcessContext::get_ContextObjectF(IUnknown** oObject) { return GetObjectLocked(mContextObjectF, oObject); }
-HRESULT CKDXProcessContext::put_ContextObjectF(IUnknown* iObject) { return PutObjectLocked(mContextObjectF, iObject); }
-HRESULT CKDXProcessContext::get_ContextObjectG(IUnknown** oObject) { return GetObjectLocked(mContextObjectG, oObject); }
-HRESULT CKDXProcessContext::put_ContextObjectG(IUnknown* iObject) { return PutObjectLocked(mContextObjectG, iObject); }
-HRESULT CKDXProcessContext::get_ContextObjectH(IUnknown** oObject) { return GetObjectLocked(mContextObjectH, oObject); }
-HRESULT CKDXProcessContext::put_ContextObjectH(IUnknown* iObject) { return PutObjectLocked(mContextObjectH, iObject); }
-HRESULT CKDXProcessContext::get_ContextObjectI(IUnknown** oObject) { return GetObjectLocked(mContextObjectI, oObject); }
-HRESULT CKDXProcessContext::put_ContextObjectI(IUnknown* iObject) { return PutObjectLocked(mContextObjectI, iObject); }
-HRESULT CKDXProcessContext::get_ContextObjectJ(IUnknown** oObject) { return GetObjectLocked(mContextObjectJ, oObject); }
-HRESULT CKDXProcessContext::put_ContextObjectJ(IUnknown* iObject) { return PutObjectLocked(mContextObjectJ, iObject); }
-HRESULT CKDXProcessContext::get_ContextObjectK(IUnknown** oObject) { return GetObjectLocked(mContextObjectK, oObject); }
-HRESULT CKDXProcessContext::put_ContextObjectK(IUnknown* iObject) { return PutObjectLocked(mContextObjectK, iObject); }
-HRESULT CKDXProcessContext::get_ContextObjectL(IUnknown** oObject) { return GetObjectLocked(mContextObjectL, oObject); }
-HRESULT CKDXProcessContext::put_ContextObjectL(IUnknown* iObject) { return PutObjectLocked(mContextObjectL, iObject); }
-HRESULT CKDXProcessContext::get_ContextObjectM(IUnknown** oObject) { return GetObjectLocked(mContextObjectM, oObject); }
-HRESULT CKDXProcessContext::put_ContextObjectM(IUnknown* iObject) { return PutObjectLocked(mContextObjectM, iObject); }
-HRESULT CKDXProcessContext::get_ContextObjectN(IUnknown** oObject) { return GetObjectLocked(mContextObjectN, oObject); }
-HRESULT CKDXProcessContext::put_ContextObjectN(IUnknown* iObject) { return PutObjectLocked(mContextObjectN, iObject); }
-HRESULT CKDXProcessContext::get_ContextObjectO(IUnknown** oObject) { return GetObjectOrFalseLocked(mContextObjectO, oObject); }
-HRESULT CKDXProcessContext::get_ContextObjectP(IUnknown** oObject) { return GetObjectOrFalseLocked(mContextObjectP, oObject); }
-HRESULT CKDXProcessContext::put_ContextObjectP(IUnknown* iObject) { return PutObjectLocked(mContextObjectP, iObject); }
-HRESULT CKDXProcessContext::get_ContextObjectQ(IUnknown** oObject) { return GetObjectLocked(mContextObjectQ, oObject); }
-void CKDXProcessContext::put_ContextObjectQ(IUnknown* iObject) { PutObjectLocked(mContextObjectQ, iObject); }
-HRESULT CKDXProcessContext::get_ContextObjectR(IUnknown** oObject) { return GetObjectLocked(mContextObjectR, oObject, E_INVALIDARG); }
-HRESULT CKDXProcessContext::put_ContextObjectR(IUnknown* iObject) { return PutObjectLocked(mContextObjectR, iObject); }
-HRESULT CKDXProcessContext::get_ContextObjectS(IUnknown** oObject) { return GetObjectLocked(mContextObjectS, oObject, S_FALSE); }
-HRESULT CKDXProcessContext::put_ContextObjectS(IUnknown* iObject) { return PutOtherObjectLocked(mContextObjectS, iObject); }
-HRESULT CKDXProcessContext::get_ContextObjectT(IUnknown** oObject) { return GetObjectLocked(mContextObjectT, oObject); }
-HRESULT CKDXProcessContext::put_ContextObjectT(IUnknown* iObject) { return PutObjectLocked(mContextObjectT, iObject); }
-HRESULT CKDXProcessContext::get_ContextObjectU(IUnknown** oObject) { return GetObjectLocked(mContextObjectU, oObject); }
-HRESULT CKDXProcessContext::put_ContextObjectU(IUnknown* iObject) { return PutObjectLocked(mContextObjectU, iObject); }
-HRESULT CKDXProcessContext::get_ContextObjectV(IUnknown** oObject) { return GetObjectLocked(mContextObjectV, oObject); }
-HRESULT CKDXProcessContext::put_ContextObjectV(IUnknown* iObject) { return PutObjectLocked(mContextObjectV, iObject); }
-HRESULT CKDXProcessContext::get_LinkA(IUnknown** oObject) { return GetObjectLocked(mLinkA, oObject); }
-HRESULT CKDXProcessContext::put_LinkA(IUnknown* iObject) { return PutLinkLocked(mLinkA, iObject, mLinkB); }
-HRESULT CKDXProcessContext::get_LinkB(IUnknown** oObject) { return GetObjectLocked(mLinkB, oObject); }
-HRESULT CKDXProcessContext::put_LinkB(IUnknown* iObject) { return PutLinkLocked(mLinkB, iObject, mLinkA); }
-HRESULT CKDXProcessContext::get_InMessage(ICKDXReadMessage** oMessage) { return GetObjectLocked(mInMessage, oMessage); }
-HRESULT CKDXProcessContext::get_HandleA(QBase::Counted** oHandle) { return GetObjectLocked(mHandleA, oHandle); }
-HRESULT CKDXProcessContext::put_HandleA(QBase::Counted* iHandle) { return PutOtherObjectLocked(mHandleA, iHandle); }
-HRESULT CKDXProcessContext::get_HandleB(QBase::Counted** oHandle) { return GetObjectLocked(mHandleB, oHandle); }
-HRESULT CKDXProcessContext::put_HandleB(QBase::Counted* iHandle) { return PutOtherObjectLocked(mHandleB, iHandle); }
+HRESULT CKDXProcessContext::get_ContextObjectA(IUnknown** oContextObjectA) { return GetObjectLocked(mContextObjectA, oContextObjectA); }
+HRESULT CKDXProcessContext::put_ContextObjectA(IUnknown* iContextObjectA) { return PutObjectNotNullLocked(mContextObjectA, iContextObjectA); }
+HRESULT CKDXProcessContext::get_ContextObjectB(IUnknown** oContextObjectB) { return GetObjectLocked(mContextObjectB, oContextObjectB); }
+HRESULT CKDXProcessContext::get_ContextObjectC(IUnknown** oContextObjectC) { return GetObjectLocked(mContextObjectC, oContextObjectC); }
+HRESULT CKDXProcessContext::get_ContextObjectD(IUnknown** oContextObjectD) { return GetObjectLocked(mContextObjectD, oContextObjectD); }
+HRESULT CKDXProcessContext::get_ContextObjectE(IUnknown** oContextObjectE) { return GetObjectLocked(mContextObjectE, oContextObjectE); }
+HRESULT CKDXProcessContext::put_ContextObjectE(IUnknown* iContextObjectE) { return PutObjectNotNullLocked(mContextObjectE, iContextObjectE); }
+HRESULT CKDXProcessContext::get_ContextObjectF(IUnknown** oContextObjectF) { return GetObjectLocked(mContextObjectF, oContextObjectF); }
+HRESULT CKDXProcessContext::put_ContextObjectF(IUnknown* iContextObjectF) { return PutObjectLocked(mContextObjectF, iContextObjectF); }
+HRESULT CKDXProcessContext::get_ContextObjectG(IUnknown** oContextObjectG) { return GetObjectLocked(mContextObjectG, oContextObjectG); }
+HRESULT CKDXProcessContext::put_ContextObjectG(IUnknown* iContextObjectG) { return PutObjectLocked(mContextObjectG, iContextObjectG); }
+HRESULT CKDXProcessContext::get_ContextObjectH(IUnknown** oContextObjectH) { return GetObjectLocked(mContextObjectH, oContextObjectH); }
+HRESULT CKDXProcessContext::put_ContextObjectH(IUnknown* iContextObjectH) { return PutObjectLocked(mContextObjectH, iContextObjectH); }
+HRESULT CKDXProcessContext::get_ContextObjectI(IUnknown** oContextObjectI) { return GetObjectLocked(mContextObjectI, oContextObjectI); }
+HRESULT CKDXProcessContext::put_ContextObjectI(IUnknown* iContextObjectI) { return PutObjectLocked(mContextObjectI, iContextObjectI); }
+HRESULT CKDXProcessContext::get_ContextObjectJ(IUnknown** oContextObjectJ) { return GetObjectLocked(mContextObjectJ, oContextObjectJ); }
+HRESULT CKDXProcessContext::put_ContextObjectJ(IUnknown* iContextObjectJ) { return PutObjectLocked(mContextObjectJ, iContextObjectJ); }
+HRESULT CKDXProcessContext::get_ContextObjectK(IUnknown** oContextObjectK) { return GetObjectLocked(mContextObjectK, oContextObjectK); }
+HRESULT CKDXProcessContext::put_ContextObjectK(IUnknown* iContextObjectK) { return PutObjectLocked(mContextObjectK, iContextObjectK); }
+HRESULT CKDXProcessContext::get_ContextObjectL(IUnknown** oContextObjectL) { return GetObjectLocked(mContextObjectL, oContextObjectL); }
+HRESULT CKDXProcessContext::put_ContextObjectL(IUnknown* iContextObjectL) { return PutObjectLocked(mContextObjectL, iContextObjectL); }
+HRESULT CKDXProcessContext::get_ContextObjectM(IUnknown** oContextObjectM) { return GetObjectLocked(mContextObjectM, oContextObjectM); }
+HRESULT CKDXProcessContext::put_ContextObjectM(IUnknown* iContextObjectM) { return PutObjectLocked(mContextObjectM, iContextObjectM); }
+HRESULT CKDXProcessContext::get_ContextObjectN(IUnknown** oContextObjectN) { return GetObjectLocked(mContextObjectN, oContextObjectN); }
+HRESULT CKDXProcessContext::put_ContextObjectN(IUnknown* iContextObjectN) { return PutObjectLocked(mContextObjectN, iContextObjectN); }
+HRESULT CKDXProcessContext::get_ContextObjectO(IUnknown** oContextObjectO) { return GetObjectOrFalseLocked(mContextObjectO, oContextObjectO); }
+HRESULT CKDXProcessContext::get_ContextObjectP(IUnknown** oContextObjectP) { return GetObjectOrFalseLocked(mContextObjectP, oContextObjectP); }
+HRESULT CKDXProcessContext::put_ContextObjectP(IUnknown* iContextObjectP) { return PutObjectLocked(mContextObjectP, iContextObjectP); }
+HRESULT CKDXProcessContext::get_ContextObjectQ(IUnknown** oContextObjectQ) { return GetObjectLocked(mContextObjectQ, oContextObjectQ); }
+void CKDXProcessContext::put_ContextObjectQ(IUnknown* iContextObjectQ) { PutObjectLocked(mContextObjectQ, iContextObjectQ); }
+HRESULT CKDXProcessContext::get_ContextObjectR(IUnknown** oContextObjectR) { return GetObjectLocked(mContextObjectR, oContextObjectR, E_INVALIDARG); }
+HRESULT CKDXProcessContext::put_ContextObjectR(IUnknown* iContextObjectR) { return PutObjectLocked(mContextObjectR, iContextObjectR); }
+HRESULT CKDXProcessContext::get_ContextObjectS(IUnknown** oContextObjectS) { return GetObjectLocked(mContextObjectS, oContextObjectS, S_FALSE); }
+HRESULT CKDXProcessContext::put_ContextObjectS(IUnknown* iContextObjectS) { return PutOtherObjectLocked(mContextObjectS, iContextObjectS); }
+HRESULT CKDXProcessContext::get_ContextObjectT(IUnknown** oContextObjectT) { return GetObjectLocked(mContextObjectT, oContextObjectT); }
+HRESULT CKDXProcessContext::put_ContextObjectT(IUnknown* iContextObjectT) { return PutObjectLocked(mContextObjectT, iContextObjectT); }
+HRESULT CKDXProcessContext::get_ContextObjectU(IUnknown** oContextObjectU) { return GetObjectLocked(mContextObjectU, oContextObjectU); }
+HRESULT CKDXProcessContext::put_ContextObjectU(IUnknown* iContextObjectU) { return PutObjectLocked(mContextObjectU, iContextObjectU); }
+HRESULT CKDXProcessContext::get_ContextObjectV(IUnknown** oContextObjectV) { return GetObjectLocked(mContextObjectV, oContextObjectV); }
+HRESULT CKDXProcessContext::put_ContextObjectV(IUnknown* iContextObjectV) { return PutObjectLocked(mContextObjectV, iContextObjectV); }
+HRESULT CKDXProcessContext::get_LinkA(IUnknown** oLinkA) { return GetObjectLocked(mLinkA, oLinkA); }
+HRESULT CKDXProcessContext::put_LinkA(IUnknown* iLinkA) { return PutLinkLocked(mLinkA, iLinkA, mLinkB); }
+HRESULT CKDXProcessContext::get_LinkB(IUnknown** oLinkB) { return GetObjectLocked(mLinkB, oLinkB); }
+HRESULT CKDXProcessContext::put_LinkB(IUnknown* iLinkB) { return PutLinkLocked(mLinkB, iLinkB, mLinkA); }
+HRESULT CKDXProcessContext::get_InMessage(ICKDXReadMessage** oInMessage) { return GetObjectLocked(mInMessage, oInMessage); }
+HRESULT CKDXProcessContext::get_HandleA(QBase::Counted** oHandleA) { return GetObjectLocked(mHandleA, oHandleA); }
+HRESULT CKDXProcessContext::put_HandleA(QBase::Counted* iHandleA) { return PutOtherObjectLocked(mHandleA, iHandleA); }
+HRESULT CKDXProcessContext::get_HandleB(QBase::Counted** oHandleB) { return GetObjectLocked(mHandleB, oHandleB); }
+HRESULT CKDXProcessContext::put_HandleB(QBase::Counted* iHandleB) { return PutOtherObjectLocked(mHandleB, iHandleB); }
 
-HRESULT CKDXProcessContext::put_BstrA(BSTR iText) { return PutTextLocked(mBstrA, iText); }
-HRESULT CKDXProcessContext::get_BstrA(BSTR* oText) { return GetTextLocked(mBstrA, oText, E_INVALIDARG, S_OK); }
-HRESULT CKDXProcessContext::put_BstrB(BSTR iText) { return PutTextLocked(mBstrB, iText); }
-HRESULT CKDXProcessContext::get_BstrB(BSTR* oText) { return GetTextLocked(mBstrB, oText, E_INVALIDARG, S_OK); }
-void CKDXProcessContext::put_BstrC(BSTR iText) { PutTextUnlocked(mBstrC, iText); }
-HRESULT CKDXProcessContext::get_BstrC(BSTR* oText) { return GetTextLocked(mBstrC, oText, E_INVALIDARG, S_OK); }
-void CKDXProcessContext::put_BstrD(BSTR iText) { PutTextUnlocked(mBstrD, iText); }
-HRESULT CKDXProcessContext::get_BstrD(BSTR* oText) { return GetTextLocked(mBstrD, oText, E_INVALIDARG, S_OK); }
-void CKDXProcessContext::put_BstrE(BSTR iText) { PutTextLocked(mBstrE, iText); }
-HRESULT CKDXProcessContext::get_BstrE(BSTR* oText) { return GetTextLocked(mBstrE, oText, E_POINTER, E_POINTER); }
+HRESULT CKDXProcessContext::put_BstrA(BSTR iBstrA) { return PutTextLocked(mBstrA, iBstrA); }
+HRESULT CKDXProcessContext::get_BstrA(BSTR* oBstrA) { return GetTextLocked(mBstrA, oBstrA, E_INVALIDARG, S_OK); }
+HRESULT CKDXProcessContext::put_BstrB(BSTR iBstrB) { return PutTextLocked(mBstrB, iBstrB); }
+HRESULT CKDXProcessContext::get_BstrB(BSTR* oBstrB) { return GetTextLocked(mBstrB, oBstrB, E_INVALIDARG, S_OK); }
+void CKDXProcessContext::put_BstrC(BSTR iBstrC) { PutTextUnlocked(mBstrC, iBstrC); }
+HRESULT CKDXProcessContext::get_BstrC(BSTR* oBstrC) { return GetTextLocked(mBstrC, oBstrC, E_INVALIDARG, S_OK); }
+void CKDXProcessContext::put_BstrD(BSTR iBstrD) { PutTextUnlocked(mBstrD, iBstrD); }
+HRESULT CKDXProcessContext::get_BstrD(BSTR* oBstrD) { return GetTextLocked(mBstrD, oBstrD, E_INVALIDARG, S_OK); }
+void CKDXProcessContext::put_BstrE(BSTR iBstrE) { PutTextLocked(mBstrE, iBstrE); }
+HRESULT CKDXProcessContext::get_BstrE(BSTR* oBstrE) { return GetTextLocked(mBstrE, oBstrE, E_POINTER, E_POINTER); }
 
 HRESULT CKDXProcessContext::Reserved1() { return E_NOTIMPL; }
 HRESULT CKDXProcessContext::Reserved2() { return E_NOTIMPL; }

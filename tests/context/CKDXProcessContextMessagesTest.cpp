@@ -107,7 +107,9 @@ TEST_F(ProcessContextMessages, OfTheRequestBeforeGo)
 
 TEST_F(ProcessContextMessages, TurnFromOutputIntoInput)
 {
-    QORMessagePacker(mOutput.Get(), W("Kernel"), 7);
+    {
+        const QORMessagePacker packer(mOutput.Get(), W("Kernel"), 7);
+    }
     mContext->SetRequestOut(1, mOutput.Get(), nullptr, nullptr, GUID_NULL);
     EXPECT_EQ(mContext->ConvertOutToIn(), S_OK);
     EXPECT_TRUE(In());

@@ -143,7 +143,7 @@ std::vector<Row> AllRows()
         Long(FIELD(LongI), 0), Long(FIELD(LongJ), 0), Long(FIELD(LongK), 0), Long(FIELD(LongM), 0),
         Long(FIELD(LimitA), 999), Long(FIELD(LimitB), 999), Long(FIELD(UserContextLogFlag), 0),
         Long(FIELD(LevelA), 0, E_INVALIDARG),
-        Row{"LongL", "0", [](C& i) { return Text(i.GetLongL()); }, nullptr, S_OK, [](C& i) { i.put_LongL(5); }, "5"},
+        Row{"LongL", "0", [](C& iContext) { return Text(iContext.GetLongL()); }, nullptr, S_OK, [](C& iContext) { iContext.put_LongL(5); }, "5"},
         Value<std::int16_t>(FIELD(ShortA), -1, "0 0"), Value<std::int16_t>(FIELD(ShortB), -1, "0 0"),
         Value<VARIANT_BOOL>(FIELD(FlagA), VARIANT_FALSE, "0 -1", E_INVALIDARG),
         ReadOnly("RequestID", &C::get_RequestID, cNullGuid), ReadOnly("GuidF", &C::get_GuidF, cNullGuid, E_INVALIDARG),
@@ -162,10 +162,10 @@ std::vector<Row> AllRows()
         Pointer<QBase::Counted>(FIELD(HandleA), &gHandle), Pointer<QBase::Counted>(FIELD(HandleB), &gHandle),
         BstrRow(FIELD(BstrA)), BstrRow(FIELD(BstrB)), BstrRow(FIELD(BstrC)), BstrRow(FIELD(BstrD)),
         BstrRow(FIELD(BstrE), E_POINTER, noText.c_str()),
-        Row{"TextB", "0 null", ReadOnly("", &C::get_TextB, "").mRead, [](C& i) { return i.get_TextB(nullptr); },
-            E_POINTER, [](C& i) { i.put_TextB(W("text")); }, "0 \"text\""},
-        Row{"TextC", "", [](C& i) { return QBase::WideCharToUTF8(i.GetTextC()); }, nullptr, S_OK,
-            [](C& i) { i.put_TextC(W("text")); }, "text", [](C& i) { i.put_TextC(nullptr); }},
+        Row{"TextB", "0 null", ReadOnly("", &C::get_TextB, "").mRead, [](C& iContext) { return iContext.get_TextB(nullptr); },
+            E_POINTER, [](C& iContext) { iContext.put_TextB(W("text")); }, "0 \"text\""},
+        Row{"TextC", "", [](C& iContext) { return QBase::WideCharToUTF8(iContext.GetTextC()); }, nullptr, S_OK,
+            [](C& iContext) { iContext.put_TextC(W("text")); }, "text", [](C& iContext) { iContext.put_TextC(nullptr); }},
     };
 }
 // clang-format on

@@ -310,7 +310,9 @@ TEST_F(ProcessContext, ResolvesTheNameOnceByTheSessionsFlags)
 
 TEST_F(ProcessContext, ResolvesADashWhenTheSessionTellsNoName)
 {
-    FakeContextSession noFlags, noName, noInterface;
+    FakeContextSession noFlags;
+    FakeContextSession noName;
+    FakeContextSession noInterface;
     noFlags.mFlagsCode = E_FAIL;
     noName.mNameCode = E_FAIL;
     noInterface.mInterfaceId = GUID_NULL;
