@@ -26,5 +26,6 @@
 #include "platform/ThreadTimes.h"
 #include "platform/Windows.h"
 #include "report/JobMemGovernor.h"
+#include "report/QORChannelRequest.h"
 #include "task/QORJobInitializer.h"
 #include "task/QORJobTask.h"

@@ -5,6 +5,7 @@
 #include "platform/Export.h"
 #include "platform/QBase.h"
 #include "platform/QDataType.h"
+#include "platform/QMessage.h"
 #include "platform/QSynch.h"
 #include "platform/ThreadSafety.h"
 #include "platform/Windows.h"
@@ -16,9 +17,7 @@
 #include <memory_resource>
 #include <vector>
 
-class CKDXServerMessage;
 class ICKDXProcessContext;
-class ICKDXReadMessage;
 class JobMemGovernor;
 class QORChannelRequest;
 class QorUserSession;
@@ -254,6 +253,29 @@ public:
     void EnqueuePulse();
     void DequeuePulse();
 
+    // --- Messages and channel requests: report/QORJobMessages.cpp ----------------------------------------------------
+    // Setters of messages take a reference, getters add one for the caller; null clears, and is given when there is
+    // none.
+
+    /// The request at that place, without a reference; null for a job without requests. A negative index counts as 0,
+    /// one that is too high is the caller's error.
+    HRESULT GetChannelRequest(QORChannelRequest** oRequest, int iIndex) const;
+    /// Appends, whatever the list holds. The request stays the caller's; one that is listed when the job ends goes with
+    /// the job.
+    HRESULT AddChannelRequest(QORChannelRequest* iRequest);
+    /// Takes the first entry of that request off the list. E_INVALIDARG when it has none, E_UNEXPECTED when the job has
+    /// no requests at all.
+    HRESULT CompleteChannelRequest(QORChannelRequest* iRequest);
+    HRESULT GetInMessage(ICKDXReadMessage** oMessage) const;
+    HRESULT SetInMessage(ICKDXReadMessage* iMessage);
+    HRESULT GetInBoxMsgPtr(CKDXServerMessage** oMessage);
+    /// S_FALSE, with no effect, for a message when the job is stopped with an error or cancelled.
+    HRESULT SetInBoxMsgPtr(CKDXServerMessage* iMessage);
+    /// Both give what the process context has as its output message; its code is returned, 0 without a context. Not
+    /// while the job is given another context.
+    HRESULT GetOutMessage(ICKDXWriteMessage** oMessage) const;
+    HRESULT GetErrMessage(ICKDXWriteMessage** oMessage) const;
+
 private:
     using StepList = QBase::list<QORJobStep*>;
     using UnitList = QBase::list<QORJobPUInfo*>;
@@ -330,6 +352,9 @@ private:
     void CountFailure() const;
     void CountFirstStart() REQUIRES(mpLock);
     bool IsReportRequest() const;
+
+    // --- Messages ----------------------------------------------------------------------------------------------------
+    HRESULT GetContextMessage(const char* iOperation, ICKDXWriteMessage** oMessage) const;
 
     // --- The end: QORJobPreDestruct.cpp ------------------------------------------------------------------------------
     HRESULT PreDestruct();
@@ -417,7 +442,7 @@ private:
     std::unique_ptr<QBase::Buffer, BufferDestroyer> mpOwnedBuffer;
     QBase::Buffer* mpLocalBuffer; // fixed
     const bool mbExternalBuffer;
-    CKDXServerMessage* mpInBoxMessage GUARDED_BY(mpLock) = nullptr;
+    QBase::PtrI<CKDXServerMessage> mpInBoxMessage GUARDED_BY(mpLock);
     std::array<QORJobData*, 5> mData GUARDED_BY(mpLock){};
     std::atomic<int> mSource = 0; // written under the lock, read without
     int mProjectId GUARDED_BY(mpLock) = -1;
@@ -438,7 +463,7 @@ private:
     std::shared_ptr<JobMemGovernor> mpMemGovernor GUARDED_BY(mpLock);
     std::atomic<bool> mbKeepRunning = false; // plain
     std::atomic<int> mRequestId = -1;        // plain
-    ICKDXReadMessage* mpInMessage GUARDED_BY(mpLock) = nullptr;
+    QBase::PtrI<ICKDXReadMessage> mpInMessage GUARDED_BY(mpLock);
     HRESULT mComponentErrorCode GUARDED_BY(mpLock) = S_OK;
     std::atomic<unsigned> mTraceFlags = 0; // plain
 

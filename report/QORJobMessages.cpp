@@ -1,0 +1,119 @@
+#include "context/ICKDXProcessContext.h"
+#include "job/QORJobRows.h"
+#include "platform/QMessage.h"
+
+#include <algorithm>
+#include <iterator>
+
+/// Callers pass an index below the number of requests: nothing here looks for the list's end.
+HRESULT QORJob::GetChannelRequest(QORChannelRequest** oRequest, int iIndex) const
+{
+    if (oRequest == nullptr)
+        return E_POINTER;
+    return Boundary("GetChannelRequest", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        *oRequest = mChannelRequests.empty() ? nullptr : *std::next(mChannelRequests.begin(), std::max(iIndex, 0));
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::AddChannelRequest(QORChannelRequest* iRequest)
+{
+    return Boundary("AddChannelRequest", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        mChannelRequests.push_back(iRequest);
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::CompleteChannelRequest(QORChannelRequest* iRequest)
+{
+    return Boundary("CompleteChannelRequest", [&]() -> HRESULT {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        if (mChannelRequests.empty())
+            return E_UNEXPECTED;
+        const auto found = std::find(mChannelRequests.cbegin(), mChannelRequests.cend(), iRequest);
+        if (found == mChannelRequests.cend())
+            return E_INVALIDARG;
+        mChannelRequests.erase(found);
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::GetInMessage(ICKDXReadMessage** oMessage) const
+{
+    if (oMessage == nullptr)
+        return E_POINTER;
+    return Boundary("GetInMessage", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        *oMessage = QBase::PtrI<ICKDXReadMessage>(mpInMessage).Detach();
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::SetInMessage(ICKDXReadMessage* iMessage)
+{
+    return Boundary("SetInMessage", [&] {
+        QBase::PtrI<ICKDXReadMessage> other(iMessage);
+        {
+            QSynch::CriticalSection::SmartLock lock(mpLock);
+            std::swap(other, mpInMessage);
+        }
+        if (other)
+            other.Detach()->Release(); // after the lock, and by name: what it throws ends in the boundary
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::GetInBoxMsgPtr(CKDXServerMessage** oMessage)
+{
+    if (oMessage == nullptr)
+        return E_POINTER;
+    *oMessage = nullptr;
+    return Boundary("GetInBoxMsgPtr", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        *oMessage = QBase::PtrI<CKDXServerMessage>(mpInBoxMessage).Detach();
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::SetInBoxMsgPtr(CKDXServerMessage* iMessage)
+{
+    return Boundary("SetInBoxMsgPtr", [&] {
+        QBase::PtrI<CKDXServerMessage> other;
+        {
+            QSynch::CriticalSection::SmartLock lock(mpLock);
+            if (iMessage != nullptr && (mStatus == JobStoppedWithError || mStatus == JobCancelled))
+                return S_FALSE;
+            other = QBase::PtrI<CKDXServerMessage>(iMessage);
+            std::swap(other, mpInBoxMessage);
+        }
+        if (other)
+            other.Detach()->Release();
+        return S_OK;
+    });
+}
+
+// The context's messages: without the lock, for the context is there as long as anyone writes an answer, and making a
+// message may take it a while.
+
+HRESULT QORJob::GetOutMessage(ICKDXWriteMessage** oMessage) const
+{
+    return GetContextMessage("GetOutMessage", oMessage);
+}
+
+HRESULT QORJob::GetErrMessage(ICKDXWriteMessage** oMessage) const
+{
+    return GetContextMessage("GetErrMessage", oMessage);
+}
+
+HRESULT QORJob::GetContextMessage(const char* iOperation, ICKDXWriteMessage** oMessage) const NO_THREAD_SAFETY_ANALYSIS
+{
+    if (oMessage == nullptr)
+        return E_POINTER;
+    *oMessage = nullptr;
+    ICKDXProcessContext* context = mpProcessContext.Get();
+    if (context == nullptr)
+        return S_OK;
+    return Boundary(iOperation, [&] { return context->get_OutMessage(oMessage); });
+}
