@@ -276,6 +276,15 @@ public:
     HRESULT GetOutMessage(ICKDXWriteMessage** oMessage) const;
     HRESULT GetErrMessage(ICKDXWriteMessage** oMessage) const;
 
+    // --- Memory governor and close counters: report/QORJobGovernor.cpp -----------------------------------------------
+
+    /// Whether the job's requests of memory are put to its governor.
+    bool ApplyGovernorOrNot() const;
+    /// 1 switches governing off, any other value on.
+    HRESULT SetGovernedControl(int iControl);
+    /// Counts a report's or a document's end by its status and its age: the first call only. Always 0.
+    HRESULT UpdateJobCloseCounters();
+
 private:
     using StepList = QBase::list<QORJobStep*>;
     using UnitList = QBase::list<QORJobPUInfo*>;
@@ -355,6 +364,9 @@ private:
 
     // --- Messages ----------------------------------------------------------------------------------------------------
     HRESULT GetContextMessage(const char* iOperation, ICKDXWriteMessage** oMessage) const;
+
+    // --- Close counters ----------------------------------------------------------------------------------------------
+    int GetExecutionKind() const;
 
     // --- The end: QORJobPreDestruct.cpp ------------------------------------------------------------------------------
     HRESULT PreDestruct();

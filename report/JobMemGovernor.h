@@ -1,28 +1,76 @@
 // What a job, together with its children, may take of memory and has taken.
 #pragma once
 
+#include "platform/Export.h"
+#include "platform/QBase.h"
 #include "platform/QSynch.h"
 #include "platform/Windows.h"
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
+
+/// A governor refused a request of memory.
+inline constexpr HRESULT cMemoryRefused = static_cast<HRESULT>(0x8000FE24);
+
+/// What is reported where a governor is needed and there is none.
+inline constexpr const WCHAR* cGovernorMissing = W("Failed to fetch the job memory governor object.");
+
+/// A number of bytes in megabytes with two decimals, the form of all texts about memory: "99.50".
+class QORJOB_API Megabytes
+{
+public:
+    explicit Megabytes(std::uint64_t iBytes) noexcept;
+
+    /// Valid while the object lives.
+    const char* GetText() const noexcept { return mText; }
+
+private:
+    char mText[24];
+};
+
+/// A GUID that some threads write while others read it.
+class QORJOB_API SharedGuid
+{
+public:
+    SharedGuid& operator=(const GUID& iGuid);
+    operator GUID() const;
+
+private:
+    mutable std::mutex mMutex;
+    GUID mGuid = GUID_NULL;
+};
 
 /// Shared by a parent job and its children; outlives each of them.
 ///
-/// Threads: any; the user GUID is written under the lock of whichever job shares the governor.
+/// Threads: any.
 /// Owns:    nothing.
-/// Errors:  none.
-/// Locks:   none.
-class JobMemGovernor
+/// Errors:  return codes.
+/// Locks:   the user GUID's, never held while anything else is called.
+class QORJOB_API JobMemGovernor
 {
 public:
     explicit JobMemGovernor(QSynch::AtomicLong iJobId) : mJobId(iJobId) {}
 
-    std::uint64_t mUsedBytes = 0;
-    std::uint64_t mLimitBytes = ~std::uint64_t{0};
-    GUID mUserGuid = GUID_NULL;
+    /// Asks for `iBytes`. S_OK grants them: an exempt job gets all it asks for, another one what its limit leaves.
+    /// 0x8000FE24 refuses them: nothing is taken, the job is to be cancelled, the reason is logged, and `oRefusal` is
+    /// the text to report as the job's error (empty while the module isn't set up). Where that text can't be made they
+    /// are refused with the code of the exception.
+    HRESULT Request(std::uint64_t iBytes, QBase::wstring& oRefusal);
+    /// Gives bytes back; what was never taken doesn't count.
+    void Release(std::uint64_t iBytes) noexcept;
+    /// Logs how the peak stands to the limit, for the job of that id as it ends; nothing when nothing was taken.
+    void LogFinish(int iJobId) const noexcept;
+
+    std::atomic<std::uint64_t> mUsedBytes{0};
+    std::atomic<std::uint64_t> mLimitBytes{~std::uint64_t{0}};
+    SharedGuid mUserGuid;
     QSynch::AtomicLong mJobId;
-    std::uint64_t mPeakBytes = 0;
-    std::atomic<bool> mbCancel{false};      ///< the governor wants the job cancelled
-    std::atomic<bool> mbNotGoverned{false}; ///< the job is exempt from the limit
+    std::atomic<std::uint64_t> mPeakBytes{0}; ///< 0: nothing was ever taken
+    std::atomic<bool> mbCancel{false};        ///< the governor wants the job cancelled
+    std::atomic<bool> mbNotGoverned{false};   ///< the job is exempt from the limit
+
+private:
+    bool Take(std::uint64_t iBytes, std::uint64_t& oUsed) noexcept;
+    HRESULT Refuse(std::uint64_t iBytes, std::uint64_t iUsed, QBase::wstring& oRefusal) const;
 };

@@ -1,6 +1,6 @@
 #include "context/ICKDXProcessContext.h"
 #include "job/QORJobRows.h"
-#include "platform/QMessage.h"
+#include "report/ReleaseByName.h"
 
 #include <algorithm>
 #include <iterator>
@@ -59,8 +59,7 @@ HRESULT QORJob::SetInMessage(ICKDXReadMessage* iMessage)
             QSynch::CriticalSection::SmartLock lock(mpLock);
             std::swap(other, mpInMessage);
         }
-        if (other)
-            other.Detach()->Release(); // after the lock, and by name: what it throws ends in the boundary
+        ReleaseByName(other); // after the lock
         return S_OK;
     });
 }
@@ -88,8 +87,7 @@ HRESULT QORJob::SetInBoxMsgPtr(CKDXServerMessage* iMessage)
             other = QBase::PtrI<CKDXServerMessage>(iMessage);
             std::swap(other, mpInBoxMessage);
         }
-        if (other)
-            other.Detach()->Release();
+        ReleaseByName(other);
         return S_OK;
     });
 }
