@@ -7,7 +7,7 @@ install(TARGETS qorjob EXPORT qorjob
 
 # The headers keep their rooms, so that an #include reads the same inside the project and outside.
 install(FILES qorjob.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qorjob)
-install(DIRECTORY job report task context platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qorjob
+install(DIRECTORY job data report task context platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qorjob
     FILES_MATCHING PATTERN "*.h"
     PATTERN builtin EXCLUDE)
 if(QORJOB_PLATFORM STREQUAL "qorjob_builtin")

@@ -11,6 +11,7 @@
 #define SCOPED_CAPABILITY QORJOB_THREAD_ANNOTATION(scoped_lockable)
 #define GUARDED_BY(x) QORJOB_THREAD_ANNOTATION(guarded_by(x))
 #define REQUIRES(...) QORJOB_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
+#define REQUIRES_SHARED(...) QORJOB_THREAD_ANNOTATION(requires_shared_capability(__VA_ARGS__))
 #define ACQUIRE(...) QORJOB_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
 #define ACQUIRE_SHARED(...) QORJOB_THREAD_ANNOTATION(acquire_shared_capability(__VA_ARGS__))
 #define RELEASE(...) QORJOB_THREAD_ANNOTATION(release_capability(__VA_ARGS__))

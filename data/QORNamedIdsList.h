@@ -1,0 +1,83 @@
+// A registry between names and ids, looked up from both sides.
+#pragma once
+
+#include "platform/Export.h"
+#include "platform/QBase.h"
+#include "platform/QSynch.h"
+#include "platform/ThreadSafety.h"
+#include "platform/Windows.h"
+
+#include <map>
+#include <memory>
+#include <memory_resource>
+#include <vector>
+
+/// Names are compared unit by unit, case and all. Each has an id, which it may share with others, and an index: 0,
+/// 1, 2... in the order of registration. A name stays once it is in; registered again it keeps its index and takes the
+/// new id.
+///
+/// A lookup that finds nothing succeeds and says so through its out value: -1, null or the empty text. A null name and
+/// a negative index are unknown.
+///
+/// Threads: any.
+/// Owns:    the names in it.
+/// Errors:  E_POINTER for null out-pointers, E_INVALIDARG for a null name to add, E_OUTOFMEMORY; the constructor throws
+///          std::bad_alloc when its lock can't be made.
+/// Locks:   a readers/writer lock of category 27; nothing is called under it but the general heap.
+class QORJOB_API QORNamedIdsList
+{
+public:
+    QORNamedIdsList();
+    ~QORNamedIdsList();
+    QORNamedIdsList(const QORNamedIdsList&) = delete;
+    QORNamedIdsList& operator=(const QORNamedIdsList&) = delete;
+
+    /// `iName`, of the general heap, is the registry's from then on, whatever comes back. A negative id stands for the
+    /// number of names so far.
+    HRESULT AddName(WCHAR* iName, int iId);
+    /// The same with a copy of the name; E_INVALIDARG too when there is no memory for the copy.
+    HRESULT AddNameCopy(const WCHAR* iName, int iId);
+
+    HRESULT NameToId(const WCHAR* iName, int* oId) const;
+    HRESULT NameToIndex(const WCHAR* iName, int* oIndex) const;
+
+    // Of several names with one id the last one counts. What the pointer forms give is the registry's: it is good until
+    // that name is registered again or the registry goes. Copies are freed with QBase::HeapFree.
+
+    HRESULT IdToName(int iId, const WCHAR** oName) const;
+    HRESULT IdToName(int iId, QBase::wstring& oName) const;
+    HRESULT IdToNameCopy(int iId, WCHAR** oName) const;
+    HRESULT IdToIndex(int iId, int* oIndex) const;
+    HRESULT IndexToId(int iIndex, int* oId) const;
+    HRESULT IndexToName(int iIndex, const WCHAR** oName) const;
+    HRESULT IndexToName(int iIndex, QBase::wstring& oName) const;
+    HRESULT IndexToNameCopy(int iIndex, WCHAR** oName) const;
+    /// Never writes `oCount`; see the body.
+    HRESULT GetNameCount(int* oCount) const;
+
+    /// A copy on the general heap, for the caller to free with QBase::HeapFree. Null gives null; so does the first form
+    /// without memory, where the second gives E_OUTOFMEMORY.
+    static WCHAR* DuplicateString(const WCHAR* iText);
+    static HRESULT DuplicateString(const WCHAR* iText, WCHAR** oCopy);
+
+private:
+    using OwnedName = std::unique_ptr<WCHAR, QBase::HeapDeleter>;
+
+    struct OrdinalLess
+    {
+        bool operator()(const WCHAR* iLeft, const WCHAR* iRight) const noexcept;
+    };
+
+    int FindName(const WCHAR* iName) const REQUIRES_SHARED(mpLock);
+    int FindId(int iId) const REQUIRES_SHARED(mpLock);
+    int GetCount() const REQUIRES_SHARED(mpLock) { return static_cast<int>(mIds.size()); }
+    int GetIdAt(int iIndex) const REQUIRES_SHARED(mpLock);
+    const WCHAR* GetNameAt(int iIndex) const REQUIRES_SHARED(mpLock);
+    void Append(OwnedName& ioName, int iId) REQUIRES(mpLock);
+    void Replace(int iIndex, OwnedName& ioName, int iId) REQUIRES(mpLock);
+
+    std::pmr::vector<WCHAR*> mNames GUARDED_BY(mpLock);                        // by index, owned
+    std::pmr::vector<int> mIds GUARDED_BY(mpLock);                             // by index
+    std::pmr::map<const WCHAR*, int, OrdinalLess> mIndices GUARDED_BY(mpLock); // its keys are the pointers in mNames
+    QSynch::RWLock* const mpLock;
+};

@@ -1,0 +1,47 @@
+// A data item that carries a text.
+#pragma once
+
+#include "data/QORJobData.h"
+
+/// A copy shares the text with its original and frees it too: only one of the two may be destroyed.
+///
+/// Saved are the units without the terminating zero. SaveObj cuts a text that doesn't fit and gives S_OK; the size that
+/// it stores is the even number of bytes that it has written.
+///
+/// Threads: as QORJobData.
+/// Owns:    the text, which is of the general heap. It may be null.
+/// Errors:  as QORJobData; the constructor throws std::bad_alloc without memory for a copy.
+/// Locks:   none.
+class QORJOB_API QORStringData : public QORJobData
+{
+public:
+    enum COPY_FLAG
+    {
+        COPY_STRING = 0,
+        ADOPT_STRING = 1, ///< the text itself, which must be of the general heap
+    };
+
+    QORStringData(int iId, const WCHAR* iText, COPY_FLAG iFlag);
+    QORStringData(const QORStringData& iOther) = default;
+    QORStringData& operator=(const QORStringData& iOther) = default;
+    ~QORStringData() override;
+
+    HRESULT Reset() override;
+    HRESULT GetData(const void** oData) const override;
+    HRESULT GetName(const WCHAR** oName) const override;
+    /// In bytes.
+    HRESULT GetSaveObjSize(unsigned iVersion, unsigned* oSize) const override;
+    HRESULT SaveObj(unsigned iVersion, unsigned iMaxSize, signed char* oBuffer, unsigned* oSize) const override;
+    /// An odd last byte is left out.
+    HRESULT LoadObj(unsigned iSize, const signed char* iBuffer) override;
+
+    /// A null text counts as empty.
+    HRESULT GetData(QBase::wstring& oText) const;
+    /// For the caller to free with QBase::HeapFree; null when there is no text.
+    HRESULT GetDataCopy(WCHAR** oText) const;
+    /// Null changes nothing.
+    HRESULT Append(const WCHAR* iText);
+
+private:
+    WCHAR* mpText;
+};
