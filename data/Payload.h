@@ -1,0 +1,80 @@
+// What names and payloads are made of: texts and blocks of the general heap, and their bytes. Private to data/.
+#pragma once
+
+#include "platform/QBase.h"
+#include "platform/Windows.h"
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+#include <string>
+
+// Texts are saved as they stand in memory.
+static_assert(std::endian::native == std::endian::little);
+
+using HeapText = std::unique_ptr<WCHAR, QBase::HeapDeleter>;
+
+/// In units; null counts as empty.
+inline std::size_t LengthOf(const WCHAR* iText)
+{
+    return iText == nullptr ? 0 : std::char_traits<WCHAR>::length(iText);
+}
+
+/// Null without memory. More than the heap can count is asked for as the most it can, and so refused.
+inline WCHAR* AllocateUnits(std::uint64_t iUnits) noexcept
+{
+    constexpr std::uint64_t cMost = std::numeric_limits<std::size_t>::max();
+    const std::uint64_t bytes = iUnits > cMost / sizeof(WCHAR) ? cMost : iUnits * sizeof(WCHAR);
+    return static_cast<WCHAR*>(QBase::HeapAllocate(static_cast<std::size_t>(bytes)));
+}
+
+/// A null text counts as empty. Without memory `oText` stays as it is.
+inline HRESULT AssignText(const WCHAR* iText, QBase::wstring& oText)
+{
+    try
+    {
+        oText.assign(iText, LengthOf(iText));
+        return S_OK;
+    }
+    catch (const std::bad_alloc&)
+    {
+        return E_OUTOFMEMORY;
+    }
+}
+
+/// The end of a SaveObj: the bytes fit.
+inline HRESULT WriteBytes(const void* iBytes, std::size_t iCount, signed char* oBuffer)
+{
+    if (iCount == 0)
+        return S_OK;
+    if (oBuffer == nullptr)
+        return E_POINTER;
+    std::memcpy(oBuffer, iBytes, iCount);
+    return S_OK;
+}
+
+/// The body of a LoadObj: a block of `iUnits` 16-bit units that begins with the bytes.
+inline HRESULT ReadBytes(const signed char* iBuffer, std::size_t iCount, std::uint64_t iUnits, HeapText& oBlock)
+{
+    if (iBuffer == nullptr && iCount != 0)
+        return E_POINTER;
+    oBlock.reset(AllocateUnits(iUnits));
+    if (oBlock == nullptr)
+        return E_OUTOFMEMORY;
+    if (iCount != 0)
+        std::memcpy(oBlock.get(), iBuffer, iCount);
+    return S_OK;
+}
+
+/// The same for texts: all units that the bytes don't fill are zero, the last one at least.
+inline HRESULT ReadText(const signed char* iBuffer, std::size_t iCount, std::uint64_t iUnits, HeapText& oText)
+{
+    const HRESULT code = ReadBytes(iBuffer, iCount, iUnits, oText);
+    if (code == S_OK)
+        std::memset(reinterpret_cast<signed char*>(oText.get()) + iCount, 0,
+                    static_cast<std::size_t>(iUnits) * sizeof(WCHAR) - iCount);
+    return code;
+}

@@ -1,0 +1,57 @@
+#include "data/QORBinaryData.h"
+
+#include "data/Payload.h"
+
+#include <utility>
+
+// Bytes that are promised but not there, as after a Reset, count as none.
+QORBinaryData::QORBinaryData(int iId, void* iData, unsigned iLength)
+    : QORJobData(iId), mpData(iData), mLength(iData == nullptr ? 0 : iLength)
+{
+}
+
+QORBinaryData::~QORBinaryData() { QORBinaryData::Reset(); }
+
+HRESULT QORBinaryData::Reset()
+{
+    QBase::HeapFree(std::exchange(mpData, nullptr));
+    mLength = 0;
+    return S_OK;
+}
+
+HRESULT QORBinaryData::GetData(const void** oData) const
+{
+    if (oData == nullptr)
+        return E_POINTER;
+    *oData = mpData;
+    return S_OK;
+}
+
+HRESULT QORBinaryData::GetName(const WCHAR** oName) const { return QORJobData::GetName(GetOwnId(), oName); }
+
+HRESULT QORBinaryData::GetSaveObjSize(unsigned, unsigned* oSize) const
+{
+    if (oSize == nullptr)
+        return E_POINTER;
+    *oSize = mLength;
+    return S_OK;
+}
+
+HRESULT QORBinaryData::SaveObj(unsigned iVersion, unsigned iMaxSize, signed char* oBuffer, unsigned* oSize) const
+{
+    const HRESULT code = GetSaveObjSize(iVersion, oSize);
+    if (code != S_OK)
+        return code;
+    return mLength > iMaxSize ? S_FALSE : WriteBytes(mpData, mLength, oBuffer);
+}
+
+HRESULT QORBinaryData::LoadObj(unsigned iSize, const signed char* iBuffer)
+{
+    HeapText block; // as many units: the block is twice as long as its bytes, as holders of loaded items have it
+    const HRESULT code = ReadBytes(iBuffer, iSize, iSize, block);
+    if (code != S_OK)
+        return code;
+    mpData = block.release();
+    mLength = iSize;
+    return S_OK;
+}

@@ -1,0 +1,158 @@
+#include "data/QORJobData.h"
+
+#include "data/QORNamedIdsList.h"
+#include "data/QORStringData.h"
+#include "job/QORJob.h"
+
+#include <memory>
+#include <new>
+#include <utility>
+
+namespace
+{
+
+constexpr int cMachineNameId = 0;
+
+HRESULT AddOwnNames(QORNamedIdsList& ioNames) { return ioNames.AddNameCopy(W("QORDataMachineName"), cMachineNameId); }
+
+} // namespace
+
+std::atomic<QORNamedIdsList*> QORJobData::mJobDataNames{nullptr};
+
+QORJobData::~QORJobData() = default;
+
+HRESULT QORJobData::Reset() { return S_OK; }
+
+HRESULT QORJobData::QueryInterface(const GUID&, void**) { return S_OK; }
+
+ULONG QORJobData::Release() { return ReleaseRef(); }
+
+ULONG QORJobData::AddRef() { return static_cast<ULONG>(mReferenceCount.Increment()); }
+
+HRESULT QORJobData::Init(ULONG iId)
+{
+    mId = static_cast<int>(iId);
+    return S_OK;
+}
+
+HRESULT QORJobData::GetId(unsigned* oId) const
+{
+    if (oId == nullptr)
+        return E_POINTER;
+    *oId = static_cast<unsigned>(mId);
+    return S_OK;
+}
+
+HRESULT QORJobData::GetObjType(GUID*) const { return E_NOTIMPL; }
+
+HRESULT QORJobData::GetVersionId(ULONG*) const { return E_NOTIMPL; }
+
+HRESULT QORJobData::GetLoadStatus(ULONG*) const { return E_NOTIMPL; }
+
+HRESULT QORJobData::GetChildren(IEnumKDXGUID**) const { return E_NOTIMPL; }
+
+HRESULT QORJobData::SetMemoryBuffer(QBase::Buffer* iBuffer, bool ibInBuffer)
+{
+    mpMemoryBuffer = iBuffer;
+    mbInBuffer = ibInBuffer;
+    return S_OK;
+}
+
+ULONG QORJobData::ReleaseRef()
+{
+    const int left = mReferenceCount.Decrement();
+    if (left != 0)
+        return static_cast<ULONG>(left);
+    Reset();
+    if (mpMemoryBuffer == nullptr)
+        delete this;
+    else if (!mbInBuffer)
+        std::exchange(mpMemoryBuffer, nullptr)->Destroy(); // the item may lie in it and is not touched any more
+    return 0;
+}
+
+HRESULT QORJobData::InitJobDataNameIds()
+{
+    if (mJobDataNames.load(std::memory_order_acquire) == nullptr)
+    {
+        // Filled before anyone can see it: what others register at the same time comes behind the library's own names.
+        std::unique_ptr<QORNamedIdsList> names;
+        try
+        {
+            names = std::make_unique<QORNamedIdsList>();
+        }
+        catch (const std::bad_alloc&)
+        {
+            return E_OUTOFMEMORY;
+        }
+        const HRESULT code = AddOwnNames(*names);
+        QORNamedIdsList* none = nullptr;
+        if (code != S_OK)
+            return code;
+        if (mJobDataNames.compare_exchange_strong(none, names.get()))
+        {
+            names.release();
+            return S_OK;
+        }
+    }
+    return AddOwnNames(*mJobDataNames.load(std::memory_order_acquire));
+}
+
+HRESULT QORJobData::UnInitJobDataNameIds()
+{
+    delete mJobDataNames.exchange(nullptr);
+    return S_OK;
+}
+
+HRESULT QORJobData::AddName(const WCHAR* iName, int iId)
+{
+    if (mJobDataNames.load(std::memory_order_acquire) == nullptr)
+    {
+        const HRESULT code = InitJobDataNameIds();
+        if (code != S_OK)
+            return code;
+    }
+    return mJobDataNames.load(std::memory_order_acquire)->AddNameCopy(iName, iId);
+}
+
+HRESULT QORJobData::GetId(const WCHAR* iName, int* oId)
+{
+    if (oId == nullptr)
+        return E_POINTER;
+    const QORNamedIdsList* names = mJobDataNames.load(std::memory_order_acquire);
+    return names == nullptr ? E_HANDLE : names->NameToId(iName, oId);
+}
+
+HRESULT QORJobData::GetName(int iId, const WCHAR** oName)
+{
+    if (oName == nullptr)
+        return E_POINTER;
+    const QORNamedIdsList* names = mJobDataNames.load(std::memory_order_acquire);
+    return names == nullptr ? E_HANDLE : names->IdToName(iId, oName);
+}
+
+HRESULT QORJobData::GetName(int iId, QBase::wstring& oName)
+{
+    const QORNamedIdsList* names = mJobDataNames.load(std::memory_order_acquire);
+    return names == nullptr ? E_HANDLE : names->IdToName(iId, oName);
+}
+
+HRESULT QORJobData::CreateJobDataObject(const QORJob* iJob, int iId, QORJobData** oData)
+{
+    if (iJob == nullptr || oData == nullptr)
+        return E_POINTER;
+    if (iId != cMachineNameId)
+        return E_INVALIDARG;
+    const QBase::Buffer* shown = nullptr;
+    const HRESULT code = iJob->GetLocalDataBuffer(&shown);
+    if (code != S_OK)
+        return code;
+    // The job shows its buffer as constant to those who only look; its items are what the buffer is for.
+    auto* buffer = const_cast<QBase::Buffer*>(shown);
+    QORJobData* item = new (buffer) QORStringData(cMachineNameId, nullptr, QORStringData::ADOPT_STRING);
+    if (item == nullptr)
+        return E_OUTOFMEMORY;
+    item->SetMemoryBuffer(buffer, true);
+    *oData = item;
+    return S_OK;
+}

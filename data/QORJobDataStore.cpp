@@ -1,0 +1,56 @@
+#include "data/QORJobData.h"
+#include "job/QORJobRows.h"
+
+// Ids are compared as unsigned numbers: a negative one is past the last slot.
+
+HRESULT QORJob::SetJobData(QORJobData* iData)
+{
+    if (iData == nullptr)
+        return E_POINTER;
+    return Boundary("SetJobData", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        unsigned id = 0;
+        iData->GetId(&id);
+        if (id >= mData.size())
+            return E_FAIL;
+        // The items are called under the lock, the old one first. Where one throws, the slot stays as it is then.
+        if (mData[id] != nullptr)
+        {
+            mData[id]->Release();
+            mData[id] = nullptr;
+        }
+        iData->AddRef();
+        mData[id] = iData;
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::GetJobData(int iId, QORJobData** oData) const
+{
+    if (oData == nullptr)
+        return E_POINTER;
+    const HRESULT code = Boundary("GetJobData", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        const auto id = static_cast<unsigned>(iId);
+        if (id < mData.size())
+            *oData = QBase::PtrI<QORJobData>(mData[id]).Detach();
+        return S_OK;
+    });
+    // One code for both kinds of exception here: callers test for it.
+    return code == cSystemExceptionMet ? cMessageExceptionMet : code;
+}
+
+HRESULT QORJob::IsDataAvailable(int iId, bool* obAvailable) const
+{
+    if (obAvailable == nullptr)
+        return E_POINTER;
+    QSynch::CriticalSection::SmartLock lock(mpLock);
+    const auto id = static_cast<unsigned>(iId);
+    *obAvailable = id < mData.size() && mData[id] != nullptr;
+    return S_OK;
+}
+
+HRESULT QORJob::CreateJobDataObject(int iId, QORJobData** oData) const
+{
+    return QORJobData::CreateJobDataObject(this, iId, oData);
+}

@@ -1,0 +1,239 @@
+#include "data/QORNamedIdsList.h"
+
+#include "data/Payload.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+namespace
+{
+
+constexpr int cLockCategory = 27;
+
+QSynch::RWLock* MakeLock()
+{
+    QSynch::RWLock* lock = QSynch::CreateRWLock(cLockCategory);
+    if (lock == nullptr)
+        throw std::bad_alloc();
+    return lock;
+}
+
+/// So that the next push_back can't fail.
+template <class T>
+void MakeRoomForOne(std::pmr::vector<T>& ioVector)
+{
+    constexpr std::size_t cFirstRoom = 16;
+    if (ioVector.size() == ioVector.capacity())
+        ioVector.reserve(std::max(cFirstRoom, 2 * ioVector.size()));
+}
+
+} // namespace
+
+bool QORNamedIdsList::OrdinalLess::operator()(const WCHAR* iLeft, const WCHAR* iRight) const noexcept
+{
+    while (*iLeft == *iRight && *iLeft != 0)
+    {
+        ++iLeft;
+        ++iRight;
+    }
+    return *iLeft < *iRight;
+}
+
+QORNamedIdsList::QORNamedIdsList()
+    : mNames(QBase::DefaultHeap()), mIds(QBase::DefaultHeap()), mIndices(QBase::DefaultHeap()), mpLock(MakeLock())
+{
+}
+
+QORNamedIdsList::~QORNamedIdsList()
+{
+    {
+        QSynch::RWLock::WriteHold hold(mpLock);
+        for (std::size_t index = mNames.size(); index-- > 0;)
+            QBase::HeapFree(mNames[index]);
+    }
+    QSynch::DestroyRWLock(mpLock);
+}
+
+int QORNamedIdsList::FindName(const WCHAR* iName) const
+{
+    if (iName == nullptr)
+        return -1;
+    const auto found = mIndices.find(iName);
+    return found == mIndices.end() ? -1 : found->second;
+}
+
+int QORNamedIdsList::FindId(int iId) const
+{
+    int index = GetCount() - 1;
+    while (index >= 0 && mIds[static_cast<std::size_t>(index)] != iId)
+        --index;
+    return index;
+}
+
+int QORNamedIdsList::GetIdAt(int iIndex) const
+{
+    return iIndex < 0 || iIndex >= GetCount() ? -1 : mIds[static_cast<std::size_t>(iIndex)];
+}
+
+const WCHAR* QORNamedIdsList::GetNameAt(int iIndex) const
+{
+    return iIndex < 0 || iIndex >= GetCount() ? nullptr : mNames[static_cast<std::size_t>(iIndex)];
+}
+
+/// All or nothing: what can throw comes first.
+void QORNamedIdsList::Append(OwnedName& ioName, int iId)
+{
+    MakeRoomForOne(mNames);
+    MakeRoomForOne(mIds);
+    mIndices.emplace(ioName.get(), GetCount());
+    mNames.push_back(ioName.release());
+    mIds.push_back(iId);
+}
+
+void QORNamedIdsList::Replace(int iIndex, OwnedName& ioName, int iId)
+{
+    WCHAR*& stored = mNames[static_cast<std::size_t>(iIndex)];
+    mIds[static_cast<std::size_t>(iIndex)] = iId;
+    // The key is the stored pointer itself and may not outlive it.
+    auto entry = mIndices.extract(stored);
+    if (stored != ioName.get())
+        QBase::HeapFree(stored);
+    stored = ioName.release();
+    entry.key() = stored;
+    mIndices.insert(std::move(entry));
+}
+
+HRESULT QORNamedIdsList::AddName(WCHAR* iName, int iId)
+{
+    OwnedName name(iName);
+    if (name == nullptr)
+        return E_INVALIDARG;
+    QSynch::RWLock::WriteHold hold(mpLock);
+    const int index = FindName(name.get());
+    // The count, not the name's own index, even for a name that is in already: callers rely on it.
+    const int id = iId < 0 ? GetCount() : iId;
+    try
+    {
+        if (index < 0)
+            Append(name, id);
+        else
+            Replace(index, name, id);
+        return S_OK;
+    }
+    catch (const std::bad_alloc&)
+    {
+        return E_OUTOFMEMORY;
+    }
+}
+
+HRESULT QORNamedIdsList::AddNameCopy(const WCHAR* iName, int iId) { return AddName(DuplicateString(iName), iId); }
+
+HRESULT QORNamedIdsList::NameToId(const WCHAR* iName, int* oId) const
+{
+    if (oId == nullptr)
+        return E_POINTER;
+    QSynch::RWLock::ReadHold hold(mpLock);
+    *oId = GetIdAt(FindName(iName));
+    return S_OK;
+}
+
+HRESULT QORNamedIdsList::NameToIndex(const WCHAR* iName, int* oIndex) const
+{
+    if (oIndex == nullptr)
+        return E_POINTER;
+    QSynch::RWLock::ReadHold hold(mpLock);
+    *oIndex = FindName(iName);
+    return S_OK;
+}
+
+HRESULT QORNamedIdsList::IdToName(int iId, const WCHAR** oName) const
+{
+    if (oName == nullptr)
+        return E_POINTER;
+    QSynch::RWLock::ReadHold hold(mpLock);
+    *oName = GetNameAt(FindId(iId));
+    return S_OK;
+}
+
+HRESULT QORNamedIdsList::IdToName(int iId, QBase::wstring& oName) const
+{
+    QSynch::RWLock::ReadHold hold(mpLock);
+    return AssignText(GetNameAt(FindId(iId)), oName);
+}
+
+HRESULT QORNamedIdsList::IdToNameCopy(int iId, WCHAR** oName) const
+{
+    QSynch::RWLock::ReadHold hold(mpLock);
+    return DuplicateString(GetNameAt(FindId(iId)), oName);
+}
+
+HRESULT QORNamedIdsList::IdToIndex(int iId, int* oIndex) const
+{
+    if (oIndex == nullptr)
+        return E_POINTER;
+    QSynch::RWLock::ReadHold hold(mpLock);
+    *oIndex = FindId(iId);
+    return S_OK;
+}
+
+HRESULT QORNamedIdsList::IndexToId(int iIndex, int* oId) const
+{
+    if (oId == nullptr)
+        return E_POINTER;
+    QSynch::RWLock::ReadHold hold(mpLock);
+    *oId = GetIdAt(iIndex);
+    return S_OK;
+}
+
+HRESULT QORNamedIdsList::IndexToName(int iIndex, const WCHAR** oName) const
+{
+    if (oName == nullptr)
+        return E_POINTER;
+    QSynch::RWLock::ReadHold hold(mpLock);
+    *oName = GetNameAt(iIndex);
+    return S_OK;
+}
+
+HRESULT QORNamedIdsList::IndexToName(int iIndex, QBase::wstring& oName) const
+{
+    QSynch::RWLock::ReadHold hold(mpLock);
+    return AssignText(GetNameAt(iIndex), oName);
+}
+
+HRESULT QORNamedIdsList::IndexToNameCopy(int iIndex, WCHAR** oName) const
+{
+    QSynch::RWLock::ReadHold hold(mpLock);
+    return DuplicateString(GetNameAt(iIndex), oName);
+}
+
+HRESULT QORNamedIdsList::GetNameCount(int* oCount) const
+{
+    if (oCount == nullptr)
+        return E_POINTER;
+    // Waits for a writer and leaves the out value alone: callers bring their own default and rely on keeping it.
+    QSynch::RWLock::ReadHold hold(mpLock);
+    return S_OK;
+}
+
+WCHAR* QORNamedIdsList::DuplicateString(const WCHAR* iText)
+{
+    if (iText == nullptr)
+        return nullptr;
+    const std::size_t length = LengthOf(iText);
+    WCHAR* copy = AllocateUnits(std::uint64_t{length} + 1);
+    if (copy != nullptr)
+        std::copy_n(iText, length + 1, copy);
+    return copy;
+}
+
+HRESULT QORNamedIdsList::DuplicateString(const WCHAR* iText, WCHAR** oCopy)
+{
+    if (oCopy == nullptr)
+        return E_POINTER;
+    WCHAR* copy = DuplicateString(iText);
+    if (iText != nullptr && copy == nullptr)
+        return E_OUTOFMEMORY;
+    *oCopy = copy;
+    return S_OK;
+}
