@@ -146,6 +146,10 @@ public:
 /// The calling thread's id as the system shows it; never 0.
 QORJOB_API DWORD GetCurrentThreadID() noexcept;
 
+/// The calls that lead to the calling thread's present place, the innermost first, a line each: as far as the system
+/// knows their names, else as addresses.
+QORJOB_API std::string GetCallStackText();
+
 /// Conversions between UTF-8 and 16-bit text; what is malformed becomes U+FFFD.
 QORJOB_API wstring UTF8ToWideChar(std::string_view iText);
 QORJOB_API std::string WideCharToUTF8(std::basic_string_view<WCHAR> iText);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/Export.h"
+#include "platform/QBase.h"
 
 #include <compare>
 #include <cstdint>
@@ -63,6 +64,12 @@ public:
     int GetWeek() const;
     /// 0 is Sunday.
     int GetDayOfWeek() const;
+
+    /// "2026-11-21 14:05:09.078"
+    QBase::wstring ToText() const;
+    /// The same moment by the clock of the system's time zone. A time that isn't set stays as it is, and so does one
+    /// that the system can't convert.
+    DateTime ToLocalTime() const;
 
     /// The saved form: the 64-bit number above, little-endian.
     static unsigned GetSaveObjSize() { return sizeof(std::int64_t); }

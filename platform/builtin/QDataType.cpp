@@ -6,6 +6,8 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <cstdio>
+#include <ctime>
 #include <limits>
 #include <ratio>
 
@@ -80,6 +82,35 @@ int DateTime::GetWeek() const
 }
 
 int DateTime::GetDayOfWeek() const { return static_cast<int>(std::chrono::weekday(DayOf(mTicks)).c_encoding()); }
+
+QBase::wstring DateTime::ToText() const
+{
+    char text[64];
+    const int length = std::snprintf(text, sizeof(text), "%04d-%02d-%02d %02d:%02d:%02d.%03d", GetYear(), GetMonth(),
+                                     GetDay(), GetHour(), GetMinute(), GetSecond(), GetMillisecond());
+    return {text, text + length};
+}
+
+DateTime DateTime::ToLocalTime() const
+{
+    namespace chrono = std::chrono;
+    if (mTicks == 0)
+        return *this;
+    const chrono::sys_seconds moment = chrono::floor<chrono::seconds>(cEpoch + Ticks(mTicks));
+    const std::time_t unixTime = chrono::system_clock::to_time_t(moment);
+    std::tm local{};
+#if defined(_WIN32)
+    const bool bConverted = localtime_s(&local, &unixTime) == 0;
+#else
+    const bool bConverted = localtime_r(&unixTime, &local) != nullptr;
+#endif
+    if (!bConverted)
+        return *this;
+    const chrono::sys_days day{chrono::year{local.tm_year + 1900} / (local.tm_mon + 1) / local.tm_mday};
+    const chrono::sys_seconds shown =
+        day + chrono::hours(local.tm_hour) + chrono::minutes(local.tm_min) + chrono::seconds(local.tm_sec);
+    return FromTicks(mTicks + Ticks(shown - moment).count());
+}
 
 unsigned DateTime::SaveObj(unsigned iSize, signed char* oBuffer, unsigned) const
 {
