@@ -35,6 +35,7 @@
 #include "platform/ThreadTimes.h"
 #include "platform/Windows.h"
 #include "report/JobMemGovernor.h"
+#include "report/JobSourceNames.h"
 #include "report/QORChannelRequest.h"
 #include "task/QORJobInitializer.h"
 #include "task/QORJobTask.h"

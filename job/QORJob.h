@@ -13,6 +13,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <iosfwd>
 #include <memory>
 #include <memory_resource>
 #include <vector>
@@ -297,6 +298,23 @@ public:
     /// QORJobData::CreateJobDataObject for this job.
     HRESULT CreateJobDataObject(int iId, QORJobData** oData) const;
 
+    // --- Description and trace flags: report/QORJobDescription.cpp ---------------------------------------------------
+
+    /// Describes the job by its request type, in the language of the session's locale, and by the name of the report or
+    /// document that it runs; notes that object's id. The process context and its objects are called under the lock.
+    HRESULT SetDescription();
+    /// The message id, in the resource catalogue, of the request type's text for users.
+    unsigned GetJobStringIDFromRequestType() const;
+    /// Adds a flag. Those of the leak trace (4, 8, 16, 32) count only while flag 2 is set, and log the call stack.
+    void MarkJobTraceFlags(unsigned iFlag);
+
+    // --- Dumps: report/QORJobDump.cpp --------------------------------------------------------------------------------
+
+    /// Appends all there is to say about the job, many lines. A line of more than 1,023 units is left out.
+    void GetJobInfo(QBase::wstring& oText) const;
+    /// Writes one line. The stream's address, or null where something throws: the line ends there.
+    std::wostream* WriteJobInfo(std::wostream& ioStream) const;
+
 private:
     using StepList = QBase::list<QORJobStep*>;
     using UnitList = QBase::list<QORJobPUInfo*>;
@@ -379,6 +397,11 @@ private:
 
     // --- Close counters ----------------------------------------------------------------------------------------------
     int GetExecutionKind() const;
+
+    // --- Description, dumps ------------------------------------------------------------------------------------------
+    void DescribeObject(ICKDXProcessContext& iContext) REQUIRES(mpLock);
+    void AddIdentity(QBase::wstring& ioText) const REQUIRES(mpLock);
+    void AddState(QBase::wstring& ioText) const REQUIRES(mpLock);
 
     // --- The end: QORJobPreDestruct.cpp ------------------------------------------------------------------------------
     HRESULT PreDestruct();
@@ -495,3 +518,7 @@ private:
     int mTodoCloseSteps GUARDED_BY(mpLock) = 0;
     bool mbCloseFinished GUARDED_BY(mpLock) = false;
 };
+
+/// Whether the user wants logged what happens in the job's process context: false for null, true for a job without a
+/// context.
+QORJOB_API bool GetPrsContextLogFlag(QORJob* iJob);
