@@ -37,5 +37,8 @@
 #include "report/JobMemGovernor.h"
 #include "report/JobSourceNames.h"
 #include "report/QORChannelRequest.h"
+#include "report/QORJobBrowsingInfo.h"
+#include "report/QORJobInfo.h"
+#include "report/QORJobInfoOld.h"
 #include "task/QORJobInitializer.h"
 #include "task/QORJobTask.h"

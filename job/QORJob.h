@@ -22,7 +22,10 @@ class ICKDXProcessContext;
 class JobMemGovernor;
 class QORChannelRequest;
 class QorUserSession;
+class QORJobBrowsingInfo;
+class QORJobBrowsingInfo2;
 class QORJobData;
+class QORJobInfo;
 class QORJobPUInfo;
 class QORJobStep;
 class QORJobTask;
@@ -315,6 +318,21 @@ public:
     /// Writes one line. The stream's address, or null where something throws: the line ends there.
     std::wostream* WriteJobInfo(std::wostream& ioStream) const;
 
+    // --- Snapshots and saving: report/QORJobSnapshots.cpp ------------------------------------------------------------
+
+    /// Fills the whole record. Its data items are asked for their bytes under the lock.
+    HRESULT GetJobInfo(QORJobInfo* oInfo) const;
+    HRESULT GetJobBrowsingInfo(QORJobBrowsingInfo* oInfo) const;
+    /// Fills what QORJobBrowsingInfo2 adds; its base stays as it is.
+    HRESULT GetJobBrowsingInfo2(QORJobBrowsingInfo2* oInfo) const;
+
+    // The save interface of the job's parts, empty: all give 0, look at nothing and change nothing, the size included.
+
+    ULONG GetSaveObjSizeNoLock(unsigned* oSize) const;
+    ULONG GetSaveObjSize(unsigned* oSize) const;
+    ULONG SaveObj(unsigned iVersion, unsigned iBufferSize, signed char* oBuffer, unsigned* oSize) const;
+    ULONG LoadObj(unsigned iVersion, const signed char* iBuffer);
+
 private:
     using StepList = QBase::list<QORJobStep*>;
     using UnitList = QBase::list<QORJobPUInfo*>;
@@ -398,10 +416,11 @@ private:
     // --- Close counters ----------------------------------------------------------------------------------------------
     int GetExecutionKind() const;
 
-    // --- Description, dumps ------------------------------------------------------------------------------------------
+    // --- Description, dumps, snapshots -------------------------------------------------------------------------------
     void DescribeObject(ICKDXProcessContext& iContext) REQUIRES(mpLock);
     void AddIdentity(QBase::wstring& ioText) const REQUIRES(mpLock);
     void AddState(QBase::wstring& ioText) const REQUIRES(mpLock);
+    void CopyItems(QORJobInfo& oInfo) const REQUIRES(mpLock);
 
     // --- The end: QORJobPreDestruct.cpp ------------------------------------------------------------------------------
     HRESULT PreDestruct();

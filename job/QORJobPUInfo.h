@@ -39,6 +39,8 @@ public:
     ULONG LoadObj(unsigned iVersion, const signed char* iBuffer);
 
 private:
+    friend class QORJobPUInfoOld; // it shows the thread id, too
+
     QDataType::DateTime mEnterTime{0.0};
     QDataType::DateTime mStartTime{0.0};
     QDataType::DateTime mExitTime{0.0};
