@@ -69,8 +69,16 @@ enum EnumJobStatus : int
     JobStoppedWithError = 4,
     JobCancelled = 5,
     JobStopped = 6,
+    JobReplied = 9, ///< a waiting state; entering it answers the first pending channel request
     JobRequeued = 17,
     JobPausing = 20,
+};
+
+/// Who asks whether a runaway job's message status is to be persisted.
+enum EnumRunAwayCaller : int
+{
+    RunAwayThread = 1,  ///< the runaway thread, when it returns after all
+    RunAwayCleanUp = 2, ///< the job's clean-up
 };
 
 /// A job: who asked for what, the steps that are to be run and have been run, and how it stands.
@@ -229,13 +237,78 @@ public:
     /// The old status through `oOld` when it is not null. S_FALSE, with no effect, for 13 after anything but 8.
     HRESULT SetStatus(int iStatus, int* oOld);
     HRESULT GetStatus(int* oStatus) const;
+    HRESULT IsCanceled(bool* obCanceled) const;
+    HRESULT IsStopped(bool* obStopped) const;
+    bool IsStepPausing() const;
     /// Whether a dispatcher drives the job. The old value through `obWasRunning` when it is not null.
     HRESULT SetRunning(bool ibRunning, bool* obWasRunning);
     HRESULT IsRunning(bool* obRunning) const;
+    /// The task of the last start and where it runs; all but `obExecuting` may be null. Without a task the ids are -1
+    /// and the task is null. `oTask` is not to be used once the task may have ended.
+    HRESULT IsExecuting(bool* obExecuting, int* oStepId, DWORD* oThreadId, int* oPUId, QORJobTask** oTask) const;
     /// Whether the thread that ran the current step was lost, and at which step.
     HRESULT SetIAmDead(bool ibDead, bool* obWasDead, QORJobProcessingStep iStepId);
     HRESULT GetIAmDead(bool* obDead, QORJobProcessingStep* oStepId) const;
-    bool IsStepPausing() const;
+    /// Whether the task of the finished query execution was aborted.
+    bool IsQueryEngineServerAborted() const;
+    HRESULT GetJobCreationTime(QDataType::DateTime* oTime) const;
+    HRESULT GetJobFinishTime(QDataType::DateTime* oTime) const;
+    HRESULT SetJobFinishTime(QDataType::DateTime& iTime);
+    HRESULT GetTimeOutTime(QDataType::DateTime* oTime) const;
+    /// Counted from the job's creation.
+    HRESULT SetTimeOutPeriodInMilliseconds(unsigned iMilliseconds);
+
+    // --- Cancel, pause, resume, hang: QORJobControl.cpp --------------------------------------------------------------
+    // The process context and its report instance are called under the job's lock.
+
+    /// Leaves the current step and what reports and closes. A job that has ended only tells its context. Fails, with
+    /// lists and status as they were, when the report instance does.
+    HRESULT Cancel();
+    /// For documents only: the current step is asked to stop and stays queued until the job is resumed.
+    void PauseCurrentStep();
+    void ResetStatusBeforeResumeExecution();
+    /// Detaches a task that a watchdog found hung; the next dispatch goes on without its step. S_FALSE, with no effect,
+    /// when it isn't the executing task. The first two arguments are not used.
+    HRESULT StopRunningIfHang(int iStepId, DWORD iThreadId, QORJobTask* iTask);
+
+    // --- Parents and children: QORJobFamily.cpp ----------------------------------------------------------------------
+    // By id only: a job never holds another one. -1 is no job. The old and new values and the ids that go out may be
+    // null unless a line says otherwise.
+
+    HRESULT SetParentId(QSynch::AtomicLong iId);
+    /// Also shares the parent's governor and hands it to the process context, which must be set.
+    HRESULT SetParentId(QSynch::AtomicLong iId, std::shared_ptr<JobMemGovernor> iGovernor);
+    HRESULT GetParentId(QSynch::AtomicLong* oId) const;
+    int GetParentId() const;
+    /// The job that ran before this one.
+    HRESULT SetPreJobId(QSynch::AtomicLong iId);
+    HRESULT GetPreJobId(QSynch::AtomicLong* oId) const;
+    HRESULT SetRunningChildCount(int iCount, int* oOld);
+    /// E_POINTER for null.
+    HRESULT GetRunningChildCount(int* oCount) const;
+    /// Both give the new count; nothing keeps it from becoming negative.
+    HRESULT IncrementRunningChildCount(int* oCount);
+    HRESULT DecrementRunningChildCount(int* oCount);
+    /// E_FAIL, with no effect, once the job is completed, has failed, or was cancelled or stopped.
+    HRESULT AddChild(QSynch::AtomicLong iChildId);
+    HRESULT RemoveExecutingChild(QSynch::AtomicLong iChildId);
+    /// Also for a child that was never added.
+    HRESULT MarkChildComplete(QSynch::AtomicLong iChildId);
+    HRESULT GetExecutingChildrenList(QBase::list<QSynch::AtomicLong>& oChildren) const;
+    HRESULT GetFinishedChildrenList(QBase::list<QSynch::AtomicLong>& oChildren) const;
+
+    // --- Runaway tasks: QORJobRunaway.cpp ----------------------------------------------------------------------------
+    // The task's thread and the job's clean-up end in either order; whoever comes second persists the message status.
+
+    /// The server has given the task up: its thread may return later or never.
+    void SetRunAwayStatus();
+    /// True for the second of the two parties.
+    bool NeedToPerisistMsgStatusForRunAway(EnumRunAwayCaller iCaller);
+    bool NeedToKeepMsgInJobForRunAway() const;
+    /// Without effect: callers switch it, and are told that it is off.
+    static void StartJobLeakTrace();
+    static void StopJobLeakTrace();
+    static bool GetJobLeakTrace();
 
     // --- Processing units: QORJobUnits.cpp ---------------------------------------------------------------------------
     // Unit names and the reserved argument are not used.
@@ -375,6 +448,7 @@ private:
     T GetValue(const T& iField) const;
     template <class T>
     HRESULT Set(const char* iOperation, T& oField, T iValue, T* oOld = nullptr);
+    HRESULT Is(const char* iOperation, int iStatus, bool* obIs) const;
     HRESULT GetText(const char* iOperation, const QBase::wstring& iField, QBase::wstring& oText) const;
     HRESULT SetText(const char* iOperation, QBase::wstring& oField, const QBase::wstring& iText);
     HRESULT SetText(const char* iOperation, QBase::wstring& oField, const WCHAR* iText);
@@ -385,6 +459,9 @@ private:
     StepList::iterator DeleteTodo(StepList::const_iterator iPosition) REQUIRES(mpLock);
     void MoveToFinished(StepList::const_iterator iPosition) REQUIRES(mpLock);
     void GiveTodoSize(int* oCount) const REQUIRES(mpLock);
+    HRESULT AppendNewSteps(int iFirstId, int iSecondId) REQUIRES(mpLock);
+    HRESULT ReduceToClosing(int iReportingStepId) REQUIRES(mpLock);
+    bool HasFinished(int iStepId) const REQUIRES(mpLock);
 
     // --- Dispatch ----------------------------------------------------------------------------------------------------
     int FindLastStep(bool (*iStops)(int iStepId, int iStatus), int* oRunningStepId) const REQUIRES(mpLock);
@@ -403,12 +480,27 @@ private:
     void FinishAgain(int iStepId) REQUIRES(mpLock);
     void GiveChapterKey(const WCHAR* iKey) REQUIRES(mpLock);
 
-    // --- Status, units -----------------------------------------------------------------------------------------------
+    // --- Status ------------------------------------------------------------------------------------------------------
     void StoreStatus(int iStatus) REQUIRES(mpLock);
     void TakeBackActiveCount() REQUIRES(mpLock);
     void CountFailure() const;
-    void CountFirstStart() REQUIRES(mpLock);
+    void AnswerChannelRequest();
+
+    // --- Cancel, pause, resume, hang ---------------------------------------------------------------------------------
+    HRESULT CancelSteps() REQUIRES(mpLock);
+    HRESULT TellInstanceOfCancellation() REQUIRES(mpLock);
+    bool IsClientWaiting() const REQUIRES(mpLock);
+    static int FindReportingStep(ICKDXProcessContext* iContext);
+    void TellContextToStop() REQUIRES(mpLock);
     bool IsReportRequest() const;
+
+    // --- Parents and children ----------------------------------------------------------------------------------------
+    HRESULT CopyId(const char* iOperation, const QSynch::AtomicLong& iField, QSynch::AtomicLong* oId) const;
+    HRESULT CopyIds(const char* iOperation, const IdList& iIds, IdList& oIds) const;
+    HRESULT ChangeRunningChildCount(const char* iOperation, int iChange, int* oCount);
+
+    // --- Units -------------------------------------------------------------------------------------------------------
+    void CountFirstStart() REQUIRES(mpLock);
 
     // --- Messages ----------------------------------------------------------------------------------------------------
     HRESULT GetContextMessage(const char* iOperation, ICKDXWriteMessage** oMessage) const;

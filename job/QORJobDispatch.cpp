@@ -214,16 +214,7 @@ HRESULT QORJob::RefillRequeuedJob()
 {
     if (!mTodoSteps.empty())
         return S_OK;
-    StepList entries(2, nullptr, mTodoSteps.get_allocator()); // both entries or none
-    std::unique_ptr<QORJobStep> search(new QORJobStep(StepSearchingCache));
-    std::unique_ptr<QORJobStep> close(new QORJobStep(StepCloseJob));
-    if (search == nullptr || close == nullptr)
-        return E_OUTOFMEMORY;
-    entries.front() = search.release();
-    entries.back() = close.release();
-    mTodoSteps.splice(mTodoSteps.end(), entries);
-    ++mTodoCloseSteps;
-    return S_OK;
+    return AppendNewSteps(StepSearchingCache, StepCloseJob);
 }
 
 /// The closing step goes to one thread only: once it is started nobody else gets a step.

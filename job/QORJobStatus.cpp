@@ -1,6 +1,45 @@
+#include "context/ICKDXProcessContext.h"
 #include "job/QORJobRows.h"
+#include "job/QORJobStep.h"
+#include "platform/QLogRouter.h"
+#include "platform/QMessage.h"
 #include "platform/QPerfMon.h"
+#include "report/QORChannelRequest.h"
 #include "task/KernelLog.h"
+
+namespace
+{
+
+/// The answers to a pending channel request: what is packed, and the result of the message.
+constexpr unsigned cRequestFailed = 0x80043018;
+constexpr unsigned cRequestDone = 0x43094;
+constexpr HRESULT cRequestDoneResult = 0x40002;
+
+constexpr std::int16_t cWantsErrorReply = -1; // the context's reply indicator
+
+/// The message that takes the reply; it is the context's, and as new when the reply has gone.
+void Reply(ICKDXProcessContext& ioContext, QORChannel* iChannel, const QBase::wstring* iFailedProject)
+{
+    ICKDXWriteMessage* out = nullptr;
+    ioContext.get_OutMessage(&out);
+    const auto message = QBase::PtrI<ICKDXWriteMessage>::Adopt(out);
+    if (!message)
+        return;
+    void* server = nullptr;
+    if (FAILED(message->QueryInterface(IID_CKDXServerMessage, &server)))
+        return;
+    const auto reply = QBase::PtrI<CKDXServerMessage>::Adopt(static_cast<CKDXServerMessage*>(server));
+    {
+        QORMessagePacker packer(reply.Get(), W("Kernel"), iFailedProject != nullptr ? cRequestFailed : cRequestDone);
+        if (iFailedProject != nullptr)
+            packer << iFailedProject->c_str();
+    }
+    if (reply->SetResult(iFailedProject != nullptr ? static_cast<HRESULT>(cRequestFailed) : cRequestDoneResult) == S_OK)
+        reply->Send(iChannel); // a client that has gone gets none
+    reply->Reset();
+}
+
+} // namespace
 
 HRESULT QORJob::SetStatus(int iStatus, int* oOld)
 {
@@ -16,6 +55,8 @@ HRESULT QORJob::SetStatus(int iStatus, int* oOld)
         }
         if (!bRefused)
         {
+            if (iStatus == JobReplied)
+                AnswerChannelRequest();
             if (iStatus == JobStoppedWithError && old != JobStoppedWithError)
                 CountFailure();
             LogLine(EnumKernelRouter::JobTrace, "QORJob::SetStatus: Setting Job:%1 status to %2.", mId.Get(), iStatus);
@@ -55,7 +96,48 @@ void QORJob::CountFailure() const
         QPerfMon::GetPerformanceMonitor()->Add(13, 1);
 }
 
+/// The request stays listed, without its channel: it is answered once only.
+void QORJob::AnswerChannelRequest()
+{
+    QBase::PtrI<ICKDXProcessContext> context;
+    QBase::PtrI<QORChannel> channel;
+    QBase::wstring project;
+    {
+        // The request is its owner's, who may delete it as soon as the lock is free.
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        if (mChannelRequests.empty() || mChannelRequests.front() == nullptr || !mpProcessContext)
+            return;
+        context = mpProcessContext;
+        project = mProjectName;
+        channel = mChannelRequests.front()->get_Channel();
+        mChannelRequests.front()->set_Channel(nullptr);
+    }
+    if (!channel)
+        return;
+    std::int16_t indicator = 0;
+    context->get_ShortA(&indicator);
+    const bool bFailed = indicator == cWantsErrorReply && mRequestType != RequestReport;
+    Reply(*context.Get(), channel.Get(), bFailed ? &project : nullptr);
+}
+
 HRESULT QORJob::GetStatus(int* oStatus) const { return Get("GetStatus", mStatus, oStatus); }
+
+HRESULT QORJob::IsCanceled(bool* obCanceled) const { return Is("IsCanceled", JobCancelled, obCanceled); }
+
+HRESULT QORJob::IsStopped(bool* obStopped) const { return Is("IsStopped", JobStopped, obStopped); }
+
+HRESULT QORJob::Is(const char* iOperation, int iStatus, bool* obIs) const
+{
+    if (obIs == nullptr)
+        return E_POINTER;
+    return Boundary(iOperation, [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        *obIs = mStatus == iStatus;
+        return S_OK;
+    });
+}
+
+bool QORJob::IsStepPausing() const { return GetValue(mStatus) == JobPausing; }
 
 HRESULT QORJob::SetRunning(bool ibRunning, bool* obWasRunning)
 {
@@ -69,6 +151,36 @@ HRESULT QORJob::SetRunning(bool ibRunning, bool* obWasRunning)
 }
 
 HRESULT QORJob::IsRunning(bool* obRunning) const { return Get("IsRunning", mbRunning, obRunning); }
+
+HRESULT QORJob::IsExecuting(bool* obExecuting, int* oStepId, DWORD* oThreadId, int* oPUId, QORJobTask** oTask) const
+{
+    if (obExecuting == nullptr)
+        return E_POINTER;
+    return Boundary("IsExecuting", [&]() -> HRESULT {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        *obExecuting = mpExecutingTask != nullptr;
+        if (oTask != nullptr)
+            *oTask = mpExecutingTask;
+        if (oStepId != nullptr)
+            *oStepId = -1;
+        if (oThreadId != nullptr)
+            *oThreadId = static_cast<DWORD>(-1);
+        if (oPUId != nullptr)
+            *oPUId = -1;
+        const bool bIdsWanted = oStepId != nullptr || oThreadId != nullptr || oPUId != nullptr;
+        if (mpExecutingTask == nullptr || mTodoSteps.empty() || !bIdsWanted)
+            return S_OK;
+        const QORJobStep* front = mTodoSteps.front();
+        if (front == nullptr)
+            return E_POINTER;
+        HRESULT code = oStepId != nullptr ? front->GetId(oStepId) : S_OK;
+        if (code == S_OK && oThreadId != nullptr)
+            code = front->GetThreadId(oThreadId);
+        if (code == S_OK && oPUId != nullptr)
+            code = front->GetPUId(oPUId);
+        return code;
+    });
+}
 
 HRESULT QORJob::SetIAmDead(bool ibDead, bool* obWasDead, QORJobProcessingStep iStepId)
 {
@@ -95,4 +207,27 @@ HRESULT QORJob::GetIAmDead(bool* obDead, QORJobProcessingStep* oStepId) const
     });
 }
 
-bool QORJob::IsStepPausing() const { return GetValue(mStatus) == JobPausing; }
+bool QORJob::IsQueryEngineServerAborted() const
+{
+    QSynch::CriticalSection::SmartLock lock(mpLock);
+    return mbQueryResult && HasFinished(StepQueryExecution);
+}
+
+HRESULT QORJob::GetJobCreationTime(QDataType::DateTime* oTime) const
+{
+    return Get("GetJobCreationTime", mCreationTime, oTime);
+}
+
+HRESULT QORJob::GetJobFinishTime(QDataType::DateTime* oTime) const
+{
+    return Get("GetJobFinishTime", mFinishTime, oTime);
+}
+
+HRESULT QORJob::SetJobFinishTime(QDataType::DateTime& iTime) { return Set("SetJobFinishTime", mFinishTime, iTime); }
+
+HRESULT QORJob::GetTimeOutTime(QDataType::DateTime* oTime) const { return Get("GetTimeOutTime", mTimeOutTime, oTime); }
+
+HRESULT QORJob::SetTimeOutPeriodInMilliseconds(unsigned iMilliseconds)
+{
+    return Set("SetTimeOutPeriodInMilliseconds", mTimeOutTime, mCreationTime + QDataType::TimeSpan(iMilliseconds));
+}

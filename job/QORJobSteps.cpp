@@ -2,6 +2,9 @@
 #include "job/QORJobStep.h"
 #include "task/KernelLog.h"
 
+#include <algorithm>
+#include <array>
+
 namespace
 {
 
@@ -54,6 +57,49 @@ void QORJob::GiveTodoSize(int* oCount) const
 {
     if (oCount != nullptr)
         *oCount = static_cast<int>(mTodoSteps.size());
+}
+
+/// Appends new steps of these ids, 0 for none: all of them, or, without memory, none.
+HRESULT QORJob::AppendNewSteps(int iFirstId, int iSecondId)
+{
+    StepList entries(mTodoSteps.get_allocator());
+    std::array<std::unique_ptr<QORJobStep>, 2> steps;
+    for (std::size_t i = 0; i < steps.size(); ++i)
+    {
+        const int id = i == 0 ? iFirstId : iSecondId;
+        if (id == StepNoMore)
+            continue;
+        steps[i].reset(new QORJobStep(id));
+        if (steps[i] == nullptr)
+            return E_OUTOFMEMORY;
+        entries.push_back(steps[i].get());
+    }
+    for (std::unique_ptr<QORJobStep>& step : steps)
+        if (HasId(step.release(), StepCloseJob))
+            ++mTodoCloseSteps;
+    mTodoSteps.splice(mTodoSteps.cend(), entries);
+    return S_OK;
+}
+
+/// Leaves the current step, and behind it the one that reports to the client (0 for none) and the closing step, as far
+/// as the current step isn't that itself.
+HRESULT QORJob::ReduceToClosing(int iReportingStepId)
+{
+    const std::size_t queued = mTodoSteps.size();
+    const QORJobStep* current = queued == 0 ? nullptr : mTodoSteps.front();
+    const HRESULT code = AppendNewSteps(HasId(current, iReportingStepId) ? StepNoMore : iReportingStepId,
+                                        HasId(current, StepCloseJob) ? StepNoMore : StepCloseJob);
+    if (code != S_OK)
+        return code;
+    for (std::size_t dropped = 1; dropped < queued; ++dropped)
+        DeleteTodo(std::next(mTodoSteps.cbegin()));
+    return S_OK;
+}
+
+bool QORJob::HasFinished(int iStepId) const
+{
+    return std::any_of(mFinishedSteps.begin(), mFinishedSteps.end(),
+                       [iStepId](const QORJobStep* iStep) { return HasId(iStep, iStepId); });
 }
 
 HRESULT QORJob::AddStep(QORJobStep* iStep, int* oCount)
@@ -220,8 +266,5 @@ HRESULT QORJob::AddCommonStepsAtRebuild(EnumKDXDocumentManipulationType iType)
 bool QORJob::IsLastComponentExport() const
 {
     QSynch::CriticalSection::SmartLock lock(mpLock);
-    for (const QORJobStep* step : mFinishedSteps)
-        if (HasId(step, StepDocumentFormatting))
-            return true;
-    return false;
+    return HasFinished(StepDocumentFormatting);
 }

@@ -57,8 +57,18 @@ public:
         return mKindCode;
     }
 
-    HRESULT put_Status(int) override { return S_OK; }
-    HRESULT put_JobValue(int, int) override { return S_OK; }
+    HRESULT put_Status(int iStatus) override
+    {
+        mCalls.push_back("instance put_Status " + std::to_string(iStatus));
+        return mStatusCode;
+    }
+
+    HRESULT put_JobValue(int iValue, int iJobId) override
+    {
+        mCalls.push_back("instance put_JobValue " + std::to_string(iValue) + " " + std::to_string(iJobId));
+        return mJobValueCode;
+    }
+
     HRESULT get_Object(IUnknown** oObject) override
     {
         *oObject = QBase::PtrI<IUnknown>(mpObject).Detach();
@@ -68,6 +78,8 @@ public:
     bool mbHasInterface = true;
     IUnknown* mpObject = nullptr;
     HRESULT mKindCode = S_OK;
+    HRESULT mStatusCode = S_OK;
+    HRESULT mJobValueCode = S_OK;
     int mKind = 0;
     std::atomic<unsigned> mReferences{0};
 
@@ -100,6 +112,13 @@ public:
         return mInstanceCode;
     }
 
+    HRESULT get_ContextObjectN(IUnknown** oContextObjectN) override
+    {
+        *oContextObjectN = QBase::PtrI<IUnknown>(mpDelivery).Detach();
+        return Note("get_ContextObjectN");
+    }
+
+    HRESULT put_LongB(LONG iLongB) override { return Note("put_LongB", " " + std::to_string(iLongB)); }
     HRESULT put_LimitA(LONG iLimitA) override { return Note("put_LimitA", " " + std::to_string(iLimitA)); }
     HRESULT put_LimitB(LONG iLimitB) override { return Note("put_LimitB", " " + std::to_string(iLimitB)); }
     void put_BstrE(BSTR iBstrE) override { Note("put_BstrE", " '" + QBase::WideCharToUTF8(iBstrE) + "'"); }
@@ -120,6 +139,7 @@ public:
     /// Called in each operation before it does anything, with its name: may throw, or look at the job.
     std::function<void(const std::string& iOperation)> mOnCall;
     FakeReportInstance* mpInstance = nullptr;
+    IUnknown* mpDelivery = nullptr;
     HRESULT mInstanceCode = S_OK;
     HRESULT mPulseCode = S_OK;
     LONG mPulseValue = 0;

@@ -1,0 +1,175 @@
+#include "context/ICKDXProcessContext.h"
+#include "context/ICKDXReportInstance.h"
+#include "job/QORJobRows.h"
+#include "task/KernelLog.h"
+
+namespace
+{
+
+constexpr LONG cStop = 1;
+constexpr LONG cGoOn = 0;
+
+/// What a report instance is told of the end of its job.
+constexpr int cInstanceCancelled = 5;
+constexpr int cInstanceJobValue = 7;
+
+constexpr auto cCancelled = static_cast<HRESULT>(0x80043014);
+
+/// Errors that are a cancellation in truth: only with them a failed job becomes a cancelled one.
+bool IsCancellation(HRESULT iCode)
+{
+    return iCode == static_cast<HRESULT>(0x8004308D) || iCode == static_cast<HRESULT>(0x80044637);
+}
+
+} // namespace
+
+HRESULT QORJob::Cancel()
+{
+    LogLine(EnumKernelRouter::JobTrace, "[DEBUG TRACING]QORJob::Cancel: job %1 is cancel start", mId.Get());
+    const HRESULT code = Boundary("Cancel", [&]() -> HRESULT {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        if (mStatus != JobCompleted && mStatus != JobCancelled && mStatus != JobStopped)
+        {
+            const HRESULT cancelled = CancelSteps();
+            if (cancelled != S_OK)
+                return cancelled;
+        }
+        TellContextToStop();
+        return S_OK;
+    });
+    if (code == S_OK)
+        LogLine(EnumKernelRouter::JobTrace, "[DEBUG TRACING]QORJob::Cancel: job %1 is cancel end", mId.Get());
+    return code;
+}
+
+/// Lists and status change together, once nothing can fail any more.
+HRESULT QORJob::CancelSteps()
+{
+    HRESULT code = S_OK;
+    if (mRequestType == RequestReport || mRequestType == RequestBatchChildReport)
+    {
+        TakeBackActiveCount();
+        code = TellInstanceOfCancellation();
+    }
+    if (code == S_OK)
+        code = ReduceToClosing(IsClientWaiting() ? FindReportingStep(mpProcessContext.Get()) : StepNoMore);
+    if (code != S_OK)
+        return code;
+    if (mStatus != JobStoppedWithError || IsCancellation(mErrorCode))
+    {
+        if (mErrorCode == S_OK)
+            mErrorCode = cCancelled;
+        mStatus = JobCancelled; // stored directly: no finish time and no counters come of it
+    }
+    mStatusTime = QDataType::DateTime::NowUTC();
+    return S_OK;
+}
+
+HRESULT QORJob::TellInstanceOfCancellation()
+{
+    if (!mpProcessContext)
+        return S_OK;
+    IUnknown* instance = nullptr;
+    HRESULT code = mpProcessContext->get_ContextObjectB(&instance);
+    const auto object = QBase::PtrI<IUnknown>::Adopt(instance);
+    if (FAILED(code))
+        return code;
+    const auto report = ReportInstanceOf(object.Get());
+    if (!report)
+        return S_OK;
+    code = report->put_Status(cInstanceCancelled);
+    if (SUCCEEDED(code))
+        code = report->put_JobValue(cInstanceJobValue, mId);
+    return FAILED(code) ? code : S_OK;
+}
+
+/// Whether somebody is to be told: a batch has no client, and a job that hasn't begun has promised nothing yet.
+bool QORJob::IsClientWaiting() const
+{
+    if (mRequestType == RequestBatchExecution)
+        return false;
+    switch (mStatus)
+    {
+    case JobWaiting:
+    case JobStoppedWithError:
+    case 7:
+    case 8:
+    case JobReplied:
+    case 18:
+    case 19:
+        return true;
+    default:
+        return mbRunning;
+    }
+}
+
+/// The step that tells the client of an error: where the result was to be delivered, the error is too.
+int QORJob::FindReportingStep(ICKDXProcessContext* iContext)
+{
+    IUnknown* delivery = nullptr;
+    if (iContext != nullptr)
+        iContext->get_ContextObjectN(&delivery);
+    return QBase::PtrI<IUnknown>::Adopt(delivery) ? StepDelivery : StepSendingErrorMessage;
+}
+
+/// Called under the lock on purpose: a step that looks at the flag sees it no later than the new status.
+void QORJob::TellContextToStop()
+{
+    if (mpProcessContext)
+        mpProcessContext->put_LongB(cStop);
+}
+
+void QORJob::PauseCurrentStep()
+{
+    LogLine(EnumKernelRouter::JobTrace, "[DEBUG TRACING]QORJob::PauseCurrentStep: job %1 is pausing start", mId.Get());
+    if (mRequestType != RequestDocument)
+        return;
+    const HRESULT code = Boundary("PauseCurrentStep", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        if (mStatus < JobStoppedWithError || mStatus > JobStopped)
+            mStatus = JobPausing;
+        mStatusTime = QDataType::DateTime::NowUTC();
+        TellContextToStop();
+        return S_OK;
+    });
+    if (code == S_OK)
+        LogLine(EnumKernelRouter::JobTrace, "[DEBUG TRACING]QORJob::PauseCurrentStep: job %1 is pausing end",
+                mId.Get());
+}
+
+void QORJob::ResetStatusBeforeResumeExecution()
+{
+    SetStatus(JobExecuting, nullptr);
+    SetRunning(false, nullptr);
+    Boundary("ResetStatusBeforeResumeExecution", [&] {
+        if (const auto context = GetValue(mpProcessContext))
+            context->put_LongB(cGoOn);
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::StopRunningIfHang(int, DWORD, QORJobTask* iTask)
+{
+    return Boundary("StopRunningIfHang", [&]() -> HRESULT {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        if (mpExecutingTask == nullptr || mpExecutingTask != iTask)
+        {
+            LogLine(EnumKernelRouter::Warning,
+                    "QORJob::StopRunningIfHang: For jobid: %1 mExecutingTask == NULL (%2)? mExecutingTask == iJobTask "
+                    "(%3)?",
+                    mId.Get(), mpExecutingTask == nullptr, mpExecutingTask == iTask);
+            return S_FALSE;
+        }
+        mpExecutingTask = nullptr;
+        mbRunning = false;
+        if (!mTodoSteps.empty())
+        {
+            mbIAmDead = true;
+            mDeadStepId = mCurrentStepForStatistics;
+            // The step keeps its unit and thread, whatever the line says: by them dispatch knows the lost step.
+            LogLine(EnumKernelRouter::Warning,
+                    "QORJob::StopRunningIfHang: For jobid: %1, SetPUID to -1, SetThreadId to -1.", mId.Get());
+        }
+        return S_OK;
+    });
+}
