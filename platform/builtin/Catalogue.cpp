@@ -75,21 +75,11 @@ namespace QResource
 namespace
 {
 
-class BundleBody final : public Bundle, public Builtin::HeapObject
+class BundleBody final : public Builtin::CountedBody<Bundle>
 {
 public:
     /// `iLanguageId`: what language 0 stands for; 0 for the calling thread's.
     BundleBody(const char* iName, unsigned iLanguageId) noexcept : mpName(iName), mLanguageId(iLanguageId) {}
-
-    unsigned AddRef() noexcept override { return mReferences.Add(); }
-
-    unsigned Release() noexcept override
-    {
-        const unsigned left = mReferences.Drop();
-        if (left == 0)
-            delete this;
-        return left;
-    }
 
     const char* GetTemplate(unsigned iMessageId, unsigned iLanguageId, const char* iKey, int) override
     {
@@ -109,8 +99,6 @@ public:
     }
 
 private:
-    ~BundleBody() = default;
-
     unsigned LanguageOf(unsigned iLanguageId) const noexcept
     {
         if (iLanguageId != 0)
@@ -120,7 +108,6 @@ private:
 
     const char* const mpName;
     const unsigned mLanguageId;
-    Builtin::ReferenceCount mReferences;
 };
 
 QBase::ReturnPtrI<Bundle> OpenBundle(const char* iName, unsigned iLanguageId)

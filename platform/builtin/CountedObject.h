@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <utility>
 
 namespace Builtin
 {
@@ -30,9 +31,33 @@ private:
     std::atomic<unsigned> mReferences{1};
 };
 
-/// A COM object of one interface, known by `cIds` and by IUnknown's. It begins with its maker's reference.
+/// Counts for all its bases; the object goes with its last reference. It begins with its maker's.
+template <class First, class... More>
+class CountedBody : public First, public More..., public HeapObject
+{
+    using Count = decltype(std::declval<First&>().AddRef());
+
+public:
+    Count AddRef() noexcept override { return mReferences.Add(); }
+
+    Count Release() noexcept override
+    {
+        const unsigned left = mReferences.Drop();
+        if (left == 0)
+            delete this;
+        return left;
+    }
+
+protected:
+    virtual ~CountedBody() = default;
+
+private:
+    ReferenceCount mReferences;
+};
+
+/// A COM object of one interface, known by `cIds` and by IUnknown's.
 template <class Interface, const GUID&... cIds>
-class CountedObject : public Interface, public HeapObject
+class CountedObject : public CountedBody<Interface>
 {
 public:
     HRESULT QueryInterface(const GUID& iInterfaceId, void** oInterface) override
@@ -43,25 +68,9 @@ public:
         if (iInterfaceId != IID_IUnknown && (... && (iInterfaceId != cIds)))
             return E_NOINTERFACE;
         *oInterface = static_cast<Interface*>(this);
-        AddRef();
+        this->AddRef();
         return S_OK;
     }
-
-    ULONG AddRef() override { return mReferences.Add(); }
-
-    ULONG Release() override
-    {
-        const unsigned left = mReferences.Drop();
-        if (left == 0)
-            delete this;
-        return left;
-    }
-
-protected:
-    virtual ~CountedObject() = default;
-
-private:
-    ReferenceCount mReferences;
 };
 
 } // namespace Builtin

@@ -51,7 +51,7 @@ private:
     BSTR mText = nullptr;
 };
 
-class ErrorInfo final : public ICreateErrorInfo, public IErrorInfo, public Builtin::HeapObject
+class ErrorInfo final : public Builtin::CountedBody<ICreateErrorInfo, IErrorInfo>
 {
 public:
     HRESULT QueryInterface(const GUID& iInterfaceId, void** oInterface) override
@@ -69,16 +69,6 @@ public:
         return S_OK;
     }
 
-    ULONG AddRef() override { return mReferences.Add(); }
-
-    ULONG Release() override
-    {
-        const unsigned left = mReferences.Drop();
-        if (left == 0)
-            delete this;
-        return left;
-    }
-
     HRESULT SetGUID(const GUID& iInterfaceId) override { return Give(iInterfaceId, &mInterfaceId); }
     HRESULT SetSource(WCHAR* iSource) override { return mSource.Set(iSource); }
     HRESULT SetDescription(WCHAR* iDescription) override { return mDescription.Set(iDescription); }
@@ -92,9 +82,6 @@ public:
     HRESULT GetHelpContext(DWORD* oHelpContext) override { return Give(mHelpContext, oHelpContext); }
 
 private:
-    ~ErrorInfo() = default;
-
-    Builtin::ReferenceCount mReferences;
     GUID mInterfaceId = GUID_NULL;
     Text mSource;
     Text mDescription;

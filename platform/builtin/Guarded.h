@@ -3,13 +3,13 @@
 
 #include "platform/Windows.h"
 
-#include <exception>
 #include <new>
 
 namespace Builtin
 {
 
-/// Runs `iBody` and gives its code: E_OUTOFMEMORY for missing memory, E_FAIL for any other standard exception.
+/// Runs `iBody` and gives its code: E_OUTOFMEMORY for missing memory, E_FAIL for anything else that it, or a stranger's
+/// object that it calls, throws.
 template <class Body>
 HRESULT Guarded(Body iBody) noexcept
 {
@@ -21,7 +21,7 @@ HRESULT Guarded(Body iBody) noexcept
     {
         return E_OUTOFMEMORY;
     }
-    catch (const std::exception&)
+    catch (...)
     {
         return E_FAIL;
     }

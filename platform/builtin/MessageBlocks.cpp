@@ -228,8 +228,7 @@ HRESULT SplitBlocks(std::span<const BYTE> iBlocks, std::vector<Bytes>& ioBodies)
     }
     if (!rest.empty())
         return E_INVALIDARG;
-    ioBodies.reserve(ioBodies.size() + bodies.size());
-    std::move(bodies.begin(), bodies.end(), std::back_inserter(ioBodies));
+    ioBodies.insert(ioBodies.end(), std::make_move_iterator(bodies.begin()), std::make_move_iterator(bodies.end()));
     return S_OK;
 }
 

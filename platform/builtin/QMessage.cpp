@@ -227,7 +227,7 @@ public:
         if (oStream == nullptr)
             return E_POINTER;
         *oStream = nullptr;
-        return Guarded([&] { return NewStream(PackAll(), oStream); });
+        return Guarded([&] { return NewStream(PackAll(nullptr), oStream); });
     }
 
     HRESULT Close() override
@@ -245,8 +245,8 @@ public:
             return E_POINTER;
         return Guarded([&] {
             HRESULT result = S_OK;
-            get_ErrorCode(&result);
-            const auto message = PtrI<ICKDXReadMessage>::Adopt(new ReadMessage(PackAll(), mItem, result));
+            SharedBytes bytes = PackAll(&result);
+            const auto message = PtrI<ICKDXReadMessage>::Adopt(new ReadMessage(std::move(bytes), mItem, result));
             return message ? iChannel->Send(message.Get()) : E_OUTOFMEMORY;
         });
     }
@@ -262,10 +262,13 @@ public:
     }
 
 private:
-    SharedBytes PackAll()
+    /// The blocks, and with them the code of the same moment where it is asked for.
+    SharedBytes PackAll(HRESULT* oErrorCode)
     {
         const auto bytes = std::make_shared<Bytes>();
         const std::lock_guard hold(mMutex);
+        if (oErrorCode != nullptr)
+            *oErrorCode = mErrorCode;
         for (std::size_t left = mBodies.size(); const Bytes& body : mBodies)
             MessageBlocks::AppendBlock(*bytes, static_cast<unsigned>(--left), body);
         return bytes;
@@ -278,20 +281,10 @@ private:
     bool mbOpen = true;
 };
 
-class Channel final : public QORChannel, public Builtin::HeapObject
+class Channel final : public Builtin::CountedBody<QORChannel>
 {
 public:
     explicit Channel(Receiver iReceiver) : mpReceiver(std::make_shared<Receiver>(std::move(iReceiver))) {}
-
-    unsigned AddRef() override { return mReferences.Add(); }
-
-    unsigned Release() override
-    {
-        const unsigned left = mReferences.Drop();
-        if (left == 0)
-            delete this;
-        return left;
-    }
 
     HRESULT Send(ICKDXReadMessage* iMessage) override
     {
@@ -312,15 +305,12 @@ public:
     }
 
 private:
-    ~Channel() override = default;
-
     std::shared_ptr<Receiver> GetReceiver()
     {
         const std::lock_guard hold(mMutex);
         return mpReceiver;
     }
 
-    Builtin::ReferenceCount mReferences;
     std::mutex mMutex;
     std::shared_ptr<Receiver> mpReceiver;
 };
