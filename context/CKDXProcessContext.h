@@ -21,7 +21,8 @@ QORJOB_API extern const GUID IID_ICKDXProcessContext;
 ///
 /// Threads: any. Operations without the lock touch single fields that are set before the context is shared.
 /// Owns:    one reference to each collaborator and message, its texts, its tables, its buffer.
-/// Errors:  return codes; 0x8004308B or 0x8004308C where a collaborator throws. Nothing is logged.
+/// Errors:  return codes; 0x8004308B or 0x8004308C where a collaborator throws: a setter has stored the new object even
+///          so when that was the old one's Release. Nothing is logged.
 /// Locks:   the root's lock (category 300); the thread messages' lock (category -3), which may be taken under it.
 class QORJOB_API CKDXProcessContext : public CComObjectRootEx<CComMultiThreadModel>, public ICKDXProcessContext
 {
@@ -33,8 +34,7 @@ public:
     HRESULT FinalConstruct();
     IUnknown* GetAggregated() { return mMarshaler.Get(); }
 
-    // --- The class's own operations: they stand right behind the destructor, for those who hold the class itself
-    // ------
+    // --- The class's own operations, right behind the destructor, for those who hold the class itself ----------------
 
     /// No reference is added.
     virtual ICKDXProcessContext* GetInterface();
@@ -230,8 +230,6 @@ private:
     };
 
     // What the rows are made of: CKDXProcessContextRows.h.
-    template <class Body>
-    static HRESULT Boundary(Body&& iBody);
     template <class T>
     HRESULT GetLocked(const T& iField, T* oValue, HRESULT iNullCode = E_POINTER);
     template <class T>
@@ -240,6 +238,8 @@ private:
     HRESULT PutLocked(T& oField, T iValue);
     template <class T>
     static HRESULT PutUnlocked(T& oField, T iValue);
+    template <class... T>
+    static HRESULT LetGo(QBase::PtrI<T>&... ioObjects);
     template <class T>
     HRESULT GetObjectLocked(const QBase::PtrI<T>& iField, T** oObject, HRESULT iNullCode = E_POINTER);
     template <class T>
@@ -256,6 +256,7 @@ private:
 
     HRESULT SetRequest(LONG iCode, ICKDXReadMessage* iInMessage, ICKDXWriteMessage* iOutMessage,
                        ICKDXWriteMessage* iReplyMessage, IUnknown* iContextObjectD, const GUID& iRequestID);
+    HRESULT AskInMessage(HRESULT (ICKDXReadMessageHead::*iQuestion)(IUnknown*), IUnknown* iArgument);
     HRESULT MakeReplyMessage() REQUIRES(mpLock);
     HRESULT NewMessageFromInput(WriteMessage& oMessage) REQUIRES(mpLock);
     WriteMessage CurrentMessage(DWORD iThreadId, const WriteMessage& iReplyMessage) REQUIRES(mpThreadMessagesLock);

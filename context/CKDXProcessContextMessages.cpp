@@ -19,19 +19,20 @@ HRESULT CKDXProcessContext::SetRequest(LONG iCode, ICKDXReadMessage* iInMessage,
                                        const GUID& iRequestID)
 {
     return Boundary([&] {
-        // What is replaced goes after the lock, with these.
         ReadMessage in(iInMessage);
         WriteMessage out(iOutMessage);
         WriteMessage reply(iReplyMessage);
         Object object(iContextObjectD);
-        SmartLock lock(mpLock);
-        std::swap(mInMessage, in);
-        std::swap(mOutMessage, out);
-        std::swap(mReplyMessage, reply);
-        std::swap(mContextObjectD, object);
-        mRequestCode = iCode; // the set-counter counts put_RequestCode alone
-        mRequestID = iRequestID;
-        return S_OK;
+        {
+            SmartLock lock(mpLock);
+            std::swap(mInMessage, in);
+            std::swap(mOutMessage, out);
+            std::swap(mReplyMessage, reply);
+            std::swap(mContextObjectD, object);
+            mRequestCode = iCode; // the set-counter counts put_RequestCode alone
+            mRequestID = iRequestID;
+        }
+        return LetGo(in, out, reply, object);
     });
 }
 
@@ -52,17 +53,19 @@ HRESULT CKDXProcessContext::ConvertOutToIn()
     return Boundary([&] {
         ReadMessage in;
         WriteMessage out;
-        SmartLock lock(mpLock);
-        if (!mOutMessage)
-            return S_OK;
-        ICKDXReadMessage* read = nullptr;
-        const HRESULT code = QMessage::CKDXWriteMessage::ToReadMessage(mOutMessage.Get(), &read);
-        if (FAILED(code))
-            return code;
-        in = ReadMessage::Adopt(read);
-        std::swap(mInMessage, in);
-        std::swap(mOutMessage, out);
-        return S_OK;
+        {
+            SmartLock lock(mpLock);
+            if (!mOutMessage)
+                return S_OK;
+            ICKDXReadMessage* read = nullptr;
+            const HRESULT code = QMessage::CKDXWriteMessage::ToReadMessage(mOutMessage.Get(), &read);
+            if (FAILED(code))
+                return code;
+            in = ReadMessage::Adopt(read);
+            std::swap(mInMessage, in);
+            std::swap(mOutMessage, out);
+        }
+        return LetGo(in, out);
     });
 }
 
@@ -135,24 +138,24 @@ HRESULT CKDXProcessContext::get_InMessageItem(IUnknown** oItem)
     });
 }
 
-HRESULT CKDXProcessContext::InMessageQueryA(IUnknown* iArgument)
+HRESULT CKDXProcessContext::AskInMessage(HRESULT (ICKDXReadMessageHead::*iQuestion)(IUnknown*), IUnknown* iArgument)
 {
     if (iArgument == nullptr)
         return E_POINTER;
     return Boundary([&] {
         SmartLock lock(mpLock);
-        return mInMessage ? mInMessage->BelongsTo(iArgument) : S_FALSE;
+        return mInMessage ? (mInMessage.Get()->*iQuestion)(iArgument) : S_FALSE;
     });
+}
+
+HRESULT CKDXProcessContext::InMessageQueryA(IUnknown* iArgument)
+{
+    return AskInMessage(&ICKDXReadMessage::BelongsTo, iArgument);
 }
 
 HRESULT CKDXProcessContext::InMessageQueryB(IUnknown* iArgument)
 {
-    if (iArgument == nullptr)
-        return E_POINTER;
-    return Boundary([&] {
-        SmartLock lock(mpLock);
-        return mInMessage ? mInMessage->CopyTo(iArgument) : S_FALSE;
-    });
+    return AskInMessage(&ICKDXReadMessage::CopyTo, iArgument);
 }
 
 int CKDXProcessContext::IsInMessageEmpty()

@@ -19,6 +19,15 @@ void ReadObjectID(Source& iSource, GUID* oObjectID)
         definition->get_ObjectID(oObjectID);
 }
 
+/// The router reads the thread's context anew.
+HRESULT RefreshThread()
+{
+    return Boundary([] {
+        QLogRouter::RefreshCurrentThreadContext();
+        return S_OK;
+    });
+}
+
 } // namespace
 
 /// The old instance is told that it no longer belongs here. It is called after the lock; the router hears of the new
@@ -35,34 +44,32 @@ HRESULT CKDXProcessContext::put_ContextObjectB(IUnknown* iContextObjectB)
         }
         if (const auto instance = ReportInstanceOf(old.Get()))
             instance->Reset(0);
-        if (old)
-            old.Detach()->Release(); // as in PutObjectLocked
-        return S_OK;
+        return LetGo(old);
     });
-    const HRESULT refreshed = Boundary([] {
-        QLogRouter::RefreshCurrentThreadContext();
-        return S_OK;
-    });
+    const HRESULT refreshed = RefreshThread();
     return FAILED(code) ? code : refreshed;
 }
 
 HRESULT CKDXProcessContext::put_ContextObjectC(IUnknown* iContextObjectC)
 {
-    const HRESULT code = PutObjectNotNullLocked(mContextObjectC, iContextObjectC);
-    return code != S_OK ? code : Boundary([] {
-        QLogRouter::RefreshCurrentThreadContext();
-        return S_OK;
-    });
+    if (iContextObjectC == nullptr)
+        return E_POINTER;
+    const HRESULT code = PutObjectLocked(mContextObjectC, iContextObjectC);
+    const HRESULT refreshed = RefreshThread();
+    return FAILED(code) ? code : refreshed;
 }
 
 HRESULT CKDXProcessContext::put_ContextObjectO(IUnknown* iContextObjectO)
 {
-    HRESULT code = PutObjectLocked(mContextObjectO, iContextObjectO);
-    if (code != S_OK || iContextObjectO == nullptr)
+    const HRESULT code = PutObjectLocked(mContextObjectO, iContextObjectO);
+    if (iContextObjectO == nullptr)
         return code;
-    GUID guid = GUID_NULL;
-    code = Boundary([&] { return static_cast<ICKDXContextObjectO*>(iContextObjectO)->get_Guid(&guid); });
-    return FAILED(code) ? code : PutLocked(mGuidF, guid);
+    GUID guid = GUID_NULL; // that of the new object, whatever the old one's end was
+    const HRESULT read = Boundary([&] { return static_cast<ICKDXContextObjectO*>(iContextObjectO)->get_Guid(&guid); });
+    if (FAILED(read))
+        return read;
+    PutLocked(mGuidF, guid);
+    return code;
 }
 
 /// Asked under the lock: no other thread may replace the object meanwhile.

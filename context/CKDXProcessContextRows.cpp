@@ -29,12 +29,7 @@ HRESULT CKDXProcessContext::PutLinkLocked(Object& oField, IUnknown* iObject, Obj
             if (iObject == nullptr)
                 std::swap(oTwin, twin);
         }
-        for (Object* old : {&object, &twin})
-        {
-            if (*old)
-                old->Detach()->Release(); // as in PutObjectLocked
-        }
-        return S_OK;
+        return LetGo(object, twin);
     });
 }
 

@@ -3,35 +3,13 @@
 #pragma once
 
 #include "context/CKDXProcessContext.h"
-
-#include <new>
-
-inline constexpr HRESULT cMessageExceptionMet = static_cast<HRESULT>(0x8004308B);
-inline constexpr HRESULT cOtherExceptionMet = static_cast<HRESULT>(0x8004308C);
+#include "platform/Boundary.h"
 
 /// Frees a text that a collaborator gave.
 struct BstrDeleter
 {
     void operator()(WCHAR* iText) const { SysFreeString(iText); }
 };
-
-/// Runs the body of an operation and keeps its exceptions inside.
-template <class Body>
-HRESULT CKDXProcessContext::Boundary(Body&& iBody)
-{
-    try
-    {
-        return iBody();
-    }
-    catch (const QBase::Message&)
-    {
-        return cMessageExceptionMet;
-    }
-    catch (...)
-    {
-        return cOtherExceptionMet;
-    }
-}
 
 template <class T>
 HRESULT CKDXProcessContext::GetLocked(const T& iField, T* oValue, HRESULT iNullCode)
@@ -67,6 +45,24 @@ HRESULT CKDXProcessContext::PutUnlocked(T& oField, T iValue)
     return S_OK;
 }
 
+/// Releases what an operation has replaced. Each goes whatever another one's Release throws; the first code counts.
+template <class... T>
+HRESULT CKDXProcessContext::LetGo(QBase::PtrI<T>&... ioObjects)
+{
+    HRESULT result = S_OK;
+    const auto letGo = [&](auto& ioObject) {
+        const HRESULT code = Boundary([&] {
+            if (ioObject)
+                ioObject.Detach()->Release();
+            return S_OK;
+        });
+        if (result == S_OK)
+            result = code;
+    };
+    (letGo(ioObjects), ...);
+    return result;
+}
+
 /// Adds a reference for the caller; null when there is no object.
 template <class T>
 HRESULT CKDXProcessContext::GetObjectLocked(const QBase::PtrI<T>& iField, T** oObject, HRESULT iNullCode)
@@ -91,9 +87,7 @@ HRESULT CKDXProcessContext::PutObjectLocked(QBase::PtrI<T>& oField, T* iObject)
             SmartLock lock(mpLock);
             std::swap(oField, object);
         }
-        if (object)
-            object.Detach()->Release(); // by name, not by the destructor: what it throws ends in the boundary
-        return S_OK;
+        return LetGo(object);
     });
 }
 

@@ -1,6 +1,6 @@
 #include "context/COMStatus.h"
 
-#include "job/ExceptionBoundary.h"
+#include "platform/Boundary.h"
 #include "platform/ComObject.h"
 #include "platform/QLogRouter.h"
 #include "platform/QMessage.h"
@@ -18,24 +18,6 @@ namespace
 
 /// The failure codes of the interface's own facility.
 constexpr unsigned cInterfaceFacility = 0x80040000;
-
-/// Keeps exceptions inside. Nothing is logged: the client has the code.
-template <class Body>
-HRESULT Boundary(Body iBody) noexcept
-{
-    try
-    {
-        return iBody();
-    }
-    catch (const QBase::Message&)
-    {
-        return cMessageExceptionMet;
-    }
-    catch (...)
-    {
-        return cSystemExceptionMet;
-    }
-}
 
 struct TaskMemory
 {

@@ -1,10 +1,12 @@
 #include "context/ICKDXProcessContext.h"
 
+#include "platform/Boundary.h"
+
 bool GetUsrContextLogFlag(ICKDXProcessContext* iContext)
 {
     if (iContext == nullptr)
         return true;
     LONG flag = 0;
-    iContext->get_UserContextLogFlag(&flag);
+    Boundary([&] { return iContext->get_UserContextLogFlag(&flag); });
     return flag != 0;
 }

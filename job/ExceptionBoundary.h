@@ -1,13 +1,9 @@
-// Where exceptions end: nothing is thrown out of a public operation.
+// The exception boundary of operations that log what they met.
 #pragma once
 
-#include "platform/Windows.h"
+#include "platform/Boundary.h"
 
-/// An operation met a message exception, or any other exception.
-inline constexpr HRESULT cMessageExceptionMet = static_cast<HRESULT>(0x8004308B);
-inline constexpr HRESULT cSystemExceptionMet = static_cast<HRESULT>(0x8004308C);
-
-/// The log codes of the two cases, and that of a caught failure with its own text.
+/// The log codes of the two kinds of exceptions, and that of a caught failure with its own text.
 inline constexpr HRESULT cMessageExceptionLogged = static_cast<HRESULT>(0x8004308E);
 inline constexpr HRESULT cSystemExceptionLogged = static_cast<HRESULT>(0x8004308F);
 inline constexpr HRESULT cExceptionCaught = static_cast<HRESULT>(0x80043046);

@@ -76,7 +76,8 @@ protected:
     virtual ~Counted() = default;
 };
 
-/// A counted pointer: holds one reference while it points at an object.
+/// A counted pointer: holds one reference while it points at an object. It ends quietly: a Release that throws is taken
+/// as done, since a destructor has nobody to tell. Who wants to know releases by name (`Detach()->Release()`).
 template <class T>
 class PtrI
 {
@@ -94,8 +95,15 @@ public:
 
     ~PtrI()
     {
-        if (mpObject != nullptr)
-            mpObject->Release();
+        try
+        {
+            if (mpObject != nullptr)
+                mpObject->Release();
+        }
+        catch (...)
+        {
+            // A stranger's fault must not end the process.
+        }
     }
 
     // By value: the new reference is taken before the old one is dropped.

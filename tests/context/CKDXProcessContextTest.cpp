@@ -21,7 +21,7 @@ namespace
 constexpr GUID cGuid = {0x12345678, 0x1234, 0x5678, {1, 2, 3, 4, 5, 6, 7, 8}};
 constexpr GUID cOtherGuid = {0x87654321, 0x1234, 0x5678, {1, 2, 3, 4, 5, 6, 7, 8}};
 constexpr auto cRefused = static_cast<HRESULT>(0x80070005);
-constexpr auto cOtherExceptionMet = static_cast<HRESULT>(0x8004308C);
+constexpr auto cSystemExceptionMet = static_cast<HRESULT>(0x8004308C);
 constexpr auto cMessageExceptionMet = static_cast<HRESULT>(0x8004308B);
 
 /// Throws when it is detached.
@@ -381,16 +381,61 @@ TEST_F(ProcessContext, KeepsNeitherLockNorReferenceWhenACollaboratorThrows)
     Bstr name;
     GUID id;
     IUnknown* item = nullptr;
-    EXPECT_EQ(mContext->get_ResolvedName(&name.mText), cOtherExceptionMet);
-    EXPECT_EQ(mContext->CallContextObjectA(nullptr), cOtherExceptionMet);
-    EXPECT_EQ(mContext->put_ContextObjectO(&mObjectO), cOtherExceptionMet);
-    EXPECT_EQ(mContext->ResolveObjectID(&id), cOtherExceptionMet);
+    EXPECT_EQ(mContext->get_ResolvedName(&name.mText), cSystemExceptionMet);
+    EXPECT_EQ(mContext->CallContextObjectA(nullptr), cSystemExceptionMet);
+    EXPECT_EQ(mContext->put_ContextObjectO(&mObjectO), cSystemExceptionMet);
+    EXPECT_EQ(mContext->ResolveObjectID(&id), cSystemExceptionMet);
     EXPECT_EQ(mContext->get_ContextObjectDItem(&item), cMessageExceptionMet);
     ExpectLockFree();
     mContext = {};
     EXPECT_EQ(mSession.mReferences + mObjectO.mReferences + mDefinition.mReferences + mSource.mReferences +
                   mObjectD.mReferences,
               0u);
+}
+
+TEST_F(ProcessContext, LetsGoOfCollaboratorsWhoseReleaseThrows)
+{
+    int refreshes = 0;
+    FakeObjectO newer;
+    newer.mGuid = cOtherGuid;
+    for (bool* bThrows : {&mSession.mbReleaseThrows, &mDefinition.mbReleaseThrows, &mSource.mbReleaseThrows,
+                          &mObjectO.mbReleaseThrows, &mObjectD.mbReleaseThrows, &newer.mbReleaseThrows})
+        *bThrows = true;
+    mSource.mpObject = &mDefinition;
+    mContext->put_ContextObjectA(&mSession);
+    EXPECT_EQ(ResolvedName(), "\"nine\"");
+    EXPECT_EQ(mContext->CallContextObjectA(nullptr), S_OK);
+    mContext->put_ContextObjectC(&mSource);
+    EXPECT_EQ(ObjectID(), GUID_NULL);
+    ThreadContextListener::Set([&refreshes] { ++refreshes; });
+    EXPECT_EQ(mContext->put_ContextObjectC(&mObjectD), cSystemExceptionMet);
+    EXPECT_EQ(mContext->put_ContextObjectB(&mObjectD), S_OK);
+    EXPECT_EQ(mContext->put_ContextObjectB(&mSession), cSystemExceptionMet);
+    ThreadContextListener::Set({});
+    EXPECT_EQ(refreshes, 3);
+
+    GUID guid = GUID_NULL;
+    mContext->put_ContextObjectO(&mObjectO);
+    EXPECT_EQ(mContext->put_ContextObjectO(&newer), cSystemExceptionMet);
+    mContext->get_GuidF(&guid);
+    EXPECT_EQ(guid, cOtherGuid) << "that of the new object";
+    {
+        const auto in =
+            QMessage::NewReadMessage(nullptr, 0, &mObjectO); // the last reference to its item is a message's
+        EXPECT_EQ(mContext->SetRequestIn(1, in.Get(), nullptr, &mObjectD, cGuid), S_OK);
+    }
+    EXPECT_EQ(mContext->SetRequestIn(2, nullptr, nullptr, nullptr, cOtherGuid), cSystemExceptionMet);
+    mContext->get_RequestID(&guid);
+    EXPECT_EQ(guid, cOtherGuid);
+    mContext->put_LinkA(&mObjectD);
+    mContext->put_LinkB(&mObjectO);
+    EXPECT_EQ(mContext->put_LinkA(nullptr), cSystemExceptionMet);
+    ExpectLockFree();
+    mContext = {};
+    for (const auto& references :
+         {mSession.mReferences.load(), mDefinition.mReferences.load(), newer.mReferences.load(),
+          mSource.mReferences.load(), mObjectO.mReferences.load(), mObjectD.mReferences.load()})
+        EXPECT_EQ(references, 0u);
 }
 
 TEST_F(ProcessContext, AnswersForItsInterfaceAndTheMarshalersOnly)

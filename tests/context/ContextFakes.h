@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <functional>
+#include <stdexcept>
 #include <string>
 
 /// An object that answers for one interface at most.
@@ -28,9 +29,16 @@ public:
         return S_OK;
     }
     ULONG AddRef() override { return ++mReferences; }
-    ULONG Release() override { return --mReferences; }
+    ULONG Release() override
+    {
+        const ULONG left = --mReferences;
+        if (mbReleaseThrows)
+            throw std::runtime_error("a fault");
+        return left;
+    }
 
     GUID mInterfaceId;
+    bool mbReleaseThrows = false;
     std::atomic<ULONG> mReferences{0};
     std::function<void()> mOnCall = [] {}; ///< in each operation: may throw, or look at the context
 
