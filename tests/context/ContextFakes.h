@@ -23,7 +23,10 @@ public:
     HRESULT QueryInterface(const GUID& iInterfaceId, void** oInterface) override
     {
         if (mInterfaceId == GUID_NULL || !(iInterfaceId == mInterfaceId))
+        {
+            mOnCall();
             return E_NOINTERFACE;
+        }
         *oInterface = static_cast<Interface*>(this);
         AddRef();
         return S_OK;
@@ -40,7 +43,7 @@ public:
     GUID mInterfaceId;
     bool mbReleaseThrows = false;
     std::atomic<ULONG> mReferences{0};
-    std::function<void()> mOnCall = [] {}; ///< in each operation: may throw, or look at the context
+    std::function<void()> mOnCall = [] {}; ///< in each operation, and when asked for what it isn't: may throw
 
 protected:
     ~FakeCollaborator() = default;
