@@ -3,7 +3,6 @@
 #include "tests/context/ContextFakes.h"
 
 #include <concepts>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -198,12 +197,13 @@ TEST(ProcessContextRows, HoldTheirValuesAndChangeNoOtherField)
             }
             if (!row.mPut)
                 continue;
-            row.mPut(*context.Get());
-            EXPECT_EQ(row.mRead(*context.Get()), row.mStored);
+            for (int puts = 0; puts < 2; ++puts)
+            {
+                row.mPut(*context.Get());
+                EXPECT_EQ(row.mRead(*context.Get()), row.mStored);
+                EXPECT_LE(gObject.mReferences + gHandle.mReferences, 1u);
+            }
             ExpectOthersUntouched(rows, row, *context.Get());
-            row.mPut(*context.Get());
-            EXPECT_EQ(row.mRead(*context.Get()), row.mStored);
-            EXPECT_LE(gObject.mReferences + gHandle.mReferences, 1u);
             if (row.mPutNull)
             {
                 row.mPutNull(*context.Get());
@@ -220,26 +220,21 @@ TEST(ProcessContextRows, HoldTheirValuesAndChangeNoOtherField)
 /// Hangs, until ctest ends it, when one of them takes the lock.
 TEST(ProcessContextRows, OfPlainSettingsAreReadWithoutTheLock)
 {
-    const std::set<std::string> unlocked = {"RequestCode", "UserContextLogFlag",
-                                            "TextB",       "TextC",
-                                            "LongD",       "LongE",
-                                            "LongG",       "LongH",
-                                            "LongJ",       "LongL",
-                                            "GuidA",       "GuidC",
-                                            "GuidD",       "GuidE",
-                                            "GuidG",       "LevelA"};
+    const std::string unlocked =
+        " RequestCode UserContextLogFlag TextB TextC LongD LongE LongG LongH LongJ LongL GuidA "
+        "GuidC GuidD GuidE GuidG LevelA ";
     const Context context = NewContext();
     std::size_t read = 0;
     context->Lock();
     std::thread([&] {
         for (const Row& row : AllRows())
         {
-            if (unlocked.count(row.mName) != 0)
+            if (unlocked.find(std::string(" ") + row.mName + " ") != std::string::npos)
                 read += row.mRead(*context.Get()) == row.mDefault ? 1 : 0;
         }
     }).join();
     context->Unlock();
-    EXPECT_EQ(read, unlocked.size());
+    EXPECT_EQ(read, 16u);
 }
 
 } // namespace

@@ -1,17 +1,15 @@
 #include "context/COMStatus.h"
 
 #include "platform/ComObject.h"
-#include "platform/QLogRouter.h"
-#include "platform/QMessage.h"
 #include "platform/builtin/Faults.h"
 #include "platform/builtin/Settings.h"
+#include "tests/support/Messages.h"
 
 #if !defined(_WIN32)
 #include "platform/builtin/Registry.h"
 #endif
 
-#include <gtest/gtest.h>
-
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -34,62 +32,47 @@ PtrI<ICKDXReadMessage> Reply(const std::vector<unsigned>& iIds)
     const auto written = QMessage::NewServerMessage();
     for (const unsigned id : iIds)
         QORMessagePacker(written.Get(), W("text of %1"), id) << id;
-    ICKDXReadMessage* read = nullptr;
-    EXPECT_EQ(QMessage::CKDXWriteMessage::ToReadMessage(written.Get(), &read), S_OK);
-    return PtrI<ICKDXReadMessage>::Adopt(read);
+    return ToRead(written.Get());
 }
 
 PtrI<ICKDXReadMessage> DamagedReply()
 {
-    ICKDXReadBlockStream* found = nullptr;
-    EXPECT_EQ(Reply({cFirstId, cLastId})->get_BlockStream(&found), S_OK);
-    const auto stream = PtrI<ICKDXReadBlockStream>::Adopt(found);
+    const auto stream = Given(Reply({cFirstId, cLastId}), &ICKDXReadMessage::get_BlockStream);
     char bytes[1000];
     ULONG length = 0;
     EXPECT_EQ(stream->Read(bytes, sizeof(bytes), &length), S_FALSE);
     return QMessage::NewReadMessage(bytes, length - 1);
 }
 
-/// What the calling thread's error object says; it is taken away.
-struct Error
+std::string TextOf(IErrorInfo* iInfo, decltype(&IErrorInfo::GetSource) iGetter)
 {
-    std::string mDescription = "none";
-    std::string mSource = "none";
-    std::string mHelpFile = "none";
-    GUID mInterfaceId = GUID_NULL;
-    DWORD mHelpContext = 0;
-};
-
-std::string TextOf(BSTR iText)
-{
-    std::string text = iText == nullptr ? "" : QBase::WideCharToUTF8(iText);
-    SysFreeString(iText);
-    return text;
+    BSTR text = nullptr;
+    EXPECT_EQ((iInfo->*iGetter)(&text), S_OK);
+    std::string narrow = text == nullptr ? "" : QBase::WideCharToUTF8(text);
+    SysFreeString(text);
+    return narrow;
 }
 
-Error Read(IErrorInfo* iInfo)
+/// "description|source|help file|help context" of an error for the tests' interface; "none" for null.
+std::string Read(IErrorInfo* iInfo)
 {
-    Error error;
-    BSTR description = nullptr;
-    BSTR source = nullptr;
-    BSTR helpFile = nullptr;
-    iInfo->GetDescription(&description);
-    iInfo->GetSource(&source);
-    iInfo->GetHelpFile(&helpFile);
-    iInfo->GetGUID(&error.mInterfaceId);
-    iInfo->GetHelpContext(&error.mHelpContext);
-    error.mDescription = TextOf(description);
-    error.mSource = TextOf(source);
-    error.mHelpFile = TextOf(helpFile);
-    return error;
+    if (iInfo == nullptr)
+        return "none";
+    GUID interfaceId = GUID_NULL;
+    DWORD helpContext = 0;
+    iInfo->GetGUID(&interfaceId);
+    iInfo->GetHelpContext(&helpContext);
+    EXPECT_EQ(QBase::ToString(interfaceId), QBase::ToString(cInterfaceId));
+    return TextOf(iInfo, &IErrorInfo::GetDescription) + "|" + TextOf(iInfo, &IErrorInfo::GetSource) + "|" +
+           TextOf(iInfo, &IErrorInfo::GetHelpFile) + "|" + std::to_string(helpContext);
 }
 
-Error TakeError()
+/// The calling thread's error; it is taken away.
+std::string TakeError()
 {
     IErrorInfo* found = nullptr;
     GetErrorInfo(0, &found);
-    const auto info = PtrI<IErrorInfo>::Adopt(found);
-    return info ? Read(info.Get()) : Error();
+    return Read(PtrI<IErrorInfo>::Adopt(found).Get());
 }
 
 class COMStatus : public testing::Test
@@ -114,7 +97,7 @@ protected:
     HRESULT mStatus = 77;
 };
 
-/// A read message whose stream is whatever a test wants.
+/// Has no stream, or throws.
 class StreamlessMessage final : public ICKDXReadMessage
 {
 public:
@@ -124,22 +107,37 @@ public:
     HRESULT CopyTo(IUnknown*) override { return E_NOTIMPL; }
     HRESULT get_BlockStream(ICKDXReadBlockStream**) override
     {
-        switch (mThrows)
-        {
-        case 1:
-            throw QBase::Message("broken");
-        case 2:
-            throw std::runtime_error("broken");
-        default:
-            return S_OK;
-        }
+        mOnCall();
+        return S_OK;
     }
     HRESULT BelongsTo(IUnknown*) override { return E_NOTIMPL; }
     HRESULT get_Content(IUnknown**) override { return E_NOTIMPL; }
     HRESULT get_Item(IUnknown**) override { return E_NOTIMPL; }
     HRESULT get_ErrorCode(HRESULT*) override { return E_NOTIMPL; }
 
-    int mThrows = 0;
+    std::function<void()> mOnCall = [] {};
+};
+
+/// Has the kernel's texts, and keeps what is recorded.
+class Source final : public QResource::MessageSource
+{
+public:
+    unsigned AddRef() noexcept override { return 1; }
+    unsigned Release() noexcept override { return 1; }
+    PtrI<QResource::Bundle> GetResourceBundle() override
+    {
+        mOnCall();
+        return mbHasBundle ? QResource::GetFileBundle("Kernel") : PtrI<QResource::Bundle>();
+    }
+    void RecordText(const char* iText, unsigned iMessageId, int iReserved1, int iReserved2, int iReserved3) override
+    {
+        EXPECT_EQ(iReserved1 | iReserved2 | iReserved3, 0);
+        mRecord = std::to_string(iMessageId & 0xFFFF) + " " + iText;
+    }
+
+    bool mbHasBundle = true;
+    std::function<void()> mOnCall = [] {};
+    std::string mRecord;
 };
 
 } // namespace
@@ -147,11 +145,16 @@ public:
 TEST_F(COMStatus, IsTheFirstIdWhileTheClientReadsAllTexts)
 {
     const auto first = static_cast<HRESULT>(cFirstId);
+    std::string source;
+#if !defined(_WIN32)
+    source = "Some.Component";
+    Registry::SetText("HKEY_CLASSES_ROOT\\CLSID\\" + QBase::ToString(cClassId) + "\\ProgID", "", source);
+#endif
     const struct
     {
         std::vector<unsigned> mIds;
         HRESULT mStatus;
-        const char* mpDescription;
+        std::string mDescription;
     } rows[] = {
         {{}, 0, ""},
         {{cFirstId}, first, "text of 2147807489"},
@@ -161,45 +164,33 @@ TEST_F(COMStatus, IsTheFirstIdWhileTheClientReadsAllTexts)
     {
         EXPECT_EQ(Set(Reply(row.mIds).Get()), row.mStatus);
         EXPECT_EQ(mStatus, row.mStatus);
-        const Error error = TakeError();
-        EXPECT_EQ(error.mDescription, row.mpDescription);
-        EXPECT_TRUE(error.mInterfaceId == cInterfaceId);
-        EXPECT_EQ(error.mSource, "");
+        EXPECT_EQ(TakeError(), row.mDescription + "|" + source + "||0");
+
+        ICreateErrorInfo* created = nullptr;
+        ASSERT_EQ(CreateErrorInfo(&created), S_OK);
+        const auto creator = PtrI<ICreateErrorInfo>::Adopt(created);
+        EXPECT_EQ(Set(Reply(row.mIds).Get(), created), row.mStatus);
+        EXPECT_EQ(TakeError(), "none") << "the caller installs his own object";
+        EXPECT_EQ(Read(QueryFor<IErrorInfo>(created, IID_IErrorInfo).Get()), row.mDescription + "|" + source + "||0");
     }
     EXPECT_EQ(SetCOMStatus(Reply({cFirstId}).Get(), cClassId, cInterfaceId, nullptr, nullptr), first);
-}
-
-TEST_F(COMStatus, GoesIntoTheCallersObjectWithoutInstallingIt)
-{
-    ICreateErrorInfo* created = nullptr;
-    ASSERT_EQ(CreateErrorInfo(&created), S_OK);
-    const auto creator = PtrI<ICreateErrorInfo>::Adopt(created);
-    EXPECT_EQ(Set(Reply({cFirstId, cLastId}).Get(), created), static_cast<HRESULT>(cFirstId));
-    EXPECT_EQ(TakeError().mDescription, "none");
-    const auto info = QueryFor<IErrorInfo>(created, IID_IErrorInfo);
-    const Error error = Read(info.Get());
-    EXPECT_EQ(error.mDescription, "text of 2147807489\ntext of 2147807490");
-    EXPECT_TRUE(error.mInterfaceId == cInterfaceId);
 }
 
 TEST_F(COMStatus, ReportsAReplyThatItCanNotRead)
 {
     EXPECT_EQ(Set(nullptr), S_FALSE);
-    EXPECT_EQ(TakeError().mDescription, "none");
+    EXPECT_EQ(TakeError(), "none");
 
     StreamlessMessage streamless;
     EXPECT_EQ(Set(&streamless), E_UNEXPECTED);
-    const Error error = TakeError();
-    EXPECT_EQ(error.mDescription,
-              "UNEXPECTED ERROR in SetCOMStatus:  cannot get ICKDXReadBlockStream interface on input message");
-    EXPECT_TRUE(error.mInterfaceId == cInterfaceId);
-
+    EXPECT_EQ(TakeError(),
+              "UNEXPECTED ERROR in SetCOMStatus:  cannot get ICKDXReadBlockStream interface on input message|||0");
     EXPECT_EQ(Set(DamagedReply().Get()), E_FAIL);
-    EXPECT_EQ(TakeError().mDescription, "UNEXPECTED ERROR in SetCOMStatus:  QORMessageUnpacker::Create failed");
+    EXPECT_EQ(TakeError(), "UNEXPECTED ERROR in SetCOMStatus:  QORMessageUnpacker::Create failed|||0");
 
-    streamless.mThrows = 1;
+    streamless.mOnCall = [] { throw QBase::Message("broken"); };
     EXPECT_EQ(Set(&streamless), static_cast<HRESULT>(0x8004308B));
-    streamless.mThrows = 2;
+    streamless.mOnCall = [] { throw std::runtime_error("broken"); };
     EXPECT_EQ(Set(&streamless), static_cast<HRESULT>(0x8004308C));
     EXPECT_EQ(mStatus, 77);
 }
@@ -215,44 +206,26 @@ TEST_F(COMStatus, ReportsOneErrorWithItsHelp)
         const WCHAR* mpHelpFile;
         HRESULT mCode;
         HRESULT mResult;
-        Error mError;
+        const char* mpError;
     } rows[] = {
-        {W("text"), 0, nullptr, failed, failed, {"text", "", "", cInterfaceId, 0}},
-        {W("text"), 0, nullptr, 0, DISP_E_EXCEPTION, {"text", "", "", cInterfaceId, 0}},
-        {W("text"), 5, W("help"), S_FALSE, S_FALSE, {"text", "", "help", cInterfaceId, 5}},
-        {W("text"), 5, nullptr, failed, failed, {"text", "", "", cInterfaceId, 0}},
-        {W("text"), 0, W("help"), failed, failed, {"text", "", "", cInterfaceId, 0}},
-        {resource(0x1234), 0, nullptr, failed, failed, {"Unknown Error", "", "", cInterfaceId, 0}},
-        {resource(0xFFFF), 0, nullptr, 0, static_cast<HRESULT>(0x8004FFFF), {"Unknown Error", "", "", cInterfaceId, 0}},
-        {nullptr, 0, nullptr, 0, static_cast<HRESULT>(0x80040000), {"Unknown Error", "", "", cInterfaceId, 0}},
+        {W("text"), 0, nullptr, failed, failed, "text|||0"},
+        {W("text"), 0, nullptr, 0, DISP_E_EXCEPTION, "text|||0"},
+        {W("text"), 5, W("help"), S_FALSE, S_FALSE, "text||help|5"},
+        {W("text"), 5, nullptr, failed, failed, "text|||0"},
+        {W("text"), 0, W("help"), failed, failed, "text|||0"},
+        {resource(0x1234), 0, nullptr, failed, failed, "Unknown Error|||0"},
+        {resource(0xFFFF), 0, nullptr, 0, static_cast<HRESULT>(0x8004FFFF), "Unknown Error|||0"},
+        {nullptr, 0, nullptr, 0, static_cast<HRESULT>(0x80040000), "Unknown Error|||0"},
     };
     for (const auto& row : rows)
     {
         EXPECT_EQ(ReportErrorInfo(cClassId, row.mpText, row.mHelpContext, row.mpHelpFile, cInterfaceId, row.mCode),
                   row.mResult);
-        const Error error = TakeError();
-        EXPECT_EQ(error.mDescription, row.mError.mDescription);
-        EXPECT_EQ(error.mSource, row.mError.mSource);
-        EXPECT_EQ(error.mHelpFile, row.mError.mHelpFile);
-        EXPECT_EQ(error.mHelpContext, row.mError.mHelpContext);
-        EXPECT_TRUE(error.mInterfaceId == cInterfaceId);
+        EXPECT_EQ(TakeError(), row.mpError);
     }
 }
 
 #if !defined(_WIN32)
-
-TEST_F(COMStatus, NamesTheReportingComponent)
-{
-    Registry::SetText("HKEY_CLASSES_ROOT\\CLSID\\" + QBase::ToString(cClassId) + "\\ProgID", "", "Some.Component");
-    Set(Reply({cFirstId}).Get());
-    EXPECT_EQ(TakeError().mSource, "Some.Component");
-
-    ICreateErrorInfo* created = nullptr;
-    ASSERT_EQ(CreateErrorInfo(&created), S_OK);
-    const auto creator = PtrI<ICreateErrorInfo>::Adopt(created);
-    Set(Reply({cFirstId}).Get(), created);
-    EXPECT_EQ(Read(QueryFor<IErrorInfo>(created, IID_IErrorInfo).Get()).mSource, "Some.Component");
-}
 
 TEST_F(COMStatus, IsInTheRegistrysLanguage)
 {
@@ -262,13 +235,15 @@ TEST_F(COMStatus, IsInTheRegistrysLanguage)
     const auto reply = Reply({cCancelled});
     const auto description = [&] {
         Set(reply.Get());
-        return TakeError().mDescription;
+        const std::string error = TakeError();
+        return error.substr(0, error.find('|'));
     };
     EXPECT_EQ(description(), german);
-    Registry::CreateKey("HKEY_LOCAL_MACHINE\\SOFTWARE\\Veltrix");
-    EXPECT_EQ(description(), german);
-    Registry::CreateKey("HKEY_LOCAL_MACHINE\\SOFTWARE\\Veltrix\\Language");
-    EXPECT_EQ(description(), german);
+    for (const char* key : {"HKEY_LOCAL_MACHINE\\SOFTWARE\\Veltrix", "HKEY_LOCAL_MACHINE\\SOFTWARE\\Veltrix\\Language"})
+    {
+        Registry::CreateKey(key);
+        EXPECT_EQ(description(), german);
+    }
 
     const struct
     {
@@ -292,38 +267,10 @@ TEST_F(COMStatus, KeepsItsCodeWhenTheObjectCanNotBeMade)
 {
     Faults::FailNth(Faults::EnumFault::Allocation, 1);
     EXPECT_EQ(ReportErrorInfo(cClassId, W("text"), 0, nullptr, cInterfaceId, E_HANDLE), E_HANDLE);
-    EXPECT_EQ(TakeError().mDescription, "none");
+    EXPECT_EQ(TakeError(), "none");
 }
 
 #endif
-
-namespace
-{
-
-/// Has the kernel's texts, and keeps what is recorded.
-class Source final : public QResource::MessageSource
-{
-public:
-    unsigned AddRef() noexcept override { return 1; }
-    unsigned Release() noexcept override { return 1; }
-    PtrI<QResource::Bundle> GetResourceBundle() override
-    {
-        if (mbThrows)
-            throw QBase::Message("broken");
-        return mbHasBundle ? QResource::GetFileBundle("Kernel") : PtrI<QResource::Bundle>();
-    }
-    void RecordText(const char* iText, unsigned iMessageId, int iReserved1, int iReserved2, int iReserved3) override
-    {
-        EXPECT_EQ(iReserved1 | iReserved2 | iReserved3, 0);
-        mRecords.push_back(std::to_string(iMessageId & 0xFFFF) + " " + iText);
-    }
-
-    bool mbHasBundle = true;
-    bool mbThrows = false;
-    std::vector<std::string> mRecords;
-};
-
-} // namespace
 
 TEST_F(COMStatus, FormatsForTheLogInTheProcessesLanguageAndForTheCallerInHisOwn)
 {
@@ -353,11 +300,11 @@ TEST_F(COMStatus, FormatsForTheLogInTheProcessesLanguageAndForTheCallerInHisOwn)
         QBase::wstring text;
         EXPECT_EQ(FormatMessageText(text, row.mMessageId, formatter, "QOR_JOB_CANCELLED", source), S_OK);
         EXPECT_EQ(QBase::WideCharToUTF8(text), row.mpText);
-        EXPECT_EQ(source.mRecords, std::vector<std::string>{row.mpRecord});
+        EXPECT_EQ(source.mRecord, row.mpRecord);
     }
 
     Source source;
-    source.mbThrows = true;
+    source.mOnCall = [] { throw QBase::Message("broken"); };
     QBase::wstring text(W("before"));
     EXPECT_EQ(FormatMessageText(text, cCancelled, formatter, "", source), static_cast<HRESULT>(0x8004308B));
     EXPECT_EQ(QBase::WideCharToUTF8(text), "before");
