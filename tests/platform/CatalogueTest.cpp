@@ -110,7 +110,7 @@ TEST(Bundles, GiveTemplatesByIdAndByKey)
     EXPECT_STREQ(server->GetTemplate(0x8004FE0F, 0, nullptr, 0), "The task was aborted.");
 }
 
-TEST(ResourceOperations, StandAtTheirPlaces)
+TEST(Bundles, HaveTheirOperationsAtTheirPlaces)
 {
     EXPECT_EQ(PlaceOf(&Bundle::GetTemplate), 9u);
     EXPECT_EQ(PlaceOf(&QResource::MessageFormatter::Format), 1u);
@@ -126,18 +126,15 @@ TEST(MessageSources, AreTheRouters)
     const PtrI<QLog::Router> router = QLog::CreateRouter("Kernel", "Source", 1);
     QResource::MessageSource* const source = router.Get();
 
-    const PtrI<Bundle> bundle = source->GetResourceBundle();
-    QResource::MessageFormatter arguments;
-    arguments << 7 << 100;
-    const std::string text = arguments.Format(bundle->GetTemplate(0x8000FE24, cEnglish, nullptr, 0));
-    source->RecordText(text.c_str(), 0x8000FE24, 0, 0, 0);
+    ASSERT_TRUE(source->GetResourceBundle());
+    source->RecordText("Job 7", 0x8000FE24, 0, 0, 0);
     source->RecordText("100% of %1", 1, 0, 0, 0);
     LogSinks::Enable("*", "*", false);
     source->RecordText("unheard", 1, 0, 0, 0);
     LogSinks::RemoveSink(sink);
 
     ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0].mText, "Job 7 needs more memory than its limit of 100 MB allows.");
+    EXPECT_EQ(lines[0].mText, "Job 7");
     EXPECT_EQ(lines[0].mCode, static_cast<HRESULT>(0x8000FE24));
     EXPECT_EQ(lines[0].mTemplateName, "E_KERNEL_MEMORY_GOVERNOR_REQUEST");
     EXPECT_EQ(lines[1].mText, "100% of %1"); // a text, no template

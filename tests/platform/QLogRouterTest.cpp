@@ -2,11 +2,8 @@
 
 #include "platform/builtin/MessageBlocks.h"
 #include "platform/builtin/Settings.h"
-#include "platform/builtin/ThreadContextListener.h"
 #include "tests/support/Messages.h"
 
-#include <algorithm>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -137,38 +134,31 @@ TEST(Unpackers, SpeakTheLanguageThatTheyAreGiven)
     EXPECT_EQ(ErrorsOf(message, 0x00010407), "Der Auftrag wurde abgebrochen."); // a locale: its low 16 bits
 }
 
-TEST(Unpackers, ReadAMessageWithoutBlocksAsAnEmptyOne)
-{
-    const PtrI<ICKDXReadBlockStream> stream = StreamOf({});
-    std::unique_ptr<QORMessageUnpacker> entry;
-    ASSERT_EQ(QORMessageUnpacker::Create(stream.Get(), cEnglish, entry), S_OK);
-    EXPECT_TRUE(entry->IsMessageEmpty());
-    EXPECT_TRUE(entry->IsLastMessageInStream());
-    EXPECT_EQ(entry->GetMessageId(), 0u);
-    EXPECT_EQ(entry->Build(), "");
-    EXPECT_EQ(QORMessageUnpacker::Create(nullptr, cEnglish, entry), E_POINTER);
-    EXPECT_EQ(entry, nullptr);
-    EXPECT_EQ(ErrorsOf(NewServerMessage()), "");
-}
-
-TEST(Unpackers, TellAnEmptyBlockFromAnEntry)
+TEST(Unpackers, TellEmptyOnesFromEntries)
 {
     Bytes bytes;
     MessageBlocks::AppendBlock(bytes, 1, {});
     MessageBlocks::AppendBlock(bytes, 0, MessageBlocks::PackEntry(42, "last", {}));
-    const PtrI<ICKDXReadBlockStream> stream = StreamOf(bytes);
+    PtrI<ICKDXReadBlockStream> stream = StreamOf(bytes);
     std::unique_ptr<QORMessageUnpacker> entry;
-    ASSERT_EQ(QORMessageUnpacker::Create(stream.Get(), cEnglish, entry), S_OK);
-    EXPECT_TRUE(entry->IsMessageEmpty());
-    EXPECT_FALSE(entry->IsLastMessageInStream());
-    ASSERT_EQ(QORMessageUnpacker::Create(stream.Get(), cEnglish, entry), S_OK);
-    EXPECT_FALSE(entry->IsMessageEmpty());
-    EXPECT_TRUE(entry->IsLastMessageInStream());
+    for (const bool bEntry : {false, true})
+    {
+        ASSERT_EQ(QORMessageUnpacker::Create(stream.Get(), cEnglish, entry), S_OK);
+        EXPECT_EQ(entry->IsMessageEmpty(), !bEntry);
+        EXPECT_EQ(entry->IsLastMessageInStream(), bEntry);
+    }
     EXPECT_EQ(QORMessageUnpacker::Create(stream.Get(), cEnglish, entry), E_INVALIDARG); // there is no more
-
     const auto message = NewServerMessage();
     EXPECT_EQ(message->AppendBlocks(bytes.data(), bytes.size()), S_OK);
     EXPECT_EQ(ErrorsOf(message), "last");
+
+    stream = StreamOf({});
+    ASSERT_EQ(QORMessageUnpacker::Create(stream.Get(), cEnglish, entry), S_OK);
+    EXPECT_TRUE(entry->IsMessageEmpty());
+    EXPECT_TRUE(entry->IsLastMessageInStream());
+    EXPECT_EQ(entry->GetMessageId(), 0u);
+    EXPECT_EQ(QORMessageUnpacker::Create(nullptr, cEnglish, entry), E_POINTER);
+    EXPECT_EQ(entry, nullptr);
 }
 
 TEST(Unpackers, RefuseAStreamThatIsCutOrDamagedAnywhere)
@@ -219,39 +209,4 @@ TEST(Unpackers, StayInsideABodyWhoseNumbersLie)
         MessageBlocks::AppendBlock(bytes, 0, body);
         EXPECT_EQ(Unpack(bytes, cEnglish, texts), E_INVALIDARG) << &body - bodies;
     }
-}
-
-TEST(Unpackers, SurviveNoise)
-{
-    std::mt19937 random(20261121); // the same noise each time
-    std::vector<std::string> texts;
-    const Bytes whole = SomeBlocks();
-    for (int round = 0; round < 5'000; ++round)
-    {
-        // A body of noise in a good block, and a good row of blocks with a piece moved in it.
-        Bytes body(random() % 64);
-        for (BYTE& value : body)
-            value = static_cast<BYTE>(random() % 4 == 0 ? random() : random() % 3);
-        Bytes bytes;
-        MessageBlocks::AppendBlock(bytes, 0, body);
-        Unpack(bytes, cEnglish, texts);
-
-        Bytes moved = whole;
-        const std::size_t from = random() % moved.size();
-        const std::size_t length = random() % (moved.size() - from);
-        const std::size_t to = random() % (moved.size() - length);
-        std::copy_n(whole.begin() + static_cast<std::ptrdiff_t>(from), length,
-                    moved.begin() + static_cast<std::ptrdiff_t>(to));
-        EXPECT_EQ(Unpack(moved, cEnglish, texts), moved == whole ? S_OK : E_INVALIDARG);
-    }
-}
-
-TEST(ThreadContexts, TellTheirListenerInTheirThread)
-{
-    std::vector<DWORD> threads;
-    ThreadContextListener::Set([&] { threads.push_back(QBase::GetCurrentThreadID()); });
-    QLogRouter::RefreshCurrentThreadContext();
-    ThreadContextListener::Set({});
-    QLogRouter::RefreshCurrentThreadContext();
-    EXPECT_EQ(threads, std::vector<DWORD>{QBase::GetCurrentThreadID()});
 }
