@@ -5,6 +5,7 @@
 #include <concepts>
 #include <string>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 namespace
@@ -14,32 +15,48 @@ using C = CKDXProcessContext;
 
 constexpr GUID cGuid = {0x12345678, 0x1234, 0x5678, {1, 2, 3, 4, 5, 6, 7, 8}};
 constexpr HRESULT cUnchecked = E_NOTIMPL; ///< the getter takes no null pointer
+constexpr const char* cNull = "0 null";
 constexpr const char* cNullGuid = "0 {00000000-0000-0000-0000-000000000000}";
 
 FakeObjectO gObject;
 FakeHandle gHandle;
+const Bstr gText(W("text"));
 
 std::string Text(std::integral auto iValue) { return std::to_string(iValue); }
 std::string Text(const GUID& iValue) { return QBase::ToString(iValue); }
 
-std::string Text(BSTR iValue)
-{
-    Bstr text;
-    text.mText = iValue;
-    return text.Text();
-}
-
-/// Any pointer that was handed out with a reference.
+/// A text or an object that was handed out: it is freed or released.
 template <class T>
 std::string Text(T* iValue)
 {
-    const auto given = QBase::PtrI<T>::Adopt(iValue);
-    const void* const address = iValue;
-    return iValue == nullptr ? "null"
-           : address == static_cast<IUnknown*>(&gObject) || address == static_cast<QBase::Counted*>(&gHandle)
-               ? "object"
-               : "unknown";
+    if constexpr (std::is_same_v<T*, BSTR>)
+    {
+        Bstr text;
+        text.mText = iValue;
+        return text.Text();
+    }
+    else
+    {
+        const auto given = QBase::PtrI<T>::Adopt(iValue);
+        const void* const address = iValue;
+        return iValue == nullptr ? "null"
+               : address == static_cast<IUnknown*>(&gObject) || address == static_cast<QBase::Counted*>(&gHandle)
+                   ? "object"
+                   : "unknown";
+    }
 }
+
+/// What the tests store, and how a getter's value of it reads.
+struct Sample
+{
+    operator LONG() const { return 5; }
+    operator std::int16_t() const { return 5; }
+    operator GUID() const { return cGuid; }
+    operator IUnknown*() const { return &gObject; }
+    operator QBase::Counted*() const { return &gHandle; }
+    operator BSTR() const { return gText.mText; }
+    operator const WCHAR*() const { return gText.mText; }
+};
 
 struct Row
 {
@@ -68,66 +85,34 @@ Row ReadOnly(const char* iName, HRESULT (C::*iGet)(T*), const char* iDefault, HR
     return row;
 }
 
-template <class T, class R>
-Row Value(const char* iName, HRESULT (C::*iGet)(T*), R (C::*iPut)(T), T iValue, const char* iDefault,
+template <class T, class R, class V>
+Row Field(const char* iName, HRESULT (C::*iGet)(T*), R (C::*iPut)(V), const char* iDefault = cNull,
           HRESULT iNullCode = E_POINTER)
 {
     Row row = ReadOnly(iName, iGet, iDefault, iNullCode);
-    row.mPut = [=](C& iContext) { (iContext.*iPut)(iValue); };
-    row.mStored = "0 " + Text(iValue);
+    row.mPut = [iPut](C& iContext) { (iContext.*iPut)(Sample()); };
+    row.mStored = std::is_same_v<T, BSTR>   ? "0 \"text\""
+                  : std::is_pointer_v<T>    ? "0 object"
+                  : std::is_same_v<T, GUID> ? "0 " + Text(cGuid)
+                                            : "0 5";
+    if constexpr (std::is_pointer_v<V>)
+        row.mPutNull = [iPut](C& iContext) { (iContext.*iPut)(nullptr); };
     return row;
 }
 
-template <class R>
-Row Long(const char* iName, HRESULT (C::*iGet)(LONG*), R (C::*iPut)(LONG), LONG iDefault, HRESULT iNullCode = E_POINTER)
+Row NotNull(const char* iName, HRESULT (C::*iGet)(IUnknown**), HRESULT (C::*iPut)(IUnknown*))
 {
-    return Value<LONG>(iName, iGet, iPut, 5, ("0 " + Text(iDefault)).c_str(), iNullCode);
-}
-
-template <class R>
-Row Guid(const char* iName, HRESULT (C::*iGet)(GUID*), R (C::*iPut)(GUID), HRESULT iNullCode = E_POINTER)
-{
-    return Value<GUID>(iName, iGet, iPut, cGuid, cNullGuid, iNullCode);
-}
-
-template <class T, class R>
-Row Pointer(const char* iName, HRESULT (C::*iGet)(T**), R (C::*iPut)(T*), T* iObject, HRESULT iNullCode = E_POINTER,
-            const char* iDefault = "0 null")
-{
-    Row row = ReadOnly(iName, iGet, iDefault, iNullCode);
-    row.mPut = [=](C& iContext) { (iContext.*iPut)(iObject); };
-    row.mStored = "0 object";
-    row.mPutNull = [=](C& iContext) { (iContext.*iPut)(nullptr); };
-    return row;
-}
-
-template <class R>
-Row Object(const char* iName, HRESULT (C::*iGet)(IUnknown**), R (C::*iPut)(IUnknown*), HRESULT iNullCode = E_POINTER,
-           const char* iDefault = "0 null")
-{
-    return Pointer<IUnknown>(iName, iGet, iPut, &gObject, iNullCode, iDefault);
-}
-
-Row ObjectNotNull(const char* iName, HRESULT (C::*iGet)(IUnknown**), HRESULT (C::*iPut)(IUnknown*))
-{
-    Row row = Object(iName, iGet, iPut);
-    row.mPutNull = [=](C& iContext) { EXPECT_EQ((iContext.*iPut)(nullptr), E_POINTER); };
+    Row row = Field(iName, iGet, iPut);
+    row.mPutNull = [iPut](C& iContext) { EXPECT_EQ((iContext.*iPut)(nullptr), E_POINTER); };
     row.mbNullRefused = true;
     return row;
 }
 
-template <class R>
-Row BstrRow(const char* iName, HRESULT (C::*iGet)(BSTR*), R (C::*iPut)(BSTR), HRESULT iNullCode = E_INVALIDARG,
-            const char* iDefault = "0 null")
+/// A row whose getter gives something else for what is stored.
+Row Stored(Row iRow, const char* iStored)
 {
-    Row row = ReadOnly(iName, iGet, iDefault, iNullCode);
-    row.mPut = [=](C& iContext) {
-        const Bstr text(W("text"));
-        (iContext.*iPut)(text.mText);
-    };
-    row.mStored = "0 \"text\"";
-    row.mPutNull = [=](C& iContext) { (iContext.*iPut)(nullptr); };
-    return row;
+    iRow.mStored = iStored;
+    return iRow;
 }
 
 #define FIELD(Name) #Name, &C::get_##Name, &C::put_##Name
@@ -137,30 +122,30 @@ std::vector<Row> AllRows()
 {
     const std::string noText = std::to_string(E_POINTER) + " null";
     return {
-        Long(FIELD(RequestCode), -1), Long(FIELD(LongA), -1), Long(FIELD(LongB), -1), Long(FIELD(LongD), 0),
-        Long(FIELD(LongE), -2), Long(FIELD(LongF), 0), Long(FIELD(LongG), 0), Long(FIELD(LongH), 0),
-        Long(FIELD(LongI), 0), Long(FIELD(LongJ), 0), Long(FIELD(LongK), 0), Long(FIELD(LongM), 0),
-        Long(FIELD(LimitA), 999), Long(FIELD(LimitB), 999), Long(FIELD(UserContextLogFlag), 0),
-        Long(FIELD(LevelA), 0, E_INVALIDARG),
-        Row{"LongL", "0", [](C& iContext) { return Text(iContext.GetLongL()); }, nullptr, S_OK, [](C& iContext) { iContext.put_LongL(5); }, "5"},
-        Value<std::int16_t>(FIELD(ShortA), -1, "0 0"), Value<std::int16_t>(FIELD(ShortB), -1, "0 0"),
-        Value<VARIANT_BOOL>(FIELD(FlagA), VARIANT_FALSE, "0 -1", E_INVALIDARG),
+        Field(FIELD(RequestCode), "0 -1"), Field(FIELD(LongA), "0 -1"), Field(FIELD(LongB), "0 -1"),
+        Field(FIELD(LongD), "0 0"), Field(FIELD(LongE), "0 -2"), Field(FIELD(LongF), "0 0"), Field(FIELD(LongG), "0 0"),
+        Field(FIELD(LongH), "0 0"), Field(FIELD(LongI), "0 0"), Field(FIELD(LongJ), "0 0"), Field(FIELD(LongK), "0 0"),
+        Field(FIELD(LongM), "0 0"), Field(FIELD(LimitA), "0 999"), Field(FIELD(LimitB), "0 999"),
+        Field(FIELD(UserContextLogFlag), "0 0"), Field(FIELD(LevelA), "0 0", E_INVALIDARG), Field(FIELD(ShortA), "0 0"),
+        Field(FIELD(ShortB), "0 0"), Stored(Field(FIELD(FlagA), "0 -1", E_INVALIDARG), "0 0"),
         ReadOnly("RequestID", &C::get_RequestID, cNullGuid), ReadOnly("GuidF", &C::get_GuidF, cNullGuid, E_INVALIDARG),
-        Guid(FIELD(GuidA)), Guid(FIELD(GuidB)), Guid(FIELD(GuidC)), Guid(FIELD(GuidD)),
-        Guid(FIELD(GuidE), cUnchecked), Guid(FIELD(GuidG), cUnchecked),
-        ReadOnly("GuidCount", &C::GetGuidCount, "0 0"), ReadOnly("InMessage", &C::get_InMessage, "0 null"),
-        ReadOnly("OutMessage", &C::get_OutMessage, "0 null"), ReadOnly("ContextObjectD", &C::get_ContextObjectD, "0 null"),
-        ObjectNotNull(FIELD(ContextObjectA)), ObjectNotNull(FIELD(ContextObjectB)), ObjectNotNull(FIELD(ContextObjectC)),
-        ObjectNotNull(FIELD(ContextObjectE)), Object(FIELD(ContextObjectF)), Object(FIELD(ContextObjectG)),
-        Object(FIELD(ContextObjectH)), Object(FIELD(ContextObjectI)), Object(FIELD(ContextObjectJ)),
-        Object(FIELD(ContextObjectK)), Object(FIELD(ContextObjectL)), Object(FIELD(ContextObjectM)),
-        Object(FIELD(ContextObjectN)), Object(FIELD(ContextObjectO), E_POINTER, "1 null"),
-        Object(FIELD(ContextObjectP), E_POINTER, "1 null"), Object(FIELD(ContextObjectQ)),
-        Object(FIELD(ContextObjectR), E_INVALIDARG), Object(FIELD(ContextObjectS), S_FALSE), Object(FIELD(ContextObjectT)),
-        Object(FIELD(ContextObjectU)), Object(FIELD(ContextObjectV)), Object(FIELD(LinkA)), Object(FIELD(LinkB)),
-        Pointer<QBase::Counted>(FIELD(HandleA), &gHandle), Pointer<QBase::Counted>(FIELD(HandleB), &gHandle),
-        BstrRow(FIELD(BstrA)), BstrRow(FIELD(BstrB)), BstrRow(FIELD(BstrC)), BstrRow(FIELD(BstrD)),
-        BstrRow(FIELD(BstrE), E_POINTER, noText.c_str()),
+        Field(FIELD(GuidA), cNullGuid), Field(FIELD(GuidB), cNullGuid), Field(FIELD(GuidC), cNullGuid),
+        Field(FIELD(GuidD), cNullGuid), Field(FIELD(GuidE), cNullGuid, cUnchecked),
+        Field(FIELD(GuidG), cNullGuid, cUnchecked), ReadOnly("GuidCount", &C::GetGuidCount, "0 0"),
+        ReadOnly("InMessage", &C::get_InMessage, "0 null"), ReadOnly("OutMessage", &C::get_OutMessage, "0 null"),
+        ReadOnly("ContextObjectD", &C::get_ContextObjectD, "0 null"), NotNull(FIELD(ContextObjectA)),
+        NotNull(FIELD(ContextObjectB)), NotNull(FIELD(ContextObjectC)), NotNull(FIELD(ContextObjectE)),
+        Field(FIELD(ContextObjectF)), Field(FIELD(ContextObjectG)), Field(FIELD(ContextObjectH)),
+        Field(FIELD(ContextObjectI)), Field(FIELD(ContextObjectJ)), Field(FIELD(ContextObjectK)),
+        Field(FIELD(ContextObjectL)), Field(FIELD(ContextObjectM)), Field(FIELD(ContextObjectN)),
+        Field(FIELD(ContextObjectO), "1 null"), Field(FIELD(ContextObjectP), "1 null"), Field(FIELD(ContextObjectQ)),
+        Field(FIELD(ContextObjectR), cNull, E_INVALIDARG), Field(FIELD(ContextObjectS), cNull, S_FALSE),
+        Field(FIELD(ContextObjectT)), Field(FIELD(ContextObjectU)), Field(FIELD(ContextObjectV)), Field(FIELD(LinkA)),
+        Field(FIELD(LinkB)), Field(FIELD(HandleA)), Field(FIELD(HandleB)), Field(FIELD(BstrA), cNull, E_INVALIDARG),
+        Field(FIELD(BstrB), cNull, E_INVALIDARG), Field(FIELD(BstrC), cNull, E_INVALIDARG),
+        Field(FIELD(BstrD), cNull, E_INVALIDARG), Field(FIELD(BstrE), noText.c_str()),
+        Row{"LongL", "0", [](C& iContext) { return Text(iContext.GetLongL()); }, nullptr, S_OK,
+            [](C& iContext) { iContext.put_LongL(5); }, "5"},
         Row{"TextB", "0 null", ReadOnly("", &C::get_TextB, "").mRead, [](C& iContext) { return iContext.get_TextB(nullptr); },
             E_POINTER, [](C& iContext) { iContext.put_TextB(W("text")); }, "0 \"text\""},
         Row{"TextC", "", [](C& iContext) { return QBase::WideCharToUTF8(iContext.GetTextC()); }, nullptr, S_OK,

@@ -65,17 +65,9 @@ TEST(Catalogues, NameTheKindsOfRequests)
         const char* mpGerman;
     } rows[] = {
         {0x40063F6A, "Meta data request", "Metadatenanforderung"},
-        {0x40063F6B, "Request element", "Elementanforderung"},
-        {0x40063F6C, "Report request", "Berichtsanforderung"},
-        {0x40063F6D, "Document request", "Dokumentanforderung"},
         {0x40063F6E, "Batch child report request", "Berichtsanforderung aus einem Stapel"},
-        {0x40063F6F, "Batch execution request", "Stapelanforderung"},
-        {0x40063F70, "Datamart report request", "Datamart-Berichtsanforderung"},
         {0x40063F71, "Unknown job type", "Unbekannte Auftragsart"},
-        {0x40063F94, "Plazabox job request", "Plazabox-Anforderung"},
-        {0x40063F95, "Import .vtx job request", "Anforderung eines .vtx-Imports"},
         {0x40063F96, "External Notification job request", "Externe Benachrichtigung"},
-        {0x40063F97, "Request SQL", "SQL-Anforderung"},
         {0x40063F72, "none", "none"},
     };
     const PtrI<Bundle> german = QLogRouter::GetResourceBundle(0x10407); // a locale
