@@ -186,24 +186,6 @@ TEST(ReadMessages, CopyTheirBlocksToAWriteMessageOrNothing)
     EXPECT_TRUE(Given(message, &ICKDXReadMessage::get_Content));
 }
 
-TEST(BlockStreams, ReadWhatIsLeftAndSayHowMuch)
-{
-    const BYTE bytes[] = {1, 2, 3, 4, 5};
-    const auto stream = Given(NewReadMessage(bytes, sizeof(bytes)), &ICKDXReadMessage::get_BlockStream); // outlives it
-    BYTE taken[4] = {};
-    ULONG read = 0;
-    std::uint64_t position = 9;
-    std::uint64_t size = 9;
-    EXPECT_EQ(stream->Read(taken, 2, &read), S_OK);
-    EXPECT_EQ(stream->GetPosition(&position, &size), S_OK);
-    EXPECT_EQ(position, 2u);
-    EXPECT_EQ(size, 5u);
-    EXPECT_EQ(stream->Read(taken, 4, &read), S_FALSE);
-    EXPECT_EQ(read, 3u);
-    EXPECT_EQ(taken[0], 3);
-    EXPECT_EQ(taken[3], 0);
-}
-
 TEST(Messages, SayWhenThereIsNoMemory)
 {
     const auto request = NewReadMessage(nullptr, 0);
