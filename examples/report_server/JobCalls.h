@@ -13,10 +13,12 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Throws JobCallError, with the operation's name and code, unless the code is a success.
+/// Throws JobCallError, with the operation's name and the code, unless the code is a success.
 void Expect(HRESULT iCode, const char* iOperation);
 
 /// The library's texts have 16-bit characters.
 std::string StepNameOf(int iStepId);
+/// How an object gives such a text away: the receiver frees it.
+HRESULT GiveText(const std::string& iText, BSTR* oText);
 
 int StatusOf(const QORJob& iJob);

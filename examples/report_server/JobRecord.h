@@ -4,10 +4,10 @@
 #include "ReportDefinition.h"
 #include "Request.h"
 #include "Rows.h"
+#include "context/CKDXProcessContext.h"
 #include "qorjob.h"
 
 #include <chrono>
-#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -33,9 +33,10 @@ struct UnitVisit
 /// Belongs to one thread at a time: to the one that has taken the job from a unit's queue.
 struct JobRecord
 {
-    Request mRequest;
     int mId = 0;
-    std::size_t mPlace = 0; ///< among the requests
+    QBase::PtrI<QORChannel> mpClient;          ///< where the answer goes
+    QBase::PtrI<CKDXProcessContext> mpContext; ///< has the request's message and the answer; the job's, too
+    Request mRequest;                          ///< what the message says
     QBase::PtrI<QORJob> mpJob;
 
     // Passed from step to step, and given back when the job closes.

@@ -1,7 +1,10 @@
 #include "Kernel.h"
 
+#include "Answer.h"
 #include "Errors.h"
 #include "JobCalls.h"
+#include "Message.h"
+#include "ReportInstance.h"
 #include "StopSignal.h"
 
 #include <exception>
@@ -30,6 +33,34 @@ int RequestTypeOf(EnumRequestKind iKind)
     }
 }
 
+/// The n-th request has the n-th id.
+GUID IdOf(const JobRecord& iRecord)
+{
+    return {static_cast<DWORD>(iRecord.mId), 0x0B71, 0x4C57, {0x8E, 0x21, 0x5A, 0x90, 0x3D, 0xC4, 0x66, 0x1F}};
+}
+
+/// With the request's message, so that an answer can be written from here on.
+QBase::PtrI<CKDXProcessContext> MakeContext(ICKDXReadMessage* iRequest, const JobRecord& iRecord)
+{
+    constexpr LONG cNotReadYet = -1;
+    QBase::PtrI<CKDXProcessContext> context;
+    Expect(CreateProcessContext(context), "CreateProcessContext");
+    Expect(context->SetRequestIn(cNotReadYet, iRequest, nullptr, nullptr, IdOf(iRecord)), "SetRequestIn");
+    return context;
+}
+
+/// What the job and its steps will ask the context for.
+void DescribeContext(const JobRecord& iRecord, const UserSession& iSession)
+{
+    CKDXProcessContext& context = *iRecord.mpContext.Get();
+    Expect(context.put_RequestCode(RequestTypeOf(iRecord.mRequest.mKind)), "put_RequestCode");
+    Expect(context.put_ContextObjectA(iSession.GetObject()), "put_ContextObjectA");
+    if (iRecord.mRequest.mKind != EnumRequestKind::Report)
+        return;
+    const QBase::PtrI<ReportInstance> instance = NewReportInstance(IdOf(iRecord), iRecord.mRequest.mBody);
+    Expect(context.put_ContextObjectB(instance.Get()), "put_ContextObjectB");
+}
+
 std::string NameOf(const JobRecord& iRecord)
 {
     return "job " + std::to_string(iRecord.mId) + " (" + ToText(iRecord.mRequest.mKind) + " for " +
@@ -38,8 +69,7 @@ std::string NameOf(const JobRecord& iRecord)
 
 } // namespace
 
-Kernel::Kernel(const Warehouse& iWarehouse, Outbox& iOutbox, std::size_t iThreadsPerUnit)
-    : mWarehouse(iWarehouse), mOutbox(iOutbox)
+Kernel::Kernel(const Warehouse& iWarehouse, std::size_t iThreadsPerUnit) : mWarehouse(iWarehouse)
 {
     for (std::size_t worker = 0; worker < iThreadsPerUnit; ++worker)
         mConnections.push_back(iWarehouse.Connect());
@@ -56,21 +86,24 @@ Kernel::~Kernel()
         unit.Stop();
 }
 
-void Kernel::Submit(const Request& iRequest)
+void Kernel::Submit(ICKDXReadMessage* iRequest, QORChannel* iClient)
 {
     JobRecord& record = mRecords.emplace_back();
-    record.mRequest = iRequest;
-    record.mPlace = mRecords.size() - 1;
     record.mId = static_cast<int>(mRecords.size());
+    record.mpClient = QBase::PtrI<QORChannel>(iClient);
     {
         const std::lock_guard hold(mMutex);
         ++mOpenJobs;
     }
     try
     {
-        MakeJob(record);
+        record.mpContext = MakeContext(iRequest, record);
+        record.mRequest = UnpackRequest(*iRequest);
+        UserSession* const session = OpenSession(record.mRequest);
+        DescribeContext(record, *session);
+        MakeJob(session, record);
         DescribeJob(record);
-        Enter(FindStep(StepsOf(iRequest.mKind).front()), record);
+        Enter(FindStep(StepsOf(record.mRequest.mKind).front()), record);
     }
     catch (const std::exception& error)
     {
@@ -84,8 +117,17 @@ void Kernel::WaitForAll()
     mAllEnded.wait(hold, [this] { return mOpenJobs == 0; });
 }
 
+/// The one that is open, or a new one. It stays the kernel's.
+UserSession* Kernel::OpenSession(const Request& iRequest)
+{
+    QBase::PtrI<UserSession>& session = mSessions[{iRequest.mUser, iRequest.mLocale}];
+    if (!session)
+        session = QBase::PtrI<UserSession>(new UserSession(iRequest.mUser, iRequest.mLocale));
+    return session.Get();
+}
+
 /// Every other job lives in a buffer of its own, which goes with it in one piece; the others live on the heap.
-void Kernel::MakeJob(JobRecord& ioRecord)
+void Kernel::MakeJob(UserSession* iSession, JobRecord& ioRecord)
 {
     std::unique_ptr<QBase::Buffer, BufferDestroyer> buffer;
     if (ioRecord.mId % 2 == 0)
@@ -94,13 +136,10 @@ void Kernel::MakeJob(JobRecord& ioRecord)
         if (buffer == nullptr)
             throw JobCallError("no memory for the job's buffer");
     }
-    QBase::PtrI<UserSession>& session = mSessions[ioRecord.mRequest.mUser];
-    if (!session)
-        session = QBase::PtrI<UserSession>(new UserSession);
     try
     {
         ioRecord.mpJob = QBase::PtrI<QORJob>(QORJob::NewJob(ioRecord.mId, RequestTypeOf(ioRecord.mRequest.mKind),
-                                                            ioRecord.mRequest.mPriority, session.Get(), buffer.get()));
+                                                            ioRecord.mRequest.mPriority, iSession, buffer.get()));
     }
     catch (unsigned code)
     {
@@ -116,6 +155,7 @@ void Kernel::DescribeJob(const JobRecord& iRecord)
     QORJob& job = *iRecord.mpJob.Get();
     const Request& request = iRecord.mRequest;
     const QBase::wstring user = QBase::UTF8ToWideChar(request.mUser);
+    Expect(job.SetProcessContext(iRecord.mpContext.Get()), "SetProcessContext");
     Expect(job.SetUser(user), "SetUser");
     Expect(job.SetOwner(user), "SetOwner");
     Expect(job.SetProjectName(QBase::UTF8ToWideChar(request.mProject)), "SetProjectName");
@@ -133,7 +173,7 @@ void Kernel::Drive(EnumUnit iUnit, std::size_t iWorker, JobRecord& ioRecord)
     try
     {
         Connection* connection = iUnit == EnumUnit::QueryExecution ? &mConnections.at(iWorker) : nullptr;
-        Workplace workplace{mWarehouse, mOutbox, connection};
+        Workplace workplace{mWarehouse, connection};
         if (RunSteps(iUnit, workplace, ioRecord))
             End(ioRecord);
     }
@@ -216,7 +256,9 @@ void Kernel::Exit(EnumUnit iUnit, JobRecord& ioRecord)
 /// The job's status leaves it the steps that tell of the error and close it; dispatch comes to them by itself.
 void Kernel::Fail(const StepEntry& iStep, JobRecord& ioRecord)
 {
-    LogError(NameOf(ioRecord) + ": " + StepNameOf(iStep.mStepId) + " failed: " + ioRecord.mError);
+    const std::string step = StepNameOf(iStep.mStepId);
+    LogError(NameOf(ioRecord) + ": " + step + " failed: " + ioRecord.mError);
+    PackError(*ioRecord.mpContext.Get(), ioRecord.mId, step, ioRecord.mError);
     Expect(ioRecord.mpJob->SetStatus(JobStoppedWithError, nullptr), "SetStatus");
     if (iStep.mStepId != StepSendingErrorMessage && iStep.mStepId != StepCloseJob)
         Expect(ioRecord.mpJob->AddStepAfterThis(StepSendingErrorMessage, nullptr), "AddStepAfterThis");
@@ -247,25 +289,35 @@ void Kernel::Abandon(JobRecord& ioRecord, const std::string& iReason)
     LogError(NameOf(ioRecord) + " is abandoned: " + iReason);
     if (ioRecord.mpJob && FAILED(ioRecord.mpJob->SetStatus(JobStoppedWithError, nullptr)))
         LogError(NameOf(ioRecord) + " kept its status");
+    try
+    {
+        if (ioRecord.mpContext && !ioRecord.mbAnswered)
+            PackError(*ioRecord.mpContext.Get(), ioRecord.mId, "the kernel", iReason);
+    }
+    catch (const std::exception& error)
+    {
+        LogError(NameOf(ioRecord) + " has no error to send: " + error.what());
+    }
     End(ioRecord);
 }
 
-/// The last reference goes, and with it the job. One that was stopped has given no answer, but those behind it must not
-/// wait for one.
+/// The last reference goes, and with it the job. One that was stopped has given no answer: its client gets an empty
+/// one, so that it doesn't wait for another.
 void Kernel::End(JobRecord& ioRecord)
 {
     try
     {
-        if (!ioRecord.mbAnswered)
-            mOutbox.Deliver(ioRecord.mPlace, "");
+        if (ioRecord.mpContext && !ioRecord.mbAnswered)
+            SendAnswer(*ioRecord.mpContext.Get(), *ioRecord.mpClient.Get());
     }
     catch (const std::exception& error)
     {
-        LogError(NameOf(ioRecord) + " left no place in the results: " + error.what());
+        LogError(NameOf(ioRecord) + " has sent no answer: " + error.what());
     }
     if (ioRecord.mpJob && FAILED(ioRecord.mpJob->GetStatus(&ioRecord.mFinalStatus)))
         LogError(NameOf(ioRecord) + " didn't tell its status");
     ioRecord.mpJob = {};
+    ioRecord.mpContext = {};
     const std::lock_guard hold(mMutex);
     if (--mOpenJobs == 0)
         mAllEnded.notify_all();

@@ -3,7 +3,6 @@
 
 #include "Connection.h"
 #include "JobRecord.h"
-#include "Outbox.h"
 #include "ProcessingUnit.h"
 #include "StepTask.h"
 #include "UserSession.h"
@@ -16,6 +15,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// A job is in one unit at a time. A worker that has taken it asks it for its next step and runs it, until the step is
@@ -29,20 +29,22 @@
 class Kernel
 {
 public:
-    Kernel(const Warehouse& iWarehouse, Outbox& iOutbox, std::size_t iThreadsPerUnit);
+    Kernel(const Warehouse& iWarehouse, std::size_t iThreadsPerUnit);
     /// Waits for all jobs, and for the workers.
     ~Kernel();
     Kernel(const Kernel&) = delete;
     Kernel& operator=(const Kernel&) = delete;
 
-    void Submit(const Request& iRequest);
+    /// The answer goes to `iClient`, from a worker or before the call returns.
+    void Submit(ICKDXReadMessage* iRequest, QORChannel* iClient);
     void WaitForAll();
 
     /// In the order of the requests. Not while jobs run.
     const std::deque<JobRecord>& GetRecords() const { return mRecords; }
 
 private:
-    void MakeJob(JobRecord& ioRecord);
+    UserSession* OpenSession(const Request& iRequest);
+    void MakeJob(UserSession* iSession, JobRecord& ioRecord);
     void DescribeJob(const JobRecord& iRecord);
     ProcessingUnit& UnitOf(EnumUnit iUnit);
 
@@ -62,9 +64,8 @@ private:
     void End(JobRecord& ioRecord);
 
     const Warehouse& mWarehouse;
-    Outbox& mOutbox;
-    std::vector<Connection> mConnections; // one a worker of query execution
-    std::map<std::string, QBase::PtrI<UserSession>> mSessions;
+    std::vector<Connection> mConnections;                                           // one a worker of query execution
+    std::map<std::pair<std::string, unsigned>, QBase::PtrI<UserSession>> mSessions; // by user and locale
     std::deque<JobRecord> mRecords;
     std::mutex mMutex; // guards the count
     std::condition_variable mAllEnded;

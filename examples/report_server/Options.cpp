@@ -75,7 +75,7 @@ Loads the CSV files of DIR, serves the requests in FILE, and shows the results a
   --results-only   leave out the table of jobs, so that two runs print the same
   --help           show this
 
-Exit code: 0 all requests were served, 1 some failed, 2 it couldn't start (options, data, requests),
-130 it was interrupted.
+Exit code: 0 all requests were answered, with a result or an error; 1 some were not, or a line of FILE is no request;
+2 it couldn't start (options, data, requests); 130 it was interrupted.
 )";
 }

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <fstream>
+#include <map>
 #include <string_view>
 
 namespace
@@ -14,33 +15,55 @@ namespace
 
 constexpr std::array cKinds = {EnumRequestKind::Report, EnumRequestKind::Sql, EnumRequestKind::Element};
 
-EnumRequestKind ReadKind(const std::string& iText)
+constexpr const char* cSession = "session";
+
+using Locales = std::map<std::string, unsigned>; // by user
+
+unsigned ReadLanguage(const std::string& iText)
 {
-    for (const EnumRequestKind kind : cKinds)
-        if (iText == ToText(kind))
-            return kind;
-    throw RequestError("unknown kind \"" + iText + "\"; there are report, sql, element");
+    if (iText == "en")
+        return cEnglish;
+    if (iText == "de")
+        return 0x0407;
+    throw RequestError("unknown language \"" + iText + "\"; there are en, de");
 }
 
-/// The body is what follows the fourth bar: it may hold bars of its own.
-Request ReadRequest(std::string_view iLine, int iLineNumber)
+/// The last field is the rest of the line: it may hold bars of its own.
+template <std::size_t Count>
+std::array<std::string, Count> SplitFields(std::string_view iLine, const char* iForm)
 {
-    std::array<std::string, 5> fields;
-    for (std::size_t i = 0; i < fields.size(); ++i)
+    std::array<std::string, Count> fields;
+    for (std::size_t i = 0; i < Count; ++i)
     {
-        const bool bLast = i + 1 == fields.size();
+        const bool bLast = i + 1 == Count;
         const std::size_t bar = bLast ? iLine.size() : iLine.find('|');
         if (bar == std::string_view::npos)
-            throw RequestError("expected kind | user | project | priority | body");
+            throw RequestError(std::string("expected ") + iForm);
         fields[i] = Trim(iLine.substr(0, bar));
         if (fields[i].empty())
             throw RequestError("field " + std::to_string(i + 1) + " is empty");
         iLine.remove_prefix(std::min(bar + 1, iLine.size()));
     }
+    return fields;
+}
+
+void ReadSession(std::string_view iLine, Locales& ioLocales)
+{
+    const auto fields = SplitFields<3>(iLine, "session | user | language");
+    ioLocales[fields[1]] = ReadLanguage(fields[2]);
+}
+
+Request ReadRequest(std::string_view iLine, int iLineNumber, const Locales& iLocales)
+{
+    const auto fields = SplitFields<5>(iLine, "kind | user | project | priority | body");
     int priority = 0;
     if (!ParseInt(fields[3], priority))
         throw RequestError("the priority \"" + fields[3] + "\" is no number");
-    return {iLineNumber, ReadKind(fields[0]), fields[1], fields[2], priority, fields[4]};
+    const auto locale = iLocales.find(fields[1]);
+    return {iLineNumber, ParseKind(fields[0]),
+            fields[1],   locale == iLocales.end() ? cEnglish : locale->second,
+            fields[2],   priority,
+            fields[4]};
 }
 
 } // namespace
@@ -58,12 +81,21 @@ const char* ToText(EnumRequestKind iKind)
     }
 }
 
+EnumRequestKind ParseKind(const std::string& iText)
+{
+    for (const EnumRequestKind kind : cKinds)
+        if (iText == ToText(kind))
+            return kind;
+    throw RequestError("unknown kind \"" + iText + "\"; there are report, sql, element");
+}
+
 RequestFile ReadRequests(const std::filesystem::path& iPath)
 {
     std::ifstream stream(iPath);
     if (!stream)
         throw SetupError(iPath.string() + ": the file can't be opened");
     RequestFile file;
+    Locales locales;
     std::string text;
     for (int line = 1; std::getline(stream, text); ++line)
     {
@@ -72,7 +104,10 @@ RequestFile ReadRequests(const std::filesystem::path& iPath)
             continue;
         try
         {
-            file.mRequests.push_back(ReadRequest(trimmed, line));
+            if (Trim(trimmed.substr(0, trimmed.find('|'))) == cSession)
+                ReadSession(trimmed, locales);
+            else
+                file.mRequests.push_back(ReadRequest(trimmed, line, locales));
         }
         catch (const RequestError& error)
         {

@@ -1,4 +1,5 @@
-// What clients send: one request a line, `kind | user | project | priority | body`.
+// What clients send: one request a line, `kind | user | project | priority | body`. A line `session | user | language`
+// gives the user's further requests a session in that language, en or de; without one it is English.
 #pragma once
 
 #include <filesystem>
@@ -13,12 +14,18 @@ enum class EnumRequestKind
 };
 
 const char* ToText(EnumRequestKind iKind);
+/// Throws RequestError for what is no kind.
+EnumRequestKind ParseKind(const std::string& iText);
+
+/// The id under which the message library knows the language.
+inline constexpr unsigned cEnglish = 0x0409;
 
 struct Request
 {
     int mLine = 0; ///< in the request file
     EnumRequestKind mKind = EnumRequestKind::Report;
     std::string mUser;
+    unsigned mLocale = cEnglish; ///< of the user's session
     std::string mProject;
     int mPriority = 0; ///< a higher one goes first
     std::string mBody;

@@ -1,6 +1,7 @@
 #include "StepTask.h"
 
 #include "Analysis.h"
+#include "Answer.h"
 #include "Errors.h"
 #include "JobCalls.h"
 #include "SqlGenerator.h"
@@ -36,30 +37,21 @@ void AnalyseRows(JobRecord& ioRecord, Workplace&)
     ioRecord.mRows = Analyse(ioRecord.mReport, std::move(ioRecord.mRows));
 }
 
-/// What stands above every answer.
-std::string Heading(const JobRecord& iRecord)
+void Send(JobRecord& ioRecord)
 {
-    const Request& request = iRecord.mRequest;
-    return "[" + std::to_string(iRecord.mId) + "] " + ToText(request.mKind) + " for " + request.mUser + ", " +
-           request.mProject + ": " + request.mBody + "\n\n";
-}
-
-void Answer(JobRecord& ioRecord, Workplace& iWorkplace, const std::string& iText)
-{
-    iWorkplace.mOutbox.Deliver(ioRecord.mPlace, Heading(ioRecord) + iText + "\n");
+    SendAnswer(*ioRecord.mpContext.Get(), *ioRecord.mpClient.Get());
     ioRecord.mbAnswered = true;
 }
 
-void SendResult(JobRecord& ioRecord, Workplace& iWorkplace)
+void SendResult(JobRecord& ioRecord, Workplace&)
 {
     const bool bSql = ioRecord.mRequest.mKind == EnumRequestKind::Sql;
-    Answer(ioRecord, iWorkplace, bSql ? ioRecord.mSql + "\n" : ToTextTable(ioRecord.mRows));
+    PackResult(*ioRecord.mpContext.Get(), bSql ? ioRecord.mSql + "\n" : ToTextTable(ioRecord.mRows));
+    Send(ioRecord);
 }
 
-void SendError(JobRecord& ioRecord, Workplace& iWorkplace)
-{
-    Answer(ioRecord, iWorkplace, "error: " + ioRecord.mError + "\n");
-}
+/// The error was packed when it happened.
+void SendError(JobRecord& ioRecord, Workplace&) { Send(ioRecord); }
 
 /// The kernel says how the job ended; dispatch does so only for jobs without a closing step.
 void Close(JobRecord& ioRecord, Workplace&)

@@ -3,7 +3,6 @@
 
 #include "Connection.h"
 #include "JobRecord.h"
-#include "Outbox.h"
 #include "Warehouse.h"
 #include "qorjob.h"
 
@@ -13,7 +12,6 @@
 struct Workplace
 {
     const Warehouse& mWarehouse;
-    Outbox& mOutbox;
     Connection* mpConnection; ///< in the unit of query execution only
 };
 

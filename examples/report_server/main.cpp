@@ -1,9 +1,9 @@
 // A small analytics server: reads requests from a file and runs each as a job.
+#include "Client.h"
 #include "Errors.h"
 #include "JobTable.h"
 #include "Kernel.h"
 #include "Options.h"
-#include "Outbox.h"
 #include "ProfileReport.h"
 #include "Request.h"
 #include "StopSignal.h"
@@ -22,8 +22,8 @@ namespace
 
 enum EnumExitCode : int
 {
-    ExitAllServed = 0,
-    ExitSomeFailed = 1,
+    ExitAllAnswered = 0,
+    ExitNotAllAnswered = 1,
     ExitNotStarted = 2,
     ExitInterrupted = 130,
 };
@@ -56,11 +56,12 @@ int Serve(const Options& iOptions)
     for (const std::string& line : file.mBadLines)
         LogError(line);
     const Warehouse warehouse(iOptions.mData);
-    Outbox outbox(std::cout);
-    Kernel kernel(warehouse, outbox, iOptions.mThreadsPerUnit);
+    Client client(std::cout);
+    Kernel kernel(warehouse, iOptions.mThreadsPerUnit);
     for (const Request& request : file.mRequests)
-        kernel.Submit(request);
+        client.Send(request, kernel);
     kernel.WaitForAll();
+    client.WriteRest();
 
     if (!iOptions.mbResultsOnly)
         std::cout << MakeJobTable(kernel.GetRecords()) << '\n';
@@ -68,15 +69,15 @@ int Serve(const Options& iOptions)
         std::cout << MakeProfileReport() << '\n';
     std::cout << MakeSummary(kernel.GetRecords(), file.mBadLines.size()) << std::flush;
 
-    bool bAllServed = CountJobs(kernel.GetRecords(), JobCompleted) == file.mRequests.size() && file.mBadLines.empty();
+    bool bAllAnswered = client.CountAnswers() == file.mRequests.size() && file.mBadLines.empty();
     if (!std::cout)
     {
         LogError("standard output can't be written");
-        bAllServed = false;
+        bAllAnswered = false;
     }
     if (StopSignal::IsRaised())
         return ExitInterrupted;
-    return bAllServed ? ExitAllServed : ExitSomeFailed;
+    return bAllAnswered ? ExitAllAnswered : ExitNotAllAnswered;
 }
 
 } // namespace
@@ -89,7 +90,7 @@ int main(int argc, char** argv)
         if (options.mbHelp)
         {
             std::cout << GetUsage();
-            return ExitAllServed;
+            return ExitAllAnswered;
         }
         return Serve(options);
     }

@@ -1,0 +1,46 @@
+#include "Answer.h"
+
+#include "JobCalls.h"
+#include "Message.h"
+
+#include <string_view>
+
+namespace
+{
+
+/// "An exception was thrown in %1 for job %2: %3", in the catalogue of the kernel.
+constexpr auto cJobException = static_cast<HRESULT>(0x8004308E);
+
+/// The context makes it from the request's message at the first call; so it goes to whoever sent that.
+QBase::PtrI<CKDXServerMessage> AnswerOf(ICKDXProcessContext& ioContext)
+{
+    ICKDXWriteMessage* made = nullptr;
+    Expect(ioContext.get_OutMessage(&made), "get_OutMessage");
+    const auto message = QBase::PtrI<ICKDXWriteMessage>::Adopt(made);
+    auto answer = QueryFor<CKDXServerMessage>(message.Get(), IID_CKDXServerMessage);
+    if (!answer)
+        throw JobCallError("the context has no message that can be sent");
+    return answer;
+}
+
+} // namespace
+
+void PackResult(ICKDXProcessContext& ioContext, const std::string& iText)
+{
+    PackField(AnswerOf(ioContext).Get(), FieldResult, iText);
+}
+
+void PackError(ICKDXProcessContext& ioContext, int iJobId, const std::string& iWhere, const std::string& iReason)
+{
+    const QBase::PtrI<CKDXServerMessage> answer = AnswerOf(ioContext);
+    Expect(answer->Reset(), "Reset");
+    // The code and the arguments travel; the client makes the text of them, in its own language.
+    QORMessagePacker(answer.Get(), W("Kernel"), static_cast<unsigned>(cJobException))
+        << std::string_view(iWhere) << iJobId << std::string_view(iReason);
+    Expect(answer->SetResult(cJobException), "SetResult");
+}
+
+void SendAnswer(ICKDXProcessContext& ioContext, QORChannel& ioClient)
+{
+    Expect(AnswerOf(ioContext)->Send(&ioClient), "Send");
+}

@@ -1,0 +1,82 @@
+#include "Client.h"
+
+#include "JobCalls.h"
+#include "Kernel.h"
+#include "Message.h"
+
+#include <algorithm>
+
+namespace
+{
+
+/// In the language of the user's session; the server needs to know that for its own texts only.
+std::string ReadAnswer(ICKDXReadMessage& iAnswer, unsigned iLocale)
+{
+    HRESULT code = S_OK;
+    Expect(iAnswer.get_ErrorCode(&code), "get_ErrorCode");
+    std::string text;
+    for (const Entry& entry : UnpackEntries(iAnswer, iLocale))
+        text += FAILED(code) ? "error: " + entry.mText + "\n" : entry.mText;
+    return text;
+}
+
+} // namespace
+
+Client::Client(std::ostream& ioStream)
+    : mStream(ioStream),
+      mpChannel(QMessage::NewChannel([this](ICKDXReadMessage* iAnswer) { return Receive(*iAnswer); }))
+{
+    if (!mpChannel)
+        throw JobCallError("no memory for a channel");
+}
+
+Client::~Client() { mpChannel->Close(); }
+
+void Client::Send(const Request& iRequest, Kernel& ioKernel)
+{
+    const QBase::PtrI<ICKDXReadMessage> message = PackRequest(iRequest);
+    {
+        const std::lock_guard hold(mMutex);
+        mSent.push_back({iRequest, message, {}});
+    }
+    ioKernel.Submit(message.Get(), mpChannel.Get()); // without the lock: the answer may come before it returns
+}
+
+void Client::WriteRest()
+{
+    const std::lock_guard hold(mMutex);
+    for (; mNext < mSent.size(); ++mNext)
+        Write(mSent[mNext], mNext);
+}
+
+std::size_t Client::CountAnswers() const
+{
+    const std::lock_guard hold(mMutex);
+    return static_cast<std::size_t>(std::count_if(
+        mSent.begin(), mSent.end(), [](const Sent& iSent) { return !iSent.mAnswer.value_or(std::string()).empty(); }));
+}
+
+/// An answer has the item of the request's message: that tells which request it belongs to.
+HRESULT Client::Receive(ICKDXReadMessage& iAnswer)
+{
+    const std::lock_guard hold(mMutex);
+    const auto sent = std::find_if(mSent.begin(), mSent.end(), [&iAnswer](const Sent& iSent) {
+        return !iSent.mAnswer && iSent.mpMessage->BelongsTo(&iAnswer) == S_OK;
+    });
+    if (sent == mSent.end())
+        return E_INVALIDARG;
+    sent->mAnswer = ReadAnswer(iAnswer, sent->mRequest.mLocale);
+    for (; mNext < mSent.size() && mSent[mNext].mAnswer; ++mNext)
+        Write(mSent[mNext], mNext);
+    return S_OK;
+}
+
+void Client::Write(const Sent& iSent, std::size_t iPlace)
+{
+    const Request& request = iSent.mRequest;
+    if (iSent.mAnswer.value_or(std::string()).empty())
+        return;
+    mStream << '[' << iPlace + 1 << "] " << ToText(request.mKind) << " for " << request.mUser << ", "
+            << request.mProject << ": " << request.mBody << "\n\n"
+            << *iSent.mAnswer << '\n';
+}
