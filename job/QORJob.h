@@ -330,6 +330,19 @@ public:
     void EnqueuePulse();
     void DequeuePulse();
 
+    // --- Data store: data/QORJobDataStore.cpp ------------------------------------------------------------------------
+    // Items of the ids 0 to 4, one each. Their operations are called under the job's lock.
+
+    /// Takes a reference, in place of the item with the same id, which is released first; E_FAIL for an id past 4. The
+    /// caller keeps its own reference.
+    HRESULT SetJobData(QORJobData* iData);
+    /// Adds a reference for the caller; null when there is no such item. An id outside 0 to 4 leaves `oData` alone and
+    /// gives 0.
+    HRESULT GetJobData(int iId, QORJobData** oData) const;
+    HRESULT IsDataAvailable(int iId, bool* obAvailable) const;
+    /// QORJobData::CreateJobDataObject for this job.
+    HRESULT CreateJobDataObject(int iId, QORJobData** oData) const;
+
     // --- Messages and channel requests: report/QORJobMessages.cpp ----------------------------------------------------
     // Setters of messages take a reference, getters add one for the caller; null clears, and is given when there is
     // none.
@@ -361,18 +374,6 @@ public:
     HRESULT SetGovernedControl(int iControl);
     /// Counts a report's or a document's end by its status and its age: the first call only. Always 0.
     HRESULT UpdateJobCloseCounters();
-    // --- Data store: data/QORJobDataStore.cpp ------------------------------------------------------------------------
-    // Items of the ids 0 to 4, one each. Their operations are called under the job's lock.
-
-    /// Takes a reference, in place of the item with the same id, which is released first; E_FAIL for an id past 4. The
-    /// caller keeps its own reference.
-    HRESULT SetJobData(QORJobData* iData);
-    /// Adds a reference for the caller; null when there is no such item. An id outside 0 to 4 leaves `oData` alone and
-    /// gives 0.
-    HRESULT GetJobData(int iId, QORJobData** oData) const;
-    HRESULT IsDataAvailable(int iId, bool* obAvailable) const;
-    /// QORJobData::CreateJobDataObject for this job.
-    HRESULT CreateJobDataObject(int iId, QORJobData** oData) const;
 
     // --- Description and trace flags: report/QORJobDescription.cpp ---------------------------------------------------
 
