@@ -18,6 +18,7 @@
 #include "job/QORJobPUInfo.h"
 #include "job/QORJobProcessingStep.h"
 #include "job/QORJobStep.h"
+#include "job/QORJobTypes.h"
 #include "platform/ComObject.h"
 #include "platform/LogReference.h"
 #include "platform/QBase.h"

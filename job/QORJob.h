@@ -2,6 +2,8 @@
 #pragma once
 
 #include "job/QORJobProcessingStep.h"
+#include "job/QORJobState.h"
+#include "job/QORJobTypes.h"
 #include "platform/Export.h"
 #include "platform/QBase.h"
 #include "platform/QDataType.h"
@@ -10,13 +12,9 @@
 #include "platform/ThreadSafety.h"
 #include "platform/Windows.h"
 
-#include <array>
-#include <atomic>
-#include <cstdint>
 #include <iosfwd>
 #include <memory>
 #include <memory_resource>
-#include <vector>
 
 class ICKDXProcessContext;
 class JobMemGovernor;
@@ -31,56 +29,6 @@ class QORJobStep;
 class QORJobTask;
 struct QORProfileAgent;
 
-/// How the result of a subscription job is delivered; the codes are the delivery module's, 0 is none.
-enum EnumSubscriptionDeliveryType : int
-{
-};
-
-/// What is done with a document when it is rebuilt; bits of the document module.
-enum EnumKDXDocumentManipulationType : int
-{
-    DocumentManipulationApply = 2,
-    DocumentManipulationReexecute = 0x800,
-};
-
-/// The request types of a job; fixed when it is made.
-enum EnumJobRequestType : int
-{
-    RequestMetaData = 0,
-    RequestReport = 1,
-    RequestDocument = 2,
-    RequestElement = 3,
-    RequestSQL = 4,
-    RequestBatchChildReport = 5,
-    RequestBatchExecution = 6,
-    RequestDatamartReport = 7,
-    RequestPlazabox = 8,
-    RequestImport = 9,
-    RequestExternalNotification = 10,
-};
-
-/// Where a job is in its life. 7 to 13 and 17 to 19 are further waiting states.
-enum EnumJobStatus : int
-{
-    JobReady = 0,
-    JobExecuting = 1,
-    JobWaiting = 2,
-    JobCompleted = 3,
-    JobStoppedWithError = 4,
-    JobCancelled = 5,
-    JobStopped = 6,
-    JobReplied = 9, ///< a waiting state; entering it answers the first pending channel request
-    JobRequeued = 17,
-    JobPausing = 20,
-};
-
-/// Who asks whether a runaway job's message status is to be persisted.
-enum EnumRunAwayCaller : int
-{
-    RunAwayThread = 1,  ///< the runaway thread, when it returns after all
-    RunAwayCleanUp = 2, ///< the job's clean-up
-};
-
 /// A job: who asked for what, the steps that are to be run and have been run, and how it stands.
 ///
 /// Made by NewJob with a reference count of 0: the creator's first AddRef makes it 1, the last Release ends it. Every
@@ -91,7 +39,7 @@ enum EnumRunAwayCaller : int
 /// Owns:    its step and visit records, one reference each to its user session, process context and memory governor.
 /// Errors:  return codes; only NewJob throws.
 /// Locks:   one re-entrant lock of category 4. The process context is called under it where an operation says so.
-class QORJOB_API QORJob
+class QORJOB_API QORJob : private QORJobState
 {
 public:
     QORJob(const QORJob&) = delete;
@@ -408,26 +356,6 @@ public:
     ULONG LoadObj(unsigned iVersion, const signed char* iBuffer);
 
 private:
-    using StepList = QBase::list<QORJobStep*>;
-    using UnitList = QBase::list<QORJobPUInfo*>;
-    using IdList = QBase::list<QSynch::AtomicLong>;
-
-    struct StepProfile
-    {
-        QORProfileAgent* mpAgent; // owned, freed as plain memory; null while profiling is off
-        int mStepId;
-    };
-
-    struct LockDestroyer
-    {
-        void operator()(QSynch::CriticalSection* iLock) const { QSynch::DestroyCriticalSection(iLock); }
-    };
-
-    struct BufferDestroyer
-    {
-        void operator()(QBase::Buffer* iBuffer) const { iBuffer->Destroy(); }
-    };
-
     QORJob(QSynch::AtomicLong iId, int iRequestType, int iPriority, QorUserSession* iSession, QBase::Buffer* iBuffer,
            std::pmr::memory_resource* iMemory);
     ~QORJob();
@@ -520,115 +448,6 @@ private:
     void LetOutsideGo();
     void LetContextGo();
     void MarkDead();
-
-    // --- Fields ------------------------------------------------------------------------------------------------------
-    // Under the lock unless they say otherwise. "Plain" fields are single words that are read and written without it.
-
-    struct Subscription
-    {
-        bool mbSendNow = false;
-        EnumSubscriptionDeliveryType mDeliveryType{};
-        QBase::wstring mOwner;
-        QBase::wstring mRecipient;
-        QBase::wstring mDestination;
-
-        explicit Subscription(std::pmr::memory_resource* iMemory)
-            : mOwner(iMemory), mRecipient(iMemory), mDestination(iMemory)
-        {
-        }
-    };
-
-    struct Family
-    {
-        QSynch::AtomicLong mParentId = -1;
-        int mRunningChildCount = 0;
-        IdList mExecutingChildren;
-        IdList mFinishedChildren;
-
-        explicit Family(std::pmr::memory_resource* iMemory) : mExecutingChildren(iMemory), mFinishedChildren(iMemory) {}
-    };
-
-    struct ThreadTimes
-    {
-        FILETIME mKernel{};
-        FILETIME mUser{};
-    };
-
-    Subscription mSubscription GUARDED_BY(mpLock);
-    Family mFamily GUARDED_BY(mpLock);
-    std::atomic<int> mCurrentStepForStatistics = 0; // plain
-    std::atomic<double> mPulseEnqueueTime = 0;      // plain
-    StepList mTodoSteps GUARDED_BY(mpLock);
-    StepList mFinishedSteps GUARDED_BY(mpLock);               // newest first
-    QORJobTask* mpExecutingTask GUARDED_BY(mpLock) = nullptr; // not owned
-    std::pmr::vector<StepProfile> mStepProfiles GUARDED_BY(mpLock);
-    unsigned mProfileIndex; // fixed
-    int mStatus GUARDED_BY(mpLock) = JobReady;
-    bool mbRunning GUARDED_BY(mpLock) = false;
-    bool mbIAmDead GUARDED_BY(mpLock) = false;
-    int mDeadStepId GUARDED_BY(mpLock) = 0;
-    int mRunawayStatus GUARDED_BY(mpLock) = 0;
-    int mRunawayStep GUARDED_BY(mpLock) = 0;
-    bool mbQueryResult GUARDED_BY(mpLock) = false;
-    int mActiveCount GUARDED_BY(mpLock) = 0;
-    bool mbBatch GUARDED_BY(mpLock) = false;
-    bool mbExecutingInWarehouse GUARDED_BY(mpLock) = false;
-    bool mbTimeoutExtended GUARDED_BY(mpLock) = false;
-    std::atomic<bool> mbApplyGovernor = true; // plain
-    bool mbDocumentDataModelNull GUARDED_BY(mpLock) = false;
-    int mPriority GUARDED_BY(mpLock);
-    int mPUPriority GUARDED_BY(mpLock);
-    QDataType::DateTime mCreationTime{0.0}; // fixed once the job is made
-    QDataType::DateTime mStatusTime GUARDED_BY(mpLock){0.0};
-    QDataType::DateTime mFinishTime GUARDED_BY(mpLock){0.0};
-    ThreadTimes mStepStartTimes GUARDED_BY(mpLock);
-    UnitList mUnits GUARDED_BY(mpLock); // newest first
-    QDataType::DateTime mTimeOutTime GUARDED_BY(mpLock){0.0};
-    bool mbStartedOnce GUARDED_BY(mpLock) = false;
-    bool mbCloseCountersUpdated GUARDED_BY(mpLock) = false;
-    std::int64_t mCreationSeconds = 0; // fixed
-    std::unique_ptr<QSynch::CriticalSection, LockDestroyer> mpOwnedLock;
-    QSynch::CriticalSection* mpLock; // fixed
-    QSynch::AtomicLong mReferenceCount = 0;
-    const QSynch::AtomicLong mId;
-    QSynch::AtomicLong mPreJobId GUARDED_BY(mpLock) = -1;
-    std::atomic<int> mType = 0; // written under the lock, read without
-    const int mRequestType;
-    void* mpReserved = nullptr;
-    HRESULT mErrorCode GUARDED_BY(mpLock) = S_OK;
-    QBase::list<QORChannelRequest*> mChannelRequests GUARDED_BY(mpLock);
-    QBase::list<QORChannelRequest*> mFurtherRequests GUARDED_BY(mpLock); // nothing here fills it
-    std::unique_ptr<QBase::Buffer, BufferDestroyer> mpOwnedBuffer;
-    QBase::Buffer* mpLocalBuffer; // fixed
-    const bool mbExternalBuffer;
-    QBase::PtrI<CKDXServerMessage> mpInBoxMessage GUARDED_BY(mpLock);
-    std::array<QORJobData*, 5> mData GUARDED_BY(mpLock){};
-    std::atomic<int> mSource = 0; // written under the lock, read without
-    int mProjectId GUARDED_BY(mpLock) = -1;
-    QBase::wstring mOwner GUARDED_BY(mpLock);
-    QBase::wstring mUser GUARDED_BY(mpLock);
-    QBase::wstring mUserLogin GUARDED_BY(mpLock);
-    GUID mUserID GUARDED_BY(mpLock) = GUID_NULL;
-    GUID mSessionID GUARDED_BY(mpLock) = GUID_NULL;
-    GUID mWarehouseID GUARDED_BY(mpLock) = GUID_NULL;
-    QBase::PtrI<QorUserSession> mpUserSession GUARDED_BY(mpLock);
-    QBase::wstring mDescription GUARDED_BY(mpLock);
-    GUID mProjectID GUARDED_BY(mpLock) = GUID_NULL;
-    QBase::wstring mProjectName GUARDED_BY(mpLock);
-    QBase::PtrI<ICKDXProcessContext> mpProcessContext GUARDED_BY(mpLock);
-    std::atomic<bool> mbStats = false; // plain
-    GUID mObjectID GUARDED_BY(mpLock) = GUID_NULL;
-    int mReserved = 0;
-    std::shared_ptr<JobMemGovernor> mpMemGovernor GUARDED_BY(mpLock);
-    std::atomic<bool> mbKeepRunning = false; // plain
-    std::atomic<int> mRequestId = -1;        // plain
-    QBase::PtrI<ICKDXReadMessage> mpInMessage GUARDED_BY(mpLock);
-    HRESULT mComponentErrorCode GUARDED_BY(mpLock) = S_OK;
-    std::atomic<unsigned> mTraceFlags = 0; // plain
-
-    // What the two lists hold of closing steps: dispatch asks each time and mustn't walk them for it.
-    int mTodoCloseSteps GUARDED_BY(mpLock) = 0;
-    bool mbCloseFinished GUARDED_BY(mpLock) = false;
 };
 
 /// Whether the user wants logged what happens in the job's process context: false for null, true for a job without a

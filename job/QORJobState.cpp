@@ -1,0 +1,53 @@
+#include "job/QORJobState.h"
+
+#include "context/ICKDXProcessContext.h"
+#include "job/ExceptionBoundary.h"
+#include "platform/QPerfMon.h"
+#include "platform/QorUserSession.h"
+#include "report/JobMemGovernor.h"
+#include "task/KernelLog.h"
+
+#include <new>
+
+namespace
+{
+
+constexpr int cLockCategory = 4;
+constexpr unsigned cLockFailed = 0x8004308E;
+
+QSynch::CriticalSection* MakeLock()
+{
+    QSynch::CriticalSection* lock = QSynch::CreateCriticalSection(cLockCategory);
+    if (lock == nullptr)
+    {
+        LogCoded(EnumKernelRouter::Error, cExceptionCaught, "QOR_EXCEPTION_CAUGHT", "QORJob::QORJob",
+                 "Call to new() failed for mpLock");
+        throw cLockFailed;
+    }
+    return lock;
+}
+
+QBase::Buffer* MakeLocalBuffer()
+{
+    QBase::Buffer* buffer = QBase::CreateBuffer(0, 1, 256, false);
+    if (buffer == nullptr)
+        throw std::bad_alloc();
+    return buffer;
+}
+
+} // namespace
+
+QORJobState::QORJobState(QSynch::AtomicLong iId, int iRequestType, int iPriority, QorUserSession* iSession,
+                         QBase::Buffer* iBuffer, std::pmr::memory_resource* iMemory)
+    : mSubscription(iMemory), mFamily(iMemory), mTodoSteps(iMemory), mFinishedSteps(iMemory), mStepProfiles(iMemory),
+      mProfileIndex(QPerfMon::GetProfileIndex("Job Execution")), mPriority(iPriority), mPUPriority(iPriority),
+      mUnits(iMemory), mpOwnedLock(MakeLock()), mpLock(mpOwnedLock.get()), mId(iId), mRequestType(iRequestType),
+      mChannelRequests(iMemory), mFurtherRequests(iMemory),
+      mpOwnedBuffer(iBuffer == nullptr ? MakeLocalBuffer() : nullptr),
+      mpLocalBuffer(iBuffer != nullptr ? iBuffer : mpOwnedBuffer.get()), mbExternalBuffer(iBuffer != nullptr),
+      mOwner(iMemory), mUser(iMemory), mUserLogin(iMemory), mpUserSession(iSession), mDescription(iMemory),
+      mProjectName(iMemory), mpMemGovernor(std::make_shared<JobMemGovernor>(iId))
+{
+}
+
+QORJobState::~QORJobState() = default;
