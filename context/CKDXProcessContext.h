@@ -243,6 +243,8 @@ private:
     template <class T>
     HRESULT GetObjectLocked(const QBase::PtrI<T>& iField, T** oObject, HRESULT iNullCode = E_POINTER);
     template <class T>
+    QBase::PtrI<T> CopyLocked(const QBase::PtrI<T>& iField);
+    template <class T>
     HRESULT PutObjectLocked(QBase::PtrI<T>& oField, T* iObject);
     template <class T>
     HRESULT PutOtherObjectLocked(QBase::PtrI<T>& oField, T* iObject);
@@ -260,7 +262,7 @@ private:
     HRESULT MakeReplyMessage() REQUIRES(mpLock);
     HRESULT NewMessageFromInput(WriteMessage& oMessage) REQUIRES(mpLock);
     WriteMessage CurrentMessage(DWORD iThreadId, const WriteMessage& iReplyMessage) REQUIRES(mpThreadMessagesLock);
-    HRESULT FetchResolvedName(QBase::wstring& oName);
+    QBase::wstring FetchResolvedName();
 
     // Fields without GUARDED_BY are those that are read and written without the lock, on purpose.
 

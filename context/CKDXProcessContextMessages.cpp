@@ -212,11 +212,7 @@ HRESULT CKDXProcessContext::BeginThreadMessage()
 void CKDXProcessContext::EndThreadMessage(DWORD iThreadId)
 {
     Boundary([&] {
-        WriteMessage reply;
-        {
-            SmartLock lock(mpLock);
-            reply = mReplyMessage;
-        }
+        const WriteMessage reply = CopyLocked(mReplyMessage);
         WriteMessage own;
         WriteMessage target;
         {

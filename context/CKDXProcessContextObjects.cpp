@@ -84,22 +84,19 @@ HRESULT CKDXProcessContext::get_ContextObjectDItem(IUnknown** oItem)
 }
 
 /// The session's name to show; empty without a session, "-" when it tells none.
-HRESULT CKDXProcessContext::FetchResolvedName(QBase::wstring& oName)
+QBase::wstring CKDXProcessContext::FetchResolvedName()
 {
-    IUnknown* object = nullptr;
-    const HRESULT code = get_ContextObjectA(&object);
-    const Object held = Object::Adopt(object);
-    if (FAILED(code) || object == nullptr)
-        return code;
-    const auto session = QueryFor<ICKDXSession>(object, IID_ICKDXSession);
+    const Object object = CopyLocked(mContextObjectA);
+    if (!object)
+        return {};
+    const auto session = QueryFor<ICKDXSession>(object.Get(), IID_ICKDXSession);
     LONG flags = 0;
     BSTR name = nullptr;
     const bool bTold =
         session && SUCCEEDED(session->get_Flags(&flags)) &&
         SUCCEEDED((flags & cSessionShowsName8) != 0 ? session->get_Name8(&name) : session->get_Name9(&name));
     const std::unique_ptr<WCHAR, BstrDeleter> freed(name);
-    oName = !bTold ? QBase::wstring(W("-")) : QBase::wstring(name == nullptr ? W("") : name, SysStringLen(name));
-    return S_OK;
+    return !bTold ? QBase::wstring(W("-")) : QBase::wstring(name == nullptr ? W("") : name, SysStringLen(name));
 }
 
 HRESULT CKDXProcessContext::get_ResolvedName(BSTR* oResolvedName)
@@ -116,9 +113,7 @@ HRESULT CKDXProcessContext::get_ResolvedName(BSTR* oResolvedName)
         if (name.empty())
         {
             // Without the lock: the session may take its time, and may call the context.
-            const HRESULT code = FetchResolvedName(name);
-            if (FAILED(code))
-                return code;
+            name = FetchResolvedName();
             SmartLock lock(mpLock);
             mResolvedName = name;
         }
@@ -133,17 +128,13 @@ HRESULT CKDXProcessContext::ResolveObjectID(GUID* oObjectID)
         return E_POINTER;
     *oObjectID = GUID_NULL;
     return Boundary([&] {
-        IUnknown* object = nullptr;
-        get_ContextObjectC(&object);
-        const Object source = Object::Adopt(object);
-        if (const auto definitions = QueryFor<ICKDXObjectSource>(object, IID_ICKDXObjectSource))
+        const Object source = CopyLocked(mContextObjectC);
+        if (const auto definitions = QueryFor<ICKDXObjectSource>(source.Get(), IID_ICKDXObjectSource))
             ReadObjectID(*definitions.Get(), oObjectID);
         if (!(*oObjectID == GUID_NULL))
             return S_OK;
-        object = nullptr;
-        get_ContextObjectB(&object);
-        const Object instance = Object::Adopt(object);
-        if (const auto report = ReportInstanceOf(object))
+        const Object instance = CopyLocked(mContextObjectB);
+        if (const auto report = ReportInstanceOf(instance.Get()))
             ReadObjectID(*report.Get(), oObjectID);
         return S_OK;
     });

@@ -63,6 +63,14 @@ HRESULT CKDXProcessContext::LetGo(QBase::PtrI<T>&... ioObjects)
     return result;
 }
 
+/// A reference of one's own, to call the object without the lock.
+template <class T>
+QBase::PtrI<T> CKDXProcessContext::CopyLocked(const QBase::PtrI<T>& iField)
+{
+    SmartLock lock(mpLock);
+    return iField;
+}
+
 /// Adds a reference for the caller; null when there is no object.
 template <class T>
 HRESULT CKDXProcessContext::GetObjectLocked(const QBase::PtrI<T>& iField, T** oObject, HRESULT iNullCode)
@@ -71,8 +79,7 @@ HRESULT CKDXProcessContext::GetObjectLocked(const QBase::PtrI<T>& iField, T** oO
         return iNullCode;
     *oObject = nullptr;
     return Boundary([&] {
-        SmartLock lock(mpLock);
-        *oObject = QBase::PtrI<T>(iField).Detach();
+        *oObject = CopyLocked(iField).Detach();
         return S_OK;
     });
 }

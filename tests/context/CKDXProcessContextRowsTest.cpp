@@ -146,10 +146,12 @@ std::vector<Row> AllRows()
         Field(FIELD(BstrD), cNull, E_INVALIDARG), Field(FIELD(BstrE), noText.c_str()),
         Row{"LongL", "0", [](C& iContext) { return Text(iContext.GetLongL()); }, nullptr, S_OK,
             [](C& iContext) { iContext.put_LongL(5); }, "5"},
-        Row{"TextB", "0 null", ReadOnly("", &C::get_TextB, "").mRead, [](C& iContext) { return iContext.get_TextB(nullptr); },
-            E_POINTER, [](C& iContext) { iContext.put_TextB(W("text")); }, "0 \"text\""},
+        Row{"TextB", "0 null", ReadOnly("", &C::get_TextB, "").mRead,
+            [](C& iContext) { return iContext.get_TextB(nullptr); }, E_POINTER,
+            [](C& iContext) { iContext.put_TextB(W("text")); }, "0 \"text\""},
         Row{"TextC", "", [](C& iContext) { return QBase::WideCharToUTF8(iContext.GetTextC()); }, nullptr, S_OK,
-            [](C& iContext) { iContext.put_TextC(W("text")); }, "text", [](C& iContext) { iContext.put_TextC(nullptr); }},
+            [](C& iContext) { iContext.put_TextC(W("text")); }, "text",
+            [](C& iContext) { iContext.put_TextC(nullptr); }},
     };
 }
 // clang-format on
