@@ -84,7 +84,7 @@ HRESULT CKDXProcessContext::GetObjectLocked(const QBase::PtrI<T>& iField, T** oO
     });
 }
 
-/// Takes a reference (null clears); the old object is released after the lock, and not at all when it stays.
+/// Takes a reference (null clears); the old object is released after the lock.
 template <class T>
 HRESULT CKDXProcessContext::PutObjectLocked(QBase::PtrI<T>& oField, T* iObject)
 {
