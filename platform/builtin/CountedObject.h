@@ -17,6 +17,9 @@ class HeapObject
 public:
     static void* operator new(std::size_t iBytes) noexcept { return QBase::HeapAllocate(iBytes); }
     static void operator delete(void* iMemory) noexcept { QBase::HeapFree(iMemory); }
+
+protected:
+    virtual ~HeapObject() = default;
 };
 
 /// A count that begins with its maker's reference.
@@ -49,7 +52,7 @@ public:
     }
 
 protected:
-    virtual ~CountedBody() = default;
+    ~CountedBody() override = default;
 
 private:
     ReferenceCount mReferences;
