@@ -1,0 +1,80 @@
+#include "data/DependencyManager.h"
+
+#include "tests/data/DataTest.h"
+
+#include <memory>
+#include <optional>
+
+namespace
+{
+
+using Dependencies = JobTest;
+
+/// Input data, then prerequisite steps: "3 3 | 1".
+std::string Show(const DependencyManager& iManager, int iStep)
+{
+    const std::unique_ptr<std::list<int>> data(iManager.GetRequiredInputData(iStep));
+    const std::unique_ptr<std::list<int>> steps(iManager.GetPrerequisiteSteps(iStep));
+    std::string shown;
+    for (const int id : *data)
+        shown += std::to_string(id) + " ";
+    shown += "|";
+    for (const int id : *steps)
+        shown += " " + std::to_string(id);
+    return shown;
+}
+
+} // namespace
+
+TEST_F(Dependencies, KeepWhatTheyAreToldInItsOrder)
+{
+    EventTrace::Start();
+    std::optional<DependencyManager> manager(std::in_place);
+    const std::list<int> data = {3, 3};
+    const std::list<int> steps = {9, 8};
+    const std::list<int> output = {7};
+    manager->AddRequiredInputData(5, 2);
+    manager->AddStep(5, &data, &steps, &output);
+    manager->AddStep(6, nullptr, nullptr, nullptr);
+    manager->AddPrerequisiteStep(6, 5);
+    manager->AddOutputData(4, 7);
+    manager->AddPrerequisiteStep(5, 9);
+    EXPECT_EQ(Show(*manager, 5), "2 3 3 | 9 8 9");
+    EXPECT_EQ(Show(*manager, 6), "| 5");
+    EXPECT_EQ(Show(*manager, 4), "|");
+    EXPECT_EQ(Show(*manager, 1), "|") << "never mentioned";
+    EXPECT_EQ(manager->GetStepForData(7), -1) << "no producer is named";
+    manager.reset();
+    const std::string of = "Job Trace: DependencyManager::";
+    EXPECT_EQ(TakeLog(),
+              (Texts{of + "AddRequiredInputData: Adding data:2 as required input data for step:5.",
+                     of + "AddStep: Adding step 5.", of + "AddStep: Adding data:3 as required input data for step:5.",
+                     of + "AddStep: Adding data:3 as required input data for step:5.",
+                     of + "AddStep: Adding step:9 as prerequisite step for step:5.",
+                     of + "AddStep: Adding step:8 as prerequisite step for step:5.",
+                     of + "AddStep: Adding data:7 as output data for step:5.", of + "AddStep: Adding step 6.",
+                     of + "AddPrerequisiteStep: Adding step:5 as prerequisite step for step:6.",
+                     of + "AddOutputData: Adding data:7 as output data for step:4.",
+                     of + "AddPrerequisiteStep: Adding step:9 as prerequisite step for step:5.",
+                     of + "~DependencyManager: Destroying the dependency manager."}));
+    EXPECT_EQ(EventTrace::Stop(), (Texts{"QSynch::CreateRWLock 26", "QSynch::DestroyRWLock 26"}));
+    Faults::FailNth(Faults::EnumFault::LockCreation, 1);
+    EXPECT_THROW(DependencyManager(), std::bad_alloc);
+}
+
+TEST_F(Dependencies, AreReadWhileTheyGrow)
+{
+    LogSinks::Enable("Kernel", "*", false);
+    DependencyManager manager;
+    RunOnThreads(4, [&](int iIndex) {
+        for (int i = 0; i < 200; ++i)
+        {
+            if (iIndex < 2)
+                manager.AddPrerequisiteStep(i % 10, iIndex);
+            const std::unique_ptr<std::list<int>> steps(manager.GetPrerequisiteSteps(i % 10));
+            EXPECT_LE(steps->size(), 40u);
+        }
+    });
+    for (int step = 0; step < 10; ++step)
+        EXPECT_EQ(std::unique_ptr<std::list<int>>(manager.GetPrerequisiteSteps(step))->size(), 40u);
+}
