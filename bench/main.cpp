@@ -20,6 +20,18 @@ const std::vector<Ratio> cRatios = {
     {"BufferLife/1/real_time/threads:2", "BufferLife/1/real_time", 1.8, true},
     {"HandWrittenLife/1/real_time/threads:2", "HandWrittenLife/1/real_time", 0, true},
     {"HeapLife/1000/real_time/threads:2", "HeapLife/1000/real_time", 1.8, true},
+    {"NameToId/10/real_time/threads:1", "HashNameToId/10/real_time/threads:1", 0},
+    {"NameToId/10/real_time/threads:2", "HashNameToId/10/real_time/threads:2", 0},
+    {"NameToId/100/real_time/threads:1", "HashNameToId/100/real_time/threads:1", 0},
+    {"NameToId/100/real_time/threads:2", "HashNameToId/100/real_time/threads:2", 0},
+    {"NameToId/1000/real_time/threads:1", "HashNameToId/1000/real_time/threads:1", 0},
+    {"NameToId/1000/real_time/threads:2", "HashNameToId/1000/real_time/threads:2", 0},
+    {"IdToName/10/real_time/threads:1", "HashIdToName/10/real_time/threads:1", 0},
+    {"IdToName/10/real_time/threads:2", "HashIdToName/10/real_time/threads:2", 0},
+    {"IdToName/100/real_time/threads:1", "HashIdToName/100/real_time/threads:1", 0},
+    {"IdToName/100/real_time/threads:2", "HashIdToName/100/real_time/threads:2", 0},
+    {"IdToName/1000/real_time/threads:1", "HashIdToName/1000/real_time/threads:1", 0},
+    {"IdToName/1000/real_time/threads:2", "HashIdToName/1000/real_time/threads:2", 0},
 };
 
 } // namespace

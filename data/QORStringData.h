@@ -15,7 +15,7 @@
 class QORJOB_API QORStringData : public QORJobData
 {
 public:
-    enum COPY_FLAG
+    enum COPY_FLAG // NOLINT(readability-identifier-naming): as its users write it
     {
         COPY_STRING = 0,
         ADOPT_STRING = 1, ///< the text itself, which must be of the general heap

@@ -5,7 +5,7 @@
 
 #include <utility>
 
-QORTextFileData::QORTextFileData(int iId, const WCHAR* iText) : QORJobData(iId), mpText(nullptr)
+QORTextFileData::QORTextFileData(int iId, const WCHAR* iText) : QORJobData(iId)
 {
     if (QORNamedIdsList::DuplicateString(iText, &mpText) != S_OK)
         throw std::bad_alloc();

@@ -30,5 +30,5 @@ public:
     HRESULT LoadObj(unsigned iSize, const signed char* iBuffer) override;
 
 private:
-    WCHAR* mpText;
+    WCHAR* mpText = nullptr;
 };
