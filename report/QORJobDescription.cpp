@@ -5,7 +5,7 @@
 #include "platform/ComObject.h"
 #include "platform/QFormat.h"
 #include "platform/QLogRouter.h"
-#include "report/ReleaseByName.h"
+#include "report/StrangerPtr.h"
 #include "task/KernelLog.h"
 
 namespace
@@ -24,38 +24,32 @@ constexpr unsigned cLeakTracing = 2;
 bool IsLeakFlag(unsigned iFlag) { return iFlag == 4 || iFlag == 8 || iFlag == 16 || iFlag == 32; }
 
 /// The session's locale, else the user's default one.
-unsigned LocaleOf(ICKDXProcessContext* iContext)
+unsigned LocaleIn(ICKDXProcessContext* iContext, int iJobId)
 {
     const unsigned standard = QFormat::GetUserDefaultLCID();
     IUnknown* found = nullptr;
     if (iContext == nullptr || FAILED(iContext->get_ContextObjectA(&found)))
         return standard;
-    auto object = QBase::PtrI<IUnknown>::Adopt(found);
-    auto session = QueryFor<ICKDXSession>(object.Get(), IID_ICKDXSession);
+    StrangerPtr object(iJobId, QBase::PtrI<IUnknown>::Adopt(found));
+    StrangerPtr session(iJobId, QueryFor<ICKDXSession>(object.Get(), IID_ICKDXSession));
     unsigned locale = standard;
     if (session && FAILED(session->get_Locale(&locale)))
         locale = standard;
-    ReleaseByName(session);
-    ReleaseByName(object);
+    session.LetGo();
+    object.LetGo();
     return locale;
 }
 
 /// The definition of the report or the document that the context's instance works for; empty when there is none.
-QBase::PtrI<ICKDXObjectDefinition> DefinitionIn(ICKDXProcessContext& iContext)
+QBase::PtrI<ICKDXObjectDefinition> DefinitionIn(ICKDXProcessContext& iContext, int iJobId)
 {
-    QBase::PtrI<IUnknown> object = InstanceObjectOf(iContext);
-    QBase::PtrI<ICKDXReportInstance> instance = ReportInstanceOf(object.Get());
-    QBase::PtrI<ICKDXObjectDefinition> definition;
+    StrangerPtr object(iJobId, InstanceObjectOf(iContext));
+    StrangerPtr instance(iJobId, ReportInstanceOf(object.Get()));
     IUnknown* found = nullptr;
-    if (instance && SUCCEEDED(instance->get_Object(&found)))
-    {
-        auto source = QBase::PtrI<IUnknown>::Adopt(found);
-        definition = QueryFor<ICKDXObjectDefinition>(source.Get(), IID_ICKDXObjectDefinition);
-        ReleaseByName(source);
-    }
-    ReleaseByName(instance);
-    ReleaseByName(object);
-    return definition;
+    if (!instance || FAILED(instance->get_Object(&found)))
+        return {};
+    StrangerPtr source(iJobId, QBase::PtrI<IUnknown>::Adopt(found));
+    return QueryFor<ICKDXObjectDefinition>(source.Get(), IID_ICKDXObjectDefinition);
 }
 
 } // namespace
@@ -98,7 +92,7 @@ HRESULT QORJob::SetDescription()
         // The context is called under the lock on purpose: nobody meets a description that is half made.
         QSynch::CriticalSection::SmartLock lock(mpLock);
         mDescription.clear();
-        const unsigned locale = LocaleOf(mpProcessContext.Get());
+        const unsigned locale = LocaleIn(mpProcessContext.Get(), mId);
         if (const auto bundle = QLogRouter::GetResourceBundle(locale))
             mDescription = bundle->FindMessage(GetJobStringIDFromRequestType(), locale, W(""));
         if (mpProcessContext && (IsReportRequest() || mRequestType == RequestDocument))
@@ -110,7 +104,7 @@ HRESULT QORJob::SetDescription()
 /// Notes which object the job runs, and its name behind the text of the request.
 void QORJob::DescribeObject(ICKDXProcessContext& iContext)
 {
-    QBase::PtrI<ICKDXObjectDefinition> definition = DefinitionIn(iContext);
+    StrangerPtr definition(mId, DefinitionIn(iContext, mId));
     if (!definition)
         return;
     GUID id = GUID_NULL;
@@ -121,7 +115,7 @@ void QORJob::DescribeObject(ICKDXProcessContext& iContext)
     const Bstr name(text);
     if (SUCCEEDED(code) && name != nullptr)
         mDescription.append(name.get(), SysStringLen(name.get()));
-    ReleaseByName(definition);
+    definition.LetGo();
 }
 
 void QORJob::MarkJobTraceFlags(unsigned iFlag)
@@ -144,11 +138,11 @@ bool GetPrsContextLogFlag(QORJob* iJob)
         return false;
     ICKDXProcessContext* found = nullptr;
     iJob->GetProcessContext(&found);
-    auto context = QBase::PtrI<ICKDXProcessContext>::Adopt(found);
+    StrangerPtr context(iJob->GetId(), QBase::PtrI<ICKDXProcessContext>::Adopt(found));
     try
     {
         const bool bLogs = GetUsrContextLogFlag(context.Get());
-        ReleaseByName(context);
+        context.LetGo();
         return bLogs;
     }
     catch (...)

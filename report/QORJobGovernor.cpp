@@ -2,7 +2,7 @@
 #include "context/ICKDXReportInstance.h"
 #include "job/QORJobRows.h"
 #include "platform/QPerfMon.h"
-#include "report/ReleaseByName.h"
+#include "report/StrangerPtr.h"
 
 #include <utility>
 
@@ -18,21 +18,22 @@ HRESULT QORJob::SetGovernedControl(int iControl)
 /// 0 for a job without a report.
 int QORJob::GetExecutionKind() const
 {
-    QBase::PtrI<ICKDXProcessContext> context;
+    QBase::PtrI<ICKDXProcessContext> current;
     {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        context = mpProcessContext;
+        current = mpProcessContext;
     }
+    StrangerPtr context(mId, std::move(current));
     if (!context)
         return 0;
-    QBase::PtrI<IUnknown> object = InstanceObjectOf(*context.Get());
-    QBase::PtrI<ICKDXReportInstance> instance = ReportInstanceOf(object.Get());
+    StrangerPtr object(mId, InstanceObjectOf(*context.Get()));
+    StrangerPtr instance(mId, ReportInstanceOf(object.Get()));
     int kind = 0;
     if (instance && FAILED(instance->get_ExecutionKind(&kind)))
         kind = 0;
-    ReleaseByName(instance);
-    ReleaseByName(object);
-    ReleaseByName(context);
+    instance.LetGo();
+    object.LetGo();
+    context.LetGo();
     return kind;
 }
 

@@ -1,6 +1,6 @@
 #include "context/ICKDXProcessContext.h"
 #include "job/QORJobRows.h"
-#include "report/ReleaseByName.h"
+#include "platform/QMessage.h"
 
 #include <algorithm>
 #include <iterator>
@@ -59,7 +59,8 @@ HRESULT QORJob::SetInMessage(ICKDXReadMessage* iMessage)
             QSynch::CriticalSection::SmartLock lock(mpLock);
             std::swap(other, mpInMessage);
         }
-        ReleaseByName(other); // after the lock
+        if (other)
+            other.Detach()->Release(); // after the lock, and by name: what it throws ends in the boundary
         return S_OK;
     });
 }
@@ -87,7 +88,8 @@ HRESULT QORJob::SetInBoxMsgPtr(CKDXServerMessage* iMessage)
             other = QBase::PtrI<CKDXServerMessage>(iMessage);
             std::swap(other, mpInBoxMessage);
         }
-        ReleaseByName(other);
+        if (other)
+            other.Detach()->Release();
         return S_OK;
     });
 }

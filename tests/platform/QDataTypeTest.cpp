@@ -9,7 +9,9 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <utility>
 
 using QDataType::DateTime;
@@ -43,6 +45,26 @@ TEST(DateTimes, ReadAsACalendar)
     }
     EXPECT_EQ(DateTime(1.5).GetTicks(), cDay + cDay / 2);
     EXPECT_EQ(DateTime(-0.25).GetTicks(), -cDay / 4);
+}
+
+TEST(DateTimes, AreShownAsTextAndByTheLocalClock)
+{
+    const auto setZone = [](const char* iZone) {
+#if defined(_WIN32)
+        _putenv_s("TZ", iZone);
+        _tzset();
+#else
+        setenv("TZ", iZone, 1);
+        tzset();
+#endif
+    };
+    const DateTime time = DateTime::FromTicks(46347 * cDay + 78 * 10'000 + 9'999);
+    EXPECT_EQ(time.ToText(), W("2026-11-21 00:00:00.078"));
+    setZone("EST5");
+    EXPECT_EQ(time.ToLocalTime().ToText(), W("2026-11-20 19:00:00.078"));
+    EXPECT_EQ((time.ToLocalTime() - time).GetTicks(), -5 * 3600 * cSecond);
+    EXPECT_EQ(DateTime(0.0).ToLocalTime(), DateTime(0.0));
+    setZone("");
 }
 
 TEST(DateTimes, AreSavedAsALittleEndianNumber)

@@ -1,0 +1,209 @@
+// Jobs as monitors see them: snapshots, their limits, and what they show while the job runs.
+#include "data/QORBinaryData.h"
+#include "report/QORJobBrowsingInfo.h"
+#include "report/QORJobInfo.h"
+#include "report/QORJobInfoOld.h"
+#include "tests/support/JobTest.h"
+
+#include <iterator>
+#include <memory>
+#include <set>
+
+namespace
+{
+
+using JobSnapshots = JobTest;
+
+/// Stays its owner's: it never goes with the job.
+struct Item final : QORBinaryData
+{
+    Item(int iId, unsigned iBytes) : QORBinaryData(iId, NewBytes(iBytes), iBytes) { AddRef(); }
+
+    static void* NewBytes(unsigned iBytes)
+    {
+        void* bytes = QBase::HeapAllocate(iBytes);
+        std::fill_n(static_cast<char*>(bytes), iBytes, 'b');
+        return bytes;
+    }
+};
+
+template <class Records>
+std::string IdsOf(const Records& iRecords, int iCount)
+{
+    std::string ids;
+    for (int index = 0; index < iCount; ++index)
+        ids += std::to_string(Read(iRecords[static_cast<std::size_t>(index)], &Records::value_type::GetId)) + ' ';
+    return ids;
+}
+
+double CPUTimeOf(const QORJobStep& iStep) { return Read(iStep, &QORJobStep::GetTaskCPUTime); }
+
+} // namespace
+
+TEST_F(JobSnapshots, ShowTheFirstSixteenOfEachList)
+{
+    const JobPtr job = NewJob();
+    Queue(*job.Get(), "1 - 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 -");
+    for (int step = 0; step < 20; ++step)
+        job->SetStepComplete(StepMDObjectRequest);
+    Queue(*job.Get(), "- 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 21");
+    for (int unit = 1; unit < 20; ++unit)
+        job->SetPUEnter(unit, nullptr, 0);
+    const auto info = std::make_unique<QORJobInfo>();
+    EXPECT_EQ(info->mJobId.Get(), -1);
+    EXPECT_EQ(info->mTodoCount + info->mFinishedCount + info->mPUCount + info->mDataCount, 0);
+    EXPECT_EQ(job->GetJobInfo(static_cast<QORJobInfo*>(nullptr)), E_POINTER);
+    EXPECT_EQ(job->GetJobInfo(info.get()), S_OK);
+    EXPECT_EQ(IdsOf(info->mTodoSteps, info->mTodoCount), "3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 ");
+    EXPECT_EQ(IdsOf(info->mFinishedSteps, info->mFinishedCount), "1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 ");
+    EXPECT_EQ(IdsOf(info->mPUInfos, info->mPUCount), "19 18 17 16 15 14 13 12 11 10 9 8 7 6 5 4 ");
+    EXPECT_EQ(info->mJobId.Get(), cJobId);
+    EXPECT_EQ(info->mStatus, JobWaiting);
+    EXPECT_EQ(info->mPriority, cJobPriority);
+}
+
+TEST_F(JobSnapshots, ShowTheBytesOfSmallItems)
+{
+    Item small(1, 128);
+    Item large(3, 129);
+    const JobPtr job = NewJob();
+    EXPECT_EQ(job->SetJobData(&small), S_OK);
+    EXPECT_EQ(job->SetJobData(&large), S_OK);
+    QORJobInfo info;
+    EXPECT_EQ(job->GetJobInfo(&info), S_OK);
+    ASSERT_EQ(info.mDataCount, 2);
+    const unsigned sizes[] = {128, 0};
+    for (std::size_t item = 0; item < 2; ++item)
+    {
+        const int slot = item == 0 ? 1 : 3;
+        EXPECT_EQ(info.mDataSlots[item], slot);
+        EXPECT_EQ(Read(info.mData[item], &QORJobInfoData::GetId), slot);
+        EXPECT_EQ(Read(info.mData[item], &QORJobInfoData::GetSize), sizes[item]);
+    }
+    const void* bytes = nullptr;
+    info.mData[0].GetData(&bytes);
+    EXPECT_EQ(std::string(static_cast<const char*>(bytes), 128), std::string(128, 'b'));
+}
+
+TEST_F(JobSnapshots, CutTextsInTheShortRecordOnly)
+{
+    const JobPtr job = NewJob();
+    const QBase::wstring owner(40, W('o'));
+    const QBase::wstring description(100, W('d'));
+    job->SetOwner(owner);
+    job->SetDescription(description);
+    job->SetProjectName(W("short"));
+    job->SetProjectId(12, nullptr);
+    job->SetIsSendNowJob(true);
+    job->SetUserLogin(W("login"));
+    job->SetDestination(W("printer"));
+    QORJobBrowsingInfo2 info;
+    const QORJobBrowsingInfo& base = info;
+    EXPECT_EQ(job->GetJobBrowsingInfo(nullptr), E_POINTER);
+    EXPECT_EQ(job->GetJobBrowsingInfo2(nullptr), E_POINTER);
+    EXPECT_EQ(job->GetJobBrowsingInfo2(&info), S_OK);
+    EXPECT_EQ(info.mJobId.Get(), -1) << "the base is the other operation's";
+    EXPECT_EQ(info.mWholeDescription, description);
+    EXPECT_EQ(info.mDestination, W("printer"));
+    EXPECT_EQ(info.mUserLogin, W("login"));
+    EXPECT_TRUE(info.mbSendNow);
+    std::fill(std::begin(info.mProjectName), std::end(info.mProjectName), W('x'));
+    EXPECT_EQ(job->GetJobBrowsingInfo(&info), S_OK);
+    EXPECT_EQ(QBase::wstring(info.mOwner), owner.substr(0, 31));
+    EXPECT_EQ(QBase::wstring(info.mDescription), description.substr(0, 63));
+    EXPECT_EQ(QBase::wstring(info.mProjectName), W("short"));
+    EXPECT_EQ(info.mProjectId, 12);
+    EXPECT_EQ(Read(base, &QORJobBrowsingInfo::get_ID), cJobId);
+    EXPECT_EQ(Read(base, &QORJobBrowsingInfo::get_Priority), cJobPriority);
+    EXPECT_EQ(Read(base, &QORJobBrowsingInfo::get_Status), JobReady);
+    EXPECT_EQ(info.get_ID(nullptr), E_POINTER);
+}
+
+TEST_F(JobSnapshots, AreCopiedWithTheCPUTimesAndConvertedToTheOlderLayout)
+{
+    QORJobInfo info;
+    info.mStatus = JobCompleted;
+    info.mStatusTime = TimeOf(1078);
+    info.mTodoCount = 2;
+    info.mPUCount = 1;
+    for (QORJobStep& step : info.mTodoSteps)
+        step = QORJobStep(5);
+    Settings::SetThreadTimes(30, 12);
+    info.mTodoSteps[1].SetTaskCPUTime({}, {});
+    info.mTodoSteps[1].SetThreadId(cSomeThread);
+    info.mTodoSteps[1].SetFinishTime(TimeOf(5));
+    info.mPUInfos[0] = QORJobPUInfo(9);
+    info.mPUInfos[0].SetEnterTime();
+
+    QORJobInfo copy(info);
+    EXPECT_EQ(CPUTimeOf(copy.mTodoSteps[1]), 42.0);
+    const QORJobInfoOld old(info);
+    EXPECT_EQ(old.mJobId.Get(), -1);
+    EXPECT_EQ(old.mStatus, JobCompleted);
+    EXPECT_EQ(old.mCreationTime.mYear * 10000 + old.mCreationTime.mMonth * 100 + old.mCreationTime.mDay, 18991230);
+    EXPECT_EQ(old.mCreationTime.mDayOfWeek, 6) << "of that day";
+    EXPECT_EQ(OldDateTime().mDayOfWeek, -1) << "of none";
+    EXPECT_EQ(old.mStatusTime.mSecond * 1000 + old.mStatusTime.mMillisecond, 1078);
+    EXPECT_EQ(old.mTodoSteps[1].mTaskCPUTime, 42u);
+    EXPECT_EQ(old.mTodoSteps[1].mThreadId, cSomeThread);
+    EXPECT_EQ(old.mTodoSteps[1].mFinishTime.mMillisecond, 5);
+    EXPECT_EQ(old.mTodoSteps[1].mStepId, 5);
+    EXPECT_EQ(old.mTodoSteps[2].mStepId, 0) << "past the count";
+    EXPECT_EQ(old.mPUInfos[0].mPUId, 9);
+    EXPECT_EQ(old.mPUInfos[0].mThreadId, QBase::GetCurrentThreadID());
+    EXPECT_EQ(old.mPUInfos[1].mPUId, -1);
+}
+
+TEST_F(JobSnapshots, NeverHaveAStepTwiceOrNoneOfIt)
+{
+    constexpr int cSteps = 14;
+    constexpr int cRounds = 200;
+    LogSinks::Enable("Kernel", "*", false);
+    for (int round = 0; round < cRounds; ++round)
+    {
+        const JobPtr job = NewJob(RequestReport);
+        for (int step = 0; step < cSteps; ++step)
+            job->AddStepToRun(new QORJobStep(StepSQLGeneration + step), nullptr);
+        std::atomic<bool> bOver{false};
+        RunOnThreads(2, [&](int iThread) {
+            QORJobInfo info;
+            QORJobBrowsingInfo2 browsing;
+            QBase::wstring dump;
+            for (int step = 0; iThread == 0 && step < cSteps; ++step)
+            {
+                job->SetPUEnter(step, nullptr, 0);
+                job->SetStepStart(StepSQLGeneration + step, step, nullptr);
+                job->SetDescription(QBase::wstring(static_cast<std::size_t>(step), W('d')));
+                job->SetStepFinish(StepSQLGeneration + step, step, nullptr);
+            }
+            if (iThread == 0)
+                bOver = true;
+            while (iThread == 1 && !bOver)
+            {
+                EXPECT_EQ(job->GetJobInfo(&info), S_OK);
+                job->GetJobBrowsingInfo(&browsing);
+                job->GetJobBrowsingInfo2(&browsing);
+                job->GetJobInfo(dump);
+                std::set<int> ids;
+                for (int index = 0; index < info.mTodoCount; ++index)
+                    ids.insert(Read(info.mTodoSteps[static_cast<std::size_t>(index)], &QORJobStep::GetId));
+                for (int index = 0; index < info.mFinishedCount; ++index)
+                    ids.insert(Read(info.mFinishedSteps[static_cast<std::size_t>(index)], &QORJobStep::GetId));
+                EXPECT_EQ(info.mTodoCount + info.mFinishedCount, cSteps);
+                EXPECT_EQ(ids.size(), static_cast<std::size_t>(cSteps));
+            }
+        });
+    }
+}
+
+TEST_F(JobSnapshots, AreAllThatIsKeptOfAWholeJob)
+{
+    const JobPtr job = NewJob();
+    unsigned size = 99;
+    signed char buffer[4] = {5};
+    EXPECT_EQ(job->GetSaveObjSize(&size) + job->GetSaveObjSizeNoLock(&size), 0u);
+    EXPECT_EQ(job->SaveObj(1, sizeof(buffer), buffer, &size) + job->SaveObj(1, 0, nullptr, nullptr), 0u);
+    EXPECT_EQ(job->LoadObj(1, nullptr), 0u);
+    EXPECT_EQ(size, 99u);
+    EXPECT_EQ(buffer[0], 5);
+}
