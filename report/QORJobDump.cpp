@@ -37,7 +37,7 @@ public:
     /// Up to its first zero.
     Line& operator<<(const QBase::wstring& iText)
     {
-        mText += iText.c_str();
+        mText.append(iText, 0, iText.find(W('\0')));
         return EndArgument();
     }
 

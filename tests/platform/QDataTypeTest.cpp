@@ -49,22 +49,16 @@ TEST(DateTimes, ReadAsACalendar)
 
 TEST(DateTimes, AreShownAsTextAndByTheLocalClock)
 {
-    const auto setZone = [](const char* iZone) {
-#if defined(_WIN32)
-        _putenv_s("TZ", iZone);
-        _tzset();
-#else
-        setenv("TZ", iZone, 1);
-        tzset();
-#endif
-    };
     const DateTime time = DateTime::FromTicks(46347 * cDay + 78 * 10'000 + 9'999);
     EXPECT_EQ(time.ToText(), W("2026-11-21 00:00:00.078"));
-    setZone("EST5");
-    EXPECT_EQ(time.ToLocalTime().ToText(), W("2026-11-20 19:00:00.078"));
-    EXPECT_EQ((time.ToLocalTime() - time).GetTicks(), -5 * 3600 * cSecond);
     EXPECT_EQ(DateTime(0.0).ToLocalTime(), DateTime(0.0));
-    setZone("");
+#if !defined(_WIN32)
+    setenv("TZ", "EST5", 1);
+    tzset();
+    EXPECT_EQ((time.ToLocalTime() - time).GetTicks(), -5 * 3600 * cSecond);
+    unsetenv("TZ");
+    tzset();
+#endif
 }
 
 TEST(DateTimes, AreSavedAsALittleEndianNumber)

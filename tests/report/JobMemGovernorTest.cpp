@@ -14,10 +14,10 @@ using CloseCounters = JobTest;
 constexpr std::uint64_t cMegabyte = 1 << 20;
 constexpr std::uint64_t cMost = std::numeric_limits<std::uint64_t>::max();
 
-HRESULT RequestOf(JobMemGovernor& ioGovernor, std::uint64_t iBytes)
+bool IsGranted(JobMemGovernor& ioGovernor, std::uint64_t iBytes)
 {
     QBase::wstring text;
-    return ioGovernor.Request(iBytes, text);
+    return ioGovernor.Request(iBytes, text) == S_OK;
 }
 
 std::string ReadCounters()
@@ -45,15 +45,15 @@ TEST_F(MemGovernor, GrantsTheLimitToAllThreadsTogetherAndNotOneByteMore)
         job->SetUserID({static_cast<DWORD>(iThread), 0, 0, {}});
         for (int request = 0; request < cRequests; ++request)
         {
-            if (RequestOf(*governor, 2) == S_OK && RequestOf(*governor, 3) == S_OK)
+            if (IsGranted(*governor, 2) && IsGranted(*governor, 3))
                 governor->Release(3);
             EXPECT_LE(governor->mUsedBytes, governor->mLimitBytes);
         }
         for (int request = 0; request < cRequests; ++request)
-            refused += RequestOf(*governor, 2) == S_OK ? 0 : 1;
+            refused += IsGranted(*governor, 2) ? 0 : 1;
     });
     EXPECT_GT(refused, 0);
-    EXPECT_EQ(RequestOf(*governor, 1), S_OK) << "the limit is odd";
+    EXPECT_TRUE(IsGranted(*governor, 1)) << "the limit is odd";
     EXPECT_EQ(governor->mUsedBytes, governor->mLimitBytes);
     EXPECT_EQ(governor->mPeakBytes, governor->mLimitBytes);
     EXPECT_TRUE(job->GetGovernorCancelFlag());
@@ -68,19 +68,19 @@ TEST_F(MemGovernor, KeepsItsPeakAndNeverOwes)
 {
     JobMemGovernor governor(cJobId);
     governor.mLimitBytes = 1000;
-    EXPECT_EQ(RequestOf(governor, 900), S_OK);
+    EXPECT_TRUE(IsGranted(governor, 900));
     governor.Release(700);
-    EXPECT_EQ(RequestOf(governor, 300), S_OK);
+    EXPECT_TRUE(IsGranted(governor, 300));
     EXPECT_EQ(governor.mUsedBytes, 500u);
     EXPECT_EQ(governor.mPeakBytes, 900u);
     governor.Release(501);
-    EXPECT_EQ(RequestOf(governor, 1000), S_OK) << "nothing is owed, and the limit itself is no hit";
+    EXPECT_TRUE(IsGranted(governor, 1000)) << "nothing is owed, and the limit itself is no hit";
     EXPECT_FALSE(governor.mbCancel);
-    EXPECT_EQ(RequestOf(governor, cMost), cMemoryRefused) << "the sum overflows";
+    EXPECT_FALSE(IsGranted(governor, cMost)) << "the sum overflows";
     EXPECT_TRUE(governor.mbCancel);
     EXPECT_EQ(governor.mUsedBytes, 1000u);
     governor.mbNotGoverned = true;
-    EXPECT_EQ(RequestOf(governor, cMost), S_OK);
+    EXPECT_TRUE(IsGranted(governor, cMost));
 }
 
 TEST_F(MemGovernor, SaysWhatItRefusesAndHowMuchIsLeft)
@@ -116,7 +116,7 @@ TEST_F(MemGovernor, ReportsAtTheFinishHowThePeakStandsToTheLimit)
     for (const auto& [taken, line] : rows)
     {
         JobMemGovernor governor(cJobId);
-        EXPECT_EQ(RequestOf(governor, taken), S_OK);
+        EXPECT_TRUE(IsGranted(governor, taken));
         governor.mLimitBytes = cMegabyte;
         governor.mbNotGoverned = taken == 3 * cMegabyte;
         governor.LogFinish(7);

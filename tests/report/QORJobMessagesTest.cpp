@@ -16,13 +16,13 @@ unsigned ReferencesOf(const QBase::PtrI<Object>& iObject)
     return iObject->Release();
 }
 
-/// What the getter gives; its reference is released again.
 template <class Message, class Getter>
-Message* Given(const JobPtr& iJob, Getter iGetter)
+QBase::PtrI<Message> Given(const JobPtr& iJob, Getter iGetter)
 {
     Message* message = nullptr;
+    EXPECT_EQ((iJob.Get()->*iGetter)(nullptr), E_POINTER);
     EXPECT_EQ((iJob.Get()->*iGetter)(&message), S_OK);
-    return QBase::PtrI<Message>::Adopt(message).Get();
+    return QBase::PtrI<Message>::Adopt(message);
 }
 
 } // namespace
@@ -33,14 +33,11 @@ TEST_F(ChannelRequests, AreListedInOrderAndUnlinkedOneByOne)
     const auto second = QMessage::NewChannel({});
     QORChannelRequest a(first.Get(), -5, 7);
     QORChannelRequest b(nullptr, 0, 2);
-    QORChannelRequest* found = &a;
+    QORChannelRequest* found = nullptr;
     for (const auto& channel : {first, second, second})
-    {
         a.set_Channel(channel.Get());
-        EXPECT_EQ(a.get_Channel().Get(), channel.Get());
-    }
-    EXPECT_EQ(ReferencesOf(first), 1u);
-    EXPECT_EQ(ReferencesOf(second), 2u);
+    EXPECT_EQ(a.get_Channel().Get(), second.Get());
+    EXPECT_EQ(ReferencesOf(first) * 10 + ReferencesOf(second), 12u);
     EXPECT_EQ(a.get_Cookie() * 10 + a.get_UserData(), 65);
 
     const JobPtr job = NewJob();
@@ -64,8 +61,6 @@ TEST_F(ChannelRequests, AreListedInOrderAndUnlinkedOneByOne)
     for (QORChannelRequest* request : {&b, &a})
         EXPECT_EQ(job->CompleteChannelRequest(request), S_OK);
     EXPECT_EQ(ReferencesOf(second), 2u) << "the request is its owner's";
-    a.set_Channel(nullptr);
-    EXPECT_EQ(ReferencesOf(second), 1u);
 }
 
 TEST_F(JobMessages, AreHeldOnceAndGivenWithAReference)
@@ -74,24 +69,22 @@ TEST_F(JobMessages, AreHeldOnceAndGivenWithAReference)
     const auto inBox = QMessage::NewServerMessage();
     const auto other = QMessage::NewServerMessage();
     const JobPtr job = NewJob();
-    EXPECT_EQ(job->GetInMessage(nullptr), E_POINTER);
-    EXPECT_EQ(job->GetInBoxMsgPtr(nullptr), E_POINTER);
     for (int time = 0; time < 2; ++time) // the same one again stays
     {
         EXPECT_EQ(job->SetInMessage(in.Get()), S_OK);
         EXPECT_EQ(job->SetInBoxMsgPtr(inBox.Get()), S_OK);
-        EXPECT_EQ(Given<ICKDXReadMessage>(job, &QORJob::GetInMessage), in.Get());
+        EXPECT_EQ(Given<ICKDXReadMessage>(job, &QORJob::GetInMessage).Get(), in.Get());
         EXPECT_EQ(ReferencesOf(in) * 10 + ReferencesOf(inBox), 22u);
     }
     for (const int status : {JobStoppedWithError, JobCancelled})
     {
         SetStatus(*job.Get(), status);
         EXPECT_EQ(job->SetInBoxMsgPtr(other.Get()), S_FALSE);
-        EXPECT_EQ(Given<CKDXServerMessage>(job, &QORJob::GetInBoxMsgPtr), inBox.Get());
+        EXPECT_EQ(Given<CKDXServerMessage>(job, &QORJob::GetInBoxMsgPtr).Get(), inBox.Get());
     }
     EXPECT_EQ(job->SetInBoxMsgPtr(nullptr), S_OK);
     EXPECT_EQ(job->SetInMessage(nullptr), S_OK);
-    EXPECT_EQ(Given<CKDXServerMessage>(job, &QORJob::GetInBoxMsgPtr), nullptr);
+    EXPECT_EQ(Given<CKDXServerMessage>(job, &QORJob::GetInBoxMsgPtr).Get(), nullptr);
     EXPECT_EQ(ReferencesOf(in) + ReferencesOf(inBox) + ReferencesOf(other), 3u);
 }
 
@@ -102,9 +95,8 @@ TEST_F(JobMessages, OfTheAnswerAreTheContexts)
     for (const auto getter : {&QORJob::GetOutMessage, &QORJob::GetErrMessage})
     {
         ICKDXWriteMessage* message = nullptr;
-        EXPECT_EQ((job.Get()->*getter)(nullptr), E_POINTER);
         job->SetProcessContext(nullptr);
-        EXPECT_EQ((job.Get()->*getter)(&message), S_OK);
+        EXPECT_FALSE(Given<ICKDXWriteMessage>(job, getter));
         job->SetProcessContext(&context);
         context.mCalls.clear();
         EXPECT_EQ((job.Get()->*getter)(&message), E_NOTIMPL) << "what the context says";
