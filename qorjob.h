@@ -1,6 +1,7 @@
 // The one header for users of the job library.
 #pragma once
 
+#include "context/CKDXProcessContext.h"
 #include "context/COMStatus.h"
 #include "context/Collaborators.h"
 #include "context/ICKDXProcessContext.h"
@@ -39,6 +40,7 @@
 #include "report/JobSourceNames.h"
 #include "report/QORChannelRequest.h"
 #include "report/QORJobBrowsingInfo.h"
+#include "report/QORJobError.h"
 #include "report/QORJobInfo.h"
 #include "report/QORJobInfoOld.h"
 #include "task/QORJobInitializer.h"

@@ -8,6 +8,8 @@
 #include "platform/ReservedSlots.h"
 #include "platform/Windows.h"
 
+class ICKDXProcessContext;
+
 /// {790AC401-5316-11D2-A0E9-0060083605BF}
 QORJOB_API extern const GUID IID_ICKDXSession;
 /// {EF46AF40-D019-11D2-9997-00600835E4A4}
@@ -73,6 +75,11 @@ public:
 protected:
     ~ICKDXObjectDefinition() = default;
 };
+
+/// The user's session that a context has, and the locale of its texts (the user's default one without a session, or
+/// where that doesn't tell).
+QBase::PtrI<ICKDXSession> SessionOf(ICKDXProcessContext& iContext);
+unsigned SessionLocaleOf(ICKDXProcessContext& iContext);
 
 // The next two have no ids: whoever puts ContextObjectO or ContextObjectD into a context puts just these.
 

@@ -22,6 +22,7 @@ class QORChannelRequest;
 class QorUserSession;
 class QORJobBrowsingInfo;
 class QORJobBrowsingInfo2;
+class QORJobError;
 class QORJobData;
 class QORJobInfo;
 class QORJobPUInfo;
@@ -291,6 +292,29 @@ public:
     /// QORJobData::CreateJobDataObject for this job.
     HRESULT CreateJobDataObject(int iId, QORJobData** oData) const;
 
+    // --- Errors: report/QORJobErrors.cpp -----------------------------------------------------------------------------
+
+    /// Makes the job an error job: status 4, its error code when it is the first, and only its current step, the one
+    /// that reports and the closing one left. Arguments of the error's text are streamed into the result, whose end
+    /// writes the error. The job is locked until then. Empty without memory; exceptions of strangers pass.
+    QSynch::SmartPtr<QORJobError, QBase::DeleteC<QORJobError>> GetJobErrorBuilder(HRESULT iCode);
+    /// The texts of all errors, parted by line feeds, in the language of the user's default locale. Without a context
+    /// or a message `oText` stays as it is.
+    HRESULT GetJobError(QBase::wstring& oText) const;
+    /// The same on the general heap: the caller frees it. Always 0; null without memory.
+    HRESULT GetJobError(WCHAR** oText) const;
+    /// Adds an error to those of the message, without any other effect. E_POINTER without a context or a message.
+    HRESULT UpdateJobError(const WCHAR* iSource, unsigned iCode, int iArgument);
+    /// Only ever writes false: the caller sets `obError` to true before.
+    HRESULT IsError(bool* obError) const;
+    /// That of the first error; 0 for none.
+    HRESULT GetErrCode(HRESULT* oCode) const;
+    /// 0 clears.
+    HRESULT SetComponentErrorCode(HRESULT iCode);
+    HRESULT GetComponentErrorCode(HRESULT* oCode) const;
+    /// The component's code, or the job's when that is 0.
+    HRESULT GetComponentErrorCodeEx(HRESULT* oCode) const;
+
     // --- Messages and channel requests: report/QORJobMessages.cpp ----------------------------------------------------
     // Setters of messages take a reference, getters add one for the caller; null clears, and is given when there is
     // none.
@@ -430,6 +454,12 @@ private:
 
     // --- Units -------------------------------------------------------------------------------------------------------
     void CountFirstStart() REQUIRES(mpLock);
+
+    // --- Errors ------------------------------------------------------------------------------------------------------
+    friend class QORJobError;
+    bool BecomeErrorJob(HRESULT iCode, int iReportingStepId) REQUIRES(mpLock);
+    bool CanDeadJobReport(HRESULT iCode, int iReportingStepId) const REQUIRES(mpLock);
+    HRESULT FindErrorMessage(QBase::PtrI<ICKDXWriteMessage>& oMessage) const REQUIRES(mpLock);
 
     // --- Messages ----------------------------------------------------------------------------------------------------
     HRESULT GetContextMessage(const char* iOperation, ICKDXWriteMessage** oMessage) const;

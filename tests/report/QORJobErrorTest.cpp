@@ -1,0 +1,219 @@
+// How an error turns a job into one that reports it and closes, and how the error reads afterwards.
+#include "context/CKDXProcessContext.h"
+#include "context/Collaborators.h"
+#include "platform/builtin/Settings.h"
+#include "report/QORJobError.h"
+#include "tests/support/JobTest.h"
+#include "tests/support/Messages.h"
+
+#include <stdexcept>
+
+namespace
+{
+
+constexpr auto cFailure = static_cast<HRESULT>(0x8004308E); // "... in %1 for job %2: %3"
+constexpr auto cOther = static_cast<HRESULT>(0x80043018);
+
+class JobError : public JobTest
+{
+protected:
+    JobError() { EXPECT_EQ(CreateProcessContext(mContext), S_OK); }
+
+    /// A job with a context that has a message to write errors into.
+    JobPtr NewErrorJob(const std::string& iTodo, int iStatus = JobExecuting)
+    {
+        const auto in = QMessage::NewReadMessage(nullptr, 0);
+        EXPECT_EQ(mContext->SetRequestIn(0, in.Get(), nullptr, nullptr, GUID_NULL), S_OK);
+        JobPtr job = NewJobWith(iTodo, iStatus);
+        EXPECT_EQ(job->SetProcessContext(mContext.Get()), S_OK);
+        TakeLog();
+        return job;
+    }
+
+    static std::string TextOf(const QORJob& iJob)
+    {
+        QBase::wstring text(W("-"));
+        EXPECT_EQ(iJob.GetJobError(text), S_OK);
+        return QBase::WideCharToUTF8(text);
+    }
+
+    QBase::PtrI<CKDXProcessContext> mContext;
+};
+
+} // namespace
+
+TEST_F(JobError, LeavesTheCurrentStepAndWhatReportsAndClosesUnlessTheJobHasEnded)
+{
+    struct Case
+    {
+        const char* mTodo;
+        int mStatus;
+        const char* mDone; // what a dead job has finished; null for a job that is alive
+        bool mbDelivery;
+        const char* mLeft;
+        bool mbWritten;
+    };
+    const Case cCases[] = {
+        {"3 4 5 2", 1, nullptr, false, "3 10 2", true}, {"3@7 4", 2, nullptr, true, "3 26 2", true},
+        {"2", 1, nullptr, false, "2 10", true},         {"10 4 2", 1, nullptr, false, "10 2", true},
+        {"", 0, nullptr, false, "10 2", true},          {"3 2", 4, nullptr, false, "3 2", false},
+        {"3 4 2", 5, nullptr, false, "3 4 2", false},   {"3 4 2", 6, nullptr, false, "3 4 2", false},
+        {"3 4 2", 3, nullptr, false, "3 10 2", true},   {"", 1, "3", false, "", false},
+        {"4 5", 1, "3", false, "4 10 2", true},         {"10 2", 1, "3", false, "10 2", false},
+        {"10 2", 1, "3", true, "10 26 2", true},        {"2 5", 1, "10", false, "2 5", false},
+        {"2 5", 1, "3", false, "2 5", false},
+    };
+    FakeSession unused;
+    for (const Case& one : cCases)
+    {
+        mContext->put_ContextObjectN(one.mbDelivery ? mContext.Get() : nullptr);
+        const JobPtr job = NewErrorJob(one.mDone != nullptr ? one.mDone : one.mTodo, one.mStatus);
+        if (one.mDone != nullptr)
+        {
+            bool bWas = false;
+            job->SetStepComplete();
+            Queue(*job.Get(), one.mTodo);
+            job->SetIAmDead(true, &bWas, StepNoMore);
+        }
+        TakeLog();
+        {
+            const auto error = job->GetJobErrorBuilder(cFailure);
+            EXPECT_EQ(error->GetCreationResult(), one.mbWritten ? S_OK : E_FAIL) << one.mTodo;
+            *error << W("here") << 7 << W("why");
+        }
+        const Texts lines = TakeLog();
+        EXPECT_EQ(lines.size(), std::string(one.mTodo) == "2 5" && std::string(one.mDone) == "3" ? 2u : 1u);
+        if (lines.size() == 2)
+            EXPECT_EQ(lines[1], "Error: QORJobError::QORJobError: when adding error 8004308e into job 4711, find job's "
+                                "last finished step is 3 but todo step is CloseJob step.");
+        EXPECT_EQ(Read(*job.Get(), &QORJob::GetStatus), 4) << "even of a job that had ended otherwise";
+        EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), one.mbWritten ? cFailure : S_OK);
+        EXPECT_EQ(TextOf(*job.Get()), one.mbWritten ? "An exception was thrown in here for job 7: why" : "");
+        EXPECT_EQ(DrainTodo(*job.Get()), Split(one.mLeft)) << one.mTodo;
+        EXPECT_EQ(job->SetProcessContext(nullptr), S_OK);
+    }
+}
+
+TEST_F(JobError, KeepsTheFirstErrorAndTakesMoreByUpdate)
+{
+    const JobPtr job = NewErrorJob("3 4 2");
+    bool bError = true;
+    HRESULT code = E_FAIL;
+    EXPECT_EQ(job->IsError(nullptr), E_POINTER);
+    EXPECT_EQ(job->IsError(&bError), S_OK);
+    EXPECT_FALSE(bError);
+    *job->GetJobErrorBuilder(cOther) << W("Climate");
+    *job->GetJobErrorBuilder(cFailure) << W("dropped");
+    EXPECT_EQ(job->IsError(&bError), S_OK);
+    EXPECT_FALSE(bError) << "it never says yes";
+    EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), cOther);
+    const auto message = Given(mContext, &ICKDXProcessContext::get_OutMessage);
+    EXPECT_EQ(message->get_ErrorCode(&code), S_OK);
+    EXPECT_EQ(code, cOther);
+    EXPECT_EQ(job->UpdateJobError(W("Kernel"), 0x8000FE24, 12), S_OK);
+    EXPECT_EQ(CodesIn(message), (Codes{0x80043018, 0x8000FE24}));
+    EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), cOther);
+
+    EXPECT_EQ(Read(*job.Get(), &QORJob::GetComponentErrorCode), S_OK);
+    EXPECT_EQ(Read(*job.Get(), &QORJob::GetComponentErrorCodeEx), cOther);
+    EXPECT_EQ(job->SetComponentErrorCode(E_FAIL), S_OK);
+    EXPECT_EQ(Read(*job.Get(), &QORJob::GetComponentErrorCodeEx), E_FAIL);
+    for (const auto getter :
+         {&QORJob::GetErrCode, &QORJob::GetComponentErrorCode, &QORJob::GetComponentErrorCodeEx})
+        EXPECT_EQ((job.Get()->*getter)(nullptr), E_POINTER);
+}
+
+TEST_F(JobError, ReadsInTheLanguageOfTheUser)
+{
+    const JobPtr job = NewErrorJob("3 4 2");
+    *job->GetJobErrorBuilder(cOther) << W("Climate");
+    const std::pair<unsigned, const char*> cTexts[] = {
+        {0x0409, "The request can't be processed now. It waits for project Climate."},
+        {0x0407, "Die Anforderung kann jetzt nicht bearbeitet werden. Sie wartet auf das Projekt Climate."},
+    };
+    const unsigned standard = QFormat::GetUserDefaultLCID();
+    for (const auto& [locale, text] : cTexts)
+    {
+        Settings::SetUserDefaultLCID(locale);
+        EXPECT_EQ(TextOf(*job.Get()), text);
+        WCHAR* copy = nullptr;
+        EXPECT_EQ(job->GetJobError(&copy), S_OK);
+        EXPECT_EQ(QBase::WideCharToUTF8(copy), text);
+        QBase::HeapFree(copy);
+    }
+    Settings::SetUserDefaultLCID(standard);
+}
+
+TEST_F(JobError, TakesEachTypeAsItsText)
+{
+    const JobPtr job = NewErrorJob("3");
+    WCHAR text[] = {'t', 0};
+    {
+        const auto error = job->GetJobErrorBuilder(E_FAIL);
+        *error << true << char(-1) << short(-2) << static_cast<unsigned char>(255) << static_cast<unsigned short>(65535);
+        *error << 5 << 6U << 7L << 0.5F << 0.25 << W("w") << text << static_cast<WCHAR*>(nullptr);
+        *error << QLog::Format::Hex << 255 << QLog::Format::Dec << 255 << GUID_NULL;
+    }
+    // Entries of a code without a text show their arguments; E_FAIL has one, so they are unpacked with another code.
+    EXPECT_EQ(TextOf(*job.Get()), "The operation failed.");
+}
+
+TEST_F(JobError, HoldsOffOtherThreadsUntilItGoes)
+{
+    const JobPtr job = NewErrorJob("3 4 2");
+    std::atomic<bool> bBuilt{false};
+    std::atomic<bool> bGone{false};
+    RunOnThreads(2, [&](int iThread) {
+        if (iThread == 0)
+        {
+            const auto error = job->GetJobErrorBuilder(cFailure);
+            bBuilt = true;
+            for (int i = 0; i < 1000; ++i)
+                std::this_thread::yield();
+            bGone = true;
+        }
+        else
+        {
+            while (!bBuilt)
+                std::this_thread::yield();
+            int status = 0;
+            EXPECT_EQ(job->GetStatus(&status), S_OK);
+            EXPECT_TRUE(bGone);
+            EXPECT_EQ(status, 4);
+        }
+    });
+}
+
+TEST_F(JobError, DoesWithoutContextMessageOrMemory)
+{
+    const JobPtr job = NewJobWith("3 4 2", 1);
+    QBase::wstring text(W("kept"));
+    EXPECT_EQ(job->UpdateJobError(W("Kernel"), 1, 2), E_POINTER);
+    EXPECT_EQ(job->GetJobErrorBuilder(cFailure)->GetCreationResult(), E_FAIL);
+    EXPECT_EQ(job->GetJobError(text), S_OK);
+    EXPECT_EQ(text, W("kept"));
+    EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), cFailure) << "the job is an error job all the same";
+
+    FakeProcessContext context; // has no message
+    context.mpDelivery = nullptr;
+    const JobPtr other = NewJobWith("3 4 2", 1);
+    other->SetProcessContext(&context);
+    EXPECT_EQ(other->UpdateJobError(W("Kernel"), 1, 2), E_NOTIMPL);
+    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    EXPECT_FALSE(other->GetJobErrorBuilder(cFailure));
+    EXPECT_EQ(Read(*other.Get(), &QORJob::GetStatus), 1) << "no builder, no change";
+    for (int nth = 3; nth <= 6; ++nth) // steps and their entries; the second is the hold on the lock
+    {
+        Faults::FailNth(Faults::EnumFault::Allocation, nth);
+        EXPECT_THROW(other->GetJobErrorBuilder(cFailure), std::bad_alloc);
+        SetStatus(*other.Get(), 1);
+    }
+    Faults::FailNth(Faults::EnumFault::Allocation, 0);
+    context.mOnCall = [](const std::string& iOperation) {
+        if (iOperation == "get_OutMessage" || iOperation == "get_ContextObjectN")
+            throw std::runtime_error("a fault");
+    };
+    EXPECT_THROW(other->GetJobErrorBuilder(cFailure), std::runtime_error);
+    context.mOnCall = {};
+    RunOnThreads(1, [&](int) { EXPECT_EQ(DrainTodo(*other.Get()), Split("3 4 2")) << "the lock is free"; });
+}
