@@ -16,6 +16,7 @@ namespace
 std::vector<QBase::wstring> MakeNames(int iCount)
 {
     std::vector<QBase::wstring> names;
+    names.reserve(static_cast<std::size_t>(iCount));
     for (int i = 0; i < iCount; ++i)
         names.push_back(QBase::UTF8ToWideChar("QORDataName" + std::to_string(i)));
     return names;
@@ -30,10 +31,10 @@ public:
             mNames.AddNameCopy(name.c_str(), -1);
     }
 
-    int FindId(const QBase::wstring& iName) const
+    int FindId(const WCHAR* iName) const
     {
         int id = -1;
-        mNames.NameToId(iName.c_str(), &id);
+        mNames.NameToId(iName, &id);
         return id;
     }
 
@@ -60,10 +61,9 @@ public:
         }
     }
 
-    int FindId(const QBase::wstring& iName) const
+    int FindId(const WCHAR* iName) const
     {
-        // As the registry is asked: with a pointer to the text.
-        const std::basic_string<WCHAR> name(iName.c_str());
+        const std::basic_string<WCHAR> name(iName);
         std::shared_lock lock(mMutex);
         const auto found = mIds.find(name);
         return found == mIds.end() ? -1 : found->second;
@@ -99,7 +99,7 @@ void MeasureLookups(benchmark::State& ioState)
     {
         next = (next + cStride) % texts.size();
         if constexpr (bByName)
-            benchmark::DoNotOptimize(names->FindId(texts[next]));
+            benchmark::DoNotOptimize(names->FindId(texts[next].c_str()));
         else
             benchmark::DoNotOptimize(names->FindName(static_cast<int>(next)));
     }
