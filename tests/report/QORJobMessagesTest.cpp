@@ -53,8 +53,6 @@ TEST_F(ChannelRequests, AreListedInOrderAndUnlinkedOneByOne)
     for (QORChannelRequest* request : {&a, &b, &a})
         EXPECT_EQ(job->AddChannelRequest(request), S_OK);
     EXPECT_EQ(listed(3), "aba");
-    EXPECT_EQ(job->GetChannelRequest(&found, -1), S_OK);
-    EXPECT_EQ(found, &a);
     EXPECT_EQ(job->CompleteChannelRequest(nullptr), E_INVALIDARG);
     EXPECT_EQ(job->CompleteChannelRequest(&a), S_OK);
     EXPECT_EQ(listed(2), "ba") << "the first of the two entries is gone";
@@ -86,20 +84,4 @@ TEST_F(JobMessages, AreHeldOnceAndGivenWithAReference)
     EXPECT_EQ(job->SetInMessage(nullptr), S_OK);
     EXPECT_EQ(Given<CKDXServerMessage>(job, &QORJob::GetInBoxMsgPtr).Get(), nullptr);
     EXPECT_EQ(ReferencesOf(in) + ReferencesOf(inBox) + ReferencesOf(other), 3u);
-}
-
-TEST_F(JobMessages, OfTheAnswerAreTheContexts)
-{
-    FakeProcessContext context;
-    const JobPtr job = NewJob();
-    for (const auto getter : {&QORJob::GetOutMessage, &QORJob::GetErrMessage})
-    {
-        ICKDXWriteMessage* message = nullptr;
-        job->SetProcessContext(nullptr);
-        EXPECT_FALSE(Given<ICKDXWriteMessage>(job, getter));
-        job->SetProcessContext(&context);
-        context.mCalls.clear();
-        EXPECT_EQ((job.Get()->*getter)(&message), E_NOTIMPL) << "what the context says";
-        EXPECT_EQ(context.mCalls, Texts{"get_OutMessage"});
-    }
 }
