@@ -94,7 +94,7 @@ void AddSteps(QBase::wstring& ioText, const QBase::list<QORJobStep*>& iSteps)
     for (const QORJobStep* step : iSteps)
         if (step != nullptr)
             AddLine(ioText, "\t\tStepId: %d, ThreadId: %d, PUId: %d, StepStartTime: %ls, StepFinishTime: %ls\n",
-                    Read(*step, &QORJobStep::GetId), Read(*step, &QORJobStep::GetThreadId),
+                    Read(*step, &QORJobStep::GetId), static_cast<int>(Read(*step, &QORJobStep::GetThreadId)),
                     Read(*step, &QORJobStep::GetPUId), Read(*step, &QORJobStep::GetStartTime),
                     Read(*step, &QORJobStep::GetFinishTime));
 }
@@ -212,8 +212,8 @@ void QORJob::AddState(QBase::wstring& ioText) const
     AddLine(ioText, "\tSubscription Owner: %ls\n", mSubscription.mOwner);
     AddLine(ioText, "\tSubscription Recipient: %ls\n", mSubscription.mRecipient);
     AddLine(ioText, "\tDestination: %ls\n", mSubscription.mDestination);
-    AddLine(ioText, "\tError Code: 0x%x\n", mErrorCode);
-    AddLine(ioText, "\tComponent Error Code: 0x%x\n", mComponentErrorCode);
+    AddLine(ioText, "\tError Code: 0x%x\n", static_cast<int>(mErrorCode));
+    AddLine(ioText, "\tComponent Error Code: 0x%x\n", static_cast<int>(mComponentErrorCode));
 }
 
 std::wostream* QORJob::WriteJobInfo(std::wostream& ioStream) const
