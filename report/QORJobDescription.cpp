@@ -5,7 +5,6 @@
 #include "platform/ComObject.h"
 #include "platform/QFormat.h"
 #include "platform/QLogRouter.h"
-#include "report/StrangerPtr.h"
 #include "task/KernelLog.h"
 
 namespace
@@ -23,33 +22,14 @@ constexpr unsigned cLeakTracing = 2;
 /// The flags that a leak trace tells apart: each is one more place of the kernel that holds the job.
 bool IsLeakFlag(unsigned iFlag) { return iFlag == 4 || iFlag == 8 || iFlag == 16 || iFlag == 32; }
 
-/// The session's locale, else the user's default one.
-unsigned LocaleIn(ICKDXProcessContext* iContext, int iJobId)
-{
-    const unsigned standard = QFormat::GetUserDefaultLCID();
-    IUnknown* found = nullptr;
-    if (iContext == nullptr || FAILED(iContext->get_ContextObjectA(&found)))
-        return standard;
-    StrangerPtr object(iJobId, QBase::PtrI<IUnknown>::Adopt(found));
-    StrangerPtr session(iJobId, QueryFor<ICKDXSession>(object.Get(), IID_ICKDXSession));
-    unsigned locale = standard;
-    if (session && FAILED(session->get_Locale(&locale)))
-        locale = standard;
-    session.LetGo();
-    object.LetGo();
-    return locale;
-}
-
 /// The definition of the report or the document that the context's instance works for; empty when there is none.
-QBase::PtrI<ICKDXObjectDefinition> DefinitionIn(ICKDXProcessContext& iContext, int iJobId)
+QBase::PtrI<ICKDXObjectDefinition> DefinitionIn(ICKDXProcessContext& iContext)
 {
-    StrangerPtr object(iJobId, InstanceObjectOf(iContext));
-    StrangerPtr instance(iJobId, ReportInstanceOf(object.Get()));
     IUnknown* found = nullptr;
+    const auto instance = ReportInstanceOf(InstanceObjectOf(iContext).Get());
     if (!instance || FAILED(instance->get_Object(&found)))
         return {};
-    StrangerPtr source(iJobId, QBase::PtrI<IUnknown>::Adopt(found));
-    return QueryFor<ICKDXObjectDefinition>(source.Get(), IID_ICKDXObjectDefinition);
+    return QueryFor<ICKDXObjectDefinition>(QBase::PtrI<IUnknown>::Adopt(found).Get(), IID_ICKDXObjectDefinition);
 }
 
 } // namespace
@@ -92,7 +72,8 @@ HRESULT QORJob::SetDescription()
         // The context is called under the lock on purpose: nobody meets a description that is half made.
         QSynch::CriticalSection::SmartLock lock(mpLock);
         mDescription.clear();
-        const unsigned locale = LocaleIn(mpProcessContext.Get(), mId);
+        const unsigned locale =
+            mpProcessContext ? SessionLocaleOf(*mpProcessContext.Get()) : QFormat::GetUserDefaultLCID();
         if (const auto bundle = QLogRouter::GetResourceBundle(locale))
             mDescription = bundle->FindMessage(GetJobStringIDFromRequestType(), locale, W(""));
         if (mpProcessContext && (IsReportRequest() || mRequestType == RequestDocument))
@@ -104,7 +85,7 @@ HRESULT QORJob::SetDescription()
 /// Notes which object the job runs, and its name behind the text of the request.
 void QORJob::DescribeObject(ICKDXProcessContext& iContext)
 {
-    StrangerPtr definition(mId, DefinitionIn(iContext, mId));
+    const auto definition = DefinitionIn(iContext);
     if (!definition)
         return;
     GUID id = GUID_NULL;
@@ -115,7 +96,6 @@ void QORJob::DescribeObject(ICKDXProcessContext& iContext)
     const Bstr name(text);
     if (SUCCEEDED(code) && name != nullptr)
         mDescription.append(name.get(), SysStringLen(name.get()));
-    definition.LetGo();
 }
 
 void QORJob::MarkJobTraceFlags(unsigned iFlag)
@@ -138,16 +118,5 @@ bool GetPrsContextLogFlag(QORJob* iJob)
         return false;
     ICKDXProcessContext* found = nullptr;
     iJob->GetProcessContext(&found);
-    StrangerPtr context(iJob->GetId(), QBase::PtrI<ICKDXProcessContext>::Adopt(found));
-    try
-    {
-        const bool bLogs = GetUsrContextLogFlag(context.Get());
-        context.LetGo();
-        return bLogs;
-    }
-    catch (...)
-    {
-        CodeOfExceptionInFlight("GetPrsContextLogFlag", iJob->GetId());
-        return false;
-    }
+    return GetUsrContextLogFlag(QBase::PtrI<ICKDXProcessContext>::Adopt(found).Get());
 }

@@ -2,7 +2,6 @@
 #include "context/ICKDXReportInstance.h"
 #include "job/QORJobRows.h"
 #include "platform/QPerfMon.h"
-#include "report/StrangerPtr.h"
 
 #include <utility>
 
@@ -18,23 +17,12 @@ HRESULT QORJob::SetGovernedControl(int iControl)
 /// 0 for a job without a report.
 int QORJob::GetExecutionKind() const
 {
-    QBase::PtrI<ICKDXProcessContext> current;
-    {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
-        current = mpProcessContext;
-    }
-    StrangerPtr context(mId, std::move(current));
+    const auto context = GetValue(mpProcessContext);
     if (!context)
         return 0;
-    StrangerPtr object(mId, InstanceObjectOf(*context.Get()));
-    StrangerPtr instance(mId, ReportInstanceOf(object.Get()));
     int kind = 0;
-    if (instance && FAILED(instance->get_ExecutionKind(&kind)))
-        kind = 0;
-    instance.LetGo();
-    object.LetGo();
-    context.LetGo();
-    return kind;
+    const auto instance = ReportInstanceOf(InstanceObjectOf(*context.Get()).Get());
+    return instance && SUCCEEDED(instance->get_ExecutionKind(&kind)) ? kind : 0;
 }
 
 HRESULT QORJob::UpdateJobCloseCounters()

@@ -1,6 +1,8 @@
 // How an error turns a job into one that reports it and closes, and how the error reads afterwards.
 #include "context/CKDXProcessContext.h"
 #include "context/Collaborators.h"
+#include "platform/QFormat.h"
+#include "platform/QLog.h"
 #include "platform/builtin/Settings.h"
 #include "report/QORJobError.h"
 #include "tests/support/JobTest.h"
@@ -63,7 +65,6 @@ TEST_F(JobError, LeavesTheCurrentStepAndWhatReportsAndClosesUnlessTheJobHasEnded
         {"10 2", 1, "3", true, "10 26 2", true},        {"2 5", 1, "10", false, "2 5", false},
         {"2 5", 1, "3", false, "2 5", false},
     };
-    FakeSession unused;
     for (const Case& one : cCases)
     {
         mContext->put_ContextObjectN(one.mbDelivery ? mContext.Get() : nullptr);
@@ -84,8 +85,10 @@ TEST_F(JobError, LeavesTheCurrentStepAndWhatReportsAndClosesUnlessTheJobHasEnded
         const Texts lines = TakeLog();
         EXPECT_EQ(lines.size(), std::string(one.mTodo) == "2 5" && std::string(one.mDone) == "3" ? 2u : 1u);
         if (lines.size() == 2)
-            EXPECT_EQ(lines[1], "Error: QORJobError::QORJobError: when adding error 8004308e into job 4711, find job's "
+        {
+            EXPECT_EQ(lines[1], "Error: QORJobError::QORJobError: when adding error 0x8004308E into job 4711, find job's "
                                 "last finished step is 3 but todo step is CloseJob step.");
+        }
         EXPECT_EQ(Read(*job.Get(), &QORJob::GetStatus), 4) << "even of a job that had ended otherwise";
         EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), one.mbWritten ? cFailure : S_OK);
         EXPECT_EQ(TextOf(*job.Get()), one.mbWritten ? "An exception was thrown in here for job 7: why" : "");
@@ -149,13 +152,14 @@ TEST_F(JobError, TakesEachTypeAsItsText)
     const JobPtr job = NewErrorJob("3");
     WCHAR text[] = {'t', 0};
     {
-        const auto error = job->GetJobErrorBuilder(E_FAIL);
+        const auto error = job->GetJobErrorBuilder(static_cast<HRESULT>(0x8004FFFF));
         *error << true << char(-1) << short(-2) << static_cast<unsigned char>(255) << static_cast<unsigned short>(65535);
         *error << 5 << 6U << 7L << 0.5F << 0.25 << W("w") << text << static_cast<WCHAR*>(nullptr);
         *error << QLog::Format::Hex << 255 << QLog::Format::Dec << 255 << GUID_NULL;
     }
-    // Entries of a code without a text show their arguments; E_FAIL has one, so they are unpacked with another code.
-    EXPECT_EQ(TextOf(*job.Get()), "The operation failed.");
+    // An error without a text shows its arguments.
+    EXPECT_EQ(TextOf(*job.Get()), "-?- 0x8004FFFF: true, -1, -2, 255, 65535, 5, 6, 7, 0.5, 0.25, w, t, , 0xFF, 255, "
+                                  "{00000000-0000-0000-0000-000000000000}");
 }
 
 TEST_F(JobError, HoldsOffOtherThreadsUntilItGoes)
@@ -195,7 +199,6 @@ TEST_F(JobError, DoesWithoutContextMessageOrMemory)
     EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), cFailure) << "the job is an error job all the same";
 
     FakeProcessContext context; // has no message
-    context.mpDelivery = nullptr;
     const JobPtr other = NewJobWith("3 4 2", 1);
     other->SetProcessContext(&context);
     EXPECT_EQ(other->UpdateJobError(W("Kernel"), 1, 2), E_NOTIMPL);
