@@ -9,6 +9,7 @@
 #include "report/JobMemGovernor.h"
 #include "task/KernelLog.h"
 
+#include <algorithm>
 #include <ctime>
 #include <new>
 
@@ -102,6 +103,7 @@ void QORJob::LogCreation() const
 
 QORJob::~QORJob()
 {
+    LetLeftoversGo();
     mpOwnedBuffer.reset();
     if (QORObjectInstanceCount* instances = QORObjectInstanceCount::GetObjectInstanceCount())
     {
@@ -110,7 +112,6 @@ QORJob::~QORJob()
         instances->DeleteObjectInstance(cInstanceCategory, this);
     }
     LogLine(EnumKernelRouter::JobTrace, "QORJob::QORJob Job:%1 destructed.", mId.Get());
-    LetGo(mpProcessContext); // there is one only where PreDestruct was cut short
     LetGo(mpUserSession);
 }
 
@@ -123,6 +124,19 @@ void QORJob::LetGo(QBase::PtrI<T>& ioObject)
             ioObject.Detach()->Release();
         return S_OK;
     });
+}
+
+/// The in-box message, and what PreDestruct held when a stranger cut it short. Items may live in the job's buffer: they
+/// go before it.
+void QORJob::LetLeftoversGo() NO_THREAD_SAFETY_ANALYSIS
+{
+    LetGo(mpInBoxMessage);
+    LetGo(mpProcessContext);
+    while (std::any_of(mData.begin(), mData.end(), [](const QORJobData* iData) { return iData != nullptr; }))
+        Boundary("Release", [&] {
+            LetDataGo();
+            return S_OK;
+        });
 }
 
 unsigned QORJob::AddRef()
@@ -159,8 +173,8 @@ unsigned QORJob::Release()
 void QORJob::EndInBuffer() NO_THREAD_SAFETY_ANALYSIS
 {
     QBase::Buffer* buffer = mpLocalBuffer;
+    LetLeftoversGo();
     mpOwnedLock.reset();
-    LetGo(mpProcessContext); // there is one only where PreDestruct was cut short
     LetGo(mpUserSession);
     buffer->Destroy();
 }

@@ -476,7 +476,10 @@ private:
     // --- The end: QORJobPreDestruct.cpp ------------------------------------------------------------------------------
     HRESULT PreDestruct();
     void LetOutsideGo();
+    void ProfileJob() const;
     void LetContextGo();
+    void LetDataGo();
+    void LetLeftoversGo();
     void MarkDead();
 };
 

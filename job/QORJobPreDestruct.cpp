@@ -1,10 +1,13 @@
 #include "context/ICKDXProcessContext.h"
 #include "context/ICKDXReportInstance.h"
+#include "data/QORJobData.h"
 #include "job/QORJobPUInfo.h"
 #include "job/QORJobRows.h"
 #include "job/QORJobStep.h"
 #include "platform/QPerfMon.h"
 #include "report/JobMemGovernor.h"
+#include "report/QORChannelRequest.h"
+#include "report/QORJobInfo.h"
 #include "task/KernelLog.h"
 
 namespace
@@ -20,6 +23,12 @@ void DeleteRecords(QBase::list<Record*>& ioRecords)
         delete record;
         record = nullptr;
     }
+}
+
+/// Set, and no relic of a clock that was off.
+bool IsOfOurTime(const QDataType::DateTime& iTime)
+{
+    return iTime != QDataType::DateTime(0.0) && iTime.GetYear() > 2000;
 }
 
 } // namespace
@@ -54,17 +63,47 @@ HRESULT QORJob::PreDestruct()
 void QORJob::LetOutsideGo() NO_THREAD_SAFETY_ANALYSIS
 {
     LogLine(EnumKernelRouter::JobTrace, "QORJob::Destructing: Job:%1", mId.Get());
+    if (mpMemGovernor != nullptr)
+        mpMemGovernor->LogFinish(mId);
     mpMemGovernor.reset();
+    ProfileJob();
     for (StepProfile& profile : mStepProfiles)
         QBase::HeapFree(std::exchange(profile.mpAgent, nullptr));
     mStepProfiles.clear();
+    DeleteRecords(mChannelRequests);
+    DeleteRecords(mFurtherRequests);
     DeleteRecords(mFinishedSteps);
     DeleteRecords(mTodoSteps);
     DeleteRecords(mUnits);
     if (IsReportRequest())
         QPerfMon::GetPerformanceMonitor()->Add(5, -1);
+    if (mpInMessage)
+        mpInMessage.Detach()->Release();
     LetContextGo();
+    LetDataGo();
     mpExecutingTask = nullptr;
+}
+
+/// Books the time that the job's steps took.
+void QORJob::ProfileJob() const
+{
+    QORJobInfo info;
+    GetJobInfo(&info);
+    unsigned milliseconds = 0; // 32 bits, as the sum has always been
+    // The newest step, in front, closes the job: it isn't counted.
+    for (int i = info.mFinishedCount - 1; i > 0; --i)
+    {
+        QDataType::DateTime start(0.0);
+        QDataType::DateTime finish(0.0);
+        const QORJobStep& step = info.mFinishedSteps[static_cast<std::size_t>(i)];
+        step.GetStartTime(&start);
+        step.GetFinishTime(&finish);
+        if (IsOfOurTime(start) && IsOfOurTime(finish))
+            milliseconds += static_cast<unsigned>((finish - start).GetTotalMilliseconds());
+    }
+    QPerfMon::QORProfiler* profiler = QPerfMon::GetQORProfiler();
+    profiler->AddElapsedTime(mProfileIndex, std::uint64_t{milliseconds} * 1000);
+    profiler->AddCount(mProfileIndex, 1);
 }
 
 /// Released by name, not by the pointers' destructors: what a stranger's Release throws is caught like all else.
@@ -81,6 +120,14 @@ void QORJob::LetContextGo() NO_THREAD_SAFETY_ANALYSIS
     mpProcessContext.Detach()->Release();
     if (object)
         object.Detach()->Release();
+}
+
+/// A slot is empty before its item is released: one that throws isn't released again.
+void QORJob::LetDataGo() NO_THREAD_SAFETY_ANALYSIS
+{
+    for (QORJobData*& slot : mData)
+        if (QORJobData* data = std::exchange(slot, nullptr))
+            data->Release();
 }
 
 void QORJob::MarkDead() NO_THREAD_SAFETY_ANALYSIS

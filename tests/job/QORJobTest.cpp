@@ -22,8 +22,6 @@ Counters ReadCounters()
     return counters;
 }
 
-QBase::Buffer* NewBuffer(std::size_t iReserve = 1 << 16) { return QBase::CreateBuffer(iReserve, 2, 4096, false); }
-
 /// Makes a job with one failure after the other, until there is none any more; returns how many there were.
 int FailEach(Faults::EnumFault iFault, FakeSession& ioSession, QBase::Buffer* iBuffer)
 {
@@ -156,7 +154,10 @@ TEST_F(Birth, PutsAllThatAJobHoldsIntoTheBufferOfItsCreator)
 
 TEST_F(End, CallsThePlatformInItsOrder)
 {
-    const Texts preDestruct = {"LogReference 0 1", "QPerfMon::PerformanceMonitor::Add 5 -1",
+    const Texts preDestruct = {"LogReference 0 1",
+                               "QPerfMon::QORProfiler::AddElapsedTime 0 0",
+                               "QPerfMon::QORProfiler::AddCount 0 1",
+                               "QPerfMon::PerformanceMonitor::Add 5 -1",
                                "QORObjectInstanceCount::DecreaseObjectInstanceCount 4",
                                "QORObjectInstanceCount::DeleteObjectInstance 4"};
     const Texts onHeap = {"QBase::Buffer::Destroy", "QORObjectInstanceCount::DecreaseObjectInstanceCount 4",

@@ -47,7 +47,10 @@ public:
 
     HRESULT Reset(int iValue) override
     {
-        mCalls.push_back("instance Reset " + std::to_string(iValue));
+        if (mOnReset)
+            mOnReset();
+        else
+            mCalls.push_back("instance Reset " + std::to_string(iValue));
         return S_OK;
     }
 
@@ -75,6 +78,7 @@ public:
         return mpObject == nullptr ? E_FAIL : S_OK;
     }
 
+    std::function<void()> mOnReset; ///< in place of the line that Reset writes: may throw
     bool mbHasInterface = true;
     IUnknown* mpObject = nullptr;
     HRESULT mKindCode = S_OK;

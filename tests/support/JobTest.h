@@ -45,6 +45,11 @@ inline Texts Join(Texts iFirst, const Texts& iSecond)
     return iFirst;
 }
 
+inline QBase::Buffer* NewBuffer(std::size_t iReserve = 1 << 16)
+{
+    return QBase::CreateBuffer(iReserve, 2, 4096, false);
+}
+
 inline QDataType::DateTime TimeOf(int iMilliseconds)
 {
     return QDataType::DateTime(45000.0) + QDataType::TimeSpan(static_cast<unsigned>(iMilliseconds));

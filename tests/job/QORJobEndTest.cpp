@@ -1,0 +1,188 @@
+// What a job settles as it ends, and what it leaves when a stranger throws meanwhile.
+#include "data/QORBinaryData.h"
+#include "platform/QMessage.h"
+#include "report/JobMemGovernor.h"
+#include "report/QORChannelRequest.h"
+#include "tests/support/JobTest.h"
+
+using End = JobTest;
+
+namespace
+{
+
+/// Counts what is left of strangers, and throws from the one call that it is told of.
+struct Strangers
+{
+    std::string mThrowing;
+    bool mbMessage = false;
+    int mAlive = 0;
+    Texts mCalls;
+
+    void Note(const std::string& iCall)
+    {
+        if (mCalls.empty() || mCalls.back() != iCall) // an item may be asked for its size more than once
+            mCalls.push_back(iCall);
+        if (iCall != mThrowing)
+            return;
+        mThrowing.clear();
+        if (mbMessage)
+            throw QBase::Message("no luck");
+        throw 1;
+    }
+};
+
+class Request final : public QORChannelRequest
+{
+public:
+    explicit Request(Strangers& ioStrangers) : QORChannelRequest(nullptr, 0, 0), mStrangers(ioStrangers)
+    {
+        ++mStrangers.mAlive;
+    }
+    ~Request() override
+    {
+        --mStrangers.mAlive;
+        mStrangers.mCalls.push_back("request");
+    }
+
+private:
+    Strangers& mStrangers;
+};
+
+class Item final : public QORBinaryData
+{
+public:
+    Item(int iId, Strangers& ioStrangers) : QORBinaryData(iId, nullptr, 0), mId(iId), mStrangers(ioStrangers) {}
+
+    HRESULT GetSaveObjSize(unsigned, unsigned* oSize) const override
+    {
+        mStrangers.Note("save item " + std::to_string(mId));
+        *oSize = 0;
+        return S_OK;
+    }
+
+    ULONG AddRef() override { return static_cast<ULONG>(++mStrangers.mAlive); }
+    ULONG Release() override
+    {
+        --mStrangers.mAlive;
+        mStrangers.Note("item " + std::to_string(mId));
+        return 0;
+    }
+
+private:
+    int mId;
+    Strangers& mStrangers;
+};
+
+class Message final : public ICKDXReadMessage
+{
+public:
+    explicit Message(Strangers& ioStrangers) : mStrangers(ioStrangers) {}
+
+    HRESULT QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
+    ULONG AddRef() override { return static_cast<ULONG>(++mStrangers.mAlive); }
+    ULONG Release() override
+    {
+        --mStrangers.mAlive;
+        mStrangers.Note("message");
+        return 0;
+    }
+    HRESULT CopyTo(IUnknown*) override { return E_NOTIMPL; }
+    HRESULT get_BlockStream(ICKDXReadBlockStream**) override { return E_NOTIMPL; }
+    HRESULT BelongsTo(IUnknown*) override { return E_NOTIMPL; }
+    HRESULT get_Content(IUnknown**) override { return E_NOTIMPL; }
+    HRESULT get_Item(IUnknown**) override { return E_NOTIMPL; }
+    HRESULT get_ErrorCode(HRESULT*) override { return E_NOTIMPL; }
+
+private:
+    Strangers& mStrangers;
+};
+
+PerfReadings::Profile JobProfile()
+{
+    for (const PerfReadings::Profile& profile : PerfReadings::GetProfiles())
+        if (profile.mName == "Job Execution")
+            return profile;
+    return {};
+}
+
+} // namespace
+
+TEST_F(End, BooksTheTimeOfAllStepsButTheNewest)
+{
+    // Finish times in milliseconds from a start at 0; of a step in another century, or without a time, none counts.
+    const std::tuple<std::vector<int>, double, unsigned> cCases[] = {
+        {{10, 10, 10}, 45000.0, 20},   {{10}, 45000.0, 0}, {{}, 45000.0, 0}, {{10, 10, 10}, 36525.0, 0},
+        {{5, 7, 11, 13}, 36893.0, 23},
+    };
+    for (const auto& [times, day, booked] : cCases)
+    {
+        const PerfReadings::Profile before = JobProfile();
+        JobPtr job = NewJobWith("");
+        for (const int time : times)
+        {
+            Queue(*job.Get(), "3");
+            Settings::SetClock(QDataType::DateTime(day));
+            job->SetStepStart(3, 1, nullptr);
+            Settings::SetClock(QDataType::DateTime(day) + QDataType::TimeSpan(static_cast<unsigned>(time)));
+            job->SetStepFinish(3, 1, nullptr);
+        }
+        job = {};
+        EXPECT_EQ(JobProfile().mMicroseconds - before.mMicroseconds, booked * 1000u) << day;
+        EXPECT_EQ(JobProfile().mCount - before.mCount, 1u);
+    }
+}
+
+TEST_F(End, ReportsThePeakOfItsMemory)
+{
+    for (const unsigned extra : {0u, 1u})
+    {
+        JobPtr job = NewJob();
+        const auto governor = job->GetMemGovernor();
+        governor->mLimitBytes = 1u << 20;
+        governor->mPeakBytes = (1u << 20) + extra;
+        TakeLog();
+        job = {};
+        const std::string line = TakeLog()[1];
+        EXPECT_EQ(line.find("has failed") != std::string::npos, extra != 0) << line;
+        EXPECT_EQ(governor.use_count(), 1);
+    }
+}
+
+TEST_F(End, LeavesNothingBehindWhicheverStrangerThrows)
+{
+    const Texts cOrder = {"save item 1",        "save item 4",      "request", "request", "message",
+                          "get_ContextObjectB", "instance Reset 0", "Release", "item 1",  "item 4"};
+    for (std::size_t thrower = 0; thrower <= cOrder.size(); ++thrower)
+        for (const bool bInBuffer : {false, true})
+        {
+            Strangers strangers;
+            FakeProcessContext context;
+            FakeReportInstance instance(strangers.mCalls);
+            Message message(strangers);
+            Item one(1, strangers);
+            Item four(4, strangers);
+            context.mpInstance = &instance;
+            JobPtr job = NewJob(RequestReport, nullptr, bInBuffer ? NewBuffer() : nullptr);
+            job->SetProcessContext(&context);
+            job->SetInMessage(&message);
+            job->AddChannelRequest(new Request(strangers));
+            job->AddChannelRequest(nullptr);
+            job->AddChannelRequest(new Request(strangers));
+            job->SetJobData(&one);
+            job->SetJobData(&four);
+            strangers.mCalls.clear();
+            TakeLog();
+            context.mOnCall = [&](const std::string& iCall) { strangers.Note(iCall); };
+            instance.mOnReset = [&] { strangers.Note("instance Reset 0"); };
+            strangers.mThrowing = thrower < cOrder.size() ? cOrder[thrower] : "";
+            strangers.mbMessage = thrower % 2 == 0;
+            PerfReadings::Reset();
+            EXPECT_EQ(job.Detach()->Release(), 0u);
+            EXPECT_EQ(strangers.mAlive, 0) << strangers.mThrowing;
+            EXPECT_EQ(context.mReferences + instance.mReferences, 0u);
+            EXPECT_EQ(PerfReadings::GetCounter(5), -1);
+            EXPECT_EQ(Texts(strangers.mCalls.begin(), strangers.mCalls.begin() + std::min(thrower + 1, cOrder.size())),
+                      Texts(cOrder.begin(), cOrder.begin() + std::min(thrower + 1, cOrder.size())));
+            context.mpGovernor.reset();
+        }
+}
