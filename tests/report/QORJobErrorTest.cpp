@@ -1,10 +1,11 @@
 // How an error turns a job into one that reports it and closes, and how the error reads afterwards.
+#include "report/QORJobError.h"
+
 #include "context/CKDXProcessContext.h"
 #include "context/Collaborators.h"
 #include "platform/QFormat.h"
 #include "platform/QLog.h"
 #include "platform/builtin/Settings.h"
-#include "report/QORJobError.h"
 #include "tests/support/JobTest.h"
 #include "tests/support/Messages.h"
 
@@ -86,8 +87,9 @@ TEST_F(JobError, LeavesTheCurrentStepAndWhatReportsAndClosesUnlessTheJobHasEnded
         EXPECT_EQ(lines.size(), std::string(one.mTodo) == "2 5" && std::string(one.mDone) == "3" ? 2u : 1u);
         if (lines.size() == 2)
         {
-            EXPECT_EQ(lines[1], "Error: QORJobError::QORJobError: when adding error 0x8004308E into job 4711, find job's "
-                                "last finished step is 3 but todo step is CloseJob step.");
+            EXPECT_EQ(lines[1],
+                      "Error: QORJobError::QORJobError: when adding error 0x8004308E into job 4711, find job's "
+                      "last finished step is 3 but todo step is CloseJob step.");
         }
         EXPECT_EQ(Read(*job.Get(), &QORJob::GetStatus), 4) << "even of a job that had ended otherwise";
         EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), one.mbWritten ? cFailure : S_OK);
@@ -121,8 +123,7 @@ TEST_F(JobError, KeepsTheFirstErrorAndTakesMoreByUpdate)
     EXPECT_EQ(Read(*job.Get(), &QORJob::GetComponentErrorCodeEx), cOther);
     EXPECT_EQ(job->SetComponentErrorCode(E_FAIL), S_OK);
     EXPECT_EQ(Read(*job.Get(), &QORJob::GetComponentErrorCodeEx), E_FAIL);
-    for (const auto getter :
-         {&QORJob::GetErrCode, &QORJob::GetComponentErrorCode, &QORJob::GetComponentErrorCodeEx})
+    for (const auto getter : {&QORJob::GetErrCode, &QORJob::GetComponentErrorCode, &QORJob::GetComponentErrorCodeEx})
         EXPECT_EQ((job.Get()->*getter)(nullptr), E_POINTER);
 }
 
@@ -153,7 +154,8 @@ TEST_F(JobError, TakesEachTypeAsItsText)
     WCHAR text[] = {'t', 0};
     {
         const auto error = job->GetJobErrorBuilder(static_cast<HRESULT>(0x8004FFFF));
-        *error << true << char(-1) << short(-2) << static_cast<unsigned char>(255) << static_cast<unsigned short>(65535);
+        *error << true << char(-1) << short(-2) << static_cast<unsigned char>(255)
+               << static_cast<unsigned short>(65535);
         *error << 5 << 6U << 7L << 0.5F << 0.25 << W("w") << text << static_cast<WCHAR*>(nullptr);
         *error << QLog::Format::Hex << 255 << QLog::Format::Dec << 255 << GUID_NULL;
     }
