@@ -69,8 +69,8 @@ HRESULT QORJob::AppendNewSteps(int iFirstId, int iSecondId)
         const int id = i == 0 ? iFirstId : iSecondId;
         if (id == StepNoMore)
             continue;
-        steps[i].reset(new QORJobStep(id));
-        if (steps[i] == nullptr)
+        steps[i] = std::make_unique<QORJobStep>(id);
+        if (steps[i] == nullptr) // the class's own `new` doesn't throw
             return E_OUTOFMEMORY;
         entries.push_back(steps[i].get());
     }

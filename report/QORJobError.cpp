@@ -8,7 +8,7 @@ QORJobError::QORJobError(QORJob& ioJob, HRESULT iCode) NO_THREAD_SAFETY_ANALYSIS
 {
     // The delivery object is asked for before the job is locked: it may take its time.
     const int reportingStepId = QORJob::FindReportingStep(ioJob.GetValue(ioJob.mpProcessContext).Get());
-    mpLock.reset(new LockHold(ioJob.mpLock));
+    mpLock = std::make_unique<LockHold>(ioJob.mpLock);
     if (!ioJob.BecomeErrorJob(iCode, reportingStepId))
         return;
     ICKDXWriteMessage* message = nullptr;
