@@ -3,7 +3,6 @@
 #include "data/QORNamedIdsList.h"
 #include "job/QORJobRows.h"
 #include "job/QORJobStep.h"
-#include "platform/ComObject.h"
 #include "platform/QFormat.h"
 #include "platform/QLogRouter.h"
 #include "report/QORJobError.h"

@@ -1,7 +1,5 @@
 #include "report/QORJobInfoOld.h"
 
-#include "job/RecordFields.h"
-
 #include <algorithm>
 
 namespace
