@@ -34,7 +34,8 @@ void Reply(ICKDXProcessContext& ioContext, QORChannel* iChannel, const QBase::ws
         if (iFailedProject != nullptr)
             packer << iFailedProject->c_str();
     }
-    if (reply->SetResult(iFailedProject != nullptr ? static_cast<HRESULT>(cRequestFailed) : cRequestDoneResult) == S_OK)
+    const HRESULT result = iFailedProject != nullptr ? static_cast<HRESULT>(cRequestFailed) : cRequestDoneResult;
+    if (SUCCEEDED(reply->SetResult(result)))
         reply->Send(iChannel); // a client that has gone gets none
     reply->Reset();
 }
