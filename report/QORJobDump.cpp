@@ -220,7 +220,7 @@ std::wostream* QORJob::WriteJobInfo(std::wostream& ioStream) const
 {
     const HRESULT code = Boundary("WriteJobInfo", [&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        ioStream << L"Job " << mId.Get() << L": Priority = " << mPriority << L", StepsCompleted = <";
+        ioStream << std::dec << L"Job " << mId.Get() << L": Priority = " << mPriority << L", StepsCompleted = <";
         WriteSteps(ioStream, mFinishedSteps);
         ioStream << L", StepsToDo = <";
         WriteSteps(ioStream, mTodoSteps);

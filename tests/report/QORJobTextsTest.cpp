@@ -160,7 +160,9 @@ TEST_F(JobTexts, SumTheJobUpInOneLine)
     {
         SetStatus(*job.Get(), status);
         stream.str(L"");
+        stream << std::hex; // as somebody left it
         EXPECT_EQ(job->WriteJobInfo(stream), &stream);
+        EXPECT_EQ(stream.flags() & std::ios::basefield, std::ios::dec);
         EXPECT_EQ(stream.str(), L"Job 4711: Priority = 5, StepsCompleted = <10 3 >,, StepsToDo = <2 >,, Data Items = "
                                 L"<QORDataMachineName  >, Source = 31, Type = 1a, CreationTime = " +
                                     local + L", WaitingTime = 0ms, Status: " + words[status] + L",  entered at " +
