@@ -38,7 +38,7 @@ struct QORProfileAgent;
 ///
 /// Threads: any, for every operation.
 /// Owns:    its step and visit records, one reference each to its user session, process context and memory governor.
-/// Errors:  return codes; only NewJob throws.
+/// Errors:  return codes; only NewJob and GetJobErrorBuilder throw.
 /// Locks:   one re-entrant lock of category 4. The process context is called under it where an operation says so.
 class QORJOB_API QORJob : private QORJobState
 {
@@ -208,7 +208,7 @@ public:
     HRESULT SetTimeOutPeriodInMilliseconds(unsigned iMilliseconds);
 
     // --- Cancel, pause, resume, hang: QORJobControl.cpp --------------------------------------------------------------
-    // The process context and its report instance are called under the job's lock.
+    // Cancel and PauseCurrentStep call the process context and its report instance under the job's lock.
 
     /// Leaves the current step and what reports and closes. A job that has ended only tells its context. Fails, with
     /// lists and status as they were, when the report instance does.
@@ -296,7 +296,7 @@ public:
 
     /// Makes the job an error job: status 4, its error code when it is the first, and only its current step, the one
     /// that reports and the closing one left. Arguments of the error's text are streamed into the result, whose end
-    /// writes the error. The job is locked until then. Empty without memory; exceptions of strangers pass.
+    /// writes the error. The job is locked until then. Empty without memory for it; exceptions pass.
     QSynch::SmartPtr<QORJobError, QBase::DeleteC<QORJobError>> GetJobErrorBuilder(HRESULT iCode);
     /// The texts of all errors, parted by line feeds, in the language of the user's default locale. Without a context
     /// or a message `oText` stays as it is.

@@ -1,4 +1,4 @@
-// What the operations of QORJob are made of: the exception boundary, and the rows of plain accessors. Private to job/.
+// What the operations of QORJob are made of: the exception boundary, and the rows of plain accessors. For bodies only.
 #pragma once
 
 #include "job/ExceptionBoundary.h"
