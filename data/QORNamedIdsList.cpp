@@ -214,8 +214,11 @@ HRESULT QORNamedIdsList::IndexToName(int iIndex, QBase::wstring& oName) const
 
 HRESULT QORNamedIdsList::IndexToNameCopy(int iIndex, WCHAR** oName) const
 {
+    if (oName == nullptr)
+        return E_POINTER;
     QSynch::RWLock::ReadHold hold(mpLock);
-    return DuplicateString(GetNameAt(iIndex), oName);
+    *oName = DuplicateString(GetNameAt(iIndex));
+    return S_OK;
 }
 
 HRESULT QORNamedIdsList::GetNameCount(int* oCount) const

@@ -51,6 +51,7 @@ public:
     HRESULT IndexToId(int iIndex, int* oId) const;
     HRESULT IndexToName(int iIndex, const WCHAR** oName) const;
     HRESULT IndexToName(int iIndex, QBase::wstring& oName) const;
+    /// Null too, and S_OK, without memory for the copy.
     HRESULT IndexToNameCopy(int iIndex, WCHAR** oName) const;
     /// Never writes `oCount`; see the body.
     HRESULT GetNameCount(int* oCount) const;

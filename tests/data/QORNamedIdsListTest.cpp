@@ -124,6 +124,9 @@ TEST_F(NamedIds, StayAsTheyWereWithoutMemory)
     EXPECT_EQ(names.AddNameCopy(W("x"), 1), E_INVALIDARG) << "a copy that isn't made counts as a null name";
     Faults::FailNth(Faults::EnumFault::Allocation, 1);
     EXPECT_EQ(names.IdToNameCopy(3, &copy), E_OUTOFMEMORY);
+    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    EXPECT_EQ(names.IndexToNameCopy(3, &copy), S_OK) << "with null";
+    EXPECT_EQ(copy, nullptr);
     Faults::FailNth(Faults::EnumFault::LockCreation, 1);
     EXPECT_THROW(QORNamedIdsList(), std::bad_alloc);
 }
