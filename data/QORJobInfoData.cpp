@@ -24,9 +24,9 @@ QORJobInfoData& QORJobInfoData::operator=(const QORJobData& iItem)
     unsigned id = 0;
     unsigned size = 0;
     iItem.GetId(&id);
-    mId = static_cast<int>(id);
-    mSize = 0;
     iItem.GetSaveObjSize(0, &size);
+    // All of the last item goes: this one may tell a size and write nothing.
+    *this = QORJobInfoData(static_cast<int>(id), nullptr, 0);
     if (size <= cCapacity || mId == cUnlimitedId)
         iItem.SaveObj(0, cCapacity, mData, &mSize);
     return *this;

@@ -19,12 +19,13 @@ public:
     /// Keeps the first 128 bytes. Null has none.
     QORJobInfoData(int iId, const void* iData, unsigned iSize);
     /// Asks the item for its id and its bytes. More than 128 bytes give a size of 0; an item of id 14 is asked all the
-    /// same, to save into 128 bytes, and the size that it then tells counts: past 128 there is nothing of it in here.
+    /// same, to save into 128 bytes, and the size that it then tells counts: past 128 nothing of it is in here, and all
+    /// bytes are zero.
     QORJobInfoData& operator=(const QORJobData& iItem);
 
     HRESULT GetId(int* oId) const;
     HRESULT GetSize(unsigned* oSize) const;
-    /// The address of the 128 bytes.
+    /// The address of the 128 bytes. They are all that may be read, whatever GetSize tells of an item of id 14.
     HRESULT GetData(const void** oData) const;
 
     // The record: id, size (32 bits each, little-endian), data. `iVersion` selects nothing.

@@ -31,8 +31,8 @@ TEST_F(InfoData, KeepWhatAnItemSavesInto128Bytes)
         const char* mBinary;
         const char* mText;
     } items[] = {
-        {3, 64, "3: 64, 5", "3: 128, 116"},    {3, 128, "3: 128, 5", "3: 0, 9"},        {3, 129, "3: 0, 9", "3: 0, 9"},
-        {14, 65, "14: 65, 5", "14: 128, 116"}, {14, 200, "14: 200, 9", "14: 128, 116"},
+        {3, 64, "3: 64, 5", "3: 128, 116"},    {3, 128, "3: 128, 5", "3: 0, 0"},        {3, 129, "3: 0, 0", "3: 0, 0"},
+        {14, 65, "14: 65, 5", "14: 128, 116"}, {14, 200, "14: 200, 0", "14: 128, 116"},
     };
     for (const auto& item : items)
     {
@@ -58,8 +58,8 @@ TEST_F(InfoData, SaveIdSizeAndData)
                                record.GetSaveObjSize(7, nullptr), QORJobInfoData().LoadObj(8, nullptr)})
         EXPECT_EQ(code, E_POINTER);
 
-    // The size of an item that wrote nothing: what isn't here is saved as zeros.
-    QORJobInfoData large;
+    // The size of an item that wrote nothing: what isn't here is saved as zeros, not as bytes of the item before.
+    QORJobInfoData large = record;
     large = Binary(14, Bytes(200, 5));
     Bytes zeros(208, 0);
     zeros[0] = 14;
