@@ -32,8 +32,11 @@ HRESULT QORJob::GetJobData(int iId, QORJobData** oData) const
     const HRESULT code = Boundary("GetJobData", [&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         const auto id = static_cast<unsigned>(iId);
-        if (id < mData.size())
-            *oData = QBase::PtrI<QORJobData>(mData[id]).Detach();
+        if (id >= mData.size())
+            return S_OK;
+        *oData = mData[id];
+        if (*oData != nullptr)
+            (*oData)->AddRef();
         return S_OK;
     });
     // One code for both kinds of exception here: callers test for it.

@@ -123,7 +123,7 @@ TEST_F(DataStore, SurvivesItemsThatThrow)
         QORJobData* found = &first;
         EXPECT_EQ(job->GetJobData(2, &found), static_cast<HRESULT>(0x8004308B)) << "for both kinds";
         EXPECT_EQ(TakeLog(), line("GetJobData"));
-        EXPECT_EQ(found, &first);
+        EXPECT_EQ(found, &second) << "handed out before the reference is taken";
         second.mThrowing = "";
     }
 }
