@@ -52,7 +52,7 @@ HRESULT QORComData::GetInterface(IUnknown** oInterface) const
 
 HRESULT QORComData::SetInterface(IUnknown* iInterface)
 {
-    Reset();
+    QORComData::Reset();
     mpInterface = QBase::PtrI<IUnknown>(iInterface).Detach();
     return S_OK;
 }

@@ -103,9 +103,9 @@ HRESULT QORJobData::InitJobDataNameIds()
             return E_OUTOFMEMORY;
         }
         const HRESULT code = AddOwnNames(*names);
-        QORNamedIdsList* none = nullptr;
         if (code != S_OK)
             return code;
+        QORNamedIdsList* none = nullptr;
         if (mJobDataNames.compare_exchange_strong(none, names.get()))
         {
             names.release();

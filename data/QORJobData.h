@@ -77,7 +77,8 @@ public:
     static HRESULT GetName(int iId, QBase::wstring& oName);
 
     /// Makes an empty string item in the job's buffer; E_INVALIDARG for any id but 0. Its count is 0. The buffer is
-    /// used without the job's lock: only one thread at a time may have the job make items.
+    /// used without the job's lock: only one thread at a time may have the job make items, and none while the job's own
+    /// lists grow.
     static HRESULT CreateJobDataObject(const QORJob* iJob, int iId, QORJobData** oData);
 
     // On the general heap, or in a buffer that keeps the memory until it goes. Without memory both give null.
