@@ -7,40 +7,35 @@ namespace
 
 using NamedIds = JobTest;
 
-/// "name=id" by index, where the lookup by name agrees.
+/// "name=id" by index, where the lookups by name agree.
 std::string Show(const QORNamedIdsList& iNames)
 {
     std::string shown;
     const WCHAR* name = nullptr;
-    int index = 0;
-    for (int id = 0, next = 0; iNames.IndexToName(next, &name) == S_OK && name != nullptr; ++next)
+    for (int id = 0, index = 0, next = 0; iNames.IndexToName(next, &name) == S_OK && name != nullptr; ++next)
     {
-        EXPECT_EQ(iNames.NameToId(name, &id), S_OK);
-        EXPECT_EQ(iNames.NameToIndex(name, &index), S_OK);
-        EXPECT_EQ(index, next);
+        EXPECT_TRUE(iNames.NameToId(name, &id) == S_OK && iNames.NameToIndex(name, &index) == S_OK && index == next);
         shown += TextOf(name) + "=" + std::to_string(id) + " ";
     }
-    EXPECT_EQ(iNames.NameToId(name, &index), S_OK);
-    EXPECT_EQ(index, -1) << "of no name";
     return shown;
 }
 
-/// What all lookups by one number give.
+/// What all lookups of one number give, as an id and as an index.
 std::string Find(const QORNamedIdsList& iNames, int iNumber)
 {
-    const WCHAR* names[2] = {W("x"), W("x")};
-    WCHAR* copies[2] = {};
-    QBase::wstring texts[2] = {W("x"), W("x")};
-    int numbers[2] = {77, 77};
-    for (const HRESULT code : {iNames.IdToName(iNumber, &names[0]), iNames.IdToName(iNumber, texts[0]),
-                               iNames.IdToNameCopy(iNumber, &copies[0]), iNames.IdToIndex(iNumber, &numbers[0]),
-                               iNames.IndexToName(iNumber, &names[1]), iNames.IndexToName(iNumber, texts[1]),
-                               iNames.IndexToNameCopy(iNumber, &copies[1]), iNames.IndexToId(iNumber, &numbers[1])})
-        EXPECT_EQ(code, S_OK);
     std::string found;
-    for (int side = 0; side < 2; ++side)
-        found += TextOf(names[side]) + " " + TextOf(texts[side].c_str()) + " " + TakeText(copies[side]) + " " +
-                 std::to_string(numbers[side]) + (side == 0 ? ", " : "");
+    for (const bool bId : {true, false})
+    {
+        const WCHAR* name = W("x");
+        WCHAR* copy = nullptr;
+        QBase::wstring text = W("x");
+        int number = 77;
+        EXPECT_EQ(bId ? iNames.IdToName(iNumber, &name) : iNames.IndexToName(iNumber, &name), S_OK);
+        EXPECT_EQ(bId ? iNames.IdToName(iNumber, text) : iNames.IndexToName(iNumber, text), S_OK);
+        EXPECT_EQ(bId ? iNames.IdToNameCopy(iNumber, &copy) : iNames.IndexToNameCopy(iNumber, &copy), S_OK);
+        EXPECT_EQ(bId ? iNames.IdToIndex(iNumber, &number) : iNames.IndexToId(iNumber, &number), S_OK);
+        found += TextOf(name) + " " + TextOf(text.c_str()) + " " + TakeText(copy) + " " + std::to_string(number) + ";";
+    }
     return found;
 }
 
@@ -49,54 +44,35 @@ std::string Find(const QORNamedIdsList& iNames, int iNumber)
 TEST_F(NamedIds, KeepTheirIndexAndTakeTheNewId)
 {
     QORNamedIdsList names;
-    const struct
-    {
-        const WCHAR* mName;
-        int mId;
-        const char* mShown;
-    } steps[] = {
-        {W("b"), -1, "b=0 "},          {W("a"), -7, "b=0 a=1 "},
-        {W("A"), 1, "b=0 a=1 A=1 "},   {W("b"), 9, "b=9 a=1 A=1 "},
-        {W("a"), -1, "b=9 a=3 A=1 "}, // the count, not its own index
-        {W(""), 3, "b=9 a=3 A=1 =3 "}, {W("ab"), 3, "b=9 a=3 A=1 =3 ab=3 "},
-    };
-    for (const auto& step : steps)
-    {
-        EXPECT_EQ(names.AddNameCopy(step.mName, step.mId), S_OK);
-        EXPECT_EQ(Show(names), step.mShown);
-    }
-    EXPECT_EQ(Find(names, 3), "ab ab ab 4,    3") << "of one id the highest index";
-    EXPECT_EQ(Find(names, 1), "A A A 2, a a a 3");
-    for (const int unknown : {-2, -1, 5, 0x7FFFFFFF})
-        EXPECT_EQ(Find(names, unknown), "(null)  (null) -1, (null)  (null) -1");
+    const std::pair<const WCHAR*, int> added[] = {{W("c"), -1}, {W("d"), -7}, {W("a"), 1}, {W("A"), 1}, {W("b"), 5},
+                                                  {W("b"), 9},  {W("a"), -1}, {W(""), 3},  {W("ab"), 3}};
+    for (const auto& [name, id] : added)
+        EXPECT_EQ(names.AddNameCopy(name, id), S_OK);
+    EXPECT_EQ(Show(names), "c=0 d=1 a=5 A=1 b=9 =3 ab=3 ") << "-1 gives the count, not the index that the name has";
+    EXPECT_EQ(Find(names, 3), "ab ab ab 6;A A A 1;") << "of one id the highest index";
+    for (const int unknown : {-2, -1, 7, 0x7FFFFFFF})
+        EXPECT_EQ(Find(names, unknown), "(null)  (null) -1;(null)  (null) -1;");
+
+    WCHAR* const given = QORNamedIdsList::DuplicateString(W("d"));
+    const WCHAR* stored = nullptr;
+    EXPECT_EQ(names.AddName(given, 2), S_OK);
+    EXPECT_EQ(names.AddName(given, 2), S_OK) << "the very pointer that is there";
+    EXPECT_EQ(names.IdToName(2, &stored), S_OK);
+    EXPECT_EQ(stored, given);
 }
 
 TEST_F(NamedIds, RefuseNullsAndGiveNoCount)
 {
     QORNamedIdsList names;
-    for (const HRESULT code : {names.NameToId(W("x"), nullptr), names.NameToIndex(W("x"), nullptr),
-                               names.IdToNameCopy(5, nullptr), names.IdToIndex(5, nullptr), names.IndexToId(0, nullptr),
-                               names.IndexToNameCopy(0, nullptr), names.GetNameCount(nullptr)})
-        EXPECT_EQ(code, E_POINTER);
+    int number = 77;
+    EXPECT_EQ(names.IndexToNameCopy(0, nullptr), E_POINTER);
     EXPECT_EQ(names.AddName(nullptr, 1), E_INVALIDARG);
     EXPECT_EQ(names.AddNameCopy(nullptr, 1), E_INVALIDARG);
-    int count = 77;
-    EXPECT_EQ(names.GetNameCount(&count), S_OK);
-    EXPECT_EQ(count, 77);
-}
-
-TEST_F(NamedIds, OwnTheVeryStringThatTheyAreGiven)
-{
-    QORNamedIdsList names;
-    WCHAR* const given = QORNamedIdsList::DuplicateString(W("a"));
-    for (WCHAR* name : {given, given, QORNamedIdsList::DuplicateString(W("a"))})
-    {
-        const WCHAR* stored = nullptr;
-        EXPECT_EQ(names.AddName(name, 4), S_OK);
-        EXPECT_EQ(names.IdToName(4, &stored), S_OK);
-        EXPECT_EQ(stored, name);
-    }
-    EXPECT_EQ(Show(names), "a=4 ");
+    EXPECT_EQ(names.GetNameCount(nullptr), E_POINTER);
+    EXPECT_EQ(names.GetNameCount(&number), S_OK);
+    EXPECT_EQ(number, 77);
+    EXPECT_EQ(names.NameToId(nullptr, &number), S_OK);
+    EXPECT_EQ(number, -1);
 }
 
 TEST_F(NamedIds, StayAsTheyWereWithoutMemory)
@@ -117,8 +93,7 @@ TEST_F(NamedIds, StayAsTheyWereWithoutMemory)
         }
         shown += name + "=" + std::to_string(added) + " ";
     }
-    EXPECT_EQ(Find(names, 0), "n0 n0 n0 0, n0 n0 n0 0");
-    EXPECT_EQ(Find(names, 17), "n17 n17 n17 17, n17 n17 n17 17");
+    EXPECT_EQ(Find(names, 0) + Find(names, 17), "n0 n0 n0 0;n0 n0 n0 0;n17 n17 n17 17;n17 n17 n17 17;");
     WCHAR* copy = nullptr;
     Faults::FailNth(Faults::EnumFault::Allocation, 1);
     EXPECT_EQ(names.AddNameCopy(W("x"), 1), E_INVALIDARG) << "a copy that isn't made counts as a null name";
@@ -150,7 +125,7 @@ TEST_F(NamedIds, AreReadWhileOthersRegister)
                 EXPECT_EQ(TakeText(copy), index < 0 ? "(null)" : name);
             }
         });
-        EXPECT_EQ(Find(names, 299), "n299 n299 n299 299, n299 n299 n299 299");
+        EXPECT_EQ(Find(names, 299), "n299 n299 n299 299;n299 n299 n299 299;");
     }
     EXPECT_EQ(EventTrace::Stop(), (Texts{"QSynch::CreateRWLock 27", "QSynch::DestroyRWLock 27"}));
 }
