@@ -29,6 +29,7 @@
 #include "platform/QLog.h"
 #include "platform/QLogRouter.h"
 #include "platform/QMessage.h"
+#include "platform/QORTask.h"
 #include "platform/QPerfMon.h"
 #include "platform/QRegistry.h"
 #include "platform/QResource.h"

@@ -144,6 +144,21 @@ struct DeleteC
     static void Dispose(T* iObject) { delete iObject; }
 };
 
+/// Stands for one module's memory governors in the base library's register, which knows it by its address.
+class QORJOB_API MemGovernorProxy
+{
+public:
+    constexpr MemGovernorProxy() noexcept = default;
+    MemGovernorProxy(const MemGovernorProxy&) = delete;
+    MemGovernorProxy& operator=(const MemGovernorProxy&) = delete;
+};
+
+/// The proxy stays the caller's and must stay registered no longer than it lives. Registering throws std::bad_alloc;
+/// a proxy that isn't registered is ignored by the other.
+/// Threads: any.
+QORJOB_API void RegisterMemGovernor(MemGovernorProxy& iProxy);
+QORJOB_API void UnregisterMemGovernor(MemGovernorProxy& iProxy) noexcept;
+
 /// The exception of the kernel libraries: a text (UTF-8) for the log.
 class QORJOB_API Message : public std::runtime_error
 {

@@ -52,7 +52,8 @@ protected:
 /// can't be made.
 QORJOB_API QBase::ReturnPtrI<Router> CreateRouter(const char* iComponent, const char* iName, int iLockCategory);
 
-/// Brings the logging library up with the first object and down with the last one.
+/// Brings the logging library up with the first object and down with the last one. Throws QBase::Message when it can't
+/// be brought up.
 class QORJOB_API Initializer
 {
 public:

@@ -54,6 +54,22 @@ QORJOB_API void EndProfileAgent(QORProfileAgent* iAgent) noexcept;
 
 } // namespace QPerfMon
 
+namespace QORPerformanceMonitor
+{
+
+/// Brings the performance monitor up with the first object and down with the last one. Throws QBase::Message when it
+/// can't be brought up.
+class QORJOB_API Initializer
+{
+public:
+    Initializer();
+    ~Initializer();
+    Initializer(const Initializer&) = delete;
+    Initializer& operator=(const Initializer&) = delete;
+};
+
+} // namespace QORPerformanceMonitor
+
 /// Live objects by category, as a number and as the registered objects themselves.
 class QORJOB_API QORObjectInstanceCount
 {

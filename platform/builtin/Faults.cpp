@@ -12,7 +12,7 @@ namespace Faults
 namespace
 {
 
-constexpr std::size_t cFaultCount = 3;
+constexpr std::size_t cFaultCount = 4;
 constexpr unsigned cCountingBit = 1u << cFaultCount;
 
 // Calls left until the one that fails; 0: none fails.

@@ -14,6 +14,7 @@ enum class EnumFault
     Allocation, ///< of the general heap and of arenas
     LockCreation,
     RouterCreation,
+    LibraryStart, ///< by an initialiser of the log, the performance monitor or the thread library
 };
 
 /// Lets the n-th call from now (1 is the next one) fail, once. 0 takes the fault back.

@@ -4,6 +4,7 @@
 #include "platform/builtin/Catalogue.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Faults.h"
+#include "platform/builtin/LibraryUsers.h"
 #include "platform/builtin/LogSinks.h"
 #include "platform/builtin/NeverDestroyed.h"
 
@@ -106,6 +107,7 @@ unsigned RouterBody::Release() noexcept
     const unsigned left = mReferences.fetch_sub(1, std::memory_order_acq_rel) - 1;
     if (left != 0)
         return left;
+    EventTrace::Note("QLog::~Router");
     {
         Routers& routers = GetRouters();
         const std::lock_guard hold(routers.mMutex);
@@ -232,6 +234,9 @@ QBase::ReturnPtrI<Router> CreateRouter(const char* iComponent, const char* iName
 
 Initializer::Initializer()
 {
+    if (Faults::IsDue(Faults::EnumFault::LibraryStart))
+        throw QBase::Message("The logging library can't be brought up.");
+    EventTrace::Note("QLog::Initializer");
     Uptime& uptime = GetUptime();
     const std::lock_guard hold(uptime.mMutex);
     const char* const list = uptime.mInitializers == 0 ? std::getenv("QORJOB_LOG") : nullptr;
@@ -245,6 +250,7 @@ Initializer::Initializer()
 
 Initializer::~Initializer()
 {
+    EventTrace::Note("QLog::~Initializer");
     Uptime& uptime = GetUptime();
     const std::lock_guard hold(uptime.mMutex);
     if (--uptime.mInitializers == 0)
@@ -252,6 +258,13 @@ Initializer::~Initializer()
 }
 
 } // namespace QLog
+
+unsigned LibraryUsers::GetLogUsers()
+{
+    QLog::Uptime& uptime = QLog::GetUptime();
+    const std::lock_guard hold(uptime.mMutex);
+    return uptime.mInitializers;
+}
 
 void LogSinks::Enable(const std::string& iComponent, const std::string& iName, bool ibEnabled)
 {

@@ -3,6 +3,8 @@
 #include "platform/QBase.h"
 #include "platform/builtin/CacheLines.h"
 #include "platform/builtin/EventTrace.h"
+#include "platform/builtin/Faults.h"
+#include "platform/builtin/LibraryUsers.h"
 #include "platform/builtin/NeverDestroyed.h"
 #include "platform/builtin/PerfReadings.h"
 
@@ -187,6 +189,8 @@ Pulses& GetPulses()
     return pulses.Get();
 }
 
+constinit std::atomic<unsigned> gUsers{0};
+
 } // namespace
 
 namespace QPerfMon
@@ -230,6 +234,27 @@ void EndProfileAgent(QORProfileAgent* iAgent) noexcept
 }
 
 } // namespace QPerfMon
+
+namespace QORPerformanceMonitor
+{
+
+Initializer::Initializer()
+{
+    if (Faults::IsDue(Faults::EnumFault::LibraryStart))
+        throw QBase::Message("The performance monitor can't be brought up.");
+    EventTrace::Note("QORPerformanceMonitor::Initializer");
+    ++gUsers;
+}
+
+Initializer::~Initializer()
+{
+    EventTrace::Note("QORPerformanceMonitor::~Initializer");
+    --gUsers;
+}
+
+} // namespace QORPerformanceMonitor
+
+unsigned LibraryUsers::GetPerformanceMonitorUsers() noexcept { return gUsers; }
 
 double GetPulseTimeStamp() noexcept
 {
