@@ -1,15 +1,17 @@
 #include "task/QORJobInitializer.h"
 
+#include "job/HeapObject.h"
+#include "platform/QORTask.h"
+#include "platform/QPerfMon.h"
 #include "task/KernelLog.h"
 
 #include <cstdio>
-#include <new>
 #include <thread>
 
 namespace KernelLog
 {
 
-std::array<std::atomic<QLog::Router*>, cRouterCount> gRouters{};
+constinit std::array<std::atomic<QLog::Router*>, cRouterCount> gRouters{};
 
 void ReportLostLine(const char* iTemplate) noexcept { std::fprintf(stderr, "qorjob: log line lost: %s\n", iTemplate); }
 
@@ -27,21 +29,20 @@ constexpr std::array<const char*, KernelLog::cRouterCount> cRouterNames = {
     "Fatal",       "Error",     "Warning",    "Info",          "Trace",
     "Scope Trace", "Job Trace", "Perf Trace", "Display Trace", "Memory Trace"};
 
-/// What the first initialiser builds; members go in reverse order.
-struct ModuleState
-{
-    QLog::Initializer mLog;
-    std::array<QBase::PtrI<QLog::Router>, KernelLog::cRouterCount> mRouters;
+// Not destroyed at exit: a static initialiser of another module may be the last one.
+constinit QBase::MemGovernorProxy gMemGovernorProxy;
 
-    ModuleState()
+/// Let go in reverse order, those made so far too when one can't be made.
+class Routers
+{
+public:
+    Routers()
     {
         for (std::size_t i = 0; i < KernelLog::cRouterCount; ++i)
             mRouters[i] = QLog::CreateRouter("Kernel", cRouterNames[i], cRouterLockCategory);
-        for (std::size_t i = 0; i < KernelLog::cRouterCount; ++i)
-            KernelLog::gRouters[i].store(mRouters[i].Get(), std::memory_order_release);
     }
 
-    ~ModuleState()
+    ~Routers()
     {
         for (std::size_t i = KernelLog::cRouterCount; i-- > 0;)
         {
@@ -50,11 +51,43 @@ struct ModuleState
         }
     }
 
-    ModuleState(const ModuleState&) = delete;
-    ModuleState& operator=(const ModuleState&) = delete;
+    Routers(const Routers&) = delete;
+    Routers& operator=(const Routers&) = delete;
+
+    /// Shows them to the log calls.
+    void Publish() const noexcept
+    {
+        for (std::size_t i = 0; i < KernelLog::cRouterCount; ++i)
+            KernelLog::gRouters[i].store(mRouters[i].Get(), std::memory_order_release);
+    }
+
+private:
+    std::array<QBase::PtrI<QLog::Router>, KernelLog::cRouterCount> mRouters;
 };
 
-std::atomic<int> gGuard{0};
+/// What the first initialiser builds, in this order; the members go in reverse order. It is of the general heap.
+class ModuleState : public HeapObject
+{
+public:
+    ModuleState()
+    {
+        QBase::RegisterMemGovernor(gMemGovernorProxy);
+        mRouters.Publish(); // when nothing can fail any more: no log call meets a router that is taken back
+    }
+
+    ~ModuleState() { QBase::UnregisterMemGovernor(gMemGovernorProxy); }
+
+    ModuleState(const ModuleState&) = delete;
+    ModuleState& operator=(const ModuleState&) = delete;
+
+private:
+    QLog::Initializer mLog;
+    Routers mRouters;
+    QORPerformanceMonitor::Initializer mPerformanceMonitor;
+    QORThreadSpace::Initializer mThreadSpace;
+};
+
+constinit std::atomic<int> gGuard{0};
 int gInitializerCount = 0; // changed only while the guard is held
 ModuleState* gpState = nullptr;
 
@@ -78,7 +111,7 @@ Initializer::Initializer()
 {
     GuardHold guard;
     if (gInitializerCount == 0)
-        gpState = new (std::nothrow) ModuleState; // null without memory: log lines then find no router
+        gpState = new ModuleState; // null without memory: log lines then find no router
     ++gInitializerCount;
 }
 

@@ -6,12 +6,15 @@
 namespace QORJOB
 {
 
-/// Every module that uses the job library holds one, typically as a static object: the first one makes the module's log
-/// routers, the last one lets them go.
+/// Every module that uses the job library holds one, typically as a static object: the first one brings up what the
+/// library works with and the module's log routers, the last one takes it down, in reverse order. Without memory for
+/// that the library works all the same, and logs nothing.
 ///
 /// Threads: any; set-up and teardown are serialised.
-/// Owns:    together, one reference to each router of the "Kernel" component.
-/// Errors:  the constructor passes on what the logging library throws; nothing is then up.
+/// Owns:    together, one reference to each router of the "Kernel" component, one initialiser each of the logging
+/// library,
+///          the performance monitor and the thread library, and the registration of the module's memory governors.
+/// Errors:  the constructor passes on what those throw; nothing is then up.
 /// Locks:   a spin guard of its own, held during set-up and teardown.
 class QORJOB_API Initializer
 {

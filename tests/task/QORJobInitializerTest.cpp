@@ -1,0 +1,77 @@
+#include "task/QORJobInitializer.h"
+
+#include "platform/builtin/EventTrace.h"
+#include "platform/builtin/Faults.h"
+#include "platform/builtin/LibraryUsers.h"
+#include "task/KernelLog.h"
+#include "tests/support/Threads.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+
+using Faults::EnumFault;
+using QORJOB::Initializer;
+
+/// Users of log, monitor and threads, proxies, and routers that are missing.
+static std::vector<std::size_t> Census()
+{
+    const auto missing = std::count(KernelLog::gRouters.begin(), KernelLog::gRouters.end(), nullptr);
+    return {LibraryUsers::GetLogUsers(), LibraryUsers::GetPerformanceMonitorUsers(),
+            LibraryUsers::GetThreadSpaceUsers(), LibraryUsers::GetMemGovernorCount(),
+            static_cast<std::size_t>(missing)};
+}
+
+/// What has gone since the trace was started, a letter each: proxy, threads, monitor, routers, log.
+static std::string TakeEnds()
+{
+    std::string ends;
+    for (const std::string& call : EventTrace::Stop())
+        if (call.find('~') != std::string::npos || call.find("Unreg") != std::string::npos)
+            ends += call.starts_with("QLog::~R") ? 'r' : call[3];
+    return ends;
+}
+
+static const std::vector<std::size_t> cUp{1, 1, 1, 1, 0}, cDown{0, 0, 0, 0, 10};
+static const std::string cEnds = "sTPrrrrrrrrrrg";
+
+TEST(Initializer, LeavesNothingUpWhereAMemberCannotBeMade)
+{
+    for (int made = 0; made <= 13; ++made)
+    {
+        // The log, ten routers, the monitor, the threads; the proxy's allocation comes behind that of the state itself.
+        if (made >= 1 && made <= 10)
+            Faults::FailNth(EnumFault::RouterCreation, made);
+        else
+            Faults::FailNth(made == 13 ? EnumFault::Allocation : EnumFault::LibraryStart,
+                            made == 13 ? 2 : std::max(1, made - 9));
+        EventTrace::Start();
+        EXPECT_ANY_THROW(const Initializer failing) << made;
+        EXPECT_EQ(TakeEnds(), cEnds.substr(14 - static_cast<std::size_t>(made)));
+        EXPECT_EQ(Census(), cDown) << made;
+        EventTrace::Start();
+        {
+            const Initializer first; // the guard is free and the count is right
+            static_cast<void>(Initializer());
+            EXPECT_EQ(Census(), cUp) << made;
+        }
+        EXPECT_EQ(TakeEnds(), cEnds);
+    }
+    Faults::FailNth(EnumFault::Allocation, 1);
+    const Initializer stateless;
+    EXPECT_EQ(Census(), cDown);
+    LogLine(EnumKernelRouter::Fatal, "nobody hears it");
+}
+
+TEST(Initializer, StartsAndStopsOnTwoThreads)
+{
+    RunOnThreads(2, [](int) {
+        for (int i = 0; i < 300; ++i)
+        {
+            const Initializer initializer;
+            ASSERT_EQ(Census(), cUp);
+        }
+    });
+    EXPECT_EQ(Census(), cDown);
+}
