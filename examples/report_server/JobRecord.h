@@ -1,14 +1,11 @@
-// What the kernel keeps of a request beside the job: its working data, and its history for the table of jobs.
+// What the kernel keeps of a request beside the job, its history for the table of jobs included.
 #pragma once
 
-#include "ReportDefinition.h"
 #include "Request.h"
-#include "Rows.h"
 #include "context/CKDXProcessContext.h"
 #include "qorjob.h"
 
 #include <chrono>
-#include <string>
 #include <vector>
 
 /// The processing units by the ids that the job knows them under.
@@ -39,11 +36,6 @@ struct JobRecord
     Request mRequest;                          ///< what the message says
     QBase::PtrI<QORJob> mpJob;
 
-    // Passed from step to step, and given back when the job closes.
-    ReportDefinition mReport;
-    std::string mSql;
-    Rows mRows;
-    std::string mError;
     bool mbAnswered = false;
 
     std::vector<UnitVisit> mVisits;

@@ -220,7 +220,7 @@ void Kernel::RunStep(const StepEntry& iStep, EnumUnit iUnit, Workplace& iWorkpla
     Expect(job.SetStepStart(iStep.mStepId, unitId, &task), "SetStepStart");
     const bool bFailed = FAILED(task.Run());
     if (bFailed)
-        Fail(iStep, ioRecord);
+        Fail(iStep, task.GetError(), ioRecord);
     Expect(job.SetStepFinish(iStep.mStepId, unitId, &task), "SetStepFinish");
     ioRecord.mStepsDone.push_back(iStep.mStepId);
     if (bFailed)
@@ -254,11 +254,11 @@ void Kernel::Exit(EnumUnit iUnit, JobRecord& ioRecord)
 }
 
 /// The job's status leaves it the steps that tell of the error and close it; dispatch comes to them by itself.
-void Kernel::Fail(const StepEntry& iStep, JobRecord& ioRecord)
+void Kernel::Fail(const StepEntry& iStep, const std::string& iReason, JobRecord& ioRecord)
 {
     const std::string step = StepNameOf(iStep.mStepId);
-    LogError(NameOf(ioRecord) + ": " + step + " failed: " + ioRecord.mError);
-    PackError(*ioRecord.mpContext.Get(), ioRecord.mId, step, ioRecord.mError);
+    LogError(NameOf(ioRecord) + ": " + step + " failed: " + iReason);
+    PackError(*ioRecord.mpContext.Get(), ioRecord.mId, step, iReason);
     Expect(ioRecord.mpJob->SetStatus(JobStoppedWithError, nullptr), "SetStatus");
     if (iStep.mStepId != StepSendingErrorMessage && iStep.mStepId != StepCloseJob)
         Expect(ioRecord.mpJob->AddStepAfterThis(StepSendingErrorMessage, nullptr), "AddStepAfterThis");

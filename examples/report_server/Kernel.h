@@ -57,7 +57,7 @@ private:
     void Enter(const StepEntry& iNextStep, JobRecord& ioRecord);
     void Start(EnumUnit iUnit, JobRecord& ioRecord);
     void Exit(EnumUnit iUnit, JobRecord& ioRecord);
-    void Fail(const StepEntry& iStep, JobRecord& ioRecord);
+    void Fail(const StepEntry& iStep, const std::string& iReason, JobRecord& ioRecord);
     void StopWork(JobRecord& ioRecord);
     void RemoveWork(JobRecord& ioRecord);
     void Abandon(JobRecord& ioRecord, const std::string& iReason);

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -40,3 +41,8 @@ struct Rows
     std::vector<std::string> mColumns;
     std::vector<std::vector<Value>> mRows;
 };
+
+/// The rows as one block, for those who can keep nothing else. FromBytes throws std::out_of_range for a block that
+/// ends too early.
+std::string ToBytes(const Rows& iRows);
+Rows FromBytes(std::string_view iBytes);

@@ -4,37 +4,43 @@
 #include "Answer.h"
 #include "Errors.h"
 #include "JobCalls.h"
+#include "JobItems.h"
+#include "ReportDefinition.h"
 #include "SqlGenerator.h"
 #include "TextTable.h"
 
 #include <array>
 #include <exception>
 #include <string>
-#include <utility>
 
 namespace
 {
 
 void GenerateSql(JobRecord& ioRecord, Workplace& iWorkplace)
 {
-    ioRecord.mReport = ParseReport(ioRecord.mRequest.mBody);
-    ioRecord.mSql = GenerateReportSql(ioRecord.mReport, iWorkplace.mWarehouse);
+    const std::string sql = GenerateReportSql(ParseReport(ioRecord.mRequest.mBody), iWorkplace.mWarehouse);
+    if (ioRecord.mRequest.mKind == EnumRequestKind::Sql)
+        StoreResult(*ioRecord.mpJob.Get(), sql + "\n");
+    else
+        StoreSql(*ioRecord.mpJob.Get(), sql);
 }
 
 void RunQuery(JobRecord& ioRecord, Workplace& iWorkplace)
 {
-    ioRecord.mRows = iWorkplace.mpConnection->Query(ioRecord.mSql);
-}
-
-void BrowseElements(JobRecord& ioRecord, Workplace& iWorkplace)
-{
-    ioRecord.mSql = GenerateElementSql(ParseElement(ioRecord.mRequest.mBody), iWorkplace.mWarehouse);
-    RunQuery(ioRecord, iWorkplace);
+    QORJob& job = *ioRecord.mpJob.Get();
+    StoreRows(job, iWorkplace.mpConnection->Query(ReadSql(job)));
 }
 
 void AnalyseRows(JobRecord& ioRecord, Workplace&)
 {
-    ioRecord.mRows = Analyse(ioRecord.mReport, std::move(ioRecord.mRows));
+    QORJob& job = *ioRecord.mpJob.Get();
+    StoreResult(job, ToTextTable(Analyse(ParseReport(ioRecord.mRequest.mBody), ReadRows(job))));
+}
+
+void BrowseElements(JobRecord& ioRecord, Workplace& iWorkplace)
+{
+    const std::string sql = GenerateElementSql(ParseElement(ioRecord.mRequest.mBody), iWorkplace.mWarehouse);
+    StoreResult(*ioRecord.mpJob.Get(), ToTextTable(iWorkplace.mpConnection->Query(sql)));
 }
 
 void Send(JobRecord& ioRecord)
@@ -45,8 +51,7 @@ void Send(JobRecord& ioRecord)
 
 void SendResult(JobRecord& ioRecord, Workplace&)
 {
-    const bool bSql = ioRecord.mRequest.mKind == EnumRequestKind::Sql;
-    PackResult(*ioRecord.mpContext.Get(), bSql ? ioRecord.mSql + "\n" : ToTextTable(ioRecord.mRows));
+    PackResult(*ioRecord.mpContext.Get(), ReadResult(*ioRecord.mpJob.Get()));
     Send(ioRecord);
 }
 
@@ -59,9 +64,6 @@ void Close(JobRecord& ioRecord, Workplace&)
     const int status = StatusOf(*ioRecord.mpJob.Get());
     if (status != JobStoppedWithError && status != JobStopped)
         Expect(ioRecord.mpJob->SetStatus(JobCompleted, nullptr), "SetStatus");
-    ioRecord.mReport = {};
-    ioRecord.mSql.clear();
-    ioRecord.mRows = {};
 }
 
 constexpr std::array cSteps = {
@@ -91,7 +93,7 @@ HRESULT StepTask::Run()
     }
     catch (const std::exception& error)
     {
-        mRecord.mError = error.what();
+        mError = error.what();
         SetStatus(JobTaskStatusAborted, nullptr);
         return E_FAIL;
     }

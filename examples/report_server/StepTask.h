@@ -6,6 +6,7 @@
 #include "Warehouse.h"
 #include "qorjob.h"
 
+#include <string>
 #include <vector>
 
 /// What the thread that runs a step has to work with.
@@ -18,7 +19,7 @@ struct Workplace
 /// Runs one step of one job.
 ///
 /// Threads: the one that has the job.
-/// Errors:  Run gives E_FAIL, sets the task aborted, and leaves the reason in the record.
+/// Errors:  Run gives E_FAIL, sets the task aborted, and keeps the reason.
 class StepTask : public QORJobTask
 {
 public:
@@ -27,11 +28,14 @@ public:
     StepTask(JobRecord& ioRecord, Workplace& iWorkplace, Work iWork);
 
     HRESULT Run() override;
+    /// Why it failed.
+    const std::string& GetError() const { return mError; }
 
 private:
     JobRecord& mRecord;
     Workplace& mWorkplace;
     Work mpWork;
+    std::string mError;
 };
 
 /// Which unit runs a step, and how.

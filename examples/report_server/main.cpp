@@ -1,6 +1,7 @@
 // A small analytics server: reads requests from a file and runs each as a job.
 #include "Client.h"
 #include "Errors.h"
+#include "JobItems.h"
 #include "JobTable.h"
 #include "Kernel.h"
 #include "Options.h"
@@ -47,6 +48,7 @@ int Serve(const Options& iOptions)
 {
     StopSignal::Install();
     const QORJOB::Initializer initializer;
+    NameJobItems();
     if (!iOptions.mLogRouters.empty())
         SwitchLogOn(iOptions.mLogRouters);
     if (iOptions.mbProfile)
