@@ -11,6 +11,9 @@ namespace
 /// "An exception was thrown in %1 for job %2: %3", in the catalogue of the kernel.
 constexpr auto cJobException = static_cast<HRESULT>(0x8004308E);
 
+/// "The job was cancelled."
+constexpr auto cJobCancelled = static_cast<HRESULT>(0x80043014);
+
 /// The context makes it from the request's message at the first call; so it goes to whoever sent that.
 QBase::PtrI<CKDXServerMessage> AnswerOf(ICKDXProcessContext& ioContext)
 {
@@ -23,6 +26,19 @@ QBase::PtrI<CKDXServerMessage> AnswerOf(ICKDXProcessContext& ioContext)
     return answer;
 }
 
+/// The code and the arguments travel; the client makes the text of them, in its own language.
+template <class... Arguments>
+void PackCode(ICKDXProcessContext& ioContext, HRESULT iCode, const Arguments&... iArguments)
+{
+    const QBase::PtrI<CKDXServerMessage> answer = AnswerOf(ioContext);
+    Expect(answer->Reset(), "Reset");
+    {
+        QORMessagePacker packer(answer.Get(), W("Kernel"), static_cast<unsigned>(iCode));
+        static_cast<void>((packer << ... << iArguments));
+    }
+    Expect(answer->SetResult(iCode), "SetResult");
+}
+
 } // namespace
 
 void PackResult(ICKDXProcessContext& ioContext, const std::string& iText)
@@ -32,13 +48,10 @@ void PackResult(ICKDXProcessContext& ioContext, const std::string& iText)
 
 void PackError(ICKDXProcessContext& ioContext, int iJobId, const std::string& iWhere, const std::string& iReason)
 {
-    const QBase::PtrI<CKDXServerMessage> answer = AnswerOf(ioContext);
-    Expect(answer->Reset(), "Reset");
-    // The code and the arguments travel; the client makes the text of them, in its own language.
-    QORMessagePacker(answer.Get(), W("Kernel"), static_cast<unsigned>(cJobException))
-        << std::string_view(iWhere) << iJobId << std::string_view(iReason);
-    Expect(answer->SetResult(cJobException), "SetResult");
+    PackCode(ioContext, cJobException, std::string_view(iWhere), iJobId, std::string_view(iReason));
 }
+
+void PackCancelled(ICKDXProcessContext& ioContext) { PackCode(ioContext, cJobCancelled); }
 
 void SendAnswer(ICKDXProcessContext& ioContext, QORChannel& ioClient)
 {

@@ -6,22 +6,6 @@
 
 #include <algorithm>
 
-namespace
-{
-
-/// In the language of the user's session; the server needs to know that for its own texts only.
-std::string ReadAnswer(ICKDXReadMessage& iAnswer, unsigned iLocale)
-{
-    HRESULT code = S_OK;
-    Expect(iAnswer.get_ErrorCode(&code), "get_ErrorCode");
-    std::string text;
-    for (const Entry& entry : UnpackEntries(iAnswer, iLocale))
-        text += FAILED(code) ? "error: " + entry.mText + "\n" : entry.mText;
-    return text;
-}
-
-} // namespace
-
 Client::Client(std::ostream& ioStream)
     : mStream(ioStream),
       mpChannel(QMessage::NewChannel([this](ICKDXReadMessage* iAnswer) { return Receive(*iAnswer); }))
@@ -65,6 +49,7 @@ HRESULT Client::Receive(ICKDXReadMessage& iAnswer)
     });
     if (sent == mSent.end())
         return E_INVALIDARG;
+    // In the language of the user's session; the server needs to know that for its own texts only.
     sent->mAnswer = ReadAnswer(iAnswer, sent->mRequest.mLocale);
     for (; mNext < mSent.size() && mSent[mNext].mAnswer; ++mNext)
         Write(mSent[mNext], mNext);

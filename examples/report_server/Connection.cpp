@@ -27,6 +27,25 @@ Value ReadValue(sqlite3_stmt* iStatement, int iColumn)
     return Value(text == nullptr ? std::string() : std::string(text, length));
 }
 
+/// Has SQLite ask, each time that it has worked for a moment, whether it is to go on.
+class StopQuestion
+{
+public:
+    StopQuestion(sqlite3* iDatabase, const std::function<bool()>& iIsToStop) : mpDatabase(iDatabase)
+    {
+        constexpr int cInstructions = 10'000; // less than a millisecond
+        sqlite3_progress_handler(mpDatabase, cInstructions, Ask, const_cast<std::function<bool()>*>(&iIsToStop));
+    }
+    ~StopQuestion() { sqlite3_progress_handler(mpDatabase, 0, nullptr, nullptr); }
+    StopQuestion(const StopQuestion&) = delete;
+    StopQuestion& operator=(const StopQuestion&) = delete;
+
+private:
+    static int Ask(void* iIsToStop) { return (*static_cast<const std::function<bool()>*>(iIsToStop))() ? 1 : 0; }
+
+    sqlite3* mpDatabase;
+};
+
 } // namespace
 
 Connection::Connection(const std::string& iUri, EnumAccess iAccess)
@@ -50,8 +69,9 @@ void Connection::Execute(const std::string& iSql)
     }
 }
 
-Rows Connection::Query(const std::string& iSql)
+Rows Connection::Query(const std::string& iSql, const std::function<bool()>& iIsToStop)
 {
+    const StopQuestion question(mpDatabase.get(), iIsToStop);
     const Statement statement = Prepare(iSql);
     const int columns = sqlite3_column_count(statement.get());
     Rows rows;

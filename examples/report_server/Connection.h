@@ -5,6 +5,7 @@
 
 #include <sqlite3.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,7 +24,8 @@ public:
     Connection(const std::string& iUri, EnumAccess iAccess);
 
     void Execute(const std::string& iSql);
-    Rows Query(const std::string& iSql);
+    /// `iIsToStop` is asked all the while: when it says so, the query ends with an error. It must not throw.
+    Rows Query(const std::string& iSql, const std::function<bool()>& iIsToStop);
 
     /// Runs `iSql`, an INSERT with as many `?` as a row has values, once a row.
     void InsertAll(const std::string& iSql, const std::vector<std::vector<Value>>& iRows);

@@ -28,3 +28,5 @@ int StatusOf(const QORJob& iJob)
     Expect(iJob.GetStatus(&status), "GetStatus");
     return status;
 }
+
+bool IsEnded(int iStatus) { return iStatus >= JobCompleted && iStatus <= JobStopped; }

@@ -22,3 +22,5 @@ std::string StepNameOf(int iStepId);
 HRESULT GiveText(const std::string& iText, BSTR* oText);
 
 int StatusOf(const QORJob& iJob);
+/// Completed, failed, cancelled or stopped: what is left of the job is told to the client and closed.
+bool IsEnded(int iStatus);

@@ -1,5 +1,6 @@
 #include "JobTable.h"
 
+#include "Text.h"
 #include "TextTable.h"
 
 #include <algorithm>
@@ -17,6 +18,8 @@ const char* StatusText(int iStatus)
     {
     case JobCompleted:
         return "completed";
+    case JobCancelled:
+        return "cancelled";
     case JobStopped:
         return "stopped";
     default:
@@ -34,7 +37,7 @@ struct Journey
 
 Journey Travel(const std::vector<UnitVisit>& iVisits)
 {
-    constexpr UnitVisit::Moment cUnset{};
+    constexpr Moment cUnset{};
     Journey journey;
     for (const UnitVisit& visit : iVisits)
     {
@@ -45,6 +48,19 @@ Journey Travel(const std::vector<UnitVisit>& iVisits)
             journey.mRunning += visit.mExit - visit.mStart;
     }
     return journey;
+}
+
+/// Each document's children behind it.
+std::vector<const JobRecord*> WithChildren(const std::deque<JobRecord>& iRecords)
+{
+    std::vector<const JobRecord*> jobs;
+    for (const JobRecord& record : iRecords)
+    {
+        jobs.push_back(&record);
+        for (const JobRecord& child : record.mChildren)
+            jobs.push_back(&child);
+    }
+    return jobs;
 }
 
 std::string StepText(const std::vector<int>& iSteps)
@@ -60,36 +76,41 @@ std::string StepText(const std::vector<int>& iSteps)
 std::string MakeJobTable(const std::deque<JobRecord>& iRecords)
 {
     const std::vector<TextColumn> columns = {
-        {"job", true},     {"kind", false},  {"user", false},      {"project", false},   {"priority", true},
-        {"status", false}, {"units", false}, {"waiting ms", true}, {"running ms", true}, {"steps done", false},
+        {"job", true},
+        {"kind", false},
+        {"user", false},
+        {"project", false},
+        {"priority", true},
+        {"status", false},
+        {"units", false},
+        {"waiting ms", true},
+        {"running ms", true},
+        {"steps done", false},
+        {"what was done to it", false},
     };
     std::vector<std::vector<std::string>> lines;
-    for (const JobRecord& record : iRecords)
+    for (const JobRecord* record : WithChildren(iRecords))
     {
-        const Journey journey = Travel(record.mVisits);
-        const Request& request = record.mRequest;
-        lines.push_back({std::to_string(record.mId), ToText(request.mKind), request.mUser, request.mProject,
-                         std::to_string(request.mPriority), StatusText(record.mFinalStatus), journey.mUnits,
+        const Journey journey = Travel(record->mVisits);
+        const Request& request = record->mRequest;
+        lines.push_back({std::to_string(record->mId), ToText(request.mKind), request.mUser, request.mProject,
+                         std::to_string(request.mPriority), StatusText(record->mFinalStatus), journey.mUnits,
                          FormatDecimals(journey.mWaiting.count(), 2), FormatDecimals(journey.mRunning.count(), 2),
-                         StepText(record.mStepsDone)});
+                         StepText(record->mStepsDone), Join(record->mNotes, ", ")});
     }
     return ToTextTable(columns, lines);
 }
 
-std::size_t CountJobs(const std::deque<JobRecord>& iRecords, int iStatus)
-{
-    return static_cast<std::size_t>(
-        std::count_if(iRecords.begin(), iRecords.end(),
-                      [iStatus](const JobRecord& iRecord) { return iRecord.mFinalStatus == iStatus; }));
-}
-
 std::string MakeSummary(const std::deque<JobRecord>& iRecords, std::size_t iBadLines)
 {
-    std::string text = std::to_string(iRecords.size()) + (iRecords.size() == 1 ? " job" : " jobs");
+    const std::vector<const JobRecord*> all = WithChildren(iRecords);
+    std::string text = std::to_string(all.size()) + (all.size() == 1 ? " job" : " jobs");
     const char* separator = ": ";
-    for (const int status : {JobCompleted, JobStoppedWithError, JobStopped})
+    for (const int status : {JobCompleted, JobStoppedWithError, JobCancelled, JobStopped})
     {
-        if (const std::size_t jobs = CountJobs(iRecords, status); jobs != 0)
+        const auto jobs = std::count_if(all.begin(), all.end(),
+                                        [status](const JobRecord* iRecord) { return iRecord->mFinalStatus == status; });
+        if (jobs != 0)
         {
             text += separator + std::to_string(jobs) + " " + StatusText(status);
             separator = ", ";

@@ -7,10 +7,8 @@
 #include <deque>
 #include <string>
 
-/// A line a job. Times vary from run to run; the rest of it too once jobs were stopped.
+/// A line a job, children included. Times vary from run to run; the rest of it too once jobs were stopped.
 std::string MakeJobTable(const std::deque<JobRecord>& iRecords);
-
-std::size_t CountJobs(const std::deque<JobRecord>& iRecords, int iStatus);
 
 /// "12 jobs: 10 completed, 2 stopped with error"
 std::string MakeSummary(const std::deque<JobRecord>& iRecords, std::size_t iBadLines);

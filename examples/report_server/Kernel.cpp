@@ -3,63 +3,12 @@
 #include "Answer.h"
 #include "Errors.h"
 #include "JobCalls.h"
+#include "JobFactory.h"
 #include "Message.h"
-#include "ReportInstance.h"
 #include "StopSignal.h"
 
 #include <exception>
-#include <memory>
-
-namespace
-{
-
-constexpr std::size_t cJobBufferBytes = 4096;
-
-struct BufferDestroyer
-{
-    void operator()(QBase::Buffer* iBuffer) const { iBuffer->Destroy(); }
-};
-
-int RequestTypeOf(EnumRequestKind iKind)
-{
-    switch (iKind)
-    {
-    case EnumRequestKind::Report:
-        return RequestReport;
-    case EnumRequestKind::Sql:
-        return RequestSQL;
-    default:
-        return RequestElement;
-    }
-}
-
-/// The n-th request has the n-th id.
-GUID IdOf(const JobRecord& iRecord)
-{
-    return {static_cast<DWORD>(iRecord.mId), 0x0B71, 0x4C57, {0x8E, 0x21, 0x5A, 0x90, 0x3D, 0xC4, 0x66, 0x1F}};
-}
-
-/// With the request's message, so that an answer can be written from here on.
-QBase::PtrI<CKDXProcessContext> MakeContext(ICKDXReadMessage* iRequest, const JobRecord& iRecord)
-{
-    constexpr LONG cNotReadYet = -1;
-    QBase::PtrI<CKDXProcessContext> context;
-    Expect(CreateProcessContext(context), "CreateProcessContext");
-    Expect(context->SetRequestIn(cNotReadYet, iRequest, nullptr, nullptr, IdOf(iRecord)), "SetRequestIn");
-    return context;
-}
-
-/// What the job and its steps will ask the context for.
-void DescribeContext(const JobRecord& iRecord, const UserSession& iSession)
-{
-    CKDXProcessContext& context = *iRecord.mpContext.Get();
-    Expect(context.put_RequestCode(RequestTypeOf(iRecord.mRequest.mKind)), "put_RequestCode");
-    Expect(context.put_ContextObjectA(iSession.GetObject()), "put_ContextObjectA");
-    if (iRecord.mRequest.mKind != EnumRequestKind::Report)
-        return;
-    const QBase::PtrI<ReportInstance> instance = NewReportInstance(IdOf(iRecord), iRecord.mRequest.mBody);
-    Expect(context.put_ContextObjectB(instance.Get()), "put_ContextObjectB");
-}
+#include <utility>
 
 std::string NameOf(const JobRecord& iRecord)
 {
@@ -67,12 +16,11 @@ std::string NameOf(const JobRecord& iRecord)
            iRecord.mRequest.mUser + ")";
 }
 
-} // namespace
-
 Kernel::Kernel(const Warehouse& iWarehouse, std::size_t iThreadsPerUnit) : mWarehouse(iWarehouse)
 {
     for (std::size_t worker = 0; worker < iThreadsPerUnit; ++worker)
         mConnections.push_back(iWarehouse.Connect());
+    mWatchdog.Start([this](JobRecord& ioRecord) { TakeAway(ioRecord); });
     for (const EnumUnit unit :
          {EnumUnit::SqlGeneration, EnumUnit::QueryExecution, EnumUnit::Analytics, EnumUnit::Delivery})
         UnitOf(unit).Start(iThreadsPerUnit,
@@ -81,40 +29,48 @@ Kernel::Kernel(const Warehouse& iWarehouse, std::size_t iThreadsPerUnit) : mWare
 
 Kernel::~Kernel()
 {
-    WaitForAll();
+    constexpr std::chrono::milliseconds cMoment{50};
+    while (!WaitFor(cMoment))
+        ResumeAll();
+    mWatchdog.Stop();
     for (ProcessingUnit& unit : mUnits)
         unit.Stop();
 }
 
 void Kernel::Submit(ICKDXReadMessage* iRequest, QORChannel* iClient)
 {
-    JobRecord& record = mRecords.emplace_back();
-    record.mId = static_cast<int>(mRecords.size());
-    record.mpClient = QBase::PtrI<QORChannel>(iClient);
+    JobRecord* record = nullptr;
     {
         const std::lock_guard hold(mMutex);
-        ++mOpenJobs;
+        record = &mRecords.emplace_back();
+        record->mId = static_cast<int>(mRecords.size());
     }
+    record->mpClient = QBase::PtrI<QORChannel>(iClient);
+    CountOpen(+1);
     try
     {
-        record.mpContext = MakeContext(iRequest, record);
-        record.mRequest = UnpackRequest(*iRequest);
-        UserSession* const session = OpenSession(record.mRequest);
-        DescribeContext(record, *session);
-        MakeJob(session, record);
-        DescribeJob(record);
-        Enter(FindStep(StepsOf(record.mRequest.mKind).front()), record);
+        record->mpContext = MakeContext(*record, iRequest);
+        record->mRequest = UnpackRequest(*iRequest);
+        if (record->mId >= cFirstChild)
+            throw RequestError("there have been too many requests");
+        record->mpSession = OpenSession(record->mRequest);
+        const QBase::PtrI<QORJob> job = MakeJob(*record);
+        {
+            const std::lock_guard hold(record->mMutex);
+            record->mpJob = job;
+        }
+        EnterNext(*record);
     }
     catch (const std::exception& error)
     {
-        Abandon(record, error.what());
+        Abandon(*record, error.what());
     }
 }
 
-void Kernel::WaitForAll()
+bool Kernel::WaitFor(std::chrono::milliseconds iTime)
 {
     std::unique_lock hold(mMutex);
-    mAllEnded.wait(hold, [this] { return mOpenJobs == 0; });
+    return mAllEnded.wait_for(hold, iTime, [this] { return mOpen == 0; });
 }
 
 /// The one that is open, or a new one. It stays the kernel's.
@@ -126,46 +82,6 @@ UserSession* Kernel::OpenSession(const Request& iRequest)
     return session.Get();
 }
 
-/// Every other job lives in a buffer of its own, which goes with it in one piece; the others live on the heap.
-void Kernel::MakeJob(UserSession* iSession, JobRecord& ioRecord)
-{
-    std::unique_ptr<QBase::Buffer, BufferDestroyer> buffer;
-    if (ioRecord.mId % 2 == 0)
-    {
-        buffer.reset(QBase::CreateBuffer(0, 1, cJobBufferBytes, false));
-        if (buffer == nullptr)
-            throw JobCallError("no memory for the job's buffer");
-    }
-    try
-    {
-        ioRecord.mpJob = QBase::PtrI<QORJob>(QORJob::NewJob(ioRecord.mId, RequestTypeOf(ioRecord.mRequest.mKind),
-                                                            ioRecord.mRequest.mPriority, iSession, buffer.get()));
-    }
-    catch (unsigned code)
-    {
-        Expect(static_cast<HRESULT>(code), "NewJob");
-    }
-    if (!ioRecord.mpJob)
-        throw JobCallError("no memory for the job");
-    buffer.release(); // the job's from here on
-}
-
-void Kernel::DescribeJob(const JobRecord& iRecord)
-{
-    QORJob& job = *iRecord.mpJob.Get();
-    const Request& request = iRecord.mRequest;
-    const QBase::wstring user = QBase::UTF8ToWideChar(request.mUser);
-    Expect(job.SetProcessContext(iRecord.mpContext.Get()), "SetProcessContext");
-    Expect(job.SetUser(user), "SetUser");
-    Expect(job.SetOwner(user), "SetOwner");
-    Expect(job.SetProjectName(QBase::UTF8ToWideChar(request.mProject)), "SetProjectName");
-    Expect(job.SetDescription(QBase::UTF8ToWideChar(request.mBody)), "SetDescription");
-    Expect(job.SetRequestId(request.mLine), "SetRequestId");
-    for (const QORJobProcessingStep step : StepsOf(request.mKind))
-        Expect(job.AddStep(new QORJobStep(step), nullptr), "AddStep");
-    Expect(job.SetRunning(true, nullptr), "SetRunning");
-}
-
 ProcessingUnit& Kernel::UnitOf(EnumUnit iUnit) { return mUnits.at(static_cast<std::size_t>(iUnit) - 1); }
 
 void Kernel::Drive(EnumUnit iUnit, std::size_t iWorker, JobRecord& ioRecord)
@@ -173,7 +89,7 @@ void Kernel::Drive(EnumUnit iUnit, std::size_t iWorker, JobRecord& ioRecord)
     try
     {
         Connection* connection = iUnit == EnumUnit::QueryExecution ? &mConnections.at(iWorker) : nullptr;
-        Workplace workplace{mWarehouse, connection};
+        Workplace workplace{*this, mWarehouse, connection};
         if (RunSteps(iUnit, workplace, ioRecord))
             End(ioRecord);
     }
@@ -183,12 +99,14 @@ void Kernel::Drive(EnumUnit iUnit, std::size_t iWorker, JobRecord& ioRecord)
     }
 }
 
-/// Runs what this unit can of the job. True when the job has closed; when it is false, the job is another thread's.
+/// Runs what this unit can of the job. True when the job has closed; when it is false, the job isn't this thread's.
 bool Kernel::RunSteps(EnumUnit iUnit, Workplace& iWorkplace, JobRecord& ioRecord)
 {
     Start(iUnit, ioRecord);
     for (;;)
     {
+        if (RestForChildren(iUnit, ioRecord))
+            return false;
         if (StopSignal::IsRaised())
             StopWork(ioRecord);
         int stepId = StepNoMore;
@@ -201,30 +119,64 @@ bool Kernel::RunSteps(EnumUnit iUnit, Workplace& iWorkplace, JobRecord& ioRecord
             return true;
         }
         const StepEntry& step = FindStep(stepId);
-        if (step.mUnit != iUnit && !step.mbAnywhere)
+        if (step.mUnit != iUnit && step.mKind != EnumStepKind::Close)
         {
             Exit(iUnit, ioRecord);
             Enter(step, ioRecord);
             return false;
         }
-        RunStep(step, iUnit, iWorkplace, ioRecord);
+        if (!RunStep(step, iUnit, iWorkplace, ioRecord))
+            return false;
     }
 }
 
-void Kernel::RunStep(const StepEntry& iStep, EnumUnit iUnit, Workplace& iWorkplace, JobRecord& ioRecord)
+/// False when the job isn't this thread's any more.
+bool Kernel::RunStep(const StepEntry& iStep, EnumUnit iUnit, Workplace& iWorkplace, JobRecord& ioRecord)
 {
+    StepTask task(ioRecord, iWorkplace, iStep);
+    BeginStep(iUnit, task, ioRecord);
+    ObeyOrders(ioRecord.mId, iStep.mStepId);
+    return EndStep(iUnit, task, FAILED(task.Run()), ioRecord);
+}
+
+void Kernel::BeginStep(EnumUnit iUnit, StepTask& iTask, JobRecord& ioRecord)
+{
+    const int stepId = iTask.GetStep().mStepId;
+    const std::lock_guard hold(ioRecord.mMutex);
+    Expect(ioRecord.mpJob->SetCurrentStepForStatistics(stepId), "SetCurrentStepForStatistics");
+    Expect(ioRecord.mpJob->SetStepStart(stepId, static_cast<int>(iUnit), &iTask), "SetStepStart");
+    ioRecord.mpRunning = &iTask;
+    Watch(ioRecord);
+}
+
+/// The task may have been taken away meanwhile: then the job has gone on without it.
+bool Kernel::EndStep(EnumUnit iUnit, StepTask& iTask, bool ibFailed, JobRecord& ioRecord)
+{
+    const StepEntry& step = iTask.GetStep();
+    std::unique_lock hold(ioRecord.mMutex);
+    if (ioRecord.mpRunning != &iTask)
+    {
+        hold.unlock();
+        ReturnLate(ioRecord);
+        return false;
+    }
+    ioRecord.mpRunning = nullptr;
+    mWatchdog.Forget(ioRecord);
     QORJob& job = *ioRecord.mpJob.Get();
-    const int unitId = static_cast<int>(iUnit);
-    StepTask task(ioRecord, iWorkplace, iStep.mpWork);
-    Expect(job.SetCurrentStepForStatistics(iStep.mStepId), "SetCurrentStepForStatistics");
-    Expect(job.SetStepStart(iStep.mStepId, unitId, &task), "SetStepStart");
-    const bool bFailed = FAILED(task.Run());
-    if (bFailed)
-        Fail(iStep, task.GetError(), ioRecord);
-    Expect(job.SetStepFinish(iStep.mStepId, unitId, &task), "SetStepFinish");
-    ioRecord.mStepsDone.push_back(iStep.mStepId);
-    if (bFailed)
-        RemoveWork(ioRecord);
+    const int status = StatusOf(job);
+    const bool bStopped = iTask.WasStopped() && (status == JobCancelled || status == JobPausing);
+    if (ibFailed && !bStopped)
+        Fail(step, iTask.GetError(), ioRecord);
+    Expect(job.SetStepFinish(step.mStepId, static_cast<int>(iUnit), &iTask), "SetStepFinish");
+    if (job.IsStepPausing())
+    {
+        RestPaused(step, iUnit, ioRecord);
+        return false;
+    }
+    ioRecord.mStepsDone.push_back(step.mStepId);
+    if (ibFailed && !bStopped)
+        RemoveWork(ioRecord, StepCloseJob);
+    return true;
 }
 
 /// Into the queue of the unit that runs the job's next step. Nothing may touch the record afterwards.
@@ -236,21 +188,29 @@ void Kernel::Enter(const StepEntry& iNextStep, JobRecord& ioRecord)
     Expect(job.SetCurrentStepForStatistics(iNextStep.mStepId), "SetCurrentStepForStatistics");
     Expect(job.SetPUEnter(static_cast<int>(iNextStep.mUnit), W(""), 0), "SetPUEnter");
     job.EnqueuePulse();
-    ioRecord.mVisits.push_back({iNextStep.mUnit, UnitVisit::Moment::clock::now(), {}, {}});
+    ioRecord.mVisits.push_back({iNextStep.mUnit, Moment::clock::now(), {}, {}});
     UnitOf(iNextStep.mUnit).Put(ioRecord, priority);
+}
+
+/// For a job that no worker has.
+void Kernel::EnterNext(JobRecord& ioRecord)
+{
+    int stepId = StepNoMore;
+    Expect(ioRecord.mpJob->GetCurrentStepId(&stepId, nullptr), "GetCurrentStepId");
+    Enter(FindStep(stepId), ioRecord);
 }
 
 void Kernel::Start(EnumUnit iUnit, JobRecord& ioRecord)
 {
     ioRecord.mpJob->DequeuePulse();
     Expect(ioRecord.mpJob->SetPUStart(static_cast<int>(iUnit)), "SetPUStart");
-    ioRecord.mVisits.back().mStart = UnitVisit::Moment::clock::now();
+    ioRecord.mVisits.back().mStart = Moment::clock::now();
 }
 
 void Kernel::Exit(EnumUnit iUnit, JobRecord& ioRecord)
 {
     Expect(ioRecord.mpJob->SetPUExit(static_cast<int>(iUnit), W("")), "SetPUExit");
-    ioRecord.mVisits.back().mExit = UnitVisit::Moment::clock::now();
+    ioRecord.mVisits.back().mExit = Moment::clock::now();
 }
 
 /// The job's status leaves it the steps that tell of the error and close it; dispatch comes to them by itself.
@@ -262,24 +222,26 @@ void Kernel::Fail(const StepEntry& iStep, const std::string& iReason, JobRecord&
     Expect(ioRecord.mpJob->SetStatus(JobStoppedWithError, nullptr), "SetStatus");
     if (iStep.mStepId != StepSendingErrorMessage && iStep.mStepId != StepCloseJob)
         Expect(ioRecord.mpJob->AddStepAfterThis(StepSendingErrorMessage, nullptr), "AddStepAfterThis");
+    ioRecord.mbAnswered = false; // what failed may have been the answer
 }
 
 /// After Ctrl-C. A job that only has to close, or to tell of its error, is left alone.
 void Kernel::StopWork(JobRecord& ioRecord)
 {
     int stepId = StepNoMore;
+    const std::lock_guard hold(ioRecord.mMutex);
     Expect(ioRecord.mpJob->GetCurrentStepId(&stepId, nullptr), "GetCurrentStepId");
     if (stepId == StepNoMore || stepId == StepCloseJob || stepId == StepSendingErrorMessage)
         return;
     Expect(ioRecord.mpJob->SetStatus(JobStopped, nullptr), "SetStatus");
-    RemoveWork(ioRecord);
+    RemoveWork(ioRecord, StepCloseJob);
 }
 
 /// Takes out what won't run any more, so that the closing step comes to the front and is finished there.
-void Kernel::RemoveWork(JobRecord& ioRecord)
+void Kernel::RemoveWork(JobRecord& ioRecord, int iButStepId)
 {
     for (const QORJobProcessingStep step : StepsOf(ioRecord.mRequest.mKind))
-        if (step != StepCloseJob)
+        if (step != StepCloseJob && step != iButStepId)
             Expect(ioRecord.mpJob->RemoveStep(step), "RemoveStep");
 }
 
@@ -287,6 +249,7 @@ void Kernel::RemoveWork(JobRecord& ioRecord)
 void Kernel::Abandon(JobRecord& ioRecord, const std::string& iReason)
 {
     LogError(NameOf(ioRecord) + " is abandoned: " + iReason);
+    std::unique_lock hold(ioRecord.mMutex);
     if (ioRecord.mpJob && FAILED(ioRecord.mpJob->SetStatus(JobStoppedWithError, nullptr)))
         LogError(NameOf(ioRecord) + " kept its status");
     try
@@ -298,27 +261,51 @@ void Kernel::Abandon(JobRecord& ioRecord, const std::string& iReason)
     {
         LogError(NameOf(ioRecord) + " has no error to send: " + error.what());
     }
+    hold.unlock();
     End(ioRecord);
 }
 
-/// The last reference goes, and with it the job. One that was stopped has given no answer: its client gets an empty
-/// one, so that it doesn't wait for another.
+/// A job that was stopped has given no answer: its client gets an empty one, so that it doesn't wait for another.
 void Kernel::End(JobRecord& ioRecord)
 {
     try
     {
-        if (ioRecord.mpContext && !ioRecord.mbAnswered)
+        std::unique_lock hold(ioRecord.mMutex);
+        const bool bToAnswer = ioRecord.mpContext && !std::exchange(ioRecord.mbAnswered, true);
+        hold.unlock();
+        if (bToAnswer)
             SendAnswer(*ioRecord.mpContext.Get(), *ioRecord.mpClient.Get());
     }
     catch (const std::exception& error)
     {
         LogError(NameOf(ioRecord) + " has sent no answer: " + error.what());
     }
-    if (ioRecord.mpJob && FAILED(ioRecord.mpJob->GetStatus(&ioRecord.mFinalStatus)))
-        LogError(NameOf(ioRecord) + " didn't tell its status");
+    if (ioRecord.mpJob)
+    {
+        if (FAILED(ioRecord.mpJob->GetStatus(&ioRecord.mFinalStatus)))
+            LogError(NameOf(ioRecord) + " didn't tell its status");
+        // A thread that was given up and hasn't come back needs the job: whoever comes second lets it go.
+        const bool bThreadIsBack = ioRecord.mpJob->NeedToPerisistMsgStatusForRunAway(RunAwayCleanUp);
+        if (bThreadIsBack || !ioRecord.mpJob->NeedToKeepMsgInJobForRunAway())
+            LetGo(ioRecord);
+    }
+    if (ioRecord.mpParent != nullptr)
+        EndChild(ioRecord.mId, *ioRecord.mpParent);
+    CountOpen(-1);
+}
+
+/// The last reference goes, and with it the job.
+void Kernel::LetGo(JobRecord& ioRecord)
+{
+    const std::lock_guard hold(ioRecord.mMutex);
     ioRecord.mpJob = {};
     ioRecord.mpContext = {};
+}
+
+void Kernel::CountOpen(int iChange)
+{
     const std::lock_guard hold(mMutex);
-    if (--mOpenJobs == 0)
+    mOpen += iChange;
+    if (mOpen == 0)
         mAllEnded.notify_all();
 }

@@ -2,13 +2,16 @@
 #pragma once
 
 #include "Connection.h"
+#include "Control.h"
 #include "JobRecord.h"
 #include "ProcessingUnit.h"
 #include "StepTask.h"
 #include "UserSession.h"
 #include "Warehouse.h"
+#include "Watchdog.h"
 
 #include <array>
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
@@ -18,14 +21,18 @@
 #include <utility>
 #include <vector>
 
+/// The n-th child of document d has the id n + d times this; requests have lower ones.
+inline constexpr int cFirstChild = 10'000;
+
 /// A job is in one unit at a time. A worker that has taken it asks it for its next step and runs it, until the step is
 /// another unit's: then the job goes into that unit's queue. After Ctrl-C no work is begun any more: the jobs that are
 /// still queued only close.
 ///
-/// Threads: one for Submit, WaitForAll and GetRecords; the workers are its own.
+/// Threads: one for Order, Submit, WaitFor, ResumeAll and the readings; the workers and the watchdog are its own.
 /// Owns:    the units with their threads, the records, one reference to each job until it has closed.
 /// Errors:  a request that fails is logged and answered with its error. The constructor throws RequestError when the
 ///          database can't be reached, std::system_error when there are no threads.
+/// Locks:   a record's mutex first, then the kernel's or a unit's or the watchdog's; never two records'.
 class Kernel
 {
 public:
@@ -35,40 +42,85 @@ public:
     Kernel(const Kernel&) = delete;
     Kernel& operator=(const Kernel&) = delete;
 
-    /// The answer goes to `iClient`, from a worker or before the call returns.
+    /// The answer goes to `iClient`, from a worker or before the call returns. The n-th request's job has the id n.
     void Submit(ICKDXReadMessage* iRequest, QORChannel* iClient);
-    void WaitForAll();
+    /// For the step that executes a document: each of its reports becomes a job.
+    void StartChildren(JobRecord& ioDocument);
+    /// False when jobs are still open at the end of that time.
+    bool WaitFor(std::chrono::milliseconds iTime);
+
+    // --- What is done to jobs: KernelControl.cpp. What can't be done is logged. ---
+
+    /// Is obeyed when the step comes; also for jobs to come.
+    void Order(const Control& iControl);
+    /// Is obeyed now, unless it names a step.
+    void Obey(const Control& iControl);
+    /// When nobody is there any more who could.
+    void ResumeAll();
 
     /// In the order of the requests. Not while jobs run.
     const std::deque<JobRecord>& GetRecords() const { return mRecords; }
+    /// Those whose step never came. Not while jobs run.
+    const std::vector<Control>& GetOrders() const { return mOrders; }
 
 private:
+    JobRecord* Find(int iJob);
     UserSession* OpenSession(const Request& iRequest);
-    void MakeJob(UserSession* iSession, JobRecord& ioRecord);
-    void DescribeJob(const JobRecord& iRecord);
+    void Open(ICKDXReadMessage* iRequest, JobRecord& ioRecord);
     ProcessingUnit& UnitOf(EnumUnit iUnit);
 
     // What a worker does with a job.
     void Drive(EnumUnit iUnit, std::size_t iWorker, JobRecord& ioRecord);
     bool RunSteps(EnumUnit iUnit, Workplace& iWorkplace, JobRecord& ioRecord);
-    void RunStep(const StepEntry& iStep, EnumUnit iUnit, Workplace& iWorkplace, JobRecord& ioRecord);
+    bool RunStep(const StepEntry& iStep, EnumUnit iUnit, Workplace& iWorkplace, JobRecord& ioRecord);
+    void BeginStep(EnumUnit iUnit, StepTask& iTask, JobRecord& ioRecord);
+    bool EndStep(EnumUnit iUnit, StepTask& iTask, bool ibFailed, JobRecord& ioRecord);
 
     // On the way of a job.
     void Enter(const StepEntry& iNextStep, JobRecord& ioRecord);
+    void EnterNext(JobRecord& ioRecord);
     void Start(EnumUnit iUnit, JobRecord& ioRecord);
     void Exit(EnumUnit iUnit, JobRecord& ioRecord);
     void Fail(const StepEntry& iStep, const std::string& iReason, JobRecord& ioRecord);
     void StopWork(JobRecord& ioRecord);
-    void RemoveWork(JobRecord& ioRecord);
+    void RemoveWork(JobRecord& ioRecord, int iButStepId);
     void Abandon(JobRecord& ioRecord, const std::string& iReason);
     void End(JobRecord& ioRecord);
+    void LetGo(JobRecord& ioRecord);
+    void CountOpen(int iChange);
+
+    // What is done to a job: under its record's mutex, but for ObeyOrders and TakeAway.
+    void ObeyOrders(int iJob, int iStepId);
+    void ObeyOne(const Control& iControl, JobRecord& ioRecord);
+    void Cancel(JobRecord& ioRecord);
+    void Pause(const Control& iControl, JobRecord& ioRecord);
+    void RestPaused(const StepEntry& iStep, EnumUnit iUnit, JobRecord& ioRecord);
+    void Resume(JobRecord& ioRecord);
+    void SetTimeout(unsigned iMilliseconds, JobRecord& ioRecord);
+    void Watch(JobRecord& ioRecord);
+    std::vector<Control> TakeOrders(int iJob, int iStepId, bool ibResume);
+    void TakeAway(JobRecord& ioRecord);
+    void ReturnLate(JobRecord& ioRecord);
+
+    // Documents and their children: KernelFamily.cpp
+    JobRecord* AddChild(JobRecord& ioDocument);
+    void OpenChild(const std::string& iReport, JobRecord& ioChild);
+    HRESULT TakePart(ICKDXReadMessage& iAnswer, std::size_t iPlace, JobRecord& ioDocument);
+    bool RestForChildren(EnumUnit iUnit, JobRecord& ioRecord);
+    void EndChild(int iChild, JobRecord& ioDocument);
+    void CancelChildren(JobRecord& ioDocument);
 
     const Warehouse& mWarehouse;
     std::vector<Connection> mConnections;                                           // one a worker of query execution
     std::map<std::pair<std::string, unsigned>, QBase::PtrI<UserSession>> mSessions; // by user and locale
+    std::mutex mMutex;                                                              // guards what follows
     std::deque<JobRecord> mRecords;
-    std::mutex mMutex; // guards the count
+    std::vector<Control> mOrders;
     std::condition_variable mAllEnded;
-    std::size_t mOpenJobs = 0;
+    int mOpen = 0; // jobs, and threads that were given up and haven't come back
+    Watchdog mWatchdog;
     std::array<ProcessingUnit, 4> mUnits; // last: their threads use the rest
 };
+
+/// "job 16 (report for farid)"
+std::string NameOf(const JobRecord& iRecord);

@@ -71,6 +71,16 @@ std::vector<Entry> UnpackEntries(ICKDXReadMessage& iMessage, unsigned iLocale)
     return entries;
 }
 
+std::string ReadAnswer(ICKDXReadMessage& iAnswer, unsigned iLocale)
+{
+    HRESULT code = S_OK;
+    Expect(iAnswer.get_ErrorCode(&code), "get_ErrorCode");
+    std::string text;
+    for (const Entry& entry : UnpackEntries(iAnswer, iLocale))
+        text += FAILED(code) ? "error: " + entry.mText + "\n" : entry.mText;
+    return text;
+}
+
 QBase::PtrI<ICKDXReadMessage> PackRequest(const Request& iRequest)
 {
     const QBase::PtrI<CKDXServerMessage> message = QMessage::NewServerMessage();

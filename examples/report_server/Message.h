@@ -33,6 +33,9 @@ struct Entry
 /// All entries in the language of the locale. Throws JobCallError for a message that is damaged.
 std::vector<Entry> UnpackEntries(ICKDXReadMessage& iMessage, unsigned iLocale);
 
+/// An answer in the language of the locale; its errors are marked. Throws JobCallError.
+std::string ReadAnswer(ICKDXReadMessage& iAnswer, unsigned iLocale);
+
 /// Throws JobCallError.
 QBase::PtrI<ICKDXReadMessage> PackRequest(const Request& iRequest);
 /// Throws RequestError for a message that is no request, JobCallError for one that is damaged.

@@ -133,3 +133,5 @@ ElementDefinition ParseElement(std::string_view iText)
     const Clauses clauses = ReadClauses(iText, {"from", "column"});
     return {Unquote(Required(clauses, "from")), Unquote(Required(clauses, "column"))};
 }
+
+std::vector<std::string> ReportsOf(std::string_view iDocument) { return SplitOutsideQuotes(iDocument, '&'); }

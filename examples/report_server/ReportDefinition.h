@@ -46,3 +46,5 @@ struct ElementDefinition
 /// Both throw RequestError for a text that they don't understand. Whether tables and columns exist they don't ask.
 ReportDefinition ParseReport(std::string_view iText);
 ElementDefinition ParseElement(std::string_view iText);
+/// The reports of a document. Throws RequestError when a quote or parenthesis isn't closed.
+std::vector<std::string> ReportsOf(std::string_view iDocument);

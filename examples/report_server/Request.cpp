@@ -13,7 +13,8 @@
 namespace
 {
 
-constexpr std::array cKinds = {EnumRequestKind::Report, EnumRequestKind::Sql, EnumRequestKind::Element};
+constexpr std::array cKinds = {EnumRequestKind::Report, EnumRequestKind::Sql, EnumRequestKind::Element,
+                               EnumRequestKind::Document};
 
 constexpr const char* cSession = "session";
 
@@ -76,6 +77,8 @@ const char* ToText(EnumRequestKind iKind)
         return "report";
     case EnumRequestKind::Sql:
         return "sql";
+    case EnumRequestKind::Document:
+        return "document";
     default:
         return "element";
     }
@@ -86,7 +89,7 @@ EnumRequestKind ParseKind(const std::string& iText)
     for (const EnumRequestKind kind : cKinds)
         if (iText == ToText(kind))
             return kind;
-    throw RequestError("unknown kind \"" + iText + "\"; there are report, sql, element");
+    throw RequestError("unknown kind \"" + iText + "\"; there are report, sql, element, document");
 }
 
 RequestFile ReadRequests(const std::filesystem::path& iPath)
@@ -106,6 +109,8 @@ RequestFile ReadRequests(const std::filesystem::path& iPath)
         {
             if (Trim(trimmed.substr(0, trimmed.find('|'))) == cSession)
                 ReadSession(trimmed, locales);
+            else if (IsControl(trimmed))
+                file.mControls.push_back(ParseControl(std::string(trimmed)));
             else
                 file.mRequests.push_back(ReadRequest(trimmed, line, locales));
         }

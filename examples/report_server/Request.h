@@ -1,6 +1,9 @@
 // What clients send: one request a line, `kind | user | project | priority | body`. A line `session | user | language`
-// gives the user's further requests a session in that language, en or de; without one it is English.
+// gives the user's further requests a session in that language, en or de; without one it is English. Control.h
+// describes the lines that do something to the requests' jobs while they run.
 #pragma once
+
+#include "Control.h"
 
 #include <filesystem>
 #include <string>
@@ -8,9 +11,10 @@
 
 enum class EnumRequestKind
 {
-    Report,  ///< the body is a report definition; the result is a table
-    Sql,     ///< the body is a report definition; the result is the SQL that it comes to
-    Element, ///< the body names a column; the result is its values
+    Report,   ///< the body is a report definition; the result is a table
+    Sql,      ///< the body is a report definition; the result is the SQL that it comes to
+    Element,  ///< the body names a column; the result is its values
+    Document, ///< the body is report definitions with an & between them; the result is theirs
 };
 
 const char* ToText(EnumRequestKind iKind);
@@ -33,7 +37,8 @@ struct Request
 
 struct RequestFile
 {
-    std::vector<Request> mRequests;
+    std::vector<Request> mRequests; ///< the n-th is number n
+    std::vector<Control> mControls;
     std::vector<std::string> mBadLines; ///< file:line: what is wrong with it
 };
 

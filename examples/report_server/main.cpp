@@ -1,9 +1,11 @@
 // A small analytics server: reads requests from a file and runs each as a job.
 #include "Client.h"
+#include "Control.h"
 #include "Errors.h"
 #include "JobItems.h"
 #include "JobTable.h"
 #include "Kernel.h"
+#include "Keyboard.h"
 #include "Options.h"
 #include "ProfileReport.h"
 #include "Request.h"
@@ -13,6 +15,7 @@
 #include "platform/builtin/LogSinks.h"
 #include "qorjob.h"
 
+#include <chrono>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -44,6 +47,29 @@ void SwitchLogOn(const std::string& iRouters)
     LogSinks::AddStandardErrorSink();
 }
 
+/// Until all jobs have ended. A paused one that nobody will resume any more goes on.
+void ObeyKeyboard(Kernel& ioKernel)
+{
+    constexpr std::chrono::milliseconds cMoment{50};
+    Keyboard keyboard;
+    while (!ioKernel.WaitFor(cMoment))
+    {
+        while (const auto line = keyboard.TakeLine())
+        {
+            try
+            {
+                ioKernel.Obey(ParseControl(*line));
+            }
+            catch (const RequestError& error)
+            {
+                LogError(*line + ": " + error.what());
+            }
+        }
+        if (!keyboard.IsOpen() || StopSignal::IsRaised())
+            ioKernel.ResumeAll();
+    }
+}
+
 int Serve(const Options& iOptions)
 {
     StopSignal::Install();
@@ -60,10 +86,14 @@ int Serve(const Options& iOptions)
     const Warehouse warehouse(iOptions.mData);
     Client client(std::cout);
     Kernel kernel(warehouse, iOptions.mThreadsPerUnit);
+    for (const Control& control : file.mControls)
+        kernel.Order(control);
     for (const Request& request : file.mRequests)
         client.Send(request, kernel);
-    kernel.WaitForAll();
+    ObeyKeyboard(kernel);
     client.WriteRest();
+    for (const Control& order : kernel.GetOrders())
+        LogError(ToText(order) + ": the step never came");
 
     if (!iOptions.mbResultsOnly)
         std::cout << MakeJobTable(kernel.GetRecords()) << '\n';
@@ -71,7 +101,8 @@ int Serve(const Options& iOptions)
         std::cout << MakeProfileReport() << '\n';
     std::cout << MakeSummary(kernel.GetRecords(), file.mBadLines.size()) << std::flush;
 
-    bool bAllAnswered = client.CountAnswers() == file.mRequests.size() && file.mBadLines.empty();
+    bool bAllAnswered =
+        client.CountAnswers() == file.mRequests.size() && file.mBadLines.empty() && kernel.GetOrders().empty();
     if (!std::cout)
     {
         LogError("standard output can't be written");

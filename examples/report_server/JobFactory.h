@@ -1,0 +1,10 @@
+// What a record gets when its request has come in. All throw JobCallError.
+#pragma once
+
+#include "JobRecord.h"
+
+/// The process context, with the request's message, so that an answer can be written from here on.
+QBase::PtrI<CKDXProcessContext> MakeContext(const JobRecord& iRecord, ICKDXReadMessage* iRequest);
+
+/// The job, which describes its request and has the record's context. It has its steps and is marked as running.
+QBase::PtrI<QORJob> MakeJob(const JobRecord& iRecord);

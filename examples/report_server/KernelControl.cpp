@@ -1,0 +1,240 @@
+#include "Answer.h"
+#include "Errors.h"
+#include "JobCalls.h"
+#include "Kernel.h"
+
+#include <algorithm>
+#include <exception>
+#include <stdexcept>
+#include <utility>
+
+namespace
+{
+
+/// What a command can't do to a job, and why.
+class Refusal : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+} // namespace
+
+void Kernel::Order(const Control& iControl)
+{
+    const std::lock_guard hold(mMutex);
+    mOrders.push_back(iControl);
+}
+
+void Kernel::Obey(const Control& iControl)
+{
+    try
+    {
+        JobRecord* const record = Find(iControl.mJob);
+        if (record == nullptr)
+            throw Refusal("there is no such job");
+        if (iControl.mStep != 0)
+        {
+            Order(iControl);
+            return;
+        }
+        {
+            const std::lock_guard hold(record->mMutex);
+            ObeyOne(iControl, *record);
+        }
+        if (iControl.mKind == EnumControl::Cancel)
+            CancelChildren(*record);
+    }
+    catch (const std::exception& error)
+    {
+        LogError(ToText(iControl) + ": " + error.what());
+    }
+}
+
+void Kernel::ResumeAll()
+{
+    for (JobRecord& record : mRecords)
+    {
+        const std::lock_guard hold(record.mMutex);
+        if (record.mRest == EnumRest::Paused)
+            Resume(record);
+    }
+}
+
+/// The orders that wait for this step: for the moment between its start and its run.
+void Kernel::ObeyOrders(int iJob, int iStepId)
+{
+    for (Control order : TakeOrders(iJob, iStepId, false))
+    {
+        order.mStep = 0;
+        Obey(order);
+    }
+}
+
+std::vector<Control> Kernel::TakeOrders(int iJob, int iStepId, bool ibResume)
+{
+    const auto isOther = [=](const Control& iOrder) {
+        return iOrder.mStepOf != iJob || (iOrder.mStep != 0 && iOrder.mStep != iStepId) ||
+               (iOrder.mKind == EnumControl::Resume) != ibResume;
+    };
+    const std::lock_guard hold(mMutex);
+    const auto taken = std::stable_partition(mOrders.begin(), mOrders.end(), isOther);
+    std::vector<Control> orders(taken, mOrders.end());
+    mOrders.erase(taken, mOrders.end());
+    return orders;
+}
+
+/// Null when there is none.
+JobRecord* Kernel::Find(int iJob)
+{
+    JobRecord* record = nullptr;
+    {
+        const std::lock_guard hold(mMutex);
+        const int request = iJob < cFirstChild ? iJob : iJob / cFirstChild;
+        if (request < 1 || request > static_cast<int>(mRecords.size()))
+            return nullptr;
+        record = &mRecords[static_cast<std::size_t>(request) - 1];
+    }
+    if (record->mId == iJob)
+        return record;
+    const std::lock_guard hold(record->mMutex);
+    for (JobRecord& child : record->mChildren)
+        if (child.mId == iJob)
+            return &child;
+    return nullptr;
+}
+
+void Kernel::ObeyOne(const Control& iControl, JobRecord& ioRecord)
+{
+    if (!ioRecord.mpJob || ioRecord.mbAnswered || IsEnded(StatusOf(*ioRecord.mpJob.Get())))
+        throw Refusal("the job has ended, or is about to");
+    switch (iControl.mKind)
+    {
+    case EnumControl::Cancel:
+        Cancel(ioRecord);
+        break;
+    case EnumControl::Pause:
+        Pause(iControl, ioRecord);
+        break;
+    case EnumControl::Resume:
+        if (ioRecord.mRest != EnumRest::Paused)
+            throw Refusal("the job isn't paused");
+        Resume(ioRecord);
+        break;
+    default:
+        SetTimeout(iControl.mMilliseconds, ioRecord);
+        break;
+    }
+}
+
+/// Leaves the job its running step, and the steps that tell the client and close.
+void Kernel::Cancel(JobRecord& ioRecord)
+{
+    Expect(ioRecord.mpJob->Cancel(), "Cancel");
+    PackCancelled(*ioRecord.mpContext.Get());
+    ioRecord.mNotes.emplace_back("cancelled");
+    if (ioRecord.mRest != EnumRest::Paused)
+        return;
+    ioRecord.mRest = EnumRest::None;
+    EnterNext(ioRecord);
+}
+
+/// Only a running step can be paused: where there is none, the next one will be.
+void Kernel::Pause(const Control& iControl, JobRecord& ioRecord)
+{
+    if (ioRecord.mRequest.mKind != EnumRequestKind::Document)
+        throw Refusal("only documents can be paused");
+    if (ioRecord.mRest == EnumRest::Paused)
+        throw Refusal("the job is paused");
+    if (ioRecord.mpRunning == nullptr || !ioRecord.mpRunning->GetStep().IsStoppable())
+        Order(iControl);
+    else
+        ioRecord.mpJob->PauseCurrentStep();
+}
+
+/// The step that was paused is queued and looks started. It is renewed now, and not when the job is resumed: a
+/// cancellation before that would leave it so.
+void Kernel::RestPaused(const StepEntry& iStep, EnumUnit iUnit, JobRecord& ioRecord)
+{
+    Expect(ioRecord.mpJob->RenewCurrentStep(), "RenewCurrentStep");
+    Exit(iUnit, ioRecord);
+    ioRecord.mNotes.push_back("paused at " + std::to_string(iStep.mStepId));
+    ioRecord.mRest = EnumRest::Paused;
+    if (!TakeOrders(ioRecord.mId, iStep.mStepId, true).empty())
+        Resume(ioRecord);
+}
+
+void Kernel::Resume(JobRecord& ioRecord)
+{
+    ioRecord.mpJob->ResetStatusBeforeResumeExecution();
+    Expect(ioRecord.mpJob->SetRunning(true, nullptr), "SetRunning");
+    ioRecord.mNotes.emplace_back("resumed");
+    ioRecord.mRest = EnumRest::None;
+    EnterNext(ioRecord);
+}
+
+/// The job counts its time from its creation.
+void Kernel::SetTimeout(unsigned iMilliseconds, JobRecord& ioRecord)
+{
+    QDataType::DateTime creation(0.0);
+    Expect(ioRecord.mpJob->GetJobCreationTime(&creation), "GetJobCreationTime");
+    const auto age = static_cast<unsigned>((QDataType::DateTime::NowUTC() - creation).GetTotalMilliseconds());
+    Expect(ioRecord.mpJob->SetTimeOutPeriodInMilliseconds(age + iMilliseconds), "SetTimeOutPeriodInMilliseconds");
+    Watch(ioRecord);
+}
+
+/// The running step, if it may be given up and the job has a time-out time.
+void Kernel::Watch(JobRecord& ioRecord)
+{
+    QDataType::DateTime end(0.0);
+    Expect(ioRecord.mpJob->GetTimeOutTime(&end), "GetTimeOutTime");
+    ioRecord.mDeadline = Moment::max();
+    if (end == QDataType::DateTime(0.0) || ioRecord.mpRunning == nullptr ||
+        ioRecord.mpRunning->GetStep().mKind != EnumStepKind::Work)
+        return;
+    const auto left = (end - QDataType::DateTime::NowUTC()).GetTotalMilliseconds();
+    ioRecord.mDeadline = Moment::clock::now() + std::chrono::milliseconds(left);
+    mWatchdog.Watch(ioRecord, ioRecord.mDeadline);
+}
+
+/// The watchdog's alarm: the job goes on without the step and without the thread that runs it. That thread may come
+/// back when it likes.
+void Kernel::TakeAway(JobRecord& ioRecord)
+{
+    try
+    {
+        const std::lock_guard hold(ioRecord.mMutex);
+        if (ioRecord.mpRunning == nullptr || Moment::clock::now() < ioRecord.mDeadline)
+            return; // the step has just ended
+        StepTask* const task = std::exchange(ioRecord.mpRunning, nullptr);
+        const StepEntry& step = task->GetStep();
+        QORJob& job = *ioRecord.mpJob.Get();
+        CountOpen(+1); // the thread
+        job.SetRunAwayStatus();
+        if (job.StopRunningIfHang(0, 0, task) != S_OK)
+            throw JobCallError("StopRunningIfHang found another task");
+        constexpr LONG cStop = 1;
+        Expect(ioRecord.mpContext->put_LongB(cStop), "put_LongB");
+        Exit(step.mUnit, ioRecord);
+        ioRecord.mNotes.push_back("taken away at " + std::to_string(step.mStepId));
+        if (StatusOf(job) != JobCancelled)
+        {
+            Fail(step, "it took longer than the job's time allows", ioRecord);
+            RemoveWork(ioRecord, step.mStepId); // the lost step is queued until the next dispatch completes it
+        }
+        Expect(job.SetRunning(true, nullptr), "SetRunning");
+        EnterNext(ioRecord);
+    }
+    catch (const std::exception& error)
+    {
+        Abandon(ioRecord, error.what());
+    }
+}
+
+/// For the thread of a step that was taken away.
+void Kernel::ReturnLate(JobRecord& ioRecord)
+{
+    if (ioRecord.mpJob->NeedToPerisistMsgStatusForRunAway(RunAwayThread))
+        LetGo(ioRecord);
+    CountOpen(-1);
+}
