@@ -23,7 +23,12 @@ constexpr int cNoJobId = -1;
 constexpr HRESULT cTaskAborted = static_cast<HRESULT>(0x8004FE0F);
 constexpr int cAbortReport = 4;
 
-constinit std::mutex gRegistryMutex; // for making it: the profile indices are cleared before anyone sets one
+/// For making the registry: the profile indices are cleared before anyone sets one. Static objects may add names.
+std::mutex& GetRegistryMutex()
+{
+    static std::mutex mutex;
+    return mutex;
+}
 
 } // namespace
 
@@ -234,7 +239,7 @@ std::string QORJobTask::GetErrMessage(unsigned iCode, int iLocale)
 /// E_OUTOFMEMORY when it can't be made; what the profiles are cleared of is gone then, too.
 HRESULT QORJobTask::MakeRegistry(bool ibClearProfiles)
 {
-    const std::lock_guard hold(gRegistryMutex);
+    const std::lock_guard hold(GetRegistryMutex());
     if (mJobTaskNames.load(std::memory_order_relaxed) != nullptr)
         return S_OK;
     if (ibClearProfiles)
