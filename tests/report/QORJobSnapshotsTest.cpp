@@ -105,7 +105,7 @@ TEST_F(JobSnapshots, NeverHaveAStepTwiceOrNoneOfIt)
 {
     constexpr int cSteps = 14;
     LogSinks::Enable("Kernel", "*", false);
-    for (int round = 0; round < 200; ++round)
+    for (int round = 0; round < 50; ++round)
     {
         const JobPtr job = NewJob(RequestReport);
         for (int step = 1; step <= cSteps; ++step)
