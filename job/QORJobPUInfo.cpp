@@ -11,27 +11,15 @@ HRESULT QORJobPUInfo::SetEnterTime()
     return SetEnterTime(QDataType::DateTime::NowUTC());
 }
 
-HRESULT QORJobPUInfo::SetEnterTime(QDataType::DateTime iTime)
-{
-    mEnterTime = iTime;
-    return S_OK;
-}
+HRESULT QORJobPUInfo::SetEnterTime(QDataType::DateTime iTime) { return SetField(mEnterTime, iTime); }
 
 HRESULT QORJobPUInfo::SetStartTime() { return SetStartTime(QDataType::DateTime::NowUTC()); }
 
-HRESULT QORJobPUInfo::SetStartTime(QDataType::DateTime iTime)
-{
-    mStartTime = iTime;
-    return S_OK;
-}
+HRESULT QORJobPUInfo::SetStartTime(QDataType::DateTime iTime) { return SetField(mStartTime, iTime); }
 
 HRESULT QORJobPUInfo::SetExitTime() { return SetExitTime(QDataType::DateTime::NowUTC()); }
 
-HRESULT QORJobPUInfo::SetExitTime(QDataType::DateTime iTime)
-{
-    mExitTime = iTime;
-    return S_OK;
-}
+HRESULT QORJobPUInfo::SetExitTime(QDataType::DateTime iTime) { return SetField(mExitTime, iTime); }
 
 HRESULT QORJobPUInfo::GetEnterTime(QDataType::DateTime* oTime) const { return GetField(mEnterTime, oTime); }
 

@@ -33,19 +33,11 @@ QORJobStep& QORJobStep::operator=(const QORJobStep& iOther)
 
 HRESULT QORJobStep::SetStartTime() { return SetStartTime(QDataType::DateTime::NowUTC()); }
 
-HRESULT QORJobStep::SetStartTime(QDataType::DateTime iTime)
-{
-    mStartTime = iTime;
-    return S_OK;
-}
+HRESULT QORJobStep::SetStartTime(QDataType::DateTime iTime) { return SetField(mStartTime, iTime); }
 
 HRESULT QORJobStep::SetFinishTime() { return SetFinishTime(QDataType::DateTime::NowUTC()); }
 
-HRESULT QORJobStep::SetFinishTime(QDataType::DateTime iTime)
-{
-    mFinishTime = iTime;
-    return S_OK;
-}
+HRESULT QORJobStep::SetFinishTime(QDataType::DateTime iTime) { return SetField(mFinishTime, iTime); }
 
 HRESULT QORJobStep::GetStartTime(QDataType::DateTime* oTime) const { return GetField(mStartTime, oTime); }
 
@@ -69,25 +61,13 @@ HRESULT QORJobStep::GetTaskCPUTime(double* oTime) const
     return S_OK;
 }
 
-HRESULT QORJobStep::SetPUId(int iPUId)
-{
-    mPUId = iPUId;
-    return S_OK;
-}
+HRESULT QORJobStep::SetPUId(int iPUId) { return SetField(mPUId, iPUId); }
 
-HRESULT QORJobStep::SetPUPriority(int iPriority)
-{
-    mPUPriority = iPriority;
-    return S_OK;
-}
+HRESULT QORJobStep::SetPUPriority(int iPriority) { return SetField(mPUPriority, iPriority); }
 
 HRESULT QORJobStep::SetThreadId() { return SetThreadId(QBase::GetCurrentThreadID()); }
 
-HRESULT QORJobStep::SetThreadId(DWORD iThreadId)
-{
-    mThreadId = iThreadId;
-    return S_OK;
-}
+HRESULT QORJobStep::SetThreadId(DWORD iThreadId) { return SetField(mThreadId, iThreadId); }
 
 HRESULT QORJobStep::GetId(int* oStepId) const { return GetField(mStepId, oStepId); }
 

@@ -17,6 +17,13 @@ HRESULT GetField(const T& iField, T* oValue)
     return S_OK;
 }
 
+template <class T>
+HRESULT SetField(T& oField, const T& iValue)
+{
+    oField = iValue;
+    return S_OK;
+}
+
 class RecordWriter
 {
 public:
