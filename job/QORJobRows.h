@@ -10,14 +10,7 @@
 template <class Body>
 HRESULT QORJob::Boundary(const char* iOperation, Body&& iBody) const
 {
-    try
-    {
-        return iBody();
-    }
-    catch (...)
-    {
-        return CodeOfExceptionInFlight(iOperation, mId);
-    }
+    return ::Boundary(iOperation, mId, iBody);
 }
 
 /// Null rule E_POINTER; locked copy.

@@ -46,14 +46,7 @@ HRESULT JobMemGovernor::Request(std::uint64_t iBytes, QBase::wstring& oRefusal)
     if (Take(iBytes, used))
         return S_OK;
     mbCancel = true;
-    try
-    {
-        return Refuse(iBytes, used, oRefusal);
-    }
-    catch (...)
-    {
-        return CodeOfExceptionInFlight("JobMemGovernor::Request", mJobId);
-    }
+    return Boundary("JobMemGovernor::Request", mJobId, [&] { return Refuse(iBytes, used, oRefusal); });
 }
 
 /// `oUsed` is what was taken before, as the decision saw it.

@@ -174,7 +174,7 @@ TEST_F(JobError, HoldsOffOtherThreadsUntilItGoes)
         {
             const auto error = job->GetJobErrorBuilder(cFailure);
             bBuilt = true;
-            for (int i = 0; i < 100; ++i)
+            for (int i = 0; i < 20; ++i)
                 std::this_thread::yield();
             bGone = true;
         }
