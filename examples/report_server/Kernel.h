@@ -25,10 +25,11 @@
 inline constexpr int cFirstChild = 10'000;
 
 /// A job is in one unit at a time. A worker that has taken it asks it for its next step and runs it, until the step is
-/// another unit's: then the job goes into that unit's queue. After Ctrl-C no work is begun any more: the jobs that are
-/// still queued only close.
+/// another unit's: then the job goes into that unit's queue. A document that is paused, or waits for its children, is
+/// in no unit: the thread that ends its rest puts it into a queue again. After Ctrl-C no work is begun any more: the
+/// jobs that are still queued only close.
 ///
-/// Threads: one for Order, Submit, WaitFor, ResumeAll and the readings; the workers and the watchdog are its own.
+/// Threads: one for all operations but StartChildren; the workers and the watchdog are its own.
 /// Owns:    the units with their threads, the records, one reference to each job until it has closed.
 /// Errors:  a request that fails is logged and answered with its error. The constructor throws RequestError when the
 ///          database can't be reached, std::system_error when there are no threads.
@@ -66,7 +67,6 @@ public:
 private:
     JobRecord* Find(int iJob);
     UserSession* OpenSession(const Request& iRequest);
-    void Open(ICKDXReadMessage* iRequest, JobRecord& ioRecord);
     ProcessingUnit& UnitOf(EnumUnit iUnit);
 
     // What a worker does with a job.

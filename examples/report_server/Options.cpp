@@ -75,7 +75,10 @@ Loads the CSV files of DIR, serves the requests in FILE, and shows the results a
   --results-only   leave out the table of jobs, so that two runs print the same
   --help           show this
 
-Exit code: 0 all requests were answered, with a result or an error; 1 some were not, or a line of FILE is no request;
+Meanwhile it takes lines like these from a terminal: cancel 7, pause 22, resume 22, timeout 20 after 300. The numbers
+are those of the requests.
+
+Exit code: 0 all requests were answered, with a result or an error; 1 some were not, or a line of FILE came to nothing;
 2 it couldn't start (options, data, requests); 130 it was interrupted.
 )";
 }
