@@ -8,8 +8,6 @@
 namespace
 {
 
-using Row = std::vector<Value>;
-
 /// By the first measure; missing values last, equal ones in the order of their attributes.
 void Order(const ReportDefinition& iReport, std::vector<Row>& ioRows)
 {

@@ -62,6 +62,7 @@ void Client::Write(const Sent& iSent, std::size_t iPlace)
     if (iSent.mAnswer.value_or(std::string()).empty())
         return;
     mStream << '[' << iPlace + 1 << "] " << ToText(request.mKind) << " for " << request.mUser << ", "
-            << request.mProject << ": " << request.mBody << "\n\n"
+            << request.mProject << ": " << request.mBody << (request.mDestination.empty() ? "" : "; deliver to ")
+            << request.mDestination << "\n\n"
             << *iSent.mAnswer << '\n';
 }

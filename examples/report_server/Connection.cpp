@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 
 namespace
 {
@@ -69,7 +70,7 @@ void Connection::Execute(const std::string& iSql)
     }
 }
 
-Rows Connection::Query(const std::string& iSql, const std::function<bool()>& iIsToStop)
+Rows Connection::Query(const std::string& iSql, const std::function<bool()>& iIsToStop, const RowGate& iGate)
 {
     const StopQuestion question(mpDatabase.get(), iIsToStop);
     const Statement statement = Prepare(iSql);
@@ -79,18 +80,20 @@ Rows Connection::Query(const std::string& iSql, const std::function<bool()>& iIs
         rows.mColumns.emplace_back(sqlite3_column_name(statement.get(), i));
     while (Step(statement.get()))
     {
-        std::vector<Value>& row = rows.mRows.emplace_back();
+        Row row;
         for (int i = 0; i < columns; ++i)
             row.push_back(ReadValue(statement.get(), i));
+        iGate(row);
+        rows.mRows.push_back(std::move(row));
     }
     return rows;
 }
 
-void Connection::InsertAll(const std::string& iSql, const std::vector<std::vector<Value>>& iRows)
+void Connection::InsertAll(const std::string& iSql, const std::vector<Row>& iRows)
 {
     const Statement statement = Prepare(iSql);
     Execute("BEGIN");
-    for (const std::vector<Value>& row : iRows)
+    for (const Row& row : iRows)
     {
         int place = 0;
         for (const Value& value : row)

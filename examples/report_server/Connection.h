@@ -11,7 +11,7 @@
 #include <vector>
 
 /// Threads: one at a time.
-/// Errors:  throws RequestError with SQLite's own text.
+/// Errors:  throws RequestError with SQLite's own text, and what a gate throws.
 class Connection
 {
 public:
@@ -25,10 +25,10 @@ public:
 
     void Execute(const std::string& iSql);
     /// `iIsToStop` is asked all the while: when it says so, the query ends with an error. It must not throw.
-    Rows Query(const std::string& iSql, const std::function<bool()>& iIsToStop);
+    Rows Query(const std::string& iSql, const std::function<bool()>& iIsToStop, const RowGate& iGate);
 
     /// Runs `iSql`, an INSERT with as many `?` as a row has values, once a row.
-    void InsertAll(const std::string& iSql, const std::vector<std::vector<Value>>& iRows);
+    void InsertAll(const std::string& iSql, const std::vector<Row>& iRows);
 
 private:
     struct Closer

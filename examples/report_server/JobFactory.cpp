@@ -1,6 +1,7 @@
 #include "JobFactory.h"
 
 #include "JobCalls.h"
+#include "Mailboxes.h"
 #include "ReportInstance.h"
 #include "StepTask.h"
 #include "UserSession.h"
@@ -44,6 +45,8 @@ void DescribeContext(const JobRecord& iRecord)
     CKDXProcessContext& context = *iRecord.mpContext.Get();
     Expect(context.put_RequestCode(RequestTypeOf(iRecord.mRequest.mKind)), "put_RequestCode");
     Expect(context.put_ContextObjectA(iRecord.mpSession->GetObject()), "put_ContextObjectA");
+    if (iRecord.mpMailbox)
+        Expect(context.put_ContextObjectN(NewDelivery(iRecord.mpMailbox.Get()).Get()), "put_ContextObjectN");
     if (iRecord.mRequest.mKind != EnumRequestKind::Report)
         return;
     const QBase::PtrI<ReportInstance> instance = NewReportInstance(IdOf(iRecord), iRecord.mRequest.mBody);
@@ -87,7 +90,7 @@ QBase::PtrI<CKDXProcessContext> MakeContext(const JobRecord& iRecord, ICKDXReadM
     return context;
 }
 
-QBase::PtrI<QORJob> MakeJob(const JobRecord& iRecord)
+QBase::PtrI<QORJob> MakeJob(const JobRecord& iRecord, std::uint64_t iMemory)
 {
     const Request& request = iRecord.mRequest;
     const QBase::wstring user = QBase::UTF8ToWideChar(request.mUser);
@@ -99,7 +102,8 @@ QBase::PtrI<QORJob> MakeJob(const JobRecord& iRecord)
     Expect(job->SetProjectName(QBase::UTF8ToWideChar(request.mProject)), "SetProjectName");
     Expect(job->SetDescription(QBase::UTF8ToWideChar(request.mBody)), "SetDescription");
     Expect(job->SetRequestId(request.mLine), "SetRequestId");
-    for (const QORJobProcessingStep step : StepsOf(request.mKind))
+    job->GetMemGovernor()->mLimitBytes = iMemory;
+    for (const QORJobProcessingStep step : StepsOf(request))
         Expect(job->AddStep(new QORJobStep(step), nullptr), "AddStep");
     Expect(job->SetRunning(true, nullptr), "SetRunning");
     return job;

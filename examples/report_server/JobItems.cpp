@@ -3,7 +3,6 @@
 #include "JobCalls.h"
 
 #include <cstring>
-#include <memory>
 #include <string_view>
 
 namespace
@@ -17,16 +16,14 @@ enum EnumItem : int
     ItemResult = 3,
 };
 
-using Item = QBase::PtrI<QORJobData>;
-
-/// The caller's reference and the job's are two.
-Item Find(const QORJob& iJob, EnumItem iId)
+/// The task's, who lets it go.
+const QORJobData& Find(QORJobTask& ioTask, EnumItem iId)
 {
     QORJobData* found = nullptr;
-    Expect(iJob.GetJobData(iId, &found), "GetJobData");
+    Expect(ioTask.GetContextDataX(iId, &found), "GetContextDataX");
     if (found == nullptr)
         throw JobCallError("the job has no item " + std::to_string(iId));
-    return Item::Adopt(found);
+    return *found;
 }
 
 const void* PayloadOf(const QORJobData& iItem)
@@ -42,13 +39,6 @@ std::string TextOf(const QORJobData& iItem)
     return text == nullptr ? std::string() : QBase::WideCharToUTF8(text);
 }
 
-void Store(QORJob& ioJob, const Item& iItem)
-{
-    if (!iItem)
-        throw JobCallError("no memory for a data item");
-    Expect(ioJob.SetJobData(iItem.Get()), "SetJobData");
-}
-
 } // namespace
 
 void NameJobItems()
@@ -58,43 +48,43 @@ void NameJobItems()
     Expect(QORJobData::AddName(W("Result"), ItemResult), "AddName");
 }
 
-void StoreSql(QORJob& ioJob, const std::string& iSql)
+void StoreSql(QORJobTask& ioTask, const std::string& iSql)
 {
     constexpr int cStringItem = 0; // what the job makes; Init gives it the id that it is stored under
     QORJobData* made = nullptr;
-    Expect(ioJob.CreateJobDataObject(cStringItem, &made), "CreateJobDataObject");
-    const Item item(made);
+    Expect(ioTask.CreateJobDataObject(cStringItem, &made), "CreateJobDataObject");
+    const QBase::PtrI<QORJobData> item(made);
     Expect(item->Init(ItemSql), "Init");
     Expect(static_cast<QORStringData*>(made)->Append(QBase::UTF8ToWideChar(iSql).c_str()), "Append");
-    Store(ioJob, item);
+    Expect(ioTask.SetOutput(made), "SetOutput");
 }
 
-std::string ReadSql(const QORJob& iJob) { return TextOf(*Find(iJob, ItemSql).Get()); }
+std::string ReadSql(QORJobTask& ioTask) { return TextOf(Find(ioTask, ItemSql)); }
 
-void StoreRows(QORJob& ioJob, const Rows& iRows)
+void StoreRows(QORJobTask& ioTask, const Rows& iRows)
 {
     const std::string bytes = ToBytes(iRows);
-    std::unique_ptr<void, QBase::HeapDeleter> copy(QBase::HeapAllocate(bytes.size()));
+    void* const copy = QBase::HeapAllocate(bytes.size());
     if (copy == nullptr)
         throw JobCallError("no memory for the rows");
-    std::memcpy(copy.get(), bytes.data(), bytes.size());
-    const Item item(new QORBinaryData(ItemRows, copy.get(), static_cast<unsigned>(bytes.size())));
-    if (item)
-        copy.release(); // the item's from here on
-    Store(ioJob, item);
+    std::memcpy(copy, bytes.data(), bytes.size());
+    Expect(ioTask.SetOutput(ItemRows, copy, static_cast<unsigned>(bytes.size())), "SetOutput"); // takes the copy over
 }
 
-Rows ReadRows(const QORJob& iJob)
+Rows ReadRows(QORJobTask& ioTask, const RowGate& iGate)
 {
-    const Item item = Find(iJob, ItemRows);
+    const QORJobData& item = Find(ioTask, ItemRows);
     unsigned size = 0;
-    Expect(item->GetSaveObjSize(0, &size), "GetSaveObjSize");
-    return FromBytes(std::string_view(static_cast<const char*>(PayloadOf(*item.Get())), size));
+    Expect(item.GetSaveObjSize(0, &size), "GetSaveObjSize");
+    return FromBytes(std::string_view(static_cast<const char*>(PayloadOf(item)), size), iGate);
 }
 
-void StoreResult(QORJob& ioJob, const std::string& iText)
+void StoreResult(QORJobTask& ioTask, const std::string& iText)
 {
-    Store(ioJob, Item(new QORTextFileData(ItemResult, QBase::UTF8ToWideChar(iText).c_str())));
+    const QBase::PtrI<QORJobData> item(new QORTextFileData(ItemResult, QBase::UTF8ToWideChar(iText).c_str()));
+    if (!item)
+        throw JobCallError("no memory for the result");
+    Expect(ioTask.SetOutput(item.Get()), "SetOutput");
 }
 
-std::string ReadResult(const QORJob& iJob) { return TextOf(*Find(iJob, ItemResult).Get()); }
+std::string ReadResult(QORJobTask& ioTask) { return TextOf(Find(ioTask, ItemResult)); }

@@ -9,16 +9,17 @@
 /// Gives the items' ids their names, which the library shows. Once, before the first job.
 void NameJobItems();
 
-// All throw JobCallError. A second item of its kind replaces the first one.
+// All throw JobCallError. What is stored is the task's output, in place of an item of the same kind; what is read is
+// its input, which the task holds until it ends.
 
 /// A string item in the job's own buffer. The job uses that too: meanwhile no other thread may.
-void StoreSql(QORJob& ioJob, const std::string& iSql);
-std::string ReadSql(const QORJob& iJob);
+void StoreSql(QORJobTask& ioTask, const std::string& iSql);
+std::string ReadSql(QORJobTask& ioTask);
 
 /// A binary item.
-void StoreRows(QORJob& ioJob, const Rows& iRows);
-Rows ReadRows(const QORJob& iJob);
+void StoreRows(QORJobTask& ioTask, const Rows& iRows);
+Rows ReadRows(QORJobTask& ioTask, const RowGate& iGate);
 
 /// A text-file item: the answer as the client will see it.
-void StoreResult(QORJob& ioJob, const std::string& iText);
-std::string ReadResult(const QORJob& iJob);
+void StoreResult(QORJobTask& ioTask, const std::string& iText);
+std::string ReadResult(QORJobTask& ioTask);

@@ -48,6 +48,7 @@ struct JobRecord
     int mId = 0;
     JobRecord* mpParent = nullptr;             ///< the document, of a child
     QBase::PtrI<QORChannel> mpClient;          ///< where the answer goes
+    QBase::PtrI<QORChannel> mpMailbox;         ///< where it goes instead, once that is promised; else null
     UserSession* mpSession = nullptr;          ///< the kernel's
     QBase::PtrI<CKDXProcessContext> mpContext; ///< has the request's message and the answer; the job's, too
     Request mRequest;                          ///< what the message says

@@ -2,6 +2,7 @@
 
 #include "Answer.h"
 #include "Errors.h"
+#include "Failure.h"
 #include "JobCalls.h"
 #include "JobFactory.h"
 #include "Message.h"
@@ -16,7 +17,9 @@ std::string NameOf(const JobRecord& iRecord)
            iRecord.mRequest.mUser + ")";
 }
 
-Kernel::Kernel(const Warehouse& iWarehouse, std::size_t iThreadsPerUnit) : mWarehouse(iWarehouse)
+Kernel::Kernel(const Warehouse& iWarehouse, Mailboxes& ioMailboxes, std::size_t iThreadsPerUnit,
+               std::uint64_t iJobMemory)
+    : mWarehouse(iWarehouse), mMailboxes(ioMailboxes), mJobMemory(iJobMemory)
 {
     for (std::size_t worker = 0; worker < iThreadsPerUnit; ++worker)
         mConnections.push_back(iWarehouse.Connect());
@@ -54,7 +57,12 @@ void Kernel::Submit(ICKDXReadMessage* iRequest, QORChannel* iClient)
         if (record->mId >= cFirstChild)
             throw RequestError("there have been too many requests");
         record->mpSession = OpenSession(record->mRequest);
-        const QBase::PtrI<QORJob> job = MakeJob(*record);
+        if (!record->mRequest.mDestination.empty())
+        {
+            SendAccepted(iRequest, *iClient);
+            record->mpMailbox = mMailboxes.Open(record->mId, record->mRequest);
+        }
+        const QBase::PtrI<QORJob> job = MakeJob(*record, mJobMemory);
         {
             const std::lock_guard hold(record->mMutex);
             record->mpJob = job;
@@ -93,9 +101,9 @@ void Kernel::Drive(EnumUnit iUnit, std::size_t iWorker, JobRecord& ioRecord)
         if (RunSteps(iUnit, workplace, ioRecord))
             End(ioRecord);
     }
-    catch (const std::exception& error)
+    catch (...)
     {
-        Abandon(ioRecord, error.what());
+        Abandon(ioRecord, ReasonOf(std::current_exception()));
     }
 }
 
@@ -130,13 +138,23 @@ bool Kernel::RunSteps(EnumUnit iUnit, Workplace& iWorkplace, JobRecord& ioRecord
     }
 }
 
-/// False when the job isn't this thread's any more.
+/// False when the job isn't this thread's any more. Whatever the task throws is an error of its job and no more.
 bool Kernel::RunStep(const StepEntry& iStep, EnumUnit iUnit, Workplace& iWorkplace, JobRecord& ioRecord)
 {
-    StepTask task(ioRecord, iWorkplace, iStep);
-    BeginStep(iUnit, task, ioRecord);
+    const std::unique_ptr<StepTask> task = iStep.mpMakeTask(ioRecord, iWorkplace, iStep);
+    task->Init(QORJobData::CreateJobDataObject);
+    BeginStep(iUnit, *task, ioRecord);
     ObeyOrders(ioRecord.mId, iStep.mStepId);
-    return EndStep(iUnit, task, FAILED(task.Run()), ioRecord);
+    std::exception_ptr failure;
+    try
+    {
+        Expect(task->Run(), "Run");
+    }
+    catch (...)
+    {
+        failure = std::current_exception();
+    }
+    return EndStep(iUnit, *task, failure, ioRecord);
 }
 
 void Kernel::BeginStep(EnumUnit iUnit, StepTask& iTask, JobRecord& ioRecord)
@@ -150,7 +168,7 @@ void Kernel::BeginStep(EnumUnit iUnit, StepTask& iTask, JobRecord& ioRecord)
 }
 
 /// The task may have been taken away meanwhile: then the job has gone on without it.
-bool Kernel::EndStep(EnumUnit iUnit, StepTask& iTask, bool ibFailed, JobRecord& ioRecord)
+bool Kernel::EndStep(EnumUnit iUnit, StepTask& iTask, const std::exception_ptr& iFailure, JobRecord& ioRecord)
 {
     const StepEntry& step = iTask.GetStep();
     std::unique_lock hold(ioRecord.mMutex);
@@ -165,8 +183,8 @@ bool Kernel::EndStep(EnumUnit iUnit, StepTask& iTask, bool ibFailed, JobRecord& 
     QORJob& job = *ioRecord.mpJob.Get();
     const int status = StatusOf(job);
     const bool bStopped = iTask.WasStopped() && (status == JobCancelled || status == JobPausing);
-    if (ibFailed && !bStopped)
-        Fail(step, iTask.GetError(), ioRecord);
+    if (iFailure != nullptr && !bStopped)
+        Fail(step, iFailure, ioRecord);
     Expect(job.SetStepFinish(step.mStepId, static_cast<int>(iUnit), &iTask), "SetStepFinish");
     if (job.IsStepPausing())
     {
@@ -174,8 +192,6 @@ bool Kernel::EndStep(EnumUnit iUnit, StepTask& iTask, bool ibFailed, JobRecord& 
         return false;
     }
     ioRecord.mStepsDone.push_back(step.mStepId);
-    if (ibFailed && !bStopped)
-        RemoveWork(ioRecord, StepCloseJob);
     return true;
 }
 
@@ -213,36 +229,28 @@ void Kernel::Exit(EnumUnit iUnit, JobRecord& ioRecord)
     ioRecord.mVisits.back().mExit = Moment::clock::now();
 }
 
-/// The job's status leaves it the steps that tell of the error and close it; dispatch comes to them by itself.
-void Kernel::Fail(const StepEntry& iStep, const std::string& iReason, JobRecord& ioRecord)
+/// The job's error rewrites its list of steps: what tells of the error is left, and the closing step.
+void Kernel::Fail(const StepEntry& iStep, const std::exception_ptr& iFailure, JobRecord& ioRecord)
 {
-    const std::string step = StepNameOf(iStep.mStepId);
-    LogError(NameOf(ioRecord) + ": " + step + " failed: " + iReason);
-    PackError(*ioRecord.mpContext.Get(), ioRecord.mId, step, iReason);
-    Expect(ioRecord.mpJob->SetStatus(JobStoppedWithError, nullptr), "SetStatus");
-    if (iStep.mStepId != StepSendingErrorMessage && iStep.mStepId != StepCloseJob)
-        Expect(ioRecord.mpJob->AddStepAfterThis(StepSendingErrorMessage, nullptr), "AddStepAfterThis");
-    ioRecord.mbAnswered = false; // what failed may have been the answer
+    LogError(NameOf(ioRecord) + ": " + StepNameOf(iStep.mStepId) + " failed: " + ReasonOf(iFailure));
+    if (!IsEnded(StatusOf(*ioRecord.mpJob.Get())))
+        ForgetAnswer(*ioRecord.mpContext.Get()); // what failed may have been the answer
+    ReportFailure(*ioRecord.mpJob.Get(), iStep.mStepId, iFailure);
+    ioRecord.mbAnswered = false;
 }
 
-/// After Ctrl-C. A job that only has to close, or to tell of its error, is left alone.
+/// After Ctrl-C. A job that has ended, and tells of it or closes, is left alone.
 void Kernel::StopWork(JobRecord& ioRecord)
 {
     int stepId = StepNoMore;
     const std::lock_guard hold(ioRecord.mMutex);
-    Expect(ioRecord.mpJob->GetCurrentStepId(&stepId, nullptr), "GetCurrentStepId");
-    if (stepId == StepNoMore || stepId == StepCloseJob || stepId == StepSendingErrorMessage)
+    QORJob& job = *ioRecord.mpJob.Get();
+    Expect(job.GetCurrentStepId(&stepId, nullptr), "GetCurrentStepId");
+    if (stepId == StepNoMore || stepId == StepCloseJob || IsEnded(StatusOf(job)))
         return;
-    Expect(ioRecord.mpJob->SetStatus(JobStopped, nullptr), "SetStatus");
-    RemoveWork(ioRecord, StepCloseJob);
-}
-
-/// Takes out what won't run any more, so that the closing step comes to the front and is finished there.
-void Kernel::RemoveWork(JobRecord& ioRecord, int iButStepId)
-{
-    for (const QORJobProcessingStep step : StepsOf(ioRecord.mRequest.mKind))
-        if (step != StepCloseJob && step != iButStepId)
-            Expect(ioRecord.mpJob->RemoveStep(step), "RemoveStep");
+    Expect(job.ClearTodoSteps(), "ClearTodoSteps");
+    Expect(job.AddStep(new QORJobStep(StepCloseJob), nullptr), "AddStep");
+    Expect(job.SetStatus(JobStopped, nullptr), "SetStatus");
 }
 
 /// For a job that the library wouldn't drive any further.
@@ -250,11 +258,11 @@ void Kernel::Abandon(JobRecord& ioRecord, const std::string& iReason)
 {
     LogError(NameOf(ioRecord) + " is abandoned: " + iReason);
     std::unique_lock hold(ioRecord.mMutex);
-    if (ioRecord.mpJob && FAILED(ioRecord.mpJob->SetStatus(JobStoppedWithError, nullptr)))
-        LogError(NameOf(ioRecord) + " kept its status");
     try
     {
-        if (ioRecord.mpContext && !ioRecord.mbAnswered)
+        if (ioRecord.mpJob)
+            ReportException(*ioRecord.mpJob.Get(), "the kernel", iReason);
+        else if (ioRecord.mpContext)
             PackError(*ioRecord.mpContext.Get(), ioRecord.mId, "the kernel", iReason);
     }
     catch (const std::exception& error)
@@ -274,7 +282,8 @@ void Kernel::End(JobRecord& ioRecord)
         const bool bToAnswer = ioRecord.mpContext && !std::exchange(ioRecord.mbAnswered, true);
         hold.unlock();
         if (bToAnswer)
-            SendAnswer(*ioRecord.mpContext.Get(), *ioRecord.mpClient.Get());
+            SendAnswer(*ioRecord.mpContext.Get(),
+                       ioRecord.mpMailbox ? *ioRecord.mpMailbox.Get() : *ioRecord.mpClient.Get());
     }
     catch (const std::exception& error)
     {

@@ -4,6 +4,7 @@
 #include "Connection.h"
 #include "Control.h"
 #include "JobRecord.h"
+#include "Mailboxes.h"
 #include "ProcessingUnit.h"
 #include "StepTask.h"
 #include "UserSession.h"
@@ -14,7 +15,9 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
+#include <exception>
 #include <map>
 #include <mutex>
 #include <string>
@@ -37,7 +40,8 @@ inline constexpr int cFirstChild = 10'000;
 class Kernel
 {
 public:
-    Kernel(const Warehouse& iWarehouse, std::size_t iThreadsPerUnit);
+    /// `iJobMemory`: what a job and its children may have, in bytes.
+    Kernel(const Warehouse& iWarehouse, Mailboxes& ioMailboxes, std::size_t iThreadsPerUnit, std::uint64_t iJobMemory);
     /// Waits for all jobs, and for the workers.
     ~Kernel();
     Kernel(const Kernel&) = delete;
@@ -74,16 +78,15 @@ private:
     bool RunSteps(EnumUnit iUnit, Workplace& iWorkplace, JobRecord& ioRecord);
     bool RunStep(const StepEntry& iStep, EnumUnit iUnit, Workplace& iWorkplace, JobRecord& ioRecord);
     void BeginStep(EnumUnit iUnit, StepTask& iTask, JobRecord& ioRecord);
-    bool EndStep(EnumUnit iUnit, StepTask& iTask, bool ibFailed, JobRecord& ioRecord);
+    bool EndStep(EnumUnit iUnit, StepTask& iTask, const std::exception_ptr& iFailure, JobRecord& ioRecord);
 
     // On the way of a job.
     void Enter(const StepEntry& iNextStep, JobRecord& ioRecord);
     void EnterNext(JobRecord& ioRecord);
     void Start(EnumUnit iUnit, JobRecord& ioRecord);
     void Exit(EnumUnit iUnit, JobRecord& ioRecord);
-    void Fail(const StepEntry& iStep, const std::string& iReason, JobRecord& ioRecord);
+    void Fail(const StepEntry& iStep, const std::exception_ptr& iFailure, JobRecord& ioRecord);
     void StopWork(JobRecord& ioRecord);
-    void RemoveWork(JobRecord& ioRecord, int iButStepId);
     void Abandon(JobRecord& ioRecord, const std::string& iReason);
     void End(JobRecord& ioRecord);
     void LetGo(JobRecord& ioRecord);
@@ -111,6 +114,8 @@ private:
     void CancelChildren(JobRecord& ioDocument);
 
     const Warehouse& mWarehouse;
+    Mailboxes& mMailboxes;
+    const std::uint64_t mJobMemory;
     std::vector<Connection> mConnections;                                           // one a worker of query execution
     std::map<std::pair<std::string, unsigned>, QBase::PtrI<UserSession>> mSessions; // by user and locale
     std::mutex mMutex;                                                              // guards what follows

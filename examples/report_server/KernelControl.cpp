@@ -218,10 +218,7 @@ void Kernel::TakeAway(JobRecord& ioRecord)
         Exit(step.mUnit, ioRecord);
         ioRecord.mNotes.push_back("taken away at " + std::to_string(step.mStepId));
         if (StatusOf(job) != JobCancelled)
-        {
-            Fail(step, "it took longer than the job's time allows", ioRecord);
-            RemoveWork(ioRecord, step.mStepId); // the lost step is queued until the next dispatch completes it
-        }
+            Fail(step, std::make_exception_ptr(RequestError("it took longer than the job's time allows")), ioRecord);
         Expect(job.SetRunning(true, nullptr), "SetRunning");
         EnterNext(ioRecord);
     }

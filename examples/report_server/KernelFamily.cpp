@@ -46,6 +46,7 @@ JobRecord* Kernel::AddChild(JobRecord& ioDocument)
     child.mpSession = ioDocument.mpSession;
     child.mRequest = ioDocument.mRequest;
     child.mRequest.mKind = EnumRequestKind::Report;
+    child.mRequest.mDestination.clear(); // its result is the document's
     ioDocument.mParts.emplace_back();
     CountOpen(+1);
     return &child;
@@ -64,7 +65,7 @@ void Kernel::OpenChild(const std::string& iReport, JobRecord& ioChild)
         if (!ioChild.mpClient)
             throw JobCallError("no memory for a channel");
         ioChild.mpContext = MakeContext(ioChild, PackRequest(ioChild.mRequest).Get());
-        const QBase::PtrI<QORJob> job = MakeJob(ioChild);
+        const QBase::PtrI<QORJob> job = MakeJob(ioChild, mJobMemory);
         Expect(job->SetParentId(document.mId, document.mpJob->GetMemGovernor()), "SetParentId");
         {
             const std::lock_guard hold(ioChild.mMutex);

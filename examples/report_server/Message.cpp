@@ -42,6 +42,9 @@ void ReadField(const Entry& iEntry, Request& ioRequest)
     case FieldBody:
         ioRequest.mBody = iEntry.mText;
         break;
+    case FieldDestination:
+        ioRequest.mDestination = iEntry.mText;
+        break;
     default:
         throw RequestError("no field of a request: " + iEntry.mText);
     }
@@ -77,7 +80,7 @@ std::string ReadAnswer(ICKDXReadMessage& iAnswer, unsigned iLocale)
     Expect(iAnswer.get_ErrorCode(&code), "get_ErrorCode");
     std::string text;
     for (const Entry& entry : UnpackEntries(iAnswer, iLocale))
-        text += FAILED(code) ? "error: " + entry.mText + "\n" : entry.mText;
+        text += entry.mCode == FieldResult ? entry.mText : (FAILED(code) ? "error: " : "") + entry.mText + "\n";
     return text;
 }
 
@@ -93,6 +96,8 @@ QBase::PtrI<ICKDXReadMessage> PackRequest(const Request& iRequest)
     PackField(message.Get(), FieldProject, iRequest.mProject);
     PackField(message.Get(), FieldPriority, std::to_string(iRequest.mPriority));
     PackField(message.Get(), FieldBody, iRequest.mBody);
+    if (!iRequest.mDestination.empty())
+        PackField(message.Get(), FieldDestination, iRequest.mDestination);
     ICKDXReadMessage* packed = nullptr;
     Expect(QMessage::CKDXWriteMessage::ToReadMessage(message.Get(), &packed), "ToReadMessage");
     return QBase::PtrI<ICKDXReadMessage>::Adopt(packed);

@@ -18,7 +18,8 @@ enum EnumField : unsigned
     FieldProject,
     FieldPriority,
     FieldBody,
-    FieldResult, ///< of an answer
+    FieldDestination, ///< only where there is one
+    FieldResult,      ///< of an answer
 };
 
 void PackField(ICKDXWriteMessage* ioMessage, EnumField iField, std::string_view iText);

@@ -7,14 +7,15 @@ namespace
 {
 
 constexpr int cMostThreads = 64;
+constexpr int cMostMegabytes = 1'000'000;
+constexpr std::uint64_t cMegabyte = 1'024 * 1'024;
 
-std::size_t ReadThreads(const std::string& iText)
+std::size_t ReadNumber(const std::string& iOption, const std::string& iText, int iMost)
 {
-    int threads = 0;
-    if (!ParseInt(iText, threads) || threads < 1 || threads > cMostThreads)
-        throw SetupError("--threads takes a number from 1 to " + std::to_string(cMostThreads) + ", not \"" + iText +
-                         "\"");
-    return static_cast<std::size_t>(threads);
+    int number = 0;
+    if (!ParseInt(iText, number) || number < 1 || number > iMost)
+        throw SetupError(iOption + " takes a number from 1 to " + std::to_string(iMost) + ", not \"" + iText + "\"");
+    return static_cast<std::size_t>(number);
 }
 
 /// True when the option is one that stands alone.
@@ -41,7 +42,8 @@ Options ParseOptions(const std::vector<std::string>& iArguments)
         const std::string& option = *argument;
         if (ReadFlag(option, options))
             continue;
-        if (option != "--data" && option != "--requests" && option != "--threads" && option != "--log")
+        if (option != "--data" && option != "--requests" && option != "--threads" && option != "--job-memory" &&
+            option != "--log")
             throw SetupError("unknown option " + option);
         if (++argument == iArguments.end())
             throw SetupError(option + " needs a value");
@@ -50,7 +52,9 @@ Options ParseOptions(const std::vector<std::string>& iArguments)
         else if (option == "--requests")
             options.mRequests = *argument;
         else if (option == "--threads")
-            options.mThreadsPerUnit = ReadThreads(*argument);
+            options.mThreadsPerUnit = ReadNumber(option, *argument, cMostThreads);
+        else if (option == "--job-memory")
+            options.mJobMemory = cMegabyte * ReadNumber(option, *argument, cMostMegabytes);
         else
             options.mLogRouters = *argument;
     }
@@ -70,6 +74,7 @@ const char* GetUsage()
 Loads the CSV files of DIR, serves the requests in FILE, and shows the results and how the jobs went.
 
   --threads N      worker threads in each of the four processing units (2)
+  --job-memory MB  what a job may take of memory for rows; one that asks for more fails (no limit)
   --log ROUTERS    switch log routers on, to standard error: "Kernel/Job Trace,Kernel/Error", or "all"
   --profile        show step times, waits in the queues and counters at the end
   --results-only   leave out the table of jobs, so that two runs print the same

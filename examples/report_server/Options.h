@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -11,7 +12,8 @@ struct Options
     std::filesystem::path mData;
     std::filesystem::path mRequests;
     std::size_t mThreadsPerUnit = 2;
-    std::string mLogRouters; ///< "Kernel/Job Trace,Kernel/Error", or "all"; empty: none
+    std::uint64_t mJobMemory = ~std::uint64_t{0}; ///< of each job, in bytes
+    std::string mLogRouters;                      ///< "Kernel/Job Trace,Kernel/Error", or "all"; empty: none
     bool mbProfile = false;
     bool mbResultsOnly = false;
     bool mbHelp = false;

@@ -54,17 +54,32 @@ void ReadSession(std::string_view iLine, Locales& ioLocales)
     ioLocales[fields[1]] = ReadLanguage(fields[2]);
 }
 
+/// Takes the clause that says where the result goes from the end of the body; empty when there is none.
+std::string TakeDestination(std::string& ioBody)
+{
+    constexpr std::string_view cDeliver = "deliver to ";
+    const std::size_t last = ioBody.rfind(';');
+    if (last == std::string::npos)
+        return {};
+    const std::string clause(Trim(std::string_view(ioBody).substr(last + 1)));
+    if (clause.compare(0, cDeliver.size(), cDeliver) != 0)
+        return {};
+    ioBody = Trim(std::string_view(ioBody).substr(0, last));
+    return std::string(Trim(std::string_view(clause).substr(cDeliver.size())));
+}
+
 Request ReadRequest(std::string_view iLine, int iLineNumber, const Locales& iLocales)
 {
-    const auto fields = SplitFields<5>(iLine, "kind | user | project | priority | body");
+    auto fields = SplitFields<5>(iLine, "kind | user | project | priority | body");
     int priority = 0;
     if (!ParseInt(fields[3], priority))
         throw RequestError("the priority \"" + fields[3] + "\" is no number");
     const auto locale = iLocales.find(fields[1]);
+    const std::string destination = TakeDestination(fields[4]);
     return {iLineNumber, ParseKind(fields[0]),
             fields[1],   locale == iLocales.end() ? cEnglish : locale->second,
             fields[2],   priority,
-            fields[4]};
+            fields[4],   destination};
 }
 
 } // namespace

@@ -1,6 +1,9 @@
 // What clients send: one request a line, `kind | user | project | priority | body`. A line `session | user | language`
 // gives the user's further requests a session in that language, en or de; without one it is English. Control.h
 // describes the lines that do something to the requests' jobs while they run.
+//
+// The last clause of a body may be `deliver to NAME`: then the result, or the error, goes into the mailbox of that
+// name, and the client is answered at once that its request was accepted.
 #pragma once
 
 #include "Control.h"
@@ -33,6 +36,7 @@ struct Request
     std::string mProject;
     int mPriority = 0; ///< a higher one goes first
     std::string mBody;
+    std::string mDestination; ///< empty: the client
 };
 
 struct RequestFile

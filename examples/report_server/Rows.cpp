@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 namespace
 {
@@ -93,19 +94,27 @@ std::string Value::ToText() const
     }
 }
 
+std::size_t SizeOf(const Row& iRow)
+{
+    std::size_t size = sizeof iRow;
+    for (const Value& value : iRow)
+        size += sizeof value + value.mText.size();
+    return size;
+}
+
 std::string ToBytes(const Rows& iRows)
 {
     std::string bytes;
     AddNumber(bytes, iRows.mColumns.size());
     for (const std::string& column : iRows.mColumns)
         AddText(bytes, column);
-    for (const std::vector<Value>& row : iRows.mRows)
+    for (const Row& row : iRows.mRows)
         for (const Value& value : row)
             AddValue(bytes, value);
     return bytes;
 }
 
-Rows FromBytes(std::string_view iBytes)
+Rows FromBytes(std::string_view iBytes, const RowGate& iGate)
 {
     Reader reader(iBytes);
     Rows rows;
@@ -113,9 +122,11 @@ Rows FromBytes(std::string_view iBytes)
         rows.mColumns.push_back(reader.TakeText());
     while (!rows.mColumns.empty() && !reader.IsAtEnd())
     {
-        std::vector<Value>& row = rows.mRows.emplace_back();
+        Row row;
         for (std::size_t i = 0; i < rows.mColumns.size(); ++i)
             row.push_back(reader.TakeValue());
+        iGate(row);
+        rows.mRows.push_back(std::move(row));
     }
     return rows;
 }

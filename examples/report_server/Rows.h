@@ -1,7 +1,9 @@
 // What a query gives: named columns and rows of values.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -36,13 +38,21 @@ struct Value
     std::string mText;
 };
 
+using Row = std::vector<Value>;
+
 struct Rows
 {
     std::vector<std::string> mColumns;
-    std::vector<std::vector<Value>> mRows;
+    std::vector<Row> mRows;
 };
+
+/// What a row takes of memory, in bytes.
+std::size_t SizeOf(const Row& iRow);
+
+/// Is asked for each row before it is kept. What it throws ends the reading.
+using RowGate = std::function<void(const Row& iRow)>;
 
 /// The rows as one block, for those who can keep nothing else. FromBytes throws std::out_of_range for a block that
 /// ends too early.
 std::string ToBytes(const Rows& iRows);
-Rows FromBytes(std::string_view iBytes);
+Rows FromBytes(std::string_view iBytes, const RowGate& iGate);

@@ -1,4 +1,4 @@
-// The tasks that run the steps.
+// The base of the tasks that run the steps, and the table of the steps.
 #pragma once
 
 #include "Connection.h"
@@ -6,7 +6,7 @@
 #include "Warehouse.h"
 #include "qorjob.h"
 
-#include <string>
+#include <memory>
 #include <vector>
 
 class Kernel;
@@ -20,30 +20,34 @@ struct Workplace
     Connection* mpConnection; ///< in the unit of query execution only
 };
 
-/// Runs one step of one job. The watchdog may give the step up meanwhile: the task then works on, beside the thread
-/// that closes the job. It finds all that it uses of the record as it was; what it leaves in the job nobody reads.
+/// Runs one step of one job: Tasks.h has a class for each. The watchdog may give the step up meanwhile: the task then
+/// works on, beside the thread that closes the job. It finds all that it uses of the record as it was; what it leaves
+/// in the job nobody reads.
 ///
 /// Threads: the one that runs it.
-/// Errors:  Run gives E_FAIL, sets the task aborted, and keeps the reason.
+/// Errors:  Run throws what the work threw, and the task is aborted.
 class StepTask : public QORJobTask
 {
 public:
-    using Work = void (*)(JobRecord& ioRecord, Workplace& iWorkplace);
-
     StepTask(JobRecord& ioRecord, Workplace& iWorkplace, const StepEntry& iStep);
 
     HRESULT Run() override;
-    /// Why it failed.
-    const std::string& GetError() const { return mError; }
-    /// Whether it failed because it was told to stop.
+    /// Whether it was aborted because it was told to stop.
     bool WasStopped() const { return mbStopped; }
     const StepEntry& GetStep() const { return mStep; }
 
-private:
+protected:
+    /// What the step does: takes its inputs of the job's data items and leaves its output there.
+    virtual void Work() = 0;
+
+    /// A job that is cancelled, paused or given up says so in its process context.
+    bool IsToldToStop() const;
+
     JobRecord& mRecord;
     Workplace& mWorkplace;
+
+private:
     const StepEntry& mStep;
-    std::string mError;
     bool mbStopped = false;
 };
 
@@ -62,13 +66,16 @@ struct StepEntry
     QORJobProcessingStep mStepId;
     EnumUnit mUnit;
     EnumStepKind mKind;
-    StepTask::Work mpWork;
+    std::unique_ptr<StepTask> (*mpMakeTask)(JobRecord& ioRecord, Workplace& iWorkplace, const StepEntry& iStep);
 
     bool IsStoppable() const { return mKind == EnumStepKind::Work || mKind == EnumStepKind::Family; }
 };
 
+/// Gives the tasks the names of their steps, under which the profiles are kept. Once, before the first job.
+void NameTasks();
+
 /// Throws JobCallError for a step that this server doesn't know.
 const StepEntry& FindStep(int iStepId);
 
-/// The steps that a request of that kind is made of. The closing step is the last one.
-const std::vector<QORJobProcessingStep>& StepsOf(EnumRequestKind iKind);
+/// The steps that the request is made of. The closing step is the last one.
+std::vector<QORJobProcessingStep> StepsOf(const Request& iRequest);

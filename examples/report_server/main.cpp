@@ -6,9 +6,11 @@
 #include "JobTable.h"
 #include "Kernel.h"
 #include "Keyboard.h"
+#include "Mailboxes.h"
 #include "Options.h"
 #include "ProfileReport.h"
 #include "Request.h"
+#include "StepTask.h"
 #include "StopSignal.h"
 #include "Text.h"
 #include "Warehouse.h"
@@ -75,6 +77,7 @@ int Serve(const Options& iOptions)
     StopSignal::Install();
     const QORJOB::Initializer initializer;
     NameJobItems();
+    NameTasks();
     if (!iOptions.mLogRouters.empty())
         SwitchLogOn(iOptions.mLogRouters);
     if (iOptions.mbProfile)
@@ -85,13 +88,15 @@ int Serve(const Options& iOptions)
         LogError(line);
     const Warehouse warehouse(iOptions.mData);
     Client client(std::cout);
-    Kernel kernel(warehouse, iOptions.mThreadsPerUnit);
+    Mailboxes mailboxes;
+    Kernel kernel(warehouse, mailboxes, iOptions.mThreadsPerUnit, iOptions.mJobMemory);
     for (const Control& control : file.mControls)
         kernel.Order(control);
     for (const Request& request : file.mRequests)
         client.Send(request, kernel);
     ObeyKeyboard(kernel);
     client.WriteRest();
+    mailboxes.Write(std::cout);
     for (const Control& order : kernel.GetOrders())
         LogError(ToText(order) + ": the step never came");
 
