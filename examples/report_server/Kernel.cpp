@@ -1,12 +1,14 @@
 #include "Kernel.h"
 
 #include "Answer.h"
+#include "Dump.h"
 #include "Errors.h"
 #include "Failure.h"
 #include "JobCalls.h"
 #include "JobFactory.h"
 #include "Message.h"
 #include "StopSignal.h"
+#include "Trace.h"
 
 #include <exception>
 #include <utility>
@@ -18,8 +20,8 @@ std::string NameOf(const JobRecord& iRecord)
 }
 
 Kernel::Kernel(const Warehouse& iWarehouse, Mailboxes& ioMailboxes, std::size_t iThreadsPerUnit,
-               std::uint64_t iJobMemory)
-    : mWarehouse(iWarehouse), mMailboxes(ioMailboxes), mJobMemory(iJobMemory)
+               std::uint64_t iJobMemory, const Recorders& iRecorders)
+    : mWarehouse(iWarehouse), mMailboxes(ioMailboxes), mJobMemory(iJobMemory), mRecorders(iRecorders)
 {
     for (std::size_t worker = 0; worker < iThreadsPerUnit; ++worker)
         mConnections.push_back(iWarehouse.Connect());
@@ -227,6 +229,8 @@ void Kernel::Exit(EnumUnit iUnit, JobRecord& ioRecord)
 {
     Expect(ioRecord.mpJob->SetPUExit(static_cast<int>(iUnit), W("")), "SetPUExit");
     ioRecord.mVisits.back().mExit = Moment::clock::now();
+    if (mRecorders.mpTrace != nullptr)
+        mRecorders.mpTrace->AddVisit(*ioRecord.mpJob.Get());
 }
 
 /// The job's error rewrites its list of steps: what tells of the error is left, and the closing step.
@@ -293,6 +297,8 @@ void Kernel::End(JobRecord& ioRecord)
     {
         if (FAILED(ioRecord.mpJob->GetStatus(&ioRecord.mFinalStatus)))
             LogError(NameOf(ioRecord) + " didn't tell its status");
+        if (FAILED(ioRecord.mpJob->UpdateJobCloseCounters()))
+            LogError(NameOf(ioRecord) + " wasn't counted");
         // A thread that was given up and hasn't come back needs the job: whoever comes second lets it go.
         const bool bThreadIsBack = ioRecord.mpJob->NeedToPerisistMsgStatusForRunAway(RunAwayCleanUp);
         if (bThreadIsBack || !ioRecord.mpJob->NeedToKeepMsgInJobForRunAway())
@@ -307,6 +313,8 @@ void Kernel::End(JobRecord& ioRecord)
 void Kernel::LetGo(JobRecord& ioRecord)
 {
     const std::lock_guard hold(ioRecord.mMutex);
+    if (mRecorders.mpDump != nullptr)
+        mRecorders.mpDump->Add(*ioRecord.mpJob.Get());
     ioRecord.mpJob = {};
     ioRecord.mpContext = {};
 }

@@ -27,6 +27,16 @@
 /// The n-th child of document d has the id n + d times this; requests have lower ones.
 inline constexpr int cFirstChild = 10'000;
 
+class Dump;
+class Trace;
+
+/// What is written down of the jobs while they run; null where nobody wants it.
+struct Recorders
+{
+    Dump* mpDump = nullptr;
+    Trace* mpTrace = nullptr;
+};
+
 /// A job is in one unit at a time. A worker that has taken it asks it for its next step and runs it, until the step is
 /// another unit's: then the job goes into that unit's queue. A document that is paused, or waits for its children, is
 /// in no unit: the thread that ends its rest puts it into a queue again. After Ctrl-C no work is begun any more: the
@@ -41,7 +51,8 @@ class Kernel
 {
 public:
     /// `iJobMemory`: what a job and its children may have, in bytes.
-    Kernel(const Warehouse& iWarehouse, Mailboxes& ioMailboxes, std::size_t iThreadsPerUnit, std::uint64_t iJobMemory);
+    Kernel(const Warehouse& iWarehouse, Mailboxes& ioMailboxes, std::size_t iThreadsPerUnit, std::uint64_t iJobMemory,
+           const Recorders& iRecorders);
     /// Waits for all jobs, and for the workers.
     ~Kernel();
     Kernel(const Kernel&) = delete;
@@ -116,6 +127,7 @@ private:
     const Warehouse& mWarehouse;
     Mailboxes& mMailboxes;
     const std::uint64_t mJobMemory;
+    const Recorders mRecorders;
     std::vector<Connection> mConnections;                                           // one a worker of query execution
     std::map<std::pair<std::string, unsigned>, QBase::PtrI<UserSession>> mSessions; // by user and locale
     std::mutex mMutex;                                                              // guards what follows

@@ -156,8 +156,8 @@ void Kernel::Pause(const Control& iControl, JobRecord& ioRecord)
 /// cancellation before that would leave it so.
 void Kernel::RestPaused(const StepEntry& iStep, EnumUnit iUnit, JobRecord& ioRecord)
 {
+    Exit(iUnit, ioRecord); // first: the trace shows how far the step has come
     Expect(ioRecord.mpJob->RenewCurrentStep(), "RenewCurrentStep");
-    Exit(iUnit, ioRecord);
     ioRecord.mNotes.push_back("paused at " + std::to_string(iStep.mStepId));
     ioRecord.mRest = EnumRest::Paused;
     if (!TakeOrders(ioRecord.mId, iStep.mStepId, true).empty())

@@ -3,6 +3,10 @@
 #include "Errors.h"
 #include "Text.h"
 
+#include <algorithm>
+#include <array>
+#include <string_view>
+
 namespace
 {
 
@@ -16,6 +20,31 @@ std::size_t ReadNumber(const std::string& iOption, const std::string& iText, int
     if (!ParseInt(iText, number) || number < 1 || number > iMost)
         throw SetupError(iOption + " takes a number from 1 to " + std::to_string(iMost) + ", not \"" + iText + "\"");
     return static_cast<std::size_t>(number);
+}
+
+constexpr std::array<std::string_view, 8> cOptionsWithValue = {"--data", "--requests", "--threads", "--job-memory",
+                                                               "--log",  "--dump",     "--trace",   "--metrics"};
+
+void ReadValue(const std::string& iOption, const std::string& iValue, Options& ioOptions)
+{
+    if (iOption == "--data")
+        ioOptions.mData = iValue;
+    else if (iOption == "--requests")
+        ioOptions.mRequests = iValue;
+    else if (iOption == "--threads")
+        ioOptions.mThreadsPerUnit = ReadNumber(iOption, iValue, cMostThreads);
+    else if (iOption == "--job-memory")
+        ioOptions.mJobMemory = cMegabyte * ReadNumber(iOption, iValue, cMostMegabytes);
+    else if (iOption == "--log")
+        ioOptions.mLogRouters = iValue;
+    else if (iValue.empty())
+        throw SetupError(iOption + " needs the name of a file");
+    else if (iOption == "--dump")
+        ioOptions.mDump = iValue;
+    else if (iOption == "--trace")
+        ioOptions.mTrace = iValue;
+    else
+        ioOptions.mMetrics = iValue;
 }
 
 /// True when the option is one that stands alone.
@@ -42,21 +71,11 @@ Options ParseOptions(const std::vector<std::string>& iArguments)
         const std::string& option = *argument;
         if (ReadFlag(option, options))
             continue;
-        if (option != "--data" && option != "--requests" && option != "--threads" && option != "--job-memory" &&
-            option != "--log")
+        if (std::find(cOptionsWithValue.begin(), cOptionsWithValue.end(), option) == cOptionsWithValue.end())
             throw SetupError("unknown option " + option);
         if (++argument == iArguments.end())
             throw SetupError(option + " needs a value");
-        if (option == "--data")
-            options.mData = *argument;
-        else if (option == "--requests")
-            options.mRequests = *argument;
-        else if (option == "--threads")
-            options.mThreadsPerUnit = ReadNumber(option, *argument, cMostThreads);
-        else if (option == "--job-memory")
-            options.mJobMemory = cMegabyte * ReadNumber(option, *argument, cMostMegabytes);
-        else
-            options.mLogRouters = *argument;
+        ReadValue(option, *argument, options);
     }
     if (options.mbHelp)
         return options;
@@ -77,13 +96,16 @@ Loads the CSV files of DIR, serves the requests in FILE, and shows the results a
   --job-memory MB  what a job may take of memory for rows; one that asks for more fails (no limit)
   --log ROUTERS    switch log routers on, to standard error: "Kernel/Job Trace,Kernel/Error", or "all"
   --profile        show step times, waits in the queues and counters at the end
+  --dump FILE      write all that is known of each job at its end
+  --trace FILE     write the jobs' ways through units and steps as Chrome trace events
+  --metrics FILE   write counters, profiles and instance counts as Prometheus text at the end
   --results-only   leave out the table of jobs, so that two runs print the same
   --help           show this
 
 Meanwhile it takes lines like these from a terminal: cancel 7, pause 22, resume 22, timeout 20 after 300. The numbers
 are those of the requests.
 
-Exit code: 0 all requests were answered, with a result or an error; 1 some were not, or a line of FILE came to nothing;
-2 it couldn't start (options, data, requests); 130 it was interrupted.
+Exit code: 0 all requests were answered, with a result or an error; 1 some were not, a line of FILE came to nothing, or
+output couldn't be written; 2 it couldn't start (options, data, requests, files to write); 130 it was interrupted.
 )";
 }

@@ -14,6 +14,9 @@ struct Options
     std::size_t mThreadsPerUnit = 2;
     std::uint64_t mJobMemory = ~std::uint64_t{0}; ///< of each job, in bytes
     std::string mLogRouters;                      ///< "Kernel/Job Trace,Kernel/Error", or "all"; empty: none
+    std::filesystem::path mDump;                  ///< these three: empty for none
+    std::filesystem::path mTrace;
+    std::filesystem::path mMetrics;
     bool mbProfile = false;
     bool mbResultsOnly = false;
     bool mbHelp = false;

@@ -1,5 +1,21 @@
 #include "ProcessingUnit.h"
 
+std::string ToText(EnumUnit iUnit)
+{
+    switch (iUnit)
+    {
+    case EnumUnit::SqlGeneration:
+        return "SQL generation";
+    case EnumUnit::QueryExecution:
+        return "query execution";
+    case EnumUnit::Analytics:
+        return "analytics";
+    case EnumUnit::Delivery:
+        return "delivery";
+    }
+    return "unit " + std::to_string(static_cast<int>(iUnit));
+}
+
 ProcessingUnit::~ProcessingUnit() { Stop(); }
 
 void ProcessingUnit::Stop()

@@ -9,8 +9,11 @@
 #include <functional>
 #include <mutex>
 #include <queue>
+#include <string>
 #include <thread>
 #include <vector>
+
+std::string ToText(EnumUnit iUnit);
 
 /// Threads: any.
 /// Owns:    its threads; not the records.

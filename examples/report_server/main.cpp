@@ -1,25 +1,30 @@
 // A small analytics server: reads requests from a file and runs each as a job.
 #include "Client.h"
 #include "Control.h"
+#include "Dump.h"
 #include "Errors.h"
 #include "JobItems.h"
 #include "JobTable.h"
 #include "Kernel.h"
 #include "Keyboard.h"
 #include "Mailboxes.h"
+#include "Metrics.h"
 #include "Options.h"
 #include "ProfileReport.h"
 #include "Request.h"
 #include "StepTask.h"
 #include "StopSignal.h"
 #include "Text.h"
+#include "Trace.h"
 #include "Warehouse.h"
 #include "platform/builtin/LogSinks.h"
 #include "qorjob.h"
 
 #include <chrono>
 #include <exception>
+#include <filesystem>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -72,6 +77,61 @@ void ObeyKeyboard(Kernel& ioKernel)
     }
 }
 
+/// The files that the options ask for; null those that they don't.
+struct Files
+{
+    explicit Files(const Options& iOptions)
+        : mpDump(Open<Dump>(iOptions.mDump)), mpTrace(Open<Trace>(iOptions.mTrace)),
+          mpMetrics(Open<Metrics>(iOptions.mMetrics))
+    {
+    }
+
+    /// False when not all of it could be written.
+    bool Close()
+    {
+        const bool bDump = mpDump == nullptr || mpDump->Close();
+        const bool bTrace = mpTrace == nullptr || mpTrace->Close();
+        const bool bMetrics = mpMetrics == nullptr || mpMetrics->Write();
+        return bDump && bTrace && bMetrics;
+    }
+
+    template <class File>
+    static std::unique_ptr<File> Open(const std::filesystem::path& iPath)
+    {
+        return iPath.empty() ? nullptr : std::make_unique<File>(iPath);
+    }
+
+    std::unique_ptr<Dump> mpDump;
+    std::unique_ptr<Trace> mpTrace;
+    std::unique_ptr<Metrics> mpMetrics;
+};
+
+/// True when all requests were answered. The kernel with all its threads has ended then.
+bool ServeRequests(const Options& iOptions, const RequestFile& iFile, const Files& iFiles)
+{
+    const Warehouse warehouse(iOptions.mData);
+    Client client(std::cout);
+    Mailboxes mailboxes;
+    Kernel kernel(warehouse, mailboxes, iOptions.mThreadsPerUnit, iOptions.mJobMemory,
+                  {iFiles.mpDump.get(), iFiles.mpTrace.get()});
+    for (const Control& control : iFile.mControls)
+        kernel.Order(control);
+    for (const Request& request : iFile.mRequests)
+        client.Send(request, kernel);
+    ObeyKeyboard(kernel);
+    client.WriteRest();
+    mailboxes.Write(std::cout);
+    for (const Control& order : kernel.GetOrders())
+        LogError(ToText(order) + ": the step never came");
+
+    if (!iOptions.mbResultsOnly)
+        std::cout << MakeJobTable(kernel.GetRecords()) << '\n';
+    if (iOptions.mbProfile)
+        std::cout << MakeProfileReport() << '\n';
+    std::cout << MakeSummary(kernel.GetRecords(), iFile.mBadLines.size()) << std::flush;
+    return client.CountAnswers() == iFile.mRequests.size() && iFile.mBadLines.empty() && kernel.GetOrders().empty();
+}
+
 int Serve(const Options& iOptions)
 {
     StopSignal::Install();
@@ -86,36 +146,17 @@ int Serve(const Options& iOptions)
     const RequestFile file = ReadRequests(iOptions.mRequests);
     for (const std::string& line : file.mBadLines)
         LogError(line);
-    const Warehouse warehouse(iOptions.mData);
-    Client client(std::cout);
-    Mailboxes mailboxes;
-    Kernel kernel(warehouse, mailboxes, iOptions.mThreadsPerUnit, iOptions.mJobMemory);
-    for (const Control& control : file.mControls)
-        kernel.Order(control);
-    for (const Request& request : file.mRequests)
-        client.Send(request, kernel);
-    ObeyKeyboard(kernel);
-    client.WriteRest();
-    mailboxes.Write(std::cout);
-    for (const Control& order : kernel.GetOrders())
-        LogError(ToText(order) + ": the step never came");
-
-    if (!iOptions.mbResultsOnly)
-        std::cout << MakeJobTable(kernel.GetRecords()) << '\n';
-    if (iOptions.mbProfile)
-        std::cout << MakeProfileReport() << '\n';
-    std::cout << MakeSummary(kernel.GetRecords(), file.mBadLines.size()) << std::flush;
-
-    bool bAllAnswered =
-        client.CountAnswers() == file.mRequests.size() && file.mBadLines.empty() && kernel.GetOrders().empty();
+    Files files(iOptions);
+    const bool bAllAnswered = ServeRequests(iOptions, file, files);
+    bool bAllWritten = files.Close();
     if (!std::cout)
     {
         LogError("standard output can't be written");
-        bAllAnswered = false;
+        bAllWritten = false;
     }
     if (StopSignal::IsRaised())
         return ExitInterrupted;
-    return bAllAnswered ? ExitAllAnswered : ExitNotAllAnswered;
+    return bAllAnswered && bAllWritten ? ExitAllAnswered : ExitNotAllAnswered;
 }
 
 } // namespace
