@@ -1,9 +1,29 @@
 #include "Errors.h"
 
 #include <cstdio>
+#include <mutex>
+#include <utility>
+
+namespace
+{
+
+std::mutex gMutex; // guards the taker
+ErrorTaker gTaker;
+
+} // namespace
 
 void LogError(const std::string& iText)
 {
-    // One call: lines of several threads stay whole.
-    std::fprintf(stderr, "report_server: %s\n", iText.c_str());
+    const std::lock_guard hold(gMutex);
+    if (gTaker)
+        gTaker(iText);
+    else
+        // One call: lines of several threads stay whole.
+        std::fprintf(stderr, "report_server: %s\n", iText.c_str());
+}
+
+void SetErrorTaker(ErrorTaker iTaker)
+{
+    const std::lock_guard hold(gMutex);
+    gTaker = std::move(iTaker);
 }

@@ -1,6 +1,7 @@
 // The two ways in which something can go wrong, and where it is told.
 #pragma once
 
+#include <functional>
 #include <stdexcept>
 #include <string>
 
@@ -20,3 +21,8 @@ public:
 
 /// One line to standard error. Any thread.
 void LogError(const std::string& iText);
+
+/// For who draws on the terminal: takes the lines in place of standard error and writes them when there is room. Must
+/// not log errors. An empty one: standard error again.
+using ErrorTaker = std::function<void(const std::string& iText)>;
+void SetErrorTaker(ErrorTaker iTaker);

@@ -309,7 +309,7 @@ void Kernel::End(JobRecord& ioRecord)
     CountOpen(-1);
 }
 
-/// The last reference goes, and with it the job.
+/// The last reference goes, and with it the job; somebody who is looking at the job may keep it a little longer.
 void Kernel::LetGo(JobRecord& ioRecord)
 {
     const std::lock_guard hold(ioRecord.mMutex);

@@ -42,7 +42,7 @@ struct Recorders
 /// in no unit: the thread that ends its rest puts it into a queue again. After Ctrl-C no work is begun any more: the
 /// jobs that are still queued only close.
 ///
-/// Threads: one for all operations but StartChildren; the workers and the watchdog are its own.
+/// Threads: any for GetLiveJobs, one for all others but StartChildren; the workers and the watchdog are its own.
 /// Owns:    the units with their threads, the records, one reference to each job until it has closed.
 /// Errors:  a request that fails is logged and answered with its error. The constructor throws RequestError when the
 ///          database can't be reached, std::system_error when there are no threads.
@@ -74,6 +74,8 @@ public:
     /// When nobody is there any more who could.
     void ResumeAll();
 
+    /// Those that are open, with references of the caller's own: let go of them before the kernel ends.
+    std::vector<QBase::PtrI<QORJob>> GetLiveJobs();
     /// In the order of the requests. Not while jobs run.
     const std::deque<JobRecord>& GetRecords() const { return mRecords; }
     /// Those whose step never came. Not while jobs run.

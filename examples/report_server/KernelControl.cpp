@@ -104,6 +104,33 @@ JobRecord* Kernel::Find(int iJob)
     return nullptr;
 }
 
+std::vector<QBase::PtrI<QORJob>> Kernel::GetLiveJobs()
+{
+    std::vector<JobRecord*> records;
+    {
+        const std::lock_guard hold(mMutex);
+        for (JobRecord& record : mRecords)
+            records.push_back(&record);
+    }
+    std::vector<QBase::PtrI<QORJob>> jobs;
+    for (JobRecord* record : records)
+    {
+        std::vector<JobRecord*> family{record};
+        {
+            const std::lock_guard hold(record->mMutex);
+            for (JobRecord& child : record->mChildren)
+                family.push_back(&child);
+        }
+        for (JobRecord* member : family)
+        {
+            const std::lock_guard hold(member->mMutex);
+            if (member->mpJob)
+                jobs.push_back(member->mpJob);
+        }
+    }
+    return jobs;
+}
+
 void Kernel::ObeyOne(const Control& iControl, JobRecord& ioRecord)
 {
     if (!ioRecord.mpJob || ioRecord.mbAnswered || IsEnded(StatusOf(*ioRecord.mpJob.Get())))

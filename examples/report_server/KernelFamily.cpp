@@ -8,14 +8,6 @@
 #include <exception>
 #include <utility>
 
-namespace
-{
-
-/// One of the waiting states in which dispatch hands out no step.
-constexpr int cWaitingForChildren = 18;
-
-} // namespace
-
 /// A step that was paused runs again: the children that it has made stay.
 void Kernel::StartChildren(JobRecord& ioDocument)
 {

@@ -52,6 +52,8 @@ bool ReadFlag(const std::string& iOption, Options& ioOptions)
 {
     if (iOption == "--profile")
         ioOptions.mbProfile = true;
+    else if (iOption == "--watch")
+        ioOptions.mbWatch = true;
     else if (iOption == "--results-only")
         ioOptions.mbResultsOnly = true;
     else if (iOption == "--help")
@@ -83,6 +85,8 @@ Options ParseOptions(const std::vector<std::string>& iArguments)
         throw SetupError("--data and --requests are needed");
     if (options.mbProfile && options.mbResultsOnly)
         throw SetupError("--profile and --results-only exclude each other");
+    if (options.mbWatch && options.mbResultsOnly)
+        throw SetupError("--watch and --results-only exclude each other");
     return options;
 }
 
@@ -96,6 +100,7 @@ Loads the CSV files of DIR, serves the requests in FILE, and shows the results a
   --job-memory MB  what a job may take of memory for rows; one that asks for more fails (no limit)
   --log ROUTERS    switch log routers on, to standard error: "Kernel/Job Trace,Kernel/Error", or "all"
   --profile        show step times, waits in the queues and counters at the end
+  --watch          show the jobs that are open, while they are; the results come afterwards
   --dump FILE      write all that is known of each job at its end
   --trace FILE     write the jobs' ways through units and steps as Chrome trace events
   --metrics FILE   write counters, profiles and instance counts as Prometheus text at the end

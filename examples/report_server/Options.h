@@ -17,6 +17,7 @@ struct Options
     std::filesystem::path mDump;                  ///< these three: empty for none
     std::filesystem::path mTrace;
     std::filesystem::path mMetrics;
+    bool mbWatch = false;
     bool mbProfile = false;
     bool mbResultsOnly = false;
     bool mbHelp = false;

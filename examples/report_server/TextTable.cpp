@@ -17,14 +17,6 @@ std::size_t WidthOf(const std::string& iText)
     return static_cast<std::size_t>(std::count_if(iText.begin(), iText.end(), isStart));
 }
 
-/// A line break in a value would break the table.
-std::string OnOneLine(std::string iText)
-{
-    const auto isControl = [](char iChar) { return static_cast<unsigned char>(iChar) < ' '; };
-    std::replace_if(iText.begin(), iText.end(), isControl, ' ');
-    return iText;
-}
-
 class Layout
 {
 public:
@@ -93,6 +85,13 @@ std::string ToTextTable(const Rows& iRows)
             line.push_back(OnOneLine(value.ToText()));
     }
     return ToTextTable(columns, cells) + (cells.empty() ? "no rows\n" : "");
+}
+
+std::string OnOneLine(std::string iText)
+{
+    const auto isControl = [](char iChar) { return static_cast<unsigned char>(iChar) < ' '; };
+    std::replace_if(iText.begin(), iText.end(), isControl, ' ');
+    return iText;
 }
 
 std::string FormatDecimals(double iNumber, int iDecimals)

@@ -18,4 +18,7 @@ std::string ToTextTable(const std::vector<TextColumn>& iColumns, const std::vect
 /// Numbers stand to the right; a table without rows says so.
 std::string ToTextTable(const Rows& iRows);
 
+/// Without control characters: a line break in a cell would break the table.
+std::string OnOneLine(std::string iText);
+
 std::string FormatDecimals(double iNumber, int iDecimals);

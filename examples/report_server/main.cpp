@@ -17,14 +17,19 @@
 #include "Text.h"
 #include "Trace.h"
 #include "Warehouse.h"
+#include "Watch.h"
 #include "platform/builtin/LogSinks.h"
 #include "qorjob.h"
+
+#include <unistd.h>
 
 #include <chrono>
 #include <exception>
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -55,7 +60,7 @@ void SwitchLogOn(const std::string& iRouters)
 }
 
 /// Until all jobs have ended. A paused one that nobody will resume any more goes on.
-void ObeyKeyboard(Kernel& ioKernel)
+void ObeyKeyboard(Kernel& ioKernel, Watch* iWatch)
 {
     constexpr std::chrono::milliseconds cMoment{50};
     Keyboard keyboard;
@@ -63,6 +68,8 @@ void ObeyKeyboard(Kernel& ioKernel)
     {
         while (const auto line = keyboard.TakeLine())
         {
+            if (iWatch != nullptr)
+                iWatch->AddTypedLine();
             try
             {
                 ioKernel.Obey(ParseControl(*line));
@@ -106,20 +113,31 @@ struct Files
     std::unique_ptr<Metrics> mpMetrics;
 };
 
+/// While the jobs are watched, their results are held back.
+void Run(const Options& iOptions, const RequestFile& iFile, Client& ioClient, Kernel& ioKernel)
+{
+    std::optional<Watch> watch;
+    if (iOptions.mbWatch)
+        watch.emplace(ioKernel, std::cout, isatty(STDOUT_FILENO) == 1).Start();
+    for (const Request& request : iFile.mRequests)
+        ioClient.Send(request, ioKernel);
+    ObeyKeyboard(ioKernel, watch ? &*watch : nullptr);
+}
+
 /// True when all requests were answered. The kernel with all its threads has ended then.
 bool ServeRequests(const Options& iOptions, const RequestFile& iFile, const Files& iFiles)
 {
     const Warehouse warehouse(iOptions.mData);
-    Client client(std::cout);
+    std::ostringstream held;
+    Client client(iOptions.mbWatch ? held : std::cout);
     Mailboxes mailboxes;
     Kernel kernel(warehouse, mailboxes, iOptions.mThreadsPerUnit, iOptions.mJobMemory,
                   {iFiles.mpDump.get(), iFiles.mpTrace.get()});
     for (const Control& control : iFile.mControls)
         kernel.Order(control);
-    for (const Request& request : iFile.mRequests)
-        client.Send(request, kernel);
-    ObeyKeyboard(kernel);
+    Run(iOptions, iFile, client, kernel);
     client.WriteRest();
+    std::cout << held.str();
     mailboxes.Write(std::cout);
     for (const Control& order : kernel.GetOrders())
         LogError(ToText(order) + ": the step never came");
