@@ -80,7 +80,11 @@ ULONG QORJobData::ReleaseRef()
     const int left = mReferenceCount.Decrement();
     if (left != 0)
         return static_cast<ULONG>(left);
+    // Where Reset throws, the reference isn't dropped: who releases the item, as the job's slot does, has it still.
+    const auto takeBack = [](QSynch::AtomicLong* ioCount) { ioCount->Increment(); };
+    std::unique_ptr<QSynch::AtomicLong, decltype(takeBack)> dropped(&mReferenceCount, takeBack);
     Reset();
+    dropped.release();
     if (mpMemoryBuffer == nullptr)
         delete this;
     else if (!mbInBuffer)

@@ -18,7 +18,8 @@ class QORNamedIdsList;
 ///
 /// Made with a reference count of 0: the creator's first AddRef makes it 1. The last Release lets the payload go and
 /// then the item itself: one without a memory buffer is deleted, one in a buffer stays for the buffer to take along,
-/// and one whose in-buffer flag is off takes its buffer along.
+/// and one whose in-buffer flag is off takes its buffer along. When Reset throws, the
+/// exception passes and the item stays as it is, with that reference.
 ///
 /// Threads: any for AddRef and Release; otherwise one at a time, unless nobody changes the item any more.
 /// Owns:    its payload, as each kind says.

@@ -47,6 +47,15 @@ private:
     Calls& mCalls;
 };
 
+/// Lets its payload go at the second attempt only.
+struct ReluctantData final : QORBinaryData
+{
+    using QORBinaryData::QORBinaryData;
+    HRESULT Reset() override { return std::exchange(mbWilling, true) ? QORBinaryData::Reset() : throw 7; }
+
+    bool mbWilling = false;
+};
+
 bool IsAvailable(const QORJob& iJob, int iId)
 {
     bool bAvailable = true;
@@ -109,4 +118,16 @@ TEST_F(DataStore, SurvivesItemsThatThrow)
             std::thread([&] { EXPECT_EQ(IsAvailable(*job.Get(), 2), bKept); }).join(); // the lock is free
             calls.mThrowing = "";
         }
+}
+
+TEST_F(DataStore, LosesNoItemThatWouldNotGo)
+{
+    QORJobData* found = nullptr;
+    const JobPtr job = NewJob();
+    EXPECT_EQ(job->SetJobData(new ReluctantData(2, nullptr, 0)), S_OK);
+    const QBase::PtrI<QORJobData> other(new QORBinaryData(2, nullptr, 0));
+    EXPECT_EQ(job->SetJobData(other.Get()), static_cast<HRESULT>(0x8004308C));
+    EXPECT_EQ(job->GetJobData(2, &found), S_OK);
+    EXPECT_EQ(found->Release(), 1u) << "the slot's";
+    EXPECT_EQ(job->SetJobData(other.Get()), S_OK); // the fixture sees that the first one is freed
 }
