@@ -113,6 +113,7 @@ QORJob::~QORJob()
     }
     LogLine(EnumKernelRouter::JobTrace, "QORJob::QORJob Job:%1 destructed.", mId.Get());
     LetGo(mpUserSession);
+    LetGo(mpInBoxMessage);
 }
 
 /// By name, not by the pointer's destructor: what a stranger's Release throws is logged and ends here.
@@ -126,11 +127,9 @@ void QORJob::LetGo(QBase::PtrI<T>& ioObject)
     });
 }
 
-/// The in-box message, and what PreDestruct held when a stranger cut it short. Items may live in the job's buffer: they
-/// go before it.
+/// What PreDestruct held when a stranger cut it short. Items may live in the job's buffer: they go before it.
 void QORJob::LetLeftoversGo() NO_THREAD_SAFETY_ANALYSIS
 {
-    LetGo(mpInBoxMessage);
     LetGo(mpProcessContext);
     while (std::any_of(mData.begin(), mData.end(), [](const QORJobData* iData) { return iData != nullptr; }))
         Boundary("Release", [&] {
@@ -176,6 +175,7 @@ void QORJob::EndInBuffer() NO_THREAD_SAFETY_ANALYSIS
     LetLeftoversGo();
     mpOwnedLock.reset();
     LetGo(mpUserSession);
+    LetGo(mpInBoxMessage);
     buffer->Destroy();
 }
 

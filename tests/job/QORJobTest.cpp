@@ -160,15 +160,22 @@ TEST_F(End, CallsThePlatformInItsOrder)
                                "QPerfMon::PerformanceMonitor::Add 5 -1",
                                "QORObjectInstanceCount::DecreaseObjectInstanceCount 4",
                                "QORObjectInstanceCount::DeleteObjectInstance 4"};
-    const Texts onHeap = {"QBase::Buffer::Destroy", "QORObjectInstanceCount::DecreaseObjectInstanceCount 4",
-                          "QORObjectInstanceCount::DeleteObjectInstance 4", "FakeSession::Release",
+    const Texts onHeap = {"QBase::Buffer::Destroy",
+                          "QORObjectInstanceCount::DecreaseObjectInstanceCount 4",
+                          "QORObjectInstanceCount::DeleteObjectInstance 4",
+                          "FakeSession::Release",
+                          "in-box message gone",
                           "QSynch::DestroyCriticalSection 4"};
-    const Texts inBuffer = {"QSynch::DestroyCriticalSection 4", "FakeSession::Release", "QBase::Buffer::Destroy"};
+    const Texts inBuffer = {"QSynch::DestroyCriticalSection 4", "FakeSession::Release", "in-box message gone",
+                            "QBase::Buffer::Destroy"};
     FakeSession session;
+    FakeProcessContext item; // here only what the message takes along
+    item.mOnCall = [](const std::string&) { EventTrace::Note("in-box message gone"); };
     for (QBase::Buffer* buffer : {static_cast<QBase::Buffer*>(nullptr), NewBuffer()})
     {
         const std::int64_t count = PerfReadings::GetInstanceCount(cJobCategory);
         JobPtr job = NewJob(RequestReport, &session, buffer);
+        EXPECT_EQ(job->SetInBoxMsgPtr(QMessage::NewServerMessage(&item).Get()), S_OK);
         EXPECT_EQ(PerfReadings::GetInstanceCount(cJobCategory), count + 1);
         EXPECT_EQ(PerfReadings::GetLiveInstances(cJobCategory), 1);
         EventTrace::Start();
