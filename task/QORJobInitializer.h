@@ -12,8 +12,8 @@ namespace QORJOB
 ///
 /// Threads: any; set-up and teardown are serialised.
 /// Owns:    together, one reference to each router of the "Kernel" component, one initialiser each of the logging
-/// library,
-///          the performance monitor and the thread library, and the registration of the module's memory governors.
+///          library, the performance monitor and the thread library, and the registration of the module's memory
+///          governors.
 /// Errors:  the constructor passes on what those throw; nothing is then up.
 /// Locks:   a spin guard of its own, held during set-up and teardown.
 class QORJOB_API Initializer

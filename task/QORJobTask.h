@@ -29,8 +29,7 @@ enum JobTaskStatus : int
 /// Threads: the status may be read and set from any thread; the rest belongs to the thread that runs the task.
 /// Owns:    one reference to its job, and one to each input until the task ends.
 /// Errors:  return codes; 0x80070006 (E_HANDLE) where an operation needs the job and there is none. Exceptions of
-/// others
-///          stay inside and are logged, as with the operations of QORJob.
+///          others stay inside and are logged, as with the operations of QORJob.
 /// Locks:   none, but for making the task-name registry.
 class QORJOB_API QORJobTask : public QORTask
 {
