@@ -111,8 +111,8 @@ TEST_F(End, BooksTheTimeOfAllStepsButTheNewest)
 {
     // Finish times in milliseconds from a start at 0; of a step in another century, or without a time, none counts.
     const std::tuple<std::vector<int>, double, unsigned> cCases[] = {
-        {{10, 10, 10}, 45000.0, 20},   {{10}, 45000.0, 0}, {{}, 45000.0, 0}, {{10, 10, 10}, 36525.0, 0},
-        {{5, 7, 11, 13}, 36893.0, 23},
+        {{10, 10, 10}, 45000.0, 20},   {{10}, 45000.0, 0}, {{}, 45000.0, 0}, {{10, 10, 10}, 36891.0, 0},
+        {{5, 7, 11, 13}, 36892.0, 23},
     };
     for (const auto& [times, day, booked] : cCases)
     {
