@@ -67,7 +67,7 @@ TEST(Initializer, LeavesNothingUpWhereAMemberCannotBeMade)
 TEST(Initializer, StartsAndStopsOnTwoThreads)
 {
     RunOnThreads(2, [](int) {
-        for (int i = 0; i < 300; ++i)
+        for (int i = 0; i < 5000; ++i)
         {
             const Initializer initializer;
             ASSERT_EQ(Census(), cUp);
