@@ -162,6 +162,7 @@ TEST_F(End, LeavesNothingBehindWhicheverStrangerThrows)
             Item one(1, strangers);
             Item four(4, strangers);
             context.mpInstance = &instance;
+            FakeProcessContext last; // goes with the in-box message, behind all else
             JobPtr job = NewJob(RequestReport, nullptr, bInBuffer ? NewBuffer() : nullptr);
             job->SetProcessContext(&context);
             job->SetInMessage(&message);
@@ -170,6 +171,13 @@ TEST_F(End, LeavesNothingBehindWhicheverStrangerThrows)
             job->AddChannelRequest(new Request(strangers));
             job->SetJobData(&one);
             job->SetJobData(&four);
+            job->SetInBoxMsgPtr(QMessage::NewServerMessage(&last).Get());
+            bool bDead = bInBuffer; // in a buffer nobody can ask any more
+            last.mOnCall = [&, ending = job.Get()](const std::string&) {
+                QORJobProcessingStep step{};
+                if (!bInBuffer)
+                    ending->GetIAmDead(&bDead, &step);
+            };
             strangers.mCalls.clear();
             TakeLog();
             context.mOnCall = [&](const std::string& iCall) { strangers.Note(iCall); };
@@ -178,6 +186,7 @@ TEST_F(End, LeavesNothingBehindWhicheverStrangerThrows)
             strangers.mbMessage = thrower % 2 == 0;
             PerfReadings::Reset();
             EXPECT_EQ(job.Detach()->Release(), 0u);
+            EXPECT_TRUE(bDead);
             EXPECT_EQ(strangers.mAlive, 0) << strangers.mThrowing;
             EXPECT_EQ(context.mReferences + instance.mReferences, 0u);
             EXPECT_EQ(PerfReadings::GetCounter(5), -1);
