@@ -8,7 +8,8 @@ QORComData::QORComData(int iId, IUnknown* iInterface) : QORJobData(iId), mpInter
         mpInterface->AddRef();
 }
 
-QORComData::~QORComData() { QORComData::Reset(); }
+/// A counted pointer drops the reference: it outlives a Release that throws.
+QORComData::~QORComData() { QBase::PtrI<IUnknown>::Adopt(mpInterface); }
 
 HRESULT QORComData::Reset()
 {

@@ -190,8 +190,9 @@ TEST_F(End, LeavesNothingBehindWhicheverStrangerThrows)
             EXPECT_EQ(strangers.mAlive, 0) << strangers.mThrowing;
             EXPECT_EQ(context.mReferences + instance.mReferences, 0u);
             EXPECT_EQ(PerfReadings::GetCounter(5), -1);
-            EXPECT_EQ(Texts(strangers.mCalls.begin(), strangers.mCalls.begin() + std::min(thrower + 1, cOrder.size())),
-                      Texts(cOrder.begin(), cOrder.begin() + std::min(thrower + 1, cOrder.size())));
+            const std::size_t certain = std::min(thrower + 1, cOrder.size()); // what follows a throw is left open
+            strangers.mCalls.resize(certain);
+            EXPECT_EQ(strangers.mCalls, Texts(cOrder.begin(), cOrder.begin() + certain));
             context.mpGovernor.reset();
         }
 }
