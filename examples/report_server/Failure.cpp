@@ -49,7 +49,11 @@ std::string ReportFailure(QORJob& ioJob, int iStepId, const std::exception_ptr& 
     {
         Report(ioJob, cStepFailed, step, job, QBase::UTF8ToWideChar(error.what()).c_str());
     }
-    catch (const std::exception& error) // QBase::Message and std::bad_alloc are such, too
+    catch (const std::bad_alloc&)
+    {
+        Report(ioJob, E_OUTOFMEMORY); // a text without arguments
+    }
+    catch (const std::exception& error) // QBase::Message is one, too
     {
         Report(ioJob, cJobException, step, job, QBase::UTF8ToWideChar(error.what()).c_str());
     }

@@ -238,9 +238,10 @@ void Kernel::Fail(const StepEntry& iStep, const std::exception_ptr& iFailure, Jo
 {
     LogError(NameOf(ioRecord) + ": " + StepNameOf(iStep.mStepId) + " failed: " + ReasonOf(iFailure));
     if (!IsEnded(StatusOf(*ioRecord.mpJob.Get())))
-        ForgetAnswer(*ioRecord.mpContext.Get()); // what failed may have been the answer
+        ForgetAnswer(*ioRecord.mpContext.Get());
     ReportFailure(*ioRecord.mpJob.Get(), iStep.mStepId, iFailure);
-    ioRecord.mbAnswered = false;
+    if (iStep.mKind == EnumStepKind::Answer)
+        ioRecord.mbAnswered = false;
 }
 
 /// After Ctrl-C. A job that has ended, and tells of it or closes, is left alone.
