@@ -85,6 +85,8 @@ void SendAccepted(ICKDXReadMessage* iRequest, QORChannel& ioClient)
     ICKDXWriteMessage* made = nullptr;
     Expect(QMessage::CKDXReadMessage::NewWriteMessageNotGoverned(iRequest, false, &made), "NewWriteMessageNotGoverned");
     const auto message = QBase::PtrI<ICKDXWriteMessage>::Adopt(made);
-    QORMessagePacker(made, W("Kernel"), static_cast<unsigned>(cAccepted));
+    {
+        const QORMessagePacker accepted(made, W("Kernel"), static_cast<unsigned>(cAccepted)); // writes it as it goes
+    }
     Expect(ToServerMessage(made)->Send(&ioClient), "Send");
 }
