@@ -12,7 +12,8 @@ install(DIRECTORY job data report task context platform DESTINATION ${CMAKE_INST
     PATTERN builtin EXCLUDE)
 if(QORJOB_PLATFORM STREQUAL "qorjob_builtin")
     install(DIRECTORY platform/builtin DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qorjob/platform
-        FILES_MATCHING PATTERN "*.h")
+        FILES_MATCHING PATTERN "*.h"
+        PATTERN catalogue EXCLUDE)
 endif()
 
 # The package is the exported target and its version: the library has no dependency that its users need to find.

@@ -297,6 +297,7 @@ public:
     /// Makes the job an error job: status 4, its error code when it is the first, and only its current step, the one
     /// that reports and the closing one left. Arguments of the error's text are streamed into the result, whose end
     /// writes the error. The job is locked until then. Empty without memory for it; exceptions pass.
+    /// Written is into the context's output message: without a context, or where that has no input message, nothing is.
     QSynch::SmartPtr<QORJobError, QBase::DeleteC<QORJobError>> GetJobErrorBuilder(HRESULT iCode);
     /// The texts of all errors, parted by line feeds, in the language of the user's default locale. Without a context
     /// or a message `oText` stays as it is.

@@ -27,7 +27,8 @@ enum JobTaskStatus : int
 /// SetOutput, and end with SetComplete or SetAbort. The steps of the job are the business of whoever runs the task.
 ///
 /// Threads: the status may be read and set from any thread; the rest belongs to the thread that runs the task.
-/// Owns:    one reference to its job, and one to each input until the task ends.
+/// Owns:    one reference to its job, and one to each input until the task ends. It isn't counted itself: who made it
+///          deletes it.
 /// Errors:  return codes; 0x80070006 (E_HANDLE) where an operation needs the job and there is none. Exceptions of
 ///          others stay inside and are logged, as with the operations of QORJob.
 /// Locks:   none, but for making the task-name registry.

@@ -18,7 +18,7 @@ int ReadNumber(std::istream& ioWords, const std::string& iOf)
     ioWords >> word;
     int number = 0;
     if (!ParseInt(word, number) || number < 1)
-        throw RequestError("a number is needed after " + iOf + ", not \"" + word + "\"");
+        throw RequestError("a number above 0 is needed for \"" + iOf + "\", not \"" + word + "\"");
     return number;
 }
 

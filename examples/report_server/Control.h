@@ -3,7 +3,7 @@
 //
 //   cancel | 7                       request 7, as soon as its first step has begun
 //   cancel | 7 at 4                  ... as soon as its step 4 has begun
-//   cancel | 23 at 3 of 23002        ... as soon as step 3 of job 23002 has, the second child of document 23
+//   cancel | 23 at 3 of 23002        ... as soon as step 3 of job 230002 has, the second child of document 23
 //   pause | 22 at 13                 a document, until it is resumed
 //   resume | 22 at 13                as soon as it has paused there
 //   timeout | 20 at 4 after 300      from there on the job has 300 milliseconds

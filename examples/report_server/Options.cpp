@@ -47,6 +47,14 @@ void ReadValue(const std::string& iOption, const std::string& iValue, Options& i
         ioOptions.mMetrics = iValue;
 }
 
+void CheckFiles(const std::array<std::filesystem::path, 3>& iFiles)
+{
+    for (std::size_t i = 0; i < iFiles.size(); ++i)
+        for (std::size_t j = 0; j < i; ++j)
+            if (!iFiles[i].empty() && iFiles[i].lexically_normal() == iFiles[j].lexically_normal())
+                throw SetupError("two options can't write to one file, " + iFiles[i].string());
+}
+
 /// True when the option is one that stands alone.
 bool ReadFlag(const std::string& iOption, Options& ioOptions)
 {
@@ -87,6 +95,7 @@ Options ParseOptions(const std::vector<std::string>& iArguments)
         throw SetupError("--profile and --results-only exclude each other");
     if (options.mbWatch && options.mbResultsOnly)
         throw SetupError("--watch and --results-only exclude each other");
+    CheckFiles({options.mDump, options.mTrace, options.mMetrics});
     return options;
 }
 
@@ -111,6 +120,7 @@ Meanwhile it takes lines like these from a terminal: cancel 7, pause 22, resume 
 are those of the requests.
 
 Exit code: 0 all requests were answered, with a result or an error; 1 some were not, a line of FILE came to nothing, or
-output couldn't be written; 2 it couldn't start (options, data, requests, files to write); 130 it was interrupted.
+output couldn't be written; 2 it couldn't start (options, data, requests, files to write); 130 it was interrupted: the first Ctrl-C ends the jobs,
+a second one the process.
 )";
 }

@@ -2,6 +2,7 @@
 
 #include "Errors.h"
 #include "JobCalls.h"
+#include "StopSignal.h"
 #include "Tasks.h"
 
 #include <array>
@@ -80,6 +81,8 @@ bool StepTask::IsToldToStop() const
 {
     constexpr LONG cStop = 1;
     LONG told = 0;
+    if (StopSignal::IsRaised())
+        return true;
     return SUCCEEDED(mRecord.mpContext->get_LongB(&told)) && told == cStop;
 }
 

@@ -20,6 +20,10 @@ extern "C"
     }
 }
 
-void StopSignal::Install() { std::signal(SIGINT, OnInterrupt); }
+void StopSignal::Install()
+{
+    std::signal(SIGINT, OnInterrupt);
+    std::signal(SIGTERM, OnInterrupt);
+}
 
 bool StopSignal::IsRaised() { return gbRaised.load(); }

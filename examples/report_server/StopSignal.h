@@ -1,10 +1,10 @@
-// Ctrl-C.
+// Ctrl-C, and a polite kill.
 #pragma once
 
 namespace StopSignal
 {
 
-/// From here on an interrupt raises the flag; a second one ends the process at once.
+/// From here on either signal raises the flag; a second one of the same kind ends the process at once.
 void Install();
 
 bool IsRaised();
