@@ -26,7 +26,7 @@ HRESULT AddOwnNames(QORNamedIdsList& ioNames) { return ioNames.AddNameCopy(W("QO
 } // namespace
 
 // The compiler puts this hook into every place of a table that has no operation. Such places ask for it only weakly: it
-// stands here, in a file that no program with data items can be linked without.
+// stands here, in a file that no program with data items can be linked without. Its name is the compiler's, no rule's.
 #if defined(_MSC_VER)
 extern "C" int _purecall() { EndOfPureCall(); }
 #else
