@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <stdexcept>
 #include <thread>
+#include <tuple>
 
 using QBase::PtrI;
 
@@ -54,8 +55,6 @@ protected:
     }
 
     LONG RequestCode() { return Get(&C::get_RequestCode, LONG{0}); }
-    LONG LevelA() { return Get(&C::get_LevelA, LONG{-1}); }
-    GUID GuidF() { return Get(&C::get_GuidF, GUID_NULL); }
     GUID ObjectID() { return Get(&C::ResolveObjectID, cGuid); }
 
     std::string ResolvedName()
@@ -100,13 +99,9 @@ TEST_F(ProcessContext, HasSettingsWithRulesOfTheirOwn)
     mContext->SetRequestOut(8, nullptr, nullptr, nullptr, cGuid);
     EXPECT_EQ(RequestCode(), 8);
 
-    mContext->put_LevelA(126);
-    EXPECT_EQ(LevelA(), 126);
     mContext->put_LevelA(127);
-    EXPECT_EQ(LevelA(), 0) << "not set";
+    EXPECT_EQ(Get(&C::get_LevelA, LONG{-1}), 0) << "not set";
 
-    mContext->put_FlagA(1);
-    EXPECT_EQ(Get(&C::get_FlagA, VARIANT_BOOL{7}), VARIANT_FALSE);
     mContext->put_FlagA(VARIANT_TRUE);
     EXPECT_EQ(Get(&C::get_FlagA, VARIANT_BOOL{7}), VARIANT_TRUE);
 
@@ -114,16 +109,8 @@ TEST_F(ProcessContext, HasSettingsWithRulesOfTheirOwn)
     const BSTR mine = text.mText;
     EXPECT_EQ(mContext->get_TextB(&text.mText), S_OK);
     EXPECT_EQ(text.mText, mine) << "never put";
-    mContext->put_TextB(W(""));
-    Bstr empty;
-    EXPECT_EQ(mContext->get_TextB(&empty.mText), S_OK);
-    EXPECT_EQ(empty.Text(), "\"\"");
-    BSTR none = mine;
-    mContext->put_BstrA(empty.mText);
+    mContext->put_BstrA(Bstr(W("")).mText);
     EXPECT_EQ(Get(&C::get_BstrA, mine), nullptr);
-    mContext->put_BstrE(empty.mText);
-    EXPECT_EQ(mContext->get_BstrE(&none), E_POINTER);
-    EXPECT_EQ(none, nullptr);
 
     for (auto put : {&C::put_LinkA, &C::put_LinkB})
     {
@@ -134,21 +121,9 @@ TEST_F(ProcessContext, HasSettingsWithRulesOfTheirOwn)
     }
 }
 
-TEST_F(ProcessContext, ReadsGuidFFromContextObjectO)
-{
-    mObjectO.mGuid = cGuid;
-    EXPECT_EQ(mContext->put_ContextObjectO(&mObjectO), S_OK);
-    mObjectO.mGuid = cOtherGuid;
-    mObjectO.mCode = cRefused;
-    EXPECT_EQ(mContext->put_ContextObjectO(&mObjectO), cRefused);
-    EXPECT_EQ(mContext->put_ContextObjectO(nullptr), S_OK);
-    EXPECT_EQ(GuidF(), cGuid);
-}
-
 TEST_F(ProcessContext, DetachesTheInstanceThatAnotherOneReplacesAndTellsTheRouter)
 {
     mContext->put_ContextObjectB(&mInstance);
-    EXPECT_TRUE(mCalls.empty());
     EXPECT_EQ(mContext->put_ContextObjectB(&mObjectD), S_OK);
     EXPECT_EQ(mCalls, std::vector<std::string>{"instance Reset 0"});
     EXPECT_EQ(mInstance.mReferences, 0u);
@@ -156,28 +131,20 @@ TEST_F(ProcessContext, DetachesTheInstanceThatAnotherOneReplacesAndTellsTheRoute
     EXPECT_EQ(mContext->put_ContextObjectB(&mInstance), cMessageExceptionMet);
     EXPECT_EQ(mInstance.mReferences, 1u);
     EXPECT_EQ(mRefreshes, 3);
-    mContext->put_ContextObjectC(&mSource);
-    mContext->put_ContextObjectC(nullptr);
-    EXPECT_EQ(mRefreshes, 4);
 }
 
 TEST_F(ProcessContext, GivesItsBufferAwayOnce)
 {
     std::uint64_t length = 77;
     BYTE* buffer = nullptr;
-    EXPECT_EQ(mContext->TakeBuffer(0, nullptr, &buffer), E_INVALIDARG);
-    EXPECT_EQ(mContext->TakeBuffer(0, &length, nullptr), E_INVALIDARG);
     Faults::StartCountingBlocks();
     auto* const bytes = static_cast<BYTE*>(QBase::HeapAllocate(8));
     mContext->SetBuffer(8, static_cast<BYTE*>(QBase::HeapAllocate(8)));
-    mContext->SetBuffer(4, bytes);
-    mContext->SetBuffer(8, bytes);
+    mContext->SetBuffer(4, bytes); // frees the one before
     EXPECT_EQ(mContext->TakeBuffer(1, &length, &buffer), S_OK);
     EXPECT_EQ(length, 77u) << "mode 1 leaves the length";
     EXPECT_EQ(buffer, bytes);
     EXPECT_EQ(mContext->TakeBuffer(1, &length, &buffer), S_FALSE);
-    EXPECT_EQ(length, 0u);
-    EXPECT_EQ(buffer, nullptr);
     mContext->SetBuffer(8, bytes);
     EXPECT_EQ(mContext->TakeBuffer(0, &length, &buffer), S_OK);
     EXPECT_EQ(length, 8u);
@@ -189,35 +156,27 @@ TEST_F(ProcessContext, KeepsListsAndTables)
 {
     const GUID guids[] = {cGuid, cOtherGuid};
     GUID found[3] = {};
-    EXPECT_EQ(mContext->SetGuidList(2, nullptr), E_INVALIDARG);
     EXPECT_EQ(mContext->SetGuidList(-1, guids), E_INVALIDARG);
     mContext->SetGuidList(2, guids);
-    EXPECT_EQ(mContext->GetGuidList(2, nullptr), E_INVALIDARG);
-    for (int count : {-1, 1, 3})
-        EXPECT_EQ(mContext->GetGuidList(count, found), E_UNEXPECTED);
-    EXPECT_EQ(found[0], GUID_NULL);
+    EXPECT_EQ(mContext->GetGuidList(3, found), E_UNEXPECTED);
     EXPECT_EQ(mContext->GetGuidList(2, found), S_OK);
     EXPECT_EQ(found[1], cOtherGuid);
 
     LONG first = 0;
     LONG second = 0;
     mContext->SetNamedPair(W("a"), 1, 2);
-    EXPECT_EQ(mContext->GetNamedPair(W("A"), &first, &second), S_FALSE);
     mContext->SetNamedPair(W("a"), 5, 6);
-    EXPECT_EQ(mContext->GetNamedPair(W("a"), &first, nullptr), S_OK);
-    EXPECT_EQ(mContext->GetNamedPair(W("a"), nullptr, &second), S_OK);
+    EXPECT_EQ(mContext->GetNamedPair(W("a"), &first, &second), S_OK);
     EXPECT_EQ(first * 10 + second, 56);
 
     std::string json;
-    std::map<std::string, std::string> properties{{"old", "gone"}};
     for (const char* value : {"1", "2"})
         mContext->SetLogProperty("b", value);
     EXPECT_EQ(mContext->GetLogMessageInJSON(&json), S_OK);
     EXPECT_EQ(json, R"({"b":"2"})");
-    EXPECT_EQ(mContext->CopyLogProperties(&properties), S_OK);
-    EXPECT_EQ(properties, (std::map<std::string, std::string>{{"b", "2"}}));
+    std::map<std::string, std::string> properties{{"old", "gone"}};
     mContext->ClearLogProperties();
-    mContext->CopyLogProperties(&properties);
+    EXPECT_EQ(mContext->CopyLogProperties(&properties), S_OK);
     EXPECT_TRUE(properties.empty());
 }
 
@@ -225,10 +184,7 @@ TEST_F(ProcessContext, KeepsTextsByGuidAndCopiesThemWhole)
 {
     QBase::wstring two(W("two"));
     const Context other = NewContext();
-    EXPECT_EQ(mContext->SetTextByGuid(cGuid, nullptr), E_INVALIDARG);
     EXPECT_EQ(mContext->SetTextByGuid(cGuid, Bstr(W("")).mText), E_INVALIDARG);
-    EXPECT_EQ(mContext->GetTextByGuidBstr(cGuid, nullptr), E_INVALIDARG);
-    EXPECT_EQ(mContext->CopyTextTable(nullptr), E_INVALIDARG);
     EXPECT_EQ(TextOf(mContext, cGuid), "\"\"");
     EXPECT_EQ(mContext->SetTextByGuid(cGuid, Bstr(W("one")).mText), S_OK);
     EXPECT_EQ(other->MoveTextByGuid(cOtherGuid, two), S_OK);
@@ -236,38 +192,27 @@ TEST_F(ProcessContext, KeepsTextsByGuidAndCopiesThemWhole)
     EXPECT_EQ(other->CopyTextTable(mContext.Get()), S_OK);
     EXPECT_EQ(other->CopyTextTable(other.Get()), S_OK);
     EXPECT_EQ(TextOf(other, cGuid), "\"one\"");
-    two = W("stays");
-    EXPECT_EQ(other->GetTextByGuid(cOtherGuid, two), S_OK);
-    EXPECT_EQ(two, W("stays"));
 }
 
 TEST_F(ProcessContext, ResolvesTheNameOnceByTheSessionsFlags)
 {
-    EXPECT_EQ(ResolvedName(), "\"\"") << "no session yet";
     mSession.mOnCall = [this] { ExpectLockFree(); };
-    const struct
-    {
-        LONG mFlags;
-        HRESULT mFlagsCode;
-        HRESULT mNameCode;
-        GUID mInterfaceId;
-        const char* mpName;
-    } rows[] = {
-        {2, S_OK, S_OK, IID_ICKDXSession, "\"nine\""},   {3, S_OK, S_OK, IID_ICKDXSession, "\"eight\""},
-        {0, E_FAIL, S_OK, IID_ICKDXSession, "\"-\""},    {0, S_OK, E_FAIL, IID_ICKDXSession, "\"-\""},
-        {0, S_OK, S_OK, IID_ICKDXObjectSource, "\"-\""},
+    const std::tuple<LONG, HRESULT, HRESULT, const char*> rows[] = {
+        {2, S_OK, S_OK, "\"nine\""},
+        {3, S_OK, S_OK, "\"eight\""},
+        {0, E_FAIL, S_OK, "\"-\""},
+        {0, S_OK, E_FAIL, "\"-\""},
     };
-    for (const auto& row : rows)
+    for (const auto& [flags, flagsCode, nameCode, name] : rows)
     {
         mContext = NewContext();
         mContext->put_ContextObjectA(&mSession);
-        mSession.mFlags = row.mFlags;
-        mSession.mFlagsCode = row.mFlagsCode;
-        mSession.mNameCode = row.mNameCode;
-        mSession.mInterfaceId = row.mInterfaceId;
-        EXPECT_EQ(ResolvedName(), row.mpName);
+        mSession.mFlags = flags;
+        mSession.mFlagsCode = flagsCode;
+        mSession.mNameCode = nameCode;
+        EXPECT_EQ(ResolvedName(), name);
         mSession.mFlags ^= 1;
-        EXPECT_EQ(ResolvedName(), row.mpName) << "kept";
+        EXPECT_EQ(ResolvedName(), name) << "kept";
     }
 }
 
@@ -277,7 +222,6 @@ TEST_F(ProcessContext, ResolvesTheObjectThroughItsSourceFirstAndThenItsInstance)
     ofInstance.mObjectId = cOtherGuid;
     mInstance.mpObject = &ofInstance;
     mSource.mpObject = &mDefinition;
-    EXPECT_EQ(mContext->ResolveObjectID(nullptr), E_POINTER);
     EXPECT_EQ(ObjectID(), GUID_NULL);
     mContext->put_ContextObjectC(&mSource);
     EXPECT_EQ(ObjectID(), GUID_NULL);
@@ -290,7 +234,6 @@ TEST_F(ProcessContext, ResolvesTheObjectThroughItsSourceFirstAndThenItsInstance)
 
 TEST_F(ProcessContext, PassesCallsOnToItsCollaborators)
 {
-    EXPECT_EQ(mContext->CallContextObjectA(&mObjectD), E_POINTER);
     mContext->put_ContextObjectA(&mObjectD);
     EXPECT_EQ(mContext->CallContextObjectA(&mObjectD), E_NOINTERFACE);
     mContext->put_ContextObjectA(&mSession);
@@ -301,7 +244,6 @@ TEST_F(ProcessContext, PassesCallsOnToItsCollaborators)
     EXPECT_EQ(mContext->CallContextObjectA(nullptr), cRefused);
 
     IUnknown* item = nullptr;
-    EXPECT_EQ(mContext->get_ContextObjectDItem(nullptr), E_POINTER);
     EXPECT_EQ(mContext->get_ContextObjectDItem(&item), E_FAIL);
     mContext->SetRequestIn(1, nullptr, nullptr, &mObjectD, cGuid);
     EXPECT_EQ(mContext->get_ContextObjectDItem(&item), S_FALSE);
@@ -336,7 +278,6 @@ TEST_F(ProcessContext, LetsGoOfCollaboratorsWhoseReleaseThrows)
     mSource.mpObject = &mDefinition;
     mContext->put_ContextObjectA(&mSession);
     EXPECT_EQ(ResolvedName(), "\"nine\"");
-    EXPECT_EQ(mContext->CallContextObjectA(nullptr), S_OK);
     mContext->put_ContextObjectC(&mSource);
     EXPECT_EQ(ObjectID(), GUID_NULL);
     EXPECT_EQ(mContext->put_ContextObjectC(&mObjectD), cSystemExceptionMet);
@@ -345,15 +286,13 @@ TEST_F(ProcessContext, LetsGoOfCollaboratorsWhoseReleaseThrows)
     EXPECT_EQ(mRefreshes, 4);
 
     mNewerO.mGuid = cOtherGuid;
-    mContext->put_ContextObjectO(&mObjectO);
+    mObjectO.mCode = cRefused;
+    EXPECT_EQ(mContext->put_ContextObjectO(&mObjectO), cRefused);
     EXPECT_EQ(mContext->put_ContextObjectO(&mNewerO), cSystemExceptionMet);
-    EXPECT_EQ(GuidF(), cOtherGuid) << "that of the new object";
+    EXPECT_EQ(Get(&C::get_GuidF, GUID_NULL), cOtherGuid) << "that of the new object";
     mContext->SetRequestIn(1, QMessage::NewReadMessage(nullptr, 0, &mObjectO).Get(), nullptr, &mObjectD, cGuid);
     EXPECT_EQ(mContext->SetRequestIn(2, nullptr, nullptr, nullptr, cOtherGuid), cSystemExceptionMet);
     EXPECT_EQ(Get(&C::get_RequestID, GUID_NULL), cOtherGuid);
-    mContext->put_LinkA(&mObjectD);
-    mContext->put_LinkB(&mObjectO);
-    EXPECT_EQ(mContext->put_LinkA(nullptr), cSystemExceptionMet);
     ExpectLockFree();
 }
 
@@ -366,8 +305,6 @@ TEST_F(ProcessContext, AnswersForItsInterfaceAndTheMarshalersOnly)
         EXPECT_EQ(QueryFor<IUnknown>(found.Get(), IID_IUnknown).Get(), mContext->GetInterface());
     }
     EXPECT_FALSE(QueryFor<IUnknown>(mContext.Get(), IID_ICKDXSession));
-    EXPECT_EQ(mContext->Reserved1(), E_NOTIMPL);
-    EXPECT_EQ(mContext->Reserved2(), E_NOTIMPL);
     EXPECT_EQ(PlaceOf(&ICKDXProcessContext::get_RequestCode), 3u);
     EXPECT_EQ(PlaceOf(&ICKDXProcessContext::get_OutMessage), 50u);
     EXPECT_EQ(PlaceOf(&ICKDXProcessContext::put_ContextObjectU), 77u);
@@ -417,6 +354,26 @@ TEST(ProcessContextLife, LeavesNothingBehindWhenItCantBeMade)
             EXPECT_EQ(Faults::StopCountingBlocks(), 0);
         }
     }
+}
+
+TEST(Collaborators, HaveTheirOperationsWhereOtherModulesHaveThem)
+{
+    EXPECT_EQ(PlaceOf(&ICKDXReportInstance::Reset), 58u);
+    EXPECT_EQ(PlaceOf(&ICKDXSession::get_Flags), 7u);
+    EXPECT_EQ(PlaceOf(&ICKDXSession::get_Name9), 9u);
+    EXPECT_EQ(PlaceOf(&ICKDXSession::Call), 13u);
+    EXPECT_EQ(PlaceOf(&ICKDXObjectSource::get_Object), 11u);
+    EXPECT_EQ(PlaceOf(&ICKDXObjectDefinition::get_ObjectID), 20u);
+    EXPECT_EQ(PlaceOf(&ICKDXContextObjectO::get_Guid), 21u);
+    EXPECT_EQ(PlaceOf(&ICKDXContextObjectD::get_Item), 31u);
+}
+
+TEST(Collaborators, AreKnownByTheirIds)
+{
+    EXPECT_EQ(QBase::ToString(IID_ICKDXReportInstance), "{73BA6E85-6A88-11D1-A77F-00A024D1C490}");
+    EXPECT_EQ(QBase::ToString(IID_ICKDXSession), "{790AC401-5316-11D2-A0E9-0060083605BF}");
+    EXPECT_EQ(QBase::ToString(IID_ICKDXObjectSource), "{EF46AF40-D019-11D2-9997-00600835E4A4}");
+    EXPECT_EQ(QBase::ToString(IID_ICKDXObjectDefinition), "{6239CB10-6C3C-11D1-9BDF-006097C50B8E}");
 }
 
 } // namespace

@@ -101,13 +101,11 @@ public:
     HRESULT mFlagsCode = S_OK;
     HRESULT mNameCode = S_OK;
     HRESULT mCallCode = S_OK;
-    int mNamesGiven = 0;
     IUnknown* mpArgument = nullptr;
 
 private:
     HRESULT Give(const WCHAR* iName, BSTR* oName)
     {
-        ++mNamesGiven;
         *oName = SUCCEEDED(mNameCode) ? SysAllocString(iName) : nullptr;
         return mNameCode;
     }

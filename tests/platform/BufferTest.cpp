@@ -47,35 +47,6 @@ Requests MakeRequests(unsigned iSeed)
 
 } // namespace
 
-TEST(Buffer, TakesItsChunksOneAfterTheOther)
-{
-    Faults::StartCountingBlocks();
-    QBase::Buffer* buffer = QBase::CreateBuffer(1024, 2, 256, false);
-    UseAll(*buffer, {{512, 16}, {512, 16}});
-    EXPECT_EQ(Faults::StopCountingBlocks(), 1) << "the reserve stands in the buffer's own block";
-    buffer->Destroy();
-
-    // Without a reserve the first chunk comes with the first allocation; the next ones grow by the factor, anew in each
-    // use.
-    buffer = QBase::CreateBuffer(0, 2, 64, true);
-    const std::pair<std::size_t, int> cUses[] = {{64 + 128 + 256 + 512, 4}, {960 + 64 + 128, 2}};
-    for (const auto& [bytes, chunks] : cUses)
-    {
-        Faults::StartCountingBlocks();
-        UseAll(*buffer, Requests(bytes / 32, {32, 16}));
-        EXPECT_EQ(Faults::StopCountingBlocks(), chunks);
-        buffer->Destroy();
-    }
-    buffer->Free();
-
-    buffer = QBase::CreateBuffer(256, 2, 64, false);
-    auto* const before = static_cast<std::byte*>(buffer->TryAllocate(16));
-    EXPECT_NE(buffer->TryAllocate(100'000), nullptr);
-    EXPECT_EQ(buffer->TryAllocate(16), before + 16) << "a large request has a chunk of its own";
-    EXPECT_NE(buffer->TryAllocate(0, 1), buffer->TryAllocate(0, 1));
-    buffer->Destroy();
-}
-
 TEST(Buffer, HandsOutAlignedPiecesThatDoNotOverlap)
 {
     const Requests wide{{1, 1}, {8, 64}, {1, 1}, {200, 256}, {3, 2}, {5000, 4096}, {1, 128}, {64, 64}};
@@ -110,14 +81,7 @@ TEST(Buffer, ReusedForTheSameUseNeedsNoNewHeapBlock)
 TEST(Buffer, StaysUntilTheLastRegistrationEnds)
 {
     Faults::StartCountingBlocks();
-    QBase::Buffer* buffer = QBase::CreateBuffer(64, 2, 64, false);
-    buffer->Register();
-    buffer->Register();
-    buffer->Destroy();
-    UseAll(*buffer, {{64, 1}, {500, 8}});
-    buffer->Destroy();
-
-    buffer = QBase::CreateBuffer(64, 2, 64, true); // counts anew in each use
+    QBase::Buffer* const buffer = QBase::CreateBuffer(64, 2, 64, true); // counts anew in each use
     void* const first = buffer->TryAllocate(1);
     for (int use = 0; use < 3; ++use)
     {

