@@ -12,7 +12,6 @@
 #include <functional>
 #include <string>
 #include <tuple>
-#include <utility>
 #include <vector>
 
 using QBase::PtrI;
