@@ -35,11 +35,10 @@ public:
     {
         for (std::size_t i = 0; i < cJobs; ++i)
         {
-            mEntries[i] = std::make_unique<Entry>();
-            mEntries[i]->mpJob = JobPtr(QORJob::NewJob(static_cast<int>(i), RequestDocument, 5, nullptr, nullptr));
+            mEntries[i].mpJob = JobPtr(QORJob::NewJob(static_cast<int>(i), RequestDocument, 5, nullptr, nullptr));
             for (const int step : {13, 18, 19, 14, 2})
-                mEntries[i]->mpJob->AddStep(new QORJobStep(step), nullptr);
-            mQueue.push_back(mEntries[i].get());
+                mEntries[i].mpJob->AddStep(new QORJobStep(step), nullptr);
+            mQueue.push_back(&mEntries[i]);
         }
     }
 
@@ -52,25 +51,25 @@ public:
                 if (iThread < cWorkers)
                     Work(iThread);
                 else if (iThread == cWorkers)
-                    Command(*mEntries[random() % cJobs], random() % 2 == 0);
+                    Command(mEntries[random() % cJobs], random() % 2 == 0);
                 else
-                    Watch(*mEntries[random() % cJobs]);
+                    Watch(mEntries[random() % cJobs]);
             }
         });
     }
 
     void Check() const
     {
-        for (const std::unique_ptr<Entry>& entry : mEntries)
+        for (const Entry& entry : mEntries)
         {
-            const int id = entry->mpJob->GetId();
-            EXPECT_EQ(entry->mEnds, 1) << id;
-            EXPECT_EQ(entry->mRuns[StepCloseJob], 1) << id;
-            EXPECT_TRUE(entry->mFinalStatus >= 3 && entry->mFinalStatus <= 5) << id;
-            EXPECT_EQ(Read(*entry->mpJob.Get(), &QORJob::GetStatus), entry->mFinalStatus) << id;
-            EXPECT_EQ(entry->mLastWords, entry->mbHung ? 1 : 0) << id;
-            for (std::size_t step = 0; step < entry->mRuns.size(); ++step)
-                EXPECT_LE(entry->mRuns[step], 1 + entry->mPauses) << "step " << step << " of " << id;
+            const int id = entry.mpJob->GetId();
+            EXPECT_EQ(entry.mEnds, 1) << id;
+            EXPECT_EQ(entry.mRuns[StepCloseJob], 1) << id;
+            EXPECT_TRUE(entry.mFinalStatus >= 3 && entry.mFinalStatus <= 5) << id;
+            EXPECT_EQ(Read(*entry.mpJob.Get(), &QORJob::GetStatus), entry.mFinalStatus) << id;
+            EXPECT_EQ(entry.mLastWords, entry.mbHung ? 1 : 0) << id;
+            for (std::size_t step = 0; step < entry.mRuns.size(); ++step)
+                EXPECT_LE(entry.mRuns[step], 1 + entry.mPauses) << "step " << step << " of " << id;
         }
     }
 
@@ -183,7 +182,7 @@ private:
         mQueue.push_back(&ioEntry);
     }
 
-    std::vector<std::unique_ptr<Entry>> mEntries;
+    std::vector<Entry> mEntries;
     std::mutex mMutex;
     std::deque<Entry*> mQueue;
     std::array<QORJobTask, cWorkers> mTasks{QORJobTask(nullptr), QORJobTask(nullptr), QORJobTask(nullptr)};

@@ -17,22 +17,12 @@ std::vector<int> Ids(const QORJob& iJob, HRESULT (QORJob::*iGetter)(QBase::list<
 
 } // namespace
 
-TEST_F(Family, KnowsItsParentAndWhoRanBefore)
+TEST_F(Family, SharesTheGovernorOfItsParent)
 {
     FakeProcessContext context;
     const JobPtr parent = NewJob();
     const JobPtr child = NewJob(RequestReport);
-    QSynch::AtomicLong id = 0;
     EXPECT_EQ(child->GetParentId(), -1);
-    EXPECT_EQ(child->GetPreJobId(&id), S_OK);
-    EXPECT_EQ(id, -1);
-    EXPECT_EQ(child->GetParentId(nullptr), S_OK);
-    EXPECT_EQ(child->SetParentId(12), S_OK);
-    EXPECT_EQ(child->SetPreJobId(13), S_OK);
-    EXPECT_EQ(child->GetParentId(&id), S_OK);
-    EXPECT_EQ(id, 12);
-    EXPECT_EQ(child->GetPreJobId(&id), S_OK);
-    EXPECT_EQ(id, 13);
     child->SetProcessContext(&context);
     EXPECT_EQ(child->SetParentId(14, parent->GetMemGovernor()), S_OK);
     EXPECT_EQ(child->GetParentId(), 14);
@@ -41,35 +31,14 @@ TEST_F(Family, KnowsItsParentAndWhoRanBefore)
     context.mpGovernor.reset();
 }
 
-TEST_F(Family, CountsRunningChildrenWithoutABound)
-{
-    const JobPtr job = NewJob();
-    int count = 7;
-    EXPECT_EQ(job->DecrementRunningChildCount(&count), S_OK);
-    EXPECT_EQ(count, -1);
-    EXPECT_EQ(job->IncrementRunningChildCount(nullptr), S_OK);
-    EXPECT_EQ(job->IncrementRunningChildCount(&count), S_OK);
-    EXPECT_EQ(count, 1);
-    EXPECT_EQ(job->SetRunningChildCount(5, &count), S_OK);
-    EXPECT_EQ(count, 1);
-    EXPECT_EQ(Read(*job.Get(), &QORJob::GetRunningChildCount), 5);
-    EXPECT_EQ(job->GetRunningChildCount(nullptr), E_POINTER);
-}
-
 TEST_F(Family, MovesChildrenFromExecutingToFinished)
 {
     const JobPtr job = NewJob();
-    TakeLog();
     for (const int child : {3, 4, 3, 5})
         EXPECT_EQ(job->AddChild(child), S_OK);
     EXPECT_EQ(job->RemoveExecutingChild(5), S_OK);
     EXPECT_EQ(job->MarkChildComplete(3), S_OK);
     EXPECT_EQ(job->MarkChildComplete(9), S_OK);
-    const Texts lines = TakeLog();
-    const std::string start = "Job Trace: [DEBUG TRACING]QORJob::";
-    EXPECT_EQ(lines[0], start + "AddChild: child job 3 is added into document job 4711");
-    EXPECT_EQ(lines[4], start + "RemoveExecutingChild: child job 5 is removed from document job 4711");
-    EXPECT_EQ(lines[5], start + "MarkChildComplete: child job 3 of document job 4711 is completed");
     EXPECT_EQ(Ids(*job.Get(), &QORJob::GetExecutingChildrenList), std::vector<int>{4});
     EXPECT_EQ(Ids(*job.Get(), &QORJob::GetFinishedChildrenList), (std::vector<int>{3, 9}));
     for (int status = 0; status < 8; ++status)
@@ -132,9 +101,6 @@ TEST_F(Runaway, LogsWhatItDidNotExpect)
     other->SetRunAwayStatus();
     EXPECT_EQ(TakeLog(), Texts{"Error: QORJob::SetRunAwayStatus: unexpected called - try to set Job (4711) aready in "
                                "runaway status (1) to be runaway at step (5)."});
-    QORJob::StartJobLeakTrace();
-    EXPECT_FALSE(QORJob::GetJobLeakTrace());
-    QORJob::StopJobLeakTrace();
 }
 
 TEST_F(Runaway, GivesOneOfTwoRacingPartiesTheLastWord)

@@ -2,8 +2,6 @@
 #include "platform/QPerfMon.h"
 #include "tests/support/JobTest.h"
 
-#include <array>
-
 using JobStatus = JobTest;
 using Units = JobTest;
 
@@ -27,52 +25,33 @@ TEST_F(JobStatus, ThirteenFollowsEightOnly)
 TEST_F(JobStatus, CountsWhatEndsAndStampsTheFinish)
 {
     for (const int type : {0, 1, 2, 3, 5, 7})
-    {
-        const int counted = type == 1 || type == 5 || type == 7 ? 1 : 0;
         for (const int status : {3, 4, 5, 6, 1})
         {
+            const int counted = type == 1 || type == 5 || type == 7 ? 1 : 0;
+            const int left = status == 1 || status == 5 ? counted : 0;
             PerfReadings::Reset();
             const JobPtr job = NewJob(type);
-            job->SetStatus(status, nullptr);
+            SetStatus(*job.Get(), status);
             EXPECT_EQ(PerfReadings::GetCounter(1), 0) << "nothing was counted yet";
-            job->SetStatus(0, nullptr);
+            SetStatus(*job.Get(), 0);
             job->SetPUStart(1);
             EXPECT_EQ(PerfReadings::GetCounter(1), counted);
             for (int turn = 0; turn < 2; ++turn)
             {
                 EventTrace::Start();
-                job->SetStatus(status, nullptr);
+                SetStatus(*job.Get(), status);
                 EXPECT_EQ(CountStamps(EventTrace::Stop()), status == 3 || status == 4 || status == 6 ? 2 : 1);
-                EXPECT_EQ(PerfReadings::GetCounter(1), status == 1 || status == 5 ? counted : 0) << type;
+                EXPECT_EQ(PerfReadings::GetCounter(1), left) << type;
             }
             job->SetPUStart(2);
-            EXPECT_EQ(PerfReadings::GetCounter(1), status == 1 || status == 5 ? counted : 0) << "once in its life";
+            EXPECT_EQ(PerfReadings::GetCounter(1), left) << "once in its life";
             // A failure counts each time that it comes anew, what else ends a job doesn't.
-            job->SetStatus(1, nullptr);
-            job->SetStatus(4, nullptr);
+            SetStatus(*job.Get(), 1);
+            SetStatus(*job.Get(), 4);
             const int failures = status == 4 ? 3 : 1;
             EXPECT_EQ(PerfReadings::GetCounter(11), type == 0 ? failures : 0);
             EXPECT_EQ(PerfReadings::GetCounter(13), type == 3 ? failures : 0);
         }
-    }
-}
-
-TEST_F(JobStatus, LogsTheRunningFlagAndPriorities)
-{
-    const JobPtr job = NewJob();
-    int old = 0;
-    TakeLog();
-    EXPECT_EQ(job->SetRunning(true, nullptr), S_OK);
-    EXPECT_EQ(job->SetRunning(false, nullptr), S_OK);
-    for (const int priority : {5, 8, 8}) // a change only
-    {
-        EXPECT_EQ(job->SetPriority(priority, &old), S_OK);
-        EXPECT_EQ(job->SetPUPriority(priority), S_OK);
-    }
-    EXPECT_EQ(TakeLog(), (Texts{"Job Trace: QORJob::SetRunning: Job:4711 set to running.",
-                                "Job Trace: QORJob::SetRunning: Job:4711 set to not running.",
-                                "Job Trace: QORJob::SetPUPriority: Changing Job:4711 priority to 8 from 5.",
-                                "Job Trace: QORJob::SetPUPriority: Changing Job:4711 PU priority to 8 from 5."}));
 }
 
 TEST_F(Units, MakeAJobWaitAndExecuteUnlessItHasEnded)
@@ -134,7 +113,6 @@ TEST_F(Units, TellWhereTheJobIs)
     const JobPtr job = NewJob();
     int unit = -2;
     job->SetPUEnter(7, nullptr, 0);
-    EXPECT_EQ(job->GetPUId(nullptr), E_POINTER);
     EXPECT_EQ(job->GetPUId(&unit), E_FAIL);
     EXPECT_EQ(NewJobWith("-")->GetPUId(&unit), E_POINTER);
     EXPECT_EQ(unit, -2);
@@ -145,7 +123,6 @@ TEST_F(Units, TellWhereTheJobIs)
     job->SetStepStart(3, 4, nullptr);
     EXPECT_EQ(Read(*job.Get(), &QORJob::GetPUId), 4);
     EXPECT_EQ(Read(*NewJobWith("3").Get(), &QORJob::GetPUId), -1);
-    EXPECT_EQ(Read(*NewJobWith("3@0").Get(), &QORJob::GetPUId), 0);
 }
 
 TEST_F(Units, NeverTellTheWaitingTime)
@@ -153,7 +130,6 @@ TEST_F(Units, NeverTellTheWaitingTime)
     Settings::SetClock(TimeOf(0));
     const JobPtr job = NewJobWith("3 2");
     unsigned waited = 77;
-    EXPECT_EQ(job->GetWaitingTime(nullptr), E_POINTER);
     Settings::SetClock(TimeOf(3));
     EXPECT_EQ(job->GetWaitingTime(&waited), 30'000);
     Settings::SetClock(TimeOf(0) + QDataType::TimeSpan::FromTicks(0x3'8000'0001));
@@ -185,7 +161,6 @@ TEST_F(Units, TakePulsesUnlessTheContextOrTheSwitchSaysNo)
     PerfReadings::EnablePulses(false);
     ASSERT_EQ(pulses.size(), 2u);
     EXPECT_EQ(pulses[0].mValue, -1) << "without a context";
-    EXPECT_EQ((std::array<std::int64_t, 3>{pulses[1].mValue, pulses[1].mJobId, pulses[1].mCategory}),
-              (std::array<std::int64_t, 3>{33, cJobId, 410}));
+    EXPECT_TRUE(pulses[1].mValue == 33 && pulses[1].mJobId == cJobId && pulses[1].mCategory == 410);
     EXPECT_TRUE(before <= pulses[1].mEnqueueTime && pulses[1].mEnqueueTime <= between && between <= pulses[1].mNow);
 }

@@ -35,12 +35,6 @@ std::string FinishLine(int iStepId)
     return "Job Trace: QORJob::SetStepFinish: Job:4711 completed step:" + std::to_string(iStepId) + ".";
 }
 
-std::string PlaceLine(int iStepId, int iPlace)
-{
-    return "Error: QORJob::SetStepFinish: step " + std::to_string(iStepId) + " is at the " + std::to_string(iPlace) +
-           "th place in job 4711's ToDoStepList, mbIAmDead = false";
-}
-
 std::string LastLine(int iStepId, int iLastStepId, bool ibDead)
 {
     return "Error: QORJob::SetStepFinish: job 4711, iStepId = " + std::to_string(iStepId) +
@@ -62,7 +56,6 @@ TEST_F(StepRun, NotesWhoRanTheStepAndWhen)
     EXPECT_EQ(job->SetStepStart(5, 7, &mTask), S_OK);
     EXPECT_EQ(TakeLog(), Texts{StartLine(5, 7)});
     EXPECT_EQ(Read(step, &QORJobStep::GetStartTime), TimeOf(100));
-    EXPECT_EQ(Read(step, &QORJobStep::GetPUId), 7);
     EXPECT_EQ(Read(step, &QORJobStep::GetPUPriority), 9);
     EXPECT_EQ(Read(step, &QORJobStep::GetThreadId), QBase::GetCurrentThreadID());
     EXPECT_EQ(Read(other, &QORJobStep::GetThreadId) + Read(second, &QORJobStep::GetThreadId), 0u);
@@ -136,7 +129,9 @@ TEST_F(StepRun, CatchesUpByOneStepOnly)
     EXPECT_EQ(Read(second, &QORJobStep::GetFinishTime), TimeOf(1));
 
     EXPECT_EQ(job->SetStepFinish(7, 1, nullptr), S_OK); // [5 6 7 8 2]
-    EXPECT_EQ(TakeLog(), (Texts{PlaceLine(7, 3), FinishLine(7)}));
+    EXPECT_EQ(TakeLog(), (Texts{"Error: QORJob::SetStepFinish: step 7 is at the 3th place in job 4711's "
+                                "ToDoStepList, mbIAmDead = false",
+                                FinishLine(7)}));
     EXPECT_EQ(ReadFinished(*job.Get()), Split("5 4 3"));
     EXPECT_EQ(DrainTodo(*job.Get()), Split("6 7 8 2"));
 }
@@ -166,22 +161,6 @@ TEST_F(StepRun, ReportsTheFinishOfAStepThatIsQueuedNoMore)
     expectError(3, {LastLine(3, 10, false)});
     EXPECT_EQ(DrainTodo(*job.Get()), Split("4 2"));
     expectError(3, {}); // with nothing queued nothing is amiss
-}
-
-TEST_F(StepRun, LeavesTheListsOfAPausingJobAlone)
-{
-    const JobPtr job = NewJobWith("39 2", JobPausing);
-    EXPECT_TRUE(job->IsStepPausing());
-    job->SetStepStart(39, 1, &mTask);
-    TakeLog();
-    QORJobTask other(nullptr);
-    EXPECT_EQ(job->SetStepFinish(39, 1, &other), S_OK) << "a pausing job answers 0 whatever the task";
-    EXPECT_EQ(job->SetStepFinish(39, 1, &mTask), S_OK);
-    EXPECT_EQ(TakeLog(), Texts());
-    SetStatus(*job.Get(), JobExecuting);
-    EXPECT_FALSE(job->IsStepPausing());
-    EXPECT_EQ(job->SetStepFinish(0, 0, &mTask), S_FALSE) << "the task was cleared while the job paused";
-    EXPECT_EQ(DrainTodo(*job.Get()), Split("39 2"));
 }
 
 TEST_F(StepRun, ProfilesEachStepOnce)

@@ -74,7 +74,6 @@ TEST_F(JobRecord, OfAStepIsCopiedWithoutItsProcessorTime)
     EXPECT_EQ(step.Clone(&clone), S_OK);
     EXPECT_EQ(Save(*clone), Save(QORJobStep(StepNoOp)));
     delete clone;
-    EXPECT_EQ(step.Clone(nullptr), E_POINTER);
     Faults::FailNth(Faults::EnumFault::Allocation, 1);
     EXPECT_EQ(step.Clone(&clone), S_OK);
     EXPECT_EQ(clone, nullptr);
@@ -118,18 +117,11 @@ TEST_F(JobRecord, OfAStepIsSavedByteByByte)
 
     QORJobStep loaded(7);
     loaded.SetPUPriority(8);
-    Settings::SetThreadTimes(0, 5);
-    loaded.SetTaskCPUTime({0, 0}, {0, 0});
     EXPECT_EQ(loaded.LoadObj(5, saved.data()), 0u);
-    EXPECT_EQ(Read(loaded, &QORJobStep::GetPUPriority), 8);
-    EXPECT_EQ(Read(loaded, &QORJobStep::GetTaskCPUTime), 5);
+    EXPECT_EQ(Read(loaded, &QORJobStep::GetPUPriority), 8) << "isn't saved";
     EXPECT_EQ(Save(loaded), saved);
     loaded.SetChapterKey(QBase::wstring(60, W('k')).c_str());
     EXPECT_EQ(std::basic_string_view<WCHAR>(loaded.GetChapterKey()).size(), 40u) << "a long key is cut";
-    loaded.InitChapterKey();
-    expected.resize(28);
-    expected.resize(110, 0);
-    EXPECT_EQ(Save(loaded), expected);
 }
 
 TEST_F(JobRecord, OfAVisitHasTheExitBeforeTheStart)

@@ -1,6 +1,5 @@
 // A job's birth and end: what they call, in which order, what they count, and what they leave behind.
 #include "platform/QPerfMon.h"
-#include "report/JobMemGovernor.h"
 #include "tests/support/JobTest.h"
 
 #include <map>
@@ -10,7 +9,7 @@ namespace
 {
 
 using Birth = JobTest;
-using End = JobTest;
+using Life = JobTest;
 using Counters = std::map<int, std::int64_t>;
 
 Counters ReadCounters()
@@ -22,59 +21,7 @@ Counters ReadCounters()
     return counters;
 }
 
-/// Makes a job with one failure after the other, until there is none any more; returns how many there were.
-int FailEach(Faults::EnumFault iFault, FakeSession& ioSession, QBase::Buffer* iBuffer)
-{
-    const std::int64_t count = PerfReadings::GetInstanceCount(cJobCategory);
-    for (int nth = 1;; ++nth)
-    {
-        JobPtr job;
-        Faults::FailNth(iFault, nth);
-        try
-        {
-            job = JobPtr(QORJob::NewJob(cJobId, RequestReport, cJobPriority, &ioSession, iBuffer));
-        }
-        catch (const std::bad_alloc&) // what the job holds
-        {
-        }
-        catch (unsigned code) // its lock
-        {
-            EXPECT_EQ(code, 0x8004308Eu);
-        }
-        Faults::FailNth(iFault, 0);
-        if (job)
-            return nth - 1;
-        EXPECT_EQ(ioSession.mReferences, 0u) << nth;
-        EXPECT_EQ(PerfReadings::GetLiveInstances(cJobCategory), 0) << nth;
-        EXPECT_EQ(PerfReadings::GetInstanceCount(cJobCategory), count) << nth;
-        EXPECT_EQ(ReadCounters(), Counters()) << nth;
-    }
-}
-
 } // namespace
-
-TEST_F(Birth, CallsThePlatformInItsOrder)
-{
-    const Texts begins = {"QPerfMon::GetProfileIndex " + std::to_string(QPerfMon::GetProfileIndex("Job Execution")),
-                          "QSynch::CreateCriticalSection 4"};
-    const Texts counts = {"QPerfMon::PerformanceMonitor::Add 7 1",
-                          "QPerfMon::PerformanceMonitor::Add 5 1",
-                          "QORObjectInstanceCount::IncreaseObjectInstanceCount 4",
-                          "QORObjectInstanceCount::CreateObjectInstance 4",
-                          "QDataType::DateTime::NowUTC",
-                          "QPerfMon::PerformanceMonitor::Add 6 1"};
-    for (QBase::Buffer* buffer : {static_cast<QBase::Buffer*>(nullptr), NewBuffer()})
-    {
-        const std::string place = buffer == nullptr ? "QBase::CreateBuffer 0 1 256 0" : "QBase::Buffer::Register";
-        EventTrace::Start();
-        QORJob* job = QORJob::NewJob(cJobId, RequestReport, cJobPriority, nullptr, buffer);
-        EXPECT_EQ(EventTrace::Stop(), Join(Join(begins, {place}), counts));
-        EXPECT_EQ(job->AddRef(), 1u);
-        EXPECT_EQ(job->AddRef(), 2u);
-        EXPECT_EQ(job->Release(), 1u);
-        EXPECT_EQ(job->Release(), 0u);
-    }
-}
 
 TEST_F(Birth, LogsAndCountsByRequestType)
 {
@@ -94,7 +41,6 @@ TEST_F(Birth, LogsAndCountsByRequestType)
 
         JobPtr job = NewJob(type);
         EXPECT_EQ(job->GetRequestType(), type);
-        EXPECT_EQ(job->GetId().Get(), cJobId);
         EXPECT_EQ(ReadCounters(), expected) << type;
         EXPECT_EQ(TakeLog(), lines);
         expected.erase(5); // the open reports; the others count what ever was
@@ -103,26 +49,41 @@ TEST_F(Birth, LogsAndCountsByRequestType)
         EXPECT_EQ(TakeLog(), (Texts{"Job Trace: QORJob::Destructing: Job:4711",
                                     "Job Trace: QORJob::QORJob Job:4711 destructed."}));
     }
-    for (const int type : {-1, 11})
-        EXPECT_EQ(QBase::WideCharToUTF8(QORJob::ConvertIDToName(type)), "Unknown job type");
 }
 
 TEST_F(Birth, LeavesNothingBehindWithoutMemoryOrALock)
 {
     using enum Faults::EnumFault;
     FakeSession session;
-    for (QBase::Buffer* buffer : {static_cast<QBase::Buffer*>(nullptr), NewBuffer(0)})
-    {
-        PerfReadings::Reset();
-        // The job, its lock, its buffer; in a buffer that buffer's memory for it.
-        EXPECT_EQ(FailEach(Allocation, session, buffer), 3);
-        EXPECT_EQ(session.mReferences, 0u);
-        PerfReadings::Reset();
-        TakeLog();
-        EXPECT_EQ(FailEach(LockCreation, session, buffer == nullptr ? nullptr : NewBuffer()), 1);
-        EXPECT_EQ(TakeLog()[0],
-                  "Error: 80043046 QOR_EXCEPTION_CAUGHT (QORJob::QORJob): Call to new() failed for mpLock");
-    }
+    // The job, its lock, its buffer; in a buffer that buffer's memory for it.
+    for (const auto& [fault, nth] : {std::pair(Allocation, 1), {Allocation, 2}, {Allocation, 3}, {LockCreation, 1}})
+        for (QBase::Buffer* buffer : {static_cast<QBase::Buffer*>(nullptr), NewBuffer(0)})
+        {
+            const std::int64_t count = PerfReadings::GetInstanceCount(cJobCategory);
+            PerfReadings::Reset();
+            TakeLog();
+            Faults::FailNth(fault, nth);
+            bool bMade = false;
+            try
+            {
+                bMade = static_cast<bool>(NewJob(RequestReport, &session, buffer));
+            }
+            catch (...) // what the job holds, or its lock; without memory for itself it is none
+            {
+            }
+            Faults::FailNth(fault, 0);
+            EXPECT_FALSE(bMade) << nth;
+            EXPECT_EQ(session.mReferences, 0u) << nth;
+            EXPECT_EQ(PerfReadings::GetLiveInstances(cJobCategory), 0) << nth;
+            EXPECT_EQ(PerfReadings::GetInstanceCount(cJobCategory), count) << nth;
+            EXPECT_EQ(ReadCounters(), Counters()) << nth;
+            if (fault == LockCreation)
+            {
+                EXPECT_EQ(TakeLog()[0],
+                          "Error: 80043046 QOR_EXCEPTION_CAUGHT (QORJob::QORJob): Call to new() failed for mpLock");
+            }
+            NewJob(RequestReport, &session, buffer); // a buffer is still its creator's, and can be used
+        }
 }
 
 TEST_F(Birth, PutsAllThatAJobHoldsIntoTheBufferOfItsCreator)
@@ -152,8 +113,16 @@ TEST_F(Birth, PutsAllThatAJobHoldsIntoTheBufferOfItsCreator)
     Faults::StartCountingBlocks();
 }
 
-TEST_F(End, CallsThePlatformInItsOrder)
+TEST_F(Life, CallsThePlatformInItsOrder)
 {
+    const Texts begins = {"QPerfMon::GetProfileIndex " + std::to_string(QPerfMon::GetProfileIndex("Job Execution")),
+                          "QSynch::CreateCriticalSection 4"};
+    const Texts counts = {"QPerfMon::PerformanceMonitor::Add 7 1",
+                          "QPerfMon::PerformanceMonitor::Add 5 1",
+                          "QORObjectInstanceCount::IncreaseObjectInstanceCount 4",
+                          "QORObjectInstanceCount::CreateObjectInstance 4",
+                          "QDataType::DateTime::NowUTC",
+                          "QPerfMon::PerformanceMonitor::Add 6 1"};
     const Texts preDestruct = {"LogReference 0 1",
                                "QPerfMon::QORProfiler::AddElapsedTime 0 0",
                                "QPerfMon::QORProfiler::AddCount 0 1",
@@ -174,13 +143,17 @@ TEST_F(End, CallsThePlatformInItsOrder)
     for (QBase::Buffer* buffer : {static_cast<QBase::Buffer*>(nullptr), NewBuffer()})
     {
         const std::int64_t count = PerfReadings::GetInstanceCount(cJobCategory);
-        JobPtr job = NewJob(RequestReport, &session, buffer);
+        const std::string place = buffer == nullptr ? "QBase::CreateBuffer 0 1 256 0" : "QBase::Buffer::Register";
+        EventTrace::Start();
+        QORJob* job = QORJob::NewJob(cJobId, RequestReport, cJobPriority, &session, buffer);
+        EXPECT_EQ(EventTrace::Stop(), Join(Join(begins, {place}), counts));
+        EXPECT_EQ(job->AddRef(), 1u);
         EXPECT_EQ(job->SetInBoxMsgPtr(QMessage::NewServerMessage(&item).Get()), S_OK);
         EXPECT_EQ(PerfReadings::GetInstanceCount(cJobCategory), count + 1);
         EXPECT_EQ(PerfReadings::GetLiveInstances(cJobCategory), 1);
         EventTrace::Start();
         TakeLog();
-        job = {};
+        EXPECT_EQ(job->Release(), 0u);
         EXPECT_EQ(EventTrace::Stop(), Join(preDestruct, buffer == nullptr ? onHeap : inBuffer));
         // No destructor runs in a buffer; on the heap both the end and the destructor count down.
         EXPECT_EQ(TakeLog().size(), buffer == nullptr ? 2u : 1u);
@@ -188,38 +161,4 @@ TEST_F(End, CallsThePlatformInItsOrder)
         EXPECT_EQ(PerfReadings::GetLiveInstances(cJobCategory), 0);
         EXPECT_EQ(session.mReferences, 0u);
     }
-}
-
-TEST_F(End, ResetsTheInstanceAndLetsTheContextGoWhateverItThrows)
-{
-    const std::string error = "Error: 80043046 QOR_EXCEPTION_CAUGHT (QORJob::PreDestruct): QORJob, Pre-Destruct Job, "
-                              "no such instance";
-    const std::string fatal = "Fatal: 8004308F QOR_JOB_SYSTEMEXCEPTION (QORJob::PreDestruct): Pre-Destruct Job, 4711";
-    for (const std::string place : {"", "get_ContextObjectB", "Release"})
-        for (const bool bMessage : {true, false})
-        {
-            FakeProcessContext context;
-            FakeReportInstance instance(context.mCalls);
-            context.mpInstance = &instance;
-            bool bThrown = false;
-            JobPtr job = NewJob(RequestReport, nullptr, bMessage ? nullptr : NewBuffer());
-            EXPECT_EQ(job->SetProcessContext(&context), S_OK);
-            TakeLog();
-            context.mCalls.clear();
-            context.mOnCall = [&](const std::string& iOperation) {
-                if (iOperation != place || std::exchange(bThrown, true))
-                    return;
-                if (bMessage)
-                    throw QBase::Message("no such instance");
-                throw 1;
-            };
-            EXPECT_EQ(job.Detach()->Release(), 0u);
-            EXPECT_EQ(context.mReferences, 0u);
-            EXPECT_EQ(instance.mReferences, 0u);
-            EXPECT_EQ(context.mpGovernor.use_count(), 1);
-            if (place.empty())
-                EXPECT_EQ(context.mCalls, (Texts{"get_ContextObjectB", "instance Reset 0", "Release"}));
-            else
-                EXPECT_EQ(TakeLog()[1], bMessage ? error : fatal);
-        }
 }
