@@ -49,6 +49,18 @@ TEST_F(Family, MovesChildrenFromExecutingToFinished)
     EXPECT_EQ(Ids(*job.Get(), &QORJob::GetExecutingChildrenList), (std::vector<int>{4, 100, 101, 102, 107}));
 }
 
+TEST_F(Family, CountsRunningChildrenWithoutABound)
+{
+    const JobPtr job = NewJob();
+    int count = 7;
+    EXPECT_EQ(job->DecrementRunningChildCount(&count), S_OK);
+    EXPECT_EQ(count, -1);
+    EXPECT_EQ(job->SetRunningChildCount(5, &count), S_OK);
+    EXPECT_EQ(count, -1);
+    EXPECT_EQ(job->IncrementRunningChildCount(&count), S_OK);
+    EXPECT_EQ(count, 6);
+}
+
 TEST_F(Runaway, TellsTheSecondPartyOnly)
 {
     // Calls as letters: D declares, T is the thread, C the clean-up, X a stranger; the answers of those that ask.
