@@ -96,7 +96,7 @@ std::string Value::ToText() const
 
 std::size_t SizeOf(const Row& iRow)
 {
-    std::size_t size = sizeof iRow;
+    std::size_t size = sizeof(Row);
     for (const Value& value : iRow)
         size += sizeof value + value.mText.size();
     return size;
