@@ -39,7 +39,8 @@ HRESULT QORBinaryData::GetSaveObjSize(unsigned, unsigned* oSize) const
 
 HRESULT QORBinaryData::SaveObj(unsigned iVersion, unsigned iMaxSize, signed char* oBuffer, unsigned* oSize) const
 {
-    const HRESULT code = GetSaveObjSize(iVersion, oSize);
+    // The payload's own size: a class derived from this one may count a head of its own in.
+    const HRESULT code = QORBinaryData::GetSaveObjSize(iVersion, oSize);
     if (code != S_OK)
         return code;
     return mLength > iMaxSize ? S_FALSE : WriteBytes(mpData, mLength, oBuffer);

@@ -38,7 +38,7 @@ HRESULT QORComData::GetSaveObjSize(unsigned, unsigned* oSize) const
 
 HRESULT QORComData::SaveObj(unsigned iVersion, unsigned, signed char*, unsigned* oSize) const
 {
-    return GetSaveObjSize(iVersion, oSize);
+    return QORComData::GetSaveObjSize(iVersion, oSize);
 }
 
 HRESULT QORComData::LoadObj(unsigned, const signed char*) { return S_OK; }

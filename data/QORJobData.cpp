@@ -80,16 +80,20 @@ ULONG QORJobData::ReleaseRef()
     const int left = mReferenceCount.Decrement();
     if (left != 0)
         return static_cast<ULONG>(left);
-    // Where Reset throws, the reference isn't dropped: who releases the item, as the job's slot does, has it still.
-    const auto takeBack = [](QSynch::AtomicLong* ioCount) { ioCount->Increment(); };
-    std::unique_ptr<QSynch::AtomicLong, decltype(takeBack)> dropped(&mReferenceCount, takeBack);
+    // A release is done when it was called: where Reset throws, the item ends as well.
+    const auto end = [](QORJobData* iItem) { iItem->End(); };
+    const std::unique_ptr<QORJobData, decltype(end)> ending(this, end);
     Reset();
-    dropped.release();
+    return 0;
+}
+
+/// The item itself goes; its payload is gone.
+void QORJobData::End()
+{
     if (mpMemoryBuffer == nullptr)
         delete this;
     else if (!mbInBuffer)
         std::exchange(mpMemoryBuffer, nullptr)->Destroy(); // the item may lie in it and is not touched any more
-    return 0;
 }
 
 HRESULT QORJobData::InitJobDataNameIds()

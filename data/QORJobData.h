@@ -18,8 +18,8 @@ class QORNamedIdsList;
 ///
 /// Made with a reference count of 0: the creator's first AddRef makes it 1. The last Release lets the payload go and
 /// then the item itself: one without a memory buffer is deleted, one in a buffer stays for the buffer to take along,
-/// and one whose in-buffer flag is off takes its buffer along. When Reset throws, the
-/// exception passes and the item stays as it is, with that reference.
+/// and one whose in-buffer flag is off takes its buffer along. Where Reset throws, the item ends all the same and the
+/// exception passes.
 ///
 /// Threads: any for AddRef and Release; otherwise one at a time, unless nobody changes the item any more.
 /// Owns:    its payload, as each kind says.
@@ -77,9 +77,8 @@ public:
     static HRESULT GetName(int iId, const WCHAR** oName);
     static HRESULT GetName(int iId, QBase::wstring& oName);
 
-    /// Makes an empty string item in the job's buffer; E_INVALIDARG for any id but 0. Its count is 0. The buffer is
-    /// used without the job's lock: only one thread at a time may have the job make items, and none while the job's own
-    /// lists grow.
+    /// Makes an empty string item in the job's buffer; E_INVALIDARG for any id but 0. Its count is 0. Takes no lock:
+    /// any thread may allocate from the buffer.
     static HRESULT CreateJobDataObject(const QORJob* iJob, int iId, QORJobData** oData);
 
     // On the general heap, or in a buffer that keeps the memory until it goes. Without memory both give null.
@@ -104,6 +103,8 @@ protected:
     int GetOwnId() const { return mId; }
 
 private:
+    void End();
+
     static std::atomic<QORNamedIdsList*> mJobDataNames;
 
     int mId;

@@ -1,6 +1,8 @@
 #include "data/QORJobData.h"
 #include "job/QORJobRows.h"
 
+#include <utility>
+
 // Ids are compared as unsigned numbers: a negative one is past the last slot.
 
 HRESULT QORJob::SetJobData(QORJobData* iData)
@@ -13,12 +15,10 @@ HRESULT QORJob::SetJobData(QORJobData* iData)
         iData->GetId(&id);
         if (id >= mData.size())
             return E_FAIL;
-        // The items are called under the lock, the old one first. Where one throws, the slot stays as it is then.
-        if (mData[id] != nullptr)
-        {
-            mData[id]->Release();
-            mData[id] = nullptr;
-        }
+        // The items are called under the lock, the old one first, which is out of its slot by then: where its release
+        // throws it is done all the same.
+        if (QORJobData* old = std::exchange(mData[id], nullptr))
+            old->Release();
         iData->AddRef();
         mData[id] = iData;
         return S_OK;
@@ -55,5 +55,8 @@ HRESULT QORJob::IsDataAvailable(int iId, bool* obAvailable) const
 
 HRESULT QORJob::CreateJobDataObject(int iId, QORJobData** oData) const
 {
-    return QORJobData::CreateJobDataObject(this, iId, oData);
+    return Boundary("CreateJobDataObject", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        return QORJobData::CreateJobDataObject(this, iId, oData);
+    });
 }

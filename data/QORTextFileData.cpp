@@ -39,7 +39,8 @@ HRESULT QORTextFileData::GetSaveObjSize(unsigned, unsigned* oSize) const
 
 HRESULT QORTextFileData::SaveObj(unsigned iVersion, unsigned iMaxSize, signed char* oBuffer, unsigned* oSize) const
 {
-    const HRESULT code = GetSaveObjSize(iVersion, oSize);
+    // The payload's own size: a class derived from this one may count a head of its own in.
+    const HRESULT code = QORTextFileData::GetSaveObjSize(iVersion, oSize);
     if (code != S_OK)
         return code;
     return *oSize > iMaxSize ? S_FALSE : WriteBytes(mpText, *oSize, oBuffer);

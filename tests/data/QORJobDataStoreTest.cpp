@@ -47,13 +47,16 @@ private:
     Calls& mCalls;
 };
 
-/// Lets its payload go at the second attempt only.
-struct ReluctantData final : QORBinaryData
+/// Throws when its payload is to go, and tells when it goes itself.
+class FaultyData final : public QORBinaryData
 {
-    using QORBinaryData::QORBinaryData;
-    HRESULT Reset() override { return std::exchange(mbWilling, true) ? QORBinaryData::Reset() : throw 7; }
+public:
+    explicit FaultyData(int& ioEnds) : QORBinaryData(2, QBase::HeapAllocate(4), 4), mEnds(ioEnds) {}
+    ~FaultyData() override { ++mEnds; }
+    HRESULT Reset() override { throw 7; }
 
-    bool mbWilling = false;
+private:
+    int& mEnds;
 };
 
 bool IsAvailable(const QORJob& iJob, int iId)
@@ -114,20 +117,63 @@ TEST_F(DataStore, SurvivesItemsThatThrow)
             calls.mThrowing = fault;
             EXPECT_EQ(job->SetJobData(&second), static_cast<HRESULT>(bMessage ? 0x8004308B : 0x8004308C));
             EXPECT_EQ(TakeLog(), (Texts{line("GetJobData"), line("SetJobData")}));
-            const bool bKept = calls.mThrowing != "second AddRef"; // the first item, which is released before
+            const bool bKept =
+                calls.mThrowing == "second GetId"; // the first item, whose slot is empty as it is released
             std::thread([&] { EXPECT_EQ(IsAvailable(*job.Get(), 2), bKept); }).join(); // the lock is free
             calls.mThrowing = "";
         }
 }
 
-TEST_F(DataStore, LosesNoItemThatWouldNotGo)
+TEST_F(DataStore, IsDoneWithAnItemWhoseReleaseThrows)
 {
-    QORJobData* found = nullptr;
-    const JobPtr job = NewJob();
-    EXPECT_EQ(job->SetJobData(new ReluctantData(2, nullptr, 0)), S_OK);
+    int ends = 0;
+    JobPtr job = NewJob();
     const QBase::PtrI<QORJobData> other(new QORBinaryData(2, nullptr, 0));
+    EXPECT_EQ(job->SetJobData(new FaultyData(ends)), S_OK);
     EXPECT_EQ(job->SetJobData(other.Get()), static_cast<HRESULT>(0x8004308C));
-    EXPECT_EQ(job->GetJobData(2, &found), S_OK);
-    EXPECT_EQ(found->Release(), 1u) << "the slot's";
-    EXPECT_EQ(job->SetJobData(other.Get()), S_OK); // the fixture sees that the first one is freed
+    EXPECT_EQ(ends, 1) << "the item ends though its payload doesn't go quietly";
+    EXPECT_FALSE(IsAvailable(*job.Get(), 2));
+    EXPECT_EQ(job->SetJobData(new FaultyData(ends)), S_OK);
+    job = {};
+    EXPECT_EQ(ends, 2) << "at the job's end, too, and once";
+}
+
+TEST_F(DataStore, IsMadeItemsInByManyThreadsAtOnce)
+{
+    // Items are made through the job and past it, while its lists grow in the same buffer.
+    constexpr int cItems = 300;
+    for (QBase::Buffer* buffer : {static_cast<QBase::Buffer*>(nullptr), NewBuffer(0)})
+    {
+        const JobPtr job = NewJob(RequestDocument, nullptr, buffer);
+        std::vector<std::vector<QORJobData*>> made(3);
+        RunOnThreads(4, [&](int iThread) {
+            for (int i = 0; i < cItems; ++i)
+            {
+                QORJobData* item = nullptr;
+                if (iThread == 3)
+                    job->AddStepToRun(new QORJobStep(i), nullptr);
+                else if (i % 2 == 0)
+                    job->CreateJobDataObject(0, &item);
+                else
+                    QORJobData::CreateJobDataObject(job.Get(), 0, &item);
+                if (item != nullptr)
+                {
+                    item->Init(static_cast<ULONG>(iThread * cItems + i));
+                    made[static_cast<std::size_t>(iThread)].push_back(item);
+                }
+            }
+        });
+        for (int thread = 0; thread < 3; ++thread)
+        {
+            const std::vector<QORJobData*>& items = made[static_cast<std::size_t>(thread)];
+            ASSERT_EQ(items.size(), static_cast<std::size_t>(cItems));
+            for (int i = 0; i < cItems; ++i)
+            {
+                unsigned id = 0;
+                items[static_cast<std::size_t>(i)]->GetId(&id);
+                EXPECT_EQ(id, static_cast<unsigned>(thread * cItems + i)) << "another item lies over it";
+            }
+        }
+        EXPECT_EQ(DrainTodo(*job.Get()).size(), static_cast<std::size_t>(cItems));
+    }
 }

@@ -30,6 +30,21 @@ struct BornOfAPureCaller final : PureCaller
     HRESULT Reset() override { return S_OK; }
 };
 
+constexpr unsigned cHead = 4;
+
+/// Another module's kind, which has a head of its own before what its base saves.
+template <class Kind>
+struct Headed final : Kind
+{
+    using Kind::Kind;
+    HRESULT GetSaveObjSize(unsigned iVersion, unsigned* oSize) const override
+    {
+        const HRESULT code = Kind::GetSaveObjSize(iVersion, oSize);
+        *oSize += cHead;
+        return code;
+    }
+};
+
 /// Saves into buffers as long as needed, one more and one less.
 void ExpectLayout(const QORJobData& iItem, const Bytes& iBytes, const Saved& iShort = {})
 {
@@ -98,6 +113,22 @@ TEST_F(DataItems, StayAsTheyWereWithoutMemoryOrBytes)
     EXPECT_EQ(TextIn(text), "t");
     Faults::FailNth(Faults::EnumFault::Allocation, 1);
     EXPECT_THROW(QORTextFileData(1, W("t")), std::bad_alloc);
+}
+
+TEST_F(DataItems, SaveTheirOwnPayloadWhateverAClassAddsToIt)
+{
+    const auto save = [](const QORJobData& iItem, unsigned iExact) {
+        signed char buffer[16] = {};
+        unsigned size = 0;
+        EXPECT_EQ(iItem.SaveObj(0, iExact, buffer, &size), S_OK);
+        EXPECT_EQ(size, iExact);
+        EXPECT_EQ(iItem.GetSaveObjSize(0, &size), S_OK);
+        EXPECT_EQ(size, iExact + cHead);
+    };
+    save(Headed<QORBinaryData>(1, QBase::HeapAllocate(6), 6u), 6);
+    save(Headed<QORStringData>(1, W("abc"), QORStringData::COPY_STRING), 6);
+    save(Headed<QORTextFileData>(1, W("abc")), 3);
+    save(Headed<QORComData>(1, nullptr), 0);
 }
 
 TEST_F(DataItems, HoldOneReferenceToTheirInterface)

@@ -154,15 +154,14 @@ TEST_F(JobTask, AbortsWhateverTheReportAndTheInputsMeet)
                                                   {true, "locale", "reporter;4;locale;65039The task was aborted.;"},
                                                   {true, "4", "reporter;4;"}})
     {
-        FaultyItem faulty(0, nullptr, 0);
         Reporter reporter;
         Outside& outside = reporter.mOutside;
         outside.mpReporter = bReporter ? &reporter : nullptr;
         outside.mFaultAt = fault;
         mJob->SetProcessContext(&outside);
         QORJobTask task(mJob.Get());
-        QORJobData* item = &faulty;
-        task.SetOutput(&faulty);
+        QORJobData* item = nullptr;
+        task.SetOutput(new FaultyItem(0, nullptr, 0));
         task.SetOutput(1, nullptr, 0);
         for (const int id : {0, 1})
             task.GetContextDataX(id, &item);
