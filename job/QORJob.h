@@ -464,6 +464,7 @@ private:
 
     // --- Messages ----------------------------------------------------------------------------------------------------
     HRESULT GetContextMessage(const char* iOperation, ICKDXWriteMessage** oMessage) const;
+    HRESULT FetchContextMessage(ICKDXWriteMessage** oMessage) const;
 
     // --- Close counters ----------------------------------------------------------------------------------------------
     int GetExecutionKind() const;

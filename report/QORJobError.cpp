@@ -12,7 +12,7 @@ QORJobError::QORJobError(QORJob& ioJob, HRESULT iCode) NO_THREAD_SAFETY_ANALYSIS
     if (!ioJob.BecomeErrorJob(iCode, reportingStepId))
         return;
     ICKDXWriteMessage* message = nullptr;
-    const HRESULT code = ioJob.GetErrMessage(&message);
+    const HRESULT code = ioJob.FetchContextMessage(&message);
     mpMessage = QBase::PtrI<ICKDXWriteMessage>::Adopt(message);
     if (SUCCEEDED(code) && mpMessage)
         mpPacker = std::make_unique<QORMessagePacker>(message, W("Kernel"), static_cast<unsigned>(iCode));

@@ -104,7 +104,7 @@ HRESULT QORJob::UpdateJobError(const WCHAR* iSource, unsigned iCode, int iArgume
 HRESULT QORJob::FindErrorMessage(QBase::PtrI<ICKDXWriteMessage>& oMessage) const
 {
     ICKDXWriteMessage* message = nullptr;
-    const HRESULT code = GetErrMessage(&message);
+    const HRESULT code = FetchContextMessage(&message);
     oMessage = QBase::PtrI<ICKDXWriteMessage>::Adopt(message);
     return code;
 }

@@ -107,13 +107,17 @@ HRESULT QORJob::GetErrMessage(ICKDXWriteMessage** oMessage) const
     return GetContextMessage("GetErrMessage", oMessage);
 }
 
-HRESULT QORJob::GetContextMessage(const char* iOperation, ICKDXWriteMessage** oMessage) const NO_THREAD_SAFETY_ANALYSIS
+HRESULT QORJob::GetContextMessage(const char* iOperation, ICKDXWriteMessage** oMessage) const
 {
     if (oMessage == nullptr)
         return E_POINTER;
+    return Boundary(iOperation, [&] { return FetchContextMessage(oMessage); });
+}
+
+/// For operations with a boundary of their own, and for the error builder, whose exceptions pass.
+HRESULT QORJob::FetchContextMessage(ICKDXWriteMessage** oMessage) const NO_THREAD_SAFETY_ANALYSIS
+{
     *oMessage = nullptr;
     ICKDXProcessContext* context = mpProcessContext.Get();
-    if (context == nullptr)
-        return S_OK;
-    return Boundary(iOperation, [&] { return context->get_OutMessage(oMessage); });
+    return context == nullptr ? S_OK : context->get_OutMessage(oMessage);
 }
