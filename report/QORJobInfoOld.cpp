@@ -20,6 +20,13 @@ void Convert(const Record& iRecord, HRESULT (Record::*iGetter)(QDataType::DateTi
     oTime = OldDateTime(time);
 }
 
+/// The counts are anybody's to write: no more entries than there are.
+template <class Entries>
+int CountIn(const Entries& iEntries, int iCount)
+{
+    return std::clamp(iCount, 0, static_cast<int>(iEntries.size()));
+}
+
 } // namespace
 
 OldDateTime::OldDateTime(const QDataType::DateTime& iTime)
@@ -59,8 +66,10 @@ QORJobInfoOld::QORJobInfoOld(const QORJobInfo& iInfo)
     : mJobId(iInfo.mJobId), mPriority(iInfo.mPriority), mStatus(iInfo.mStatus), mSource(iInfo.mSource),
       mType(iInfo.mType), mbRunning(iInfo.mbRunning), mPUPriority(iInfo.mPUPriority),
       mCreationTime(iInfo.mCreationTime), mStatusTime(iInfo.mStatusTime), mFinishTime(iInfo.mFinishTime),
-      mTodoCount(iInfo.mTodoCount), mFinishedCount(iInfo.mFinishedCount), mPUCount(iInfo.mPUCount),
-      mDataCount(iInfo.mDataCount), mDataSlots(iInfo.mDataSlots), mData(iInfo.mData)
+      mTodoCount(CountIn(iInfo.mTodoSteps, iInfo.mTodoCount)),
+      mFinishedCount(CountIn(iInfo.mFinishedSteps, iInfo.mFinishedCount)),
+      mPUCount(CountIn(iInfo.mPUInfos, iInfo.mPUCount)), mDataCount(CountIn(iInfo.mData, iInfo.mDataCount)),
+      mDataSlots(iInfo.mDataSlots), mData(iInfo.mData)
 {
     std::copy_n(iInfo.mTodoSteps.begin(), mTodoCount, mTodoSteps.begin());
     std::copy_n(iInfo.mFinishedSteps.begin(), mFinishedCount, mFinishedSteps.begin());

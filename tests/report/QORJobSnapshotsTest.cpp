@@ -126,3 +126,17 @@ TEST_F(JobSnapshots, NeverHaveAStepTwiceOrNoneOfIt)
         worker.join();
     }
 }
+
+TEST_F(JobSnapshots, CountNoMoreInTheOlderLayoutThanItHolds)
+{
+    for (const auto& [count, shown, items] : {std::tuple(99, 16, 5), {-1, 0, 0}})
+    {
+        QORJobInfo info;
+        info.mTodoCount = info.mFinishedCount = info.mPUCount = info.mDataCount = count;
+        const QORJobInfoOld old(info);
+        EXPECT_EQ(old.mTodoCount, shown);
+        EXPECT_EQ(old.mFinishedCount, shown);
+        EXPECT_EQ(old.mPUCount, shown);
+        EXPECT_EQ(old.mDataCount, items);
+    }
+}
