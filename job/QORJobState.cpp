@@ -41,13 +41,18 @@ QORJobState::QORJobState(QSynch::AtomicLong iId, int iRequestType, int iPriority
                          QBase::Buffer* iBuffer, std::pmr::memory_resource* iMemory)
     : mSubscription(iMemory), mFamily(iMemory), mTodoSteps(iMemory), mFinishedSteps(iMemory), mStepProfiles(iMemory),
       mProfileIndex(QPerfMon::GetProfileIndex("Job Execution")), mPriority(iPriority), mPUPriority(iPriority),
-      mUnits(iMemory), mpOwnedLock(MakeLock()), mpLock(mpOwnedLock.get()), mId(iId), mRequestType(iRequestType),
-      mChannelRequests(iMemory), mFurtherRequests(iMemory),
-      mpOwnedBuffer(iBuffer == nullptr ? MakeLocalBuffer() : nullptr),
-      mpLocalBuffer(iBuffer != nullptr ? iBuffer : mpOwnedBuffer.get()), mbExternalBuffer(iBuffer != nullptr),
-      mOwner(iMemory), mUser(iMemory), mUserLogin(iMemory), mpUserSession(iSession), mDescription(iMemory),
-      mProjectName(iMemory), mpMemGovernor(std::make_shared<JobMemGovernor>(iId))
+      mUnits(iMemory), mId(iId), mRequestType(iRequestType), mChannelRequests(iMemory), mFurtherRequests(iMemory),
+      mpLocalBuffer(iBuffer), mbExternalBuffer(iBuffer != nullptr), mOwner(iMemory), mUser(iMemory),
+      mUserLogin(iMemory), mpUserSession(iSession), mDescription(iMemory), mProjectName(iMemory),
+      mpMemGovernor(std::make_shared<JobMemGovernor>(iId))
 {
+    // Last, and in this order: the lock, then a buffer for a job that was given none.
+    mpOwnedLock.reset(MakeLock());
+    mpLock = mpOwnedLock.get();
+    if (mbExternalBuffer)
+        return;
+    mpOwnedBuffer.reset(MakeLocalBuffer());
+    mpLocalBuffer = mpOwnedBuffer.get();
 }
 
 QORJobState::~QORJobState() = default;

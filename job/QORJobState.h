@@ -120,7 +120,7 @@ struct QORJobState
     bool mbCloseCountersUpdated GUARDED_BY(mpLock) = false;
     std::int64_t mCreationSeconds = 0; // fixed
     std::unique_ptr<QSynch::CriticalSection, LockDestroyer> mpOwnedLock;
-    QSynch::CriticalSection* mpLock; // fixed
+    QSynch::CriticalSection* mpLock = nullptr; // fixed once the job is made
     QSynch::AtomicLong mReferenceCount = 0;
     const QSynch::AtomicLong mId;
     QSynch::AtomicLong mPreJobId GUARDED_BY(mpLock) = -1;
@@ -131,7 +131,7 @@ struct QORJobState
     QBase::list<QORChannelRequest*> mChannelRequests GUARDED_BY(mpLock);
     QBase::list<QORChannelRequest*> mFurtherRequests GUARDED_BY(mpLock); // nothing here fills it
     std::unique_ptr<QBase::Buffer, BufferDestroyer> mpOwnedBuffer;
-    QBase::Buffer* mpLocalBuffer; // fixed
+    QBase::Buffer* mpLocalBuffer; // fixed once the job is made
     const bool mbExternalBuffer;
     QBase::PtrI<CKDXServerMessage> mpInBoxMessage GUARDED_BY(mpLock);
     std::array<QORJobData*, 5> mData GUARDED_BY(mpLock){};

@@ -116,7 +116,7 @@ TEST_F(Birth, PutsAllThatAJobHoldsIntoTheBufferOfItsCreator)
 TEST_F(Life, CallsThePlatformInItsOrder)
 {
     const Texts begins = {"QPerfMon::GetProfileIndex " + std::to_string(QPerfMon::GetProfileIndex("Job Execution")),
-                          "QSynch::CreateCriticalSection 4"};
+                          "FakeSession::AddRef", "QSynch::CreateCriticalSection 4"};
     const Texts counts = {"QPerfMon::PerformanceMonitor::Add 7 1",
                           "QPerfMon::PerformanceMonitor::Add 5 1",
                           "QORObjectInstanceCount::IncreaseObjectInstanceCount 4",

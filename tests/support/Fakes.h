@@ -16,7 +16,11 @@
 class FakeSession final : public QorUserSession
 {
 public:
-    unsigned AddRef() override { return ++mReferences; }
+    unsigned AddRef() override
+    {
+        EventTrace::Note("FakeSession::AddRef");
+        return ++mReferences;
+    }
 
     unsigned Release() override
     {
