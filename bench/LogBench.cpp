@@ -1,6 +1,5 @@
 // A log line whose router is switched off. The call is the library's own, so this program links its static twin.
 #include "task/KernelLog.h"
-#include "task/QORJobInitializer.h"
 
 #include <benchmark/benchmark.h>
 
@@ -9,7 +8,6 @@ namespace
 
 void DisabledLogLine(benchmark::State& ioState)
 {
-    const QORJOB::Initializer initializer;
     int jobId = 1;
     for (auto _ : ioState)
     {

@@ -124,4 +124,12 @@ Initializer::~Initializer()
     gpState = nullptr;
 }
 
+namespace
+{
+
+/// The library's own: a program that holds none has its logs and services all the same, for as long as the library is
+/// loaded. It stands beside the routers, which no program with a log call is linked without.
+const Initializer cOwnInitializer;
+
+} // namespace
 } // namespace QORJOB

@@ -6,9 +6,10 @@
 namespace QORJOB
 {
 
-/// Every module that uses the job library holds one, typically as a static object: the first one brings up what the
-/// library works with and the module's log routers, the last one takes it down, in reverse order. Without memory for
-/// that the library works all the same, and logs nothing.
+/// The first one brings up what the library works with and the module's log routers, the last one takes it down, in
+/// reverse order. The library holds one itself while it is loaded; a module whose static objects use it before or after
+/// that holds another, typically as a static object, too. Without memory for the services the library works all the
+/// same, and logs nothing.
 ///
 /// Threads: any; set-up and teardown are serialised.
 /// Owns:    together, one reference to each router of the "Kernel" component, one initialiser each of the logging

@@ -5,7 +5,6 @@
 
 int main()
 {
-    const QORJOB::Initializer initializer; // brings the library's logs up
     const QBase::PtrI<QORJob> job(QORJob::NewJob(1, RequestSQL, 5, nullptr, nullptr));
     if (!job)
         return 1;
@@ -13,6 +12,7 @@ int main()
     job->AddStep(new QORJobStep(StepCloseJob), nullptr);
 
     const int unit = 1;
+    job->SetRunning(true, nullptr); // one thread drives a job: two would get steps twice
     int step = StepNoMore;
     while (job->GetCurrentStepIdToRun(&step, nullptr) == S_OK && step != StepNoMore)
     {

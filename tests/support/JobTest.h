@@ -8,7 +8,6 @@
 #include "platform/builtin/LogSinks.h"
 #include "platform/builtin/PerfReadings.h"
 #include "platform/builtin/Settings.h"
-#include "task/QORJobInitializer.h"
 #include "tests/support/Fakes.h"
 #include "tests/support/Threads.h"
 
@@ -29,8 +28,6 @@ inline constexpr int cJobId = 4711;
 inline constexpr int cJobPriority = 5;
 inline constexpr int cJobCategory = 4;
 inline constexpr DWORD cSomeThread = 77;
-
-inline const QORJOB::Initializer cInitializer;
 
 /// "3 5 2" as {"3", "5", "2"}.
 inline Texts Split(const std::string& iText)

@@ -1,4 +1,5 @@
-// A job's whole life as a user of the shared library sees it: through its one header.
+// A job's whole life as a user of the shared library sees it: through its one header, and without an initialiser of the
+// program's own.
 #include "platform/builtin/LogSinks.h"
 #include "platform/builtin/PerfReadings.h"
 #include "qorjob.h"
@@ -8,8 +9,6 @@
 #include <algorithm>
 #include <string>
 #include <vector>
-
-static const QORJOB::Initializer cInitializer;
 
 TEST(Surface, TakesAJobThroughItsLife)
 {
