@@ -44,6 +44,8 @@ ULONG QORJobPUInfo::SaveObj(unsigned, unsigned iBufferSize, signed char* oBuffer
         return code;
     if (*oSize > iBufferSize)
         return S_FALSE;
+    if (oBuffer == nullptr)
+        return static_cast<ULONG>(E_POINTER);
     RecordWriter record(oBuffer);
     record.Put(mEnterTime);
     record.Put(mExitTime); // before the start time: readers of old records expect it so

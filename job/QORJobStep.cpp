@@ -111,6 +111,8 @@ ULONG QORJobStep::SaveObj(unsigned, unsigned iBufferSize, signed char* oBuffer, 
         return code;
     if (*oSize > iBufferSize)
         return S_FALSE;
+    if (oBuffer == nullptr)
+        return static_cast<ULONG>(E_POINTER);
     RecordWriter record(oBuffer);
     record.Put(mStartTime);
     record.Put(mFinishTime);

@@ -35,6 +35,7 @@ Bytes Save(const Record& iRecord)
     unsigned needed = 0;
     EXPECT_EQ(iRecord.SaveObj(1, size, bytes.data(), nullptr), static_cast<ULONG>(E_POINTER));
     EXPECT_EQ(iRecord.SaveObj(1, size - 1, bytes.data(), &needed), 1u);
+    EXPECT_EQ(iRecord.SaveObj(1, size, nullptr, &needed), static_cast<ULONG>(E_POINTER));
     EXPECT_EQ(needed, size);
     EXPECT_EQ(bytes, Bytes(size, 0x55)) << "a short buffer was written to";
     EXPECT_EQ(iRecord.SaveObj(99, size, bytes.data(), &needed), 0u);
