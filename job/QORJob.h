@@ -163,7 +163,8 @@ public:
     HRESULT ClearTodoSteps();
     /// Deletes every queued step of that id.
     HRESULT RemoveStep(QORJobProcessingStep iStepId);
-    /// Replaces the front step by a fresh one of the same id ("no op" keeps its chapter key).
+    /// Replaces the front step by a fresh one of the same id ("no op" keeps its chapter key). E_OUTOFMEMORY without
+    /// memory for it: the front step is gone all the same.
     HRESULT RenewCurrentStep();
     HRESULT AddCommonStepsAtRebuild(EnumKDXDocumentManipulationType iType);
     /// True when a "Document Formatting" has finished.
@@ -174,7 +175,8 @@ public:
     /// The current step without any change to the job; 0 when there is none. `oRunningStepId` (may be null) gets -1, or
     /// the id of the last started step that a job on its way out has queued before its current one.
     HRESULT GetCurrentStepId(int* oStepId, int* oRunningStepId) const;
-    /// Which step the calling thread is to run: 0 when there is none for it. May change lists, status and times.
+    /// Which step the calling thread is to run: 0 when there is none for it. May change lists, status and times. One
+    /// thread at a time may drive a job: of two that ask and start, both get some of the steps.
     HRESULT GetCurrentStepIdToRun(int* oStepId, int* oRunningStepId);
     /// `iTask` is not owned and may be null.
     HRESULT SetStepStart(int iStepId, int iPUId, QORJobTask* iTask);
@@ -189,7 +191,8 @@ public:
     HRESULT IsCanceled(bool* obCanceled) const;
     HRESULT IsStopped(bool* obStopped) const;
     bool IsStepPausing() const;
-    /// Whether a dispatcher drives the job. The old value through `obWasRunning` when it is not null.
+    /// Whether a dispatcher drives the job: one at a time, see GetCurrentStepIdToRun. The old value through
+    /// `obWasRunning` when it is not null.
     HRESULT SetRunning(bool ibRunning, bool* obWasRunning);
     HRESULT IsRunning(bool* obRunning) const;
     /// The task of the last start and where it runs; all but `obExecuting` may be null. Without a task the ids are -1
@@ -406,6 +409,7 @@ private:
     HRESULT GetText(const char* iOperation, const QBase::wstring& iField, QBase::wstring& oText) const;
     HRESULT SetText(const char* iOperation, QBase::wstring& oField, const QBase::wstring& iText);
     HRESULT SetText(const char* iOperation, QBase::wstring& oField, const WCHAR* iText);
+    void TellContext(ICKDXProcessContext& ioContext) REQUIRES(mpLock);
 
     // --- Step queue --------------------------------------------------------------------------------------------------
     StepList::iterator FindTodo(int iStepId) REQUIRES(mpLock);
@@ -413,7 +417,10 @@ private:
     StepList::iterator DeleteTodo(StepList::const_iterator iPosition) REQUIRES(mpLock);
     void MoveToFinished(StepList::const_iterator iPosition) REQUIRES(mpLock);
     void GiveTodoSize(int* oCount) const REQUIRES(mpLock);
-    HRESULT AppendNewSteps(int iFirstId, int iSecondId) REQUIRES(mpLock);
+    HRESULT InsertNewSteps(StepList::const_iterator iBefore, int iFirstId, int iSecondId) REQUIRES(mpLock);
+    void ForgetCloseStepsWhenEmpty() REQUIRES(mpLock);
+    bool IsCurrent(int iStepId) const REQUIRES(mpLock);
+    StepList::const_iterator FindPlaceToAdd() const REQUIRES(mpLock);
     HRESULT ReduceToClosing(int iReportingStepId) REQUIRES(mpLock);
     bool HasFinished(int iStepId) const REQUIRES(mpLock);
 
@@ -427,12 +434,12 @@ private:
     bool IsCloseStepBeingRun() const REQUIRES(mpLock);
     HRESULT HandOut(int iCandidate, int* oStepId) REQUIRES(mpLock);
     HRESULT HandOutOfDeadJob(int iLostStepId, int* oStepId) REQUIRES(mpLock);
-    void StartStep(QORJobStep& ioStep, int iStepId, int iPUId) REQUIRES(mpLock);
+    void StartStep(QORJobStep& ioStep, int iStepId, int iPUId, QORJobTask* iTask) REQUIRES(mpLock);
+    void MakeRoomForProfile() REQUIRES(mpLock);
     void StartProfile(int iStepId) REQUIRES(mpLock);
     void EndProfile(int iStepId) REQUIRES(mpLock);
     void FinishStep(int iStepId) REQUIRES(mpLock);
     void FinishAgain(int iStepId) REQUIRES(mpLock);
-    void GiveChapterKey(const WCHAR* iKey) REQUIRES(mpLock);
 
     // --- Status ------------------------------------------------------------------------------------------------------
     void StoreStatus(int iStatus) REQUIRES(mpLock);

@@ -218,24 +218,29 @@ HRESULT QORJob::SetProcessContext(ICKDXProcessContext* iContext)
         QSynch::CriticalSection::SmartLock lock(mpLock);
         QBase::PtrI<ICKDXProcessContext> old(iContext);
         std::swap(old, mpProcessContext);
+        if (iContext != nullptr)
+            TellContext(*iContext);
         if (old)
-            old.Detach()->Release();
-        if (iContext == nullptr)
-            return S_OK;
-        iContext->put_LimitA(mPriority);
-        iContext->put_SharedHandle(mpMemGovernor);
-        QBase::PtrI<IUnknown> object = InstanceObjectOf(*iContext);
-        QBase::PtrI<ICKDXReportInstance> instance = ReportInstanceOf(object.Get());
-        int kind = 0;
-        if (instance && SUCCEEDED(instance->get_ExecutionKind(&kind)) && IsExemptKind(kind) && mpMemGovernor)
-            mpMemGovernor->mbNotGoverned = true;
-        // Released by name, as the old context is: what they throw stays in this operation.
-        if (instance)
-            instance.Detach()->Release();
-        if (object)
-            object.Detach()->Release();
-        return S_OK; // whatever the context answered
+            old.Detach()->Release(); // last: where it throws, the new one has been told
+        return S_OK;                 // whatever the context answered
     });
+}
+
+/// What a new context learns of its job, and the job of the report that it runs.
+void QORJob::TellContext(ICKDXProcessContext& ioContext)
+{
+    ioContext.put_LimitA(mPriority);
+    ioContext.put_SharedHandle(mpMemGovernor);
+    QBase::PtrI<IUnknown> object = InstanceObjectOf(ioContext);
+    QBase::PtrI<ICKDXReportInstance> instance = ReportInstanceOf(object.Get());
+    int kind = 0;
+    if (instance && SUCCEEDED(instance->get_ExecutionKind(&kind)) && IsExemptKind(kind) && mpMemGovernor)
+        mpMemGovernor->mbNotGoverned = true;
+    // Released by name: what they throw stays in the operation.
+    if (instance)
+        instance.Detach()->Release();
+    if (object)
+        object.Detach()->Release();
 }
 
 HRESULT QORJob::GetProcessContext(ICKDXProcessContext** oContext) const

@@ -7,6 +7,8 @@
 #include "task/QORJobTask.h"
 
 #include <algorithm>
+#include <iterator>
+#include <new>
 
 namespace
 {
@@ -18,6 +20,12 @@ struct StepState
     DWORD mThreadId = 0;
     int mPUId = -1;
 };
+
+struct BstrDeleter
+{
+    void operator()(WCHAR* iText) const { SysFreeString(iText); }
+};
+using Bstr = std::unique_ptr<WCHAR, BstrDeleter>;
 
 HRESULT Read(const QORJobStep* iStep, StepState& oState)
 {
@@ -39,6 +47,14 @@ bool IsReportingStep(int iStepId)
 {
     return iStepId == StepSendingOutputMessage || iStepId == StepSendingErrorMessage ||
            iStepId == StepSendingDocumentResult || iStepId == StepDelivery;
+}
+
+/// Where the steps of a dead job that are still run begin: reporting and closing. An entry without a step stops it,
+/// too.
+bool EndsDeadJob(const QORJobStep* iStep)
+{
+    StepState state;
+    return Read(iStep, state) != S_OK || state.mId == StepCloseJob || state.mId == StepSendingErrorMessage;
 }
 
 /// Where dispatch stops looking for the step of a job that is on its way out.
@@ -214,7 +230,7 @@ HRESULT QORJob::RefillRequeuedJob()
 {
     if (!mTodoSteps.empty())
         return S_OK;
-    return AppendNewSteps(StepSearchingCache, StepCloseJob);
+    return InsertNewSteps(mTodoSteps.cend(), StepSearchingCache, StepCloseJob);
 }
 
 /// The closing step goes to one thread only: once it is started nobody else gets a step.
@@ -278,30 +294,21 @@ HRESULT QORJob::HandOut(int iCandidate, int* oStepId)
 /// The thread that ran the front step died: only error reporting and closing are left for its job.
 HRESULT QORJob::HandOutOfDeadJob(int iLostStepId, int* oStepId)
 {
-    // Made first: without memory nothing is taken from the job.
-    std::unique_ptr<QORJobStep> close(new QORJobStep(StepCloseJob));
-    if (close == nullptr)
-        return E_OUTOFMEMORY;
-    HRESULT code = SetStepComplete(iLostStepId);
+    // What takes memory comes first: without it nothing is taken from the job.
+    MakeRoomForProfile();
+    const bool bEnds = std::any_of(std::next(mTodoSteps.begin()), mTodoSteps.end(), EndsDeadJob);
+    // A cancelled job takes no step, and its caller is told to close it all the same.
+    HRESULT code =
+        bEnds || mStatus == JobCancelled ? S_OK : InsertNewSteps(mTodoSteps.cend(), StepCloseJob, StepNoMore);
+    if (code == S_OK)
+        code = SetStepComplete(iLostStepId);
     if (code != S_OK)
         return code;
-    int next = StepCloseJob;
-    while (!mTodoSteps.empty())
-    {
-        if (ReadFrontId(&next) != S_OK)
-            return S_FALSE;
-        if (next == StepCloseJob || next == StepSendingErrorMessage)
-            break;
+    while (!mTodoSteps.empty() && !EndsDeadJob(mTodoSteps.front()))
         DeleteTodo(mTodoSteps.cbegin());
-    }
-    if (mTodoSteps.empty())
-    {
-        // A cancelled job refuses the step, and its caller is told to close it all the same.
-        next = StepCloseJob;
-        code = AddStep(close.release(), nullptr);
-        if (code != S_OK)
-            return code;
-    }
+    int next = StepCloseJob;
+    if (!mTodoSteps.empty() && ReadFrontId(&next) != S_OK)
+        return S_FALSE;
     code = SetStepStart(next, 0, nullptr);
     if (code == S_OK)
         *oStepId = next;
@@ -313,10 +320,11 @@ HRESULT QORJob::SetStepStart(int iStepId, int iPUId, QORJobTask* iTask)
     return Boundary("SetStepStart", [&] {
         {
             QSynch::CriticalSection::SmartLock lock(mpLock);
-            mpExecutingTask = iTask;
             const auto found = IsRunnableStep(iStepId) ? FindTodo(iStepId) : mTodoSteps.end();
             if (found != mTodoSteps.end())
-                StartStep(**found, iStepId, iPUId);
+                StartStep(**found, iStepId, iPUId, iTask);
+            else
+                mpExecutingTask = iTask;
         }
         LogLine(EnumKernelRouter::JobTrace, "QORJob::SetStepStart: Job:%1 starting step:%2 in PU:%3.", mId.Get(),
                 iStepId, iPUId);
@@ -324,8 +332,16 @@ HRESULT QORJob::SetStepStart(int iStepId, int iPUId, QORJobTask* iTask)
     });
 }
 
-void QORJob::StartStep(QORJobStep& ioStep, int iStepId, int iPUId)
+/// What takes memory comes first: a step that its caller isn't given isn't marked as started.
+void QORJob::StartStep(QORJobStep& ioStep, int iStepId, int iPUId, QORJobTask* iTask)
 {
+    MakeRoomForProfile();
+    const bool bGivesKey = iStepId == StepNoOp && iPUId != 0 && mpProcessContext;
+    const Bstr key(bGivesKey ? SysAllocString(ioStep.GetChapterKey()) : nullptr);
+    if (bGivesKey && key == nullptr)
+        throw std::bad_alloc();
+
+    mpExecutingTask = iTask;
     ioStep.SetStartTime();
     ioStep.SetPUId(iPUId);
     ioStep.SetThreadId();
@@ -339,26 +355,16 @@ void QORJob::StartStep(QORJobStep& ioStep, int iStepId, int iPUId)
         else
             LogLine(EnumKernelRouter::Error, "QORJob::SetStepStart: mProcessContext == NULL.");
     }
-    else if (iStepId == StepNoOp && iPUId != 0)
+    else if (bGivesKey)
     {
-        GiveChapterKey(ioStep.GetChapterKey());
+        // Under the lock on purpose: the key in the context is that of the step which this thread starts or finishes.
+        mpProcessContext->put_BstrE(key.get());
     }
     if (GetCurrentThreadTimes(&mStepStartTimes.mKernel, &mStepStartTimes.mUser) != 0)
         StartProfile(iStepId);
 }
 
-/// Called under the lock on purpose: the key in the context is that of the step which this thread starts or finishes.
-void QORJob::GiveChapterKey(const WCHAR* iKey)
-{
-    if (!mpProcessContext)
-        return;
-    struct BstrDeleter
-    {
-        void operator()(WCHAR* iText) const { SysFreeString(iText); }
-    };
-    const std::unique_ptr<WCHAR, BstrDeleter> key(SysAllocString(iKey));
-    mpProcessContext->put_BstrE(key.get());
-}
+void QORJob::MakeRoomForProfile() { mStepProfiles.reserve(mStepProfiles.size() + 1); }
 
 void QORJob::StartProfile(int iStepId)
 {
@@ -404,8 +410,8 @@ HRESULT QORJob::SetStepFinish(int iStepId, int iPUId, QORJobTask* iTask)
                 mpExecutingTask = nullptr;
             else
                 result = S_FALSE;
-            if (iStepId == StepNoOp && iPUId != 0)
-                GiveChapterKey(W(""));
+            if (iStepId == StepNoOp && iPUId != 0 && mpProcessContext)
+                mpProcessContext->put_BstrE(Bstr(SysAllocString(W(""))).get()); // null, without memory, is empty, too
             if (mStatus == JobPausing)
                 return S_OK;
             FinishStep(iStepId);

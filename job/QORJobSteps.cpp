@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace
 {
@@ -40,7 +41,9 @@ QORJob::StepList::iterator QORJob::DeleteTodo(StepList::const_iterator iPosition
     const std::unique_ptr<QORJobStep> step(*iPosition);
     if (HasId(step.get(), StepCloseJob))
         --mTodoCloseSteps;
-    return mTodoSteps.erase(iPosition);
+    const auto next = mTodoSteps.erase(iPosition);
+    ForgetCloseStepsWhenEmpty();
+    return next;
 }
 
 void QORJob::MoveToFinished(StepList::const_iterator iPosition)
@@ -51,6 +54,14 @@ void QORJob::MoveToFinished(StepList::const_iterator iPosition)
         mbCloseFinished = true;
     }
     mFinishedSteps.splice(mFinishedSteps.begin(), mTodoSteps, iPosition);
+    ForgetCloseStepsWhenEmpty();
+}
+
+/// The count is right again at the latest here, whatever holders of queued records have made of their ids.
+void QORJob::ForgetCloseStepsWhenEmpty()
+{
+    if (mTodoSteps.empty())
+        mTodoCloseSteps = 0;
 }
 
 void QORJob::GiveTodoSize(int* oCount) const
@@ -59,8 +70,8 @@ void QORJob::GiveTodoSize(int* oCount) const
         *oCount = static_cast<int>(mTodoSteps.size());
 }
 
-/// Appends new steps of these ids, 0 for none: all of them, or, without memory, none.
-HRESULT QORJob::AppendNewSteps(int iFirstId, int iSecondId)
+/// Queues new steps of these ids, 0 for none: all of them, or, without memory, none.
+HRESULT QORJob::InsertNewSteps(StepList::const_iterator iBefore, int iFirstId, int iSecondId)
 {
     StepList entries(mTodoSteps.get_allocator());
     std::array<std::unique_ptr<QORJobStep>, 2> steps;
@@ -77,7 +88,7 @@ HRESULT QORJob::AppendNewSteps(int iFirstId, int iSecondId)
     for (std::unique_ptr<QORJobStep>& step : steps)
         if (HasId(step.release(), StepCloseJob))
             ++mTodoCloseSteps;
-    mTodoSteps.splice(mTodoSteps.cend(), entries);
+    mTodoSteps.splice(iBefore, entries);
     return S_OK;
 }
 
@@ -87,8 +98,9 @@ HRESULT QORJob::ReduceToClosing(int iReportingStepId)
 {
     const std::size_t queued = mTodoSteps.size();
     const QORJobStep* current = queued == 0 ? nullptr : mTodoSteps.front();
-    const HRESULT code = AppendNewSteps(HasId(current, iReportingStepId) ? StepNoMore : iReportingStepId,
-                                        HasId(current, StepCloseJob) ? StepNoMore : StepCloseJob);
+    const HRESULT code =
+        InsertNewSteps(mTodoSteps.cend(), HasId(current, iReportingStepId) ? StepNoMore : iReportingStepId,
+                       HasId(current, StepCloseJob) ? StepNoMore : StepCloseJob);
     if (code != S_OK)
         return code;
     for (std::size_t dropped = 1; dropped < queued; ++dropped)
@@ -102,6 +114,16 @@ bool QORJob::HasFinished(int iStepId) const
                        [iStepId](const QORJobStep* iStep) { return HasId(iStep, iStepId); });
 }
 
+/// Only the current step keeps its like from being added: the same id further down is no obstacle.
+bool QORJob::IsCurrent(int iStepId) const { return !mTodoSteps.empty() && HasId(mTodoSteps.front(), iStepId); }
+
+/// At the end, where closing stays last.
+QORJob::StepList::const_iterator QORJob::FindPlaceToAdd() const
+{
+    const bool bCloses = !mTodoSteps.empty() && HasId(mTodoSteps.back(), StepCloseJob);
+    return bCloses ? std::prev(mTodoSteps.cend()) : mTodoSteps.cend();
+}
+
 HRESULT QORJob::AddStep(QORJobStep* iStep, int* oCount)
 {
     std::unique_ptr<QORJobStep> step(iStep);
@@ -112,14 +134,10 @@ HRESULT QORJob::AddStep(QORJobStep* iStep, int* oCount)
         int id = StepNoMore;
         if (step == nullptr || step->GetId(&id) != S_OK)
             return E_POINTER;
-        if (mTodoSteps.empty())
-            InsertTodo(mTodoSteps.cend(), step);
-        else if (HasId(mTodoSteps.front(), id))
-            step.reset(); // only the current step counts: the same id further down is no obstacle
-        else if (HasId(mTodoSteps.back(), StepCloseJob))
-            InsertTodo(std::prev(mTodoSteps.cend()), step);
+        if (IsCurrent(id))
+            step.reset();
         else
-            InsertTodo(mTodoSteps.cend(), step);
+            InsertTodo(FindPlaceToAdd(), step);
         GiveTodoSize(oCount);
         return S_OK;
     });
@@ -239,11 +257,14 @@ HRESULT QORJob::RenewCurrentStep()
         if (code != S_OK)
             return code;
         std::unique_ptr<QORJobStep> fresh(new QORJobStep(id));
-        if (fresh != nullptr && id == StepNoOp)
+        if (fresh == nullptr)
+        {
+            DeleteTodo(mTodoSteps.cbegin()); // nothing takes its place: nobody may meet the old record again
+            return E_OUTOFMEMORY;
+        }
+        if (id == StepNoOp)
             fresh->SetChapterKey(old.GetChapterKey());
-        DeleteTodo(mTodoSteps.cbegin());
-        if (fresh != nullptr)
-            InsertTodo(mTodoSteps.cbegin(), fresh);
+        delete std::exchange(mTodoSteps.front(), fresh.release()); // in the old one's entry: it takes no memory
         return S_OK;
     });
 }
@@ -253,13 +274,15 @@ HRESULT QORJob::AddCommonStepsAtRebuild(EnumKDXDocumentManipulationType iType)
     const bool bManipulates = iType != EnumKDXDocumentManipulationType{};
     const bool bExecutes =
         !bManipulates || iType == DocumentManipulationApply || iType == DocumentManipulationReexecute;
-    return Boundary("AddCommonStepsAtRebuild", [&] {
+    return Boundary("AddCommonStepsAtRebuild", [&]() -> HRESULT {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        if (bManipulates)
-            AddStep(new QORJobStep(StepDocumentManipulation), nullptr);
-        if (bExecutes)
-            AddStep(new QORJobStep(StepExecutingDocument), nullptr);
-        return S_OK;
+        if (mStatus == JobCancelled)
+            return S_OK;
+        // As AddStep takes them, but both or none.
+        return InsertNewSteps(FindPlaceToAdd(),
+                              bManipulates && !IsCurrent(StepDocumentManipulation) ? StepDocumentManipulation
+                                                                                   : StepNoMore,
+                              bExecutes && !IsCurrent(StepExecutingDocument) ? StepExecutingDocument : StepNoMore);
     });
 }
 

@@ -227,3 +227,19 @@ TEST_F(JobContext, ThatThrowsGivesACodeAndLeavesTheLockFree)
     context.mOnCall = nullptr;
     RunOnThreads(1, [&](int) { EXPECT_EQ(job->SetIsBatchJob(true), S_OK); });
 }
+
+TEST_F(JobContext, IsToldOfTheJobThoughTheOldOneThrowsAsItGoes)
+{
+    FakeProcessContext old;
+    FakeProcessContext context;
+    const JobPtr job = NewJob();
+    job->SetProcessContext(&old);
+    old.mOnCall = [](const std::string& iOperation) {
+        if (iOperation == "Release")
+            throw 1;
+    };
+    EXPECT_EQ(job->SetProcessContext(&context), static_cast<HRESULT>(0x8004308C));
+    EXPECT_EQ(context.mCalls, (Texts{"put_LimitA 5", "put_SharedHandle", "get_ContextObjectB"}));
+    EXPECT_EQ(old.mReferences, 0u);
+    old.mOnCall = nullptr;
+}

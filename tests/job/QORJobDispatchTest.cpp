@@ -1,4 +1,5 @@
 // Which step a thread is told to run: the table of statuses, lists and flags, and the lines about it.
+#include "report/QORJobInfo.h"
 #include "tests/support/JobTest.h"
 
 #include <tuple>
@@ -203,6 +204,36 @@ TEST_F(Dispatch, KeepsARequeuedJobWholeWhenMemoryRunsOut)
         EXPECT_EQ(step, StepNoMore) << "its closing step is being run";
         EXPECT_EQ(DrainTodo(*job.Get()), Split("12 2")) << "no job may go on without its closing step, " << nth;
     }
+}
+
+TEST_F(Dispatch, TakesNothingFromADeadJobWhenMemoryRunsOut)
+{
+    for (int nth = 1; nth <= 3; ++nth) // the profile's place, the closing step, its entry
+    {
+        const JobPtr job = NewJobWith("3@7 5 4");
+        bool bWas = false;
+        int step = -1;
+        job->SetRunning(true, nullptr);
+        job->SetIAmDead(true, &bWas, StepSQLGeneration);
+        Faults::FailNth(Faults::EnumFault::Allocation, nth);
+        EXPECT_TRUE(FAILED(job->GetCurrentStepIdToRun(&step, nullptr))) << nth;
+        QORJobInfo info;
+        job->GetJobInfo(&info);
+        EXPECT_EQ(info.mTodoCount, 3);
+        EXPECT_EQ(info.mFinishedCount, 0);
+        EXPECT_EQ(job->GetCurrentStepIdToRun(&step, nullptr), S_OK);
+        EXPECT_EQ(step, StepCloseJob);
+        EXPECT_EQ(DrainTodo(*job.Get()), Split("2"));
+    }
+    // Where there is a closing step already, none is made.
+    const JobPtr job = NewJobWith("3@7 5 2");
+    bool bWas = false;
+    job->SetRunning(true, nullptr);
+    job->SetIAmDead(true, &bWas, StepSQLGeneration);
+    Faults::FailNth(Faults::EnumFault::Allocation, 2);
+    int step = -1;
+    EXPECT_EQ(job->GetCurrentStepIdToRun(&step, nullptr), S_OK);
+    EXPECT_EQ(step, StepCloseJob);
 }
 
 TEST_F(Dispatch, TellsTheCurrentStepAndChangesNothing)

@@ -97,6 +97,25 @@ TEST_F(StepRun, TellsTheContextOfQueriesAndChapters)
     }
 }
 
+TEST_F(StepRun, StartsNoStepWhenMemoryRunsOut)
+{
+    const JobPtr job = NewJob();
+    job->SetProcessContext(&mContext);
+    const QORJobStep& chapter = Add(*job.Get(), 39);
+    const QORJobStep& close = Add(*job.Get(), 2);
+    job->SetStepStart(40, 1, &mTask);
+    mContext.mCalls.clear();
+    for (const auto& [id, nth] : {std::pair(2, 1), {39, 1}, {39, 2}}) // a profile's place, the key
+    {
+        Faults::FailNth(Faults::EnumFault::Allocation, nth);
+        EXPECT_TRUE(FAILED(job->SetStepStart(id, 1, nullptr))) << id;
+    }
+    EXPECT_EQ(Read(chapter, &QORJobStep::GetThreadId), 0u);
+    EXPECT_EQ(Read(close, &QORJobStep::GetPUId), -1);
+    EXPECT_EQ(mContext.mCalls, Texts());
+    EXPECT_EQ(job->SetStepFinish(40, 1, &mTask), S_OK) << "still the executing task";
+}
+
 TEST_F(StepRun, AnswersWhetherTheTaskWasTheExecutingOne)
 {
     const JobPtr job = NewJobWith("3 40 4 5 2");

@@ -127,7 +127,7 @@ TEST_F(StepQueue, RenewsItsFrontStep)
         EXPECT_EQ(context.mCalls, id == StepNoOp ? Texts{"put_BstrE 'chapter'"} : Texts());
 
         Faults::FailNth(Faults::EnumFault::Allocation, 1);
-        EXPECT_EQ(job->RenewCurrentStep(), S_OK);
+        EXPECT_EQ(job->RenewCurrentStep(), E_OUTOFMEMORY);
         EXPECT_EQ(DrainTodo(*job.Get()), Split("2")) << "without memory nothing takes its place";
     }
 }
@@ -144,4 +144,17 @@ TEST_F(StepQueue, GetsTheStepsOfARebuild)
         EXPECT_EQ(DrainTodo(*job.Get()), Split(after)) << type;
         EXPECT_TRUE(job->IsLastComponentExport()) << "a document was formatted";
     }
+    for (int nth = 1; nth <= 4; ++nth) // two steps, two entries
+    {
+        const JobPtr job = NewJobWith("19 2");
+        Faults::FailNth(Faults::EnumFault::Allocation, nth);
+        EXPECT_TRUE(FAILED(job->AddCommonStepsAtRebuild(DocumentManipulationApply)));
+        EXPECT_EQ(DrainTodo(*job.Get()), Split("19 2")) << "both or none";
+    }
+    const JobPtr current = NewJobWith("20 2");
+    current->AddCommonStepsAtRebuild(DocumentManipulationApply);
+    EXPECT_EQ(DrainTodo(*current.Get()), Split("20 13 2")) << "no second one beside the current one";
+    const JobPtr cancelled = NewJobWith("19 2", JobCancelled);
+    EXPECT_EQ(cancelled->AddCommonStepsAtRebuild(DocumentManipulationApply), S_OK);
+    EXPECT_EQ(DrainTodo(*cancelled.Get()), Split("19 2"));
 }
