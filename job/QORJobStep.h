@@ -6,6 +6,9 @@
 #include "platform/QDataType.h"
 #include "platform/Windows.h"
 
+/// A record that a job has queued is to keep its id: the job knows its closing steps by what they were when they came.
+/// Assigning or loading another id into it is an error of whoever holds it.
+///
 /// Threads: one at a time; the job's lock protects the steps in its lists.
 /// Owns:    nothing.
 /// Errors:  E_POINTER for null out-pointers, S_FALSE for a short buffer, E_FAIL when thread times can't be read.
