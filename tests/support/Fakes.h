@@ -129,7 +129,10 @@ public:
     HRESULT put_LongB(LONG iLongB) override { return Note("put_LongB", " " + std::to_string(iLongB)); }
     HRESULT put_LimitA(LONG iLimitA) override { return Note("put_LimitA", " " + std::to_string(iLimitA)); }
     HRESULT put_LimitB(LONG iLimitB) override { return Note("put_LimitB", " " + std::to_string(iLimitB)); }
-    void put_BstrE(BSTR iBstrE) override { Note("put_BstrE", " '" + QBase::WideCharToUTF8(iBstrE) + "'"); }
+    void put_BstrE(BSTR iBstrE) override
+    {
+        Note("put_BstrE", " '" + (iBstrE == nullptr ? "" : QBase::WideCharToUTF8(iBstrE)) + "'"); // null is empty
+    }
 
     void put_SharedHandle(const std::shared_ptr<JobMemGovernor>& iSharedHandle) override
     {

@@ -1,0 +1,630 @@
+// A job by its rules alone: what its lists, its status and its flags are after each operation, what it logs and whom it
+// tells. No locks, no memory to run out of, no speed.
+#pragma once
+
+#include "tests/support/JobTest.h"
+
+#include <algorithm>
+#include <deque>
+#include <map>
+#include <string>
+#include <vector>
+
+/// Times are milliseconds of TimeOf; -1 is unset.
+struct ModelStep
+{
+    int mId = 0;
+    DWORD mThread = 0;
+    int mUnit = -1;
+    int mPriority = 0;
+    int mCPUTime = 0;
+    int mStart = -1;
+    int mFinish = -1;
+    std::string mKey{};
+
+    bool IsStarted() const { return mThread != 0 && mUnit != -1; }
+};
+
+struct ModelVisit
+{
+    int mUnit = 0;
+    int mEnter = -1;
+    int mStart = -1;
+    int mExit = -1;
+};
+
+/// Tasks are known by number, 0 is none. Codes are those of the job.
+class JobModel
+{
+public:
+    JobModel(int iType, bool ibContext, bool ibInstance, bool ibDelivery, bool ibFailingInstance)
+        : mType(iType), mbContext(ibContext), mbInstance(ibInstance), mbDelivery(ibDelivery),
+          mbFailingInstance(ibFailingInstance)
+    {
+    }
+
+    // --- Queue -------------------------------------------------------------------------------------------------------
+
+    /// The number of steps goes to `oCount`, unless the job is cancelled.
+    void AddStep(const ModelStep& iStep, int& oCount)
+    {
+        if (mStatus == 5)
+            return;
+        if (mTodo.empty() || mTodo.front().mId != iStep.mId)
+            mTodo.insert(!mTodo.empty() && mTodo.back().mId == 2 ? mTodo.end() - 1 : mTodo.end(), iStep);
+        oCount = Size();
+    }
+
+    void AddStepToRun(const ModelStep& iStep, int& oStatus)
+    {
+        if (mStatus == 5)
+            return;
+        mTodo.push_back(iStep);
+        oStatus = mStatus;
+    }
+
+    void AddStepAt(std::size_t iPlace, const ModelStep& iStep, int& oCount)
+    {
+        if (mStatus == 5)
+            return;
+        mTodo.insert(mTodo.begin() + static_cast<std::ptrdiff_t>(std::min(iPlace, mTodo.size())), iStep);
+        oCount = Size();
+    }
+
+    void AddCommonSteps(int iManipulation)
+    {
+        int count = 0;
+        if (iManipulation != 0)
+            AddStep({20}, count);
+        if (iManipulation == 0 || iManipulation == 2 || iManipulation == 0x800)
+            AddStep({13}, count);
+    }
+
+    HRESULT SetStepComplete()
+    {
+        mbWarehouse = false;
+        if (mTodo.empty())
+            return E_UNEXPECTED;
+        const int id = mTodo.front().mId;
+        const char* const cMixedUp[] = {"Request element", "Request SQL", "Batch child report request"};
+        if (id >= 3 && id <= 5)
+            Log("Scope Trace: QORJob::SetStepComplete: Job:4711 completed step:", cMixedUp[id - 3], ".");
+        Log("Job Trace: QORJob::SetStepComplete: Job:4711 completed step:", id, ".");
+        Finish(0);
+        return S_OK;
+    }
+
+    HRESULT SetStepComplete(int iId)
+    {
+        const std::size_t place = Find(iId);
+        if (place == mTodo.size())
+            return E_INVALIDARG;
+        Log("Job Trace: QORJob::SetStepComplete: Job:4711 completed step:", iId, ".");
+        Finish(place);
+        return S_OK;
+    }
+
+    void RemoveStep(int iId)
+    {
+        std::erase_if(mTodo, [&](const ModelStep& iStep) { return iStep.mId == iId; });
+    }
+
+    void RenewCurrentStep()
+    {
+        if (mTodo.empty())
+            return;
+        ModelStep fresh{mTodo.front().mId};
+        if (fresh.mId == 39)
+            fresh.mKey = mTodo.front().mKey;
+        mTodo.front() = fresh;
+    }
+
+    // --- Dispatch ----------------------------------------------------------------------------------------------------
+
+    int GetCurrentStepId(int& oRunning) const
+    {
+        oRunning = -1;
+        if (HasFinished(2) || mTodo.empty() || IsHeld())
+            return 0;
+        if (mStatus != 4 && mStatus != 5 && mStatus != 6)
+            return mTodo.front().mId;
+        return FindLast(oRunning, mStatus != 4);
+    }
+
+    /// What dispatch has done before it may find that there is no memory.
+    bool BeginDispatch()
+    {
+        if ((mStatus == 4 || mStatus == 5) && !mTodo.empty() && mTodo.front().mId == 14)
+            mTodo.pop_front();
+        for (const ModelStep& step : mFinished)
+        {
+            Log("Job Trace: QORJob::GetCurrentStepIdToRun: job id: 4711, finished step: ", step.mId, Flags());
+            if (step.mId == 2)
+                return false;
+        }
+        return true;
+    }
+
+    int GetCurrentStepIdToRun(int& oRunning)
+    {
+        oRunning = -1;
+        if (!BeginDispatch())
+            return 0;
+        const int candidate = ChooseCandidate(oRunning);
+        for (const ModelStep& step : mTodo)
+            if (step.mId == 2 && (step.mThread != 0 || step.mUnit != -1))
+            {
+                Log("Job Trace: QORJob::GetCurrentStepIdToRun: return GC_NO_MORE_STEP because todo step has gcCloseJob "
+                    "step and it's being run by some thread.  step: 2, job id: 4711",
+                    Flags(), ", ThreadID: ", step.mThread, ", PUId: ", step.mUnit);
+                return 0;
+            }
+        if (!mbRunning)
+            return candidate;
+        const ModelStep front = mTodo.front();
+        if (!front.IsStarted())
+        {
+            SetStepStart(candidate, 0, 0);
+            return candidate;
+        }
+        if (mbDead)
+        {
+            SetStepComplete(front.mId);
+            while (!mTodo.empty() && mTodo.front().mId != 2 && mTodo.front().mId != 10)
+                mTodo.pop_front();
+            const int next = mTodo.empty() ? 2 : mTodo.front().mId;
+            int count = 0;
+            if (mTodo.empty())
+                AddStep({2}, count);
+            SetStepStart(next, 0, 0);
+            return next;
+        }
+        if (front.mUnit != 0)
+            return 0;
+        Log("Warning: QORJob::GetCurrentStepIdToRun: Need to switch PU: previous step: ", front.mId, ", job id: 4711",
+            Flags(), ", ThreadID: ", front.mThread, ", PUId: ", front.mUnit);
+        return candidate;
+    }
+
+    void SetStepStart(int iId, int iUnit, int iTask)
+    {
+        mTask = iTask;
+        const std::size_t place = iId >= 1 && iId <= 39 ? Find(iId) : mTodo.size();
+        if (place != mTodo.size())
+        {
+            ModelStep& step = mTodo[place];
+            step.mStart = mNow;
+            step.mUnit = iUnit;
+            step.mThread = QBase::GetCurrentThreadID();
+            step.mPriority = mPUPriority;
+            mbWarehouse = iId == 4 && iUnit != 0;
+            if (mbWarehouse && mbContext)
+                Tell("put_LimitB ", mPUPriority);
+            else if (mbWarehouse)
+                Log("Error: QORJob::SetStepStart: mProcessContext == NULL.");
+            else if (iId == 39 && iUnit != 0)
+                Tell("put_BstrE '", step.mKey, "'");
+            mThreadTimeAtStart = mThreadTime;
+        }
+        Log("Job Trace: QORJob::SetStepStart: Job:4711 starting step:", iId, " in PU:", iUnit, ".");
+    }
+
+    /// `ibAborted`: the state of the task.
+    HRESULT SetStepFinish(int iId, int iUnit, int iTask, bool ibAborted)
+    {
+        if (iId == 4)
+            mbQueryResult = iTask != 0 && ibAborted;
+        const HRESULT result = iTask == mTask ? S_OK : S_FALSE;
+        if (iTask == mTask)
+            mTask = 0;
+        if (iId == 39 && iUnit != 0)
+            Tell("put_BstrE ''");
+        if (mStatus == 20)
+            return S_OK;
+        if (iId >= 1 && iId <= 39 && !mTodo.empty())
+            FinishQueued(iId);
+        Log("Job Trace: QORJob::SetStepFinish: Job:4711 completed step:", iId, ".");
+        return result;
+    }
+
+    // --- Status ------------------------------------------------------------------------------------------------------
+
+    HRESULT SetStatus(int iStatus, int& oOld)
+    {
+        oOld = mStatus;
+        if (iStatus == 13 && mStatus != 8)
+            return S_FALSE;
+        mStatus = iStatus;
+        mStatusTime = mNow;
+        if (iStatus == 3 || iStatus == 4 || iStatus == 6)
+        {
+            if (IsReport())
+                TakeBackCount();
+            mFinishTime = mNow;
+        }
+        if (iStatus == 4 && oOld != 4 && (mType == 0 || mType == 3))
+            ++mCounters[mType == 0 ? 11 : 13];
+        Log("Job Trace: QORJob::SetStatus: Setting Job:4711 status to ", iStatus, ".");
+        return S_OK;
+    }
+
+    bool SetRunning(bool ibRunning)
+    {
+        Log("Job Trace: QORJob::SetRunning: Job:4711 set to ", ibRunning ? "running." : "not running.");
+        return std::exchange(mbRunning, ibRunning);
+    }
+
+    bool SetIAmDead(bool ibDead, int iStep)
+    {
+        mDeadStep = iStep;
+        return std::exchange(mbDead, ibDead);
+    }
+
+    // --- Control -----------------------------------------------------------------------------------------------------
+
+    /// False when the report instance doesn't let it go on. Also what a cancellation has done before it may find that
+    /// there is no memory; that asks for the delivery, too.
+    bool BeginCancel(bool& obReports)
+    {
+        Log("Job Trace: [DEBUG TRACING]QORJob::Cancel: job 4711 is cancel start");
+        if (mStatus == 3 || mStatus == 5 || mStatus == 6)
+            return true;
+        if (mType == 1 || mType == 5)
+        {
+            TakeBackCount();
+            Tell("get_ContextObjectB");
+            if (mbContext && mbFailingInstance)
+                return false;
+            if (mbContext && mbInstance)
+            {
+                Tell("instance put_Status 5");
+                Tell("instance put_JobValue 7 4711");
+            }
+        }
+        const std::vector<int> cTold = {2, 4, 7, 8, 9, 18, 19};
+        obReports = mType != 6 && (mbRunning || std::find(cTold.begin(), cTold.end(), mStatus) != cTold.end());
+        if (obReports)
+            Tell("get_ContextObjectN");
+        return true;
+    }
+
+    HRESULT Cancel()
+    {
+        bool bReports = false;
+        if (!BeginCancel(bReports))
+            return E_FAIL;
+        if (mStatus != 3 && mStatus != 5 && mStatus != 6)
+        {
+            ReduceTo(bReports ? ReportingStep() : 0);
+            if (mStatus != 4 || mError == static_cast<HRESULT>(0x8004308D) ||
+                mError == static_cast<HRESULT>(0x80044637))
+            {
+                mStatus = 5;
+                mError = mError == S_OK ? static_cast<HRESULT>(0x80043014) : mError;
+            }
+            mStatusTime = mNow;
+        }
+        Tell("put_LongB 1");
+        Log("Job Trace: [DEBUG TRACING]QORJob::Cancel: job 4711 is cancel end");
+        return S_OK;
+    }
+
+    void PauseCurrentStep()
+    {
+        Log("Job Trace: [DEBUG TRACING]QORJob::PauseCurrentStep: job 4711 is pausing start");
+        if (mType != 2)
+            return;
+        if (!IsEnded())
+            mStatus = 20;
+        mStatusTime = mNow;
+        Tell("put_LongB 1");
+        Log("Job Trace: [DEBUG TRACING]QORJob::PauseCurrentStep: job 4711 is pausing end");
+    }
+
+    void Resume()
+    {
+        int old = 0;
+        SetStatus(1, old);
+        SetRunning(false);
+        Tell("put_LongB 0");
+    }
+
+    HRESULT StopRunningIfHang(int iTask)
+    {
+        const std::string line = "Warning: QORJob::StopRunningIfHang: For jobid: 4711";
+        if (mTask == 0 || mTask != iTask)
+        {
+            Log(line, " mExecutingTask == NULL (", Word(mTask == 0), ")? mExecutingTask == iJobTask (",
+                Word(mTask == iTask), ")?");
+            return S_FALSE;
+        }
+        mTask = 0;
+        mbRunning = false;
+        if (!mTodo.empty())
+        {
+            mbDead = true;
+            mDeadStep = mCurrentStep;
+            Log(line, ", SetPUID to -1, SetThreadId to -1.");
+        }
+        return S_OK;
+    }
+
+    /// The status before.
+    int BeginError()
+    {
+        int old = -1;
+        Tell("get_ContextObjectN");
+        SetStatus(4, old);
+        return old;
+    }
+
+    /// The context of the model has no message: no error is written.
+    void AddError(HRESULT iCode)
+    {
+        const int old = BeginError();
+        if (old >= 4 && old <= 6)
+            return;
+        const int reporting = ReportingStep();
+        if (mbDead)
+        {
+            const int next = mTodo.empty() ? 0 : mTodo.front().mId;
+            const int last = mFinished.empty() ? 0 : mFinished.front().mId;
+            if (next == 2 && last != reporting)
+            {
+                char code[16];
+                std::snprintf(code, sizeof(code), "0x%08X", static_cast<unsigned>(iCode));
+                Log("Error: QORJobError::QORJobError: when adding error ", code,
+                    " into job 4711, find job's last "
+                    "finished step is ",
+                    last, " but todo step is CloseJob step.");
+            }
+            if (mTodo.empty() || next == 2 || next == reporting)
+                return;
+        }
+        ReduceTo(reporting);
+        mError = mError == S_OK ? iCode : mError;
+        Tell("get_OutMessage");
+    }
+
+    // --- Units -------------------------------------------------------------------------------------------------------
+
+    void SetPUEnter(int iUnit)
+    {
+        mVisits.push_front({iUnit, mNow});
+        if (IsEnded())
+            return;
+        mStatus = 2;
+        mStatusTime = mNow;
+    }
+
+    void SetPUStart(int iUnit)
+    {
+        const auto visit = std::find_if(mVisits.begin(), mVisits.end(),
+                                        [&](const ModelVisit& iVisit) { return iVisit.mUnit == iUnit; });
+        if (visit != mVisits.end())
+            visit->mStart = mNow;
+        if (IsEnded())
+            return;
+        if (!std::exchange(mbStartedOnce, true) && IsReport())
+        {
+            mCounters[0] += mNow; // made at 0
+            mCounters[1] += 1 - mActive;
+            mActive = 1;
+        }
+        mStatus = 1;
+        mStatusTime = mNow;
+    }
+
+    void SetPUExit(int iUnit)
+    {
+        const auto visit = std::find_if(mVisits.rbegin(), mVisits.rend(),
+                                        [&](const ModelVisit& iVisit) { return iVisit.mUnit == iUnit; });
+        if (visit != mVisits.rend())
+            visit->mExit = mNow;
+    }
+
+    HRESULT GetPUId(int& oUnit) const
+    {
+        if (mTodo.empty())
+            return E_FAIL;
+        oUnit = mTodo.front().mUnit < 1 && !mVisits.empty() ? mVisits.front().mUnit : mTodo.front().mUnit;
+        return S_OK;
+    }
+
+    int SetPriority(int iPriority)
+    {
+        if (iPriority != mPriority)
+            Log("Job Trace: QORJob::SetPUPriority: Changing Job:4711 priority to ", iPriority, " from ", mPriority,
+                ".");
+        return std::exchange(mPriority, iPriority);
+    }
+
+    void SetPUPriority(int iPriority)
+    {
+        if (iPriority != mPUPriority)
+            Log("Job Trace: QORJob::SetPUPriority: Changing Job:4711 PU priority to ", iPriority, " from ", mPUPriority,
+                ".");
+        mPUPriority = iPriority;
+    }
+
+    int Size() const { return static_cast<int>(mTodo.size()); }
+    bool HasFinished(int iId) const
+    {
+        return std::any_of(mFinished.begin(), mFinished.end(),
+                           [&](const ModelStep& iStep) { return iStep.mId == iId; });
+    }
+
+    int mType; // what the job is and whom it knows: set once
+    bool mbContext;
+    bool mbInstance;
+    bool mbDelivery;
+    bool mbFailingInstance;
+    int mNow = 0;
+    int mThreadTime = 0; // kernel and user, in 100-nanosecond units
+
+    std::deque<ModelStep> mTodo;
+    std::deque<ModelStep> mFinished; // newest first
+    std::deque<ModelVisit> mVisits;  // newest first
+    int mTask = 0;
+    int mThreadTimeAtStart = 0;
+    int mStatus = 0;
+    bool mbRunning = false;
+    bool mbDead = false;
+    int mDeadStep = 0;
+    int mCurrentStep = 0;
+    bool mbQueryResult = false;
+    int mActive = 0;
+    bool mbWarehouse = false;
+    int mPriority = cJobPriority;
+    int mPUPriority = cJobPriority;
+    int mStatusTime = -1;
+    int mFinishTime = -1;
+    bool mbStartedOnce = false;
+    HRESULT mError = S_OK;
+    std::map<int, int> mCounters;
+    Texts mLines; // of the last operation
+    Texts mCalls; // of the process context by the last operation
+
+private:
+    static const char* Word(bool ib) { return ib ? "true" : "false"; }
+
+    template <class... Parts>
+    static std::string Join(const Parts&... iParts)
+    {
+        std::ostringstream text;
+        static_cast<void>((text << ... << iParts));
+        return text.str();
+    }
+
+    template <class... Parts>
+    void Log(const Parts&... iParts)
+    {
+        mLines.push_back(Join(iParts...));
+    }
+
+    template <class... Parts>
+    void Tell(const Parts&... iParts)
+    {
+        if (mbContext)
+            mCalls.push_back(Join(iParts...));
+    }
+
+    std::string Flags() const
+    {
+        return Join(", mbIAmDead: ", Word(mbDead), ", mRunning: ", Word(mbRunning), ", status: ", mStatus);
+    }
+
+    bool IsReport() const { return mType == 1 || mType == 5 || mType == 7; }
+    bool IsEnded() const { return mStatus >= 4 && mStatus <= 6; }
+    bool IsHeld() const { return (mStatus >= 7 && mStatus <= 13) || mStatus == 18 || mStatus == 19; }
+    int ReportingStep() const { return mbContext && mbDelivery ? 26 : 10; }
+
+    std::size_t Find(int iId) const
+    {
+        std::size_t place = 0;
+        while (place < mTodo.size() && mTodo[place].mId != iId)
+            ++place;
+        return place;
+    }
+
+    void Finish(std::size_t iPlace)
+    {
+        mFinished.push_front(mTodo[iPlace]);
+        mTodo.erase(mTodo.begin() + static_cast<std::ptrdiff_t>(iPlace));
+    }
+
+    void TakeBackCount()
+    {
+        mCounters[1] -= mActive;
+        mActive = 0;
+    }
+
+    void ReduceTo(int iReportingStep)
+    {
+        const int current = mTodo.empty() ? 0 : mTodo.front().mId;
+        mTodo.resize(std::min<std::size_t>(mTodo.size(), 1));
+        if (iReportingStep != 0 && current != iReportingStep)
+            mTodo.push_back({iReportingStep});
+        if (current != 2)
+            mTodo.push_back({2});
+    }
+
+    /// The step that a job on its way out comes to next.
+    int FindLast(int& oRunning, bool ibSendsResult) const
+    {
+        for (const ModelStep& step : mTodo)
+        {
+            if (step.mThread != 0)
+                oRunning = step.mId;
+            const bool bReports =
+                step.mId == 11 || step.mId == 10 || step.mId == 26 || (step.mId == 14 && ibSendsResult);
+            if (step.mId == 2 || (mStatus != 6 && bReports))
+                return step.mId;
+        }
+        return 0;
+    }
+
+    int ChooseCandidate(int& oRunning)
+    {
+        if (mStatus >= 3 && mStatus <= 6)
+        {
+            const int last = FindLast(oRunning, true);
+            if (last != 0)
+                return last;
+            if (std::exchange(mbRunning, false))
+                mFinishTime = mNow;
+            return 0;
+        }
+        if (IsHeld())
+        {
+            if (std::exchange(mbRunning, false))
+                mStatusTime = mNow;
+            return 0;
+        }
+        if (mStatus == 17)
+        {
+            if (mTodo.empty())
+                mTodo = {{12}, {2}};
+            mStatus = 0;
+        }
+        if (mTodo.empty())
+            mStatus = 3;
+        const int front = mTodo.empty() ? 0 : mTodo.front().mId;
+        if (front == 0)
+            mbRunning = false;
+        return front;
+    }
+
+    void FinishQueued(int iId)
+    {
+        std::size_t place = Find(iId);
+        if (place == mTodo.size())
+        {
+            FinishAgain(iId);
+            return;
+        }
+        if (place > 0)
+            Finish(0);
+        if (place > 1)
+        {
+            Log("Error: QORJob::SetStepFinish: step ", iId, " is at the ", place + 1,
+                "th place in job 4711's ToDoStepList, mbIAmDead = ", Word(mbDead));
+            return;
+        }
+        mTodo.front().mCPUTime = mThreadTime - mThreadTimeAtStart;
+        mTodo.front().mFinish = mNow;
+        Finish(0);
+    }
+
+    void FinishAgain(int iId)
+    {
+        if (mFinished.empty())
+            return;
+        ModelStep& newest = mFinished.front();
+        if (newest.mId == iId)
+            newest.mFinish = mNow;
+        else if (!mbDead || (newest.mId != 2 && newest.mId != 10))
+            Log("Error: QORJob::SetStepFinish: job 4711, iStepId = ", iId, ", lastFinishedStepId = ", newest.mId,
+                ", mbIAmDead = ", Word(mbDead));
+    }
+};
