@@ -1,9 +1,7 @@
 // Jobs as operators read them: description, dump, one-line summary, leak trace.
-#include "context/CKDXProcessContext.h"
-#include "context/Collaborators.h"
-#include "data/QORStringData.h"
 #include "report/QORJobBrowsingInfo.h"
-#include "tests/support/JobTest.h"
+#include "report/QORJobInfo.h"
+#include "tests/support/FullJob.h"
 
 #include <thread>
 
@@ -12,44 +10,12 @@ namespace
 
 using JobTexts = JobTest;
 
-constexpr GUID cObjectId = {1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}};
-
-/// The German session and the definition of what the job runs, in one.
-class Collaborator final : public ICKDXSession, public ICKDXObjectDefinition
-{
-public:
-    HRESULT QueryInterface(const GUID& iInterfaceId, void** oInterface) override
-    {
-        *oInterface = iInterfaceId == IID_ICKDXSession ? static_cast<void*>(static_cast<ICKDXSession*>(this))
-                                                       : static_cast<ICKDXObjectDefinition*>(this);
-        return AddRef(), S_OK;
-    }
-    ULONG AddRef() override { return ++mReferences; }
-    ULONG Release() override { return --mReferences; }
-    HRESULT get_Flags(LONG*) override { return E_NOTIMPL; }
-    HRESULT get_Name8(BSTR*) override { return E_NOTIMPL; }
-    HRESULT get_Name9(BSTR*) override { return E_NOTIMPL; }
-    HRESULT Call(IUnknown*) override { return E_NOTIMPL; }
-    HRESULT FillLocalisation(const GUID&, int) override { return E_NOTIMPL; }
-    HRESULT get_ObjectID(GUID*) override { return E_NOTIMPL; }
-    HRESULT get_Locale(unsigned* oLocale) override { return *oLocale = 0x10407, mLocaleCode; }
-    HRESULT get_DefinitionID(GUID* oDefinitionId) override { return *oDefinitionId = cObjectId, S_OK; }
-    HRESULT get_Name(BSTR* oName) override
-    {
-        return mbThrows ? throw QBase::Message("a stranger's") : (*oName = SysAllocString(W(" Sales")), S_OK);
-    }
-
-    ULONG mReferences = 0;
-    HRESULT mLocaleCode = S_OK;
-    bool mbThrows = false;
-};
-
 /// The description whole, and whether the object is known.
 std::string DescriptionOf(const QORJob& iJob)
 {
     QORJobBrowsingInfo2 info;
     EXPECT_EQ(iJob.GetJobBrowsingInfo2(&info), S_OK);
-    return QBase::WideCharToUTF8(info.mWholeDescription) + (info.mObjectGuid == cObjectId ? " +" : "");
+    return QBase::WideCharToUTF8(info.mWholeDescription) + (info.mObjectGuid == FakeCollaborator::cId ? " +" : "");
 }
 
 std::string DumpOf(const QORJob& iJob)
@@ -57,6 +23,17 @@ std::string DumpOf(const QORJob& iJob)
     QBase::wstring text;
     iJob.GetJobInfo(text);
     return QBase::WideCharToUTF8(text);
+}
+
+/// The names of the lines that say yes.
+Texts TrueIn(const std::string& iDump)
+{
+    Texts names;
+    std::istringstream lines(iDump);
+    for (std::string line; std::getline(lines, line);)
+        if (line.ends_with(": true"))
+            names.push_back(line.substr(1, line.size() - 7));
+    return names;
 }
 
 } // namespace
@@ -70,7 +47,7 @@ TEST_F(JobTexts, DescribeTheTypeInTheSessionsLanguageAndNameTheObject)
     };
     for (const auto& [type, localeCode, text] : rows)
     {
-        Collaborator collaborator;
+        FakeCollaborator collaborator;
         Texts calls;
         FakeReportInstance instance(calls);
         QBase::PtrI<CKDXProcessContext> context;
@@ -90,85 +67,154 @@ TEST_F(JobTexts, DescribeTheTypeInTheSessionsLanguageAndNameTheObject)
         collaborator.mbThrows = true;
         EXPECT_EQ(job->SetDescription(), type == RequestMetaData ? S_OK : HRESULT(0x8004308B));
         std::thread([&] { DescriptionOf(*job.Get()); }).join(); // the lock is free
-        EXPECT_EQ(collaborator.mReferences * 10 + instance.mReferences, 11u);
+        EXPECT_EQ(collaborator.mReferences, 1u) << "the context's";
+        EXPECT_EQ(instance.mReferences, 1u);
+    }
+}
+
+TEST_F(JobTexts, NameEachRequestType)
+{
+    const std::tuple<int, const char*, unsigned> rows[] = {
+        {-1, "Unknown job type", 0x40063F71},
+        {0, "Meta data request", 0x40063F6A},
+        {1, "Report request", 0x40063F6C},
+        {2, "Document request", 0x40063F6D},
+        {3, "Request element", 0x40063F6B},
+        {4, "Request SQL", 0x40063F97},
+        {5, "Batch child report request", 0x40063F6E},
+        {6, "Batch execution request", 0x40063F6F},
+        {7, "Datamart report request", 0x40063F70},
+        {8, "Plazabox job request", 0x40063F94},
+        {9, "Import .vtx job request", 0x40063F95},
+        {10, "External Notification job request", 0x40063F96},
+        {11, "Unknown job type", 0x40063F71},
+    };
+    for (const auto& [type, name, messageId] : rows)
+    {
+        const JobPtr job = NewJob(type);
+        EXPECT_EQ(QBase::WideCharToUTF8(QORJob::ConvertIDToName(type)), name);
+        EXPECT_EQ(job->GetJobStringIDFromRequestType(), messageId) << type;
+        EXPECT_EQ(job->GetRequestType(), type);
+        EXPECT_EQ(Read(*job.Get(), &QORJob::GetRequestType), type);
     }
 }
 
 TEST_F(JobTexts, DumpAllThereIs)
 {
-    Settings::SetClock(TimeOf(78));
-    const JobPtr job = NewJob(RequestReport);
-    EXPECT_EQ(DumpOf(*job.Get()),
-              "Job Trace Flags: 0x0\nJobId: 4711\nParent JobId: -1\nReference JobId: -1\n\tStatus: 0\n\tSource: 0\n"
-              "\tType: 0\n\tRequest Type: 1\n\tProject Internal Id: -1\n\tProject Name: \n"
-              "\tProject GUID: {00000000-0000-0000-0000-000000000000}\n\tOwner: \n\tUser: \n\tUser Login: \n"
-              "\tUser GUID: {00000000-0000-0000-0000-000000000000}\n"
-              "\tWarehouse GUID: {00000000-0000-0000-0000-000000000000}\n\tDescription: \n\tPU Priority: 5\n"
-              "\tCreation Time: 2023-03-15 00:00:00.078\n\tStatus Time: 1899-12-30 00:00:00.000\n"
-              "\tFinish Time: 1899-12-30 00:00:00.000\n\tTimeout Time: 1899-12-30 00:00:00.000\n\tIsRunning: false\n"
-              "\tStats Collected: false\n\tTimeout Extended: false\n\tIs Batch Job: false\n\tIs SendNow Job: false\n"
-              "\tIs Executing In Warehouse: false\n\tPU Started: false\n\tJob Completed: false\n\tIAmDead: false\n"
-              "\tExternal Buffer: false\n\tReference Count: 1\n\tPerf Count: 0\n\tDelivery Type: 0\n"
-              "\tSubscription Owner: \n\tSubscription Recipient: \n\tDestination: \n\tError Code: 0x0\n"
-              "\tComponent Error Code: 0x0\n\tTodoStepList:\n\tFinishedStepList:\n\tJobPUInfoList:\n");
+    const FullJob full;
+    EXPECT_EQ(
+        DumpOf(*full.mJob.Get()),
+        "Job Trace Flags: 0x40\nJobId: 4711\nParent JobId: 28\nReference JobId: 29\n\tStatus: 8\n\tSource: 24\n"
+        "\tType: 26\n\tRequest Type: 7\n\tProject Internal Id: 27\n\tProject Name: project\n"
+        "\tProject GUID: {12345678-9ABC-DEF0-0102-030405060701}\n\tOwner: owner\n\tUser: user\n"
+        "\tUser Login: login\n\tUser GUID: {12345678-9ABC-DEF0-0102-030405060702}\n"
+        "\tWarehouse GUID: {12345678-9ABC-DEF0-0102-030405060704}\n\tDescription: description\n"
+        "\tPU Priority: 23\n\tCreation Time: " +
+            At(1) + "\n\tStatus Time: " + At(2) + "\n\tFinish Time: " + At(3) + "\n\tTimeout Time: " + At(4) +
+            "\n\tIsRunning: true\n\tStats Collected: true\n\tTimeout Extended: true\n\tIs Batch Job: true\n"
+            "\tIs SendNow Job: true\n\tIs Executing In Warehouse: true\n\tPU Started: true\n"
+            "\tJob Completed: true\n\tIAmDead: true\n\tExternal Buffer: true\n\tReference Count: 6\n"
+            "\tPerf Count: 1\n\tDelivery Type: 30\n\tSubscription Owner: subscription owner\n"
+            "\tSubscription Recipient: recipient\n\tDestination: destination\n\tError Code: 0x80043018\n"
+            "\tComponent Error Code: 0x80040202\n\tTodoStepList:\n\t\tStepId: 13, ThreadId: 1013, PUId: 2013, "
+            "StepStartTime: " +
+            At(26) + ", StepFinishTime: " + At(27) +
+            "\n\t\tStepId: 14, ThreadId: 1014, PUId: 2014, StepStartTime: " + At(28) + ", StepFinishTime: " + At(29) +
+            "\n\tFinishedStepList:\n\t\tStepId: 12, ThreadId: 1012, PUId: 2012, StepStartTime: " + At(24) +
+            ", StepFinishTime: " + At(25) + "\n\t\tStepId: 11, ThreadId: 1011, PUId: 2011, StepStartTime: " + At(22) +
+            ", StepFinishTime: " + At(23) + "\n\tJobPUInfoList:\n\t\tPUId: 36, EnterTime: " + At(108) +
+            ", StartTime: " + At(109) + ", ExitTime: " + At(110) + "\n\t\tPUId: 35, EnterTime: " + At(105) +
+            ", StartTime: " + At(106) + ", ExitTime: " + At(107) + "\n");
+}
 
-    Queue(*job.Get(), "3@9 - 2");
-    job->SetStepComplete();
-    job->SetPUEnter(9, nullptr, 0);
-    job->SetPUStart(9);
-    job->MarkJobTraceFlags(64);
-    job->MarkJobTraceFlags(8);                   // of leaks, which aren't traced
+TEST_F(JobTexts, DumpEachFlagInItsOwnLine)
+{
+    bool bDead = true;
+    const std::pair<const char*, std::function<HRESULT(QORJob&)>> cFlags[] = {
+        {"", [](QORJob&) { return S_OK; }},
+        {"IsRunning", [](QORJob& ioJob) { return ioJob.SetRunning(true, nullptr); }},
+        {"Stats Collected", [](QORJob& ioJob) { return ioJob.SetStatsFlag(true); }},
+        {"Timeout Extended", [](QORJob& ioJob) { return ioJob.SetTimeoutExtended(true, nullptr); }},
+        {"Is Batch Job", [](QORJob& ioJob) { return ioJob.SetIsBatchJob(true); }},
+        {"Is SendNow Job", [](QORJob& ioJob) { return ioJob.SetIsSendNowJob(true); }},
+        {"Is Executing In Warehouse", [](QORJob& ioJob) { return ioJob.SetIsExecutingInWarehouse(true); }},
+        {"PU Started", [](QORJob& ioJob) { return ioJob.SetPUStart(1); }},
+        {"Job Completed", [](QORJob& ioJob) { return ioJob.UpdateJobCloseCounters(); }},
+        {"IAmDead", [&](QORJob& ioJob) { return ioJob.SetIAmDead(true, &bDead, StepFindCube); }},
+    };
+    for (const auto& [name, set] : cFlags)
+    {
+        const JobPtr job = NewJob();
+        QORJobInfo info;
+        QORJobBrowsingInfo2 browsing;
+        EXPECT_EQ(set(*job.Get()), S_OK);
+        EXPECT_EQ(TrueIn(DumpOf(*job.Get())), *name == '\0' ? Texts() : Texts{name});
+        EXPECT_EQ(job->GetJobInfo(&info), S_OK);
+        EXPECT_EQ(job->GetJobBrowsingInfo2(&browsing), S_OK);
+        EXPECT_EQ(info.mbRunning, Texts{name} == Texts{"IsRunning"});
+        EXPECT_EQ(browsing.mbSendNow, Texts{name} == Texts{"Is SendNow Job"});
+        EXPECT_EQ(browsing.mbExecutingInWarehouse, Texts{name} == Texts{"Is Executing In Warehouse"});
+    }
+}
+
+TEST_F(JobTexts, LeaveOutWhatHasNoRoomOrIsNotThere)
+{
+    const JobPtr job = NewJobWith("- 3");
     job->SetOwner(QBase::wstring(1015, W('o'))); // with "\tOwner: " and the line's end 1,024 units
     job->SetUser(QBase::wstring(1015, W('u')));  // 1,023 units
-    TakeLog();
     const std::string dump = DumpOf(*job.Get());
-    for (const char* line : {"Flags: 0x40\n", "u\n\tUser Login", "\tPU Started: true\n", "\tPerf Count: 1\n"})
-        EXPECT_NE(dump.find(line), std::string::npos) << line << dump;
-    EXPECT_EQ(dump.find("\tOwner: "), std::string::npos) << "a line without room for its end";
+    EXPECT_NE(dump.find("u\n\tUser Login"), std::string::npos);
+    EXPECT_EQ(dump.find("\tOwner: "), std::string::npos);
     EXPECT_EQ(dump.substr(dump.find("\tTodo")),
-              "\tTodoStepList:\n\t\tStepId: 2, ThreadId: 0, PUId: -1, StepStartTime: 1899-12-30 00:00:00.000, "
-              "StepFinishTime: 1899-12-30 00:00:00.000\n\tFinishedStepList:\n\t\tStepId: 3, ThreadId: 77, PUId: 9, "
-              "StepStartTime: 1899-12-30 00:00:00.000, StepFinishTime: 1899-12-30 00:00:00.000\n\tJobPUInfoList:\n"
-              "\t\tPUId: 9, EnterTime: 2023-03-15 00:00:00.078, StartTime: 2023-03-15 00:00:00.078, "
-              "ExitTime: 1899-12-30 00:00:00.000\n");
-    job->MarkJobTraceFlags(2);
+              "\tTodoStepList:\n\t\tStepId: 3, ThreadId: 0, PUId: -1, StepStartTime: " + cNever +
+                  ", StepFinishTime: " + cNever + "\n\tFinishedStepList:\n\tJobPUInfoList:\n");
+}
+
+TEST_F(JobTexts, TraceLeaksOnceThatIsSwitchedOn)
+{
+    const JobPtr job = NewJob();
+    TakeLog();
+    for (const auto& [flag, flags] : {std::pair(8u, "0x0"), {64u, "0x40"}, {2u, "0x42"}})
+    {
+        job->MarkJobTraceFlags(flag);
+        EXPECT_EQ(DumpOf(*job.Get()).find(std::string("Job Trace Flags: ") + flags + "\n"), 0u);
+    }
     EXPECT_EQ(TakeLog(), Texts());
-    job->MarkJobTraceFlags(8);
-    EXPECT_EQ(DumpOf(*job.Get()).substr(0, 21), "Job Trace Flags: 0x4a");
-    EXPECT_EQ(TakeLog().front().find("Info: QORJobLeak Trace for JobId: 4711 and callstack: "), 0u);
+    for (const unsigned flag : {4u, 8u, 16u, 32u})
+    {
+        job->MarkJobTraceFlags(flag);
+        EXPECT_EQ(TakeLog().front().find("Info: QORJobLeak Trace for JobId: 4711 and callstack: "), 0u);
+    }
+    EXPECT_EQ(DumpOf(*job.Get()).find("Job Trace Flags: 0x7e\n"), 0u);
 }
 
 TEST_F(JobTexts, SumTheJobUpInOneLine)
 {
-    Settings::SetClock(TimeOf(78));
+    const FullJob full;
+    QORJob& job = *full.mJob.Get();
     EXPECT_EQ(QORJobData::InitJobDataNameIds(), S_OK);
-    QORStringData named(0, nullptr, QORStringData::COPY_STRING);
-    QORStringData unnamed(3, nullptr, QORStringData::COPY_STRING);
-    const JobPtr job = NewJob();
-    Queue(*job.Get(), "3 10 - 2");
-    job->SetStepComplete();
-    job->SetStepComplete(StepSendingErrorMessage);
-    job->SetType(26, nullptr);
-    job->SetSource(31);
-    for (QORJobData* item : {&named, &unnamed}) // with a reference of the test's own: it never goes with the job
-        EXPECT_EQ(item->AddRef() == 1 ? job->SetJobData(item) : E_FAIL, S_OK);
-    const QBase::wstring time = TimeOf(78).ToLocalTime().ToText();
-    const std::wstring local(time.begin(), time.end());
-    const std::wstring words[] = {L"Ready", L"Executing", L"Waiting", L"Completed", L"Stopped with error"};
+    const auto local = [](int iMoment) {
+        const QBase::wstring text = Moment(iMoment).ToLocalTime().ToText();
+        return std::wstring(text.begin(), text.end());
+    };
+    const std::pair<int, std::wstring> words[] = {
+        {0, L"Ready"},     {1, L"Executing"}, {2, L"Waiting"}, {3, L"Completed"}, {4, L"Stopped with error"},
+        {5, L"Cancelled"}, {6, L"Stopped"},   {7, L"Unknown"}, {20, L"Unknown"}};
+    job.AddStepToRun(nullptr, nullptr);
     std::wostringstream stream;
-    for (int status = 0; status < 5; ++status)
+    for (const auto& [status, word] : words)
     {
-        SetStatus(*job.Get(), status);
+        SetStatus(job, status);
         stream.str(L"");
         stream << std::hex; // as somebody left it
-        EXPECT_EQ(job->WriteJobInfo(stream), &stream);
+        EXPECT_EQ(job.WriteJobInfo(stream), &stream);
         EXPECT_EQ(stream.flags() & std::ios::basefield, std::ios::dec);
-        EXPECT_EQ(stream.str(), L"Job 4711: Priority = 5, StepsCompleted = <10 3 >,, StepsToDo = <2 >,, Data Items = "
-                                L"<QORDataMachineName  >, Source = 31, Type = 1a, CreationTime = " +
-                                    local + L", WaitingTime = 0ms, Status: " + words[status] + L",  entered at " +
-                                    local + L"\n");
+        EXPECT_EQ(stream.str(),
+                  L"Job 4711: Priority = 22, StepsCompleted = <12 11 >,, StepsToDo = <13 14 >,, Data Items "
+                  L"= <QORDataMachineName  >, Source = 24, Type = 1a, CreationTime = " +
+                      local(1) + L", WaitingTime = 0ms, Status: " + word + L",  entered at " + local(2) + L"\n");
     }
     EXPECT_THROW((stream.setstate(std::ios::badbit), stream.exceptions(std::ios::badbit)), std::ios_base::failure);
-    EXPECT_EQ(job->WriteJobInfo(stream), nullptr);
+    EXPECT_EQ(job.WriteJobInfo(stream), nullptr);
     EXPECT_EQ(QORJobData::UnInitJobDataNameIds(), S_OK);
 }

@@ -1,7 +1,8 @@
-// Runs one function on several threads that start together.
+// Runs one function on several threads that start together, and waits for what threads do.
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <thread>
 #include <vector>
@@ -22,4 +23,18 @@ void RunOnThreads(int iThreads, Function iFunction)
     }
     for (std::thread& thread : threads)
         thread.join();
+}
+
+/// Whether the condition came true within the limit.
+template <class Condition>
+bool WaitFor(Condition iCondition, std::chrono::milliseconds iLimit = std::chrono::seconds(10))
+{
+    const auto end = std::chrono::steady_clock::now() + iLimit;
+    while (!iCondition())
+    {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::yield();
+    }
+    return true;
 }

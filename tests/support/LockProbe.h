@@ -1,0 +1,35 @@
+// Finds out whether a job's lock is taken.
+#pragma once
+
+#include "job/QORJob.h"
+#include "tests/support/Threads.h"
+
+#include <list>
+#include <thread>
+
+/// Asks from other threads, which end with the probe at the latest: the job has to outlive it, the hold on the lock
+/// not.
+class LockProbe
+{
+public:
+    ~LockProbe()
+    {
+        for (std::thread& thread : mThreads)
+            thread.join();
+    }
+
+    /// Whether another thread gets the lock, in ten seconds at most.
+    bool IsFree(QORJob& ioJob)
+    {
+        std::atomic<bool>& bDone = mDone.emplace_back(false);
+        mThreads.emplace_back([&ioJob, &bDone] {
+            ioJob.IsBatchJob();
+            bDone = true;
+        });
+        return WaitFor([&] { return bDone.load(); });
+    }
+
+private:
+    std::list<std::atomic<bool>> mDone;
+    std::list<std::thread> mThreads;
+};
