@@ -6,10 +6,10 @@
 #include "platform/QLog.h"
 #include "platform/builtin/Settings.h"
 #include "tests/support/JobTest.h"
+#include "tests/support/LockProbe.h"
 #include "tests/support/Messages.h"
 
 #include <stdexcept>
-#include <thread>
 #include <tuple>
 
 namespace
@@ -17,6 +17,33 @@ namespace
 
 constexpr auto cFailure = static_cast<HRESULT>(0x8004308E); // "... in %1 for job %2: %3"
 constexpr auto cOther = static_cast<HRESULT>(0x80043018);
+
+/// Notes what is written into it.
+class FakeWriteMessage final : public ICKDXWriteMessage
+{
+public:
+    HRESULT QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
+    ULONG AddRef() override { return ++mReferences; }
+    ULONG Release() override { return --mReferences; }
+    HRESULT get_State(int*) override { return E_NOTIMPL; }
+    HRESULT get_Item(IUnknown**) override { return E_NOTIMPL; }
+    HRESULT set_ErrorCode(HRESULT iCode) override
+    {
+        mCalls.push_back("code " + std::to_string(iCode & 0xFFFF));
+        return S_OK;
+    }
+    HRESULT get_ErrorCode(HRESULT*) override { return E_NOTIMPL; }
+    HRESULT AppendBlocks(const void*, std::size_t) override
+    {
+        mCalls.push_back("entry");
+        return S_OK;
+    }
+    HRESULT get_BlockStream(ICKDXReadBlockStream**) override { return E_NOTIMPL; }
+    HRESULT Close() override { return E_NOTIMPL; }
+
+    Texts mCalls;
+    ULONG mReferences = 0;
+};
 
 class JobError : public JobTest
 {
@@ -96,24 +123,56 @@ TEST_F(JobError, LeavesTheCurrentStepAndWhatReportsAndClosesUnlessTheJobHasEnded
 TEST_F(JobError, KeepsTheFirstErrorAndTakesMoreByUpdate)
 {
     const JobPtr job = NewErrorJob("3 4 2");
-    bool bError = true;
-    HRESULT code = E_FAIL;
-    EXPECT_EQ(job->IsError(&bError), S_OK);
+    const auto isError = [&](bool ibPreset) {
+        bool bError = ibPreset;
+        EXPECT_EQ(job->IsError(&bError), S_OK);
+        return bError;
+    };
+    EXPECT_FALSE(isError(true));
     *job->GetJobErrorBuilder(cOther) << W("Climate");
     *job->GetJobErrorBuilder(cFailure) << W("dropped");
-    EXPECT_EQ(job->IsError(&bError), S_OK);
-    EXPECT_FALSE(bError) << "it never says yes";
+    EXPECT_TRUE(isError(true));
+    EXPECT_FALSE(isError(false)) << "it never says yes";
     EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), cOther);
+    HRESULT code = E_FAIL;
     const auto message = Given(mContext, &ICKDXProcessContext::get_OutMessage);
     EXPECT_EQ(message->get_ErrorCode(&code), S_OK);
     EXPECT_EQ(code, cOther);
     EXPECT_EQ(job->UpdateJobError(W("Kernel"), 0x8000FE24, 12), S_OK);
-    EXPECT_EQ(CodesIn(message), (Codes{0x80043018, 0x8000FE24}));
+    SetStatus(*job.Get(), JobExecuting); // goes on after all, and fails again
+    *job->GetJobErrorBuilder(cFailure) << W("here");
+    EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), cOther);
+    EXPECT_EQ(CodesIn(message), (Codes{0x80043018, 0x8000FE24, 0x8004308E}));
 
     EXPECT_EQ(Read(*job.Get(), &QORJob::GetComponentErrorCode), S_OK);
     EXPECT_EQ(Read(*job.Get(), &QORJob::GetComponentErrorCodeEx), cOther);
     EXPECT_EQ(job->SetComponentErrorCode(E_FAIL), S_OK);
+    EXPECT_EQ(Read(*job.Get(), &QORJob::GetComponentErrorCode), E_FAIL);
     EXPECT_EQ(Read(*job.Get(), &QORJob::GetComponentErrorCodeEx), E_FAIL);
+    EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), cOther);
+}
+
+TEST_F(JobError, AsksForTheDeliveryUnlockedAndCommitsItsCodeBeforeItsText)
+{
+    FakeWriteMessage message;
+    FakeProcessContext context;
+    const JobPtr job = NewJobWith("3 4 2", 1);
+    context.mpOutMessage = &message;
+    EXPECT_EQ(job->SetProcessContext(&context), S_OK);
+    bool bAsked = false;
+    bool bFree = false;
+    LockProbe probe;
+    context.mOnCall = [&](const std::string& iOperation) {
+        if (iOperation != "get_ContextObjectN")
+            return;
+        bAsked = true;
+        bFree = probe.IsFree(*job.Get());
+    };
+    *job->GetJobErrorBuilder(cFailure) << W("here");
+    EXPECT_TRUE(bAsked);
+    EXPECT_TRUE(bFree);
+    EXPECT_EQ(message.mCalls, (Texts{"code 12430", "entry"}));
+    EXPECT_EQ(message.mReferences, 0u);
 }
 
 TEST_F(JobError, ReadsInTheLanguageOfTheUser)

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "context/ICKDXReportInstance.h"
+#include "platform/QMessage.h"
 #include "platform/QorUserSession.h"
 #include "platform/builtin/EventTrace.h"
 #include "tests/support/NullProcessContext.h"
@@ -25,9 +26,12 @@ public:
     unsigned Release() override
     {
         EventTrace::Note("FakeSession::Release");
+        if (mOnRelease)
+            mOnRelease();
         return --mReferences;
     }
 
+    std::function<void()> mOnRelease;
     std::atomic<unsigned> mReferences{0};
 };
 
@@ -126,6 +130,13 @@ public:
         return Note("get_ContextObjectN");
     }
 
+    HRESULT get_OutMessage(ICKDXWriteMessage** oOutMessage) override
+    {
+        Note("get_OutMessage");
+        *oOutMessage = QBase::PtrI<ICKDXWriteMessage>(mpOutMessage).Detach();
+        return mpOutMessage == nullptr ? E_NOTIMPL : S_OK;
+    }
+
     HRESULT put_LongB(LONG iLongB) override { return Note("put_LongB", " " + std::to_string(iLongB)); }
     HRESULT put_LimitA(LONG iLimitA) override { return Note("put_LimitA", " " + std::to_string(iLimitA)); }
     HRESULT put_LimitB(LONG iLimitB) override { return Note("put_LimitB", " " + std::to_string(iLimitB)); }
@@ -151,6 +162,7 @@ public:
     std::function<void(const std::string& iOperation)> mOnCall;
     FakeReportInstance* mpInstance = nullptr;
     IUnknown* mpDelivery = nullptr;
+    ICKDXWriteMessage* mpOutMessage = nullptr;
     HRESULT mInstanceCode = S_OK;
     HRESULT mPulseCode = S_OK;
     LONG mPulseValue = 0;
