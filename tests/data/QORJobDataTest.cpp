@@ -1,5 +1,6 @@
 // The kinds of data items: what is saved of them, who frees what, and the registry of their names.
 #include "data/QORComData.h"
+#include "data/QORJobInfoData.h"
 #include "data/QORNamedIdsList.h"
 #include "data/QORStringData.h"
 #include "data/QORTextFileData.h"
@@ -180,11 +181,59 @@ TEST_F(DataItems, GoWithTheirLastReferenceWhereTheyLive)
 
 TEST_F(DataItems, HaveTheirOperationsWhereOtherModulesHaveThem)
 {
-    const std::size_t reset = PlaceOf(&QORJobData::Reset);
-    EXPECT_EQ(PlaceOf(&QORJobData::LoadObj), reset + 5);
-    EXPECT_EQ(PlaceOf(&QORJobData::Release), reset + 7);
-    EXPECT_EQ(PlaceOf(&QORJobData::AddRef), reset + 8);
-    EXPECT_EQ(PlaceOf(&QORJobData::GetChildren), reset + 14);
+    using Data = QORJobData;
+    // Behind the destructor, which takes as many places as the compiler likes.
+    const std::size_t places[] = {PlaceOf(&Data::Reset),
+                                  PlaceOf(&Data::GetData),
+                                  PlaceOf(static_cast<HRESULT (Data::*)(const WCHAR**) const>(&Data::GetName)),
+                                  PlaceOf(&Data::GetSaveObjSize),
+                                  PlaceOf(&Data::SaveObj),
+                                  PlaceOf(&Data::LoadObj),
+                                  PlaceOf(&Data::QueryInterface),
+                                  PlaceOf(&Data::Release),
+                                  PlaceOf(&Data::AddRef),
+                                  PlaceOf(&Data::Init),
+                                  PlaceOf(static_cast<HRESULT (Data::*)(unsigned*) const>(&Data::GetId)),
+                                  PlaceOf(&Data::GetObjType),
+                                  PlaceOf(&Data::GetVersionId),
+                                  PlaceOf(&Data::GetLoadStatus),
+                                  PlaceOf(&Data::GetChildren)};
+    for (std::size_t operation = 0; operation < std::size(places); ++operation)
+        EXPECT_EQ(places[operation], places[0] + operation);
+    EXPECT_LE(places[0], 2u);
+}
+
+TEST_F(DataItems, AnswerWhatTheirRootAnswersForAllKinds)
+{
+    QORBinaryData item(7, nullptr, 0);
+    QORJobData& root = item;
+    unsigned id = 0;
+    ULONG number = 77;
+    GUID type = GuidOf(1);
+    void* interface = &item;
+    IEnumKDXGUID* children = nullptr;
+    EXPECT_EQ(root.GetId(&id), S_OK);
+    EXPECT_EQ(id, 7u);
+    EXPECT_EQ(root.Init(8), S_OK);
+    EXPECT_EQ(root.GetId(&id), S_OK);
+    EXPECT_EQ(id, 8u);
+    EXPECT_EQ(root.QueryInterface(GUID_NULL, &interface), S_OK);
+    EXPECT_EQ(interface, &item);
+    for (const HRESULT code :
+         {root.GetObjType(&type), root.GetVersionId(&number), root.GetLoadStatus(&number), root.GetChildren(&children)})
+        EXPECT_EQ(code, E_NOTIMPL);
+    const QORComData com(1, nullptr);
+    QORStringData text(1, W("t"), QORStringData::COPY_STRING);
+    const QORTextFileData file(1, W("t"));
+    const QORJobInfoData info;
+    for (const QORJobData* kind : {static_cast<const QORJobData*>(&item), static_cast<const QORJobData*>(&com),
+                                   static_cast<const QORJobData*>(&text), static_cast<const QORJobData*>(&file)})
+        for (const HRESULT code : {kind->GetId(nullptr), kind->GetData(nullptr), kind->GetName(nullptr),
+                                   kind->GetSaveObjSize(0, nullptr), kind->SaveObj(0, 0, nullptr, nullptr)})
+            EXPECT_EQ(code, E_POINTER);
+    for (const HRESULT code : {com.GetInterface(nullptr), text.GetDataCopy(nullptr), info.GetId(nullptr),
+                               info.GetSize(nullptr), info.GetData(nullptr), info.GetSaveObjSize(0, nullptr)})
+        EXPECT_EQ(code, E_POINTER);
 }
 
 TEST_F(DataItems, EndTheProcessWhereAnOperationHasNoBody)

@@ -1,6 +1,7 @@
 // The rows of plain accessors: set one, read it back, and see that no other changed.
 #include "report/JobMemGovernor.h"
 #include "tests/support/JobTest.h"
+#include "tests/support/LockProbe.h"
 
 #include <functional>
 #include <tuple>
@@ -53,8 +54,6 @@ Attribute TextRow(const char* iName, TextSetter iSet, TextGetter iGet)
     return Row<QBase::wstring>(iName, iSet, iGet, W(""), QBase::UTF8ToWideChar(iName));
 }
 
-constexpr GUID GuidOf(BYTE iNumber) { return {0x12345678, 0x9ABC, 0xDEF0, {1, 2, 3, 4, 5, 6, 7, iNumber}}; }
-
 const std::vector<Attribute>& Attributes()
 {
     using J = QORJob;
@@ -89,6 +88,30 @@ const std::vector<Attribute>& Attributes()
         Row("Running", &J::SetRunning, &J::IsRunning, false, true),
         Row("Priority", &J::SetPriority, &J::GetPriority, cJobPriority, 17),
         Row("PUPriority", &J::SetPUPriority, &J::GetPUPriority, cJobPriority, 18),
+        Row("ParentId", static_cast<HRESULT (J::*)(QSynch::AtomicLong)>(&J::SetParentId),
+            static_cast<HRESULT (J::*)(QSynch::AtomicLong*) const>(&J::GetParentId), QSynch::AtomicLong(-1),
+            QSynch::AtomicLong(19)),
+        Row("PreJobId", &J::SetPreJobId, &J::GetPreJobId, QSynch::AtomicLong(-1), QSynch::AtomicLong(20)),
+        Row("RunningChildren", &J::SetRunningChildCount, &J::GetRunningChildCount, 0, 21),
+        Row("ComponentErrorCode", &J::SetComponentErrorCode, &J::GetComponentErrorCode, S_OK, E_FAIL),
+        Row("FinishTime", &J::SetJobFinishTime, &J::GetJobFinishTime, QDataType::DateTime(0.0), TimeOf(22)),
+        {"Governed", "true", "false", [](J& ioJob) { return ioJob.SetGovernedControl(1); },
+         [](const J& iJob) { return testing::PrintToString(iJob.ApplyGovernorOrNot()); }},
+        {"TimeOut", testing::PrintToString(QDataType::DateTime(0.0)), testing::PrintToString(TimeOf(23)),
+         [](J& ioJob) { return ioJob.SetTimeOutPeriodInMilliseconds(23); }, // the job is made at TimeOf(0)
+         [](const J& iJob) { return testing::PrintToString(Read(iJob, &J::GetTimeOutTime)); }},
+        {"Dead", "no 0", "yes 23",
+         [](J& ioJob) {
+             bool bWas = true;
+             const HRESULT code = ioJob.SetIAmDead(true, &bWas, StepFindCube);
+             return bWas ? E_FAIL : code;
+         },
+         [](const J& iJob) {
+             bool bDead = false;
+             QORJobProcessingStep step{};
+             EXPECT_EQ(iJob.GetIAmDead(&bDead, &step), S_OK);
+             return (bDead ? "yes " : "no ") + std::to_string(step);
+         }},
     };
     return cAttributes;
 }
@@ -101,6 +124,7 @@ using JobContext = JobTest;
 
 TEST_F(JobAttributes, ChangeOneAtATime)
 {
+    Settings::SetClock(TimeOf(0));
     for (const Attribute& attribute : Attributes())
     {
         const JobPtr job = NewJob();
@@ -110,6 +134,29 @@ TEST_F(JobAttributes, ChangeOneAtATime)
         for (const Attribute& other : Attributes())
             EXPECT_EQ(other.mGetter(*job.Get()), &other == &attribute ? other.mSet : other.mInitial)
                 << other.mName << " after " << attribute.mName;
+    }
+}
+
+TEST_F(JobAttributes, TakeTextsByPointerAndLeaveThemAtNull)
+{
+    using J = QORJob;
+    using Setter = HRESULT (J::*)(const WCHAR*);
+    const std::pair<Setter, TextGetter> cTexts[] = {{&J::SetProjectName, &J::GetProjectName},
+                                                    {&J::SetOwner, &J::GetOwner},
+                                                    {&J::SetUser, &J::GetUser},
+                                                    {&J::SetUserLogin, &J::GetUserLogin}};
+    for (const auto& changed : cTexts)
+    {
+        const JobPtr job = NewJob();
+        EXPECT_EQ((job.Get()->*changed.first)(W("longer")), S_OK);
+        EXPECT_EQ((job.Get()->*changed.first)(W("given")), S_OK);
+        EXPECT_EQ((job.Get()->*changed.first)(nullptr), E_POINTER);
+        for (const auto& other : cTexts)
+        {
+            QBase::wstring text = W("before");
+            EXPECT_EQ((job.Get()->*other.second)(text), S_OK);
+            EXPECT_EQ(text, &other == &changed ? W("given") : W(""));
+        }
     }
 }
 
@@ -142,18 +189,23 @@ TEST_F(JobAttributes, KeepOneReferenceToTheUserSession)
     FakeSession first;
     FakeSession second;
     const JobPtr job = NewJob(RequestDocument, &first);
+    LockProbe probe;
+    bool bFree = false;
     EventTrace::Start();
     EXPECT_EQ(job->SetUserSession(&first), S_OK);
     EXPECT_EQ(EventTrace::Stop(), Texts());
     for (FakeSession* session : {&first, &second, static_cast<FakeSession*>(nullptr)})
     {
         QorUserSession* got = nullptr;
+        first.mOnRelease = [&] { bFree = probe.IsFree(*job.Get()); };
         EXPECT_EQ(job->SetUserSession(session), S_OK);
+        first.mOnRelease = nullptr;
         EXPECT_EQ(first.mReferences, session == &first ? 1u : 0u);
         EXPECT_EQ(second.mReferences, session == &second ? 1u : 0u);
         EXPECT_EQ(job->GetUserSession(&got), S_OK);
         EXPECT_EQ(got, session);
         EXPECT_TRUE(got == nullptr || got->Release() == 1) << "a reference for the caller";
+        EXPECT_TRUE(session == &first || bFree) << "the old one goes without the lock";
     }
 }
 

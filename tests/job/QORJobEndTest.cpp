@@ -155,11 +155,12 @@ TEST_F(End, LeavesNothingBehindWhicheverStrangerThrows)
             job->SetJobData(&one);
             job->SetJobData(&four);
             job->SetInBoxMsgPtr(QMessage::NewServerMessage(&last).Get());
+            job->SetCurrentStepForStatistics(StepFindCube);
             bool bDead = bInBuffer; // in a buffer nobody can ask any more
+            QORJobProcessingStep deadStep = bInBuffer ? StepFindCube : StepNoMore;
             last.mOnCall = [&, ending = job.Get()](const std::string&) {
-                QORJobProcessingStep step{};
                 if (!bInBuffer)
-                    ending->GetIAmDead(&bDead, &step);
+                    ending->GetIAmDead(&bDead, &deadStep);
             };
             strangers.mCalls.clear();
             TakeLog();
@@ -170,6 +171,7 @@ TEST_F(End, LeavesNothingBehindWhicheverStrangerThrows)
             PerfReadings::Reset();
             EXPECT_EQ(job.Detach()->Release(), 0u);
             EXPECT_TRUE(bDead);
+            EXPECT_EQ(deadStep, StepFindCube);
             EXPECT_EQ(strangers.mAlive, 0) << thrower;
             if (thrower == 5 || thrower == 7) // the context
             {

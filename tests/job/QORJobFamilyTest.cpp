@@ -34,11 +34,20 @@ TEST_F(Family, SharesTheGovernorOfItsParent)
 TEST_F(Family, MovesChildrenFromExecutingToFinished)
 {
     const JobPtr job = NewJob();
-    for (const int child : {3, 4, 3, 5})
+    for (const int child : {3, 5, 4, 3, 5})
         EXPECT_EQ(job->AddChild(child), S_OK);
-    EXPECT_EQ(job->RemoveExecutingChild(5), S_OK);
-    EXPECT_EQ(job->MarkChildComplete(3), S_OK);
-    EXPECT_EQ(job->MarkChildComplete(9), S_OK);
+    TakeLog();
+    EXPECT_EQ(job->AddChild(6), S_OK);
+    EXPECT_EQ(job->RemoveExecutingChild(6), S_OK);
+    EXPECT_EQ(job->RemoveExecutingChild(5), S_OK) << "both of them";
+    EXPECT_EQ(job->MarkChildComplete(3), S_OK) << "both of them, as one";
+    EXPECT_EQ(job->MarkChildComplete(9), S_OK) << "without having been added";
+    const std::string trace = "Job Trace: [DEBUG TRACING]QORJob::";
+    EXPECT_EQ(TakeLog(), (Texts{trace + "AddChild: child job 6 is added into document job 4711",
+                                trace + "RemoveExecutingChild: child job 6 is removed from document job 4711",
+                                trace + "RemoveExecutingChild: child job 5 is removed from document job 4711",
+                                trace + "MarkChildComplete: child job 3 of document job 4711 is completed",
+                                trace + "MarkChildComplete: child job 9 of document job 4711 is completed"}));
     EXPECT_EQ(Ids(*job.Get(), &QORJob::GetExecutingChildrenList), std::vector<int>{4});
     EXPECT_EQ(Ids(*job.Get(), &QORJob::GetFinishedChildrenList), (std::vector<int>{3, 9}));
     for (int status = 0; status < 8; ++status)

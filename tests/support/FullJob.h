@@ -12,8 +12,6 @@
 #include <array>
 #include <cstring>
 
-constexpr GUID GuidOf(BYTE iNumber) { return {0x12345678, 0x9ABC, 0xDEF0, {1, 2, 3, 4, 5, 6, 7, iNumber}}; }
-
 /// A moment that differs from the others in all its parts: a day, two hours, three minutes and 4.005 seconds apart.
 inline constexpr unsigned cApart = 93'784'005;
 inline QDataType::DateTime Moment(int iNumber)

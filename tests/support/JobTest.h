@@ -52,6 +52,8 @@ inline QDataType::DateTime TimeOf(int iMilliseconds)
     return QDataType::DateTime(45000.0) + QDataType::TimeSpan(static_cast<unsigned>(iMilliseconds));
 }
 
+constexpr GUID GuidOf(BYTE iNumber) { return {0x12345678, 0x9ABC, 0xDEF0, {1, 2, 3, 4, 5, 6, 7, iNumber}}; }
+
 /// How often the platform was asked for the time.
 inline int CountStamps(const Texts& iCalls)
 {

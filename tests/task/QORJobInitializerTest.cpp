@@ -3,12 +3,14 @@
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Faults.h"
 #include "platform/builtin/LibraryUsers.h"
+#include "platform/builtin/LogSinks.h"
 #include "task/KernelLog.h"
 #include "tests/support/Threads.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <optional>
 #include <string>
 
 using Faults::EnumFault;
@@ -89,6 +91,44 @@ TEST(Initializer, LeavesNothingUpWhereAMemberCannotBeMade)
     const Initializer stateless;
     EXPECT_EQ(Census(), cDown);
     LogLine(EnumKernelRouter::Fatal, "nobody hears it");
+}
+
+TEST(Initializer, MakesTheRoutersByTheirNames)
+{
+    std::string names;
+    const Initializer initializer;
+    const int sink = LogSinks::AddSink([&](const LogSinks::Line& iLine) {
+        names += iLine.mComponent + "/" + iLine.mRouter + " " + iLine.mText + ";";
+    });
+    LogSinks::Enable("Kernel", "*", true);
+    for (int router = 0; router < int{KernelLog::cRouterCount}; ++router)
+        LogLine(static_cast<EnumKernelRouter>(router), "%1", router);
+    LogSinks::Enable("Kernel", "*", false);
+    LogSinks::RemoveSink(sink);
+    EXPECT_EQ(names, "Kernel/Fatal 0;Kernel/Error 1;Kernel/Warning 2;Kernel/Info 3;Kernel/Trace 4;Kernel/Scope Trace 5;"
+                     "Kernel/Job Trace 6;Kernel/Perf Trace 7;Kernel/Display Trace 8;Kernel/Memory Trace 9;");
+}
+
+TEST(Initializer, LetsTheRoutersGoFromTheLastToTheFirst)
+{
+    for (int round = 0; round < 100; ++round)
+    {
+        std::optional<Initializer> initializer(std::in_place);
+        std::atomic<bool> bWatching{false};
+        std::thread watcher([&] {
+            for (bool bLeft = true; bLeft; bWatching = true)
+                for (std::size_t router = 1; router < KernelLog::cRouterCount; ++router)
+                {
+                    bLeft = KernelLog::gRouters[0] != nullptr; // the earlier one is looked at first
+                    const bool bEarlier = KernelLog::gRouters[router - 1] != nullptr;
+                    const bool bLater = KernelLog::gRouters[router] != nullptr;
+                    EXPECT_TRUE(bEarlier || !bLater) << router;
+                }
+        });
+        EXPECT_TRUE(WaitFor([&] { return bWatching.load(); }));
+        initializer.reset();
+        watcher.join();
+    }
 }
 
 TEST(Initializer, StartsAndStopsOnTwoThreads)

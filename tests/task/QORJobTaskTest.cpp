@@ -4,6 +4,7 @@
 #include "data/QORBinaryData.h"
 #include "platform/QResource.h"
 #include "tests/support/JobTest.h"
+#include "tests/support/OperationPlace.h"
 
 #include <memory>
 
@@ -68,6 +69,24 @@ struct FaultyItem final : QORBinaryData
 {
     using QORBinaryData::QORBinaryData;
     HRESULT Reset() override { throw std::bad_alloc(); }
+};
+
+/// Notes how its task and the jobs stand when it goes.
+struct WitnessItem final : QORBinaryData
+{
+    WitnessItem(QORJobTask* iTask, std::string& oSeen) : QORBinaryData(0, nullptr, 0), mpTask(iTask), mSeen(oSeen) {}
+    HRESULT Reset() override
+    {
+        JobTaskStatus status = JobTaskStatusNone;
+        if (mpTask != nullptr)
+            mpTask->GetStatus(&status);
+        mSeen += "status " + std::to_string(status) + ", jobs " +
+                 std::to_string(PerfReadings::GetLiveInstances(cJobCategory)) + ";";
+        return S_OK;
+    }
+
+    QORJobTask* mpTask;
+    std::string& mSeen;
 };
 
 struct JobTask : JobTest
@@ -143,6 +162,75 @@ TEST_F(JobTask, BorrowsItsInputsUntilItEnds)
     task.GetContextDataX(0, &given); // goes with the task
 }
 
+TEST_F(JobTask, LetsItsInputsGoBeforeItsStatusChangesAndItsJobGoes)
+{
+    std::string seen;
+    QORJobData* given = nullptr;
+    const auto borrow = [&](QORJobTask& ioTask, bool ibAsks) {
+        EXPECT_EQ(ioTask.SetOutput(new WitnessItem(ibAsks ? &ioTask : nullptr, seen)), S_OK);
+        EXPECT_EQ(ioTask.GetContextDataX(0, &given), S_OK);
+        EXPECT_EQ(ioTask.SetOutput(0, nullptr, 0), S_OK); // the job has another one now
+    };
+    for (const auto end : {&QORJobTask::SetComplete, &QORJobTask::SetAbort})
+    {
+        QORJobTask task(mJob.Get());
+        borrow(task, true);
+        EXPECT_EQ((task.*end)(), S_OK);
+        EXPECT_EQ(std::exchange(seen, ""), "status 0, jobs 1;");
+    }
+    {
+        QORJobTask task(NewJob().Get()); // nobody else holds that job
+        borrow(task, false);
+    }
+    EXPECT_EQ(seen, "status 0, jobs 2;");
+}
+
+TEST_F(JobTask, HasItsOperationsWhereOtherModulesHaveThem)
+{
+    using Factory = QORJobTask::DataObjectFactory;
+    // The destructor stands third, in as many places as the compiler likes.
+    const std::size_t cancelLog = PlaceOf(&QORJobTask::CancelLog);
+    EXPECT_EQ(PlaceOf(&QORJobTask::Run), 0u);
+    EXPECT_EQ(PlaceOf(&QORJobTask::Clone), 1u);
+    EXPECT_TRUE(cancelLog == 3 || cancelLog == 4);
+    EXPECT_EQ(PlaceOf(&QORJobTask::Cancel), cancelLog + 1);
+    EXPECT_EQ(PlaceOf(static_cast<ULONG (QORJobTask::*)(Factory)>(&QORJobTask::Init)), cancelLog + 2);
+    EXPECT_EQ(PlaceOf(static_cast<unsigned (QORJobTask::*)(ConfigManager*, Factory)>(&QORJobTask::Init)),
+              cancelLog + 3);
+}
+
+TEST_F(JobTask, AnswersForItself)
+{
+    QORJobTask task(mJob.Get());
+    QORJobData* item = nullptr;
+    QBase::wstring text;
+    JobTaskStatus old = JobTaskStatusNone;
+    int id = 77;
+    EXPECT_EQ(task.Run(), S_OK);
+    EXPECT_EQ(task.Cancel(mJob.Get()), E_NOTIMPL);
+    EXPECT_EQ(task.GetJobId(&id), cJobId);
+    EXPECT_EQ(task.GetDataIdByName(W("any"), &id), S_OK);
+    EXPECT_EQ(id, 77);
+    EXPECT_EQ(task.SetStatus(JobTaskStatusAborted, nullptr), S_OK);
+    EXPECT_EQ(task.SetStatus(JobTaskStatusComplete, &old), S_OK);
+    EXPECT_EQ(old, JobTaskStatusAborted);
+    EXPECT_EQ(task.SetConfigManager(nullptr), S_OK);
+    const auto factory = [](const QORJob* iJob, int iId, QORJobData**) {
+        return static_cast<HRESULT>(Read<QSynch::AtomicLong>(*iJob, &QORJob::GetId) + iId);
+    };
+    EXPECT_EQ(task.Init(QORJobData::CreateJobDataObject), 0u);
+    EXPECT_EQ(task.CreateJobDataObject(1, &item), E_INVALIDARG);
+    EXPECT_EQ(task.Init(nullptr, factory), 0u);
+    EXPECT_EQ(task.CreateJobDataObject(2, &item), cJobId + 2);
+    for (const HRESULT code : {task.GetStatus(nullptr), task.Clone(nullptr), task.GetContextDataX(0, nullptr),
+                               task.GetContextData(0, nullptr), QORJobTask::GetId(W("any"), nullptr),
+                               QORJobTask::GetName(0, nullptr), QORJobTask::GetProfileIndex(0, nullptr)})
+        EXPECT_EQ(code, E_POINTER);
+    const WCHAR* name = nullptr;
+    EXPECT_EQ(QORJobTask::GetName(0, &name), E_HANDLE);
+    EXPECT_EQ(QORJobTask::GetName(0, text), E_HANDLE);
+}
+
 TEST_F(JobTask, AbortsWhateverTheReportAndTheInputsMeet)
 {
     const std::string cOfItem = "Fatal: 8004308F QOR_JOB_SYSTEMEXCEPTION (QORJobTask::ReleaseContextData): "
@@ -184,7 +272,6 @@ TEST_F(JobTask, FindsNamesAndProfilesAsTheRegistryWasMade)
 {
     const WCHAR* const query = W("Query");
     int id = 0;
-    EXPECT_EQ(QORJobTask::GetId(query, nullptr), E_POINTER); // looked at first
     EXPECT_EQ(QORJobTask::GetId(query, &id), E_HANDLE);
     // Made by Init the registry leaves the profiles as they were loaded; made by a name, even in vain, it clears them.
     for (const int profile : {0, -1})
@@ -200,6 +287,12 @@ TEST_F(JobTask, FindsNamesAndProfilesAsTheRegistryWasMade)
         EXPECT_EQ(QORJobTask::AddName(W("Gr\u00F6\u00DFe"), 40), S_OK);
         EXPECT_EQ(QORJobTask::GetId(query, &id), S_OK);
         EXPECT_EQ(id, 50);
+        const WCHAR* name = nullptr;
+        QBase::wstring text;
+        EXPECT_EQ(QORJobTask::GetName(50, &name), S_OK);
+        EXPECT_EQ(QORJobTask::GetName(50, text), S_OK);
+        EXPECT_EQ(QBase::wstring(name), query);
+        EXPECT_EQ(text, query);
         for (const auto& [task, code, expected] :
              {std::tuple(3, S_OK, profile), {41, E_POINTER, -1}, {50, E_POINTER, -1}, {-1, E_POINTER, -1}})
         {
