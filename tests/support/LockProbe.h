@@ -18,15 +18,15 @@ public:
             thread.join();
     }
 
-    /// Whether another thread gets the lock, in ten seconds at most.
-    bool IsFree(QORJob& ioJob)
+    /// Whether another thread gets the lock within the limit.
+    bool IsFree(QORJob& ioJob, std::chrono::milliseconds iLimit = std::chrono::seconds(10))
     {
         std::atomic<bool>& bDone = mDone.emplace_back(false);
         mThreads.emplace_back([&ioJob, &bDone] {
             ioJob.IsBatchJob();
             bDone = true;
         });
-        return WaitFor([&] { return bDone.load(); });
+        return WaitFor([&] { return bDone.load(); }, iLimit);
     }
 
 private:
