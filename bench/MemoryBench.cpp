@@ -1,9 +1,10 @@
-// Bytes of the heap per live job with six queued steps.
+// Bytes of the heap per live job with six queued steps, and what a piece of an arena costs.
 #include "qorjob.h"
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 
+#include <memory_resource>
 #include <vector>
 
 namespace
@@ -36,5 +37,42 @@ void MeasureBytes(benchmark::State& ioState, bool ibInBuffer)
 
 BENCHMARK_CAPTURE(MeasureBytes, Heap, false)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(MeasureBytes, Buffer, true)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// The arena's users may be several threads; the standard library's serves one.
+constexpr int cPieces = 10'000;
+constexpr std::size_t cPieceBytes = 48;
+constexpr std::size_t cArenaBytes = cPieces * (cPieceBytes + 16);
+
+void TakePieces(benchmark::State& ioState, std::pmr::memory_resource& ioArena)
+{
+    for (int piece = 0; piece < cPieces; ++piece)
+        benchmark::DoNotOptimize(ioArena.allocate(cPieceBytes));
+    ioState.SetItemsProcessed(ioState.items_processed() + cPieces);
+}
+
+void ArenaPieces(benchmark::State& ioState)
+{
+    QBase::Buffer* const arena = QBase::CreateBuffer(cArenaBytes, 2, 4096, true);
+    for (auto _ : ioState)
+    {
+        TakePieces(ioState, *arena);
+        arena->Destroy();
+    }
+    arena->Free();
+}
+
+void MonotonicPieces(benchmark::State& ioState)
+{
+    std::vector<std::byte> memory(cArenaBytes);
+    std::pmr::monotonic_buffer_resource arena(memory.data(), memory.size());
+    for (auto _ : ioState)
+    {
+        TakePieces(ioState, arena);
+        arena.release();
+    }
+}
+
+BENCHMARK(ArenaPieces);
+BENCHMARK(MonotonicPieces);
 
 } // namespace

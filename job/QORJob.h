@@ -64,7 +64,7 @@ public:
     int GetRequestType() const;
     /// `oRequestType` must not be null.
     HRESULT GetRequestType(int* oRequestType) const;
-    /// The arena of the job's data items. It stays the job's.
+    /// The arena of the job's data items, which any thread may take memory of. It stays the job's.
     HRESULT GetLocalDataBuffer(const QBase::Buffer** oBuffer) const;
     /// "Unknown job type" for a type outside the table.
     static const WCHAR* ConvertIDToName(int iRequestType);

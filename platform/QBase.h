@@ -36,10 +36,10 @@ using list = std::pmr::list<T>;
 
 /// A memory arena: what is allocated in it is given back with the arena, never one by one.
 ///
-/// Threads: one at a time; the owner's lock serialises its users.
+/// Threads: any may allocate, register and end a registration; nobody uses it any more when the last one ends.
 /// Owns:    its memory. Objects in it are not destroyed, only their memory goes.
 /// Errors:  TryAllocate gives null, the std::pmr side throws std::bad_alloc.
-/// Locks:   none.
+/// Locks:   one of its own, for a moment, when it takes more memory from the heap.
 class QORJOB_API Buffer : public std::pmr::memory_resource
 {
 public:

@@ -2,10 +2,13 @@
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Faults.h"
 
-#include <algorithm>
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <new>
+#include <thread>
+#include <utility>
 
 namespace QBase
 {
@@ -18,40 +21,67 @@ constexpr std::size_t cMaxBytes = std::numeric_limits<std::size_t>::max() / 2;
 
 constexpr std::size_t RoundUp(std::size_t iBytes) { return (iBytes + cMaxAlign - 1) & ~(cMaxAlign - 1); }
 
-/// A block of the heap: this head, then the memory that is handed out.
-struct alignas(std::max_align_t) Chunk
+/// Memory to hand out, behind this head. Any thread may take of it.
+class alignas(std::max_align_t) Chunk
 {
-    Chunk* mpNext;
-    std::size_t mBytes;
-
-    std::byte* GetMemory() { return reinterpret_cast<std::byte*>(this + 1); }
+public:
+    explicit Chunk(std::size_t iBytes) : mpEnd(GetMemory() + iBytes), mpCursor(GetMemory()) {}
 
     static Chunk* Make(std::size_t iBytes) noexcept
     {
         void* const block = HeapAllocate(sizeof(Chunk) + iBytes);
-        return block == nullptr ? nullptr : ::new (block) Chunk{nullptr, iBytes};
+        return block == nullptr ? nullptr : ::new (block) Chunk(iBytes);
     }
-};
 
-/// The memory that is still free in one chunk, as a range.
-struct Room
-{
-    std::byte* mpCursor = nullptr;
-    std::byte* mpEnd = nullptr;
+    std::size_t GetBytes() { return static_cast<std::size_t>(mpEnd - GetMemory()); }
+    std::size_t GetFreeBytes() const
+    {
+        return static_cast<std::size_t>(mpEnd - mpCursor.load(std::memory_order_relaxed));
+    }
 
-    std::size_t GetBytes() const { return static_cast<std::size_t>(mpEnd - mpCursor); }
-
-    /// `iBytes` is at least 1, so that an empty range gives nothing.
+    /// `iBytes` is at least 1, so that a full chunk gives nothing.
     void* Take(std::size_t iBytes, std::size_t iAlignment)
     {
-        const std::size_t padding = (0 - reinterpret_cast<std::uintptr_t>(mpCursor)) & (iAlignment - 1);
-        const std::size_t bytes = GetBytes();
-        if (iBytes > bytes || padding > bytes - iBytes)
-            return nullptr;
-        std::byte* const memory = mpCursor + padding;
-        mpCursor = memory + iBytes;
-        return memory;
+        std::byte* cursor = mpCursor.load(std::memory_order_relaxed);
+        for (;;)
+        {
+            const std::size_t padding = (0 - reinterpret_cast<std::uintptr_t>(cursor)) & (iAlignment - 1);
+            const auto bytes = static_cast<std::size_t>(mpEnd - cursor);
+            if (iBytes > bytes || padding > bytes - iBytes)
+                return nullptr;
+            // Who gets a piece is settled here; nothing but the cursor itself hangs on the order.
+            if (mpCursor.compare_exchange_weak(cursor, cursor + padding + iBytes, std::memory_order_relaxed))
+                return cursor + padding;
+        }
     }
+
+    void Rewind() { mpCursor.store(GetMemory(), std::memory_order_relaxed); }
+
+    Chunk* mpNext = nullptr;
+
+private:
+    std::byte* GetMemory() { return reinterpret_cast<std::byte*>(this + 1); }
+
+    std::byte* const mpEnd;
+    std::atomic<std::byte*> mpCursor;
+};
+
+/// Lets one thread at a time add a chunk. A byte: arenas are many, and seldom two threads meet here.
+class GrowthGuard
+{
+public:
+    explicit GrowthGuard(std::atomic_flag& ioFlag) : mFlag(ioFlag)
+    {
+        while (mFlag.test_and_set(std::memory_order_acquire))
+            std::this_thread::yield();
+    }
+    ~GrowthGuard() { mFlag.clear(std::memory_order_release); }
+
+    GrowthGuard(const GrowthGuard&) = delete;
+    GrowthGuard& operator=(const GrowthGuard&) = delete;
+
+private:
+    std::atomic_flag& mFlag;
 };
 
 /// The arena stands at the start of its first block, and the reserve in the same block behind it.
@@ -59,10 +89,9 @@ class alignas(std::max_align_t) Arena final : public Buffer
 {
 public:
     Arena(std::size_t iReserveBytes, unsigned iGrowth, std::size_t iChunkBytes, bool ibReusable)
-        : mReserveBytes(iReserveBytes), mFirstChunkBytes(iChunkBytes), mNextChunkBytes(iChunkBytes), mGrowth(iGrowth),
-          mbReusable(ibReusable)
+        : mFirstChunkBytes(iChunkBytes), mNextChunkBytes(iChunkBytes), mGrowth(iGrowth), mbReusable(ibReusable),
+          mReserve(iReserveBytes)
     {
-        mRoom = GetReserve();
     }
 
     void* TryAllocate(std::size_t iBytes, std::size_t iAlignment) noexcept override
@@ -70,25 +99,27 @@ public:
         if (Faults::IsDue(Faults::EnumFault::Allocation)) [[unlikely]]
             return nullptr;
         const std::size_t bytes = iBytes == 0 ? 1 : iBytes;
-        void* const memory = mRoom.Take(bytes, iAlignment);
+        void* const memory = mpInUse.load(std::memory_order_acquire)->Take(bytes, iAlignment);
         return memory != nullptr ? memory : TakeFromFurtherChunk(bytes, iAlignment);
     }
 
     void Register() noexcept override
     {
         EventTrace::Note("QBase::Buffer::Register");
-        ++mRegistrations;
+        mRegistrations.fetch_add(1, std::memory_order_relaxed);
     }
 
     void Destroy() noexcept override
     {
         EventTrace::Note("QBase::Buffer::Destroy");
-        if (mRegistrations > 1)
+        unsigned registrations = mRegistrations.load(std::memory_order_acquire);
+        while (registrations > 1)
         {
-            --mRegistrations;
-            return;
+            // What this user did happens before the end of the memory.
+            if (mRegistrations.compare_exchange_weak(registrations, registrations - 1, std::memory_order_acq_rel))
+                return;
         }
-        mRegistrations = 0;
+        mRegistrations.store(0, std::memory_order_relaxed);
         if (mbReusable)
             Rewind();
         else
@@ -115,38 +146,37 @@ private:
     void do_deallocate(void*, std::size_t, std::size_t) override {}
     bool do_is_equal(const std::pmr::memory_resource& iOther) const noexcept override { return this == &iOther; }
 
-    Room GetReserve()
-    {
-        std::byte* const reserve = reinterpret_cast<std::byte*>(this + 1);
-        return mReserveBytes == 0 ? Room{} : Room{reserve, reserve + mReserveBytes};
-    }
-
     void* TakeFromFurtherChunk(std::size_t iBytes, std::size_t iAlignment) noexcept;
     void Rewind() noexcept;
     void FreeChunks() noexcept;
     void FreeAll() noexcept;
 
-    Room mRoom; ///< of the chunk in use
-    const std::size_t mReserveBytes;
+    std::atomic<Chunk*> mpInUse{&mReserve};
     const std::size_t mFirstChunkBytes;
     std::size_t mNextChunkBytes;
     const unsigned mGrowth;
-    unsigned mRegistrations = 0;
+    std::atomic<unsigned> mRegistrations{0};
     Chunk* mpFurther = nullptr; ///< taken in this use
     Chunk* mpKept = nullptr;    ///< left from the uses before
     bool mbKeptInUse = false;
     const bool mbReusable;
+    std::atomic_flag mGrowing; // guards the further and the kept chunks and the next one's size
+    Chunk mReserve;            // the last member: its memory lies behind the arena
 };
 
 void* Arena::TakeFromFurtherChunk(std::size_t iBytes, std::size_t iAlignment) noexcept
 {
+    const GrowthGuard guard(mGrowing);
+    Chunk* const inUse = mpInUse.load(std::memory_order_relaxed);
+    // Another thread may have added a chunk since.
+    if (void* const memory = inUse->Take(iBytes, iAlignment))
+        return memory;
     if (mpKept != nullptr && !mbKeptInUse)
     {
-        Room room{mpKept->GetMemory(), mpKept->GetMemory() + mpKept->mBytes};
-        if (void* const memory = room.Take(iBytes, iAlignment))
+        if (void* const memory = mpKept->Take(iBytes, iAlignment))
         {
-            mRoom = room;
             mbKeptInUse = true;
+            mpInUse.store(mpKept, std::memory_order_release);
             return memory;
         }
     }
@@ -164,32 +194,34 @@ void* Arena::TakeFromFurtherChunk(std::size_t iBytes, std::size_t iAlignment) no
     if (bFits && mGrowth > 1 && mNextChunkBytes <= cMaxBytes / mGrowth)
         mNextChunkBytes *= mGrowth;
 
-    Room room{chunk->GetMemory(), chunk->GetMemory() + chunk->mBytes};
-    void* const memory = room.Take(iBytes, iAlignment);
+    void* const memory = chunk->Take(iBytes, iAlignment);
     // A large request has a chunk of its own, and the chunk in use stays in use for the small ones.
-    if (room.GetBytes() > mRoom.GetBytes())
-        mRoom = room;
+    if (chunk->GetFreeBytes() > inUse->GetFreeBytes())
+        mpInUse.store(chunk, std::memory_order_release);
     return memory;
 }
 
 void Arena::Rewind() noexcept
 {
-    if (mpFurther != nullptr && mReserveBytes == 0 && mpKept == nullptr && mpFurther->mpNext == nullptr)
+    if (mpFurther != nullptr && mReserve.GetBytes() == 0 && mpKept == nullptr && mpFurther->mpNext == nullptr)
     {
         mpKept = std::exchange(mpFurther, nullptr);
     }
     else if (mpFurther != nullptr)
     {
         // One chunk that alone holds what this use has taken: however the next use of that size cuts it, it is enough.
-        std::size_t bytes = mReserveBytes + (mpKept == nullptr ? 0 : mpKept->mBytes);
-        for (const Chunk* chunk = mpFurther; chunk != nullptr; chunk = chunk->mpNext)
-            bytes += chunk->mBytes;
+        std::size_t bytes = mReserve.GetBytes() + (mpKept == nullptr ? 0 : mpKept->GetBytes());
+        for (Chunk* chunk = mpFurther; chunk != nullptr; chunk = chunk->mpNext)
+            bytes += chunk->GetBytes();
         FreeChunks();
         mpKept = Chunk::Make(RoundUp(bytes));
     }
+    if (mpKept != nullptr)
+        mpKept->Rewind();
+    mReserve.Rewind();
     mbKeptInUse = false;
     mNextChunkBytes = mFirstChunkBytes;
-    mRoom = GetReserve();
+    mpInUse.store(&mReserve, std::memory_order_relaxed);
 }
 
 void Arena::FreeChunks() noexcept

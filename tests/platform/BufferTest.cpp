@@ -1,5 +1,6 @@
 #include "platform/QBase.h"
 #include "platform/builtin/Faults.h"
+#include "tests/support/Threads.h"
 
 #include <gtest/gtest.h>
 
@@ -74,6 +75,27 @@ TEST(Buffer, ReusedForTheSameUseNeedsNoNewHeapBlock)
         Faults::StartCountingBlocks();
         UseAll(*buffer, MakeRequests(seed + 1000));
         EXPECT_EQ(Faults::StopCountingBlocks(), 0);
+        buffer->Free();
+    }
+}
+
+TEST(Buffer, ServesThreadsThatTakeOfItAtOnce)
+{
+    for (unsigned round = 0; round < 60; ++round)
+    {
+        // Chunks of all sizes, and in every other round those that the round before has left.
+        QBase::Buffer* const buffer = QBase::CreateBuffer(round * 50, 1 + round % 2, 64 << round % 8, true);
+        for (int use = 0; use < 2; ++use)
+        {
+            RunOnThreads(4, [&](int iIndex) {
+                buffer->Register();
+                for (unsigned set = 0; set < 4; ++set)
+                    UseAll(*buffer, MakeRequests(round * 16 + set * 4 + static_cast<unsigned>(iIndex)));
+            });
+            void* const last = buffer->TryAllocate(1);
+            RunOnThreads(4, [&](int) { buffer->Destroy(); });
+            EXPECT_NE(buffer->TryAllocate(1), last) << "not rewound";
+        }
         buffer->Free();
     }
 }
