@@ -3,10 +3,9 @@
 #include "platform/QBase.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Faults.h"
+#include "platform/builtin/SystemLocks.h"
 
-#include <mutex>
 #include <new>
-#include <shared_mutex>
 
 namespace QSynch
 {
@@ -20,7 +19,7 @@ class CriticalSectionBody final : public CriticalSection
 public:
     explicit CriticalSectionBody(int iCategory) : mCategory(iCategory) {}
 
-    std::recursive_mutex mMutex;
+    Builtin::ReentrantMutex mMutex;
     const int mCategory;
 };
 
@@ -29,7 +28,7 @@ class RWLockBody final : public RWLock
 public:
     explicit RWLockBody(int iCategory) : mCategory(iCategory) {}
 
-    std::shared_mutex mMutex;
+    Builtin::SharedMutex mMutex;
     const int mCategory;
 };
 
@@ -69,7 +68,7 @@ void DestroyCriticalSection(CriticalSection* iLock) noexcept
     DestroyLock(BodyOf(iLock));
 }
 
-// The bodies lock a standard mutex, which carries no annotations: the analysis can't follow them.
+// The bodies lock a system's mutex, which carries no annotations: the analysis can't follow them.
 
 void CriticalSection::Enter() NO_THREAD_SAFETY_ANALYSIS { BodyOf(this).mMutex.lock(); }
 

@@ -4,7 +4,94 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
+using QSynch::CriticalSection;
 using QSynch::RWLock;
+
+namespace
+{
+
+/// Lets two threads go on together, again and again.
+class Meeting
+{
+public:
+    void Wait(int iRound)
+    {
+        for (++mArrived; mArrived.load() < 2 * iRound;)
+            std::this_thread::yield();
+    }
+
+private:
+    std::atomic<int> mArrived{0};
+};
+
+/// How often the first two users of a new lock, who come at once, met inside; of 2,000 locks.
+template <class FirstHold, class SecondHold, class Lock>
+int CountMeetingsInside(Lock* (*iCreate)(int), void (*iDestroy)(Lock*))
+{
+    Meeting before;
+    Meeting after;
+    Lock* lock = nullptr;
+    std::atomic<int> inside{0};
+    std::atomic<int> meetings{0};
+    const auto stay = [&] {
+        bool bAlone = inside++ == 0;
+        for (int i = 0; i < 20; ++i)
+            bAlone = inside.load() == 1 && bAlone;
+        --inside;
+        meetings += bAlone ? 0 : 1;
+    };
+    RunOnThreads(2, [&](int iIndex) {
+        for (int round = 1; round <= 2000; ++round)
+        {
+            if (iIndex == 0)
+                lock = iCreate(1);
+            before.Wait(round);
+            if (iIndex == 0)
+            {
+                const FirstHold hold(lock);
+                stay();
+            }
+            else
+            {
+                const SecondHold hold(lock);
+                stay();
+            }
+            after.Wait(round);
+            if (iIndex == 0)
+                iDestroy(lock);
+        }
+    });
+    return meetings;
+}
+
+} // namespace
+
+TEST(NewLocks, KeepTwoFirstUsersApart)
+{
+    EXPECT_EQ(
+        (CountMeetingsInside<RWLock::WriteHold, RWLock::WriteHold>(&QSynch::CreateRWLock, &QSynch::DestroyRWLock)), 0);
+    EXPECT_EQ((CountMeetingsInside<RWLock::WriteHold, RWLock::ReadHold>(&QSynch::CreateRWLock, &QSynch::DestroyRWLock)),
+              0);
+    EXPECT_EQ((CountMeetingsInside<CriticalSection::SmartLock, CriticalSection::SmartLock>(
+                  &QSynch::CreateCriticalSection, &QSynch::DestroyCriticalSection)),
+              0);
+}
+
+TEST(CriticalSections, AreReentrant)
+{
+    CriticalSection* const lock = QSynch::CreateCriticalSection(1);
+    int entries = 0;
+    RunOnThreads(2, [&](int) {
+        const CriticalSection::SmartLock outer(lock);
+        const CriticalSection::SmartLock inner(lock);
+        ++entries;
+    });
+    EXPECT_EQ(entries, 2);
+    QSynch::DestroyCriticalSection(lock);
+}
 
 TEST(ReadersWriterLocks, LetReadersInTogetherAndKeepWritersAlone)
 {

@@ -1,0 +1,57 @@
+// The locks that the system has, under the names by which the standard library's guards take them.
+#pragma once
+
+#include "platform/Windows.h"
+
+#if !defined(_WIN32)
+#include <mutex>
+#include <shared_mutex>
+#endif
+
+namespace Builtin
+{
+
+#if defined(_WIN32)
+
+// The standard library that comes with MinGW makes a lock ready when it is first used, and two first users of its
+// shared mutex may both get in. The system's own locks are ready when they are made.
+
+class ReentrantMutex
+{
+public:
+    ReentrantMutex() { ::InitializeCriticalSectionEx(&mSection, 0, CRITICAL_SECTION_NO_DEBUG_INFO); }
+    ~ReentrantMutex() { ::DeleteCriticalSection(&mSection); }
+    ReentrantMutex(const ReentrantMutex&) = delete;
+    ReentrantMutex& operator=(const ReentrantMutex&) = delete;
+
+    void lock() { ::EnterCriticalSection(&mSection); }
+    void unlock() { ::LeaveCriticalSection(&mSection); }
+
+private:
+    CRITICAL_SECTION mSection;
+};
+
+class SharedMutex
+{
+public:
+    SharedMutex() = default;
+    SharedMutex(const SharedMutex&) = delete;
+    SharedMutex& operator=(const SharedMutex&) = delete;
+
+    void lock() { ::AcquireSRWLockExclusive(&mLock); }
+    void unlock() { ::ReleaseSRWLockExclusive(&mLock); }
+    void lock_shared() { ::AcquireSRWLockShared(&mLock); }
+    void unlock_shared() { ::ReleaseSRWLockShared(&mLock); }
+
+private:
+    SRWLOCK mLock = SRWLOCK_INIT;
+};
+
+#else
+
+using ReentrantMutex = std::recursive_mutex;
+using SharedMutex = std::shared_mutex;
+
+#endif
+
+} // namespace Builtin
