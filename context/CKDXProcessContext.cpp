@@ -271,7 +271,7 @@ HRESULT CKDXProcessContext::SetGuidList(int iCount, const GUID* iGuids)
     if (iGuids == nullptr || iCount < 0)
         return E_INVALIDARG;
     return Boundary([&] {
-        std::vector<GUID> guids(iGuids, iGuids + iCount);
+        QBase::vector<GUID> guids(iGuids, iGuids + iCount);
         SmartLock lock(mpLock);
         mGuidList.swap(guids);
         return S_OK;
@@ -298,19 +298,27 @@ HRESULT CKDXProcessContext::GetGuidList(int iCount, GUID* oGuids)
     return S_OK;
 }
 
+std::map<std::string, std::string> CKDXProcessContext::GetLogProperties()
+{
+    SmartLock lock(mpLock);
+    return {mLogProperties.begin(), mLogProperties.end()};
+}
+
 HRESULT CKDXProcessContext::CopyLogProperties(std::map<std::string, std::string>* oProperties)
 {
-    return Boundary([&] { return GetLocked(mLogProperties, oProperties); });
+    if (oProperties == nullptr)
+        return E_POINTER;
+    return Boundary([&] {
+        *oProperties = GetLogProperties();
+        return S_OK;
+    });
 }
 
 HRESULT CKDXProcessContext::GetLogMessageInJSON(std::string* oMessage)
 {
     if (oMessage == nullptr)
         return E_POINTER;
-    return Boundary([&] {
-        SmartLock lock(mpLock);
-        return QCOMShared::GetLogMessageInJSON(mLogProperties, *oMessage);
-    });
+    return Boundary([&] { return QCOMShared::GetLogMessageInJSON(GetLogProperties(), *oMessage); });
 }
 
 HRESULT CKDXProcessContext::SetLogProperty(const char* iKey, const char* iValue)

@@ -11,7 +11,6 @@
 #include <map>
 #include <string>
 #include <utility>
-#include <vector>
 
 /// {5B0C9E4A-7C1D-4E0B-9C57-2F6A1B3D8E60}
 QORJOB_API extern const GUID IID_ICKDXProcessContext;
@@ -220,7 +219,7 @@ private:
         bool operator()(const GUID& iLeft, const GUID& iRight) const;
     };
 
-    using TextTable = std::map<GUID, QBase::wstring, GuidOrder>;
+    using TextTable = QBase::map<GUID, QBase::wstring, GuidOrder>;
 
     /// 20 bytes that tell a request from all others.
     struct Udid
@@ -263,6 +262,7 @@ private:
     HRESULT NewMessageFromInput(WriteMessage& oMessage) REQUIRES(mpLock);
     WriteMessage CurrentMessage(DWORD iThreadId, const WriteMessage& iReplyMessage) REQUIRES(mpThreadMessagesLock);
     QBase::wstring FetchResolvedName();
+    std::map<std::string, std::string> GetLogProperties();
 
     // Fields without GUARDED_BY are those that are read and written without the lock, on purpose.
 
@@ -279,7 +279,7 @@ private:
     WriteMessage mReplyMessage GUARDED_BY(mpLock);
     Object mContextObjectD GUARDED_BY(mpLock);
     QSynch::CriticalSection* const mpThreadMessagesLock;
-    std::map<DWORD, WriteMessage> mThreadMessages GUARDED_BY(mpThreadMessagesLock);
+    QBase::map<DWORD, WriteMessage> mThreadMessages GUARDED_BY(mpThreadMessagesLock);
     Object mContextObjectE GUARDED_BY(mpLock);
     GUID mRequestID GUARDED_BY(mpLock) = GUID_NULL;
     LONG mLongA GUARDED_BY(mpLock) = -1;
@@ -325,7 +325,7 @@ private:
     LONG mLongL = 0;
     TextTable mTextByGuid GUARDED_BY(mpLock);
     Object mContextObjectR GUARDED_BY(mpLock);
-    std::map<QBase::wstring, std::pair<LONG, LONG>> mPairByName;
+    QBase::map<QBase::wstring, std::pair<LONG, LONG>> mPairByName;
     Object mContextObjectS GUARDED_BY(mpLock);
     BYTE* mpBuffer = nullptr; // owned, of the general heap
     std::uint64_t mBufferLength = 0;
@@ -338,8 +338,8 @@ private:
     LONG mLongM GUARDED_BY(mpLock) = 0;
     Object mContextObjectV GUARDED_BY(mpLock);
     std::int16_t mShortB GUARDED_BY(mpLock) = 0;
-    std::vector<GUID> mGuidList GUARDED_BY(mpLock);
-    std::map<int, int> mReservedMap;
+    QBase::vector<GUID> mGuidList GUARDED_BY(mpLock);
+    QBase::map<int, int> mReservedMap;
     GUID mGuidF GUARDED_BY(mpLock) = GUID_NULL;
     QBase::wstring mBstrA GUARDED_BY(mpLock);
     bool mbFlagA GUARDED_BY(mpLock) = true;
@@ -351,7 +351,7 @@ private:
     Handle mHandleA GUARDED_BY(mpLock);
     Handle mHandleB GUARDED_BY(mpLock);
     GUID mReservedGuid3 = GUID_NULL;
-    std::map<std::string, std::string> mLogProperties GUARDED_BY(mpLock);
+    QBase::map<QBase::string, QBase::string> mLogProperties GUARDED_BY(mpLock);
     QBase::wstring mBstrE GUARDED_BY(mpLock);
     GUID mReservedGuid4 = GUID_NULL;
 

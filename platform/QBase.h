@@ -5,12 +5,17 @@
 #include "platform/Windows.h"
 
 #include <cstddef>
+#include <functional>
+#include <limits>
 #include <list>
+#include <map>
 #include <memory_resource>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace QBase
 {
@@ -26,13 +31,59 @@ struct HeapDeleter
     void operator()(void* iMemory) const noexcept { HeapFree(iMemory); }
 };
 
-/// The general heap as the allocator of strings and lists. It throws std::bad_alloc where HeapAllocate gives null.
+/// The general heap as a memory resource. It throws std::bad_alloc where HeapAllocate gives null.
 QORJOB_API std::pmr::memory_resource* DefaultHeap() noexcept;
 
-/// 16-bit strings and lists that take an arena, or the default heap, as their allocator.
-using wstring = std::pmr::basic_string<WCHAR>;
+/// The allocator of texts and containers: of the arena that it is given, else of the general heap. The standard's own
+/// would take what the program has made its default resource at that moment, and may free in a later one.
 template <class T>
-using list = std::pmr::list<T>;
+class Allocator
+{
+public:
+    using value_type = T;
+
+    Allocator() noexcept : Allocator(DefaultHeap()) {}
+    // Both implicit, as of the standard's: a container is made with its memory, or with another one's allocator.
+    Allocator(std::pmr::memory_resource* iMemory) noexcept : mpMemory(iMemory) {}
+    template <class U>
+    Allocator(const Allocator<U>& iOther) noexcept : mpMemory(iOther.GetMemory())
+    {
+    }
+
+    T* allocate(std::size_t iCount)
+    {
+        if (iCount > std::numeric_limits<std::size_t>::max() / sizeof(T))
+            throw std::bad_array_new_length();
+        return static_cast<T*>(mpMemory->allocate(iCount * sizeof(T), alignof(T)));
+    }
+
+    void deallocate(T* iMemory, std::size_t iCount) noexcept
+    {
+        mpMemory->deallocate(iMemory, iCount * sizeof(T), alignof(T));
+    }
+
+    /// A copy may outlive the arena that its original lies in.
+    Allocator select_on_container_copy_construction() const noexcept { return {}; }
+
+    std::pmr::memory_resource* GetMemory() const noexcept { return mpMemory; }
+
+    friend bool operator==(const Allocator& iLeft, const Allocator& iRight) noexcept
+    {
+        return *iLeft.mpMemory == *iRight.mpMemory;
+    }
+
+private:
+    std::pmr::memory_resource* mpMemory;
+};
+
+using string = std::basic_string<char, std::char_traits<char>, Allocator<char>>;
+using wstring = std::basic_string<WCHAR, std::char_traits<WCHAR>, Allocator<WCHAR>>;
+template <class T>
+using list = std::list<T, Allocator<T>>;
+template <class T>
+using vector = std::vector<T, Allocator<T>>;
+template <class Key, class Value, class Order = std::less<Key>>
+using map = std::map<Key, Value, Order, Allocator<std::pair<const Key, Value>>>;
 
 /// A memory arena: what is allocated in it is given back with the arena, never one by one.
 ///

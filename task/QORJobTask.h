@@ -117,7 +117,7 @@ private:
 
     QBase::PtrI<QORJob> mpJob;
     std::atomic<JobTaskStatus> mStatus{JobTaskStatusNone};
-    QBase::list<QORJobData*> mContextData{QBase::DefaultHeap()}; // with a reference each; null for an empty slot
+    QBase::list<QORJobData*> mContextData; // with a reference each; null for an empty slot
     DataObjectFactory mpFactory = nullptr;
     ConfigManager* mpConfigManager = nullptr; // not owned
 };

@@ -95,7 +95,7 @@ public:
         const Catalogue::Entry* const entry = Catalogue::Find(mpName, iMessageId, LanguageOf(iLocale & 0xFFFF));
         if (entry != nullptr)
             return QBase::UTF8ToWideChar(entry->mpText);
-        return {iDefault == nullptr ? W("") : iDefault, QBase::DefaultHeap()};
+        return iDefault == nullptr ? W("") : iDefault;
     }
 
 private:

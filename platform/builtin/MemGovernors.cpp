@@ -15,7 +15,7 @@ namespace
 struct MemGovernors
 {
     std::mutex mMutex;
-    list<MemGovernorProxy*> mProxies{DefaultHeap()};
+    list<MemGovernorProxy*> mProxies;
 };
 
 MemGovernors& GetMemGovernors()

@@ -209,7 +209,7 @@ DWORD GetCurrentThreadID() noexcept
 
 wstring UTF8ToWideChar(std::string_view iText)
 {
-    wstring text(DefaultHeap());
+    wstring text;
     text.reserve(iText.size());
     while (!iText.empty())
         AppendUTF16(text, TakeUTF8(iText));

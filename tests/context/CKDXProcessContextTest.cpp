@@ -10,6 +10,9 @@
 #include "tests/support/OperationPlace.h"
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
+#include <memory_resource>
 #include <stdexcept>
 #include <thread>
 #include <tuple>
@@ -333,6 +336,55 @@ TEST(ProcessContextLife, LeavesNothingBehindAndLogsItsReferences)
     EXPECT_EQ(count("LogReference 1 4"), count("LogReference 0 4"));
     EXPECT_EQ(count("QSynch::CreateCriticalSection 300"), 1);
     EXPECT_EQ(count("QSynch::CreateCriticalSection -3"), 1);
+}
+
+TEST_F(ProcessContext, TakesAllThatItKeepsOfTheGeneralHeap)
+{
+    const WCHAR* const text = W("a text that is longer than a string has room for in itself");
+    const char* const narrow = "a text that is longer than a string has room for in itself";
+    const Bstr bstr(text);
+    QBase::wstring moved(text);
+    const Context other = NewContext();
+    other->SetTextByGuid(cGuid, bstr.mText);
+    mContext->put_ContextObjectA(&mSession);
+    mSession.mpName9 = text;
+    const std::function<HRESULT(C&)> puts[] = {
+        [&](C& iContext) { return iContext.put_TextB(text); },
+        [&](C& iContext) { return iContext.put_TextC(text); },
+        [&](C& iContext) { return iContext.put_BstrA(bstr.mText); },
+        [&](C& iContext) { return iContext.put_BstrB(bstr.mText); },
+        [&](C& iContext) { return iContext.SetTextByGuid(cGuid, bstr.mText); },
+        [&](C& iContext) { return iContext.MoveTextByGuid(cOtherGuid, moved); },
+        [&](C& iContext) { return iContext.CopyTextTable(other.Get()); },
+        [&](C& iContext) { return iContext.SetNamedPair(text, 1, 2); },
+        [&](C& iContext) { return iContext.SetGuidList(1, &cGuid); },
+        [&](C& iContext) { return iContext.SetLogProperty(narrow, narrow); },
+        [&](C& iContext) { return iContext.BeginThreadMessage(); },
+    };
+    const std::function<void(C&)> silentPuts[] = {
+        [&](C& iContext) { iContext.put_BstrC(bstr.mText); },
+        [&](C& iContext) { iContext.put_BstrD(bstr.mText); },
+        [&](C& iContext) { iContext.put_BstrE(bstr.mText); },
+    };
+    // What a program makes its default is nothing to the context.
+    std::pmr::memory_resource* const usual = std::pmr::set_default_resource(std::pmr::null_memory_resource());
+    for (std::size_t row = 0; row < std::size(puts); ++row)
+    {
+        Faults::FailNth(Faults::EnumFault::Allocation, 1);
+        EXPECT_EQ(puts[row](*mContext.Get()), cSystemExceptionMet) << row;
+        Faults::StartCountingBlocks();
+        EXPECT_EQ(puts[row](*mContext.Get()), S_OK) << row;
+        EXPECT_GE(Faults::StopCountingBlocks(), 1) << row;
+    }
+    for (const auto& put : silentPuts)
+    {
+        Faults::StartCountingBlocks();
+        put(*mContext.Get());
+        EXPECT_EQ(Faults::StopCountingBlocks(), 1);
+    }
+    EXPECT_EQ(TextOf(mContext, cGuid), bstr.Text());
+    EXPECT_EQ(ResolvedName(), bstr.Text());
+    std::pmr::set_default_resource(usual);
 }
 
 TEST(ProcessContextLife, LeavesNothingBehindWhenItCantBeMade)

@@ -87,7 +87,7 @@ public:
         return mFlagsCode;
     }
     HRESULT get_Name8(BSTR* oName) override { return Give(W("eight"), oName); }
-    HRESULT get_Name9(BSTR* oName) override { return Give(W("nine"), oName); }
+    HRESULT get_Name9(BSTR* oName) override { return Give(mpName9, oName); }
     HRESULT Call(IUnknown* iArgument) override
     {
         mOnCall();
@@ -97,6 +97,7 @@ public:
     HRESULT get_Locale(unsigned*) override { return E_NOTIMPL; }
     HRESULT FillLocalisation(const GUID&, int) override { return E_NOTIMPL; }
 
+    const WCHAR* mpName9 = W("nine");
     LONG mFlags = 0;
     HRESULT mFlagsCode = S_OK;
     HRESULT mNameCode = S_OK;

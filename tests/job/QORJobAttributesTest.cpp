@@ -54,11 +54,11 @@ Attribute TextRow(const char* iName, TextSetter iSet, TextGetter iGet)
     return Row<QBase::wstring>(iName, iSet, iGet, W(""), QBase::UTF8ToWideChar(iName));
 }
 
-const std::vector<Attribute>& Attributes()
+std::vector<Attribute> Attributes()
 {
     using J = QORJob;
     using Delivery = EnumSubscriptionDeliveryType;
-    static const std::vector<Attribute> cAttributes = {
+    return {
         Row("SendNow", &J::SetIsSendNowJob, &J::GetIsSendNowJob, false, true),
         Row("DeliveryType", &J::SetDeliveryType, &J::GetDeliveryType, Delivery{0}, Delivery{3}),
         TextRow("SubscriptionOwner", &J::SetSubscriptionOwner, &J::GetSubscriptionOwner),
@@ -113,7 +113,6 @@ const std::vector<Attribute>& Attributes()
              return (bDead ? "yes " : "no ") + std::to_string(step);
          }},
     };
-    return cAttributes;
 }
 
 using JobAttributes = JobTest;
@@ -125,13 +124,14 @@ using JobContext = JobTest;
 TEST_F(JobAttributes, ChangeOneAtATime)
 {
     Settings::SetClock(TimeOf(0));
-    for (const Attribute& attribute : Attributes())
+    const std::vector<Attribute> attributes = Attributes();
+    for (const Attribute& attribute : attributes)
     {
         const JobPtr job = NewJob();
-        for (const Attribute& other : Attributes())
+        for (const Attribute& other : attributes)
             EXPECT_EQ(other.mGetter(*job.Get()), other.mInitial) << other.mName << " of a fresh job";
         EXPECT_EQ(attribute.mSetter(*job.Get()), S_OK) << attribute.mName;
-        for (const Attribute& other : Attributes())
+        for (const Attribute& other : attributes)
             EXPECT_EQ(other.mGetter(*job.Get()), &other == &attribute ? other.mSet : other.mInitial)
                 << other.mName << " after " << attribute.mName;
     }

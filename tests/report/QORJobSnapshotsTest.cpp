@@ -5,8 +5,12 @@
 #include "report/QORJobInfoOld.h"
 #include "tests/support/FullJob.h"
 
+#include <cstring>
+#include <memory_resource>
+#include <new>
 #include <set>
 #include <thread>
+#include <utility>
 
 namespace
 {
@@ -147,6 +151,39 @@ TEST_F(JobSnapshots, CutWhatIsTooLong)
     EXPECT_EQ(QBase::wstring(browsing.mOwner), text.substr(0, 31));
     EXPECT_EQ(QBase::wstring(browsing.mDescription), text.substr(0, 63));
     EXPECT_EQ(QBase::wstring(browsing.mProjectName), text.substr(0, 31));
+}
+
+TEST_F(JobSnapshots, KeepTheirTextsOnTheGeneralHeap)
+{
+    const QBase::wstring text(100, W('d'));
+    const JobPtr job = NewJob();
+    job->SetSubscriptionOwner(text);
+    job->SetSubscriptionRecipient(text);
+    job->SetDestination(text);
+    job->SetDescription(text);
+    job->SetUserLogin(text);
+    // What a program makes its default while snapshots live is nothing to them.
+    std::pmr::memory_resource* const usual = std::pmr::set_default_resource(std::pmr::null_memory_resource());
+    {
+        Faults::StopCountingBlocks();
+        QORJobBrowsingInfo2 browsing;
+        EXPECT_EQ(job->GetJobBrowsingInfo2(&browsing), S_OK);
+        Faults::StartCountingBlocks();
+        const QORJobBrowsingInfo2 copy(browsing);
+        QORJobBrowsingInfo2 assigned;
+        assigned = copy;
+        const QORJobBrowsingInfo2 moved(std::move(browsing));
+        EXPECT_EQ(Faults::StopCountingBlocks(), 2 * 5);
+        EXPECT_EQ(assigned.mSubscriptionOwner + assigned.mUserLogin, text + text);
+        EXPECT_EQ(moved.mDestination + moved.mSubscriptionRecipient, text + text);
+        for (int nth = 1; nth <= 5; ++nth)
+        {
+            Faults::FailNth(Faults::EnumFault::Allocation, nth);
+            EXPECT_THROW(QORJobBrowsingInfo2{copy}, std::bad_alloc);
+        }
+    }
+    std::pmr::set_default_resource(usual);
+    Faults::StartCountingBlocks();
 }
 
 TEST_F(JobSnapshots, ShowAllThereIsAndAreCopiedWhole)
