@@ -2,49 +2,14 @@
 // tells. No locks, no memory to run out of, no speed.
 #pragma once
 
-#include "tests/support/JobTest.h"
+#include "tests/job/JobModelState.h"
 
-#include <algorithm>
-#include <deque>
-#include <map>
-#include <string>
-#include <vector>
-
-/// Times are milliseconds of TimeOf; -1 is unset.
-struct ModelStep
-{
-    int mId = 0;
-    DWORD mThread = 0;
-    int mUnit = -1;
-    int mPriority = 0;
-    int mCPUTime = 0;
-    int mStart = -1;
-    int mFinish = -1;
-    std::string mKey{};
-
-    bool IsStarted() const { return mThread != 0 && mUnit != -1; }
-};
-
-struct ModelVisit
-{
-    int mUnit = 0;
-    int mEnter = -1;
-    int mStart = -1;
-    int mExit = -1;
-};
-
-/// Tasks are known by number, 0 is none. Codes are those of the job.
-class JobModel
+class JobModel : public JobModelState
 {
 public:
-    JobModel(int iType, bool ibContext, bool ibInstance, bool ibDelivery, bool ibFailingInstance)
-        : mType(iType), mbContext(ibContext), mbInstance(ibInstance), mbDelivery(ibDelivery),
-          mbFailingInstance(ibFailingInstance)
-    {
-    }
+    using JobModelState::JobModelState;
 
     // --- Queue -------------------------------------------------------------------------------------------------------
-
     /// The number of steps goes to `oCount`, unless the job is cancelled.
     void AddStep(const ModelStep& iStep, int& oCount)
     {
@@ -120,7 +85,6 @@ public:
     }
 
     // --- Dispatch ----------------------------------------------------------------------------------------------------
-
     int GetCurrentStepId(int& oRunning) const
     {
         oRunning = -1;
@@ -228,7 +192,6 @@ public:
     }
 
     // --- Status ------------------------------------------------------------------------------------------------------
-
     HRESULT SetStatus(int iStatus, int& oOld)
     {
         oOld = mStatus;
@@ -261,7 +224,6 @@ public:
     }
 
     // --- Control -----------------------------------------------------------------------------------------------------
-
     /// False when the report instance doesn't let it go on. Also what a cancellation has done before it may find that
     /// there is no memory; that asks for the delivery, too.
     bool BeginCancel(bool& obReports)
@@ -272,19 +234,25 @@ public:
         if (mType == 1 || mType == 5)
         {
             TakeBackCount();
-            Tell("get_ContextObjectB");
-            if (mbContext && mbFailingInstance)
+            if (mbContext && !TellInstance())
                 return false;
-            if (mbContext && mbInstance)
-            {
-                Tell("instance put_Status 5");
-                Tell("instance put_JobValue 7 4711");
-            }
         }
         const std::vector<int> cTold = {2, 4, 7, 8, 9, 18, 19};
         obReports = mType != 6 && (mbRunning || std::find(cTold.begin(), cTold.end(), mStatus) != cTold.end());
         if (obReports)
             Tell("get_ContextObjectN");
+        return true;
+    }
+
+    bool TellInstance()
+    {
+        const char* const cCalls[] = {"get_ContextObjectB", "instance put_Status 5", "instance put_JobValue 7 4711"};
+        for (int call = 1; call <= (mbInstance ? 3 : 1); ++call)
+        {
+            Tell(cCalls[call - 1]);
+            if (call == mFailingCall)
+                return false;
+        }
         return true;
     }
 
@@ -387,7 +355,6 @@ public:
     }
 
     // --- Units -------------------------------------------------------------------------------------------------------
-
     void SetPUEnter(int iUnit)
     {
         mVisits.push_front({iUnit, mNow});
@@ -447,108 +414,7 @@ public:
         mPUPriority = iPriority;
     }
 
-    int Size() const { return static_cast<int>(mTodo.size()); }
-    bool HasFinished(int iId) const
-    {
-        return std::any_of(mFinished.begin(), mFinished.end(),
-                           [&](const ModelStep& iStep) { return iStep.mId == iId; });
-    }
-
-    int mType; // what the job is and whom it knows: set once
-    bool mbContext;
-    bool mbInstance;
-    bool mbDelivery;
-    bool mbFailingInstance;
-    int mNow = 0;
-    int mThreadTime = 0; // kernel and user, in 100-nanosecond units
-
-    std::deque<ModelStep> mTodo;
-    std::deque<ModelStep> mFinished; // newest first
-    std::deque<ModelVisit> mVisits;  // newest first
-    int mTask = 0;
-    int mThreadTimeAtStart = 0;
-    int mStatus = 0;
-    bool mbRunning = false;
-    bool mbDead = false;
-    int mDeadStep = 0;
-    int mCurrentStep = 0;
-    bool mbQueryResult = false;
-    int mActive = 0;
-    bool mbWarehouse = false;
-    int mPriority = cJobPriority;
-    int mPUPriority = cJobPriority;
-    int mStatusTime = -1;
-    int mFinishTime = -1;
-    bool mbStartedOnce = false;
-    HRESULT mError = S_OK;
-    std::map<int, int> mCounters;
-    Texts mLines; // of the last operation
-    Texts mCalls; // of the process context by the last operation
-
 private:
-    static const char* Word(bool ib) { return ib ? "true" : "false"; }
-
-    template <class... Parts>
-    static std::string Join(const Parts&... iParts)
-    {
-        std::ostringstream text;
-        static_cast<void>((text << ... << iParts));
-        return text.str();
-    }
-
-    template <class... Parts>
-    void Log(const Parts&... iParts)
-    {
-        mLines.push_back(Join(iParts...));
-    }
-
-    template <class... Parts>
-    void Tell(const Parts&... iParts)
-    {
-        if (mbContext)
-            mCalls.push_back(Join(iParts...));
-    }
-
-    std::string Flags() const
-    {
-        return Join(", mbIAmDead: ", Word(mbDead), ", mRunning: ", Word(mbRunning), ", status: ", mStatus);
-    }
-
-    bool IsReport() const { return mType == 1 || mType == 5 || mType == 7; }
-    bool IsEnded() const { return mStatus >= 4 && mStatus <= 6; }
-    bool IsHeld() const { return (mStatus >= 7 && mStatus <= 13) || mStatus == 18 || mStatus == 19; }
-    int ReportingStep() const { return mbContext && mbDelivery ? 26 : 10; }
-
-    std::size_t Find(int iId) const
-    {
-        std::size_t place = 0;
-        while (place < mTodo.size() && mTodo[place].mId != iId)
-            ++place;
-        return place;
-    }
-
-    void Finish(std::size_t iPlace)
-    {
-        mFinished.push_front(mTodo[iPlace]);
-        mTodo.erase(mTodo.begin() + static_cast<std::ptrdiff_t>(iPlace));
-    }
-
-    void TakeBackCount()
-    {
-        mCounters[1] -= mActive;
-        mActive = 0;
-    }
-
-    void ReduceTo(int iReportingStep)
-    {
-        const int current = mTodo.empty() ? 0 : mTodo.front().mId;
-        mTodo.resize(std::min<std::size_t>(mTodo.size(), 1));
-        if (iReportingStep != 0 && current != iReportingStep)
-            mTodo.push_back({iReportingStep});
-        if (current != 2)
-            mTodo.push_back({2});
-    }
-
     /// The step that a job on its way out comes to next.
     int FindLast(int& oRunning, bool ibSendsResult) const
     {

@@ -35,10 +35,13 @@ T Pick(Random& ioRandom, std::initializer_list<T> iValues)
     return iValues.begin()[ioRandom() % iValues.size()];
 }
 
-Arguments PickArguments(Random& ioRandom)
+/// What fits the job is taken more often than chance would have it.
+Arguments PickArguments(Random& ioRandom, const JobModel& iModel)
 {
     Arguments arguments;
-    arguments.mStep.mId = Pick(ioRandom, {2, 2, 3, 4, 4, 5, 10, 11, 13, 14, 19, 20, 26, 39, 39, 0, 40});
+    const bool bCurrent = !iModel.mTodo.empty() && ioRandom() % 3 == 0;
+    arguments.mStep.mId = bCurrent ? iModel.mTodo.front().mId
+                                   : Pick(ioRandom, {2, 2, 3, 4, 4, 5, 10, 11, 13, 14, 19, 20, 26, 39, 39, 0, 40});
     if (ioRandom() % 4 == 0)
         arguments.mStep.mThread = Pick<DWORD>(ioRandom, {0, cSomeThread});
     if (ioRandom() % 4 == 0)
@@ -47,7 +50,7 @@ Arguments PickArguments(Random& ioRandom)
     arguments.mUnit = Pick(ioRandom, {-1, 0, 0, 1, 7, 8});
     arguments.mStatus =
         ioRandom() % 2 == 0 ? static_cast<int>(ioRandom() % 23) : Pick(ioRandom, {0, 1, 2, 4, 5, 17, 20});
-    arguments.mTask = Pick(ioRandom, {0, 1, 1, 2});
+    arguments.mTask = ioRandom() % 3 == 0 ? iModel.mTask : Pick(ioRandom, {0, 1, 2});
     arguments.mNumber = Pick(ioRandom, {0, 2, 4, 9, 0x800});
     arguments.mbFlag = ioRandom() % 3 != 0;
     arguments.mError = static_cast<HRESULT>(Pick(ioRandom, {0x8004308Du, 0x80044637u, 0x80004005u}));
@@ -86,7 +89,7 @@ struct Pair
 {
     explicit Pair(Random& ioRandom)
         : mModel(Pick(ioRandom, {0, 1, 2, 2, 3, 5, 6, 7}), ioRandom() % 4 != 0, ioRandom() % 2 == 0,
-                 ioRandom() % 3 == 0, ioRandom() % 8 == 0),
+                 ioRandom() % 3 == 0, Pick(ioRandom, {0, 0, 0, 1, 2, 3})),
           mInstance(mContext.mCalls)
     {
         mContext.mpInstance = mModel.mbInstance ? &mInstance : nullptr;
@@ -97,7 +100,9 @@ struct Pair
         mpJob = JobPtr(QORJob::NewJob(cJobId, mModel.mType, cJobPriority, nullptr, nullptr));
         if (mModel.mbContext)
             mpJob->SetProcessContext(&mContext);
-        mContext.mInstanceCode = mModel.mbFailingInstance ? E_FAIL : S_OK;
+        mContext.mInstanceCode = mModel.mFailingCall == 1 ? E_FAIL : S_OK;
+        mInstance.mStatusCode = mModel.mFailingCall == 2 ? E_FAIL : S_OK;
+        mInstance.mJobValueCode = mModel.mFailingCall == 3 ? E_FAIL : S_OK;
         mContext.mCalls.clear();
     }
 
@@ -153,17 +158,24 @@ const std::vector<Operation> cAllOperations = {
      [](Pair& p, A a, R r) { r.mCode = p.mpJob->RemoveStep(static_cast<QORJobProcessingStep>(a.mStep.mId)); },
      [](JobModel& m, A a, R) { m.RemoveStep(a.mStep.mId); }},
     {"RenewCurrentStep", [](Pair& p, A, R r) { r.mCode = p.mpJob->RenewCurrentStep(); },
-     [](JobModel& m, A, R) { m.RenewCurrentStep(); }, [](JobModel& m, HRESULT) { m.mTodo.pop_front(); }},
+     [](JobModel& m, A, R) { m.RenewCurrentStep(); },
+     [](JobModel& m, HRESULT iCode) {
+         if (iCode == E_OUTOFMEMORY) // the step; its entry needs none
+             m.mTodo.pop_front();
+     }},
     {"GetCurrentStepId", [](Pair& p, A, R r) { r.mCode = p.mpJob->GetCurrentStepId(&r.mValue, &r.mOther); },
      [](JobModel& m, A, R r) { r.mValue = m.GetCurrentStepId(r.mOther); }},
     {"GetCurrentStepIdToRun", [](Pair& p, A, R r) { r.mCode = p.mpJob->GetCurrentStepIdToRun(&r.mValue, &r.mOther); },
-     [](JobModel& m, A, R r) { r.mValue = m.GetCurrentStepIdToRun(r.mOther); }, [](JobModel& m, HRESULT) { m.BeginDispatch(); }},
+     [](JobModel& m, A, R r) { r.mValue = m.GetCurrentStepIdToRun(r.mOther); },
+     [](JobModel& m, HRESULT) { m.BeginDispatch(); }},
     {"SetStepStart",
      [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetStepStart(a.mStep.mId, a.mUnit, p.TaskOf(a.mTask)); },
      [](JobModel& m, A a, R) { m.SetStepStart(a.mStep.mId, a.mUnit, a.mTask); }},
     {"SetStepFinish",
      [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetStepFinish(a.mStep.mId, a.mUnit, p.TaskOf(a.mTask)); },
      [](JobModel& m, A a, R r) { r.mCode = m.SetStepFinish(a.mStep.mId, a.mUnit, a.mTask, a.mTask == 2); }},
+    {"SetIsExecutingInWarehouse", [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetIsExecutingInWarehouse(a.mbFlag); },
+     [](JobModel& m, A a, R) { m.mbWarehouse = a.mbFlag; }},
     {"SetStatus", [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetStatus(a.mStatus, &r.mValue); },
      [](JobModel& m, A a, R r) { r.mCode = m.SetStatus(a.mStatus, r.mValue); }},
     {"SetRunning",
@@ -180,6 +192,8 @@ const std::vector<Operation> cAllOperations = {
          r.mValue = bWas;
      },
      [](JobModel& m, A a, R r) { r.mValue = m.SetIAmDead(a.mbFlag, a.mStep.mId); }},
+    {"SetIAmDead(null)", [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetIAmDead(a.mbFlag, nullptr, StepFindCube); },
+     [](JobModel&, A, R r) { r.mCode = E_POINTER; }},
     {"Cancel", [](Pair& p, A, R r) { r.mCode = p.mpJob->Cancel(); }, [](JobModel& m, A, R r) { r.mCode = m.Cancel(); },
      [](JobModel& m, HRESULT) {
          bool bReports = false;
@@ -317,10 +331,18 @@ std::string TextOf(const Pair& iPair)
                                 Milliseconds(Read(visit, &QORJobPUInfo::GetExitTime))});
     }
     bool bExecuting = false;
+    int step = -2;
+    int unit = -2;
+    DWORD thread = 1;
     QORJobTask* task = nullptr;
     QORJobProcessingStep deadStep{};
-    EXPECT_EQ(job.IsExecuting(&bExecuting, nullptr, nullptr, nullptr, &task), S_OK);
+    EXPECT_EQ(job.IsExecuting(&bExecuting, &step, &thread, &unit, &task), S_OK);
+    const ModelStep none{-1, static_cast<DWORD>(-1), -1};
+    const ModelStep front = task == nullptr || seen.mTodo.empty() ? none : seen.mTodo.front();
     EXPECT_EQ(bExecuting, task != nullptr);
+    EXPECT_EQ(step, front.mId);
+    EXPECT_EQ(thread, front.mThread);
+    EXPECT_EQ(unit, front.mUnit);
     seen.mTask = iPair.NumberOf(task);
     EXPECT_EQ(job.GetIAmDead(&seen.mbDead, &deadStep), S_OK);
     seen.mDeadStep = deadStep;
@@ -359,7 +381,7 @@ protected:
         for (int i = 0; i < cOperations && pair.mModel.Size() < 14 && pair.mModel.mFinished.size() < 15; ++i)
         {
             const Operation& operation = cAllOperations[random() % cAllOperations.size()];
-            const Arguments arguments = PickArguments(random);
+            const Arguments arguments = PickArguments(random, pair.mModel);
             const int failing = random() % 6 == 0 ? static_cast<int>(random() % 4) + 1 : 0;
             history += std::string("\n") + operation.mName + " step " + std::to_string(arguments.mStep.mId) + " unit " +
                        std::to_string(arguments.mUnit) + " status " + std::to_string(arguments.mStatus) + " task " +

@@ -115,7 +115,7 @@ std::vector<Row> LockedRows()
                 &J::GetExecutingChildrenList, &J::GetFinishedChildrenList, &J::SetRunAwayStatus,
                 &J::NeedToKeepMsgInJobForRunAway, &J::NeedToPerisistMsgStatusForRunAway, &J::SetPUEnter, &J::SetPUStart,
                 &J::SetPUExit, &J::GetPUId, &J::SetPriority, &J::GetPriority, &J::SetPUPriority, &J::GetPUPriority,
-                &J::GetWaitingTime, &J::GetJobData, &J::IsDataAvailable))
+                &J::GetWaitingTime, &J::GetJobData, &J::IsDataAvailable, &J::CreateJobDataObject))
         rows.push_back(row);
     for (const Row& row :
          RowsOf(static_cast<HRESULT (J::*)(QBase::wstring&) const>(&J::GetJobError), &J::UpdateJobError, &J::IsError,
