@@ -3,9 +3,7 @@
 #include "data/QORNamedIdsList.h"
 #include "data/QORStringData.h"
 #include "job/QORJob.h"
-#include "task/KernelLog.h"
 
-#include <cstdlib>
 #include <memory>
 #include <new>
 #include <utility>
@@ -17,22 +15,7 @@ constexpr int cMachineNameId = 0;
 
 HRESULT AddOwnNames(QORNamedIdsList& ioNames) { return ioNames.AddNameCopy(W("QORDataMachineName"), cMachineNameId); }
 
-[[noreturn]] void EndOfPureCall()
-{
-    LogLine(EnumKernelRouter::Error, "_purecall(): Pure virtual function call.");
-    std::abort();
-}
-
 } // namespace
-
-// The compiler puts this hook into every place of a table that has no operation. Such places ask for it only weakly: it
-// stands here, in a file that no program with data items can be linked without. Its name is the compiler's, no rule's.
-#if defined(_MSC_VER)
-extern "C" int _purecall() { EndOfPureCall(); }
-#else
-extern "C" [[noreturn, gnu::used]] void __cxa_pure_virtual(); // NOLINT(readability-identifier-naming)
-extern "C" void __cxa_pure_virtual() { EndOfPureCall(); }     // NOLINT(readability-identifier-naming)
-#endif
 
 std::atomic<QORNamedIdsList*> QORJobData::mJobDataNames{nullptr};
 

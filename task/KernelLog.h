@@ -39,6 +39,9 @@ inline QLog::Router* EnabledRouter(EnumKernelRouter iRouter)
 /// For a line that could not be written: its template goes to standard error, which needs no memory.
 void ReportLostLine(const char* iTemplate) noexcept;
 
+/// Where a call of an operation without a body ends, and with it the process.
+[[noreturn]] void EndOfPureCall() noexcept;
+
 // A log line must never change what an operation does: whatever goes wrong while it is formatted or written ends here.
 template <class... Arguments>
 [[gnu::noinline, gnu::cold]] void WriteLine(QLog::Router* iRouter, const char* iTemplate,

@@ -6,6 +6,7 @@
 #include "task/KernelLog.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <thread>
 
 namespace KernelLog
@@ -14,6 +15,12 @@ namespace KernelLog
 constinit std::array<std::atomic<QLog::Router*>, cRouterCount> gRouters{};
 
 void ReportLostLine(const char* iTemplate) noexcept { std::fprintf(stderr, "qorjob: log line lost: %s\n", iTemplate); }
+
+void EndOfPureCall() noexcept
+{
+    LogLine(EnumKernelRouter::Error, "_purecall(): Pure virtual function call.");
+    std::abort();
+}
 
 } // namespace KernelLog
 

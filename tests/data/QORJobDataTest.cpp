@@ -18,19 +18,6 @@ struct StringData final : QORStringData
     using QORJobData::SetMemoryBuffer;
 };
 
-/// Calls an operation while its class has no body for it.
-struct PureCaller : QORBinaryData
-{
-    PureCaller() : QORBinaryData(0, nullptr, 0) { Call(*this); }
-    static void Call(QORJobData& ioItem) { ioItem.Reset(); }
-    HRESULT Reset() override = 0;
-};
-
-struct BornOfAPureCaller final : PureCaller
-{
-    HRESULT Reset() override { return S_OK; }
-};
-
 constexpr unsigned cHead = 4;
 
 /// Another module's kind, which has a head of its own before what its base saves.
@@ -234,15 +221,6 @@ TEST_F(DataItems, AnswerWhatTheirRootAnswersForAllKinds)
     for (const HRESULT code : {com.GetInterface(nullptr), text.GetDataCopy(nullptr), info.GetId(nullptr),
                                info.GetSize(nullptr), info.GetData(nullptr), info.GetSaveObjSize(0, nullptr)})
         EXPECT_EQ(code, E_POINTER);
-}
-
-TEST_F(DataItems, EndTheProcessWhereAnOperationHasNoBody)
-{
-    const auto call = [] {
-        LogSinks::AddStandardErrorSink();
-        BornOfAPureCaller caller;
-    };
-    EXPECT_DEATH(call(), "Error.*_purecall\\(\\): Pure virtual function call\\.");
 }
 
 TEST_F(DataItems, HaveNamesOnceTheRegistryIsThere)

@@ -10,6 +10,24 @@
 #include <string>
 #include <vector>
 
+namespace
+{
+
+/// Calls an operation while its class, which is no part of the library, has no body for it.
+struct PureCaller : QORBinaryData
+{
+    PureCaller() : QORBinaryData(0, nullptr, 0) { Call(*this); }
+    static void Call(QORJobData& ioItem) { ioItem.Reset(); }
+    HRESULT Reset() override = 0;
+};
+
+struct BornOfAPureCaller final : PureCaller
+{
+    HRESULT Reset() override { return S_OK; }
+};
+
+} // namespace
+
 TEST(Surface, TakesAJobThroughItsLife)
 {
     std::vector<std::string> lines;
@@ -59,4 +77,14 @@ TEST(Surface, LetsUsersHoldRecordsAndValues)
     int index = 0;
     EXPECT_EQ(QORJobTask::GetProfileIndex(41, &index), E_POINTER);
     EXPECT_EQ(QORJobTask::GetProfileIndex(40, &index), S_OK);
+}
+
+TEST(Surface, EndsTheProcessWhereAnOperationOfAUsersClassHasNoBody)
+{
+    const auto call = [] {
+        LogSinks::AddStandardErrorSink();
+        LogSinks::Enable("Kernel", "Error", true);
+        BornOfAPureCaller caller;
+    };
+    EXPECT_DEATH(call(), "Kernel/Error: _purecall\\(\\): Pure virtual function call\\.");
 }
