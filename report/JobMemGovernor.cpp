@@ -46,7 +46,8 @@ HRESULT JobMemGovernor::Request(std::uint64_t iBytes, QBase::wstring& oRefusal)
     if (Take(iBytes, used))
         return S_OK;
     mbCancel = true;
-    return Boundary("JobMemGovernor::Request", mJobId, [&] { return Refuse(iBytes, used, oRefusal); });
+    Boundary("JobMemGovernor::Request", mJobId, [&] { return Explain(iBytes, used, oRefusal); });
+    return cMemoryRefused;
 }
 
 /// `oUsed` is what was taken before, as the decision saw it.
@@ -70,12 +71,12 @@ bool JobMemGovernor::Take(std::uint64_t iBytes, std::uint64_t& oUsed) noexcept
     return true;
 }
 
-HRESULT JobMemGovernor::Refuse(std::uint64_t iBytes, std::uint64_t iUsed, QBase::wstring& oRefusal) const
+HRESULT JobMemGovernor::Explain(std::uint64_t iBytes, std::uint64_t iUsed, QBase::wstring& oRefusal) const
 {
     oRefusal.clear();
     QLog::Router* router = KernelLog::gRouters[static_cast<std::size_t>(EnumKernelRouter::Error)].load();
     if (router == nullptr)
-        return cMemoryRefused;
+        return S_OK;
     const std::uint64_t limit = mLimitBytes;
     const std::uint64_t left = limit - std::min(iUsed, limit);
     const std::uint64_t wholeLimit = limit >> cMegabyteShift;
@@ -87,9 +88,8 @@ HRESULT JobMemGovernor::Refuse(std::uint64_t iBytes, std::uint64_t iUsed, QBase:
                 Megabytes(left).GetText(), left, wholeLimit);
     QResource::MessageFormatter arguments;
     arguments << mJobId.Get() << wholeLimit;
-    const HRESULT code = FormatMessageText(oRefusal, static_cast<unsigned>(cMemoryRefused), arguments,
-                                           "E_KERNEL_MEMORY_GOVERNOR_REQUEST", *router);
-    return FAILED(code) ? code : cMemoryRefused;
+    return FormatMessageText(oRefusal, static_cast<unsigned>(cMemoryRefused), arguments,
+                             "E_KERNEL_MEMORY_GOVERNOR_REQUEST", *router);
 }
 
 void JobMemGovernor::Release(std::uint64_t iBytes) noexcept

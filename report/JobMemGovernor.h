@@ -54,8 +54,7 @@ public:
 
     /// Asks for `iBytes`. S_OK grants them: an exempt job gets all it asks for, another one what its limit leaves.
     /// 0x8000FE24 refuses them: nothing is taken, the job is to be cancelled, the reason is logged, and `oRefusal` is
-    /// the text to report as the job's error (empty while the module isn't set up). Where that text can't be made they
-    /// are refused with the code of the exception.
+    /// the text to report as the job's error (empty while the module isn't set up, or where the text can't be made).
     HRESULT Request(std::uint64_t iBytes, QBase::wstring& oRefusal);
     /// Gives bytes back; what was never taken doesn't count.
     void Release(std::uint64_t iBytes) noexcept;
@@ -72,5 +71,5 @@ public:
 
 private:
     bool Take(std::uint64_t iBytes, std::uint64_t& oUsed) noexcept;
-    HRESULT Refuse(std::uint64_t iBytes, std::uint64_t iUsed, QBase::wstring& oRefusal) const;
+    HRESULT Explain(std::uint64_t iBytes, std::uint64_t iUsed, QBase::wstring& oRefusal) const;
 };

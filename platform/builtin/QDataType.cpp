@@ -34,8 +34,9 @@ std::chrono::year_month_day DateOf(std::int64_t iTicks) { return DayOf(iTicks); 
 
 std::chrono::hh_mm_ss<Ticks> TimeOfDayOf(std::int64_t iTicks)
 {
-    const Ticks ticks(iTicks);
-    return std::chrono::hh_mm_ss<Ticks>(ticks - std::chrono::floor<std::chrono::days>(ticks));
+    // By the remainder: the first midnight before the lowest time is none.
+    constexpr std::int64_t cDay = std::chrono::duration_cast<Ticks>(std::chrono::days(1)).count();
+    return std::chrono::hh_mm_ss<Ticks>(Ticks((iTicks % cDay + cDay) % cDay));
 }
 
 } // namespace
@@ -96,8 +97,9 @@ DateTime DateTime::ToLocalTime() const
     namespace chrono = std::chrono;
     if (mTicks == 0)
         return *this;
-    const chrono::sys_seconds moment = chrono::floor<chrono::seconds>(cEpoch + Ticks(mTicks));
-    const std::time_t unixTime = chrono::system_clock::to_time_t(moment);
+    // In seconds throughout: the system clock's own unit reaches from 1677 to 2262 only.
+    const chrono::sys_seconds moment = cEpoch + chrono::floor<chrono::seconds>(Ticks(mTicks));
+    const auto unixTime = static_cast<std::time_t>(moment.time_since_epoch().count());
     std::tm local{};
 #if defined(_WIN32)
     const bool bConverted = localtime_s(&local, &unixTime) == 0;
@@ -109,7 +111,10 @@ DateTime DateTime::ToLocalTime() const
     const chrono::sys_days day{chrono::year{local.tm_year + 1900} / (local.tm_mon + 1) / local.tm_mday};
     const chrono::sys_seconds shown =
         day + chrono::hours(local.tm_hour) + chrono::minutes(local.tm_min) + chrono::seconds(local.tm_sec);
-    return FromTicks(mTicks + Ticks(shown - moment).count());
+    const std::int64_t shift = Ticks(shown - moment).count();
+    using Limits = std::numeric_limits<std::int64_t>;
+    const bool bFits = shift < 0 ? mTicks >= Limits::min() - shift : mTicks <= Limits::max() - shift;
+    return bFits ? FromTicks(mTicks + shift) : *this;
 }
 
 unsigned DateTime::SaveObj(unsigned iSize, signed char* oBuffer, unsigned) const

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <limits>
 #include <utility>
 
 using QDataType::DateTime;
@@ -19,6 +20,7 @@ namespace
 {
 constexpr std::int64_t cSecond = 10'000'000;
 constexpr std::int64_t cDay = 24 * 3600 * cSecond;
+constexpr std::int64_t cLowest = std::numeric_limits<std::int64_t>::min();
 } // namespace
 
 TEST(DateTimes, ReadAsACalendar)
@@ -46,10 +48,13 @@ TEST(DateTimes, AreShownAsTextAndByTheLocalClock)
 {
     const DateTime time = DateTime::FromTicks(46347 * cDay + 78 * 10'000 + 9'999);
     EXPECT_EQ(time.ToText(), W("2026-11-21 00:00:00.078"));
+    EXPECT_EQ(DateTime::FromTicks(cLowest).ToText(), W("-27328-04-16 21:11:54.522"));
 #if !defined(_WIN32)
     setenv("TZ", "EST5", 1);
     tzset();
-    EXPECT_EQ((time.ToLocalTime() - time).GetTicks(), -5 * 3600 * cSecond);
+    for (const std::int64_t day : {46347, -600 * 365, 600 * 365}) // before 1677 and behind 2262, too
+        EXPECT_EQ((DateTime::FromTicks(day * cDay).ToLocalTime()).GetTicks(), day * cDay - 5 * 3600 * cSecond);
+    EXPECT_EQ(DateTime::FromTicks(cLowest).ToLocalTime().GetTicks(), cLowest) << "nothing is five hours before it";
     unsetenv("TZ");
     tzset();
 #endif

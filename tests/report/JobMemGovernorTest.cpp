@@ -93,6 +93,17 @@ TEST_F(MemGovernor, SaysWhatItRefusesAndHowMuchIsLeft)
         EXPECT_STREQ(Megabytes(bytes).GetText(), expected);
 }
 
+TEST_F(MemGovernor, RefusesByTheSameCodeWhereItCantSayWhy)
+{
+    JobMemGovernor governor(cJobId);
+    governor.mLimitBytes = 0;
+    QBase::wstring text(W("of before"));
+    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    EXPECT_EQ(governor.Request(1, text), cMemoryRefused);
+    EXPECT_TRUE(text.empty());
+    EXPECT_TRUE(governor.mbCancel);
+}
+
 TEST_F(MemGovernor, ReportsAtTheFinishHowThePeakStandsToTheLimit)
 {
     const std::string head = "Job Trace: Job with ID '7' ";
