@@ -5,6 +5,7 @@
 #include "platform/QLog.h"
 #include "platform/builtin/NeverDestroyed.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdio>
@@ -20,11 +21,25 @@ namespace LogSinks
 namespace
 {
 
+struct Entry
+{
+    Sink mSink;
+    std::string mTarget; ///< empty for a program's own sink
+};
+
 struct Sinks
 {
     std::mutex mMutex; // held while the sinks write: lines stay whole and in order
-    std::map<int, Sink> mSinks;
+    std::map<int, Entry> mSinks;
     int mLastId = 0;
+
+    /// The environment and the program may both send lines to one place; there they stand once.
+    bool IsFirstOfItsTarget(std::map<int, Entry>::const_iterator iSink) const
+    {
+        return iSink->second.mTarget.empty() || std::none_of(mSinks.begin(), iSink, [&](const auto& iBefore) {
+                   return iBefore.second.mTarget == iSink->second.mTarget;
+               });
+    }
 };
 
 constinit std::atomic<std::size_t> gSinkCount{0};
@@ -43,16 +58,18 @@ std::string TimeText(const QDataType::DateTime& iTime)
     return text;
 }
 
-} // namespace
-
-int AddSink(Sink iSink)
+int Add(Entry iEntry)
 {
     Sinks& sinks = GetSinks();
     const std::lock_guard hold(sinks.mMutex);
-    sinks.mSinks.emplace(++sinks.mLastId, std::move(iSink));
+    sinks.mSinks.emplace(++sinks.mLastId, std::move(iEntry));
     gSinkCount.store(sinks.mSinks.size(), std::memory_order_relaxed);
     return sinks.mLastId;
 }
+
+} // namespace
+
+int AddSink(Sink iSink) { return Add({std::move(iSink), ""}); }
 
 void RemoveSink(int iSinkId)
 {
@@ -83,15 +100,23 @@ int AddFileSink(const std::string& iPath)
     const auto file = std::make_shared<std::ofstream>(iPath, std::ios::app);
     if (!*file)
         throw QBase::Message("The log file " + iPath + " can't be opened.");
-    return AddSink([file](const Line& iLine) { *file << ToText(iLine) << '\n' << std::flush; });
+    const auto write = [file, iPath](const Line& iLine) {
+        if (!*file)
+            return; // it was said
+        *file << ToText(iLine) << '\n' << std::flush;
+        if (!*file)
+            std::fprintf(stderr, "The log file %s can't be written any more.\n", iPath.c_str());
+    };
+    return Add({write, iPath});
 }
 
 int AddStandardErrorSink()
 {
-    return AddSink([](const Line& iLine) {
+    const auto write = [](const Line& iLine) {
         const std::string text = ToText(iLine) + "\n";
         std::fwrite(text.data(), 1, text.size(), stderr);
-    });
+    };
+    return Add({write, "standard error"});
 }
 
 bool HasSinks() noexcept { return gSinkCount.load(std::memory_order_relaxed) != 0; }
@@ -100,8 +125,9 @@ void Write(const Line& iLine)
 {
     Sinks& sinks = GetSinks();
     const std::lock_guard hold(sinks.mMutex);
-    for (const auto& [id, sink] : sinks.mSinks)
-        sink(iLine);
+    for (auto sink = sinks.mSinks.begin(); sink != sinks.mSinks.end(); ++sink)
+        if (sinks.IsFirstOfItsTarget(sink))
+            sink->second.mSink(iLine);
 }
 
 } // namespace LogSinks

@@ -1,6 +1,7 @@
 // Where log lines go. Without a sink nothing is written. The environment variable QORJOB_LOG names the routers that are
 // on from the start ("Kernel/Job Trace,Kernel/Error", or "all") and sends their lines to standard error, or to the file
-// that QORJOB_LOG_FILE names.
+// that QORJOB_LOG_FILE names. What is wrong with the two is said on standard error: at once, or, of a router that
+// nobody makes, at the end.
 #pragma once
 
 #include "platform/Export.h"
@@ -33,7 +34,8 @@ QORJOB_API void RemoveSink(int iSinkId);
 /// The line as standard error and files show it.
 QORJOB_API std::string ToText(const Line& iLine);
 
-/// Adds a sink that appends to a file; throws QBase::Message when it can't be opened.
+/// Adds a sink that appends to a file; throws QBase::Message when it can't be opened. What is added twice, the file of
+/// a path or standard error, has each line once.
 QORJOB_API int AddFileSink(const std::string& iPath);
 QORJOB_API int AddStandardErrorSink();
 

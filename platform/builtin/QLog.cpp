@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <map>
 #include <mutex>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -59,6 +60,16 @@ public:
     void LogCoded(HRESULT iCode, const char* iTemplateName, const char* iOrigin,
                   const MessageFormatter& iArguments) override;
 
+    // Of the general heap, though it is aligned: `new` throws where there is no memory.
+    static void* operator new(std::size_t iBytes, std::align_val_t iAlignment)
+    {
+        void* const memory = Builtin::AllocateAligned(iBytes, static_cast<std::size_t>(iAlignment));
+        if (memory == nullptr)
+            throw std::bad_alloc();
+        return memory;
+    }
+    static void operator delete(void* iMemory, std::align_val_t) noexcept { Builtin::FreeAligned(iMemory); }
+
 private:
     ~RouterBody() override = default;
 
@@ -87,6 +98,7 @@ struct Routers
     std::mutex mMutex;
     std::map<RouterKey, RouterBody*> mLive; // each removes itself with its last reference
     std::vector<Rule> mRules;               // a later one overrules an earlier one
+    std::vector<Rule> mUnmet;               // those of the environment that have covered no router yet
 
     bool IsEnabled(const RouterKey& iKey) const
     {
@@ -177,28 +189,59 @@ Uptime& GetUptime()
     return uptime.Get();
 }
 
-/// Takes "Kernel/Job Trace,Kernel/Error"; a component alone, or "all", stands for all of it.
+std::string_view WithoutBlanks(std::string_view iText)
+{
+    const std::size_t first = std::min(iText.find_first_not_of(' '), iText.size());
+    return iText.substr(first, iText.find_last_not_of(' ') + 1 - first);
+}
+
+/// Takes "Kernel/Job Trace, Kernel/Error"; a component alone, or "all", stands for all of it.
 void EnableListed(std::string_view iList)
 {
     while (!iList.empty())
     {
         const std::size_t comma = std::min(iList.find(','), iList.size());
-        const std::string_view item = iList.substr(0, comma);
+        const std::string_view item = WithoutBlanks(iList.substr(0, comma));
         iList.remove_prefix(std::min(comma + 1, iList.size()));
+        if (item.empty())
+            continue;
         const std::size_t slash = item.find('/');
-        if (item == "all")
-            LogSinks::Enable(cAny, cAny, true);
-        else if (slash == std::string_view::npos)
-            LogSinks::Enable(std::string(item), cAny, true);
-        else
-            LogSinks::Enable(std::string(item.substr(0, slash)), std::string(item.substr(slash + 1)), true);
+        RouterKey key(item == "all" ? cAny : item.substr(0, slash), cAny);
+        if (slash != std::string_view::npos)
+            key.second = item.substr(slash + 1);
+        LogSinks::Enable(key.first, key.second, true);
+
+        Routers& routers = GetRouters();
+        const std::lock_guard hold(routers.mMutex);
+        const Rule rule{std::move(key), true};
+        if (std::none_of(routers.mLive.begin(), routers.mLive.end(),
+                         [&](const auto& iLive) { return rule.Covers(iLive.first); }))
+            routers.mUnmet.push_back(rule);
     }
+}
+
+/// Routers are made by whoever needs them: that a name was wrong is known no sooner than at the end.
+void ReportUnmet() noexcept
+{
+    Routers& routers = GetRouters();
+    const std::lock_guard hold(routers.mMutex);
+    for (const Rule& rule : routers.mUnmet)
+        std::fprintf(stderr, "QORJOB_LOG names %s/%s: there was no such log router.\n", rule.mKey.first.c_str(),
+                     rule.mKey.second.c_str());
+    routers.mUnmet.clear();
+}
+
+/// Null for an empty variable, too.
+const char* Setting(const char* iName)
+{
+    const char* const value = std::getenv(iName);
+    return value == nullptr || *value == '\0' ? nullptr : value;
 }
 
 int AddEnvironmentSink()
 {
-    const char* const path = std::getenv("QORJOB_LOG_FILE");
-    if (path == nullptr || *path == '\0')
+    const char* const path = Setting("QORJOB_LOG_FILE");
+    if (path == nullptr)
         return LogSinks::AddStandardErrorSink();
     try
     {
@@ -222,14 +265,16 @@ QBase::ReturnPtrI<Router> CreateRouter(const char* iComponent, const char* iName
         throw QBase::Message("The log router " + key.first + "/" + key.second + " can't be made.");
 
     Routers& routers = GetRouters();
+    QBase::PtrI<RouterBody> made; // goes, where it can't be entered, behind the lock: its end takes it
     const std::lock_guard hold(routers.mMutex);
-    RouterBody*& place = routers.mLive[key];
-    if (place == nullptr || !place->AddRefWhileReferenced())
-    {
-        place = new RouterBody(key);
-        place->SetEnabled(routers.IsEnabled(key));
-    }
-    return QBase::ReturnPtrI<Router>::Adopt(place);
+    const auto live = routers.mLive.find(key);
+    if (live != routers.mLive.end() && live->second->AddRefWhileReferenced())
+        return QBase::ReturnPtrI<Router>::Adopt(live->second);
+    made = QBase::PtrI<RouterBody>::Adopt(new RouterBody(key));
+    made->SetEnabled(routers.IsEnabled(key));
+    routers.mLive.insert_or_assign(key, made.Get());
+    std::erase_if(routers.mUnmet, [&](const Rule& iRule) { return iRule.Covers(key); });
+    return QBase::ReturnPtrI<Router>::Adopt(made.Detach());
 }
 
 Initializer::Initializer()
@@ -239,11 +284,17 @@ Initializer::Initializer()
     EventTrace::Note("QLog::Initializer");
     Uptime& uptime = GetUptime();
     const std::lock_guard hold(uptime.mMutex);
-    const char* const list = uptime.mInitializers == 0 ? std::getenv("QORJOB_LOG") : nullptr;
-    if (list != nullptr && *list != '\0')
+    if (uptime.mInitializers == 0)
     {
-        EnableListed(list);
-        uptime.mSinkId = AddEnvironmentSink();
+        if (const char* const list = Setting("QORJOB_LOG"))
+        {
+            EnableListed(list);
+            uptime.mSinkId = AddEnvironmentSink();
+        }
+        else if (Setting("QORJOB_LOG_FILE") != nullptr)
+        {
+            std::fputs("QORJOB_LOG_FILE is of no use: QORJOB_LOG names no log router.\n", stderr);
+        }
     }
     ++uptime.mInitializers;
 }
@@ -253,8 +304,10 @@ Initializer::~Initializer()
     EventTrace::Note("QLog::~Initializer");
     Uptime& uptime = GetUptime();
     const std::lock_guard hold(uptime.mMutex);
-    if (--uptime.mInitializers == 0)
-        LogSinks::RemoveSink(std::exchange(uptime.mSinkId, 0));
+    if (--uptime.mInitializers != 0)
+        return;
+    LogSinks::RemoveSink(std::exchange(uptime.mSinkId, 0));
+    ReportUnmet();
 }
 
 } // namespace QLog

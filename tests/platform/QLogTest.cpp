@@ -1,6 +1,7 @@
 #include "platform/QLog.h"
 
 #include "platform/QDataType.h"
+#include "platform/builtin/Faults.h"
 #include "platform/builtin/LogSinks.h"
 #include "platform/builtin/Settings.h"
 #include "tests/support/Threads.h"
@@ -11,6 +12,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -116,6 +118,50 @@ TEST_F(Log, SurvivesRoutersThatComeAndGoOnAllThreads)
         }
     });
     EXPECT_EQ(mLines.size(), 1200u); // the sink needs no lock of its own
+}
+
+TEST_F(Log, GoesOnWithoutARouterThatCantBeMade)
+{
+    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    EXPECT_THROW(CreateRouter("Kernel", "Lost", 1), std::bad_alloc);
+    LogSinks::Enable("Kernel", "*", true);
+    EXPECT_TRUE(IsOn("Kernel", "Lost"));
+}
+
+/// What standard error shows of one life of the library with these settings, while it logs one line.
+std::string ErrorsWith(const std::string& iList, const std::string& iFile, bool ibOwnSink = false)
+{
+    SetVariable("QORJOB_LOG", iList);
+    SetVariable("QORJOB_LOG_FILE", iFile);
+    testing::internal::CaptureStderr();
+    const int sink = ibOwnSink ? LogSinks::AddStandardErrorSink() : 0;
+    {
+        const QLog::Initializer initializer;
+        for (int line = 0; line < 2; ++line)
+            CreateRouter("Kernel", "Job Trace", 1)->LogLine("up", MessageFormatter());
+    }
+    LogSinks::RemoveSink(sink);
+    LogSinks::Enable("Kernel", "Job Trace", false);
+    SetVariable("QORJOB_LOG", "");
+    SetVariable("QORJOB_LOG_FILE", "");
+    return testing::internal::GetCapturedStderr();
+}
+
+TEST_F(Log, SaysOnceWhatIsWrongWithItsSettings)
+{
+    const std::string head = Head().substr(0, Head().find("Kernel"));
+    const std::string line = head + "Kernel/Job Trace: up\n";
+    EXPECT_EQ(ErrorsWith("Kernel/On , Kernel/Job Trace,", mPath),
+              "QORJOB_LOG names Kernel/On: there was no such log router.\n");
+    EXPECT_EQ(ErrorsWith("Kernal, Kernel", mPath), "QORJOB_LOG names Kernal/*: there was no such log router.\n");
+    EXPECT_EQ(ErrorsWith("", mPath), "QORJOB_LOG_FILE is of no use: QORJOB_LOG names no log router.\n");
+    EXPECT_EQ(ErrorsWith("all", "", true), line + line) << "each once";
+    EXPECT_EQ(ErrorsWith("all", testing::TempDir()),
+              "The log file " + testing::TempDir() + " can't be opened.\n" + line + line);
+    EXPECT_EQ(ReadFile(mPath), line + line + line + line) << "of the first two";
+#if defined(__linux__)
+    EXPECT_EQ(ErrorsWith("all", "/dev/full"), "The log file /dev/full can't be written any more.\n");
+#endif
 }
 
 TEST_F(Log, TakesItsRoutersAndItsFileFromTheEnvironment)
