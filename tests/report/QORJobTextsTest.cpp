@@ -3,6 +3,7 @@
 #include "report/QORJobInfo.h"
 #include "tests/support/FullJob.h"
 
+#include <map>
 #include <thread>
 
 namespace
@@ -105,17 +106,17 @@ TEST_F(JobTexts, DumpAllThereIs)
     EXPECT_EQ(
         DumpOf(*full.mJob.Get()),
         "Job Trace Flags: 0x40\nJobId: 4711\nParent JobId: 28\nReference JobId: 29\n\tStatus: 8\n\tSource: 24\n"
-        "\tType: 26\n\tRequest Type: 7\n\tProject Internal Id: 27\n\tProject Name: project\n"
-        "\tProject GUID: {12345678-9ABC-DEF0-0102-030405060701}\n\tOwner: owner\n\tUser: user\n"
-        "\tUser Login: login\n\tUser GUID: {12345678-9ABC-DEF0-0102-030405060702}\n"
-        "\tWarehouse GUID: {12345678-9ABC-DEF0-0102-030405060704}\n\tDescription: description\n"
+        "\tType: 26\n\tRequest Type: 7\n\tProject Internal Id: 27\n\tProject Name: ProjectName\n"
+        "\tProject GUID: {12345678-9ABC-DEF0-0102-030405060701}\n\tOwner: Owner\n\tUser: User\n"
+        "\tUser Login: UserLogin\n\tUser GUID: {12345678-9ABC-DEF0-0102-030405060702}\n"
+        "\tWarehouse GUID: {12345678-9ABC-DEF0-0102-030405060704}\n\tDescription: Description\n"
         "\tPU Priority: 23\n\tCreation Time: " +
             At(1) + "\n\tStatus Time: " + At(2) + "\n\tFinish Time: " + At(3) + "\n\tTimeout Time: " + At(4) +
             "\n\tIsRunning: true\n\tStats Collected: true\n\tTimeout Extended: true\n\tIs Batch Job: true\n"
             "\tIs SendNow Job: true\n\tIs Executing In Warehouse: true\n\tPU Started: true\n"
             "\tJob Completed: true\n\tIAmDead: true\n\tExternal Buffer: true\n\tReference Count: 6\n"
-            "\tPerf Count: 1\n\tDelivery Type: 30\n\tSubscription Owner: subscription owner\n"
-            "\tSubscription Recipient: recipient\n\tDestination: destination\n\tError Code: 0x80043018\n"
+            "\tPerf Count: 1\n\tDelivery Type: 30\n\tSubscription Owner: SubscriptionOwner\n"
+            "\tSubscription Recipient: SubscriptionRecipient\n\tDestination: Destination\n\tError Code: 0x80043018\n"
             "\tComponent Error Code: 0x80040202\n\tTodoStepList:\n\t\tStepId: 13, ThreadId: 1013, PUId: 2013, "
             "StepStartTime: " +
             At(26) + ", StepFinishTime: " + At(27) +
@@ -129,32 +130,33 @@ TEST_F(JobTexts, DumpAllThereIs)
 
 TEST_F(JobTexts, DumpEachFlagInItsOwnLine)
 {
-    bool bDead = true;
-    const std::pair<const char*, std::function<HRESULT(QORJob&)>> cFlags[] = {
-        {"", [](QORJob&) { return S_OK; }},
-        {"IsRunning", [](QORJob& ioJob) { return ioJob.SetRunning(true, nullptr); }},
-        {"Stats Collected", [](QORJob& ioJob) { return ioJob.SetStatsFlag(true); }},
-        {"Timeout Extended", [](QORJob& ioJob) { return ioJob.SetTimeoutExtended(true, nullptr); }},
-        {"Is Batch Job", [](QORJob& ioJob) { return ioJob.SetIsBatchJob(true); }},
-        {"Is SendNow Job", [](QORJob& ioJob) { return ioJob.SetIsSendNowJob(true); }},
-        {"Is Executing In Warehouse", [](QORJob& ioJob) { return ioJob.SetIsExecutingInWarehouse(true); }},
-        {"PU Started", [](QORJob& ioJob) { return ioJob.SetPUStart(1); }},
-        {"Job Completed", [](QORJob& ioJob) { return ioJob.UpdateJobCloseCounters(); }},
-        {"IAmDead", [&](QORJob& ioJob) { return ioJob.SetIAmDead(true, &bDead, StepFindCube); }},
-    };
-    for (const auto& [name, set] : cFlags)
+    const std::map<std::string, std::string> cLines = {{"SendNow", "Is SendNow Job"},
+                                                       {"Batch", "Is Batch Job"},
+                                                       {"InWarehouse", "Is Executing In Warehouse"},
+                                                       {"Stats", "Stats Collected"},
+                                                       {"TimeoutExtended", "Timeout Extended"},
+                                                       {"Running", "IsRunning"},
+                                                       {"Dead", "IAmDead"}};
+    std::string old;
+    for (const Attribute& attribute : Attributes())
     {
         const JobPtr job = NewJob();
         QORJobInfo info;
         QORJobBrowsingInfo2 browsing;
-        EXPECT_EQ(set(*job.Get()), S_OK);
-        EXPECT_EQ(TrueIn(DumpOf(*job.Get())), *name == '\0' ? Texts() : Texts{name});
+        EXPECT_EQ(attribute.mSetter(*job.Get(), old), S_OK);
+        const auto line = cLines.find(attribute.mName);
+        EXPECT_EQ(TrueIn(DumpOf(*job.Get())), line == cLines.end() ? Texts() : Texts{line->second});
         EXPECT_EQ(job->GetJobInfo(&info), S_OK);
         EXPECT_EQ(job->GetJobBrowsingInfo2(&browsing), S_OK);
-        EXPECT_EQ(info.mbRunning, Texts{name} == Texts{"IsRunning"});
-        EXPECT_EQ(browsing.mbSendNow, Texts{name} == Texts{"Is SendNow Job"});
-        EXPECT_EQ(browsing.mbExecutingInWarehouse, Texts{name} == Texts{"Is Executing In Warehouse"});
+        EXPECT_EQ(info.mbRunning, attribute.mName == "Running");
+        EXPECT_EQ(browsing.mbSendNow, attribute.mName == "SendNow");
+        EXPECT_EQ(browsing.mbExecutingInWarehouse, attribute.mName == "InWarehouse");
     }
+    const JobPtr job = NewJob();
+    EXPECT_EQ(job->SetPUStart(1), S_OK);
+    EXPECT_EQ(TrueIn(DumpOf(*job.Get())), Texts{"PU Started"});
+    EXPECT_EQ(job->UpdateJobCloseCounters(), S_OK);
+    EXPECT_EQ(TrueIn(DumpOf(*job.Get())), (Texts{"PU Started", "Job Completed"}));
 }
 
 TEST_F(JobTexts, LeaveOutWhatHasNoRoomOrIsNotThere)

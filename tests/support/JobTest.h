@@ -18,6 +18,7 @@
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -36,7 +37,8 @@ inline Texts Split(const std::string& iText)
     return {std::istream_iterator<std::string>(words), {}};
 }
 
-inline Texts Join(Texts iFirst, const Texts& iSecond)
+template <class T>
+std::vector<T> Join(std::vector<T> iFirst, const std::type_identity_t<std::vector<T>>& iSecond)
 {
     iFirst.insert(iFirst.end(), iSecond.begin(), iSecond.end());
     return iFirst;
@@ -50,6 +52,13 @@ inline QBase::Buffer* NewBuffer(std::size_t iReserve = 1 << 16)
 inline QDataType::DateTime TimeOf(int iMilliseconds)
 {
     return QDataType::DateTime(45000.0) + QDataType::TimeSpan(static_cast<unsigned>(iMilliseconds));
+}
+
+/// A moment that differs from the others in all its parts: a day, two hours, three minutes and 4.005 seconds apart.
+inline constexpr unsigned cApart = 93'784'005;
+inline QDataType::DateTime Moment(int iNumber)
+{
+    return TimeOf(0) + QDataType::TimeSpan::FromTicks(iNumber * std::int64_t{cApart} * 10'000);
 }
 
 constexpr GUID GuidOf(BYTE iNumber) { return {0x12345678, 0x9ABC, 0xDEF0, {1, 2, 3, 4, 5, 6, 7, iNumber}}; }
