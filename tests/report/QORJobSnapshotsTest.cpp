@@ -183,8 +183,8 @@ TEST_F(JobSnapshots, ShowAllThereIsAndAreCopiedWhole)
     const std::string shown =
         Words("4711 priority 22 status 8 source 24 type 26 running 1 unit priority 23", At(1), At(2), At(3)) +
         "2: " + stepText(13) + stepText(14) + "2: " + stepText(12) + stepText(11) +
-        "2: " + Words("unit 36", At(108), At(109), At(110)) + Words("unit 35", At(105), At(106), At(107)) +
-        "2: item 0 8 i item 3 7 b 0 3 0 0 0 ";
+        "3: " + Words("unit 35", At(107), At(108), cNever) + Words("unit 36", At(106), cNever, At(110)) +
+        Words("unit 35", At(105), cNever, At(109)) + "2: item 0 8 i item 3 7 b 0 3 0 0 0 ";
     EXPECT_EQ(ShowInfo(info), shown);
     EXPECT_EQ(QBase::WideCharToUTF8(info.mTodoSteps[0].GetChapterKey()), "K13");
     QORJobInfo copy(info);

@@ -123,9 +123,10 @@ TEST_F(JobTexts, DumpAllThereIs)
             "\n\t\tStepId: 14, ThreadId: 1014, PUId: 2014, StepStartTime: " + At(28) + ", StepFinishTime: " + At(29) +
             "\n\tFinishedStepList:\n\t\tStepId: 12, ThreadId: 1012, PUId: 2012, StepStartTime: " + At(24) +
             ", StepFinishTime: " + At(25) + "\n\t\tStepId: 11, ThreadId: 1011, PUId: 2011, StepStartTime: " + At(22) +
-            ", StepFinishTime: " + At(23) + "\n\tJobPUInfoList:\n\t\tPUId: 36, EnterTime: " + At(108) +
-            ", StartTime: " + At(109) + ", ExitTime: " + At(110) + "\n\t\tPUId: 35, EnterTime: " + At(105) +
-            ", StartTime: " + At(106) + ", ExitTime: " + At(107) + "\n");
+            ", StepFinishTime: " + At(23) + "\n\tJobPUInfoList:\n\t\tPUId: 35, EnterTime: " + At(107) +
+            ", StartTime: " + At(108) + ", ExitTime: " + cNever + "\n\t\tPUId: 36, EnterTime: " + At(106) +
+            ", StartTime: " + cNever + ", ExitTime: " + At(110) + "\n\t\tPUId: 35, EnterTime: " + At(105) +
+            ", StartTime: " + cNever + ", ExitTime: " + At(109) + "\n");
 }
 
 TEST_F(JobTexts, DumpEachFlagInItsOwnLine)

@@ -67,11 +67,12 @@ inline Attribute TextRow(const char* iName, TextSetter iSet, RawTextSetter iSetR
 {
     Attribute row = TextRow(iName, iSet, iGet);
     row.mSetter = [=](QORJob& ioJob, std::string&) {
-        const QBase::wstring value = QBase::UTF8ToWideChar(iName);
-        const HRESULT code = (ioJob.*iSet)(W("a text that is longer than the value"));
-        EXPECT_EQ((ioJob.*iSetRaw)(value.c_str()), S_OK);
+        QBase::wstring text;
+        EXPECT_EQ((ioJob.*iSetRaw)(W("a text that is longer than the value")), S_OK);
         EXPECT_EQ((ioJob.*iSetRaw)(nullptr), E_POINTER);
-        return code;
+        EXPECT_EQ((ioJob.*iGet)(text), S_OK);
+        EXPECT_EQ(text, W("a text that is longer than the value"));
+        return (ioJob.*iSet)(QBase::UTF8ToWideChar(iName));
     };
     return row;
 }

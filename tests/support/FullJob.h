@@ -117,15 +117,13 @@ private:
             ioJob.AddStepToRun(NewStep(step), nullptr);
         for (const int step : {11, 12})
             ioJob.SetStepComplete(step);
+        int moment = 105;
+        const auto tick = [&] { Settings::SetClock(Moment(moment++)); };
+        for (const int unit : {35, 36, 35})
+            tick(), ioJob.SetPUEnter(unit, nullptr, 0);
+        tick(), ioJob.SetPUStart(35); // the newest visit
         for (const int unit : {35, 36})
-        {
-            Settings::SetClock(Moment(3 * unit));
-            ioJob.SetPUEnter(unit, nullptr, 0);
-            Settings::SetClock(Moment(3 * unit + 1));
-            ioJob.SetPUStart(unit);
-            Settings::SetClock(Moment(3 * unit + 2));
-            ioJob.SetPUExit(unit, nullptr);
-        }
+            tick(), ioJob.SetPUExit(unit, nullptr); // the oldest
         ioJob.SetJobData(&mText);
         ioJob.SetJobData(&mBytes);
         ioJob.MarkJobTraceFlags(64);
