@@ -25,6 +25,7 @@ TEST_F(JobAttributes, ChangeOneAtATime)
         std::string old = attribute.mInitial;
         EXPECT_EQ(attribute.mSetter(*job.Get(), old), S_OK) << attribute.mName;
         EXPECT_EQ(old, attribute.mInitial) << attribute.mName;
+        EXPECT_EQ(Read(*job.Get(), &QORJob::GetJobCreationTime), Moment(1));
         for (const Attribute& other : Attributes())
             EXPECT_EQ(other.mGetter(*job.Get()), &other == &attribute ? other.mSet : other.mInitial)
                 << other.mName << " after " << attribute.mName;

@@ -261,28 +261,30 @@ TEST_F(JobTask, FindsNamesAndProfilesAsTheRegistryWasMade)
     for (const int profile : {0, -1})
     {
         const auto make = [&] {
-            return profile == 0 ? QORJobTask::InitJobTaskNameIds() : QORJobTask::AddName(query, 50);
+            return profile == 0 ? QORJobTask::InitJobTaskNameIds() : QORJobTask::AddName(query, 41);
         };
         Faults::FailNth(Faults::EnumFault::LockCreation, 1);
         EXPECT_EQ(make(), E_OUTOFMEMORY);
         EXPECT_EQ(make(), S_OK);
-        EXPECT_EQ(QORJobTask::AddName(query, 50), S_OK);
+        EXPECT_EQ(QORJobTask::AddName(query, 41), S_OK);
         EXPECT_EQ(QORJobTask::AddName(nullptr, 3), E_INVALIDARG);
         EXPECT_EQ(QORJobTask::AddName(W("Gr\u00F6\u00DFe"), 40), S_OK);
         EXPECT_EQ(QORJobTask::GetId(query, &id), S_OK);
-        EXPECT_EQ(id, 50);
+        EXPECT_EQ(id, 41);
         const WCHAR* name = nullptr;
         QBase::wstring text;
-        EXPECT_EQ(QORJobTask::GetName(50, &name), S_OK);
-        EXPECT_EQ(QORJobTask::GetName(50, text), S_OK);
+        EXPECT_EQ(QORJobTask::GetName(41, &name), S_OK);
+        EXPECT_EQ(QORJobTask::GetName(41, text), S_OK);
         EXPECT_EQ(QBase::wstring(name), query);
         EXPECT_EQ(text, query);
         for (const auto& [task, code, expected] :
-             {std::tuple(3, S_OK, profile), {41, E_POINTER, -1}, {50, E_POINTER, -1}, {-1, E_POINTER, -1}})
+             {std::tuple(3, S_OK, profile), {41, E_POINTER, -1}, {-1, E_POINTER, -1}})
         {
             EXPECT_EQ(QORJobTask::GetProfileIndex(task, &id), code);
             EXPECT_EQ(id, expected);
         }
+        for (const PerfReadings::Profile& made : PerfReadings::GetProfiles())
+            EXPECT_NE(made.mName, "Query") << "past the ids that are profiled";
         EXPECT_EQ(QORJobTask::GetProfileIndex(40, &id), S_OK);
         EXPECT_EQ(PerfReadings::GetProfiles().at(static_cast<std::size_t>(id)).mName, "Gr\u00F6\u00DFe");
         EXPECT_EQ(QORJobTask::UnInitJobTaskNameIds(), S_OK);
