@@ -77,7 +77,7 @@ TEST_F(JobError, LeavesTheCurrentStepAndWhatReportsAndClosesUnlessTheJobHasEnded
         {"3 4 2", 3, nullptr, false, "3 10 2", true},   {"", 1, "3", false, "", false},
         {"4 5", 1, "3", false, "4 10 2", true},         {"10 2", 1, "3", false, "10 2", false},
         {"10 2", 1, "3", true, "10 26 2", true},        {"2 5", 1, "10", false, "2 5", false},
-        {"2 5", 1, "3", false, "2 5", false},
+        {"2 5", 1, "3", false, "2 5", false},           {"10 -", 1, "3", false, "10", false},
     };
     for (const auto& [todo, status, done, bDelivery, left, bWritten] : cCases)
     {
