@@ -17,16 +17,16 @@ using JobContext = JobTest;
 TEST_F(JobAttributes, ChangeOneAtATime)
 {
     Settings::SetClock(Moment(1));
-    for (const Attribute& attribute : Attributes())
+    for (const Attribute& attribute : cAttributes)
     {
         const JobPtr job = NewJob();
-        for (const Attribute& other : Attributes())
+        for (const Attribute& other : cAttributes)
             EXPECT_EQ(other.mGetter(*job.Get()), other.mInitial) << other.mName << " of a fresh job";
         std::string old = attribute.mInitial;
         EXPECT_EQ(attribute.mSetter(*job.Get(), old), S_OK) << attribute.mName;
         EXPECT_EQ(old, attribute.mInitial) << attribute.mName;
         EXPECT_EQ(Read(*job.Get(), &QORJob::GetJobCreationTime), Moment(1));
-        for (const Attribute& other : Attributes())
+        for (const Attribute& other : cAttributes)
             EXPECT_EQ(other.mGetter(*job.Get()), &other == &attribute ? other.mSet : other.mInitial)
                 << other.mName << " after " << attribute.mName;
     }

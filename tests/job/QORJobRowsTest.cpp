@@ -91,21 +91,21 @@ using J = QORJob;
 /// Beside the setters and getters of attributes.
 std::vector<Call> LockedCalls()
 {
-    std::vector<Call> calls =
-        CallsOf(static_cast<HRESULT (J::*)()>(&J::SetDescription), &J::SetUserSession, &J::GetUserSession,
-                &J::SetProcessContext, &J::GetProcessContext, &J::GetMemGovernor, &J::IsCanceled, &J::IsStopped,
-                &J::IsStepPausing, &J::IsExecuting, &J::IsQueryEngineServerAborted, &J::GetJobCreationTime,
-                static_cast<HRESULT (J::*)(QSynch::AtomicLong, std::shared_ptr<JobMemGovernor>)>(&J::SetParentId),
-                static_cast<int (J::*)() const>(&J::GetParentId), &J::AddChild, &J::RemoveExecutingChild,
-                &J::MarkChildComplete, &J::GetExecutingChildrenList, &J::GetFinishedChildrenList, &J::SetRunAwayStatus,
-                &J::NeedToKeepMsgInJobForRunAway, &J::NeedToPerisistMsgStatusForRunAway, &J::SetPUEnter, &J::SetPUStart,
-                &J::SetPUExit, &J::GetPUId, &J::GetWaitingTime, &J::GetJobData, &J::IsDataAvailable,
-                static_cast<HRESULT (J::*)(QBase::wstring&) const>(&J::GetJobError), &J::UpdateJobError, &J::IsError,
-                &J::GetErrCode, &J::GetComponentErrorCodeEx, &J::GetChannelRequest, &J::AddChannelRequest,
-                &J::CompleteChannelRequest, &J::GetInMessage, &J::SetInMessage, &J::GetInBoxMsgPtr, &J::SetInBoxMsgPtr,
-                &J::UpdateJobCloseCounters, static_cast<HRESULT (J::*)(QORJobInfo*) const>(&J::GetJobInfo),
-                static_cast<void (J::*)(QBase::wstring&) const>(&J::GetJobInfo), &J::GetJobBrowsingInfo,
-                &J::GetJobBrowsingInfo2);
+    std::vector<Call> calls = CallsOf(
+        static_cast<HRESULT (J::*)()>(&J::SetDescription), &J::SetUserSession, &J::GetUserSession,
+        &J::SetProcessContext, &J::GetProcessContext, &J::GetMemGovernor, &J::IsCanceled, &J::IsStopped,
+        &J::IsStepPausing, &J::IsExecuting, &J::IsQueryEngineServerAborted, &J::GetJobCreationTime,
+        static_cast<HRESULT (J::*)(QSynch::AtomicLong, std::shared_ptr<JobMemGovernor>)>(&J::SetParentId),
+        static_cast<int (J::*)() const>(&J::GetParentId), &J::AddChild, &J::RemoveExecutingChild, &J::MarkChildComplete,
+        &J::GetExecutingChildrenList, &J::GetFinishedChildrenList, &J::SetRunAwayStatus,
+        &J::NeedToKeepMsgInJobForRunAway, &J::NeedToPerisistMsgStatusForRunAway, &J::SetPUEnter, &J::SetPUStart,
+        &J::SetPUExit, &J::GetPUId, &J::GetWaitingTime, &J::GetJobData, &J::IsDataAvailable, &J::CreateJobDataObject,
+        static_cast<HRESULT (J::*)(QBase::wstring&) const>(&J::GetJobError), &J::UpdateJobError, &J::IsError,
+        &J::GetErrCode, &J::GetComponentErrorCodeEx, &J::GetChannelRequest, &J::AddChannelRequest,
+        &J::CompleteChannelRequest, &J::GetInMessage, &J::SetInMessage, &J::GetInBoxMsgPtr, &J::SetInBoxMsgPtr,
+        &J::UpdateJobCloseCounters, static_cast<HRESULT (J::*)(QORJobInfo*) const>(&J::GetJobInfo),
+        static_cast<void (J::*)(QBase::wstring&) const>(&J::GetJobInfo), &J::GetJobBrowsingInfo,
+        &J::GetJobBrowsingInfo2);
     const auto add = [&](std::function<void(QORJob&)> iRun) { calls.push_back({std::move(iRun), {}}); };
     add([](J& ioJob) { EXPECT_EQ(ioJob.IncrementRunningChildCount(nullptr), S_OK); });
     add([](J& ioJob) { EXPECT_EQ(ioJob.DecrementRunningChildCount(nullptr), S_OK); });
@@ -130,7 +130,7 @@ TEST_F(JobRows, RefuseANullOutPointerOrIgnoreIt)
 {
     const JobPtr counted = NewJobWith("3 2");
     QORJob& job = *counted.Get();
-    for (const Attribute& attribute : Attributes())
+    for (const Attribute& attribute : cAttributes)
         EXPECT_EQ(attribute.mReadIntoNull ? attribute.mReadIntoNull(job) : attribute.mNullCode, attribute.mNullCode)
             << attribute.mName;
     for (const std::vector<Call>& calls : {LockedCalls(), UnlockedCalls()})
@@ -158,7 +158,7 @@ TEST_F(JobRows, TakeTheLockOrDoWithoutIt)
     job->SetProcessContext(&context);
     std::vector<Call> locked = LockedCalls();
     std::vector<Call> unlocked = UnlockedCalls();
-    for (const Attribute& attribute : Attributes())
+    for (const Attribute& attribute : cAttributes)
     {
         (attribute.mbGetterLocks ? locked : unlocked).push_back({attribute.mGetter, {}});
         (attribute.mbSetterLocks ? locked : unlocked)

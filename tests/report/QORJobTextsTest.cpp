@@ -139,7 +139,7 @@ TEST_F(JobTexts, DumpEachFlagInItsOwnLine)
                                                        {"Running", "IsRunning"},
                                                        {"Dead", "IAmDead"}};
     std::string old;
-    for (const Attribute& attribute : Attributes())
+    for (const Attribute& attribute : cAttributes)
     {
         const JobPtr job = NewJob();
         QORJobInfo info;

@@ -77,13 +77,13 @@ inline Attribute TextRow(const char* iName, TextSetter iSet, RawTextSetter iSetR
     return row;
 }
 
-inline const std::vector<Attribute>& Attributes()
+inline std::vector<Attribute> MakeAttributes()
 {
     using J = QORJob;
     using Delivery = EnumSubscriptionDeliveryType;
     using Id = QSynch::AtomicLong;
     const QDataType::DateTime unset(0.0);
-    static const std::vector<Attribute> cAttributes = {
+    return {
         Row("SendNow", &J::SetIsSendNowJob, &J::GetIsSendNowJob, false, true),
         Row("DeliveryType", &J::SetDeliveryType, &J::GetDeliveryType, Delivery{0}, Delivery{30}),
         TextRow("SubscriptionOwner", &J::SetSubscriptionOwner, &J::GetSubscriptionOwner),
@@ -152,5 +152,7 @@ inline const std::vector<Attribute>& Attributes()
              return iJob.GetIAmDead(&bDead, nullptr) == E_POINTER ? iJob.GetIAmDead(nullptr, &step) : S_OK;
          }},
     };
-    return cAttributes;
 }
+
+/// Made before any test counts what is left on the heap.
+inline const std::vector<Attribute> cAttributes = MakeAttributes();

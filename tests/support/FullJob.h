@@ -129,7 +129,7 @@ private:
         ioJob.MarkJobTraceFlags(64);
         Settings::SetClock(Moment(2)); // of the status
         std::string old;
-        for (const Attribute& attribute : Attributes())
+        for (const Attribute& attribute : cAttributes)
             EXPECT_EQ(attribute.mSetter(ioJob, old), S_OK);
     }
 };
