@@ -12,7 +12,7 @@
 namespace
 {
 
-constexpr unsigned cSequences = 1500;
+constexpr unsigned cSequences = 2500;
 constexpr int cOperations = 30;
 
 /// What an operation of a sequence is given.
@@ -49,7 +49,7 @@ Arguments PickArguments(Random& ioRandom, const JobModel& iModel)
     arguments.mStep.mKey = Pick(ioRandom, {"", "chapter", "verse"});
     arguments.mUnit = Pick(ioRandom, {-1, 0, 0, 1, 7, 8});
     arguments.mStatus =
-        ioRandom() % 2 == 0 ? static_cast<int>(ioRandom() % 23) : Pick(ioRandom, {0, 1, 2, 4, 5, 17, 20});
+        ioRandom() % 2 == 0 ? static_cast<int>(ioRandom() % 23) : Pick(ioRandom, {0, 1, 2, 4, 5, 17, 20, 20});
     arguments.mTask = ioRandom() % 3 == 0 ? iModel.mTask : Pick(ioRandom, {0, 1, 2});
     arguments.mNumber = Pick(ioRandom, {0, 2, 4, 9, 0x800});
     arguments.mbFlag = ioRandom() % 3 != 0;
@@ -135,9 +135,23 @@ void Add(Pair& ioPair, const Arguments& iArguments, Result& oResult)
 using A = const Arguments&;
 using R = Result&;
 
+// The first ones are taken more often.
+constexpr std::size_t cCommonOperations = 4;
 const std::vector<Operation> cAllOperations = {
-    {"AddStep", Add<&QORJob::AddStep>, [](JobModel& m, A a, R r) { m.AddStep(a.mStep, r.mValue); }},
     {"AddStepToRun", Add<&QORJob::AddStepToRun>, [](JobModel& m, A a, R r) { m.AddStepToRun(a.mStep, r.mValue); }},
+    {"SetStepStart",
+     [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetStepStart(a.mStep.mId, a.mUnit, p.TaskOf(a.mTask)); },
+     [](JobModel& m, A a, R) { m.SetStepStart(a.mStep.mId, a.mUnit, a.mTask); }},
+    {"SetStepFinish",
+     [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetStepFinish(a.mStep.mId, a.mUnit, p.TaskOf(a.mTask)); },
+     [](JobModel& m, A a, R r) { r.mCode = m.SetStepFinish(a.mStep.mId, a.mUnit, a.mTask, a.mTask == 2); }},
+    {"GetCurrentStepIdToRun", [](Pair& p, A, R r) { r.mCode = p.mpJob->GetCurrentStepIdToRun(&r.mValue, &r.mOther); },
+     [](JobModel& m, A, R r) { r.mValue = m.GetCurrentStepIdToRun(r.mOther); },
+     [](JobModel& m, HRESULT) {
+         if (m.BeginDispatch() && m.mStatus == 17 && !m.mTodo.empty())
+             m.mStatus = 0; // a requeued job that has steps needs none
+     }},
+    {"AddStep", Add<&QORJob::AddStep>, [](JobModel& m, A a, R r) { m.AddStep(a.mStep, r.mValue); }},
     {"AddStepAtFront", Add<&QORJob::AddStepAtFront>, [](JobModel& m, A a, R r) { m.AddStepAt(0, a.mStep, r.mValue); }},
     {"AddStepAfterThis", Add<&QORJob::AddStepAfterThis>,
      [](JobModel& m, A a, R r) { m.AddStepAt(1, a.mStep, r.mValue); }},
@@ -165,15 +179,6 @@ const std::vector<Operation> cAllOperations = {
      }},
     {"GetCurrentStepId", [](Pair& p, A, R r) { r.mCode = p.mpJob->GetCurrentStepId(&r.mValue, &r.mOther); },
      [](JobModel& m, A, R r) { r.mValue = m.GetCurrentStepId(r.mOther); }},
-    {"GetCurrentStepIdToRun", [](Pair& p, A, R r) { r.mCode = p.mpJob->GetCurrentStepIdToRun(&r.mValue, &r.mOther); },
-     [](JobModel& m, A, R r) { r.mValue = m.GetCurrentStepIdToRun(r.mOther); },
-     [](JobModel& m, HRESULT) { m.BeginDispatch(); }},
-    {"SetStepStart",
-     [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetStepStart(a.mStep.mId, a.mUnit, p.TaskOf(a.mTask)); },
-     [](JobModel& m, A a, R) { m.SetStepStart(a.mStep.mId, a.mUnit, a.mTask); }},
-    {"SetStepFinish",
-     [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetStepFinish(a.mStep.mId, a.mUnit, p.TaskOf(a.mTask)); },
-     [](JobModel& m, A a, R r) { r.mCode = m.SetStepFinish(a.mStep.mId, a.mUnit, a.mTask, a.mTask == 2); }},
     {"SetIsExecutingInWarehouse", [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetIsExecutingInWarehouse(a.mbFlag); },
      [](JobModel& m, A a, R) { m.mbWarehouse = a.mbFlag; }},
     {"SetStatus", [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetStatus(a.mStatus, &r.mValue); },
@@ -380,7 +385,8 @@ protected:
         // A snapshot shows 16 steps: no list grows longer.
         for (int i = 0; i < cOperations && pair.mModel.Size() < 14 && pair.mModel.mFinished.size() < 15; ++i)
         {
-            const Operation& operation = cAllOperations[random() % cAllOperations.size()];
+            const std::size_t choice = random() % 3 == 0 ? cCommonOperations : cAllOperations.size();
+            const Operation& operation = cAllOperations[random() % choice];
             const Arguments arguments = PickArguments(random, pair.mModel);
             const int failing = random() % 6 == 0 ? static_cast<int>(random() % 4) + 1 : 0;
             history += std::string("\n") + operation.mName + " step " + std::to_string(arguments.mStep.mId) + " unit " +
