@@ -107,7 +107,7 @@ TEST_F(JobError, LeavesTheCurrentStepAndWhatReportsAndClosesUnlessTheJobHasEnded
         EXPECT_EQ(Read(*job.Get(), &QORJob::GetStatus), 4) << "even of a job that had ended otherwise";
         EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), bWritten ? cFailure : S_OK);
         EXPECT_EQ(TextOf(*job.Get()), bWritten ? "An exception was thrown in here for job 7: why" : "");
-        EXPECT_EQ(DrainTodo(*job.Get()), Split(left)) << todo;
+        EXPECT_EQ(TodoOf(*job.Get()), Split(left)) << todo;
         EXPECT_EQ(job->SetProcessContext(nullptr), S_OK);
     }
 }
@@ -229,7 +229,7 @@ TEST_F(JobError, DoesWithoutContextMessageOrMemory)
     EXPECT_THROW(other->GetJobErrorBuilder(cFailure), std::runtime_error);
     EXPECT_FALSE(GetUsrContextLogFlag(&context));
     context.mOnCall = {};
-    RunOnThreads(1, [&](int) { EXPECT_EQ(DrainTodo(*other.Get()), Split("3 4 2")) << "the lock is free"; });
+    RunOnThreads(1, [&](int) { EXPECT_EQ(TodoOf(*other.Get()), Split("3 4 2")) << "the lock is free"; });
 }
 
 TEST_F(JobError, PassesWhatAContextThrowsOnAndIsReportedByItsReaders)

@@ -8,6 +8,7 @@
 #include "platform/builtin/LogSinks.h"
 #include "platform/builtin/PerfReadings.h"
 #include "platform/builtin/Settings.h"
+#include "report/QORJobInfo.h"
 #include "tests/support/Fakes.h"
 #include "tests/support/Threads.h"
 
@@ -62,25 +63,6 @@ inline QDataType::DateTime Moment(int iNumber)
 }
 
 constexpr GUID GuidOf(BYTE iNumber) { return {0x12345678, 0x9ABC, 0xDEF0, {1, 2, 3, 4, 5, 6, 7, iNumber}}; }
-
-/// How often the platform was asked for the time.
-inline int CountStamps(const Texts& iCalls)
-{
-    return static_cast<int>(std::count(iCalls.begin(), iCalls.end(), "QDataType::DateTime::NowUTC"));
-}
-
-/// The ids between `iBefore` and `iAfter` in the lines that have them.
-inline Texts Between(const Texts& iLines, const std::string& iBefore, char iAfter)
-{
-    Texts found;
-    for (const std::string& line : iLines)
-        if (line.find(iBefore) != std::string::npos)
-        {
-            const std::size_t start = line.find(iBefore) + iBefore.size();
-            found.push_back(line.substr(start, line.find(iAfter, start) - start));
-        }
-    return found;
-}
 
 /// What a getter gives that has to succeed.
 template <class T, class Object>
@@ -162,24 +144,15 @@ protected:
         EXPECT_EQ(ioJob.SetStatus(iStatus, nullptr), S_OK);
     }
 
-    /// The queued ids in their order. They are finished ones afterwards.
-    Texts DrainTodo(QORJob& ioJob)
+    /// The queued ids in their order.
+    static Texts TodoOf(const QORJob& iJob)
     {
-        TakeLog();
-        while (ioJob.SetStepComplete() == S_OK)
-        {
-        }
-        return Between(TakeLog(), "Job Trace: QORJob::SetStepComplete: Job:4711 completed step:", '.');
-    }
-
-    /// The finished ids, newest first, up to a closing step. The job waits afterwards.
-    Texts ReadFinished(QORJob& ioJob)
-    {
-        int step = -1;
-        SetStatus(ioJob, 7);
-        TakeLog();
-        ioJob.GetCurrentStepIdToRun(&step, nullptr);
-        return Between(TakeLog(), "finished step: ", ',');
+        QORJobInfo info;
+        EXPECT_EQ(iJob.GetJobInfo(&info), S_OK);
+        Texts ids;
+        for (int i = 0; i < info.mTodoCount; ++i)
+            ids.push_back(std::to_string(Read(info.mTodoSteps[static_cast<std::size_t>(i)], &QORJobStep::GetId)));
+        return ids;
     }
 
     /// What was logged since the last call; a line as "Job Trace: text", a coded entry as
