@@ -1,7 +1,9 @@
 #include "Errors.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <mutex>
+#include <system_error>
 #include <utility>
 
 namespace
@@ -11,6 +13,8 @@ std::mutex gMutex; // guards the taker
 ErrorTaker gTaker;
 
 } // namespace
+
+std::string SystemReason() { return std::generic_category().message(errno); }
 
 void LogError(const std::string& iText)
 {

@@ -19,6 +19,9 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// Why the system has refused the last call.
+std::string SystemReason();
+
 /// One line to standard error. Any thread.
 void LogError(const std::string& iText);
 

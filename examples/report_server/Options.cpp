@@ -47,14 +47,6 @@ void ReadValue(const std::string& iOption, const std::string& iValue, Options& i
         ioOptions.mMetrics = iValue;
 }
 
-void CheckFiles(const std::array<std::filesystem::path, 3>& iFiles)
-{
-    for (std::size_t i = 0; i < iFiles.size(); ++i)
-        for (std::size_t j = 0; j < i; ++j)
-            if (!iFiles[i].empty() && iFiles[i].lexically_normal() == iFiles[j].lexically_normal())
-                throw SetupError("two options can't write to one file, " + iFiles[i].string());
-}
-
 /// True when the option is one that stands alone.
 bool ReadFlag(const std::string& iOption, Options& ioOptions)
 {
@@ -95,7 +87,6 @@ Options ParseOptions(const std::vector<std::string>& iArguments)
         throw SetupError("--profile and --results-only exclude each other");
     if (options.mbWatch && options.mbResultsOnly)
         throw SetupError("--watch and --results-only exclude each other");
-    CheckFiles({options.mDump, options.mTrace, options.mMetrics});
     return options;
 }
 

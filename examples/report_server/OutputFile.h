@@ -7,15 +7,20 @@
 #include <string>
 #include <string_view>
 
-/// It is opened before the first job is made: who can't have it is told before there is work to lose.
+/// It is opened before the first job is made: who can't have it is told before there is work to lose. What is written
+/// goes into a new file, `NAME.part-PID`, which replaces the old one at the end: whatever happens before that, the old
+/// one stays as it is. Pipes and devices can't be replaced and are written at once.
 ///
 /// Threads: any.
-/// Owns:    the file; what it held is gone.
+/// Owns:    the new file; it goes when it hasn't replaced the old one.
 /// Errors:  the constructor throws SetupError; what can't be written later is told by Close.
 class OutputFile
 {
 public:
     explicit OutputFile(const std::filesystem::path& iPath);
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
 
     void Write(std::string_view iText);
     /// Something is missing in it: tells why.
@@ -24,7 +29,9 @@ public:
     bool Close();
 
 private:
-    std::filesystem::path mPath;
+    std::filesystem::path mName;   // as who starts the server has it
+    std::filesystem::path mTarget; // what the new file replaces; empty for a pipe or a device
+    std::filesystem::path mPart;
     std::mutex mMutex; // guards what follows
     std::ofstream mStream;
     bool mbWhole = true;

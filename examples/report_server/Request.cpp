@@ -1,6 +1,7 @@
 #include "Request.h"
 
 #include "Errors.h"
+#include "FileAccess.h"
 #include "Text.h"
 
 #include <algorithm>
@@ -109,9 +110,7 @@ EnumRequestKind ParseKind(const std::string& iText)
 
 RequestFile ReadRequests(const std::filesystem::path& iPath)
 {
-    std::ifstream stream(iPath);
-    if (!stream)
-        throw SetupError(iPath.string() + ": the file can't be opened");
+    std::ifstream stream = OpenToRead(iPath);
     RequestFile file;
     Locales locales;
     std::string text;

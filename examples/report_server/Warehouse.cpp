@@ -2,6 +2,7 @@
 
 #include "Csv.h"
 #include "Errors.h"
+#include "FileAccess.h"
 #include "Text.h"
 
 #include <algorithm>
@@ -83,9 +84,7 @@ const char* ToSql(EnumColumnType iType)
 /// The records behind the heading, which goes to `oNames`.
 Records ReadRecords(const std::filesystem::path& iFile, std::vector<std::string>& oNames)
 {
-    std::ifstream stream(iFile, std::ios::binary);
-    if (!stream)
-        throw SetupError(iFile.string() + ": the file can't be opened");
+    std::ifstream stream = OpenToRead(iFile);
     CsvReader reader(stream, iFile.string());
     if (!reader.ReadRecord(oNames))
         throw SetupError(iFile.string() + ": the file is empty");
@@ -101,7 +100,9 @@ Records ReadRecords(const std::filesystem::path& iFile, std::vector<std::string>
     return records;
 }
 
-std::vector<std::filesystem::path> ListFiles(const std::filesystem::path& iDirectory)
+} // namespace
+
+std::vector<std::filesystem::path> ListDataFiles(const std::filesystem::path& iDirectory)
 {
     std::vector<std::filesystem::path> files;
     try
@@ -120,8 +121,6 @@ std::vector<std::filesystem::path> ListFiles(const std::filesystem::path& iDirec
     return files;
 }
 
-} // namespace
-
 const ColumnInfo& TableInfo::Find(const std::string& iColumn) const
 {
     std::vector<std::string> names;
@@ -136,7 +135,7 @@ const ColumnInfo& TableInfo::Find(const std::string& iColumn) const
 
 Warehouse::Warehouse(const std::filesystem::path& iDirectory) : mConnection(cUri, Connection::EnumAccess::ReadAndWrite)
 {
-    for (const std::filesystem::path& file : ListFiles(iDirectory))
+    for (const std::filesystem::path& file : ListDataFiles(iDirectory))
         Load(file);
 }
 

@@ -29,6 +29,9 @@ struct TableInfo
     const ColumnInfo& Find(const std::string& iColumn) const;
 };
 
+/// Those that a warehouse of this directory is made of. Throws SetupError when there is none.
+std::vector<std::filesystem::path> ListDataFiles(const std::filesystem::path& iDirectory);
+
 /// Threads: any, once it is made.
 /// Owns:    the database; it goes with the warehouse and its connections.
 class Warehouse

@@ -3,6 +3,7 @@
 #include "Control.h"
 #include "Dump.h"
 #include "Errors.h"
+#include "FileAccess.h"
 #include "JobItems.h"
 #include "JobTable.h"
 #include "Kernel.h"
@@ -24,6 +25,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <iostream>
@@ -31,6 +33,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace
@@ -93,6 +96,16 @@ struct Files
     {
     }
 
+    /// None of them may be a file that the server reads or writes otherwise.
+    static void Check(const Options& iOptions)
+    {
+        std::vector<std::filesystem::path> inUse = ListDataFiles(iOptions.mData);
+        inUse.push_back(iOptions.mRequests);
+        if (const char* const log = std::getenv("QORJOB_LOG_FILE"))
+            inUse.emplace_back(log);
+        RefuseFilesInUse({iOptions.mDump, iOptions.mTrace, iOptions.mMetrics}, std::move(inUse));
+    }
+
     /// False when not all of it could be written.
     bool Close()
     {
@@ -125,13 +138,12 @@ void Run(const Options& iOptions, const RequestFile& iFile, Client& ioClient, Ke
 }
 
 /// True when all requests were answered. The kernel with all its threads has ended then.
-bool ServeRequests(const Options& iOptions, const RequestFile& iFile, const Files& iFiles)
+bool ServeRequests(const Options& iOptions, const Warehouse& iWarehouse, const RequestFile& iFile, const Files& iFiles)
 {
-    const Warehouse warehouse(iOptions.mData);
     std::ostringstream held;
     Client client(iOptions.mbWatch ? held : std::cout);
     Mailboxes mailboxes;
-    Kernel kernel(warehouse, mailboxes, iOptions.mThreadsPerUnit, iOptions.mJobMemory,
+    Kernel kernel(iWarehouse, mailboxes, iOptions.mThreadsPerUnit, iOptions.mJobMemory,
                   {iFiles.mpDump.get(), iFiles.mpTrace.get()});
     for (const Control& control : iFile.mControls)
         kernel.Order(control);
@@ -152,7 +164,7 @@ bool ServeRequests(const Options& iOptions, const RequestFile& iFile, const File
 
 int Serve(const Options& iOptions)
 {
-    StopSignal::Install();
+    Files::Check(iOptions);
     const QORJOB::Initializer initializer;
     NameJobItems();
     NameTasks();
@@ -164,8 +176,10 @@ int Serve(const Options& iOptions)
     const RequestFile file = ReadRequests(iOptions.mRequests);
     for (const std::string& line : file.mBadLines)
         LogError(line);
+    const Warehouse warehouse(iOptions.mData);
+    StopSignal::Install(); // from here on there is work to end
     Files files(iOptions);
-    const bool bAllAnswered = ServeRequests(iOptions, file, files);
+    const bool bAllAnswered = ServeRequests(iOptions, warehouse, file, files);
     bool bAllWritten = files.Close();
     if (!std::cout)
     {
@@ -183,6 +197,7 @@ int main(int argc, char** argv)
 {
     try
     {
+        OpenStandardStreams();
         const Options options = ParseOptions(std::vector<std::string>(argv + 1, argv + argc));
         if (options.mbHelp)
         {

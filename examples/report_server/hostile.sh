@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# What hostile users have done to the example server, and what must come of it: hostile.sh SERVER
+set -uo pipefail
+export server=$(realpath "$1")
+home=$(realpath "$(dirname "${BASH_SOURCE[0]}")")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+failures=0
+
+# One request, and the server on the small data of this test; r.txt is there in every case.
+ask() { printf 'report | anna | P | 1 | %s\n' "$1" >r.txt; }
+serve() { "$server" --data data --requests r.txt --results-only "$@"; }
+export -f ask serve
+
+# try NAME EXIT_CODE TEXT COMMANDS: what these print, errors included, holds the text ("" nothing, "!text" not the text).
+try()
+{
+    local output code=0
+    rm -rf "$work/case"
+    mkdir -p "$work/case/data"
+    cd "$work/case"
+    printf 'place,n\nhere,1\nthere,2\n' >data/t.csv
+    ask 'from t; measure count(*)'
+    output=$(timeout 20 bash -c "$4" 2>&1) || code=$?
+    if [ $code = "$2" ]; then
+        case $3 in
+            !*) [[ $output != *"${3:1}"* ]] ;;
+            *) [[ $output == *"$3"* ]] ;;
+        esac && return
+    fi
+    echo "hostile: $1: exit code $code instead of $2, or not \"$3\" in: ${output:0:2000}" >&2
+    failures=$((failures + 1))
+}
+
+# Outputs spare what is in use, and what they replace until they are whole.
+try 'dump over the requests' 2 'in use as r.txt' 'serve --dump r.txt'
+try 'dump over the requests, by a link' 2 'in use as r.txt' 'ln r.txt link; serve --dump link'
+try 'metrics over the data' 2 'in use as data/t.csv' 'serve --metrics data/../data/t.csv'
+try 'two outputs, one new file' 2 'in use as x' 'serve --dump x --trace "$PWD/x"'
+try 'dump over standard output' 2 'in use as /dev/stdout' 'serve --dump out >out'
+try 'the requests are still there' 2 'measure' 'serve --dump r.txt; code=$?; cat r.txt; exit $code'
+try 'a start that fails' 2 'old' 'echo old >d; serve --dump d --trace no/where; code=$?; cat d; exit $code'
+try 'nothing but whole files are left' 0 '!part' 'serve --dump d --trace t --metrics m && [ -s d -a -s t -a -s m ] && ls'
+try 'a pipe is written to' 0 'JobId: 1' 'mkfifo p; cat p >c & serve --dump p && wait && cat c'
+
+# Without standard streams nothing gets into the files.
+try 'results in the dump' 0 '!-----' 'serve --dump d <&- >&- 2>&-; code=$?; cat d; exit $code'
+
+[ $failures = 0 ] || exit 1
+echo "hostile: all cases went as they should"
