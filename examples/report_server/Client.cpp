@@ -33,13 +33,6 @@ void Client::WriteRest()
         Write(mSent[mNext], mNext);
 }
 
-std::size_t Client::CountAnswers() const
-{
-    const std::lock_guard hold(mMutex);
-    return static_cast<std::size_t>(std::count_if(
-        mSent.begin(), mSent.end(), [](const Sent& iSent) { return !iSent.mAnswer.value_or(std::string()).empty(); }));
-}
-
 /// An answer has the item of the request's message: that tells which request it belongs to.
 HRESULT Client::Receive(ICKDXReadMessage& iAnswer)
 {

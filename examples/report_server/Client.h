@@ -32,9 +32,6 @@ public:
     /// When the server has ended: also writes the answers behind those that never came.
     void WriteRest();
 
-    /// To how many requests a result or an error came back.
-    std::size_t CountAnswers() const;
-
 private:
     struct Sent
     {
@@ -47,7 +44,7 @@ private:
     void Write(const Sent& iSent, std::size_t iPlace);
 
     std::ostream& mStream;
-    mutable std::mutex mMutex; // guards what follows but the channel, and the stream
+    std::mutex mMutex; // guards what follows but the channel, and the stream
     std::deque<Sent> mSent;
     std::size_t mNext = 0; // the first that hasn't been written
     QBase::PtrI<QORChannel> mpChannel;

@@ -120,3 +120,10 @@ std::string MakeSummary(const std::deque<JobRecord>& iRecords, std::size_t iBadL
         text += "; " + std::to_string(iBadLines) + (iBadLines == 1 ? " bad line" : " bad lines") + " in the requests";
     return text + "\n";
 }
+
+bool HaveAllCompleted(const std::deque<JobRecord>& iRecords)
+{
+    const std::vector<const JobRecord*> all = WithChildren(iRecords);
+    return std::all_of(all.begin(), all.end(),
+                       [](const JobRecord* iRecord) { return iRecord->mFinalStatus == JobCompleted; });
+}

@@ -12,3 +12,6 @@ std::string MakeJobTable(const std::deque<JobRecord>& iRecords);
 
 /// "12 jobs: 10 completed, 2 stopped with error"
 std::string MakeSummary(const std::deque<JobRecord>& iRecords, std::size_t iBadLines);
+
+/// Whether each request, and each report of a document, has its result.
+bool HaveAllCompleted(const std::deque<JobRecord>& iRecords);

@@ -110,8 +110,9 @@ Loads the CSV files of DIR, serves the requests in FILE, and shows the results a
 Meanwhile it takes lines like these from a terminal: cancel 7, pause 22, resume 22, timeout 20 after 300. The numbers
 are those of the requests.
 
-Exit code: 0 all requests were answered, with a result or an error; 1 some were not, a line of FILE came to nothing, or
-output couldn't be written; 2 it couldn't start (options, data, requests, files to write); 130 it was interrupted: the first Ctrl-C ends the jobs,
-a second one the process.
+Exit code: 0 each request, and each report of a document, has its result; 1 one of them has none but
+an error, or a line of FILE came to nothing, or output couldn't be written; 2 it couldn't start
+(options, data, requests, files to write); 130 it was interrupted: the first Ctrl-C ends the jobs, a
+second one the process.
 )";
 }

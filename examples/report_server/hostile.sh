@@ -46,5 +46,11 @@ try 'a pipe is written to' 0 'JobId: 1' 'mkfifo p; cat p >c & serve --dump p && 
 # Without standard streams nothing gets into the files.
 try 'results in the dump' 0 '!-----' 'serve --dump d <&- >&- 2>&-; code=$?; cat d; exit $code'
 
+# A request without a result tells in the exit code, also one whose error is delivered, or a document's.
+try 'an error' 1 'error: ' 'ask "from nothing; measure count(*)"; serve'
+try 'an error that is delivered' 1 'error: ' 'ask "from nothing; measure count(*); deliver to b"; serve'
+try 'an error in a document' 1 'error: ' \
+    'echo "document | a | P | 1 | from t; measure count(*) & from x; measure count(*)" >r.txt; serve'
+
 [ $failures = 0 ] || exit 1
 echo "hostile: all cases went as they should"

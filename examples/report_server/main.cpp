@@ -41,8 +41,8 @@ namespace
 
 enum EnumExitCode : int
 {
-    ExitAllAnswered = 0,
-    ExitNotAllAnswered = 1,
+    ExitAllDone = 0,
+    ExitNotAllDone = 1,
     ExitNotStarted = 2,
     ExitInterrupted = 130,
 };
@@ -137,7 +137,7 @@ void Run(const Options& iOptions, const RequestFile& iFile, Client& ioClient, Ke
     ObeyKeyboard(ioKernel, watch ? &*watch : nullptr);
 }
 
-/// True when all requests were answered. The kernel with all its threads has ended then.
+/// True when all requests have their results. The kernel with all its threads has ended then.
 bool ServeRequests(const Options& iOptions, const Warehouse& iWarehouse, const RequestFile& iFile, const Files& iFiles)
 {
     std::ostringstream held;
@@ -159,7 +159,7 @@ bool ServeRequests(const Options& iOptions, const Warehouse& iWarehouse, const R
     if (iOptions.mbProfile)
         std::cout << MakeProfileReport() << '\n';
     std::cout << MakeSummary(kernel.GetRecords(), iFile.mBadLines.size()) << std::flush;
-    return client.CountAnswers() == iFile.mRequests.size() && iFile.mBadLines.empty() && kernel.GetOrders().empty();
+    return HaveAllCompleted(kernel.GetRecords()) && iFile.mBadLines.empty() && kernel.GetOrders().empty();
 }
 
 int Serve(const Options& iOptions)
@@ -179,7 +179,7 @@ int Serve(const Options& iOptions)
     const Warehouse warehouse(iOptions.mData);
     StopSignal::Install(); // from here on there is work to end
     Files files(iOptions);
-    const bool bAllAnswered = ServeRequests(iOptions, warehouse, file, files);
+    const bool bAllDone = ServeRequests(iOptions, warehouse, file, files);
     bool bAllWritten = files.Close();
     if (!std::cout)
     {
@@ -188,7 +188,7 @@ int Serve(const Options& iOptions)
     }
     if (StopSignal::IsRaised())
         return ExitInterrupted;
-    return bAllAnswered && bAllWritten ? ExitAllAnswered : ExitNotAllAnswered;
+    return bAllDone && bAllWritten ? ExitAllDone : ExitNotAllDone;
 }
 
 } // namespace
@@ -202,7 +202,7 @@ int main(int argc, char** argv)
         if (options.mbHelp)
         {
             std::cout << GetUsage();
-            return ExitAllAnswered;
+            return ExitAllDone;
         }
         return Serve(options);
     }
