@@ -1,6 +1,9 @@
 #include "Analysis.h"
 
+#include "Errors.h"
+
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -32,13 +35,16 @@ Value Total(const Term& iMeasure, const std::vector<Row>& iRows, std::size_t iCo
     std::int64_t whole = 0;
     double real = 0;
     bool bWhole = true;
+    bool bFits = true;
     for (const Row& row : iRows)
     {
         const Value& value = row[iColumn];
-        whole += value.mWhole;
+        bFits = bFits && !__builtin_add_overflow(whole, value.mWhole, &whole);
         real += value.ToNumber();
         bWhole = bWhole && value.mKind != Value::EnumKind::Real;
     }
+    if (bWhole ? !bFits : !std::isfinite(real))
+        throw RequestError("the total of " + iMeasure.ToText() + " is too large a number");
     return bWhole ? Value(whole) : Value(real);
 }
 
@@ -59,7 +65,7 @@ void AddShares(const ReportDefinition& iReport, const Row& iTotal, Rows& ioRows)
     const double whole = iTotal[measure].ToNumber();
     ioRows.mColumns.push_back("share of " + ioRows.mColumns[measure] + " %");
     for (Row& row : ioRows.mRows)
-        row.push_back(whole == 0.0 ? Value() : Value(100.0 * row[measure].ToNumber() / whole));
+        row.push_back(whole == 0.0 ? Value() : Value(100.0 * (row[measure].ToNumber() / whole)));
 }
 
 void AddRanks(Rows& ioRows)

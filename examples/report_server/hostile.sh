@@ -52,5 +52,11 @@ try 'an error that is delivered' 1 'error: ' 'ask "from nothing; measure count(*
 try 'an error in a document' 1 'error: ' \
     'echo "document | a | P | 1 | from t; measure count(*) & from x; measure count(*)" >r.txt; serve'
 
+# A total that no number can hold is an error.
+big='printf "place,n\nhere,9223372036854775807\nthere,9223372036854775807\n" >data/t.csv; serve'
+ask_total='ask "from t; measure sum(n); by place; with share, total"'
+try 'a whole total' 1 'the total of sum(n) is too large' "$ask_total; $big"
+try 'a real total' 1 'the total of sum(n) is too large' "$ask_total; ${big//9223372036854775807/1e308}"
+
 [ $failures = 0 ] || exit 1
 echo "hostile: all cases went as they should"
