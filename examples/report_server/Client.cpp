@@ -5,9 +5,10 @@
 #include "Message.h"
 
 #include <algorithm>
+#include <utility>
 
-Client::Client(std::ostream& ioStream)
-    : mStream(ioStream),
+Client::Client(std::ostream& ioStream, bool ibInOrder)
+    : mStream(ioStream), mbInOrder(ibInOrder),
       mpChannel(QMessage::NewChannel([this](ICKDXReadMessage* iAnswer) { return Receive(*iAnswer); }))
 {
     if (!mpChannel)
@@ -21,7 +22,7 @@ void Client::Send(const Request& iRequest, Kernel& ioKernel)
     const QBase::PtrI<ICKDXReadMessage> message = PackRequest(iRequest);
     {
         const std::lock_guard hold(mMutex);
-        mSent.push_back({iRequest, message, {}});
+        mSent.push_back({iRequest, message, mSent.size() + 1, {}});
     }
     ioKernel.Submit(message.Get(), mpChannel.Get()); // without the lock: the answer may come before it returns
 }
@@ -29,8 +30,8 @@ void Client::Send(const Request& iRequest, Kernel& ioKernel)
 void Client::WriteRest()
 {
     const std::lock_guard hold(mMutex);
-    for (; mNext < mSent.size(); ++mNext)
-        Write(mSent[mNext], mNext);
+    for (Sent& sent : mSent)
+        Write(sent);
 }
 
 /// An answer has the item of the request's message: that tells which request it belongs to.
@@ -44,18 +45,21 @@ HRESULT Client::Receive(ICKDXReadMessage& iAnswer)
         return E_INVALIDARG;
     // In the language of the user's session; the server needs to know that for its own texts only.
     sent->mAnswer = ReadAnswer(iAnswer, sent->mRequest.mLocale);
+    if (!mbInOrder)
+        Write(*sent);
     for (; mNext < mSent.size() && mSent[mNext].mAnswer; ++mNext)
-        Write(mSent[mNext], mNext);
+        Write(mSent[mNext]);
     return S_OK;
 }
 
-void Client::Write(const Sent& iSent, std::size_t iPlace)
+void Client::Write(Sent& ioSent)
 {
-    const Request& request = iSent.mRequest;
-    if (iSent.mAnswer.value_or(std::string()).empty())
+    const Request& request = ioSent.mRequest;
+    if (ioSent.mAnswer.value_or(std::string()).empty() || std::exchange(ioSent.mbWritten, true))
         return;
-    mStream << '[' << iPlace + 1 << "] " << ToText(request.mKind) << " for " << request.mUser << ", "
+    mStream << '[' << ioSent.mNumber << "] " << ToText(request.mKind) << " for " << request.mUser << ", "
             << request.mProject << ": " << request.mBody << (request.mDestination.empty() ? "" : "; deliver to ")
             << request.mDestination << "\n\n"
-            << *iSent.mAnswer << '\n';
+            << *ioSent.mAnswer << '\n'
+            << std::flush;
 }

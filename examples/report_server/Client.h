@@ -13,7 +13,8 @@
 
 class Kernel;
 
-/// Answers come in any order, and are written in the order of the requests: each one once all earlier ones have been.
+/// Answers come in any order, and are written as they come, with their requests' numbers; or, for who wants to compare
+/// them, in the order of the requests: then each one once all earlier ones have been.
 ///
 /// Threads: one for its operations; answers come from any.
 /// Owns:    its channel, and the requests.
@@ -21,7 +22,7 @@ class Kernel;
 class Client
 {
 public:
-    explicit Client(std::ostream& ioStream);
+    Client(std::ostream& ioStream, bool ibInOrder);
     /// No answer is taken any more.
     ~Client();
     Client(const Client&) = delete;
@@ -37,15 +38,18 @@ private:
     {
         Request mRequest;
         QBase::PtrI<ICKDXReadMessage> mpMessage;
+        std::size_t mNumber;
         std::optional<std::string> mAnswer; // an empty one when there is nothing to say
+        bool mbWritten = false;
     };
 
     HRESULT Receive(ICKDXReadMessage& iAnswer);
-    void Write(const Sent& iSent, std::size_t iPlace);
+    void Write(Sent& ioSent);
 
     std::ostream& mStream;
+    const bool mbInOrder;
     std::mutex mMutex; // guards what follows but the channel, and the stream
     std::deque<Sent> mSent;
-    std::size_t mNext = 0; // the first that hasn't been written
+    std::size_t mNext = 0; // the first that has no answer
     QBase::PtrI<QORChannel> mpChannel;
 };

@@ -1,10 +1,12 @@
 #include "Connection.h"
 
 #include "Errors.h"
-#include "Text.h"
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 #include <utility>
 
 namespace
@@ -28,24 +30,65 @@ Value ReadValue(sqlite3_stmt* iStatement, int iColumn)
     return Value(text == nullptr ? std::string() : std::string(text, length));
 }
 
-/// Has SQLite ask, each time that it has worked for a moment, whether it is to go on.
-class StopQuestion
+/// What a request may call, the functions of its measures and attributes included. None of them makes long texts of
+/// short ones, takes long over a long one, or reaches out of the database.
+constexpr std::array<std::string_view, 22> cFunctions = {
+    "abs",   "avg", "coalesce", "count",  "date",  "glob",     "ifnull", "iif", "julianday", "length", "like",
+    "lower", "max", "min",      "nullif", "round", "strftime", "substr", "sum", "time",      "typeof", "upper"};
+
+/// While a request's query is prepared and runs: it reads its own table and computes, and nothing else, whatever it
+/// says; and each time that it has worked for a moment, SQLite asks whether it is to go on.
+class Guard
 {
 public:
-    StopQuestion(sqlite3* iDatabase, const std::function<bool()>& iIsToStop) : mpDatabase(iDatabase)
+    Guard(sqlite3* iDatabase, const std::string& iTable, const std::function<bool()>& iIsToStop)
+        : mpDatabase(iDatabase), mTable(iTable), mIsToStop(iIsToStop)
     {
         constexpr int cInstructions = 10'000; // less than a millisecond
-        sqlite3_progress_handler(mpDatabase, cInstructions, Ask, const_cast<std::function<bool()>*>(&iIsToStop));
+        sqlite3_set_authorizer(mpDatabase, Allow, this);
+        sqlite3_progress_handler(mpDatabase, cInstructions, Ask, this);
     }
-    ~StopQuestion() { sqlite3_progress_handler(mpDatabase, 0, nullptr, nullptr); }
-    StopQuestion(const StopQuestion&) = delete;
-    StopQuestion& operator=(const StopQuestion&) = delete;
+    ~Guard()
+    {
+        sqlite3_progress_handler(mpDatabase, 0, nullptr, nullptr);
+        sqlite3_set_authorizer(mpDatabase, nullptr, nullptr);
+    }
+    Guard(const Guard&) = delete;
+    Guard& operator=(const Guard&) = delete;
 
 private:
-    static int Ask(void* iIsToStop) { return (*static_cast<const std::function<bool()>*>(iIsToStop))() ? 1 : 0; }
+    static int Ask(void* iGuard) { return static_cast<const Guard*>(iGuard)->mIsToStop() ? 1 : 0; }
+
+    /// The first detail of reading is the table, the second detail of calling is the function.
+    static int Allow(void* iGuard, int iAction, const char* iFirst, const char* iSecond, const char*, const char*)
+    {
+        bool bAllowed = iAction == SQLITE_SELECT;
+        if (iAction == SQLITE_READ)
+            bAllowed = iFirst != nullptr && iFirst == static_cast<const Guard*>(iGuard)->mTable;
+        else if (iAction == SQLITE_FUNCTION)
+            bAllowed = std::find(cFunctions.begin(), cFunctions.end(), iSecond) != cFunctions.end();
+        return bAllowed ? SQLITE_OK : SQLITE_DENY;
+    }
 
     sqlite3* mpDatabase;
+    const std::string& mTable;
+    const std::function<bool()>& mIsToStop;
 };
+
+/// What a statement of a request may be, in itself: code as well as data.
+void LimitStatements(sqlite3* iDatabase)
+{
+    constexpr std::pair<int, int> cLimits[] = {{SQLITE_LIMIT_LENGTH, static_cast<int>(cMostTextBytes)},
+                                               {SQLITE_LIMIT_SQL_LENGTH, 100'000},
+                                               {SQLITE_LIMIT_EXPR_DEPTH, 200},
+                                               {SQLITE_LIMIT_COMPOUND_SELECT, 10},
+                                               {SQLITE_LIMIT_VDBE_OP, 100'000},
+                                               {SQLITE_LIMIT_FUNCTION_ARG, 10},
+                                               {SQLITE_LIMIT_ATTACHED, 0},
+                                               {SQLITE_LIMIT_LIKE_PATTERN_LENGTH, 100}};
+    for (const auto& [limit, value] : cLimits)
+        sqlite3_limit(iDatabase, limit, value);
+}
 
 } // namespace
 
@@ -60,6 +103,15 @@ Connection::Connection(const std::string& iUri, EnumAccess iAccess)
     Check(code);
     // A misspelt column in double quotes shall be an error, not a text.
     Check(sqlite3_db_config(database, SQLITE_DBCONFIG_DQS_DML, 0, nullptr));
+    if (iAccess != EnumAccess::Read)
+        return;
+    Execute("PRAGMA temp_store = MEMORY"); // on a disk no limit would hold
+    LimitStatements(database);
+}
+
+void Connection::LimitMemory(std::uint64_t iBytes)
+{
+    sqlite3_hard_heap_limit64(sqlite3_memory_used() + static_cast<sqlite3_int64>(iBytes));
 }
 
 void Connection::Execute(const std::string& iSql)
@@ -70,9 +122,10 @@ void Connection::Execute(const std::string& iSql)
     }
 }
 
-Rows Connection::Query(const std::string& iSql, const std::function<bool()>& iIsToStop, const RowGate& iGate)
+Rows Connection::Query(const std::string& iSql, const std::string& iTable, const std::function<bool()>& iIsToStop,
+                       const RowGate& iGate)
 {
-    const StopQuestion question(mpDatabase.get(), iIsToStop);
+    const Guard guard(mpDatabase.get(), iTable, iIsToStop);
     const Statement statement = Prepare(iSql);
     const int columns = sqlite3_column_count(statement.get());
     Rows rows;
@@ -108,9 +161,9 @@ Connection::Statement Connection::Prepare(const std::string& iSql)
 {
     sqlite3_stmt* statement = nullptr;
     const char* rest = nullptr;
-    Check(sqlite3_prepare_v2(mpDatabase.get(), iSql.c_str(), -1, &statement, &rest));
+    Check(sqlite3_prepare_v2(mpDatabase.get(), iSql.c_str(), static_cast<int>(iSql.size()) + 1, &statement, &rest));
     Statement prepared(statement);
-    if (statement == nullptr || !Trim(rest).empty())
+    if (statement == nullptr || rest != iSql.c_str() + iSql.size())
         throw RequestError("one SQL statement expected");
     return prepared;
 }
@@ -146,6 +199,11 @@ bool Connection::Step(sqlite3_stmt* iStatement)
 
 void Connection::Check(int iCode) const
 {
+    if (iCode == SQLITE_NOMEM)
+        throw RequestError("the query needs more memory than the server has for queries");
+    if (iCode == SQLITE_AUTH)
+        throw RequestError(std::string("a request may read its own table and compute, not more: ") +
+                           sqlite3_errmsg(mpDatabase.get()));
     if (iCode != SQLITE_OK)
         throw RequestError(std::string("SQL error: ") + sqlite3_errmsg(mpDatabase.get()));
 }

@@ -5,10 +5,15 @@
 
 #include <sqlite3.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
+
+/// A text longer than this can be neither stored nor made by a query.
+inline constexpr std::size_t cMostTextBytes = 1'000'000;
 
 /// Threads: one at a time.
 /// Errors:  throws RequestError with SQLite's own text, and what a gate throws.
@@ -23,9 +28,14 @@ public:
 
     Connection(const std::string& iUri, EnumAccess iAccess);
 
+    /// What all queries together may take of memory from now on, beside what the database takes by now.
+    static void LimitMemory(std::uint64_t iBytes);
+
     void Execute(const std::string& iSql);
+    /// For what others ask for: a query that would do more than read the one table, or grows too large, is an error.
     /// `iIsToStop` is asked all the while: when it says so, the query ends with an error. It must not throw.
-    Rows Query(const std::string& iSql, const std::function<bool()>& iIsToStop, const RowGate& iGate);
+    Rows Query(const std::string& iSql, const std::string& iTable, const std::function<bool()>& iIsToStop,
+               const RowGate& iGate);
 
     /// Runs `iSql`, an INSERT with as many `?` as a row has values, once a row.
     void InsertAll(const std::string& iSql, const std::vector<Row>& iRows);

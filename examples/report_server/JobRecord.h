@@ -56,7 +56,8 @@ struct JobRecord
 
     std::mutex mMutex;                ///< one command at a time; two records' are never held together
     StepTask* mpRunning = nullptr;    ///< who takes it away owns the step's end: its worker, or the watchdog
-    Moment mDeadline = Moment::max(); ///< of the running step
+    Moment mStepEnd = Moment::max();  ///< when the running step has had the time that any step may take
+    Moment mDeadline = Moment::max(); ///< that, or when the job's time is over
     EnumRest mRest = EnumRest::None;
     bool mbAnswered = false;
     std::list<JobRecord> mChildren;  ///< of a document

@@ -10,6 +10,7 @@
 #include "StopSignal.h"
 #include "Trace.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -19,10 +20,25 @@ std::string NameOf(const JobRecord& iRecord)
            iRecord.mRequest.mUser + ")";
 }
 
-Kernel::Kernel(const Warehouse& iWarehouse, Mailboxes& ioMailboxes, std::size_t iThreadsPerUnit,
-               std::uint64_t iJobMemory, const Recorders& iRecorders)
-    : mWarehouse(iWarehouse), mMailboxes(ioMailboxes), mJobMemory(iJobMemory), mRecorders(iRecorders)
+namespace
 {
+
+/// Of one query, for sorting and the like: its rows are counted elsewhere.
+std::uint64_t QueryMemoryOf(const Limits& iLimits)
+{
+    constexpr std::uint64_t cMegabyte = 1'024 * 1'024;
+    constexpr std::uint64_t cLeast = 16 * cMegabyte;
+    constexpr std::uint64_t cWithoutLimit = 256 * cMegabyte;
+    return iLimits.mJobMemory == Limits().mJobMemory ? cWithoutLimit : std::max(iLimits.mJobMemory, cLeast);
+}
+
+} // namespace
+
+Kernel::Kernel(const Warehouse& iWarehouse, Mailboxes& ioMailboxes, std::size_t iThreadsPerUnit, const Limits& iLimits,
+               const Recorders& iRecorders)
+    : mWarehouse(iWarehouse), mMailboxes(ioMailboxes), mLimits(iLimits), mRecorders(iRecorders)
+{
+    Connection::LimitMemory(iThreadsPerUnit * QueryMemoryOf(iLimits));
     for (std::size_t worker = 0; worker < iThreadsPerUnit; ++worker)
         mConnections.push_back(iWarehouse.Connect());
     mWatchdog.Start([this](JobRecord& ioRecord) { TakeAway(ioRecord); });
@@ -64,7 +80,7 @@ void Kernel::Submit(ICKDXReadMessage* iRequest, QORChannel* iClient)
             SendAccepted(iRequest, *iClient);
             record->mpMailbox = mMailboxes.Open(record->mId, record->mRequest);
         }
-        const QBase::PtrI<QORJob> job = MakeJob(*record, mJobMemory);
+        const QBase::PtrI<QORJob> job = MakeJob(*record, mLimits.mJobMemory);
         {
             const std::lock_guard hold(record->mMutex);
             record->mpJob = job;
@@ -166,6 +182,7 @@ void Kernel::BeginStep(EnumUnit iUnit, StepTask& iTask, JobRecord& ioRecord)
     Expect(ioRecord.mpJob->SetCurrentStepForStatistics(stepId), "SetCurrentStepForStatistics");
     Expect(ioRecord.mpJob->SetStepStart(stepId, static_cast<int>(iUnit), &iTask), "SetStepStart");
     ioRecord.mpRunning = &iTask;
+    ioRecord.mStepEnd = Moment::clock::now() + mLimits.mStepTime;
     Watch(ioRecord);
 }
 

@@ -4,6 +4,7 @@
 #include "Connection.h"
 #include "Control.h"
 #include "JobRecord.h"
+#include "Limits.h"
 #include "Mailboxes.h"
 #include "ProcessingUnit.h"
 #include "StepTask.h"
@@ -50,8 +51,7 @@ struct Recorders
 class Kernel
 {
 public:
-    /// `iJobMemory`: what a job and its children may have, in bytes.
-    Kernel(const Warehouse& iWarehouse, Mailboxes& ioMailboxes, std::size_t iThreadsPerUnit, std::uint64_t iJobMemory,
+    Kernel(const Warehouse& iWarehouse, Mailboxes& ioMailboxes, std::size_t iThreadsPerUnit, const Limits& iLimits,
            const Recorders& iRecorders);
     /// Waits for all jobs, and for the workers.
     ~Kernel();
@@ -119,8 +119,8 @@ private:
     void ReturnLate(JobRecord& ioRecord);
 
     // Documents and their children: KernelFamily.cpp
-    JobRecord* AddChild(JobRecord& ioDocument);
-    void OpenChild(const std::string& iReport, JobRecord& ioChild);
+    JobRecord* AddChild(const std::string& iReport, JobRecord& ioDocument);
+    void OpenChild(JobRecord& ioChild);
     HRESULT TakePart(ICKDXReadMessage& iAnswer, std::size_t iPlace, JobRecord& ioDocument);
     bool RestForChildren(EnumUnit iUnit, JobRecord& ioRecord);
     void EndChild(int iChild, JobRecord& ioDocument);
@@ -128,7 +128,7 @@ private:
 
     const Warehouse& mWarehouse;
     Mailboxes& mMailboxes;
-    const std::uint64_t mJobMemory;
+    const Limits mLimits;
     const Recorders mRecorders;
     std::vector<Connection> mConnections;                                           // one a worker of query execution
     std::map<std::pair<std::string, unsigned>, QBase::PtrI<UserSession>> mSessions; // by user and locale

@@ -210,17 +210,20 @@ void Kernel::SetTimeout(unsigned iMilliseconds, JobRecord& ioRecord)
     Watch(ioRecord);
 }
 
-/// The running step, if it may be given up and the job has a time-out time.
+/// The running step, if it may be given up.
 void Kernel::Watch(JobRecord& ioRecord)
 {
     QDataType::DateTime end(0.0);
-    Expect(ioRecord.mpJob->GetTimeOutTime(&end), "GetTimeOutTime");
     ioRecord.mDeadline = Moment::max();
-    if (end == QDataType::DateTime(0.0) || ioRecord.mpRunning == nullptr ||
-        ioRecord.mpRunning->GetStep().mKind != EnumStepKind::Work)
+    if (ioRecord.mpRunning == nullptr || ioRecord.mpRunning->GetStep().mKind != EnumStepKind::Work)
         return;
-    const auto left = (end - QDataType::DateTime::NowUTC()).GetTotalMilliseconds();
-    ioRecord.mDeadline = Moment::clock::now() + std::chrono::milliseconds(left);
+    Expect(ioRecord.mpJob->GetTimeOutTime(&end), "GetTimeOutTime");
+    ioRecord.mDeadline = ioRecord.mStepEnd;
+    if (end != QDataType::DateTime(0.0))
+    {
+        const auto left = (end - QDataType::DateTime::NowUTC()).GetTotalMilliseconds();
+        ioRecord.mDeadline = std::min(ioRecord.mStepEnd, Moment::clock::now() + std::chrono::milliseconds(left));
+    }
     mWatchdog.Watch(ioRecord, ioRecord.mDeadline);
 }
 
@@ -244,8 +247,11 @@ void Kernel::TakeAway(JobRecord& ioRecord)
         Expect(ioRecord.mpContext->put_LongB(cStop), "put_LongB");
         Exit(step.mUnit, ioRecord);
         ioRecord.mNotes.push_back("taken away at " + std::to_string(step.mStepId));
+        const char* const reason = ioRecord.mDeadline == ioRecord.mStepEnd
+                                       ? "it took longer than a step may take"
+                                       : "it took longer than the job's time allows";
         if (StatusOf(job) != JobCancelled)
-            Fail(step, std::make_exception_ptr(RequestError("it took longer than the job's time allows")), ioRecord);
+            Fail(step, std::make_exception_ptr(RequestError(reason)), ioRecord);
         Expect(job.SetRunning(true, nullptr), "SetRunning");
         EnterNext(ioRecord);
     }

@@ -16,15 +16,15 @@ void Kernel::StartChildren(JobRecord& ioDocument)
         throw RequestError("a document has less than " + std::to_string(cFirstChild) + " reports");
     for (std::size_t i = ioDocument.mChildren.size(); i < reports.size(); ++i)
     {
-        JobRecord* const child = AddChild(ioDocument);
+        JobRecord* const child = AddChild(reports[i], ioDocument);
         if (child == nullptr)
             return;
-        OpenChild(reports[i], *child);
+        OpenChild(*child);
     }
 }
 
 /// Null when the document has been cancelled.
-JobRecord* Kernel::AddChild(JobRecord& ioDocument)
+JobRecord* Kernel::AddChild(const std::string& iReport, JobRecord& ioDocument)
 {
     const std::lock_guard hold(ioDocument.mMutex);
     const int place = static_cast<int>(ioDocument.mChildren.size());
@@ -36,28 +36,27 @@ JobRecord* Kernel::AddChild(JobRecord& ioDocument)
     child.mId = id;
     child.mpParent = &ioDocument;
     child.mpSession = ioDocument.mpSession;
-    child.mRequest = ioDocument.mRequest;
-    child.mRequest.mKind = EnumRequestKind::Report;
-    child.mRequest.mDestination.clear(); // its result is the document's
+    const Request& request = ioDocument.mRequest;
+    child.mRequest = {request.mLine,    EnumRequestKind::Report, request.mUser, request.mLocale,
+                      request.mProject, request.mPriority,       iReport,       {}}; // its result is the document's
     ioDocument.mParts.emplace_back();
     CountOpen(+1);
     return &child;
 }
 
 /// The child answers over a channel as any other job does; at the other end of it is the document.
-void Kernel::OpenChild(const std::string& iReport, JobRecord& ioChild)
+void Kernel::OpenChild(JobRecord& ioChild)
 {
     JobRecord& document = *ioChild.mpParent;
     const auto place = static_cast<std::size_t>(ioChild.mId % cFirstChild) - 1;
     try
     {
-        ioChild.mRequest.mBody = iReport;
         ioChild.mpClient = QMessage::NewChannel(
             [this, &document, place](ICKDXReadMessage* iAnswer) { return TakePart(*iAnswer, place, document); });
         if (!ioChild.mpClient)
             throw JobCallError("no memory for a channel");
         ioChild.mpContext = MakeContext(ioChild, PackRequest(ioChild.mRequest).Get());
-        const QBase::PtrI<QORJob> job = MakeJob(ioChild, mJobMemory);
+        const QBase::PtrI<QORJob> job = MakeJob(ioChild, mLimits.mJobMemory);
         Expect(job->SetParentId(document.mId, document.mpJob->GetMemGovernor()), "SetParentId");
         {
             const std::lock_guard hold(ioChild.mMutex);

@@ -12,6 +12,7 @@ namespace
 
 constexpr int cMostThreads = 64;
 constexpr int cMostMegabytes = 1'000'000;
+constexpr int cMostSeconds = 1'000'000;
 constexpr std::uint64_t cMegabyte = 1'024 * 1'024;
 
 std::size_t ReadNumber(const std::string& iOption, const std::string& iText, int iMost)
@@ -22,8 +23,8 @@ std::size_t ReadNumber(const std::string& iOption, const std::string& iText, int
     return static_cast<std::size_t>(number);
 }
 
-constexpr std::array<std::string_view, 8> cOptionsWithValue = {"--data", "--requests", "--threads", "--job-memory",
-                                                               "--log",  "--dump",     "--trace",   "--metrics"};
+constexpr std::array<std::string_view, 9> cOptionsWithValue = {
+    "--data", "--requests", "--threads", "--job-memory", "--step-time", "--log", "--dump", "--trace", "--metrics"};
 
 void ReadValue(const std::string& iOption, const std::string& iValue, Options& ioOptions)
 {
@@ -34,7 +35,9 @@ void ReadValue(const std::string& iOption, const std::string& iValue, Options& i
     else if (iOption == "--threads")
         ioOptions.mThreadsPerUnit = ReadNumber(iOption, iValue, cMostThreads);
     else if (iOption == "--job-memory")
-        ioOptions.mJobMemory = cMegabyte * ReadNumber(iOption, iValue, cMostMegabytes);
+        ioOptions.mLimits.mJobMemory = cMegabyte * ReadNumber(iOption, iValue, cMostMegabytes);
+    else if (iOption == "--step-time")
+        ioOptions.mLimits.mStepTime = std::chrono::seconds(ReadNumber(iOption, iValue, cMostSeconds));
     else if (iOption == "--log")
         ioOptions.mLogRouters = iValue;
     else if (iValue.empty())
@@ -98,13 +101,14 @@ Loads the CSV files of DIR, serves the requests in FILE, and shows the results a
 
   --threads N      worker threads in each of the four processing units (2)
   --job-memory MB  what a job may take of memory for rows; one that asks for more fails (no limit)
+  --step-time S    seconds that a step may work; one that takes longer is given up (60)
   --log ROUTERS    switch log routers on, to standard error: "Kernel/Job Trace,Kernel/Error", or "all"
   --profile        show step times, waits in the queues and counters at the end
   --watch          show the jobs that are open, while they are; the results come afterwards
   --dump FILE      write all that is known of each job at its end
   --trace FILE     write the jobs' ways through units and steps as Chrome trace events
   --metrics FILE   write counters, profiles and instance counts as Prometheus text at the end
-  --results-only   leave out the table of jobs, so that two runs print the same
+  --results-only   results in the order of the requests and no table of jobs: two runs print the same
   --help           show this
 
 Meanwhile it takes lines like these from a terminal: cancel 7, pause 22, resume 22, timeout 20 after 300. The numbers

@@ -1,8 +1,9 @@
 // The command line.
 #pragma once
 
+#include "Limits.h"
+
 #include <cstddef>
-#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -12,9 +13,9 @@ struct Options
     std::filesystem::path mData;
     std::filesystem::path mRequests;
     std::size_t mThreadsPerUnit = 2;
-    std::uint64_t mJobMemory = ~std::uint64_t{0}; ///< of each job, in bytes
-    std::string mLogRouters;                      ///< "Kernel/Job Trace,Kernel/Error", or "all"; empty: none
-    std::filesystem::path mDump;                  ///< these three: empty for none
+    Limits mLimits;
+    std::string mLogRouters;     ///< "Kernel/Job Trace,Kernel/Error", or "all"; empty: none
+    std::filesystem::path mDump; ///< these three: empty for none
     std::filesystem::path mTrace;
     std::filesystem::path mMetrics;
     bool mbWatch = false;

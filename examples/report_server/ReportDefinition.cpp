@@ -75,6 +75,17 @@ std::vector<Term> ReadAttributes(const std::string& iText)
     return attributes;
 }
 
+/// SQL knows more quotes than this language does, and comments: in them parentheses could hide that close what stands
+/// around the condition.
+std::string ReadCondition(const std::string& iText)
+{
+    const std::string unquoted = BlankQuoted(iText);
+    for (const char* const sign : {"--", "/*", "[", "`"})
+        if (unquoted.find(sign) != std::string::npos)
+            throw RequestError(std::string("a condition takes no ") + sign + " outside quotes");
+    return iText;
+}
+
 std::size_t ReadLimit(const std::string& iText)
 {
     int limit = 0;
@@ -109,7 +120,7 @@ ReportDefinition ParseReport(std::string_view iText)
     if (const auto by = clauses.find("by"); by != clauses.end())
         report.mAttributes = ReadAttributes(by->second);
     if (const auto where = clauses.find("where"); where != clauses.end())
-        report.mCondition = where->second;
+        report.mCondition = ReadCondition(where->second);
     if (const auto with = clauses.find("with"); with != clauses.end())
         ReadAnalysis(with->second, report);
 

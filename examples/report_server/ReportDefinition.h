@@ -2,9 +2,10 @@
 //
 //   from weather; measure avg(temp_max), count(*); by location, month(date); where weather = 'sun'; top 5; with share
 //
-// Clauses stand in any order. `by` takes columns and year(column), month(column); `where` an SQL condition; `top N` and
-// `bottom N` keep the N rows with the highest or lowest first measure; `with` asks for more analysis: `rank`, `share`
-// (of the first measure, in percent) and `total` (over all rows, also those that `top` leaves out).
+// Clauses stand in any order. `by` takes columns and year(column), month(column); `where` an SQL condition that
+// reads no other table; `top N` and `bottom N` keep the N rows with the highest or lowest first measure; `with` asks
+// for more analysis: `rank`, `share` (of the first measure, in percent) and `total` (over all rows, also those that
+// `top` leaves out).
 #pragma once
 
 #include <cstddef>

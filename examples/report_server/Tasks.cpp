@@ -23,23 +23,25 @@ void SqlTask::Work()
         StoreSql(*this, sql);
 }
 
-Rows DatabaseTask::Query(const std::string& iSql, const RowGate& iGate)
+Rows DatabaseTask::Query(const std::string& iSql, const std::string& iTable, const RowGate& iGate)
 {
     return mWorkplace.mpConnection->Query(
-        iSql, [this] { return IsToldToStop(); }, iGate);
+        iSql, iTable, [this] { return IsToldToStop(); }, iGate);
 }
 
 void QueryTask::Work()
 {
     JobMemory memory(*mRecord.mpJob.Get());
-    StoreRows(*this, Query(ReadSql(*this), memory.GetGate()));
+    const std::string table = ParseReport(mRecord.mRequest.mBody).mTable;
+    StoreRows(*this, Query(ReadSql(*this), table, memory.GetGate()));
 }
 
 void ElementTask::Work()
 {
-    const std::string sql = GenerateElementSql(ParseElement(mRecord.mRequest.mBody), mWorkplace.mWarehouse);
+    const ElementDefinition element = ParseElement(mRecord.mRequest.mBody);
+    const std::string sql = GenerateElementSql(element, mWorkplace.mWarehouse);
     JobMemory memory(*mRecord.mpJob.Get());
-    StoreResult(*this, ToTextTable(Query(sql, memory.GetGate())));
+    StoreResult(*this, ToTextTable(Query(sql, element.mTable, memory.GetGate())));
 }
 
 void AnalysisTask::Work()

@@ -24,7 +24,7 @@ public:
     using StepTask::StepTask;
 
 protected:
-    Rows Query(const std::string& iSql, const RowGate& iGate);
+    Rows Query(const std::string& iSql, const std::string& iTable, const RowGate& iGate);
 };
 
 /// Query Execution: the SQL to rows.

@@ -14,41 +14,46 @@ std::string_view Trim(std::string_view iText)
     return iText.substr(first, iText.find_last_not_of(cBlanks) - first + 1);
 }
 
+std::string BlankQuoted(std::string_view iText)
+{
+    std::string text(iText);
+    char quote = '\0';
+    for (char& c : text)
+    {
+        const bool bQuote = quote != '\0' ? c == quote : c == '"' || c == '\'';
+        if (bQuote)
+            quote = quote != '\0' ? '\0' : c;
+        if (bQuote || quote != '\0')
+            c = ' ';
+    }
+    if (quote != '\0')
+        throw RequestError(std::string("a ") + quote + " is not closed");
+    return text;
+}
+
 std::vector<std::string> SplitOutsideQuotes(std::string_view iText, char iSeparator)
 {
+    const std::string unquoted = BlankQuoted(iText);
     std::vector<std::string> parts;
     std::size_t start = 0;
     int depth = 0;
-    char quote = '\0';
-    for (std::size_t at = 0; at < iText.size(); ++at)
+    for (std::size_t at = 0; at < unquoted.size(); ++at)
     {
-        const char c = iText[at];
-        if (quote != '\0')
-        {
-            if (c == quote)
-                quote = '\0';
-        }
-        else if (c == '"' || c == '\'')
-        {
-            quote = c;
-        }
-        else if (c == '(')
+        if (unquoted[at] == '(')
         {
             ++depth;
         }
-        else if (c == ')')
+        else if (unquoted[at] == ')')
         {
             if (--depth < 0)
                 throw RequestError("a ) closes nothing");
         }
-        else if (c == iSeparator && depth == 0)
+        else if (unquoted[at] == iSeparator && depth == 0)
         {
             parts.emplace_back(Trim(iText.substr(start, at - start)));
             start = at + 1;
         }
     }
-    if (quote != '\0')
-        throw RequestError(std::string("a ") + quote + " is not closed");
     if (depth > 0)
         throw RequestError("a ( is not closed");
     parts.emplace_back(Trim(iText.substr(start)));

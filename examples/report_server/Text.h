@@ -7,6 +7,10 @@
 
 std::string_view Trim(std::string_view iText);
 
+/// The text with blanks in place of what stands in quotes, and of these. Throws RequestError for a quote without its
+/// partner.
+std::string BlankQuoted(std::string_view iText);
+
 /// The parts between the separators, trimmed; separators in quotes or parentheses don't count. Throws RequestError for
 /// a quote or parenthesis without its partner.
 std::vector<std::string> SplitOutsideQuotes(std::string_view iText, char iSeparator);

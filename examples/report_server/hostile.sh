@@ -58,5 +58,26 @@ ask_total='ask "from t; measure sum(n); by place; with share, total"'
 try 'a whole total' 1 'the total of sum(n) is too large' "$ask_total; $big"
 try 'a real total' 1 'the total of sum(n) is too large' "$ask_total; ${big//9223372036854775807/1e308}"
 
+# A request reads its own table, within limits, and does nothing else.
+large='printf "s\nsecret\n" >data/u.csv; (echo place,n; seq -f "p,%.0f" 3000) >data/t.csv'
+where() { try "where $1" 1 "$2" "$large; ask \"from t; measure count(*); where $1\"; ${3:-serve}"; }
+endless='(select count(*) from t a, t b, t c, t d) > 0'
+where '(select count(*) from u) > 0' 'may read its own table'
+where '(select max(s) from u) > 0' 'may read its own table'
+where '(select count(*) from sqlite_master) > 0' 'may read its own table'
+where '[ and \"] = 1) union select s from u --\" = 1' 'a condition takes no ['
+where '1=1 --' 'a condition takes no --'
+where 'length(randomblob(900000000)) > 0' 'not authorized to use function'
+where "$endless" 'longer than a step may take' 'serve --step-time 1'
+where '(select max(x) from (select a.n x from t a, t b order by a.n || b.n)) > 0' 'more memory than the server has' \
+    'serve --job-memory 1'
+try 'a document of many reports' 0 '9999 completed' \
+    'ulimit -v 1500000; (printf "document | a | P | 1 | from t; measure count(*)"; for i in {2..9998}; do
+     printf " & from t; measure count(*)"; done) >r.txt; serve | tail -n 1'
+both="ask \"from t; measure count(*); where $endless\"; cat r.txt >both; ask 'from t; measure count(*)'; cat r.txt >>both"
+order='--data data --requests both --step-time 1 | grep -o "^\[.\]" | tr -d "\n"'
+try 'results as they come' 0 '[2][1]' "$large; $both; \"\$server\" $order"
+try 'results to compare' 0 '[1][2]' "$large; $both; \"\$server\" --results-only $order"
+
 [ $failures = 0 ] || exit 1
 echo "hostile: all cases went as they should"

@@ -141,9 +141,9 @@ void Run(const Options& iOptions, const RequestFile& iFile, Client& ioClient, Ke
 bool ServeRequests(const Options& iOptions, const Warehouse& iWarehouse, const RequestFile& iFile, const Files& iFiles)
 {
     std::ostringstream held;
-    Client client(iOptions.mbWatch ? held : std::cout);
+    Client client(iOptions.mbWatch ? held : std::cout, iOptions.mbResultsOnly);
     Mailboxes mailboxes;
-    Kernel kernel(iWarehouse, mailboxes, iOptions.mThreadsPerUnit, iOptions.mJobMemory,
+    Kernel kernel(iWarehouse, mailboxes, iOptions.mThreadsPerUnit, iOptions.mLimits,
                   {iFiles.mpDump.get(), iFiles.mpTrace.get()});
     for (const Control& control : iFile.mControls)
         kernel.Order(control);

@@ -1,0 +1,11 @@
+// What requests may take of the server.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+
+struct Limits
+{
+    std::uint64_t mJobMemory = ~std::uint64_t{0}; ///< of a job and its children, in bytes
+    std::chrono::seconds mStepTime{60};           ///< of each step that works; one that takes longer is given up
+};
