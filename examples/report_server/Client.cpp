@@ -3,6 +3,7 @@
 #include "JobCalls.h"
 #include "Kernel.h"
 #include "Message.h"
+#include "Printable.h"
 
 #include <algorithm>
 #include <utility>
@@ -57,9 +58,8 @@ void Client::Write(Sent& ioSent)
     const Request& request = ioSent.mRequest;
     if (ioSent.mAnswer.value_or(std::string()).empty() || std::exchange(ioSent.mbWritten, true))
         return;
-    mStream << '[' << ioSent.mNumber << "] " << ToText(request.mKind) << " for " << request.mUser << ", "
-            << request.mProject << ": " << request.mBody << (request.mDestination.empty() ? "" : "; deliver to ")
-            << request.mDestination << "\n\n"
-            << *ioSent.mAnswer << '\n'
-            << std::flush;
+    const std::string destination = request.mDestination.empty() ? "" : "; deliver to " + request.mDestination;
+    const std::string head = "[" + std::to_string(ioSent.mNumber) + "] " + ToText(request.mKind) + " for " +
+                             request.mUser + ", " + request.mProject + ": " + request.mBody + destination;
+    mStream << OnOneLine(head) << "\n\n" << ToPrintable(*ioSent.mAnswer) << '\n' << std::flush;
 }

@@ -1,5 +1,7 @@
 #include "Errors.h"
 
+#include "Printable.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <mutex>
@@ -18,12 +20,13 @@ std::string SystemReason() { return std::generic_category().message(errno); }
 
 void LogError(const std::string& iText)
 {
+    const std::string line = OnOneLine(iText);
     const std::lock_guard hold(gMutex);
     if (gTaker)
-        gTaker(iText);
+        gTaker(line);
     else
         // One call: lines of several threads stay whole.
-        std::fprintf(stderr, "report_server: %s\n", iText.c_str());
+        std::fprintf(stderr, "report_server: %s\n", line.c_str());
 }
 
 void SetErrorTaker(ErrorTaker iTaker)

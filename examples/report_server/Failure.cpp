@@ -3,6 +3,7 @@
 #include "Errors.h"
 #include "JobCalls.h"
 #include "JobMemory.h"
+#include "Printable.h"
 
 #include <new>
 
@@ -47,7 +48,7 @@ std::string ReportFailure(QORJob& ioJob, int iStepId, const std::exception_ptr& 
     }
     catch (const RequestError& error)
     {
-        Report(ioJob, cStepFailed, step, job, QBase::UTF8ToWideChar(error.what()).c_str());
+        Report(ioJob, cStepFailed, step, job, QBase::UTF8ToWideChar(OnOneLine(error.what())).c_str());
     }
     catch (const std::bad_alloc&)
     {
@@ -55,7 +56,7 @@ std::string ReportFailure(QORJob& ioJob, int iStepId, const std::exception_ptr& 
     }
     catch (const std::exception& error) // QBase::Message is one, too
     {
-        Report(ioJob, cJobException, step, job, QBase::UTF8ToWideChar(error.what()).c_str());
+        Report(ioJob, cJobException, step, job, QBase::UTF8ToWideChar(OnOneLine(error.what())).c_str());
     }
     catch (...)
     {
@@ -67,7 +68,7 @@ std::string ReportFailure(QORJob& ioJob, int iStepId, const std::exception_ptr& 
 void ReportException(QORJob& ioJob, const std::string& iWhere, const std::string& iReason)
 {
     Report(ioJob, cJobException, QBase::UTF8ToWideChar(iWhere).c_str(), ioJob.GetId().Get(),
-           QBase::UTF8ToWideChar(iReason).c_str());
+           QBase::UTF8ToWideChar(OnOneLine(iReason)).c_str());
 }
 
 std::string ReasonOf(const std::exception_ptr& iFailure)

@@ -2,6 +2,7 @@
 
 #include "JobCalls.h"
 #include "Mailboxes.h"
+#include "Printable.h"
 #include "ReportInstance.h"
 #include "StepTask.h"
 #include "UserSession.h"
@@ -39,6 +40,9 @@ GUID IdOf(const JobRecord& iRecord)
     return {static_cast<DWORD>(iRecord.mId), 0x0B71, 0x4C57, {0x8E, 0x21, 0x5A, 0x90, 0x3D, 0xC4, 0x66, 0x1F}};
 }
 
+/// What the library shows in logs and dumps.
+QBase::wstring ToShownText(const std::string& iText) { return QBase::UTF8ToWideChar(ToPrintable(iText)); }
+
 /// What the job and its steps will ask the context for.
 void DescribeContext(const JobRecord& iRecord)
 {
@@ -49,7 +53,7 @@ void DescribeContext(const JobRecord& iRecord)
         Expect(context.put_ContextObjectN(NewDelivery(iRecord.mpMailbox.Get()).Get()), "put_ContextObjectN");
     if (iRecord.mRequest.mKind != EnumRequestKind::Report)
         return;
-    const QBase::PtrI<ReportInstance> instance = NewReportInstance(IdOf(iRecord), iRecord.mRequest.mBody);
+    const QBase::PtrI<ReportInstance> instance = NewReportInstance(IdOf(iRecord), ToPrintable(iRecord.mRequest.mBody));
     Expect(context.put_ContextObjectB(instance.Get()), "put_ContextObjectB");
 }
 
@@ -93,14 +97,14 @@ QBase::PtrI<CKDXProcessContext> MakeContext(const JobRecord& iRecord, ICKDXReadM
 QBase::PtrI<QORJob> MakeJob(const JobRecord& iRecord, std::uint64_t iMemory)
 {
     const Request& request = iRecord.mRequest;
-    const QBase::wstring user = QBase::UTF8ToWideChar(request.mUser);
+    const QBase::wstring user = ToShownText(request.mUser);
     DescribeContext(iRecord);
     QBase::PtrI<QORJob> job = NewJob(iRecord);
     Expect(job->SetProcessContext(iRecord.mpContext.Get()), "SetProcessContext");
     Expect(job->SetUser(user), "SetUser");
     Expect(job->SetOwner(user), "SetOwner");
-    Expect(job->SetProjectName(QBase::UTF8ToWideChar(request.mProject)), "SetProjectName");
-    Expect(job->SetDescription(QBase::UTF8ToWideChar(request.mBody)), "SetDescription");
+    Expect(job->SetProjectName(ToShownText(request.mProject)), "SetProjectName");
+    Expect(job->SetDescription(ToShownText(request.mBody)), "SetDescription");
     Expect(job->SetRequestId(request.mLine), "SetRequestId");
     job->GetMemGovernor()->mLimitBytes = iMemory;
     for (const QORJobProcessingStep step : StepsOf(request))

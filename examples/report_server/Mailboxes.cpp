@@ -2,6 +2,7 @@
 
 #include "JobCalls.h"
 #include "Message.h"
+#include "Printable.h"
 
 #include <utility>
 
@@ -38,5 +39,5 @@ void Mailboxes::Write(std::ostream& ioStream) const
     const std::lock_guard hold(mMutex);
     for (const auto& [name, letters] : mLetters)
         for (const auto& [job, text] : letters)
-            ioStream << "delivered to " << name << " by [" << job << "]:\n\n" << text << '\n';
+            ioStream << "delivered to " << OnOneLine(name) << " by [" << job << "]:\n\n" << ToPrintable(text) << '\n';
 }

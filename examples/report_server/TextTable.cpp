@@ -1,5 +1,6 @@
 #include "TextTable.h"
 
+#include "Printable.h"
 #include "Rows.h"
 
 #include <algorithm>
@@ -10,24 +11,24 @@
 namespace
 {
 
-/// In characters of UTF-8, not in bytes.
-std::size_t WidthOf(const std::string& iText)
+constexpr std::size_t cWidestCell = 100;
+
+std::vector<std::string> ToCells(std::vector<std::string> iTexts)
 {
-    const auto isStart = [](char iChar) { return (static_cast<unsigned char>(iChar) & 0xC0) != 0x80; };
-    return static_cast<std::size_t>(std::count_if(iText.begin(), iText.end(), isStart));
+    for (std::string& text : iTexts)
+        text = OnOneLine(text, cWidestCell);
+    return iTexts;
 }
 
 class Layout
 {
 public:
-    Layout(const std::vector<TextColumn>& iColumns, const std::vector<std::vector<std::string>>& iRows)
-        : mColumns(iColumns)
+    Layout(const std::vector<TextColumn>& iColumns, const std::vector<std::vector<std::string>>& iLines)
+        : mColumns(iColumns), mWidths(iColumns.size())
     {
-        for (const TextColumn& column : iColumns)
-            mWidths.push_back(WidthOf(column.mHeading));
-        for (const std::vector<std::string>& row : iRows)
+        for (const std::vector<std::string>& line : iLines)
             for (std::size_t i = 0; i < mWidths.size(); ++i)
-                mWidths[i] = std::max(mWidths[i], WidthOf(row.at(i)));
+                mWidths[i] = std::max(mWidths[i], WidthOf(line.at(i)));
     }
 
     const std::vector<std::size_t>& GetWidths() const { return mWidths; }
@@ -54,17 +55,20 @@ private:
 
 std::string ToTextTable(const std::vector<TextColumn>& iColumns, const std::vector<std::vector<std::string>>& iRows)
 {
-    const Layout layout(iColumns, iRows);
-    std::vector<std::string> headings;
+    std::vector<std::vector<std::string>> lines(1);
+    for (const TextColumn& column : iColumns)
+        lines.front().push_back(column.mHeading);
+    lines.insert(lines.end(), iRows.begin(), iRows.end());
+    std::transform(lines.begin(), lines.end(), lines.begin(), ToCells);
+
+    const Layout layout(iColumns, lines);
     std::vector<std::string> rules;
-    for (std::size_t i = 0; i < iColumns.size(); ++i)
-    {
-        headings.push_back(iColumns[i].mHeading);
-        rules.emplace_back(layout.GetWidths()[i], '-');
-    }
-    std::string text = layout.ToLine(headings) + layout.ToLine(rules);
-    for (const std::vector<std::string>& row : iRows)
-        text += layout.ToLine(row);
+    for (const std::size_t width : layout.GetWidths())
+        rules.emplace_back(width, '-');
+    lines.insert(lines.begin() + 1, rules);
+    std::string text;
+    for (const std::vector<std::string>& line : lines)
+        text += layout.ToLine(line);
     return text;
 }
 
@@ -82,16 +86,9 @@ std::string ToTextTable(const Rows& iRows)
     {
         std::vector<std::string>& line = cells.emplace_back();
         for (const Value& value : row)
-            line.push_back(OnOneLine(value.ToText()));
+            line.push_back(value.ToText());
     }
     return ToTextTable(columns, cells) + (cells.empty() ? "no rows\n" : "");
-}
-
-std::string OnOneLine(std::string iText)
-{
-    const auto isControl = [](char iChar) { return static_cast<unsigned char>(iChar) < ' '; };
-    std::replace_if(iText.begin(), iText.end(), isControl, ' ');
-    return iText;
 }
 
 std::string FormatDecimals(double iNumber, int iDecimals)

@@ -12,13 +12,11 @@ struct TextColumn
     bool mbToTheRight = false; ///< for numbers
 };
 
-/// A heading, a line below it, and the rows; every line ends with a line feed and has no blanks at its end.
+/// A heading, a line below it, and the rows; every line ends with a line feed and has no blanks at its end. Each
+/// cell stands on one line, and one that is far too wide is cut.
 std::string ToTextTable(const std::vector<TextColumn>& iColumns, const std::vector<std::vector<std::string>>& iRows);
 
 /// Numbers stand to the right; a table without rows says so.
 std::string ToTextTable(const Rows& iRows);
-
-/// Without control characters: a line break in a cell would break the table.
-std::string OnOneLine(std::string iText);
 
 std::string FormatDecimals(double iNumber, int iDecimals);

@@ -237,10 +237,10 @@ Watch::Look Watch::LookAt(const QORJob& iJob)
     Expect(iJob.GetJobInfo(&info), "GetJobInfo");
     Expect(iJob.GetJobBrowsingInfo(&browsing), "GetJobBrowsingInfo");
     const DateTime now = DateTime::NowUTC();
-    return {info.mJobId.Get(),        OnOneLine(QBase::WideCharToUTF8(browsing.mOwner)),
+    return {info.mJobId.Get(),        QBase::WideCharToUTF8(browsing.mOwner),
             StatusText(info.mStatus), UnitText(info),
             StepText(info),           SumWaiting(info, now),
-            SumRunning(info, now),    OnOneLine(QBase::WideCharToUTF8(browsing.mDescription))};
+            SumRunning(info, now),    QBase::WideCharToUTF8(browsing.mDescription)};
 }
 
 /// In place of the last table.

@@ -79,5 +79,16 @@ order='--data data --requests both --step-time 1 | grep -o "^\[.\]" | tr -d "\n"
 try 'results as they come' 0 '[2][1]' "$large; $both; \"\$server\" $order"
 try 'results to compare' 0 '[1][2]' "$large; $both; \"\$server\" --results-only $order"
 
+# What does something to a terminal reaches neither it, nor the log, nor a file; columns stand below each other.
+esc=$'\e[31m\x9b\xc2\x9b\xe2\x80\xae'
+nasty="mv data/t.csv \"data/t$esc.csv\"; echo \"report | a$esc | p$esc | 1 | from x$esc; deliver to b$esc\" >r.txt
+    (cat r.txt; echo \"$esc | 1\"; echo \"sql | a | p | 1 | from t$esc; measure count(*); where n = 1 or '$esc' = ''\") >>r.txt
+    QORJOB_LOG=all \"\$server\" --data data --requests r.txt --dump d >all 2>&1"
+try 'control characters' 0 'a�[31m���' "$nasty; cat d >>all; ! LC_ALL=C grep -P '[\\x00-\\x08\\x0b-\\x1f\\x9b]|\\xe2\\x80\\xae' all && cat all"
+try 'wide characters' 0 $'e\u0301a            1\n漢字          2\n' \
+    'printf "place,n\n漢字,1\n漢字,1\ne\u0301a,1\n" >data/t.csv; ask "from t; measure count(*); by place"; serve'
+try 'a wide cell' 0 'xxx…       1' \
+    'printf "%0300d" 0 | tr 0 x >>data/t.csv; ask "from t; measure sum(n); by place"; sed -i "s/x$/x,1/" data/t.csv; serve'
+
 [ $failures = 0 ] || exit 1
 echo "hostile: all cases went as they should"

@@ -11,6 +11,7 @@
 #include "Mailboxes.h"
 #include "Metrics.h"
 #include "Options.h"
+#include "Printable.h"
 #include "ProfileReport.h"
 #include "Request.h"
 #include "StepTask.h"
@@ -198,6 +199,7 @@ int main(int argc, char** argv)
     try
     {
         OpenStandardStreams();
+        UseUtf8();
         const Options options = ParseOptions(std::vector<std::string>(argv + 1, argv + argc));
         if (options.mbHelp)
         {
