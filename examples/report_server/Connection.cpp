@@ -78,14 +78,10 @@ private:
 /// What a statement of a request may be, in itself: code as well as data.
 void LimitStatements(sqlite3* iDatabase)
 {
-    constexpr std::pair<int, int> cLimits[] = {{SQLITE_LIMIT_LENGTH, static_cast<int>(cMostTextBytes)},
-                                               {SQLITE_LIMIT_SQL_LENGTH, 100'000},
-                                               {SQLITE_LIMIT_EXPR_DEPTH, 200},
-                                               {SQLITE_LIMIT_COMPOUND_SELECT, 10},
-                                               {SQLITE_LIMIT_VDBE_OP, 100'000},
-                                               {SQLITE_LIMIT_FUNCTION_ARG, 10},
-                                               {SQLITE_LIMIT_ATTACHED, 0},
-                                               {SQLITE_LIMIT_LIKE_PATTERN_LENGTH, 100}};
+    constexpr std::pair<int, int> cLimits[] = {
+        {SQLITE_LIMIT_LENGTH, 4'000'000},   {SQLITE_LIMIT_SQL_LENGTH, 100'000},     {SQLITE_LIMIT_EXPR_DEPTH, 200},
+        {SQLITE_LIMIT_COMPOUND_SELECT, 10}, {SQLITE_LIMIT_VDBE_OP, 100'000},        {SQLITE_LIMIT_FUNCTION_ARG, 10},
+        {SQLITE_LIMIT_ATTACHED, 0},         {SQLITE_LIMIT_LIKE_PATTERN_LENGTH, 100}};
     for (const auto& [limit, value] : cLimits)
         sqlite3_limit(iDatabase, limit, value);
 }

@@ -5,15 +5,11 @@
 
 #include <sqlite3.h>
 
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
-
-/// A text longer than this can be neither stored nor made by a query.
-inline constexpr std::size_t cMostTextBytes = 1'000'000;
 
 /// Threads: one at a time.
 /// Errors:  throws RequestError with SQLite's own text, and what a gate throws.

@@ -2,22 +2,33 @@
 
 #include "Errors.h"
 
+#include <array>
+#include <cstddef>
+#include <string_view>
 #include <utility>
 
 namespace
 {
 
+constexpr std::size_t cMostCellBytes = 1'000'000;
 constexpr int cEnd = std::istream::traits_type::eof();
 
 } // namespace
 
-CsvReader::CsvReader(std::istream& iStream, std::string iName) : mStream(iStream), mName(std::move(iName)) {}
+CsvReader::CsvReader(std::istream& iStream, std::string iName) : mStream(iStream), mName(std::move(iName))
+{
+    constexpr std::string_view cByteOrderMark = "\xEF\xBB\xBF";
+    std::array<char, cByteOrderMark.size()> start{};
+    mStream.read(start.data(), start.size());
+    if (std::string_view(start.data(), start.size()) == cByteOrderMark)
+        return;
+    mStream.clear();
+    mStream.seekg(0);
+}
 
 bool CsvReader::ReadRecord(std::vector<std::string>& oFields)
 {
     oFields.clear();
-    while (mStream.peek() == '\n' || mStream.peek() == '\r')
-        Get();
     mRecordLine = mLine;
     if (mStream.peek() == cEnd)
     {
@@ -37,17 +48,19 @@ bool CsvReader::ReadField(std::string& oField)
     const bool bQuoted = mStream.peek() == '"';
     if (bQuoted)
         ReadQuoted(oField);
-    for (int c = Get(); c != cEnd && c != '\n'; c = Get())
+    for (;;)
     {
+        int c = Get();
+        if (c == '\r' && mStream.peek() == '\n')
+            c = Get();
+        if (c == cEnd || c == '\n' || c == '\r')
+            return false;
         if (c == ',')
             return true;
-        if (c == '\r' && (mStream.peek() == '\n' || mStream.peek() == cEnd))
-            continue;
         if (bQuoted)
             throw SetupError(GetPlace() + ": text after a closing quote");
-        oField += static_cast<char>(c);
+        Add(c, oField);
     }
-    return false;
 }
 
 void CsvReader::ReadQuoted(std::string& oField)
@@ -61,15 +74,24 @@ void CsvReader::ReadQuoted(std::string& oField)
                 return;
             Get();
         }
-        oField += static_cast<char>(c);
+        Add(c, oField);
     }
     throw SetupError(GetPlace() + ": a quote is not closed");
+}
+
+void CsvReader::Add(int iCharacter, std::string& ioField) const
+{
+    if (iCharacter == 0)
+        throw SetupError(GetPlace() + ": a zero byte; text in UTF-8 is expected");
+    if (ioField.size() == cMostCellBytes)
+        throw SetupError(GetPlace() + ": a field of more than " + std::to_string(cMostCellBytes) + " bytes");
+    ioField += static_cast<char>(iCharacter);
 }
 
 int CsvReader::Get()
 {
     const int c = mStream.get();
-    if (c == '\n')
+    if (c == '\n' || (c == '\r' && mStream.peek() != '\n'))
         ++mLine;
     return c;
 }

@@ -1,4 +1,5 @@
-// Comma-separated values: quoted fields, doubled quotes, line breaks in quotes, both kinds of line ends.
+// Comma-separated values: quoted fields, doubled quotes, line breaks in quotes, all kinds of line ends, a byte order
+// mark.
 #pragma once
 
 #include <istream>
@@ -9,9 +10,10 @@
 class CsvReader
 {
 public:
+    /// At the beginning of a file.
     CsvReader(std::istream& iStream, std::string iName);
 
-    /// False at the end of the file. Empty lines are passed over.
+    /// False at the end of the file. An empty line is a record of one empty field.
     bool ReadRecord(std::vector<std::string>& oFields);
 
     /// For a complaint about the record read last: it began in this line.
@@ -20,6 +22,7 @@ public:
 private:
     bool ReadField(std::string& oField);
     void ReadQuoted(std::string& oField);
+    void Add(int iCharacter, std::string& ioField) const;
     int Get();
 
     std::istream& mStream;

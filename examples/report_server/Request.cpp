@@ -17,6 +17,8 @@ namespace
 constexpr std::array cKinds = {EnumRequestKind::Report, EnumRequestKind::Sql, EnumRequestKind::Element,
                                EnumRequestKind::Document};
 
+constexpr std::size_t cLongestLine = 4'000'000;
+
 constexpr const char* cSession = "session";
 
 using Locales = std::map<std::string, unsigned>; // by user
@@ -113,10 +115,11 @@ RequestFile ReadRequests(const std::filesystem::path& iPath)
     std::ifstream stream = OpenToRead(iPath);
     RequestFile file;
     Locales locales;
-    std::string text;
-    for (int line = 1; std::getline(stream, text); ++line)
+    std::string text(cLongestLine, '\0');
+    for (int line = 1; stream.getline(text.data(), static_cast<std::streamsize>(text.size())); ++line)
     {
-        const std::string_view trimmed = Trim(text);
+        const auto length = static_cast<std::size_t>(stream.gcount()) - (stream.eof() ? 0 : 1);
+        const std::string_view trimmed = Trim(std::string_view(text).substr(0, length));
         if (trimmed.empty() || trimmed.front() == '#')
             continue;
         try
@@ -133,7 +136,8 @@ RequestFile ReadRequests(const std::filesystem::path& iPath)
             file.mBadLines.push_back(iPath.string() + ":" + std::to_string(line) + ": " + error.what());
         }
     }
-    if (stream.bad())
-        throw SetupError(iPath.string() + ": the file can't be read");
+    if (!stream.eof())
+        throw SetupError(iPath.string() + ": the file can't be read, or a line is longer than " +
+                         std::to_string(cLongestLine) + " bytes");
     return file;
 }

@@ -81,17 +81,24 @@ const char* ToSql(EnumColumnType iType)
     }
 }
 
-/// The records behind the heading, which goes to `oNames`.
+bool IsEmptyLine(const std::vector<std::string>& iRecord) { return iRecord.size() == 1 && iRecord.front().empty(); }
+
+/// The records behind the heading, which goes to `oNames`. In a file of one column an empty line is a missing value.
 Records ReadRecords(const std::filesystem::path& iFile, std::vector<std::string>& oNames)
 {
+    if (std::error_code error; std::filesystem::exists(iFile, error) && !std::filesystem::is_regular_file(iFile))
+        throw SetupError(iFile.string() + ": it is no regular file");
     std::ifstream stream = OpenToRead(iFile);
     CsvReader reader(stream, iFile.string());
-    if (!reader.ReadRecord(oNames))
-        throw SetupError(iFile.string() + ": the file is empty");
+    while (IsEmptyLine(oNames) || oNames.empty())
+        if (!reader.ReadRecord(oNames))
+            throw SetupError(iFile.string() + ": the file is empty");
     Records records;
     std::vector<std::string> record;
     while (reader.ReadRecord(record))
     {
+        if (IsEmptyLine(record) && oNames.size() > 1)
+            continue;
         if (record.size() != oNames.size())
             throw SetupError(reader.GetPlace() + ": the heading has " + std::to_string(oNames.size()) +
                              " fields, this record " + std::to_string(record.size()));

@@ -90,5 +90,22 @@ try 'wide characters' 0 $'e\u0301a            1\n漢字          2\n' \
 try 'a wide cell' 0 'xxx…       1' \
     'printf "%0300d" 0 | tr 0 x >>data/t.csv; ask "from t; measure sum(n); by place"; sed -i "s/x$/x,1/" data/t.csv; serve'
 
+# Data files have all their rows, or are refused.
+data() # data NAME EXIT_CODE TEXT COMMANDS_THAT_MAKE_THE_FILE
+{
+    try "data: $1" "$2" "$3" "ask 'from t; measure count(*), sum(n)'; (${4}) >data/t.csv; serve"
+}
+data 'a byte order mark' 0 '2       3' 'printf "\xEF\xBB\xBFn,m\n1,a\n2,b\n"'
+data 'none, but its first byte' 1 'it has ａ' 'printf "ａ,m\n1,a\n"'
+data 'CR line ends' 0 '2       3' 'printf "n,m\r1,a\r2,b\r"'
+data 'all line ends' 0 '3       6' 'printf "\r\nn,m\r\n\n1,a\n\r2,\"\n\"\r\n3,c"'
+data 'empty cells of one column' 0 '4       3' 'printf "n\n1\n\n2\n\n"'
+data 'UTF-16' 2 't.csv:1: a zero byte' 'printf "n\0,\0m\0\n\0"'
+data 'a large cell' 2 't.csv:2: a field of more than' 'echo n; head -c 100000000 /dev/zero | tr "\0" x'
+data 'a quote' 2 't.csv:3: a quote is not closed' 'printf "n\r1\r\"x\r"'
+data 'a device' 2 'no regular file' 'ln -sf /dev/zero data/u.csv; echo n'
+data 'a pipe' 2 'no regular file' 'mkfifo data/u.csv; echo n'
+try 'requests without an end' 2 'a line is longer' '"$server" --data data --requests /dev/zero'
+
 [ $failures = 0 ] || exit 1
 echo "hostile: all cases went as they should"
