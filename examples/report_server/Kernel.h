@@ -65,12 +65,12 @@ public:
     /// False when jobs are still open at the end of that time.
     bool WaitFor(std::chrono::milliseconds iTime);
 
-    // --- What is done to jobs: KernelControl.cpp. What can't be done is logged. ---
+    // --- What is done to jobs: KernelControl.cpp. ---
 
-    /// Is obeyed when the step comes; also for jobs to come.
+    /// Is obeyed when the step comes, also for jobs to come; that it can't be done is logged.
     void Order(const Control& iControl);
-    /// Is obeyed now, unless it names a step.
-    void Obey(const Control& iControl);
+    /// Is obeyed now; false when it is left for a step to come. Throws, with the reason, when it can't be done.
+    bool Obey(const Control& iControl);
     /// When nobody is there any more who could.
     void ResumeAll();
 
@@ -107,9 +107,9 @@ private:
 
     // What is done to a job: under its record's mutex, but for ObeyOrders and TakeAway.
     void ObeyOrders(int iJob, int iStepId);
-    void ObeyOne(const Control& iControl, JobRecord& ioRecord);
+    bool ObeyOne(const Control& iControl, JobRecord& ioRecord);
     void Cancel(JobRecord& ioRecord);
-    void Pause(const Control& iControl, JobRecord& ioRecord);
+    bool Pause(const Control& iControl, JobRecord& ioRecord);
     void RestPaused(const StepEntry& iStep, EnumUnit iUnit, JobRecord& ioRecord);
     void Resume(JobRecord& ioRecord);
     void SetTimeout(unsigned iMilliseconds, JobRecord& ioRecord);

@@ -26,29 +26,25 @@ void Kernel::Order(const Control& iControl)
     mOrders.push_back(iControl);
 }
 
-void Kernel::Obey(const Control& iControl)
+bool Kernel::Obey(const Control& iControl)
 {
-    try
+    const int stepOf = iControl.mStepOf;
+    JobRecord* const record = Find(iControl.mJob);
+    if (record == nullptr || Find(stepOf < cFirstChild ? stepOf : stepOf / cFirstChild) == nullptr)
+        throw Refusal("there is no such job");
+    if (iControl.mStep != 0)
     {
-        JobRecord* const record = Find(iControl.mJob);
-        if (record == nullptr)
-            throw Refusal("there is no such job");
-        if (iControl.mStep != 0)
-        {
-            Order(iControl);
-            return;
-        }
-        {
-            const std::lock_guard hold(record->mMutex);
-            ObeyOne(iControl, *record);
-        }
-        if (iControl.mKind == EnumControl::Cancel)
-            CancelChildren(*record);
+        Order(iControl);
+        return false;
     }
-    catch (const std::exception& error)
+    bool bDone = false;
     {
-        LogError(ToText(iControl) + ": " + error.what());
+        const std::lock_guard hold(record->mMutex);
+        bDone = ObeyOne(iControl, *record);
     }
+    if (iControl.mKind == EnumControl::Cancel)
+        CancelChildren(*record);
+    return bDone;
 }
 
 void Kernel::ResumeAll()
@@ -67,7 +63,14 @@ void Kernel::ObeyOrders(int iJob, int iStepId)
     for (Control order : TakeOrders(iJob, iStepId, false))
     {
         order.mStep = 0;
-        Obey(order);
+        try
+        {
+            Obey(order);
+        }
+        catch (const std::exception& error)
+        {
+            LogError(ToText(order) + ": " + error.what());
+        }
     }
 }
 
@@ -131,7 +134,8 @@ std::vector<QBase::PtrI<QORJob>> Kernel::GetLiveJobs()
     return jobs;
 }
 
-void Kernel::ObeyOne(const Control& iControl, JobRecord& ioRecord)
+/// False when it is left for a step to come.
+bool Kernel::ObeyOne(const Control& iControl, JobRecord& ioRecord)
 {
     if (!ioRecord.mpJob || ioRecord.mbAnswered || IsEnded(StatusOf(*ioRecord.mpJob.Get())))
         throw Refusal("the job has ended, or is about to");
@@ -139,18 +143,17 @@ void Kernel::ObeyOne(const Control& iControl, JobRecord& ioRecord)
     {
     case EnumControl::Cancel:
         Cancel(ioRecord);
-        break;
+        return true;
     case EnumControl::Pause:
-        Pause(iControl, ioRecord);
-        break;
+        return Pause(iControl, ioRecord);
     case EnumControl::Resume:
         if (ioRecord.mRest != EnumRest::Paused)
             throw Refusal("the job isn't paused");
         Resume(ioRecord);
-        break;
+        return true;
     default:
         SetTimeout(iControl.mMilliseconds, ioRecord);
-        break;
+        return true;
     }
 }
 
@@ -167,16 +170,18 @@ void Kernel::Cancel(JobRecord& ioRecord)
 }
 
 /// Only a running step can be paused: where there is none, the next one will be.
-void Kernel::Pause(const Control& iControl, JobRecord& ioRecord)
+bool Kernel::Pause(const Control& iControl, JobRecord& ioRecord)
 {
     if (ioRecord.mRequest.mKind != EnumRequestKind::Document)
         throw Refusal("only documents can be paused");
     if (ioRecord.mRest == EnumRest::Paused)
         throw Refusal("the job is paused");
-    if (ioRecord.mpRunning == nullptr || !ioRecord.mpRunning->GetStep().IsStoppable())
-        Order(iControl);
-    else
+    const bool bNow = ioRecord.mpRunning != nullptr && ioRecord.mpRunning->GetStep().IsStoppable();
+    if (bNow)
         ioRecord.mpJob->PauseCurrentStep();
+    else
+        Order(iControl);
+    return bNow;
 }
 
 /// The step that was paused is queued and looks started. It is renewed now, and not when the job is resumed: a

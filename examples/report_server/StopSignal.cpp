@@ -6,24 +6,31 @@
 namespace
 {
 
-std::atomic<bool> gbRaised{false};
-static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may touch it");
+constexpr int cSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+std::atomic<int> gRaised{0}; // the first that came
+static_assert(std::atomic<int>::is_always_lock_free, "a signal handler may touch it");
 
 } // namespace
 
 extern "C"
 {
-    static void OnInterrupt(int iSignal)
+    static void OnStop(int iSignal)
     {
-        gbRaised.store(true);
-        std::signal(iSignal, SIG_DFL);
+        gRaised.store(iSignal);
+        for (const int signal : cSignals)
+            std::signal(signal, SIG_DFL);
     }
 }
 
 void StopSignal::Install()
 {
-    std::signal(SIGINT, OnInterrupt);
-    std::signal(SIGTERM, OnInterrupt);
+    std::signal(SIGPIPE, SIG_IGN);
+    for (const int signal : cSignals)
+        if (std::signal(signal, OnStop) == SIG_IGN)
+            std::signal(signal, SIG_IGN);
 }
 
-bool StopSignal::IsRaised() { return gbRaised.load(); }
+bool StopSignal::IsRaised() { return gRaised.load() != 0; }
+
+int StopSignal::GetExitCode() { return 128 + gRaised.load(); }

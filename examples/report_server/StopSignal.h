@@ -1,12 +1,16 @@
-// Ctrl-C, and a polite kill.
+// Ctrl-C, a polite kill, and a terminal that goes away.
 #pragma once
 
 namespace StopSignal
 {
 
-/// From here on either signal raises the flag; a second one of the same kind ends the process at once.
+/// From here on each of these signals raises the flag, unless it is ignored already, as nohup has it; a second one, of
+/// whatever kind, ends the process at once. A reader of the output that goes away is an error of writing, no signal.
 void Install();
 
 bool IsRaised();
+
+/// As a shell tells of it: 130 for Ctrl-C.
+int GetExitCode();
 
 } // namespace StopSignal

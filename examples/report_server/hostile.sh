@@ -107,5 +107,36 @@ data 'a device' 2 'no regular file' 'ln -sf /dev/zero data/u.csv; echo n'
 data 'a pipe' 2 'no regular file' 'mkfifo data/u.csv; echo n'
 try 'requests without an end' 2 'a line is longer' '"$server" --data data --requests /dev/zero'
 
+# The command line.
+try 'name=value' 0 '1 completed' '"$server" --data=data --requests=r.txt'
+try 'an option without its value' 2 '--data needs a value' '"$server" --requests=r.txt --data'
+try 'a value too many' 2 '--watch takes no value' 'serve --watch=1'
+try 'an option twice' 2 '--threads is given twice' 'serve --threads 1 --threads=1'
+try 'a number' 2 '--threads: a number from 1 to 64 is needed, not "0"' 'serve --threads 0'
+try 'an option that there is not' 2 'unknown option --dumb' 'serve --dumb=x'
+try 'no request file' 2 'No such file or directory' '"$server" --data data --requests no.txt'
+try 'a directory of requests' 2 'Is a directory' '"$server" --data data --requests data'
+try 'an output nowhere' 2 'no/where can' 'serve --trace no/where 2>&1 | grep "No such file or directory"; exit ${PIPESTATUS[0]}'
+try 'help' 0 'usage: ' '"$server" -h --data'
+try 'help is not wide' 1 '' '"$server" --help | grep -E "^.{101}"'
+try 'help on a full disk' 1 "can't be written" '"$server" --help >/dev/full'
+try 'results on a full disk' 1 "can't be written" 'serve >/dev/full'
+try 'a reader that goes away' 1 "standard output can't be written" \
+    'mkfifo p; : <p & exec 3>p; wait; serve >&3'
+
+# Signals end the jobs and leave whole files: 128 more than their number.
+for signal in INT TERM HUP; do
+    try "SIG$signal" $((128 + $(kill -l $signal))) 'JobId: 1' "$large; ask 'from t; measure count(*); where $endless'
+        env --default-signal=INT,HUP \"\$server\" --data data --requests r.txt --watch --dump d >w & pid=\$!
+        until grep -q 'Query Execution' w; do :; done; kill -$signal \$pid; wait \$pid; code=\$?; cat d; exit \$code"
+done
+
+# Typed commands are answered.
+typed() { echo "$large; ask 'from t; measure count(*); where $endless'; printf '$1' >keys
+    script -qec '\"\$server\" --data data --requests r.txt' /dev/null <keys"; }
+try 'typed for nobody' 1 'cancel 99: there is no such job' "$(typed 'cancel 99\ncancel 1\n')"
+try 'typed for a step of nobody' 1 'at 4 of 99: there is no such job' "$(typed 'cancel 1 at 4 of 99\ncancel 1\n')"
+try 'typed and done' 1 'cancel 1: done' "$(typed 'cancel 1\n')"
+
 [ $failures = 0 ] || exit 1
 echo "hostile: all cases went as they should"

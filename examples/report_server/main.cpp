@@ -45,7 +45,6 @@ enum EnumExitCode : int
     ExitAllDone = 0,
     ExitNotAllDone = 1,
     ExitNotStarted = 2,
-    ExitInterrupted = 130,
 };
 
 void SwitchLogOn(const std::string& iRouters)
@@ -76,9 +75,10 @@ void ObeyKeyboard(Kernel& ioKernel, Watch* iWatch)
                 iWatch->AddTypedLine();
             try
             {
-                ioKernel.Obey(ParseControl(*line));
+                const bool bDone = ioKernel.Obey(ParseControl(*line));
+                LogError(*line + (bDone ? ": done" : ": will be done when the step comes"));
             }
-            catch (const RequestError& error)
+            catch (const std::exception& error)
             {
                 LogError(*line + ": " + error.what());
             }
@@ -163,6 +163,15 @@ bool ServeRequests(const Options& iOptions, const Warehouse& iWarehouse, const R
     return HaveAllCompleted(kernel.GetRecords()) && iFile.mBadLines.empty() && kernel.GetOrders().empty();
 }
 
+/// False, with an error told, when not all of it could be written.
+bool FlushOutput()
+{
+    if (std::cout << std::flush)
+        return true;
+    LogError("standard output can't be written");
+    return false;
+}
+
 int Serve(const Options& iOptions)
 {
     Files::Check(iOptions);
@@ -181,14 +190,10 @@ int Serve(const Options& iOptions)
     StopSignal::Install(); // from here on there is work to end
     Files files(iOptions);
     const bool bAllDone = ServeRequests(iOptions, warehouse, file, files);
-    bool bAllWritten = files.Close();
-    if (!std::cout)
-    {
-        LogError("standard output can't be written");
-        bAllWritten = false;
-    }
+    const bool bFilesWritten = files.Close();
+    const bool bAllWritten = FlushOutput() && bFilesWritten;
     if (StopSignal::IsRaised())
-        return ExitInterrupted;
+        return StopSignal::GetExitCode();
     return bAllDone && bAllWritten ? ExitAllDone : ExitNotAllDone;
 }
 
@@ -204,7 +209,7 @@ int main(int argc, char** argv)
         if (options.mbHelp)
         {
             std::cout << GetUsage();
-            return ExitAllDone;
+            return FlushOutput() ? ExitAllDone : ExitNotAllDone;
         }
         return Serve(options);
     }
