@@ -44,7 +44,7 @@ public:
     Guard(sqlite3* iDatabase, const std::string& iTable, const std::function<bool()>& iIsToStop)
         : mpDatabase(iDatabase), mTable(iTable), mIsToStop(iIsToStop)
     {
-        constexpr int cInstructions = 10'000; // less than a millisecond
+        constexpr int cInstructions = 1'000; // microseconds; but some work on a long text
         sqlite3_set_authorizer(mpDatabase, Allow, this);
         sqlite3_progress_handler(mpDatabase, cInstructions, Ask, this);
     }
@@ -79,7 +79,7 @@ private:
 void LimitStatements(sqlite3* iDatabase)
 {
     constexpr std::pair<int, int> cLimits[] = {
-        {SQLITE_LIMIT_LENGTH, 4'000'000},   {SQLITE_LIMIT_SQL_LENGTH, 100'000},     {SQLITE_LIMIT_EXPR_DEPTH, 200},
+        {SQLITE_LIMIT_LENGTH, 2'000'000},   {SQLITE_LIMIT_SQL_LENGTH, 100'000},     {SQLITE_LIMIT_EXPR_DEPTH, 200},
         {SQLITE_LIMIT_COMPOUND_SELECT, 10}, {SQLITE_LIMIT_VDBE_OP, 100'000},        {SQLITE_LIMIT_FUNCTION_ARG, 10},
         {SQLITE_LIMIT_ATTACHED, 0},         {SQLITE_LIMIT_LIKE_PATTERN_LENGTH, 100}};
     for (const auto& [limit, value] : cLimits)

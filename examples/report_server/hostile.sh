@@ -2,7 +2,6 @@
 # What hostile users have done to the example server, and what must come of it: hostile.sh SERVER
 set -uo pipefail
 export server=$(realpath "$1")
-home=$(realpath "$(dirname "${BASH_SOURCE[0]}")")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 failures=0
@@ -21,7 +20,7 @@ try()
     cd "$work/case"
     printf 'place,n\nhere,1\nthere,2\n' >data/t.csv
     ask 'from t; measure count(*)'
-    output=$(timeout 20 bash -c "$4" 2>&1) || code=$?
+    output=$(timeout -s KILL 20 bash -c "$4" 2>&1) || code=$?
     if [ $code = "$2" ]; then
         case $3 in
             !*) [[ $output != *"${3:1}"* ]] ;;
@@ -130,6 +129,10 @@ for signal in INT TERM HUP; do
         env --default-signal=INT,HUP \"\$server\" --data data --requests r.txt --watch --dump d >w & pid=\$!
         until grep -q 'Query Execution' w; do :; done; kill -$signal \$pid; wait \$pid; code=\$?; cat d; exit \$code"
 done
+
+try 'a server that is killed' 137 'old' "$large; ask 'from t; measure count(*); where $endless'; echo old >d
+    \"\$server\" --data data --requests r.txt --watch --dump d >w & pid=\$!
+    until grep -q 'Query Execution' w; do :; done; kill -KILL \$pid; wait \$pid; code=\$?; cat d; exit \$code"
 
 # Typed commands are answered.
 typed() { echo "$large; ask 'from t; measure count(*); where $endless'; printf '$1' >keys
