@@ -2,10 +2,14 @@
 // that no other field changes.
 #include "tests/context/ContextFakes.h"
 
+#include <atomic>
 #include <concepts>
+#include <functional>
+#include <map>
 #include <string>
 #include <thread>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace
@@ -204,24 +208,94 @@ TEST(ProcessContextRows, HoldTheirValuesAndChangeNoOtherField)
     }
 }
 
-/// Hangs, until ctest ends it, when one of them takes the lock.
-TEST(ProcessContextRows, OfPlainSettingsAreReadWithoutTheLock)
+bool IsIn(const char* iNames, const char* iName)
 {
-    const std::string unlocked =
-        " RequestCode UserContextLogFlag TextB TextC LongD LongE LongG LongH LongJ LongL GuidA "
-        "GuidC GuidD GuidE GuidG LevelA ";
+    return std::string(iNames).find(std::string(" ") + iName + " ") != std::string::npos;
+}
+
+/// Those that take the lock can't end while another thread holds it. The others, which deliberately don't take it, end,
+/// or ctest ends the test.
+TEST(ProcessContextRows, TakeTheLockButForPlainSettings)
+{
+    const char* const getsWithout = " RequestCode UserContextLogFlag TextB TextC LongD LongE LongG LongH LongJ LongL "
+                                    "GuidA GuidC GuidD GuidE GuidG LevelA ";
+    const char* const putsWithout =
+        " UserContextLogFlag TextC LongD LongE LongJ LongL GuidA GuidC GuidD GuidE GuidG LevelA BstrC BstrD ";
+    const Context other = NewContext();
+    std::string json;
+    std::map<std::string, std::string> properties;
+    QBase::wstring moved(W("moved"));
+    QBase::wstring found;
+    GUID guid{};
+    LONG value = 0;
+    std::vector<std::pair<std::string, std::function<void(C&)>>> locked = {
+        {"SetGuidList", [](C& iContext) { iContext.SetGuidList(1, &cGuid); }},
+        {"GetGuidList", [&](C& iContext) { iContext.GetGuidList(1, &guid); }},
+        {"CopyLogProperties", [&](C& iContext) { iContext.CopyLogProperties(&properties); }},
+        {"GetLogMessageInJSON", [&](C& iContext) { iContext.GetLogMessageInJSON(&json); }},
+        {"SetLogProperty", [](C& iContext) { iContext.SetLogProperty("a", "b"); }},
+        {"ClearLogProperties", [](C& iContext) { iContext.ClearLogProperties(); }},
+        {"SetTextByGuid", [](C& iContext) { iContext.SetTextByGuid(cGuid, gText.mText); }},
+        {"MoveTextByGuid", [&](C& iContext) { iContext.MoveTextByGuid(cGuid, moved); }},
+        {"GetTextByGuid", [&](C& iContext) { iContext.GetTextByGuid(cGuid, found); }},
+        {"CopyTextTable", [&](C& iContext) { iContext.CopyTextTable(other.Get()); }},
+        {"CopyTextTable of it", [&](C& iContext) { other->CopyTextTable(&iContext); }},
+        {"SetRequestIn", [](C& iContext) { iContext.SetRequestIn(1, nullptr, nullptr, nullptr, cGuid); }},
+        {"SetRequestOut", [](C& iContext) { iContext.SetRequestOut(1, nullptr, nullptr, nullptr, cGuid); }},
+        {"ConvertOutToIn", [](C& iContext) { iContext.ConvertOutToIn(); }},
+        {"InMessageQueryA", [](C& iContext) { iContext.InMessageQueryA(&gObject); }},
+        {"InMessageQueryB", [](C& iContext) { iContext.InMessageQueryB(&gObject); }},
+        {"IsInMessageEmpty", [](C& iContext) { iContext.IsInMessageEmpty(); }},
+        {"get_ResolvedName",
+         [](C& iContext) {
+             Bstr name;
+             iContext.get_ResolvedName(&name.mText);
+         }},
+        {"BeginThreadMessage", [](C& iContext) { iContext.BeginThreadMessage(); }},
+    };
+    std::vector<std::function<void(C&)>> unlocked = {
+        [](C& iContext) { iContext.SetNamedPair(W("a"), 1, 2); },
+        [&](C& iContext) { iContext.GetNamedPair(W("a"), &value, &value); },
+        [](C& iContext) { iContext.SetBuffer(0, nullptr); },
+        [](C& iContext) { iContext.put_SharedHandle(iContext.get_SharedHandle()); },
+        [](C& iContext) { iContext.GetGuidARef(); },
+    };
+    for (const Row& row : AllRows())
+    {
+        const auto add = [&](const char* iWithout, auto iCall) {
+            if (IsIn(iWithout, row.mName))
+                unlocked.push_back(iCall);
+            else
+                locked.emplace_back(row.mName, iCall);
+        };
+        add(getsWithout, row.mRead);
+        if (row.mPut)
+            add(putsWithout, row.mPut);
+    }
+    ASSERT_EQ(unlocked.size(), 5u + 16u + 14u);
+
     const Context context = NewContext();
-    std::size_t read = 0;
+    std::atomic<std::size_t> begun{0};
+    std::vector<std::atomic<bool>> ended(locked.size());
+    std::vector<std::thread> threads;
     context->Lock();
+    for (std::size_t call = 0; call < locked.size(); ++call)
+        threads.emplace_back([&, call] {
+            ++begun;
+            locked[call].second(*context.Get());
+            ended[call] = true;
+        });
+    while (begun != locked.size())
+        std::this_thread::yield();
     std::thread([&] {
-        for (const Row& row : AllRows())
-        {
-            if (unlocked.find(std::string(" ") + row.mName + " ") != std::string::npos)
-                read += row.mRead(*context.Get()) == row.mDefault ? 1 : 0;
-        }
+        for (const auto& call : unlocked)
+            call(*context.Get());
     }).join();
+    for (std::size_t call = 0; call < locked.size(); ++call)
+        EXPECT_FALSE(ended[call]) << locked[call].first << " went past the lock";
     context->Unlock();
-    EXPECT_EQ(read, 16u);
+    for (std::thread& thread : threads)
+        thread.join();
 }
 
 } // namespace

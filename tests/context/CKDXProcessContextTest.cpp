@@ -7,7 +7,6 @@
 #include "platform/builtin/ThreadContextListener.h"
 #include "tests/context/ContextFakes.h"
 #include "tests/support/Fakes.h"
-#include "tests/support/OperationPlace.h"
 
 #include <algorithm>
 #include <functional>
@@ -299,6 +298,69 @@ TEST_F(ProcessContext, LetsGoOfCollaboratorsWhoseReleaseThrows)
     ExpectLockFree();
 }
 
+TEST_F(ProcessContext, RefusesNullPointers)
+{
+    std::uint64_t length = 77;
+    BYTE* buffer = nullptr;
+    QBase::wstring text(W("x"));
+    LONG value = 77;
+    C& context = *mContext.Get();
+    const std::pair<HRESULT, HRESULT> rows[] = {
+        {context.get_ReplyMessage(nullptr), E_POINTER},
+        {context.get_InMessageItem(nullptr), E_POINTER},
+        {context.get_ContextObjectDItem(nullptr), E_POINTER},
+        {context.get_ResolvedName(nullptr), E_POINTER},
+        {context.InMessageQueryA(nullptr), E_POINTER},
+        {context.InMessageQueryB(nullptr), E_POINTER},
+        {context.ResolveObjectID(nullptr), E_POINTER},
+        {context.CallContextObjectA(nullptr), E_POINTER}, // no object
+        {context.CopyLogProperties(nullptr), E_POINTER},
+        {context.GetLogMessageInJSON(nullptr), E_POINTER},
+        {context.TakeBuffer(0, nullptr, &buffer), E_INVALIDARG},
+        {context.TakeBuffer(0, &length, nullptr), E_INVALIDARG},
+        {context.GetTextByGuidBstr(cGuid, nullptr), E_INVALIDARG},
+        {context.SetGuidList(0, nullptr), E_INVALIDARG},
+        {context.GetGuidList(0, nullptr), E_INVALIDARG},
+        {context.SetTextByGuid(cGuid, nullptr), E_INVALIDARG},
+        {context.CopyTextTable(nullptr), E_INVALIDARG},
+        {context.SetNamedPair(nullptr, 1, 2), E_INVALIDARG},
+        {context.GetNamedPair(nullptr, &value, &value), E_INVALIDARG},
+        {context.SetLogProperty(nullptr, ""), E_INVALIDARG},
+        {context.SetLogProperty("", nullptr), E_INVALIDARG},
+        {context.GetNamedPair(W("absent"), &value, &value), S_FALSE},
+        {context.SetNamedPair(W("a"), 1, 2), S_OK},
+        {context.GetNamedPair(W("a"), nullptr, nullptr), S_OK}, // both are optional
+        {context.GetTextByGuid(cGuid, text), S_OK},             // absent: the text stays
+        {context.Reserved1(), E_NOTIMPL},
+        {context.Reserved2(), E_NOTIMPL},
+    };
+    for (std::size_t row = 0; row < std::size(rows); ++row)
+        EXPECT_EQ(rows[row].first, rows[row].second) << row;
+    EXPECT_EQ(length, 77u);
+    EXPECT_EQ(value, 77);
+    EXPECT_EQ(text, W("x"));
+    EXPECT_EQ(context.TakeBuffer(0, &length, &buffer), S_FALSE);
+    EXPECT_EQ(length, 0u) << "nothing was ever set";
+}
+
+TEST_F(ProcessContext, TakesNoReferenceToAnObjectThatItHolds)
+{
+    FakeHandle handle;
+    for (int put = 0; put < 2; ++put)
+    {
+        mContext->put_ContextObjectS(&mObjectO);
+        mContext->put_ContextObjectF(&mObjectD);
+        mContext->put_HandleA(&handle);
+    }
+    EXPECT_EQ(mObjectO.mAddRefs, 1u);
+    EXPECT_EQ(mObjectD.mAddRefs, 2u) << "a plain put";
+    EXPECT_EQ(handle.mAddRefs, 1u);
+    mContext->put_HandleB(&handle);
+    mContext->put_HandleB(&handle);
+    EXPECT_EQ(handle.mAddRefs, 2u);
+    mContext = {};
+}
+
 TEST_F(ProcessContext, AnswersForItsInterfaceAndTheMarshalersOnly)
 {
     for (const GUID* id : {&IID_IUnknown, &IID_ICKDXProcessContext, &IID_IMarshal})
@@ -308,12 +370,6 @@ TEST_F(ProcessContext, AnswersForItsInterfaceAndTheMarshalersOnly)
         EXPECT_EQ(QueryFor<IUnknown>(found.Get(), IID_IUnknown).Get(), mContext->GetInterface());
     }
     EXPECT_FALSE(QueryFor<IUnknown>(mContext.Get(), IID_ICKDXSession));
-    EXPECT_EQ(PlaceOf(&ICKDXProcessContext::get_RequestCode), 3u);
-    EXPECT_EQ(PlaceOf(&ICKDXProcessContext::get_OutMessage), 50u);
-    EXPECT_EQ(PlaceOf(&ICKDXProcessContext::put_ContextObjectU), 77u);
-    EXPECT_EQ(PlaceOf(&ICKDXProcessContext::put_ShortB), 94u);
-    EXPECT_EQ(PlaceOf(&ICKDXProcessContext::EndThreadMessage), 136u);
-    EXPECT_EQ(PlaceOf(&C::get_GuidF) - PlaceOf(&C::GetInterface), 23u);
 }
 
 TEST(ProcessContextLife, LeavesNothingBehindAndLogsItsReferences)
@@ -406,26 +462,6 @@ TEST(ProcessContextLife, LeavesNothingBehindWhenItCantBeMade)
             EXPECT_EQ(Faults::StopCountingBlocks(), 0);
         }
     }
-}
-
-TEST(Collaborators, HaveTheirOperationsWhereOtherModulesHaveThem)
-{
-    EXPECT_EQ(PlaceOf(&ICKDXReportInstance::Reset), 58u);
-    EXPECT_EQ(PlaceOf(&ICKDXSession::get_Flags), 7u);
-    EXPECT_EQ(PlaceOf(&ICKDXSession::get_Name9), 9u);
-    EXPECT_EQ(PlaceOf(&ICKDXSession::Call), 13u);
-    EXPECT_EQ(PlaceOf(&ICKDXObjectSource::get_Object), 11u);
-    EXPECT_EQ(PlaceOf(&ICKDXObjectDefinition::get_ObjectID), 20u);
-    EXPECT_EQ(PlaceOf(&ICKDXContextObjectO::get_Guid), 21u);
-    EXPECT_EQ(PlaceOf(&ICKDXContextObjectD::get_Item), 31u);
-}
-
-TEST(Collaborators, AreKnownByTheirIds)
-{
-    EXPECT_EQ(QBase::ToString(IID_ICKDXReportInstance), "{73BA6E85-6A88-11D1-A77F-00A024D1C490}");
-    EXPECT_EQ(QBase::ToString(IID_ICKDXSession), "{790AC401-5316-11D2-A0E9-0060083605BF}");
-    EXPECT_EQ(QBase::ToString(IID_ICKDXObjectSource), "{EF46AF40-D019-11D2-9997-00600835E4A4}");
-    EXPECT_EQ(QBase::ToString(IID_ICKDXObjectDefinition), "{6239CB10-6C3C-11D1-9BDF-006097C50B8E}");
 }
 
 } // namespace

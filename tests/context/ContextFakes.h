@@ -31,7 +31,11 @@ public:
         AddRef();
         return S_OK;
     }
-    ULONG AddRef() override { return ++mReferences; }
+    ULONG AddRef() override
+    {
+        ++mAddRefs;
+        return ++mReferences;
+    }
     ULONG Release() override
     {
         const ULONG left = --mReferences;
@@ -43,6 +47,7 @@ public:
     GUID mInterfaceId;
     bool mbReleaseThrows = false;
     std::atomic<ULONG> mReferences{0};
+    std::atomic<unsigned> mAddRefs{0};     ///< ever taken
     std::function<void()> mOnCall = [] {}; ///< in each operation, and when asked for what it isn't: may throw
 
 protected:
@@ -146,10 +151,15 @@ public:
 class FakeHandle final : public QBase::Counted
 {
 public:
-    unsigned AddRef() override { return ++mReferences; }
+    unsigned AddRef() override
+    {
+        ++mAddRefs;
+        return ++mReferences;
+    }
     unsigned Release() override { return --mReferences; }
 
-    unsigned mReferences = 0;
+    std::atomic<unsigned> mReferences{0};
+    std::atomic<unsigned> mAddRefs{0}; ///< ever taken
 };
 
 using Context = QBase::PtrI<CKDXProcessContext>;
