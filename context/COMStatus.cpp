@@ -96,7 +96,7 @@ HRESULT SetCOMStatus(ICKDXReadMessage* iInputMessage, const GUID& iClassId, cons
         HRESULT lastId = 0;
         QBase::wstring texts;
         bool bLast = false;
-        for (int count = 0; !bLast; ++count)
+        for (bool bFirst = true; !bLast; bFirst = false)
         {
             std::unique_ptr<QORMessageUnpacker> message;
             if (FAILED(QORMessageUnpacker::Create(stream.Get(), language, message)) || message == nullptr)
@@ -105,7 +105,7 @@ HRESULT SetCOMStatus(ICKDXReadMessage* iInputMessage, const GUID& iClassId, cons
                 break;
             lastId = static_cast<HRESULT>(message->GetMessageId());
             bLast = message->IsLastMessageInStream();
-            if (count == 0)
+            if (bFirst)
                 status = lastId;
             else
                 texts += W('\n');

@@ -50,6 +50,8 @@ public:
     {
     }
 
+    // NOLINTBEGIN(readability-identifier-naming): the standard's names
+
     T* allocate(std::size_t iCount)
     {
         if (iCount > std::numeric_limits<std::size_t>::max() / sizeof(T))
@@ -64,6 +66,8 @@ public:
 
     /// A copy may outlive the arena that its original lies in.
     Allocator select_on_container_copy_construction() const noexcept { return {}; }
+
+    // NOLINTEND(readability-identifier-naming)
 
     std::pmr::memory_resource* GetMemory() const noexcept { return mpMemory; }
 

@@ -54,7 +54,6 @@ TEST(ProcessContextOperations, StandWhereOtherModulesHaveThem)
                  &C::put_LongE, &C::get_GuidA, &C::put_GuidA, &C::get_GuidC, &C::put_GuidC, &C::SetTextByGuid,
                  &C::MoveTextByGuid, &C::GetTextByGuid, &C::CopyTextTable, &C::put_ContextObjectR,
                  &C::get_ContextObjectR, &C::put_ContextObjectS, &C::get_ContextObjectS, &C::get_GuidF);
-    // clang-format on
 }
 
 TEST(Collaborators, HaveTheirOperationsWhereOtherModulesHaveThem)
