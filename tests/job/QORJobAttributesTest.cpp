@@ -22,6 +22,13 @@ TEST_F(JobAttributes, ChangeOneAtATime)
         const JobPtr job = NewJob();
         for (const Attribute& other : cAttributes)
             EXPECT_EQ(other.mGetter(*job.Get()), other.mInitial) << other.mName << " of a fresh job";
+        if (attribute.mRawSetter)
+        {
+            const QBase::wstring longer = W("a text that is longer than the value");
+            EXPECT_EQ(attribute.mRawSetter(*job.Get(), longer.c_str()), S_OK);
+            EXPECT_EQ(attribute.mRawSetter(*job.Get(), nullptr), E_POINTER);
+            EXPECT_EQ(attribute.mGetter(*job.Get()), testing::PrintToString(longer));
+        }
         std::string old = attribute.mInitial;
         EXPECT_EQ(attribute.mSetter(*job.Get(), old), S_OK) << attribute.mName;
         EXPECT_EQ(old, attribute.mInitial) << attribute.mName;

@@ -160,6 +160,8 @@ TEST_F(JobRows, TakeTheLockOrDoWithoutIt)
     std::vector<Call> unlocked = UnlockedCalls();
     for (const Attribute& attribute : cAttributes)
     {
+        if (attribute.mRawSetter)
+            locked.push_back({[&](QORJob& ioJob) { attribute.mRawSetter(ioJob, W("text")); }, {}});
         (attribute.mbGetterLocks ? locked : unlocked).push_back({attribute.mGetter, {}});
         (attribute.mbSetterLocks ? locked : unlocked)
             .push_back({[&](QORJob& ioJob) {
