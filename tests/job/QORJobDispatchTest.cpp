@@ -51,6 +51,44 @@ TEST_F(Dispatch, PassesOverEntriesWithoutAStepAndStopsWhereOneIsInFront)
     EXPECT_EQ(info.mFinishedCount, 1) << "the lost step";
 }
 
+TEST_F(Dispatch, TakesNothingFromADeadJobWhenMemoryRunsOut)
+{
+    int step = -1;
+    bool bWas = false;
+    for (int nth = 1; nth <= 3; ++nth) // the profile's place, the closing step, its entry
+    {
+        const JobPtr job = NewJobWith("3@7 5 4");
+        job->SetRunning(true, nullptr);
+        job->SetIAmDead(true, &bWas, StepSQLGeneration);
+        Faults::FailNth(Faults::EnumFault::Allocation, nth);
+        EXPECT_TRUE(FAILED(job->GetCurrentStepIdToRun(&step, nullptr))) << nth;
+        EXPECT_EQ(TodoOf(*job.Get()), Split("3 5 4"));
+        EXPECT_EQ(job->GetCurrentStepIdToRun(&step, nullptr), S_OK);
+        EXPECT_EQ(step, StepCloseJob);
+        EXPECT_EQ(TodoOf(*job.Get()), Split("2"));
+    }
+}
+
+TEST_F(Dispatch, StartsNoStepWhenMemoryRunsOut)
+{
+    FakeProcessContext context;
+    QORJobTask task(nullptr);
+    const JobPtr job = NewJobWith("39 2");
+    job->SetProcessContext(&context);
+    job->SetStepStart(StepNoMore, 0, &task); // the task alone
+    context.mCalls.clear();
+    for (const auto& [id, nth] : {std::pair(2, 1), {39, 1}, {39, 2}}) // the profile's place, the chapter key
+    {
+        Faults::FailNth(Faults::EnumFault::Allocation, nth);
+        EXPECT_TRUE(FAILED(job->SetStepStart(id, 1, nullptr))) << id;
+    }
+    EXPECT_EQ(context.mCalls, Texts());
+    EXPECT_EQ(job->SetStepFinish(StepNoMore, 0, &task), S_OK) << "still the executing task";
+    int step = -1;
+    EXPECT_EQ(job->GetCurrentStepIdToRun(&step, nullptr), S_OK);
+    EXPECT_EQ(step, StepNoOp) << "the closing step doesn't count as started";
+}
+
 TEST_F(Dispatch, HandsTheClosingStepToOneThreadOnly)
 {
     for (int round = 0; round < 100; ++round)
