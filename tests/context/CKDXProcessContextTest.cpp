@@ -118,6 +118,7 @@ TEST_F(ProcessContext, HasSettingsWithRulesOfTheirOwn)
     {
         mContext->put_LinkA(&mObjectD);
         mContext->put_LinkB(&mObjectO);
+        EXPECT_EQ(mObjectD.mReferences + mObjectO.mReferences, 2u);
         (mContext.Get()->*put)(nullptr);
         EXPECT_EQ(mObjectD.mReferences + mObjectO.mReferences, 0u) << "clearing one clears both";
     }
@@ -163,6 +164,9 @@ TEST_F(ProcessContext, KeepsListsAndTables)
     EXPECT_EQ(mContext->GetGuidList(3, found), E_UNEXPECTED);
     EXPECT_EQ(mContext->GetGuidList(2, found), S_OK);
     EXPECT_EQ(found[1], cOtherGuid);
+    EXPECT_EQ(mContext->SetGuidList(0, guids), S_OK);
+    EXPECT_EQ(mContext->GetGuidList(0, found), S_OK) << "as empty as asked for";
+    EXPECT_EQ(mContext->GetGuidList(2, found), E_UNEXPECTED);
 
     LONG first = 0;
     LONG second = 0;
