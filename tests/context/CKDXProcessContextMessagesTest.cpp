@@ -109,4 +109,18 @@ TEST_F(ProcessContextMessages, OfOneThreadGoIntoAnothersWhenItIsNamed)
     EXPECT_EQ(CodesIn(Out()), Codes{100});
 }
 
+TEST_F(ProcessContextMessages, OfAThreadEndQuietlyWhereOneIsMissing)
+{
+    mContext->EndThreadMessage(0); // never begun
+    mContext->BeginThreadMessage();
+    EXPECT_FALSE(Out()) << "of no input";
+    mContext->EndThreadMessage(0);
+
+    GiveInput();
+    mContext->BeginThreadMessage();
+    mContext->SetRequestIn(1, nullptr, nullptr, nullptr, GUID_NULL);
+    mContext->EndThreadMessage(0); // no reply to go into
+    EXPECT_FALSE(Out());
+}
+
 } // namespace
