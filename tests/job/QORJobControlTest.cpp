@@ -1,6 +1,7 @@
-// What a client is told whose request is pending.
+// What a client is told whose request is pending, and what is known of a query that was aborted.
 #include "context/CKDXProcessContext.h"
 #include "report/QORChannelRequest.h"
+#include "task/QORJobTask.h"
 #include "tests/support/JobTest.h"
 #include "tests/support/Messages.h"
 
@@ -57,4 +58,14 @@ TEST_F(Control, AnswersTheFirstPendingRequestOnce)
         EXPECT_EQ(replies.size(), 1u);
         job->CompleteChannelRequest(&second);
     }
+}
+
+TEST_F(Control, KnowsOfAnAbortedQueryThoughTheJobPauses)
+{
+    QORJobTask task(nullptr);
+    task.SetStatus(JobTaskStatusAborted, nullptr);
+    const JobPtr job = NewJobWith("4 4 2", JobPausing);
+    EXPECT_EQ(job->SetStepComplete(), S_OK);
+    job->SetStepFinish(StepQueryExecution, 7, &task);
+    EXPECT_TRUE(job->IsQueryEngineServerAborted());
 }
