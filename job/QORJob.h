@@ -176,7 +176,7 @@ public:
     /// the id of the last started step that a job on its way out has queued before its current one.
     HRESULT GetCurrentStepId(int* oStepId, int* oRunningStepId) const;
     /// Which step the calling thread is to run: 0 when there is none for it. May change lists, status and times. One
-    /// thread at a time may drive a job: of two that ask and start, both get some of the steps.
+    /// thread at a time may drive a job: of two that ask and start, both are given some of the steps.
     HRESULT GetCurrentStepIdToRun(int* oStepId, int* oRunningStepId);
     /// `iTask` is not owned and may be null.
     HRESULT SetStepStart(int iStepId, int iPUId, QORJobTask* iTask);
