@@ -15,6 +15,10 @@
 #include <mutex>
 #include <utility>
 
+#if !defined(_WIN32)
+#include <fcntl.h>
+#endif
+
 namespace LogSinks
 {
 
@@ -24,7 +28,7 @@ namespace
 struct Entry
 {
     Sink mSink;
-    std::string mTarget; ///< empty for a program's own sink
+    std::string mTarget; ///< of a file its path behind a colon; empty for a program's own sink
 };
 
 struct Sinks
@@ -67,6 +71,16 @@ int Add(Entry iEntry)
     return sinks.mLastId;
 }
 
+/// A program that was started without its standard streams, as daemons are, mustn't write its output into the log.
+void OpenStandardStreams()
+{
+#if !defined(_WIN32)
+    for (int stream = 0; stream <= 2; ++stream)
+        if (::fcntl(stream, F_GETFD) == -1)
+            static_cast<void>(::open("/dev/null", O_RDWR)); // takes the lowest that is free: this one
+#endif
+}
+
 } // namespace
 
 int AddSink(Sink iSink) { return Add({std::move(iSink), ""}); }
@@ -96,6 +110,7 @@ std::string ToText(const Line& iLine)
 
 int AddFileSink(const std::string& iPath)
 {
+    OpenStandardStreams();
     // A sink is copyable and a stream is not: the copies share it.
     const auto file = std::make_shared<std::ofstream>(iPath, std::ios::app);
     if (!*file)
@@ -107,7 +122,7 @@ int AddFileSink(const std::string& iPath)
         if (!*file)
             std::fprintf(stderr, "The log file %s can't be written any more.\n", iPath.c_str());
     };
-    return Add({write, iPath});
+    return Add({write, ":" + iPath});
 }
 
 int AddStandardErrorSink()
