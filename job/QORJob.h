@@ -176,7 +176,8 @@ public:
     /// the id of the last started step that a job on its way out has queued before its current one.
     HRESULT GetCurrentStepId(int* oStepId, int* oRunningStepId) const;
     /// Which step the calling thread is to run: 0 when there is none for it. May change lists, status and times. One
-    /// thread at a time may drive a job: of two that ask and start, both are given some of the steps.
+    /// thread at a time may drive a job: of two that ask before one has started the step in its unit, both may be given
+    /// the same one.
     HRESULT GetCurrentStepIdToRun(int* oStepId, int* oRunningStepId);
     /// `iTask` is not owned and may be null.
     HRESULT SetStepStart(int iStepId, int iPUId, QORJobTask* iTask);
@@ -467,11 +468,10 @@ private:
     friend class QORJobError;
     bool BecomeErrorJob(HRESULT iCode, int iReportingStepId) REQUIRES(mpLock);
     bool CanDeadJobReport(HRESULT iCode, int iReportingStepId) const REQUIRES(mpLock);
-    HRESULT FindErrorMessage(QBase::PtrI<ICKDXWriteMessage>& oMessage) const REQUIRES(mpLock);
 
     // --- Messages ----------------------------------------------------------------------------------------------------
     HRESULT GetContextMessage(const char* iOperation, ICKDXWriteMessage** oMessage) const;
-    HRESULT FetchContextMessage(ICKDXWriteMessage** oMessage) const;
+    HRESULT FetchContextMessage(QBase::PtrI<ICKDXWriteMessage>& oMessage) const;
 
     // --- Close counters ----------------------------------------------------------------------------------------------
     int GetExecutionKind() const;

@@ -178,6 +178,13 @@ public:
 
     T* Get() const { return mpObject; }
 
+    /// The place for a getter to write to what it hands out, with its reference; what was held is released.
+    T** Receive()
+    {
+        *this = {};
+        return &mpObject;
+    }
+
     /// Gives the reference to the caller.
     T* Detach() { return std::exchange(mpObject, nullptr); }
 

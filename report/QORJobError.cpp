@@ -11,11 +11,9 @@ QORJobError::QORJobError(QORJob& ioJob, HRESULT iCode) NO_THREAD_SAFETY_ANALYSIS
     mpLock = std::make_unique<LockHold>(ioJob.mpLock);
     if (!ioJob.BecomeErrorJob(iCode, reportingStepId))
         return;
-    ICKDXWriteMessage* message = nullptr;
-    const HRESULT code = ioJob.FetchContextMessage(&message);
-    mpMessage = QBase::PtrI<ICKDXWriteMessage>::Adopt(message);
+    const HRESULT code = ioJob.FetchContextMessage(mpMessage);
     if (SUCCEEDED(code) && mpMessage)
-        mpPacker = std::make_unique<QORMessagePacker>(message, W("Kernel"), static_cast<unsigned>(iCode));
+        mpPacker = std::make_unique<QORMessagePacker>(mpMessage.Get(), W("Kernel"), static_cast<unsigned>(iCode));
 }
 
 QORJobError::~QORJobError()

@@ -61,7 +61,7 @@ HRESULT QORJob::GetJobError(QBase::wstring& oText) const
         // moment.
         QSynch::CriticalSection::SmartLock lock(mpLock);
         QBase::PtrI<ICKDXWriteMessage> message;
-        if (FAILED(FindErrorMessage(message)) || !message)
+        if (FAILED(FetchContextMessage(message)) || !message)
             return S_OK;
         const unsigned locale = QFormat::GetUserDefaultLCID();
         if (const auto session = SessionOf(*mpProcessContext.Get()))
@@ -89,7 +89,7 @@ HRESULT QORJob::UpdateJobError(const WCHAR* iSource, unsigned iCode, int iArgume
     return Boundary("UpdateJobError", [&]() -> HRESULT {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         QBase::PtrI<ICKDXWriteMessage> message;
-        const HRESULT code = FindErrorMessage(message);
+        const HRESULT code = FetchContextMessage(message);
         if (FAILED(code))
             return code;
         if (!message)
@@ -98,15 +98,6 @@ HRESULT QORJob::UpdateJobError(const WCHAR* iSource, unsigned iCode, int iArgume
         packer << iArgument;
         return code;
     });
-}
-
-/// The message that errors are written into; empty without a context or where that has none.
-HRESULT QORJob::FindErrorMessage(QBase::PtrI<ICKDXWriteMessage>& oMessage) const
-{
-    ICKDXWriteMessage* message = nullptr;
-    const HRESULT code = FetchContextMessage(&message);
-    oMessage = QBase::PtrI<ICKDXWriteMessage>::Adopt(message);
-    return code;
 }
 
 /// Writes false only: callers set their flag before they ask.

@@ -111,13 +111,19 @@ HRESULT QORJob::GetContextMessage(const char* iOperation, ICKDXWriteMessage** oM
 {
     if (oMessage == nullptr)
         return E_POINTER;
-    return Boundary(iOperation, [&] { return FetchContextMessage(oMessage); });
+    *oMessage = nullptr;
+    return Boundary(iOperation, [&] {
+        QBase::PtrI<ICKDXWriteMessage> message;
+        const HRESULT code = FetchContextMessage(message);
+        *oMessage = message.Detach();
+        return code;
+    });
 }
 
-/// For operations with a boundary of their own, and for the error builder, whose exceptions pass.
-HRESULT QORJob::FetchContextMessage(ICKDXWriteMessage** oMessage) const NO_THREAD_SAFETY_ANALYSIS
+/// The message that answers and errors are written into; empty without a context or where that has none. For operations
+/// with a boundary of their own, and for the error builder, whose exceptions pass.
+HRESULT QORJob::FetchContextMessage(QBase::PtrI<ICKDXWriteMessage>& oMessage) const NO_THREAD_SAFETY_ANALYSIS
 {
-    *oMessage = nullptr;
     ICKDXProcessContext* context = mpProcessContext.Get();
-    return context == nullptr ? S_OK : context->get_OutMessage(oMessage);
+    return context == nullptr ? S_OK : context->get_OutMessage(oMessage.Receive());
 }
