@@ -218,11 +218,15 @@ HRESULT QORJob::SetProcessContext(ICKDXProcessContext* iContext)
         QSynch::CriticalSection::SmartLock lock(mpLock);
         QBase::PtrI<ICKDXProcessContext> old(iContext);
         std::swap(old, mpProcessContext);
+        // In a boundary of its own: whatever the old one throws as it goes, the new one is told.
+        const HRESULT code = Boundary("SetProcessContext", [&] {
+            if (old)
+                old.Detach()->Release();
+            return S_OK;
+        });
         if (iContext != nullptr)
             TellContext(*iContext);
-        if (old)
-            old.Detach()->Release(); // last: where it throws, the new one has been told
-        return S_OK;                 // whatever the context answered
+        return code; // whatever the new one answered
     });
 }
 

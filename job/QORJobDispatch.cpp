@@ -364,7 +364,11 @@ void QORJob::StartStep(QORJobStep& ioStep, int iStepId, int iPUId, QORJobTask* i
         StartProfile(iStepId);
 }
 
-void QORJob::MakeRoomForProfile() { mStepProfiles.reserve(mStepProfiles.size() + 1); }
+void QORJob::MakeRoomForProfile()
+{
+    if (mStepProfiles.size() == mStepProfiles.capacity())
+        mStepProfiles.reserve(2 * mStepProfiles.size() + 1);
+}
 
 void QORJob::StartProfile(int iStepId)
 {

@@ -49,10 +49,7 @@ QORJob::StepList::iterator QORJob::DeleteTodo(StepList::const_iterator iPosition
 void QORJob::MoveToFinished(StepList::const_iterator iPosition)
 {
     if (HasId(*iPosition, StepCloseJob))
-    {
-        --mTodoCloseSteps;
-        mbCloseFinished = true;
-    }
+        mbCloseFinished = true; // from here on nobody asks how many are queued
     mFinishedSteps.splice(mFinishedSteps.begin(), mTodoSteps, iPosition);
     ForgetCloseStepsWhenEmpty();
 }

@@ -169,7 +169,9 @@ TEST_F(JobContext, IsToldOfTheJobThoughTheOldOneThrowsAsItGoes)
         if (iOperation == "Release")
             throw 1;
     };
+    context.mOnCall = [&](const std::string&) { EXPECT_EQ(old.mReferences, 0u) << "it goes first"; };
     EXPECT_EQ(job->SetProcessContext(&context), static_cast<HRESULT>(0x8004308C));
+    context.mOnCall = nullptr;
     EXPECT_EQ(context.mCalls, (Texts{"put_LimitA 5", "put_SharedHandle", "get_ContextObjectB"}));
     EXPECT_EQ(old.mReferences, 0u);
     old.mOnCall = nullptr;
