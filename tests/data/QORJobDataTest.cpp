@@ -77,6 +77,7 @@ TEST_F(DataItems, LoadJustTheBytesThatTheyAreGiven)
     EXPECT_EQ(Save(binary, 5, 5), (Saved{S_OK, 5, five}));
     EXPECT_EQ(Loaded(StringData(nullptr), five), "ab");
     EXPECT_EQ(Loaded(QORTextFileData(1, nullptr), five), "abc");
+    EXPECT_EQ(Loaded(QORTextFileData(1, nullptr), {'a'}), "a");
     // A text file comes back by half: six units are saved as six bytes.
     EXPECT_EQ(Loaded(QORTextFileData(1, nullptr), Save(QORTextFileData(1, W("abcdef")), 6, 6).mBytes), "abc");
 }
@@ -127,7 +128,7 @@ TEST_F(DataItems, HoldOneReferenceToTheirInterface)
         QORComData item(1, &first);
         EXPECT_EQ(Read(item, &QORComData::GetInterface)->Release(), 1u);
         item.SetInterface(&second);
-        item.Reset();
+        EXPECT_EQ(item.Reset(), S_OK);
         item.SetInterface(&second);
         EXPECT_EQ(second.mReferences, 1u);
     }

@@ -50,6 +50,8 @@ Arguments PickArguments(Random& ioRandom, const JobModel& iModel)
     arguments.mUnit = Pick(ioRandom, {-1, 0, 0, 1, 7, 8});
     arguments.mStatus =
         ioRandom() % 2 == 0 ? static_cast<int>(ioRandom() % 23) : Pick(ioRandom, {0, 1, 2, 4, 5, 17, 20, 20});
+    if (iModel.mStatus == 8 && ioRandom() % 2 == 0)
+        arguments.mStatus = 13; // follows 8 only
     arguments.mTask = ioRandom() % 3 == 0 ? iModel.mTask : Pick(ioRandom, {0, 1, 2});
     arguments.mNumber = Pick(ioRandom, {0, 2, 4, 9, 0x800});
     arguments.mbFlag = ioRandom() % 3 != 0;

@@ -138,8 +138,9 @@ TEST_F(JobRows, RefuseANullOutPointerOrIgnoreIt)
             EXPECT_EQ(call.mGiveNull ? call.mGiveNull(job) : E_POINTER, E_POINTER) << &call - calls.data();
     for (const HRESULT code :
          {job.IsExecuting(nullptr, nullptr, nullptr, nullptr, nullptr), job.GetChannelRequest(nullptr, 0),
-          job.GetJobData(0, nullptr), job.IsDataAvailable(0, nullptr), job.SetJobData(nullptr),
-          job.GetWaitingTimeInternal(nullptr), job.GetJobError(static_cast<WCHAR**>(nullptr))})
+          job.GetJobData(0, nullptr), job.IsDataAvailable(0, nullptr), job.GetCurrentStepId(nullptr, nullptr),
+          job.GetCurrentStepIdToRun(nullptr, nullptr), job.SetJobData(nullptr), job.GetWaitingTimeInternal(nullptr),
+          job.GetJobError(static_cast<WCHAR**>(nullptr))})
         EXPECT_EQ(code, E_POINTER);
     for (const HRESULT code :
          {job.GetId(nullptr), job.SetType(1, nullptr), job.SetProjectId(1, nullptr), job.SetStatus(1, nullptr)})

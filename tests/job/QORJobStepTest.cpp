@@ -121,6 +121,10 @@ TEST_F(JobRecord, OfAStepIsSavedByteByByte)
     EXPECT_EQ(loaded.LoadObj(5, saved.data()), 0u);
     EXPECT_EQ(Read(loaded, &QORJobStep::GetPUPriority), 8) << "isn't saved";
     EXPECT_EQ(Save(loaded), saved);
+    Bytes damaged = saved;
+    std::fill(damaged.end() - 82, damaged.end(), static_cast<signed char>('k')); // a key without an end
+    EXPECT_EQ(loaded.LoadObj(5, damaged.data()), 0u);
+    EXPECT_EQ(std::basic_string_view<WCHAR>(loaded.GetChapterKey()).size(), 40u);
     loaded.SetChapterKey(QBase::wstring(60, W('k')).c_str());
     EXPECT_EQ(std::basic_string_view<WCHAR>(loaded.GetChapterKey()).size(), 40u) << "a long key is cut";
 }

@@ -70,6 +70,7 @@ TEST(Surface, LetsUsersHoldRecordsAndValues)
     EXPECT_EQ(QORJobPUInfo(4).GetSaveObjSize(&size), 0u);
     EXPECT_EQ(size, 28u);
     EXPECT_EQ(QBase::WideCharToUTF8(GetStepName(StepCloseJob)), "Close job");
+    EXPECT_EQ(QBase::WideCharToUTF8(GetStepName(StepNoOp)), "no op");
     EXPECT_TRUE(QBase::wstring(GetStepName(40)) == GetStepName(-1));
     EXPECT_EQ(QBase::WideCharToUTF8(QORJob::ConvertIDToName(RequestReport)), "Report request");
     EXPECT_EQ(QBase::ToString(IID_ICKDXReportInstance), "{73BA6E85-6A88-11D1-A77F-00A024D1C490}");
