@@ -19,7 +19,7 @@ class QORNamedIdsList;
 /// Made with a reference count of 0: the creator's first AddRef makes it 1. The last Release lets the payload go and
 /// then the item itself: one without a memory buffer is deleted, one in a buffer stays for the buffer to take along,
 /// and one whose in-buffer flag is off takes its buffer along. Where Reset throws, the item ends all the same and the
-/// exception passes.
+/// exception passes: the destructor runs meanwhile, and must not throw in its turn.
 ///
 /// Threads: any for AddRef and Release; otherwise one at a time, unless nobody changes the item any more.
 /// Owns:    its payload, as each kind says.

@@ -225,7 +225,7 @@ HRESULT QORNamedIdsList::GetNameCount(int* oCount) const
 {
     if (oCount == nullptr)
         return E_POINTER;
-    // Waits for a writer and leaves the out value alone. It always has, and nobody relies on the count.
+    // Waits for a writer and leaves the out value alone: a fault that is kept, though nobody here relies on it.
     QSynch::RWLock::ReadHold hold(mpLock);
     return S_OK;
 }

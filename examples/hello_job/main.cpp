@@ -12,7 +12,7 @@ int main()
     job->AddStep(new QORJobStep(StepCloseJob), nullptr);
 
     const int unit = 1;
-    job->SetRunning(true, nullptr); // one thread drives a job: two would get steps twice
+    job->SetRunning(true, nullptr); // dispatch marks as started what it gives out
     int step = StepNoMore;
     while (job->GetCurrentStepIdToRun(&step, nullptr) == S_OK && step != StepNoMore)
     {
