@@ -69,16 +69,12 @@ HRESULT CKDXProcessContext::ConvertOutToIn()
     });
 }
 
-/// Without an input message there is none to answer: success, and no message.
+/// Without an input message there is none to answer: success, and `oMessage` stays empty.
 HRESULT CKDXProcessContext::NewMessageFromInput(WriteMessage& oMessage)
 {
-    oMessage = {};
-    if (!mInMessage)
-        return S_OK;
-    ICKDXWriteMessage* message = nullptr;
-    const HRESULT code = QMessage::CKDXReadMessage::NewWriteMessageNotGoverned(mInMessage.Get(), false, &message);
-    oMessage = WriteMessage::Adopt(message);
-    return code;
+    return mInMessage
+               ? QMessage::CKDXReadMessage::NewWriteMessageNotGoverned(mInMessage.Get(), false, oMessage.Receive())
+               : S_OK;
 }
 
 HRESULT CKDXProcessContext::MakeReplyMessage() { return mReplyMessage ? S_OK : NewMessageFromInput(mReplyMessage); }

@@ -350,6 +350,12 @@ std::string TextOf(const Pair& iPair)
     EXPECT_EQ(step, front.mId);
     EXPECT_EQ(thread, front.mThread);
     EXPECT_EQ(unit, front.mUnit);
+    step = unit = -2;
+    thread = 1;
+    EXPECT_EQ(job.IsExecuting(&bExecuting, &step, nullptr, nullptr, nullptr), S_OK);
+    EXPECT_EQ(job.IsExecuting(&bExecuting, nullptr, &thread, nullptr, nullptr), S_OK);
+    EXPECT_EQ(job.IsExecuting(&bExecuting, nullptr, nullptr, &unit, nullptr), S_OK);
+    EXPECT_TRUE(step == front.mId && thread == front.mThread && unit == front.mUnit) << "each asked for alone";
     seen.mTask = iPair.NumberOf(task);
     EXPECT_EQ(job.GetIAmDead(&seen.mbDead, &deadStep), S_OK);
     seen.mDeadStep = deadStep;

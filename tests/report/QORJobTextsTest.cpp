@@ -65,6 +65,14 @@ TEST_F(JobTexts, DescribeTheTypeInTheSessionsLanguageAndNameTheObject)
         instance.mpObject = static_cast<ICKDXSession*>(&collaborator);
         EXPECT_EQ(job->SetDescription(), S_OK);
         EXPECT_EQ(DescriptionOf(*job.Get()), text);
+        for (const auto& [nameCode, name] :
+             {std::pair(E_FAIL, W(" Sales")), {S_OK, static_cast<const WCHAR*>(nullptr)}})
+        {
+            collaborator.mNameCode = nameCode;
+            collaborator.mpName = name;
+            EXPECT_EQ(job->SetDescription(), S_OK);
+            EXPECT_EQ(DescriptionOf(*job.Get()).find("Sales"), std::string::npos);
+        }
         collaborator.mbThrows = true;
         EXPECT_EQ(job->SetDescription(), type == RequestMetaData ? S_OK : HRESULT(0x8004308B));
         std::thread([&] { DescriptionOf(*job.Get()); }).join(); // the lock is free

@@ -39,11 +39,13 @@ public:
     HRESULT get_DefinitionID(GUID* oDefinitionId) override { return *oDefinitionId = cId, S_OK; }
     HRESULT get_Name(BSTR* oName) override
     {
-        return mbThrows ? throw QBase::Message("a stranger's") : (*oName = SysAllocString(W(" Sales")), S_OK);
+        return mbThrows ? throw QBase::Message("a stranger's") : (*oName = SysAllocString(mpName), mNameCode);
     }
 
     ULONG mReferences = 0;
     HRESULT mLocaleCode = S_OK;
+    HRESULT mNameCode = S_OK;
+    const WCHAR* mpName = W(" Sales");
     bool mbThrows = false;
 };
 

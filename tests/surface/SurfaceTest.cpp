@@ -70,6 +70,7 @@ TEST(Surface, LetsUsersHoldRecordsAndValues)
     EXPECT_EQ(QORJobPUInfo(4).GetSaveObjSize(&size), 0u);
     EXPECT_EQ(size, 28u);
     EXPECT_EQ(QBase::WideCharToUTF8(GetStepName(StepCloseJob)), "Close job");
+    EXPECT_EQ(QBase::WideCharToUTF8(GetStepName(StepNoMore)), "Done step");
     EXPECT_EQ(QBase::WideCharToUTF8(GetStepName(StepNoOp)), "no op");
     EXPECT_TRUE(QBase::wstring(GetStepName(40)) == GetStepName(-1));
     EXPECT_EQ(QBase::WideCharToUTF8(QORJob::ConvertIDToName(RequestReport)), "Report request");
