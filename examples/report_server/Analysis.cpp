@@ -11,6 +11,9 @@
 namespace
 {
 
+// Holds every sum of 64-bit values: one that later values take back is none too large.
+__extension__ using WideInt = __int128;
+
 /// By the first measure; missing values last, equal ones in the order of their attributes.
 void Order(const ReportDefinition& iReport, std::vector<Row>& ioRows)
 {
@@ -32,20 +35,20 @@ Value Total(const Term& iMeasure, const std::vector<Row>& iRows, std::size_t iCo
 {
     if (!iMeasure.IsAdditive())
         return {}; // an average of averages would say nothing
-    std::int64_t whole = 0;
+    WideInt whole = 0;
     double real = 0;
     bool bWhole = true;
-    bool bFits = true;
     for (const Row& row : iRows)
     {
         const Value& value = row[iColumn];
-        bFits = bFits && !__builtin_add_overflow(whole, value.mWhole, &whole);
+        whole += value.mWhole;
         real += value.ToNumber();
         bWhole = bWhole && value.mKind != Value::EnumKind::Real;
     }
-    if (bWhole ? !bFits : !std::isfinite(real))
+    const auto narrow = static_cast<std::int64_t>(whole);
+    if (bWhole ? narrow != whole : !std::isfinite(real))
         throw RequestError("the total of " + iMeasure.ToText() + " is too large a number");
-    return bWhole ? Value(whole) : Value(real);
+    return bWhole ? Value(narrow) : Value(real);
 }
 
 /// The totals stand below the first attribute's "total"; without attributes the one row is its own total.
@@ -59,10 +62,10 @@ Row MakeTotal(const ReportDefinition& iReport, const std::vector<Row>& iRows)
     return total;
 }
 
-void AddShares(const ReportDefinition& iReport, const Row& iTotal, Rows& ioRows)
+void AddShares(const ReportDefinition& iReport, Rows& ioRows)
 {
     const std::size_t measure = iReport.mAttributes.size();
-    const double whole = iTotal[measure].ToNumber();
+    const double whole = Total(iReport.mMeasures.front(), ioRows.mRows, measure).ToNumber();
     ioRows.mColumns.push_back("share of " + ioRows.mColumns[measure] + " %");
     for (Row& row : ioRows.mRows)
         row.push_back(whole == 0.0 ? Value() : Value(100.0 * (row[measure].ToNumber() / whole)));
@@ -82,9 +85,10 @@ Rows Analyse(const ReportDefinition& iReport, Rows iRows)
 {
     if (iReport.mbRank || iReport.mLimit != 0)
         Order(iReport, iRows.mRows);
-    Row total = MakeTotal(iReport, iRows.mRows);
+    // A total that nobody asks for need not fit into a number.
+    Row total = iReport.mbTotal ? MakeTotal(iReport, iRows.mRows) : Row();
     if (iReport.mbShare)
-        AddShares(iReport, total, iRows);
+        AddShares(iReport, iRows);
     if (iReport.mLimit != 0 && iReport.mLimit < iRows.mRows.size())
         iRows.mRows.resize(iReport.mLimit);
     if (iReport.mbRank)

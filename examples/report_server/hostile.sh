@@ -56,6 +56,9 @@ big='printf "place,n\nhere,9223372036854775807\nthere,9223372036854775807\n" >da
 ask_total='ask "from t; measure sum(n); by place; with share, total"'
 try 'a whole total' 1 'the total of sum(n) is too large' "$ask_total; $big"
 try 'a real total' 1 'the total of sum(n) is too large' "$ask_total; ${big//9223372036854775807/1e308}"
+try 'a total that nobody asks for' 0 '9223372036854775807' "ask 'from t; measure sum(n); by place'; $big"
+try 'a total that comes back' 0 '9223372036854775803' \
+    "$ask_total; printf 'place,n\na,9223372036854775807\nb,1\nc,-5\n' >data/t.csv; serve"
 
 # A request reads its own table, within limits, and does nothing else.
 large='printf "s\nsecret\n" >data/u.csv; (echo place,n; seq -f "p,%.0f" 3000) >data/t.csv'
