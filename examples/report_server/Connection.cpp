@@ -123,6 +123,8 @@ Rows Connection::Query(const std::string& iSql, const std::string& iTable, const
 {
     const Guard guard(mpDatabase.get(), iTable, iIsToStop);
     const Statement statement = Prepare(iSql);
+    if (sqlite3_bind_parameter_count(statement.get()) != 0)
+        throw RequestError("a request takes no variables");
     const int columns = sqlite3_column_count(statement.get());
     Rows rows;
     for (int i = 0; i < columns; ++i)

@@ -75,12 +75,12 @@ std::vector<Term> ReadAttributes(const std::string& iText)
     return attributes;
 }
 
-/// SQL knows more quotes than this language does, and comments: in them parentheses could hide that close what stands
-/// around the condition.
+/// SQL knows more quotes than this language does, comments, and variables whose names may hold anything, `$a(...)`: in
+/// them parentheses and quotes could hide that close what stands around the condition.
 std::string ReadCondition(const std::string& iText)
 {
     const std::string unquoted = BlankQuoted(iText);
-    for (const char* const sign : {"--", "/*", "[", "`"})
+    for (const char* const sign : {"--", "/*", "[", "`", "$", "@", ":", "#", "?"})
         if (unquoted.find(sign) != std::string::npos)
             throw RequestError(std::string("a condition takes no ") + sign + " outside quotes");
     return iText;
