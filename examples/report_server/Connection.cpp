@@ -64,7 +64,7 @@ private:
     {
         bool bAllowed = iAction == SQLITE_SELECT;
         if (iAction == SQLITE_READ)
-            bAllowed = iFirst != nullptr && iFirst == static_cast<const Guard*>(iGuard)->mTable;
+            bAllowed = sqlite3_stricmp(iFirst, static_cast<const Guard*>(iGuard)->mTable.c_str()) == 0;
         else if (iAction == SQLITE_FUNCTION)
             bAllowed = std::find(cFunctions.begin(), cFunctions.end(), iSecond) != cFunctions.end();
         return bAllowed ? SQLITE_OK : SQLITE_DENY;

@@ -70,6 +70,7 @@ where '(select count(*) from sqlite_master) > 0' 'may read its own table'
 where '[ and \"] = 1) union select s from u --\" = 1' 'a condition takes no ['
 where '1=1 --' 'a condition takes no --'
 where "n = \\\$a(') ) union select n from t where (n <> \\\$a(')" 'a condition takes no $'
+try 'its own table in capitals' 0 '       2' "ask 'from t; measure count(*); where (select count(*) from T) > 0'; serve"
 where 'length(randomblob(900000000)) > 0' 'not authorized to use function'
 where "$endless" 'longer than a step may take' 'serve --step-time 1'
 where '(select max(x) from (select a.n x from t a, t b order by a.n || b.n)) > 0' 'more memory than the server has' \
