@@ -1,6 +1,7 @@
 #include "Csv.h"
 
 #include "Errors.h"
+#include "Limits.h"
 
 #include <array>
 #include <cstddef>
@@ -10,7 +11,6 @@
 namespace
 {
 
-constexpr std::size_t cMostCellBytes = 1'000'000;
 constexpr int cEnd = std::istream::traits_type::eof();
 
 } // namespace
@@ -83,8 +83,8 @@ void CsvReader::Add(int iCharacter, std::string& ioField) const
 {
     if (iCharacter == 0)
         throw SetupError(GetPlace() + ": a zero byte; text in UTF-8 is expected");
-    if (ioField.size() == cMostCellBytes)
-        throw SetupError(GetPlace() + ": a field of more than " + std::to_string(cMostCellBytes) + " bytes");
+    if (ioField.size() == cMostTextBytes)
+        throw SetupError(GetPlace() + ": a field of more than " + std::to_string(cMostTextBytes) + " bytes");
     ioField += static_cast<char>(iCharacter);
 }
 

@@ -75,6 +75,9 @@ where 'length(randomblob(900000000)) > 0' 'not authorized to use function'
 where "$endless" 'longer than a step may take' 'serve --step-time 1'
 where '(select max(x) from (select a.n x from t a, t b order by a.n || b.n)) > 0' 'more memory than the server has' \
     'serve --job-memory 1'
+doubled="with c0 as (select 'aaaaaaaaaaaaaaaa' s)"
+for i in {1..16}; do doubled+=", c$i as materialized (select s||s s from c$((i - 1)))"; done
+where "($doubled select count(*) from t a, t b, c16 where a.n||s like '%aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaab') > 0" 'too big'
 try 'a document of many reports' 0 '9999 completed' \
     'ulimit -v 1500000; (printf "document | a | P | 1 | from t; measure count(*)"; for i in {2..9998}; do
      printf " & from t; measure count(*)"; done) >r.txt; serve | tail -n 1'
@@ -106,6 +109,8 @@ data 'all line ends' 0 '3       6' 'printf "\r\nn,m\r\n\n1,a\n\r2,\"\n\"\r\n3,c"
 data 'empty cells of one column' 0 '4       3' 'printf "n\n1\n\n2\n\n"'
 data 'UTF-16' 2 't.csv:1: a zero byte' 'printf "n\0,\0m\0\n\0"'
 data 'a large cell' 2 't.csv:2: a field of more than' 'echo n; head -c 100000000 /dev/zero | tr "\0" x'
+try 'a long heading' 0 '       2' \
+    '(for i in a b c; do head -c 60000 /dev/zero | tr "\0" $i; echo -n ,; done; echo n; echo 1,2,3,4) >data/u.csv; serve'
 data 'a quote' 2 't.csv:3: a quote is not closed' 'printf "n\r1\r\"x\r"'
 data 'a device' 2 'no regular file' 'ln -sf /dev/zero data/u.csv; echo n'
 data 'a pipe' 2 'no regular file' 'mkfifo data/u.csv; echo n'
