@@ -41,6 +41,10 @@ try 'the requests are still there' 2 'measure' 'serve --dump r.txt; code=$?; cat
 try 'a start that fails' 2 'old' 'echo old >d; serve --dump d --trace no/where; code=$?; cat d; exit $code'
 try 'nothing but whole files are left' 0 '!part' 'serve --dump d --trace t --metrics m && [ -s d -a -s t -a -s m ] && ls'
 try 'a pipe is written to' 0 'JobId: 1' 'mkfifo p; cat p >c & serve --dump p && wait && cat c'
+try 'a link in place of the new file' 2 'old' "echo old >v
+    bash -c 'ln -s v d.part-\$\$; exec \"\$server\" --data data --requests r.txt --dump d'; code=\$?; cat v; exit \$code"
+try 'modes' 0 '604 640' 'umask 027; echo >d; chmod 604 d; serve --dump d --trace t; echo $(stat -c %a d t)'
+try 'a file without a name' 2 "can't be written" 'exec 5>x; rm x; serve --dump /dev/fd/5'
 
 # Without standard streams nothing gets into the files.
 try 'results in the dump' 0 '!-----' 'serve --dump d <&- >&- 2>&-; code=$?; cat d; exit $code'
