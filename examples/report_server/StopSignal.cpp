@@ -17,9 +17,11 @@ extern "C"
 {
     static void OnStop(int iSignal)
     {
-        gRaised.store(iSignal);
-        for (const int signal : cSignals)
-            std::signal(signal, SIG_DFL);
+        int none = 0;
+        if (gRaised.compare_exchange_strong(none, iSignal))
+            return;
+        std::signal(iSignal, SIG_DFL);
+        std::raise(iSignal); // comes when this function has returned
     }
 }
 
@@ -27,8 +29,14 @@ void StopSignal::Install()
 {
     std::signal(SIGPIPE, SIG_IGN);
     for (const int signal : cSignals)
-        if (std::signal(signal, OnStop) == SIG_IGN)
-            std::signal(signal, SIG_IGN);
+    {
+        struct sigaction action = {};
+        if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN)
+            continue;
+        action.sa_handler = OnStop;
+        action.sa_flags = SA_RESTART; // a result that is being written stays whole
+        sigaction(signal, &action, nullptr);
+    }
 }
 
 bool StopSignal::IsRaised() { return gRaised.load() != 0; }

@@ -143,6 +143,10 @@ for signal in INT TERM HUP; do
         env --default-signal=INT,HUP \"\$server\" --data data --requests r.txt --watch --dump d >w & pid=\$!
         until grep -q 'Query Execution' w; do :; done; kill -$signal \$pid; wait \$pid; code=\$?; cat d; exit \$code"
 done
+try 'a signal while a pipe has no reader' 130 '' 'mkfifo p
+    env --default-signal=INT "$server" --data data --requests r.txt --dump p & pid=$!
+    until [ "$(readlink /proc/$pid/exe)" = "$server" ] && grep -q "^State:.S" /proc/$pid/status; do :; done
+    kill -INT $pid; wait $pid'
 
 try 'a server that is killed' 137 'old' "$large; ask 'from t; measure count(*); where $endless'; echo old >d
     \"\$server\" --data data --requests r.txt --watch --dump d >w & pid=\$!

@@ -187,8 +187,8 @@ int Serve(const Options& iOptions)
     for (const std::string& line : file.mBadLines)
         LogError(line);
     const Warehouse warehouse(iOptions.mData);
+    Files files(iOptions); // one that is a pipe waits for its reader: until then a signal ends the process
     StopSignal::Install(); // from here on there is work to end
-    Files files(iOptions);
     const bool bAllDone = ServeRequests(iOptions, warehouse, file, files);
     const bool bFilesWritten = files.Close();
     const bool bAllWritten = FlushOutput() && bFilesWritten;
