@@ -61,6 +61,7 @@ std::string ToPrintable(std::string_view iText)
 
 std::string OnOneLine(std::string_view iText, std::size_t iWidest)
 {
+    constexpr std::size_t cMostBytes = 8; // for each column: a character and a mark or two that take none
     const std::string printable = ToPrintable(iText);
     std::string text;
     std::string_view rest = printable;
@@ -71,7 +72,7 @@ std::string OnOneLine(std::string_view iText, std::size_t iWidest)
     {
         const wchar_t character = TakeCharacter(rest, bytes);
         width += character == L'\n' ? 1 : static_cast<std::size_t>(wcwidth(character));
-        if (width > iWidest)
+        if (width > iWidest || text.size() + bytes.size() > cMostBytes * iWidest)
             return text.substr(0, lengthToCut).append(cCut);
         text += character == L'\n' ? " " : bytes;
         if (width < iWidest)

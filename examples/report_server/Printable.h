@@ -12,7 +12,7 @@ void UseUtf8();
 /// Line feeds stay.
 std::string ToPrintable(std::string_view iText);
 
-/// The same on one line, cut when it is wider than that.
+/// The same on one line, cut when it is wider than that, or has far more bytes than that needs.
 std::string OnOneLine(std::string_view iText, std::size_t iWidest = 1'000);
 
 /// In columns of the screen: some characters take two, others none.

@@ -100,6 +100,8 @@ try 'wide characters' 0 $'e\u0301a            1\n漢字          2\n' \
     'printf "place,n\n漢字,1\n漢字,1\ne\u0301a,1\n" >data/t.csv; ask "from t; measure count(*); by place"; serve'
 try 'a wide cell' 0 'xxx…       1' \
     'printf "%0300d" 0 | tr 0 x >>data/t.csv; ask "from t; measure sum(n); by place"; sed -i "s/x$/x,1/" data/t.csv; serve'
+try 'a cell of marks' 0 '' '(echo place,n; printf e; yes ́ | head -n 30000 | tr -d "\n"; echo ,1) >data/t.csv
+    ask "from t; measure count(*); by place"; [ $(serve | wc -c) -lt 3000 ]'
 
 # Data files have all their rows, or are refused.
 data() # data NAME EXIT_CODE TEXT COMMANDS_THAT_MAKE_THE_FILE
