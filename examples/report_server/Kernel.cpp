@@ -23,7 +23,8 @@ std::string NameOf(const JobRecord& iRecord)
 namespace
 {
 
-/// Of one query, for sorting and the like: its rows are counted elsewhere.
+/// What a worker adds to the memory that all queries have in common, for sorting and the like: one alone may take all
+/// of it. Their rows are counted elsewhere.
 std::uint64_t QueryMemoryOf(const Limits& iLimits)
 {
     constexpr std::uint64_t cMegabyte = 1'024 * 1'024;
