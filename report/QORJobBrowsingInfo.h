@@ -36,6 +36,8 @@ public:
 /// Owns:    its texts.
 /// Errors:  as QORJobBrowsingInfo; std::bad_alloc when it is copied.
 /// Locks:   none.
+// A text that is moved where memories differ is copied.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 class QORJOB_API QORJobBrowsingInfo2 : public QORJobBrowsingInfo
 {
 public:

@@ -78,7 +78,7 @@ struct JobModelState
     Texts mLines; // of the last operation
     Texts mCalls; // of the process context by the last operation
 
-    static const char* Word(bool ib) { return ib ? "true" : "false"; }
+    static const char* Word(bool ibValue) { return ibValue ? "true" : "false"; }
 
     template <class... Parts>
     static std::string Join(const Parts&... iParts)

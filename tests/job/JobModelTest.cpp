@@ -140,113 +140,152 @@ using R = Result&;
 // The first ones are taken more often.
 constexpr std::size_t cCommonOperations = 4;
 const std::vector<Operation> cAllOperations = {
-    {"AddStepToRun", Add<&QORJob::AddStepToRun>, [](JobModel& m, A a, R r) { m.AddStepToRun(a.mStep, r.mValue); }},
+    {"AddStepToRun", Add<&QORJob::AddStepToRun>,
+     [](JobModel& ioModel, A iGiven, R oResult) { ioModel.AddStepToRun(iGiven.mStep, oResult.mValue); }},
     {"SetStepStart",
-     [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetStepStart(a.mStep.mId, a.mUnit, p.TaskOf(a.mTask)); },
-     [](JobModel& m, A a, R) { m.SetStepStart(a.mStep.mId, a.mUnit, a.mTask); }},
+     [](Pair& ioPair, A iGiven, R oResult) {
+         oResult.mCode = ioPair.mpJob->SetStepStart(iGiven.mStep.mId, iGiven.mUnit, ioPair.TaskOf(iGiven.mTask));
+     },
+     [](JobModel& ioModel, A iGiven, R) { ioModel.SetStepStart(iGiven.mStep.mId, iGiven.mUnit, iGiven.mTask); }},
     {"SetStepFinish",
-     [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetStepFinish(a.mStep.mId, a.mUnit, p.TaskOf(a.mTask)); },
-     [](JobModel& m, A a, R r) { r.mCode = m.SetStepFinish(a.mStep.mId, a.mUnit, a.mTask, a.mTask == 2); }},
-    {"GetCurrentStepIdToRun", [](Pair& p, A, R r) { r.mCode = p.mpJob->GetCurrentStepIdToRun(&r.mValue, &r.mOther); },
-     [](JobModel& m, A, R r) { r.mValue = m.GetCurrentStepIdToRun(r.mOther); },
-     [](JobModel& m, HRESULT) {
-         if (m.BeginDispatch() && m.mStatus == 17 && !m.mTodo.empty())
-             m.mStatus = 0; // a requeued job that has steps needs none
+     [](Pair& ioPair, A iGiven, R oResult) {
+         oResult.mCode = ioPair.mpJob->SetStepFinish(iGiven.mStep.mId, iGiven.mUnit, ioPair.TaskOf(iGiven.mTask));
+     },
+     [](JobModel& ioModel, A iGiven, R oResult) {
+         oResult.mCode = ioModel.SetStepFinish(iGiven.mStep.mId, iGiven.mUnit, iGiven.mTask, iGiven.mTask == 2);
      }},
-    {"AddStep", Add<&QORJob::AddStep>, [](JobModel& m, A a, R r) { m.AddStep(a.mStep, r.mValue); }},
-    {"AddStepAtFront", Add<&QORJob::AddStepAtFront>, [](JobModel& m, A a, R r) { m.AddStepAt(0, a.mStep, r.mValue); }},
+    {"GetCurrentStepIdToRun",
+     [](Pair& ioPair, A, R oResult) {
+         oResult.mCode = ioPair.mpJob->GetCurrentStepIdToRun(&oResult.mValue, &oResult.mOther);
+     },
+     [](JobModel& ioModel, A, R oResult) { oResult.mValue = ioModel.GetCurrentStepIdToRun(oResult.mOther); },
+     [](JobModel& ioModel, HRESULT) {
+         if (ioModel.BeginDispatch() && ioModel.mStatus == 17 && !ioModel.mTodo.empty())
+             ioModel.mStatus = 0; // a requeued job that has steps needs none
+     }},
+    {"AddStep", Add<&QORJob::AddStep>,
+     [](JobModel& ioModel, A iGiven, R oResult) { ioModel.AddStep(iGiven.mStep, oResult.mValue); }},
+    {"AddStepAtFront", Add<&QORJob::AddStepAtFront>,
+     [](JobModel& ioModel, A iGiven, R oResult) { ioModel.AddStepAt(0, iGiven.mStep, oResult.mValue); }},
     {"AddStepAfterThis", Add<&QORJob::AddStepAfterThis>,
-     [](JobModel& m, A a, R r) { m.AddStepAt(1, a.mStep, r.mValue); }},
-    {"AddStepAfterThis(id)", [](Pair& p, A a, R r) { r.mCode = p.mpJob->AddStepAfterThis(a.mStep.mId, &r.mValue); },
-     [](JobModel& m, A a, R r) { m.AddStepAt(1, {a.mStep.mId}, r.mValue); }},
+     [](JobModel& ioModel, A iGiven, R oResult) { ioModel.AddStepAt(1, iGiven.mStep, oResult.mValue); }},
+    {"AddStepAfterThis(id)",
+     [](Pair& ioPair, A iGiven, R oResult) {
+         oResult.mCode = ioPair.mpJob->AddStepAfterThis(iGiven.mStep.mId, &oResult.mValue);
+     },
+     [](JobModel& ioModel, A iGiven, R oResult) { ioModel.AddStepAt(1, {iGiven.mStep.mId}, oResult.mValue); }},
     {"AddCommonStepsAtRebuild",
-     [](Pair& p, A a, R r) {
-         r.mCode = p.mpJob->AddCommonStepsAtRebuild(static_cast<EnumKDXDocumentManipulationType>(a.mNumber));
+     [](Pair& ioPair, A iGiven, R oResult) {
+         oResult.mCode =
+             ioPair.mpJob->AddCommonStepsAtRebuild(static_cast<EnumKDXDocumentManipulationType>(iGiven.mNumber));
      },
-     [](JobModel& m, A a, R) { m.AddCommonSteps(a.mNumber); }},
-    {"SetStepComplete", [](Pair& p, A, R r) { r.mCode = p.mpJob->SetStepComplete(); },
-     [](JobModel& m, A, R r) { r.mCode = m.SetStepComplete(); }},
-    {"SetStepComplete(id)", [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetStepComplete(a.mStep.mId); },
-     [](JobModel& m, A a, R r) { r.mCode = m.SetStepComplete(a.mStep.mId); }},
-    {"ClearTodoSteps", [](Pair& p, A, R r) { r.mCode = p.mpJob->ClearTodoSteps(); },
-     [](JobModel& m, A, R) { m.mTodo.clear(); }},
+     [](JobModel& ioModel, A iGiven, R) { ioModel.AddCommonSteps(iGiven.mNumber); }},
+    {"SetStepComplete", [](Pair& ioPair, A, R oResult) { oResult.mCode = ioPair.mpJob->SetStepComplete(); },
+     [](JobModel& ioModel, A, R oResult) { oResult.mCode = ioModel.SetStepComplete(); }},
+    {"SetStepComplete(id)",
+     [](Pair& ioPair, A iGiven, R oResult) { oResult.mCode = ioPair.mpJob->SetStepComplete(iGiven.mStep.mId); },
+     [](JobModel& ioModel, A iGiven, R oResult) { oResult.mCode = ioModel.SetStepComplete(iGiven.mStep.mId); }},
+    {"ClearTodoSteps", [](Pair& ioPair, A, R oResult) { oResult.mCode = ioPair.mpJob->ClearTodoSteps(); },
+     [](JobModel& ioModel, A, R) { ioModel.mTodo.clear(); }},
     {"RemoveStep",
-     [](Pair& p, A a, R r) { r.mCode = p.mpJob->RemoveStep(static_cast<QORJobProcessingStep>(a.mStep.mId)); },
-     [](JobModel& m, A a, R) { m.RemoveStep(a.mStep.mId); }},
-    {"RenewCurrentStep", [](Pair& p, A, R r) { r.mCode = p.mpJob->RenewCurrentStep(); },
-     [](JobModel& m, A, R) { m.RenewCurrentStep(); },
-     [](JobModel& m, HRESULT iCode) {
+     [](Pair& ioPair, A iGiven, R oResult) {
+         oResult.mCode = ioPair.mpJob->RemoveStep(static_cast<QORJobProcessingStep>(iGiven.mStep.mId));
+     },
+     [](JobModel& ioModel, A iGiven, R) { ioModel.RemoveStep(iGiven.mStep.mId); }},
+    {"RenewCurrentStep", [](Pair& ioPair, A, R oResult) { oResult.mCode = ioPair.mpJob->RenewCurrentStep(); },
+     [](JobModel& ioModel, A, R) { ioModel.RenewCurrentStep(); },
+     [](JobModel& ioModel, HRESULT iCode) {
          if (iCode == E_OUTOFMEMORY) // the step; its entry needs none
-             m.mTodo.pop_front();
+             ioModel.mTodo.pop_front();
      }},
-    {"GetCurrentStepId", [](Pair& p, A, R r) { r.mCode = p.mpJob->GetCurrentStepId(&r.mValue, &r.mOther); },
-     [](JobModel& m, A, R r) { r.mValue = m.GetCurrentStepId(r.mOther); }},
-    {"SetIsExecutingInWarehouse", [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetIsExecutingInWarehouse(a.mbFlag); },
-     [](JobModel& m, A a, R) { m.mbWarehouse = a.mbFlag; }},
-    {"SetStatus", [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetStatus(a.mStatus, &r.mValue); },
-     [](JobModel& m, A a, R r) { r.mCode = m.SetStatus(a.mStatus, r.mValue); }},
+    {"GetCurrentStepId",
+     [](Pair& ioPair, A, R oResult) {
+         oResult.mCode = ioPair.mpJob->GetCurrentStepId(&oResult.mValue, &oResult.mOther);
+     },
+     [](JobModel& ioModel, A, R oResult) { oResult.mValue = ioModel.GetCurrentStepId(oResult.mOther); }},
+    {"SetIsExecutingInWarehouse",
+     [](Pair& ioPair, A iGiven, R oResult) { oResult.mCode = ioPair.mpJob->SetIsExecutingInWarehouse(iGiven.mbFlag); },
+     [](JobModel& ioModel, A iGiven, R) { ioModel.mbWarehouse = iGiven.mbFlag; }},
+    {"SetStatus",
+     [](Pair& ioPair, A iGiven, R oResult) {
+         oResult.mCode = ioPair.mpJob->SetStatus(iGiven.mStatus, &oResult.mValue);
+     },
+     [](JobModel& ioModel, A iGiven, R oResult) { oResult.mCode = ioModel.SetStatus(iGiven.mStatus, oResult.mValue); }},
     {"SetRunning",
-     [](Pair& p, A a, R r) {
+     [](Pair& ioPair, A iGiven, R oResult) {
          bool bWas = false;
-         r.mCode = p.mpJob->SetRunning(a.mbFlag, &bWas);
-         r.mValue = bWas;
+         oResult.mCode = ioPair.mpJob->SetRunning(iGiven.mbFlag, &bWas);
+         oResult.mValue = bWas;
      },
-     [](JobModel& m, A a, R r) { r.mValue = m.SetRunning(a.mbFlag); }},
+     [](JobModel& ioModel, A iGiven, R oResult) { oResult.mValue = ioModel.SetRunning(iGiven.mbFlag); }},
     {"SetIAmDead",
-     [](Pair& p, A a, R r) {
+     [](Pair& ioPair, A iGiven, R oResult) {
          bool bWas = false;
-         r.mCode = p.mpJob->SetIAmDead(a.mbFlag, &bWas, static_cast<QORJobProcessingStep>(a.mStep.mId));
-         r.mValue = bWas;
+         oResult.mCode =
+             ioPair.mpJob->SetIAmDead(iGiven.mbFlag, &bWas, static_cast<QORJobProcessingStep>(iGiven.mStep.mId));
+         oResult.mValue = bWas;
      },
-     [](JobModel& m, A a, R r) { r.mValue = m.SetIAmDead(a.mbFlag, a.mStep.mId); }},
-    {"SetIAmDead(null)", [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetIAmDead(a.mbFlag, nullptr, StepFindCube); },
-     [](JobModel&, A, R r) { r.mCode = E_POINTER; }},
-    {"Cancel", [](Pair& p, A, R r) { r.mCode = p.mpJob->Cancel(); }, [](JobModel& m, A, R r) { r.mCode = m.Cancel(); },
-     [](JobModel& m, HRESULT) {
-         bool bReports = false;
-         m.BeginCancel(bReports);
+     [](JobModel& ioModel, A iGiven, R oResult) {
+         oResult.mValue = ioModel.SetIAmDead(iGiven.mbFlag, iGiven.mStep.mId);
      }},
-    {"PauseCurrentStep", [](Pair& p, A, R) { p.mpJob->PauseCurrentStep(); },
-     [](JobModel& m, A, R) { m.PauseCurrentStep(); }},
-    {"ResetStatusBeforeResumeExecution", [](Pair& p, A, R) { p.mpJob->ResetStatusBeforeResumeExecution(); },
-     [](JobModel& m, A, R) { m.Resume(); }},
-    {"StopRunningIfHang",
-     [](Pair& p, A a, R r) {
-         p.mpJob->SetCurrentStepForStatistics(a.mNumber);
-         r.mCode = p.mpJob->StopRunningIfHang(a.mUnit, 0, p.TaskOf(a.mTask));
+    {"SetIAmDead(null)",
+     [](Pair& ioPair, A iGiven, R oResult) {
+         oResult.mCode = ioPair.mpJob->SetIAmDead(iGiven.mbFlag, nullptr, StepFindCube);
      },
-     [](JobModel& m, A a, R r) {
-         m.mCurrentStep = a.mNumber;
-         r.mCode = m.StopRunningIfHang(a.mTask);
+     [](JobModel&, A, R oResult) { oResult.mCode = E_POINTER; }},
+    {"Cancel", [](Pair& ioPair, A, R oResult) { oResult.mCode = ioPair.mpJob->Cancel(); },
+     [](JobModel& ioModel, A, R oResult) { oResult.mCode = ioModel.Cancel(); },
+     [](JobModel& ioModel, HRESULT) {
+         bool bReports = false;
+         ioModel.BeginCancel(bReports);
+     }},
+    {"PauseCurrentStep", [](Pair& ioPair, A, R) { ioPair.mpJob->PauseCurrentStep(); },
+     [](JobModel& ioModel, A, R) { ioModel.PauseCurrentStep(); }},
+    {"ResetStatusBeforeResumeExecution", [](Pair& ioPair, A, R) { ioPair.mpJob->ResetStatusBeforeResumeExecution(); },
+     [](JobModel& ioModel, A, R) { ioModel.Resume(); }},
+    {"StopRunningIfHang",
+     [](Pair& ioPair, A iGiven, R oResult) {
+         ioPair.mpJob->SetCurrentStepForStatistics(iGiven.mNumber);
+         oResult.mCode = ioPair.mpJob->StopRunningIfHang(iGiven.mUnit, 0, ioPair.TaskOf(iGiven.mTask));
+     },
+     [](JobModel& ioModel, A iGiven, R oResult) {
+         ioModel.mCurrentStep = iGiven.mNumber;
+         oResult.mCode = ioModel.StopRunningIfHang(iGiven.mTask);
      }},
     {"GetJobErrorBuilder",
-     [](Pair& p, A a, R r) {
+     [](Pair& ioPair, A iGiven, R oResult) {
          try
          {
-             r.mCode = p.mpJob->GetJobErrorBuilder(a.mError) ? S_OK : E_OUTOFMEMORY;
+             oResult.mCode = ioPair.mpJob->GetJobErrorBuilder(iGiven.mError) ? S_OK : E_OUTOFMEMORY;
          }
          catch (const std::bad_alloc&)
          {
-             r.mCode = E_FAIL;
+             oResult.mCode = E_FAIL;
          }
      },
-     [](JobModel& m, A a, R) { m.AddError(a.mError); },
-     [](JobModel& m, HRESULT iCode) {
+     [](JobModel& ioModel, A iGiven, R) { ioModel.AddError(iGiven.mError); },
+     [](JobModel& ioModel, HRESULT iCode) {
          if (iCode != E_OUTOFMEMORY) // there was a builder
-             m.BeginError();
+             ioModel.BeginError();
      }},
-    {"SetPUEnter", [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetPUEnter(a.mUnit, nullptr, 0); },
-     [](JobModel& m, A a, R) { m.SetPUEnter(a.mUnit); }},
-    {"SetPUStart", [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetPUStart(a.mUnit); },
-     [](JobModel& m, A a, R) { m.SetPUStart(a.mUnit); }},
-    {"SetPUExit", [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetPUExit(a.mUnit, nullptr); },
-     [](JobModel& m, A a, R) { m.SetPUExit(a.mUnit); }},
-    {"GetPUId", [](Pair& p, A, R r) { r.mCode = p.mpJob->GetPUId(&r.mValue); },
-     [](JobModel& m, A, R r) { r.mCode = m.GetPUId(r.mValue); }},
-    {"SetPriority", [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetPriority(a.mNumber, &r.mValue); },
-     [](JobModel& m, A a, R r) { r.mValue = m.SetPriority(a.mNumber); }},
-    {"SetPUPriority", [](Pair& p, A a, R r) { r.mCode = p.mpJob->SetPUPriority(a.mNumber); },
-     [](JobModel& m, A a, R) { m.SetPUPriority(a.mNumber); }},
+    {"SetPUEnter",
+     [](Pair& ioPair, A iGiven, R oResult) { oResult.mCode = ioPair.mpJob->SetPUEnter(iGiven.mUnit, nullptr, 0); },
+     [](JobModel& ioModel, A iGiven, R) { ioModel.SetPUEnter(iGiven.mUnit); }},
+    {"SetPUStart", [](Pair& ioPair, A iGiven, R oResult) { oResult.mCode = ioPair.mpJob->SetPUStart(iGiven.mUnit); },
+     [](JobModel& ioModel, A iGiven, R) { ioModel.SetPUStart(iGiven.mUnit); }},
+    {"SetPUExit",
+     [](Pair& ioPair, A iGiven, R oResult) { oResult.mCode = ioPair.mpJob->SetPUExit(iGiven.mUnit, nullptr); },
+     [](JobModel& ioModel, A iGiven, R) { ioModel.SetPUExit(iGiven.mUnit); }},
+    {"GetPUId", [](Pair& ioPair, A, R oResult) { oResult.mCode = ioPair.mpJob->GetPUId(&oResult.mValue); },
+     [](JobModel& ioModel, A, R oResult) { oResult.mCode = ioModel.GetPUId(oResult.mValue); }},
+    {"SetPriority",
+     [](Pair& ioPair, A iGiven, R oResult) {
+         oResult.mCode = ioPair.mpJob->SetPriority(iGiven.mNumber, &oResult.mValue);
+     },
+     [](JobModel& ioModel, A iGiven, R oResult) { oResult.mValue = ioModel.SetPriority(iGiven.mNumber); }},
+    {"SetPUPriority",
+     [](Pair& ioPair, A iGiven, R oResult) { oResult.mCode = ioPair.mpJob->SetPUPriority(iGiven.mNumber); },
+     [](JobModel& ioModel, A iGiven, R) { ioModel.SetPUPriority(iGiven.mNumber); }},
 };
 
 // --- All that can be seen, as text ---------------------------------------------------------------------------------
