@@ -1,5 +1,5 @@
 // A log line whose router is switched off. The call is the library's own, so this program links its static twin.
-#include "task/KernelLog.h"
+#include "base/KernelLog.h"
 
 #include <benchmark/benchmark.h>
 

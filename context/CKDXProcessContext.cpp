@@ -4,7 +4,6 @@
 #include "context/CKDXProcessContextRows.h"
 #include "platform/QCOMShared.h"
 #include "platform/QPerfMon.h"
-#include "report/JobMemGovernor.h"
 
 #include <algorithm>
 #include <cstring>

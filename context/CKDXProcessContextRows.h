@@ -2,8 +2,8 @@
 // a row names another code. Private to context/.
 #pragma once
 
+#include "base/ExceptionBoundary.h"
 #include "context/CKDXProcessContext.h"
-#include "platform/Boundary.h"
 
 /// Frees a text that a collaborator gave.
 struct BstrDeleter

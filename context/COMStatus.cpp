@@ -1,6 +1,6 @@
 #include "context/COMStatus.h"
 
-#include "platform/Boundary.h"
+#include "base/ExceptionBoundary.h"
 #include "platform/ComObject.h"
 #include "platform/QLogRouter.h"
 #include "platform/QMessage.h"

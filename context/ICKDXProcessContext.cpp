@@ -1,6 +1,6 @@
 #include "context/ICKDXProcessContext.h"
 
-#include "platform/Boundary.h"
+#include "base/ExceptionBoundary.h"
 
 bool GetUsrContextLogFlag(ICKDXProcessContext* iContext)
 {

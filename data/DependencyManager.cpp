@@ -1,6 +1,6 @@
 #include "data/DependencyManager.h"
 
-#include "task/KernelLog.h"
+#include "base/KernelLog.h"
 
 #include <algorithm>
 #include <new>

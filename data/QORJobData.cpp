@@ -1,8 +1,6 @@
 #include "data/QORJobData.h"
 
 #include "data/QORNamedIdsList.h"
-#include "data/QORStringData.h"
-#include "job/QORJob.h"
 
 #include <memory>
 #include <new>
@@ -11,9 +9,10 @@
 namespace
 {
 
-constexpr int cMachineNameId = 0;
-
-HRESULT AddOwnNames(QORNamedIdsList& ioNames) { return ioNames.AddNameCopy(W("QORDataMachineName"), cMachineNameId); }
+HRESULT AddOwnNames(QORNamedIdsList& ioNames)
+{
+    return ioNames.AddNameCopy(W("QORDataMachineName"), QORJobData::cMachineNameId);
+}
 
 } // namespace
 
@@ -143,24 +142,4 @@ HRESULT QORJobData::GetName(int iId, QBase::wstring& oName)
 {
     const QORNamedIdsList* names = mJobDataNames.load(std::memory_order_acquire);
     return names == nullptr ? E_HANDLE : names->IdToName(iId, oName);
-}
-
-HRESULT QORJobData::CreateJobDataObject(const QORJob* iJob, int iId, QORJobData** oData)
-{
-    if (iJob == nullptr || oData == nullptr)
-        return E_POINTER;
-    if (iId != cMachineNameId)
-        return E_INVALIDARG;
-    const QBase::Buffer* shown = nullptr;
-    const HRESULT code = iJob->GetLocalDataBuffer(&shown);
-    if (code != S_OK)
-        return code;
-    // The job shows its buffer as constant to those who only look; its items are what the buffer is for.
-    auto* buffer = const_cast<QBase::Buffer*>(shown);
-    QORJobData* item = new (buffer) QORStringData(cMachineNameId, nullptr, QORStringData::ADOPT_STRING);
-    if (item == nullptr)
-        return E_OUTOFMEMORY;
-    item->SetMemoryBuffer(buffer, true);
-    *oData = item;
-    return S_OK;
 }

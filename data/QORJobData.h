@@ -64,6 +64,9 @@ public:
     /// What Release does: drops one reference and gives the new count.
     ULONG ReleaseRef();
 
+    /// The item that CreateJobDataObject makes, and the id of its name.
+    static constexpr int cMachineNameId = 0;
+
     // The data-name registry: one a process, made by InitJobDataNameIds or the first AddName; lookups give E_HANDLE
     // without it. UnInitJobDataNameIds is for the time when nobody looks anything up any more.
 
@@ -77,8 +80,8 @@ public:
     static HRESULT GetName(int iId, const WCHAR** oName);
     static HRESULT GetName(int iId, QBase::wstring& oName);
 
-    /// Makes an empty string item in the job's buffer; E_INVALIDARG for any id but 0. Its count is 0. Takes no lock:
-    /// any thread may allocate from the buffer.
+    /// Makes the item of cMachineNameId, an empty string, in the job's buffer; E_INVALIDARG for any other id. Its count
+    /// is 0. Takes no lock: any thread may allocate from the buffer.
     static HRESULT CreateJobDataObject(const QORJob* iJob, int iId, QORJobData** oData);
 
     // On the general heap, or in a buffer that keeps the memory until it goes. Without memory both give null.

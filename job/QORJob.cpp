@@ -1,15 +1,14 @@
 #include "job/QORJob.h"
 
+#include "base/KernelLog.h"
 #include "context/ICKDXProcessContext.h"
+#include "job/JobMemGovernor.h"
 #include "job/QORJobRows.h"
-#include "job/QORJobStep.h"
 #include "platform/LogReference.h"
 #include "platform/QPerfMon.h"
 #include "platform/QorUserSession.h"
-#include "report/JobMemGovernor.h"
-#include "task/KernelLog.h"
+#include "record/QORJobStep.h"
 
-#include <algorithm>
 #include <ctime>
 #include <new>
 
@@ -101,82 +100,10 @@ void QORJob::LogCreation() const
                 ConvertIDToName(mRequestType));
 }
 
-QORJob::~QORJob()
-{
-    LetLeftoversGo();
-    mpOwnedBuffer.reset();
-    if (QORObjectInstanceCount* instances = QORObjectInstanceCount::GetObjectInstanceCount())
-    {
-        // PreDestruct has lowered the count already: a job on the heap is counted down twice, as its readers expect.
-        instances->DecreaseObjectInstanceCount(cInstanceCategory);
-        instances->DeleteObjectInstance(cInstanceCategory, this);
-    }
-    LogLine(EnumKernelRouter::JobTrace, "QORJob::QORJob Job:%1 destructed.", mId.Get());
-    LetGo(mpUserSession);
-    LetGo(mpInBoxMessage);
-}
-
-/// By name, not by the pointer's destructor: what a stranger's Release throws is logged and ends here.
-template <class T>
-void QORJob::LetGo(QBase::PtrI<T>& ioObject)
-{
-    Boundary("Release", [&] {
-        if (ioObject)
-            ioObject.Detach()->Release();
-        return S_OK;
-    });
-}
-
-/// What PreDestruct held when a stranger cut it short. Items may live in the job's buffer: they go before it.
-void QORJob::LetLeftoversGo() NO_THREAD_SAFETY_ANALYSIS
-{
-    LetGo(mpProcessContext);
-    while (std::any_of(mData.begin(), mData.end(), [](const QORJobData* iData) { return iData != nullptr; }))
-        Boundary("Release", [&] {
-            LetDataGo();
-            return S_OK;
-        });
-}
-
 unsigned QORJob::AddRef()
 {
     LogReference(this, 1, ReferenceKindJob);
     return static_cast<unsigned>(mReferenceCount.Increment());
-}
-
-unsigned QORJob::Release()
-{
-    LogReference(this, 0, ReferenceKindJob);
-    const int count = mReferenceCount.Decrement();
-    if (count != 0)
-        return static_cast<unsigned>(count);
-
-    const HRESULT code = PreDestruct();
-    if (code != S_OK)
-        LogLine(EnumKernelRouter::JobTrace,
-                "QORJob::Release: PreDestruct to delete external job memory failed: jobid = %1, RC = %2.", mId.Get(),
-                QLog::Format::Hex, code);
-    if (mbExternalBuffer)
-    {
-        EndInBuffer();
-    }
-    else
-    {
-        this->~QORJob();
-        QBase::HeapFree(this);
-    }
-    return 0;
-}
-
-/// The job goes with the buffer that it lives in; no destructor runs, so that its parts needn't be freed one by one.
-void QORJob::EndInBuffer() NO_THREAD_SAFETY_ANALYSIS
-{
-    QBase::Buffer* buffer = mpLocalBuffer;
-    LetLeftoversGo();
-    mpOwnedLock.reset();
-    LetGo(mpUserSession);
-    LetGo(mpInBoxMessage);
-    buffer->Destroy();
 }
 
 QSynch::AtomicLong QORJob::GetId() { return mId; }

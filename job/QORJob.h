@@ -1,9 +1,7 @@
 // The object that stands for one client request while the server executes it.
 #pragma once
 
-#include "job/QORJobProcessingStep.h"
 #include "job/QORJobState.h"
-#include "job/QORJobTypes.h"
 #include "platform/Export.h"
 #include "platform/QBase.h"
 #include "platform/QDataType.h"
@@ -11,6 +9,8 @@
 #include "platform/QSynch.h"
 #include "platform/ThreadSafety.h"
 #include "platform/Windows.h"
+#include "record/QORJobProcessingStep.h"
+#include "record/QORJobTypes.h"
 
 #include <iosfwd>
 #include <memory>
@@ -46,7 +46,7 @@ public:
     QORJob(const QORJob&) = delete;
     QORJob& operator=(const QORJob&) = delete;
 
-    // --- Birth, identity, references: QORJob.cpp ---------------------------------------------------------------------
+    // --- Birth, identity, references: QORJob.cpp, Release in QORJobEnd.cpp -------------------------------------------
 
     /// Makes a job, in `iBuffer` when there is one: the job, its strings and its lists then live in that buffer, and
     /// the job's end destroys it. `iSession` may be null; the job takes a reference. Null when there is no memory for
@@ -145,7 +145,7 @@ public:
     HRESULT SetCurrentStepForStatistics(int iStepId);
     int GetCurrentStepForStatistics() const;
 
-    // --- Step queue: QORJobSteps.cpp ---------------------------------------------------------------------------------
+    // --- Step queue: QORJobQueue.cpp ---------------------------------------------------------------------------------
     // A step given to an add operation belongs to the job from then on, whether it is queued or not. A cancelled job
     // deletes it, leaves `oCount` or `oStatus` alone and returns 0. Both may be null.
 
@@ -283,7 +283,7 @@ public:
     void EnqueuePulse();
     void DequeuePulse();
 
-    // --- Data store: data/QORJobDataStore.cpp ------------------------------------------------------------------------
+    // --- Data store: QORJobDataStore.cpp -----------------------------------------------------------------------------
     // Items of the ids 0 to 4, one each. Their operations are called under the job's lock.
 
     /// Takes a reference, in place of the item with the same id, which is released first; E_FAIL for an id past 4. The
@@ -296,7 +296,7 @@ public:
     /// QORJobData::CreateJobDataObject for this job.
     HRESULT CreateJobDataObject(int iId, QORJobData** oData) const;
 
-    // --- Errors: report/QORJobErrors.cpp -----------------------------------------------------------------------------
+    // --- Errors: QORJobFailure.cpp -----------------------------------------------------------------------------------
 
     /// Makes the job an error job: status 4, its error code when it is the first, and only its current step, the one
     /// that reports and the closing one left. Arguments of the error's text are streamed into the result, whose end
@@ -320,7 +320,7 @@ public:
     /// The component's code, or the job's when that is 0.
     HRESULT GetComponentErrorCodeEx(HRESULT* oCode) const;
 
-    // --- Messages and channel requests: report/QORJobMessages.cpp ----------------------------------------------------
+    // --- Messages and channel requests: QORJobMessages.cpp -----------------------------------------------------------
     // Setters of messages take a reference, getters add one for the caller; null clears, and is given when there is
     // none.
 
@@ -343,7 +343,7 @@ public:
     HRESULT GetOutMessage(ICKDXWriteMessage** oMessage) const;
     HRESULT GetErrMessage(ICKDXWriteMessage** oMessage) const;
 
-    // --- Memory governor and close counters: report/QORJobGovernor.cpp -----------------------------------------------
+    // --- Memory governor and close counters: QORJobGovernor.cpp ------------------------------------------------------
 
     /// Whether the job's requests of memory are put to its governor.
     bool ApplyGovernorOrNot() const;
@@ -352,7 +352,7 @@ public:
     /// Counts a report's or a document's end by its status and its age: the first call only. Always 0.
     HRESULT UpdateJobCloseCounters();
 
-    // --- Description and trace flags: report/QORJobDescription.cpp ---------------------------------------------------
+    // --- Description and trace flags: QORJobDescription.cpp ----------------------------------------------------------
 
     /// Describes the job by its request type, in the language of the session's locale, and by the name of the report or
     /// document that it runs; notes that object's id. The process context and its objects are called under the lock.
@@ -362,14 +362,14 @@ public:
     /// Adds a flag. Those of the leak trace (4, 8, 16, 32) count only while flag 2 is set, and log the call stack.
     void MarkJobTraceFlags(unsigned iFlag);
 
-    // --- Dumps: report/QORJobDump.cpp --------------------------------------------------------------------------------
+    // --- Dumps: QORJobDump.cpp ---------------------------------------------------------------------------------------
 
     /// Appends all there is to say about the job, many lines. A line of more than 1,023 units is left out.
     void GetJobInfo(QBase::wstring& oText) const;
     /// Writes one line. The stream's address, or null where something throws: the line ends there.
     std::wostream* WriteJobInfo(std::wostream& ioStream) const;
 
-    // --- Snapshots and saving: report/QORJobSnapshots.cpp ------------------------------------------------------------
+    // --- Snapshots and saving: QORJobSnapshots.cpp -------------------------------------------------------------------
 
     /// Fills the whole record. Its data items are asked for their bytes under the lock.
     HRESULT GetJobInfo(QORJobInfo* oInfo) const;
@@ -390,7 +390,7 @@ private:
     ~QORJob();
 
     template <class T>
-    void LetGo(QBase::PtrI<T>& ioObject);
+    void ReleaseAndLog(QBase::PtrI<T>& ioObject);
     void CountCreation() const;
     void LogCreation() const;
     void EndInBuffer();
@@ -482,13 +482,13 @@ private:
     void AddState(QBase::wstring& ioText) const REQUIRES(mpLock);
     void CopyItems(QORJobInfo& oInfo) const REQUIRES(mpLock);
 
-    // --- The end: QORJobPreDestruct.cpp ------------------------------------------------------------------------------
+    // --- The end: QORJobEnd.cpp --------------------------------------------------------------------------------------
     HRESULT PreDestruct();
-    void LetOutsideGo();
+    void ReleaseCollaborators();
     void ProfileJob() const;
-    void LetContextGo();
-    void LetDataGo();
-    void LetLeftoversGo();
+    void ReleaseContext();
+    void ReleaseData();
+    void ReleaseLeftovers();
     void MarkDead();
 };
 

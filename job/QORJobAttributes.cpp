@@ -1,8 +1,8 @@
 #include "context/ICKDXProcessContext.h"
 #include "context/ICKDXReportInstance.h"
+#include "job/JobMemGovernor.h"
 #include "job/QORJobRows.h"
 #include "platform/QorUserSession.h"
-#include "report/JobMemGovernor.h"
 
 namespace
 {

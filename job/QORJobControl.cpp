@@ -1,7 +1,7 @@
+#include "base/KernelLog.h"
 #include "context/ICKDXProcessContext.h"
 #include "context/ICKDXReportInstance.h"
 #include "job/QORJobRows.h"
-#include "task/KernelLog.h"
 
 namespace
 {

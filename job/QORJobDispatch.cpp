@@ -1,10 +1,10 @@
+#include "base/KernelLog.h"
 #include "context/ICKDXProcessContext.h"
 #include "job/QORJobRows.h"
-#include "job/QORJobStep.h"
+#include "job/QORJobTask.h"
 #include "platform/QPerfMon.h"
 #include "platform/ThreadTimes.h"
-#include "task/KernelLog.h"
-#include "task/QORJobTask.h"
+#include "record/QORJobStep.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,6 +1,6 @@
+#include "base/KernelLog.h"
 #include "context/ICKDXProcessContext.h"
 #include "job/QORJobRows.h"
-#include "task/KernelLog.h"
 
 HRESULT QORJob::SetParentId(QSynch::AtomicLong iId) { return Set("SetParentId", mFamily.mParentId, iId); }
 

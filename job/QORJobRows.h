@@ -1,7 +1,7 @@
 // What the operations of QORJob are made of: the exception boundary, and the rows of plain accessors. For bodies only.
 #pragma once
 
-#include "job/ExceptionBoundary.h"
+#include "base/ExceptionBoundary.h"
 #include "job/QORJob.h"
 
 #include <type_traits>

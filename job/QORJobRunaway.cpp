@@ -1,5 +1,5 @@
+#include "base/KernelLog.h"
 #include "job/QORJobRows.h"
-#include "task/KernelLog.h"
 
 namespace
 {

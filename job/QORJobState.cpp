@@ -1,11 +1,11 @@
 #include "job/QORJobState.h"
 
+#include "base/ExceptionBoundary.h"
+#include "base/KernelLog.h"
 #include "context/ICKDXProcessContext.h"
-#include "job/ExceptionBoundary.h"
+#include "job/JobMemGovernor.h"
 #include "platform/QPerfMon.h"
 #include "platform/QorUserSession.h"
-#include "report/JobMemGovernor.h"
-#include "task/KernelLog.h"
 
 #include <new>
 

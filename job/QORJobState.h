@@ -1,13 +1,13 @@
 // What a job keeps. Its operations are QORJob's; nothing else reaches in here.
 #pragma once
 
-#include "job/QORJobTypes.h"
 #include "platform/QBase.h"
 #include "platform/QDataType.h"
 #include "platform/QMessage.h"
 #include "platform/QSynch.h"
 #include "platform/ThreadSafety.h"
 #include "platform/Windows.h"
+#include "record/QORJobTypes.h"
 
 #include <array>
 #include <atomic>

@@ -1,11 +1,11 @@
+#include "base/KernelLog.h"
 #include "context/ICKDXProcessContext.h"
 #include "job/QORJobRows.h"
-#include "job/QORJobStep.h"
 #include "platform/QLogRouter.h"
 #include "platform/QMessage.h"
 #include "platform/QPerfMon.h"
-#include "report/QORChannelRequest.h"
-#include "task/KernelLog.h"
+#include "record/QORChannelRequest.h"
+#include "record/QORJobStep.h"
 
 namespace
 {

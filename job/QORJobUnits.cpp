@@ -1,9 +1,9 @@
+#include "base/KernelLog.h"
 #include "context/ICKDXProcessContext.h"
-#include "job/QORJobPUInfo.h"
 #include "job/QORJobRows.h"
-#include "job/QORJobStep.h"
 #include "platform/QPerfMon.h"
-#include "task/KernelLog.h"
+#include "record/QORJobPUInfo.h"
+#include "record/QORJobStep.h"
 
 namespace
 {

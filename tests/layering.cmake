@@ -1,50 +1,42 @@
-# Holds the plan of the rooms: reads the quoted #includes of every source and names each one that points the wrong way.
-# Run with cmake -P; ctest does.
+# Holds the plan of the rooms: reads the quoted #includes of every source, headers and bodies alike, and names each one
+# that points the wrong way. Run with cmake [-D ROOT=<a tree>] -P layering.cmake; ctest does.
 cmake_minimum_required(VERSION 3.22)
-get_filename_component(root ${CMAKE_CURRENT_LIST_DIR}/.. ABSOLUTE)
+if(NOT ROOT)
+    get_filename_component(ROOT ${CMAKE_CURRENT_LIST_DIR}/.. ABSOLUTE)
+endif()
 
-# check(<pattern of files> <folder>...): the files include headers of these folders and of their own folder only.
-# "." is the root, where qorjob.h stands.
-function(check iFiles)
-    file(GLOB files RELATIVE ${root} ${root}/${iFiles})
+# check(<folder> <what its sources may include>): both are regular expressions for the beginning of a path. What the
+# users of the library include of builtin/ is what is installed of it.
+function(check iFolder iAllowed)
+    file(GLOB_RECURSE files RELATIVE ${ROOT} ${ROOT}/*.h ${ROOT}/*.cpp)
+    list(FILTER files INCLUDE REGEX "^${iFolder}")
     foreach(file IN LISTS files)
-        get_filename_component(own ${file} DIRECTORY)
-        file(STRINGS ${root}/${file} lines REGEX "^[ \t]*#[ \t]*include[ \t]*\"")
+        file(STRINGS ${ROOT}/${file} lines REGEX "^[ \t]*#[ \t]*include[ \t]*\"")
         foreach(line IN LISTS lines)
             string(REGEX REPLACE "^[^\"]*\"([^\"]*)\".*" "\\1" include "${line}")
-            get_filename_component(folder "${include}" DIRECTORY)
-            if(folder STREQUAL "")
-                set(folder .)
-            endif()
-            if(NOT folder IN_LIST ARGN AND NOT folder STREQUAL own)
+            if(NOT include MATCHES "^(${iAllowed})")
                 message(SEND_ERROR "${file} may not include \"${include}\"")
             endif()
         endforeach()
     endforeach()
 endfunction()
 
-# A room's headers point down.
-check(platform/*.h)
-check(context/*.h platform)
-check(data/*.h platform)
-check(job/*.h platform context data)
-check(task/*.h platform data job)
-check(report/*.h platform context data job)
-
-# Its bodies look into every room, and never behind platform/.
-set(rooms platform context data job task report)
-foreach(room IN LISTS rooms)
-    check(${room}/*.cpp ${rooms})
+# The rooms, from the ground up: each includes itself and those before it.
+set(below "platform/[^/]*$")
+check("platform/[^/]*$" "${below}")
+foreach(room IN ITEMS base context data record job)
+    string(APPEND below "|${room}/")
+    check("${room}/" "${below}")
 endforeach()
 
 # What stands behind platform/ knows nothing of the job.
-check(platform/builtin/*.h platform)
-check(platform/builtin/*.cpp platform)
+check("platform/builtin/" "platform/")
 
-# Users see the library whole and the builtin platform's own features; nobody includes what belongs to another user.
-check(qorjob.h ${rooms})
-foreach(kind h cpp)
-    check(tests/*/*.${kind} . ${rooms} platform/builtin tests/support)
-    check(bench/*.${kind} . ${rooms} platform/builtin)
-    check(examples/*/*.${kind} . ${rooms} platform/builtin)
+# Users see the library whole and the builtin platform's own features, their own folder and nobody else's.
+check("qorjob.h$" "${below}")
+set(library "[^/]*$|platform/|${below}")
+check("bench/" "${library}")
+foreach(room IN ITEMS base context data fuzz job platform record support surface)
+    check("tests/${room}/" "tests/(support|${room})/|${library}")
 endforeach()
+check("examples/" "${library}")

@@ -2,7 +2,7 @@
 
 #include "JobCalls.h"
 #include "ProcessingUnit.h"
-#include "report/QORJobInfo.h"
+#include "record/QORJobInfo.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -4,8 +4,8 @@
 #include "JobCalls.h"
 #include "Kernel.h"
 #include "TextTable.h"
-#include "report/QORJobBrowsingInfo.h"
-#include "report/QORJobInfo.h"
+#include "record/QORJobBrowsingInfo.h"
+#include "record/QORJobInfo.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>

@@ -1,6 +1,6 @@
 #include "data/DependencyManager.h"
 
-#include "tests/data/DataTest.h"
+#include "tests/support/DataTest.h"
 
 #include <memory>
 #include <optional>

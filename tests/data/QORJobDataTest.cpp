@@ -1,10 +1,10 @@
 // The kinds of data items: what is saved of them, who frees what, and the registry of their names.
 #include "data/QORComData.h"
-#include "data/QORJobInfoData.h"
 #include "data/QORNamedIdsList.h"
 #include "data/QORStringData.h"
 #include "data/QORTextFileData.h"
-#include "tests/data/DataTest.h"
+#include "record/QORJobInfoData.h"
+#include "tests/support/DataTest.h"
 #include "tests/support/OperationPlace.h"
 
 namespace

@@ -1,6 +1,6 @@
 #include "data/QORNamedIdsList.h"
 
-#include "tests/data/DataTest.h"
+#include "tests/support/DataTest.h"
 
 namespace
 {

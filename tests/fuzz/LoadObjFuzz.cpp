@@ -2,9 +2,9 @@
 // saved has to be what was loaded, as far as it goes. The sanitizers watch the ends of the buffers.
 #include "data/QORBinaryData.h"
 #include "data/QORComData.h"
-#include "data/QORJobInfoData.h"
 #include "data/QORStringData.h"
 #include "data/QORTextFileData.h"
+#include "record/QORJobInfoData.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,5 +1,5 @@
 // Many threads drive many jobs while another one cancels, stops and buries them. Logs are off: this run is about races.
-#include "task/QORJobTask.h"
+#include "job/QORJobTask.h"
 #include "tests/support/JobTest.h"
 
 #include <array>

@@ -1,9 +1,9 @@
 // A job beside its model: random operations, now and then without memory, and all that can be seen after each.
 #include "tests/job/JobModel.h"
 
-#include "report/QORJobError.h"
-#include "report/QORJobInfo.h"
-#include "task/QORJobTask.h"
+#include "job/QORJobError.h"
+#include "job/QORJobTask.h"
+#include "record/QORJobInfo.h"
 
 #include <functional>
 #include <new>

@@ -1,5 +1,5 @@
 // Jobs are run, cancelled, paused, resumed and found hung at once. Logs are off: these runs are about races.
-#include "task/QORJobTask.h"
+#include "job/QORJobTask.h"
 #include "tests/support/JobTest.h"
 
 #include <array>

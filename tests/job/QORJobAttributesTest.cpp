@@ -1,5 +1,5 @@
 // The rows of plain accessors: set one, read it back, and see that no other changed.
-#include "report/JobMemGovernor.h"
+#include "job/JobMemGovernor.h"
 #include "tests/support/Attributes.h"
 #include "tests/support/LockProbe.h"
 

@@ -1,7 +1,7 @@
 // What a client is told whose request is pending, and what is known of a query that was aborted.
 #include "context/CKDXProcessContext.h"
-#include "report/QORChannelRequest.h"
-#include "task/QORJobTask.h"
+#include "job/QORJobTask.h"
+#include "record/QORChannelRequest.h"
 #include "tests/support/JobTest.h"
 #include "tests/support/Messages.h"
 

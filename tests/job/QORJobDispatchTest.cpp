@@ -1,6 +1,6 @@
 // What dispatch does with entries that hold no step, and with several threads that ask at once.
-#include "report/QORJobInfo.h"
-#include "task/QORJobTask.h"
+#include "job/QORJobTask.h"
+#include "record/QORJobInfo.h"
 #include "tests/support/JobTest.h"
 
 using Dispatch = JobTest;

@@ -1,7 +1,7 @@
 // What a job settles as it ends, and what it leaves when a stranger throws meanwhile.
 #include "data/QORBinaryData.h"
 #include "platform/QMessage.h"
-#include "report/QORChannelRequest.h"
+#include "record/QORChannelRequest.h"
 #include "tests/support/JobTest.h"
 
 using End = JobTest;

@@ -1,5 +1,5 @@
 // Parents, children, jobs that ran before, and the two parties that end a runaway task.
-#include "report/JobMemGovernor.h"
+#include "job/JobMemGovernor.h"
 #include "tests/support/JobTest.h"
 
 using Family = JobTest;

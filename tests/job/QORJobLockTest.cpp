@@ -1,7 +1,7 @@
 // Who is called, and what is logged, while the job's lock is held, and what only after it.
+#include "job/QORJobError.h"
 #include "platform/QMessage.h"
-#include "report/QORChannelRequest.h"
-#include "report/QORJobError.h"
+#include "record/QORChannelRequest.h"
 #include "tests/support/JobTest.h"
 #include "tests/support/LockProbe.h"
 

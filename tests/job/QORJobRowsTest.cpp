@@ -1,11 +1,11 @@
 // The rules that the plain operations share: what a null pointer gives, and which of them take the job's lock.
 #include "context/ICKDXProcessContext.h"
 #include "data/QORJobData.h"
-#include "report/QORChannelRequest.h"
-#include "report/QORJobBrowsingInfo.h"
-#include "report/QORJobError.h"
-#include "report/QORJobInfo.h"
-#include "task/QORJobTask.h"
+#include "job/QORJobError.h"
+#include "job/QORJobTask.h"
+#include "record/QORChannelRequest.h"
+#include "record/QORJobBrowsingInfo.h"
+#include "record/QORJobInfo.h"
 #include "tests/support/Attributes.h"
 
 #include <deque>

@@ -5,7 +5,7 @@
 #include "context/Collaborators.h"
 #include "data/QORBinaryData.h"
 #include "data/QORStringData.h"
-#include "report/QORJobError.h"
+#include "job/QORJobError.h"
 #include "tests/support/Attributes.h"
 
 #include <array>

@@ -2,13 +2,13 @@
 #pragma once
 
 #include "job/QORJob.h"
-#include "job/QORJobStep.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Faults.h"
 #include "platform/builtin/LogSinks.h"
 #include "platform/builtin/PerfReadings.h"
 #include "platform/builtin/Settings.h"
-#include "report/QORJobInfo.h"
+#include "record/QORJobInfo.h"
+#include "record/QORJobStep.h"
 #include "tests/support/Fakes.h"
 #include "tests/support/Threads.h"
 

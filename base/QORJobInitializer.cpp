@@ -1,0 +1,142 @@
+#include "base/QORJobInitializer.h"
+
+#include "base/HeapObject.h"
+#include "base/KernelLog.h"
+#include "platform/QORTask.h"
+#include "platform/QPerfMon.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+
+namespace KernelLog
+{
+
+constinit std::array<std::atomic<QLog::Router*>, cRouterCount> gRouters{};
+
+void ReportLostLine(const char* iTemplate) noexcept { std::fprintf(stderr, "qorjob: log line lost: %s\n", iTemplate); }
+
+void EndOfPureCall() noexcept
+{
+    LogLine(EnumKernelRouter::Error, "_purecall(): Pure virtual function call.");
+    std::abort();
+}
+
+} // namespace KernelLog
+
+namespace QORJOB
+{
+namespace
+{
+
+constexpr int cGuardTaken = 0x12345678;
+constexpr int cRouterLockCategory = -3;
+
+constexpr std::array<const char*, KernelLog::cRouterCount> cRouterNames = {
+    "Fatal",       "Error",     "Warning",    "Info",          "Trace",
+    "Scope Trace", "Job Trace", "Perf Trace", "Display Trace", "Memory Trace"};
+
+// Not destroyed at exit: a static initialiser of another module may be the last one.
+constinit QBase::MemGovernorProxy gMemGovernorProxy;
+
+/// Let go in reverse order, those made so far too when one can't be made.
+class Routers
+{
+public:
+    Routers()
+    {
+        for (std::size_t i = 0; i < KernelLog::cRouterCount; ++i)
+            mRouters[i] = QLog::CreateRouter("Kernel", cRouterNames[i], cRouterLockCategory);
+    }
+
+    ~Routers()
+    {
+        for (std::size_t i = KernelLog::cRouterCount; i-- > 0;)
+        {
+            KernelLog::gRouters[i].store(nullptr, std::memory_order_release);
+            mRouters[i] = {};
+        }
+    }
+
+    Routers(const Routers&) = delete;
+    Routers& operator=(const Routers&) = delete;
+
+    /// Shows them to the log calls.
+    void Publish() const noexcept
+    {
+        for (std::size_t i = 0; i < KernelLog::cRouterCount; ++i)
+            KernelLog::gRouters[i].store(mRouters[i].Get(), std::memory_order_release);
+    }
+
+private:
+    std::array<QBase::PtrI<QLog::Router>, KernelLog::cRouterCount> mRouters;
+};
+
+/// What the first initialiser builds, in this order; the members go in reverse order. It is of the general heap.
+class ModuleState : public HeapObject
+{
+public:
+    ModuleState()
+    {
+        QBase::RegisterMemGovernor(gMemGovernorProxy);
+        mRouters.Publish(); // when nothing can fail any more: no log call meets a router that is taken back
+    }
+
+    ~ModuleState() { QBase::UnregisterMemGovernor(gMemGovernorProxy); }
+
+    ModuleState(const ModuleState&) = delete;
+    ModuleState& operator=(const ModuleState&) = delete;
+
+private:
+    QLog::Initializer mLog;
+    Routers mRouters;
+    QORPerformanceMonitor::Initializer mPerformanceMonitor;
+    QORThreadSpace::Initializer mThreadSpace;
+};
+
+constinit std::atomic<int> gGuard{0};
+int gInitializerCount = 0; // changed only while the guard is held
+ModuleState* gpState = nullptr;
+
+/// A spin guard is enough: set-up and teardown happen once a process and never wait long.
+class GuardHold
+{
+public:
+    GuardHold()
+    {
+        while (gGuard.exchange(cGuardTaken, std::memory_order_acquire) == cGuardTaken)
+            std::this_thread::yield();
+    }
+    ~GuardHold() { gGuard.store(0, std::memory_order_release); }
+    GuardHold(const GuardHold&) = delete;
+    GuardHold& operator=(const GuardHold&) = delete;
+};
+
+} // namespace
+
+Initializer::Initializer()
+{
+    GuardHold guard;
+    if (gInitializerCount == 0)
+        gpState = new ModuleState; // null without memory: log lines then find no router
+    ++gInitializerCount;
+}
+
+Initializer::~Initializer()
+{
+    GuardHold guard;
+    if (--gInitializerCount != 0)
+        return;
+    delete gpState;
+    gpState = nullptr;
+}
+
+namespace
+{
+
+/// The library's own: a program that holds none has its logs and services all the same, for as long as the library is
+/// loaded. It stands beside the routers, which no program with a log call is linked without.
+const Initializer cOwnInitializer;
+
+} // namespace
+} // namespace QORJOB

@@ -1,0 +1,122 @@
+#include "base/KernelLog.h"
+#include "context/Collaborators.h"
+#include "context/ICKDXProcessContext.h"
+#include "context/ICKDXReportInstance.h"
+#include "job/QORJobRows.h"
+#include "platform/ComObject.h"
+#include "platform/QFormat.h"
+#include "platform/QLogRouter.h"
+
+namespace
+{
+
+struct BstrDeleter
+{
+    void operator()(WCHAR* iText) const { SysFreeString(iText); }
+};
+
+using Bstr = std::unique_ptr<WCHAR, BstrDeleter>;
+
+constexpr unsigned cLeakTracing = 2;
+
+/// The flags that a leak trace tells apart: each is one more place of the kernel that holds the job.
+bool IsLeakFlag(unsigned iFlag) { return iFlag == 4 || iFlag == 8 || iFlag == 16 || iFlag == 32; }
+
+/// The definition of the report or the document that the context's instance works for; empty when there is none.
+QBase::PtrI<ICKDXObjectDefinition> DefinitionIn(ICKDXProcessContext& iContext)
+{
+    IUnknown* found = nullptr;
+    const auto instance = ReportInstanceOf(InstanceObjectOf(iContext).Get());
+    if (!instance || FAILED(instance->get_Object(&found)))
+        return {};
+    return QueryFor<ICKDXObjectDefinition>(QBase::PtrI<IUnknown>::Adopt(found).Get(), IID_ICKDXObjectDefinition);
+}
+
+} // namespace
+
+unsigned QORJob::GetJobStringIDFromRequestType() const
+{
+    // In no order: the catalogue's ids are older than some of the request types.
+    switch (mRequestType)
+    {
+    case RequestMetaData:
+        return 0x40063F6A;
+    case RequestReport:
+        return 0x40063F6C;
+    case RequestDocument:
+        return 0x40063F6D;
+    case RequestElement:
+        return 0x40063F6B;
+    case RequestSQL:
+        return 0x40063F97;
+    case RequestBatchChildReport:
+        return 0x40063F6E;
+    case RequestBatchExecution:
+        return 0x40063F6F;
+    case RequestDatamartReport:
+        return 0x40063F70;
+    case RequestPlazabox:
+        return 0x40063F94;
+    case RequestImport:
+        return 0x40063F95;
+    case RequestExternalNotification:
+        return 0x40063F96;
+    default:
+        return 0x40063F71;
+    }
+}
+
+HRESULT QORJob::SetDescription()
+{
+    return Boundary("SetDescription", [&] {
+        // The context is called under the lock on purpose: nobody meets a description that is half made.
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        mDescription.clear();
+        const unsigned locale =
+            mpProcessContext ? SessionLocaleOf(*mpProcessContext.Get()) : QFormat::GetUserDefaultLCID();
+        if (const auto bundle = QLogRouter::GetResourceBundle(locale))
+            mDescription = bundle->FindMessage(GetJobStringIDFromRequestType(), locale, W(""));
+        if (mpProcessContext && (IsReportRequest() || mRequestType == RequestDocument))
+            DescribeObject(*mpProcessContext.Get());
+        return S_OK;
+    });
+}
+
+/// Notes which object the job runs, and its name behind the text of the request.
+void QORJob::DescribeObject(ICKDXProcessContext& iContext)
+{
+    const auto definition = DefinitionIn(iContext);
+    if (!definition)
+        return;
+    GUID id = GUID_NULL;
+    if (SUCCEEDED(definition->get_DefinitionID(&id)))
+        mObjectID = id;
+    BSTR text = nullptr;
+    const HRESULT code = definition->get_Name(&text);
+    const Bstr name(text);
+    if (SUCCEEDED(code) && name != nullptr)
+        mDescription.append(name.get(), SysStringLen(name.get()));
+}
+
+void QORJob::MarkJobTraceFlags(unsigned iFlag)
+{
+    if (IsLeakFlag(iFlag) && (mTraceFlags & cLeakTracing) == 0)
+        return;
+    mTraceFlags |= iFlag;
+    if (!IsLeakFlag(iFlag) || KernelLog::EnabledRouter(EnumKernelRouter::Info) == nullptr)
+        return;
+    Boundary("MarkJobTraceFlags", [&] {
+        LogLine(EnumKernelRouter::Info, "QORJobLeak Trace for JobId: %1 and callstack: %2", mId.Get(),
+                QBase::GetCallStackText());
+        return S_OK;
+    });
+}
+
+bool GetPrsContextLogFlag(QORJob* iJob)
+{
+    if (iJob == nullptr)
+        return false;
+    ICKDXProcessContext* found = nullptr;
+    iJob->GetProcessContext(&found);
+    return GetUsrContextLogFlag(QBase::PtrI<ICKDXProcessContext>::Adopt(found).Get());
+}

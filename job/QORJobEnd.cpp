@@ -1,0 +1,213 @@
+#include "base/KernelLog.h"
+#include "context/ICKDXProcessContext.h"
+#include "context/ICKDXReportInstance.h"
+#include "data/QORJobData.h"
+#include "job/JobMemGovernor.h"
+#include "job/QORJobRows.h"
+#include "platform/LogReference.h"
+#include "platform/QPerfMon.h"
+#include "platform/QorUserSession.h"
+#include "record/QORChannelRequest.h"
+#include "record/QORJobInfo.h"
+#include "record/QORJobPUInfo.h"
+#include "record/QORJobStep.h"
+
+#include <algorithm>
+
+namespace
+{
+
+constexpr int cInstanceCategory = 4;
+
+template <class Record>
+void DeleteRecords(QBase::list<Record*>& ioRecords)
+{
+    for (Record*& record : ioRecords)
+    {
+        delete record;
+        record = nullptr;
+    }
+}
+
+/// Set, and later than what a clock that was never set shows.
+bool IsPlausible(const QDataType::DateTime& iTime)
+{
+    return iTime != QDataType::DateTime(0.0) && iTime.GetYear() > 2000;
+}
+
+} // namespace
+
+/// Releases by name rather than by the pointer's destructor: an exception out of Release is logged and ends here.
+template <class T>
+void QORJob::ReleaseAndLog(QBase::PtrI<T>& ioObject)
+{
+    Boundary("Release", [&] {
+        if (ioObject)
+            ioObject.Detach()->Release();
+        return S_OK;
+    });
+}
+
+unsigned QORJob::Release()
+{
+    LogReference(this, 0, ReferenceKindJob);
+    const int count = mReferenceCount.Decrement();
+    if (count != 0)
+        return static_cast<unsigned>(count);
+
+    const HRESULT code = PreDestruct();
+    if (code != S_OK)
+        LogLine(EnumKernelRouter::JobTrace,
+                "QORJob::Release: PreDestruct to delete external job memory failed: jobid = %1, RC = %2.", mId.Get(),
+                QLog::Format::Hex, code);
+    if (mbExternalBuffer)
+    {
+        EndInBuffer();
+    }
+    else
+    {
+        this->~QORJob();
+        QBase::HeapFree(this);
+    }
+    return 0;
+}
+
+/// Releases what the job holds of others. Always 0: whatever goes wrong, the job's memory is freed next.
+HRESULT QORJob::PreDestruct()
+{
+    try
+    {
+        ReleaseCollaborators();
+    }
+    catch (const QBase::Message& message)
+    {
+        LogCoded(EnumKernelRouter::Error, cExceptionCaught, "QOR_EXCEPTION_CAUGHT", "QORJob::PreDestruct", W("QORJob"),
+                 W("Pre-Destruct Job"), message.what());
+    }
+    catch (...)
+    {
+        LogCoded(EnumKernelRouter::Fatal, cSystemExceptionLogged, "QOR_JOB_SYSTEMEXCEPTION", "QORJob::PreDestruct",
+                 W("Pre-Destruct Job"), mId.Get());
+    }
+    if (QORObjectInstanceCount* instances = QORObjectInstanceCount::GetObjectInstanceCount())
+    {
+        instances->DecreaseObjectInstanceCount(cInstanceCategory);
+        instances->DeleteObjectInstance(cInstanceCategory, this);
+    }
+    MarkDead();
+    return S_OK;
+}
+
+/// Without the lock: no other reference exists any more.
+void QORJob::ReleaseCollaborators() NO_THREAD_SAFETY_ANALYSIS
+{
+    LogLine(EnumKernelRouter::JobTrace, "QORJob::Destructing: Job:%1", mId.Get());
+    if (mpMemGovernor != nullptr)
+        mpMemGovernor->LogFinish(mId);
+    mpMemGovernor.reset();
+    ProfileJob();
+    for (StepProfile& profile : mStepProfiles)
+        QBase::HeapFree(std::exchange(profile.mpAgent, nullptr));
+    mStepProfiles.clear();
+    DeleteRecords(mChannelRequests);
+    DeleteRecords(mFurtherRequests);
+    DeleteRecords(mFinishedSteps);
+    DeleteRecords(mTodoSteps);
+    DeleteRecords(mUnits);
+    if (IsReportRequest())
+        QPerfMon::GetPerformanceMonitor()->Add(5, -1);
+    if (mpInMessage)
+        mpInMessage.Detach()->Release();
+    ReleaseContext();
+    ReleaseData();
+    mpExecutingTask = nullptr;
+}
+
+/// Books the time that the job's steps took.
+void QORJob::ProfileJob() const
+{
+    QORJobInfo info;
+    GetJobInfo(&info);
+    unsigned milliseconds = 0; // 32 bits, as the sum has always been
+    // The newest step, in front, closes the job: it isn't counted.
+    for (int i = info.mFinishedCount - 1; i > 0; --i)
+    {
+        QDataType::DateTime start(0.0);
+        QDataType::DateTime finish(0.0);
+        const QORJobStep& step = info.mFinishedSteps[static_cast<std::size_t>(i)];
+        step.GetStartTime(&start);
+        step.GetFinishTime(&finish);
+        if (IsPlausible(start) && IsPlausible(finish))
+            milliseconds += static_cast<unsigned>((finish - start).GetTotalMilliseconds());
+    }
+    QPerfMon::QORProfiler* profiler = QPerfMon::GetQORProfiler();
+    profiler->AddElapsedTime(mProfileIndex, std::uint64_t{milliseconds} * 1000);
+    profiler->AddCount(mProfileIndex, 1);
+}
+
+/// Releases by name rather than by the pointers' destructors: an exception out of Release reaches PreDestruct.
+void QORJob::ReleaseContext() NO_THREAD_SAFETY_ANALYSIS
+{
+    if (!mpProcessContext)
+        return;
+    QBase::PtrI<IUnknown> object = InstanceObjectOf(*mpProcessContext.Get());
+    if (auto instance = ReportInstanceOf(object.Get()))
+    {
+        instance->Reset(0);
+        instance.Detach()->Release();
+    }
+    mpProcessContext.Detach()->Release();
+    if (object)
+        object.Detach()->Release();
+}
+
+/// A slot is empty before its item is released: one that throws isn't released again.
+void QORJob::ReleaseData() NO_THREAD_SAFETY_ANALYSIS
+{
+    for (QORJobData*& slot : mData)
+        if (QORJobData* data = std::exchange(slot, nullptr))
+            data->Release();
+}
+
+void QORJob::MarkDead() NO_THREAD_SAFETY_ANALYSIS
+{
+    mbIAmDead = true;
+    mDeadStepId = mCurrentStepForStatistics;
+}
+
+/// Releases what PreDestruct still held when an exception ended it. Items may live in the job's buffer: they go first.
+void QORJob::ReleaseLeftovers() NO_THREAD_SAFETY_ANALYSIS
+{
+    ReleaseAndLog(mpProcessContext);
+    while (std::any_of(mData.begin(), mData.end(), [](const QORJobData* iData) { return iData != nullptr; }))
+        Boundary("Release", [&] {
+            ReleaseData();
+            return S_OK;
+        });
+}
+
+QORJob::~QORJob()
+{
+    ReleaseLeftovers();
+    mpOwnedBuffer.reset();
+    if (QORObjectInstanceCount* instances = QORObjectInstanceCount::GetObjectInstanceCount())
+    {
+        // PreDestruct has lowered the count already: a job on the heap is counted down twice, as its readers expect.
+        instances->DecreaseObjectInstanceCount(cInstanceCategory);
+        instances->DeleteObjectInstance(cInstanceCategory, this);
+    }
+    LogLine(EnumKernelRouter::JobTrace, "QORJob::QORJob Job:%1 destructed.", mId.Get());
+    ReleaseAndLog(mpUserSession);
+    ReleaseAndLog(mpInBoxMessage);
+}
+
+/// The job goes with the buffer that it lives in; no destructor runs, so that its parts needn't be freed one by one.
+void QORJob::EndInBuffer() NO_THREAD_SAFETY_ANALYSIS
+{
+    QBase::Buffer* buffer = mpLocalBuffer;
+    ReleaseLeftovers();
+    mpOwnedLock.reset();
+    ReleaseAndLog(mpUserSession);
+    ReleaseAndLog(mpInBoxMessage);
+    buffer->Destroy();
+}

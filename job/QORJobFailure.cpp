@@ -1,0 +1,137 @@
+#include "base/KernelLog.h"
+#include "context/Collaborators.h"
+#include "context/ICKDXProcessContext.h"
+#include "data/QORNamedIdsList.h"
+#include "job/QORJobError.h"
+#include "job/QORJobRows.h"
+#include "platform/QFormat.h"
+#include "platform/QLogRouter.h"
+#include "record/QORJobStep.h"
+
+#include <new>
+
+QSynch::SmartPtr<QORJobError, QBase::DeleteC<QORJobError>> QORJob::GetJobErrorBuilder(HRESULT iCode)
+{
+    return QSynch::SmartPtr<QORJobError, QBase::DeleteC<QORJobError>>(new QORJobError(*this, iCode));
+}
+
+/// False, with no more than the status changed, for a job that has ended or is reporting or closing already.
+bool QORJob::BecomeErrorJob(HRESULT iCode, int iReportingStepId)
+{
+    int old = -1;
+    SetStatus(JobStoppedWithError, &old);
+    if (old >= JobStoppedWithError && old <= JobStopped)
+        return false;
+    if (mbIAmDead && !CanDeadJobReport(iCode, iReportingStepId))
+        return false;
+    if (ReduceToClosing(iReportingStepId) != S_OK)
+        throw std::bad_alloc();
+    if (mErrorCode == S_OK)
+        mErrorCode = iCode; // the first error wins
+    return true;
+}
+
+/// A dead job's lists are cut down already: only a job that is still before its error step takes one.
+bool QORJob::CanDeadJobReport(HRESULT iCode, int iReportingStepId) const
+{
+    const auto idOf = [](const StepList& iSteps) {
+        int id = StepNoMore;
+        if (!iSteps.empty() && iSteps.front() != nullptr)
+            iSteps.front()->GetId(&id);
+        return id;
+    };
+    if (mTodoSteps.empty())
+        return false;
+    const int next = idOf(mTodoSteps);
+    if (next != StepCloseJob)
+        return next != iReportingStepId;
+    const int last = idOf(mFinishedSteps);
+    if (last != iReportingStepId)
+        LogLine(EnumKernelRouter::Error,
+                "QORJobError::QORJobError: when adding error %1 into job %2, find job's last finished step is %3 but "
+                "todo step is CloseJob step.",
+                QLog::Format::Hex, iCode, QLog::Format::Dec, mId.Get(), last);
+    return false;
+}
+
+HRESULT QORJob::GetJobError(QBase::wstring& oText) const
+{
+    return Boundary("GetJobError", [&]() -> HRESULT {
+        // The context, its session and its message are called under the lock on purpose: the text is that of one
+        // moment.
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QBase::PtrI<ICKDXWriteMessage> message;
+        if (FAILED(FetchContextMessage(message)) || !message)
+            return S_OK;
+        const unsigned locale = QFormat::GetUserDefaultLCID();
+        if (const auto session = SessionOf(*mpProcessContext.Get()))
+            session->FillLocalisation(mProjectID, 1);
+        return QMessage::CKDXWriteMessage::GetErrorsFromMessage(locale, message.Get(), oText);
+    });
+}
+
+HRESULT QORJob::GetJobError(WCHAR** oText) const
+{
+    if (oText == nullptr)
+        return E_POINTER;
+    *oText = nullptr;
+    Boundary("GetJobError", [&] {
+        QBase::wstring text;
+        GetJobError(text);
+        *oText = QORNamedIdsList::DuplicateString(text.c_str());
+        return S_OK;
+    });
+    return S_OK;
+}
+
+HRESULT QORJob::UpdateJobError(const WCHAR* iSource, unsigned iCode, int iArgument)
+{
+    return Boundary("UpdateJobError", [&]() -> HRESULT {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QBase::PtrI<ICKDXWriteMessage> message;
+        const HRESULT code = FetchContextMessage(message);
+        if (FAILED(code))
+            return code;
+        if (!message)
+            return E_POINTER;
+        QORMessagePacker packer(message.Get(), iSource, iCode);
+        packer << iArgument;
+        return code;
+    });
+}
+
+/// Writes false only: callers set their flag before they ask.
+HRESULT QORJob::IsError(bool* obError) const
+{
+    if (obError == nullptr)
+        return E_POINTER;
+    return Boundary("IsError", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        if (mStatus != JobStoppedWithError)
+            *obError = false;
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::GetErrCode(HRESULT* oCode) const { return Get("GetErrCode", mErrorCode, oCode); }
+
+HRESULT QORJob::SetComponentErrorCode(HRESULT iCode)
+{
+    return Set("SetComponentErrorCode", mComponentErrorCode, iCode);
+}
+
+HRESULT QORJob::GetComponentErrorCode(HRESULT* oCode) const
+{
+    return Get("GetComponentErrorCode", mComponentErrorCode, oCode);
+}
+
+HRESULT QORJob::GetComponentErrorCodeEx(HRESULT* oCode) const
+{
+    if (oCode == nullptr)
+        return E_POINTER;
+    return Boundary("GetComponentErrorCodeEx", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        *oCode = mComponentErrorCode != S_OK ? mComponentErrorCode : mErrorCode;
+        return S_OK;
+    });
+}

@@ -1,0 +1,118 @@
+#include "data/QORJobData.h"
+#include "job/QORJobRows.h"
+#include "record/QORJobBrowsingInfo.h"
+#include "record/QORJobInfo.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace
+{
+
+/// The first entries that have a record, as many as there is room for.
+template <class Record, std::size_t Room>
+void CopyRecords(const QBase::list<Record*>& iRecords, std::array<Record, Room>& oRecords, int& oCount)
+{
+    std::size_t count = 0;
+    for (auto record = iRecords.begin(); record != iRecords.end() && count < Room; ++record)
+        if (*record != nullptr)
+            oRecords[count++] = **record;
+    oCount = static_cast<int>(count);
+}
+
+/// What doesn't fit before the terminating zero is cut.
+template <std::size_t Room>
+void CopyText(const QBase::wstring& iText, WCHAR (&oText)[Room])
+{
+    std::fill_n(oText, Room, WCHAR{});
+    iText.copy(oText, Room - 1);
+}
+
+} // namespace
+
+HRESULT QORJob::GetJobInfo(QORJobInfo* oInfo) const
+{
+    if (oInfo == nullptr)
+        return E_POINTER;
+    return Boundary("GetJobJobInfo", [&] { // log readers know it by this name
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        oInfo->mJobId = mId;
+        oInfo->mPriority = mPriority;
+        oInfo->mStatus = mStatus;
+        oInfo->mSource = mSource;
+        oInfo->mType = mType;
+        oInfo->mPUPriority = mPUPriority;
+        oInfo->mCreationTime = mCreationTime;
+        oInfo->mStatusTime = mStatusTime;
+        oInfo->mFinishTime = mFinishTime;
+        oInfo->mbRunning = mbRunning;
+        CopyRecords(mTodoSteps, oInfo->mTodoSteps, oInfo->mTodoCount);
+        CopyRecords(mFinishedSteps, oInfo->mFinishedSteps, oInfo->mFinishedCount);
+        CopyRecords(mUnits, oInfo->mPUInfos, oInfo->mPUCount);
+        CopyItems(*oInfo);
+        return S_OK;
+    });
+}
+
+/// The items are called under the lock on purpose: without it one could go meanwhile.
+void QORJob::CopyItems(QORJobInfo& oInfo) const
+{
+    std::size_t count = 0;
+    for (std::size_t slot = 0; slot < mData.size(); ++slot)
+    {
+        if (mData[slot] == nullptr)
+            continue;
+        oInfo.mDataSlots[count] = static_cast<int>(slot);
+        oInfo.mData[count] = *mData[slot];
+        ++count;
+    }
+    oInfo.mDataCount = static_cast<int>(count);
+}
+
+HRESULT QORJob::GetJobBrowsingInfo(QORJobBrowsingInfo* oInfo) const
+{
+    if (oInfo == nullptr)
+        return E_POINTER;
+    return Boundary("GetJobBrowsingInfo", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        oInfo->mJobId = mId;
+        oInfo->mStatus = mStatus;
+        oInfo->mPriority = mPriority;
+        oInfo->mProjectId = mProjectId;
+        CopyText(mOwner, oInfo->mOwner);
+        CopyText(mDescription, oInfo->mDescription);
+        CopyText(mProjectName, oInfo->mProjectName);
+        return S_OK;
+    });
+}
+
+HRESULT QORJob::GetJobBrowsingInfo2(QORJobBrowsingInfo2* oInfo) const
+{
+    if (oInfo == nullptr)
+        return E_POINTER;
+    return Boundary("GetJobBrowsingInfo2", [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        GetIsSendNowJob(&oInfo->mbSendNow);
+        GetDeliveryType(&oInfo->mDeliveryType);
+        oInfo->mSubscriptionOwner = mSubscription.mOwner;
+        oInfo->mSubscriptionRecipient = mSubscription.mRecipient;
+        oInfo->mDestination = mSubscription.mDestination;
+        oInfo->mProjectGuid = mProjectID;
+        oInfo->mObjectGuid = mObjectID;
+        oInfo->mWholeDescription = mDescription;
+        oInfo->mUserLogin = mUserLogin;
+        oInfo->mbExecutingInWarehouse = mbExecutingInWarehouse;
+        return S_OK;
+    });
+}
+
+// A job is never saved as a whole, only its parts are. Callers that save all kinds of records alike count on these four
+// to touch nothing, not even the size.
+
+ULONG QORJob::GetSaveObjSizeNoLock(unsigned*) const { return 0; }
+
+ULONG QORJob::GetSaveObjSize(unsigned*) const { return 0; }
+
+ULONG QORJob::SaveObj(unsigned, unsigned, signed char*, unsigned*) const { return 0; }
+
+ULONG QORJob::LoadObj(unsigned, const signed char*) { return 0; }

@@ -1,0 +1,39 @@
+// A channel on which a job has a request outstanding.
+#pragma once
+
+#include "base/HeapObject.h"
+#include "platform/Export.h"
+#include "platform/QBase.h"
+#include "platform/QMessage.h"
+#include "platform/Windows.h"
+
+/// Made by whoever issues the request, listed in the job while the request is outstanding, and deleted by its owner
+/// once it is completed; the job's end deletes what is still listed.
+///
+/// Threads: one at a time; the job's lock protects those in its list.
+/// Owns:    one reference to its channel.
+/// Errors:  none.
+/// Locks:   none.
+class QORJOB_API QORChannelRequest : public HeapObject
+{
+public:
+    /// The channel may be null. User data and cookie are the caller's: carried, never looked at.
+    QORChannelRequest(QORChannel* iChannel, LONG iUserData, LONG iCookie);
+    QORChannelRequest(const QORChannelRequest&) = delete;
+    QORChannelRequest& operator=(const QORChannelRequest&) = delete;
+    virtual ~QORChannelRequest();
+
+    LONG get_Cookie() const;
+    void set_Cookie(LONG iCookie);
+    LONG get_UserData() const;
+    void set_UserData(LONG iUserData);
+    /// Empty when there is none.
+    QBase::ReturnPtrI<QORChannel> get_Channel() const;
+    /// Null clears.
+    void set_Channel(QORChannel* iChannel);
+
+private:
+    LONG mUserData;
+    LONG mCookie;
+    QBase::PtrI<QORChannel> mpChannel;
+};

@@ -1,0 +1,139 @@
+#include "record/QORJobStep.h"
+
+#include "platform/QBase.h"
+#include "platform/ThreadTimes.h"
+#include "record/RecordFields.h"
+
+#include <algorithm>
+#include <new>
+
+QORJobStep::QORJobStep(int iStepId) : mStepId(iStepId) {}
+
+QORJobStep::QORJobStep(const QORJobStep& iOther)
+    : mStartTime(iOther.mStartTime), mFinishTime(iOther.mFinishTime), mPUPriority(iOther.mPUPriority),
+      mPUId(iOther.mPUId), mThreadId(iOther.mThreadId), mStepId(iOther.mStepId)
+{
+    SetChapterKey(iOther.mChapterKey);
+}
+
+QORJobStep& QORJobStep::operator=(const QORJobStep& iOther)
+{
+    if (this == &iOther)
+        return *this;
+    mStartTime = iOther.mStartTime;
+    mFinishTime = iOther.mFinishTime;
+    mTaskCPUTime = iOther.mTaskCPUTime;
+    mPUPriority = iOther.mPUPriority;
+    mPUId = iOther.mPUId;
+    mThreadId = iOther.mThreadId;
+    mStepId = iOther.mStepId;
+    SetChapterKey(iOther.mChapterKey);
+    return *this;
+}
+
+HRESULT QORJobStep::SetStartTime() { return SetStartTime(QDataType::DateTime::NowUTC()); }
+
+HRESULT QORJobStep::SetStartTime(QDataType::DateTime iTime) { return SetField(mStartTime, iTime); }
+
+HRESULT QORJobStep::SetFinishTime() { return SetFinishTime(QDataType::DateTime::NowUTC()); }
+
+HRESULT QORJobStep::SetFinishTime(QDataType::DateTime iTime) { return SetField(mFinishTime, iTime); }
+
+HRESULT QORJobStep::GetStartTime(QDataType::DateTime* oTime) const { return GetField(mStartTime, oTime); }
+
+HRESULT QORJobStep::GetFinishTime(QDataType::DateTime* oTime) const { return GetField(mFinishTime, oTime); }
+
+HRESULT QORJobStep::SetTaskCPUTime(FILETIME iKernelAtStart, FILETIME iUserAtStart)
+{
+    FILETIME kernel;
+    FILETIME user;
+    if (GetCurrentThreadTimes(&kernel, &user) == 0)
+        return E_FAIL;
+    // The low halves only: the time wraps after 2^32 units (some 429 seconds), as its readers expect.
+    mTaskCPUTime =
+        user.dwLowDateTime - iUserAtStart.dwLowDateTime - iKernelAtStart.dwLowDateTime + kernel.dwLowDateTime;
+    return S_OK;
+}
+
+HRESULT QORJobStep::GetTaskCPUTime(double* oTime) const
+{
+    *oTime = static_cast<double>(mTaskCPUTime);
+    return S_OK;
+}
+
+HRESULT QORJobStep::SetPUId(int iPUId) { return SetField(mPUId, iPUId); }
+
+HRESULT QORJobStep::SetPUPriority(int iPriority) { return SetField(mPUPriority, iPriority); }
+
+HRESULT QORJobStep::SetThreadId() { return SetThreadId(QBase::GetCurrentThreadID()); }
+
+HRESULT QORJobStep::SetThreadId(DWORD iThreadId) { return SetField(mThreadId, iThreadId); }
+
+HRESULT QORJobStep::GetId(int* oStepId) const { return GetField(mStepId, oStepId); }
+
+HRESULT QORJobStep::GetPUId(int* oPUId) const { return GetField(mPUId, oPUId); }
+
+HRESULT QORJobStep::GetPUPriority(int* oPriority) const { return GetField(mPUPriority, oPriority); }
+
+HRESULT QORJobStep::GetThreadId(DWORD* oThreadId) const { return GetField(mThreadId, oThreadId); }
+
+void QORJobStep::InitChapterKey() { std::fill_n(mChapterKey, cChapterKeyUnits, WCHAR{0}); }
+
+void QORJobStep::SetChapterKey(const WCHAR* iKey)
+{
+    int length = 0;
+    if (iKey != nullptr)
+        for (; length < cChapterKeyUnits - 1 && iKey[length] != 0; ++length)
+            mChapterKey[length] = iKey[length];
+    mChapterKey[length] = 0; // what follows the zero stays: the record carries all units
+}
+
+HRESULT QORJobStep::Clone(QORJobStep** oStep) const
+{
+    if (oStep == nullptr)
+        return E_POINTER;
+    *oStep = new QORJobStep(mStepId);
+    return S_OK;
+}
+
+ULONG QORJobStep::GetSaveObjSize(unsigned* oSize) const
+{
+    if (oSize == nullptr)
+        return static_cast<ULONG>(E_POINTER);
+    *oSize = 2 * QDataType::DateTime::GetSaveObjSize() + 3 * sizeof(DWORD) + cChapterKeyUnits * sizeof(WCHAR);
+    return S_OK;
+}
+
+ULONG QORJobStep::SaveObj(unsigned, unsigned iBufferSize, signed char* oBuffer, unsigned* oSize) const
+{
+    const ULONG code = GetSaveObjSize(oSize);
+    if (code != S_OK)
+        return code;
+    if (*oSize > iBufferSize)
+        return S_FALSE;
+    if (oBuffer == nullptr)
+        return static_cast<ULONG>(E_POINTER);
+    RecordWriter record(oBuffer);
+    record.Put(mStartTime);
+    record.Put(mFinishTime);
+    record.Put(mStepId);
+    record.Put(mPUId);
+    record.Put(mThreadId);
+    for (WCHAR unit : mChapterKey)
+        record.Put(unit);
+    return S_OK;
+}
+
+ULONG QORJobStep::LoadObj(unsigned, const signed char* iBuffer)
+{
+    RecordReader record(iBuffer);
+    record.Get(mStartTime);
+    record.Get(mFinishTime);
+    record.Get(mStepId);
+    record.Get(mPUId);
+    record.Get(mThreadId);
+    for (WCHAR& unit : mChapterKey)
+        record.Get(unit);
+    mChapterKey[cChapterKeyUnits - 1] = 0; // a damaged record must not lead readers of the key past it
+    return S_OK;
+}

@@ -1,0 +1,181 @@
+// The five slots of a job.
+#include "tests/support/DataTest.h"
+
+#include <deque>
+#include <thread>
+
+namespace
+{
+
+using DataStore = JobTest;
+
+/// What the items of a test were asked, and which call throws.
+struct Calls
+{
+    Texts mCalls;
+    std::string mThrowing;
+    bool mbMessage = false;
+};
+
+/// Counts its references and tells of its calls; goes with the test, not with its last reference.
+class FakeData final : public QORBinaryData
+{
+public:
+    FakeData(const std::string& iName, int iId, Calls& ioCalls)
+        : QORBinaryData(iId, nullptr, 0), mName(iName), mCalls(ioCalls)
+    {
+    }
+
+    HRESULT GetId(unsigned* oId) const override { return Note(" GetId") + QORBinaryData::GetId(oId); }
+    ULONG AddRef() override { return Note(" AddRef") + ++mReferences; }
+    ULONG Release() override { return Note(" Release") + --mReferences; }
+
+    ULONG mReferences = 0;
+
+private:
+    int Note(const char* iOperation) const
+    {
+        mCalls.mCalls.push_back(mName + iOperation);
+        if (mCalls.mCalls.back() != mCalls.mThrowing)
+            return 0;
+        if (mCalls.mbMessage)
+            throw QBase::Message("broken");
+        throw 7;
+    }
+
+    const std::string mName;
+    Calls& mCalls;
+};
+
+/// Throws when its payload is to go, and tells when it goes itself.
+class FaultyData final : public QORBinaryData
+{
+public:
+    explicit FaultyData(int& ioEnds) : QORBinaryData(2, QBase::HeapAllocate(4), 4), mEnds(ioEnds) {}
+    ~FaultyData() override { ++mEnds; }
+    HRESULT Reset() override { throw 7; }
+
+private:
+    int& mEnds;
+};
+
+bool IsAvailable(const QORJob& iJob, int iId)
+{
+    bool bAvailable = true;
+    EXPECT_EQ(iJob.IsDataAvailable(iId, &bAvailable), S_OK);
+    return bAvailable;
+}
+
+} // namespace
+
+TEST_F(DataStore, KeepsOneItemOfEachIdFrom0To4)
+{
+    Calls calls;
+    FakeData untouched("untouched", 0, calls);
+    std::deque<FakeData> items;
+    const JobPtr job = NewJob();
+    QORJobData* found = &untouched;
+    for (const int id : {-1, 5, 0, 4, 4})
+    {
+        const bool bKept = id == 0 || id == 4;
+        FakeData& item = items.emplace_back(std::to_string(items.size()), id, calls);
+        EXPECT_EQ(job->SetJobData(&item), bKept ? S_OK : E_FAIL);
+        EXPECT_EQ(IsAvailable(*job.Get(), id), bKept);
+        EXPECT_EQ(job->GetJobData(id, &found), S_OK);
+        EXPECT_EQ(found, bKept ? &item : &untouched);
+        EXPECT_EQ(item.mReferences, bKept ? 2u : 0u);
+    }
+    EXPECT_EQ(items[3].mReferences, 1u);
+    EXPECT_EQ(Texts(calls.mCalls.end() - 4, calls.mCalls.end()),
+              (Texts{"4 GetId", "3 Release", "4 AddRef", "4 AddRef"}));
+    EXPECT_EQ(job->GetJobData(2, &found), S_OK);
+    EXPECT_EQ(found, nullptr);
+    EXPECT_EQ(job->SetJobData(nullptr), E_POINTER);
+    EXPECT_EQ(job->GetJobData(9, nullptr), E_POINTER);
+}
+
+TEST_F(DataStore, SurvivesItemsThatThrow)
+{
+    for (const bool bMessage : {true, false})
+        for (const char* fault : {"second GetId", "first Release", "second AddRef"})
+        {
+            const auto line = [&](const std::string& iName) {
+                return (bMessage ? "Error: 8004308E QOR_JOB_EXCEPTION ("
+                                 : "Fatal: 8004308F QOR_JOB_SYSTEMEXCEPTION (") +
+                       iName + "): " + iName + ", 4711" + (bMessage ? ", broken" : "");
+            };
+            Calls calls;
+            FakeData first("first", 2, calls);
+            FakeData second("second", 2, calls);
+            const JobPtr job = NewJob();
+            QORJobData* found = nullptr;
+            EXPECT_EQ(job->SetJobData(&first), S_OK);
+            TakeLog();
+            calls = {{}, "first AddRef", bMessage};
+            EXPECT_EQ(job->GetJobData(2, &found), static_cast<HRESULT>(0x8004308B)) << "for both kinds";
+            EXPECT_EQ(found, &first) << "handed out before the reference is taken";
+            calls.mThrowing = fault;
+            EXPECT_EQ(job->SetJobData(&second), static_cast<HRESULT>(bMessage ? 0x8004308B : 0x8004308C));
+            EXPECT_EQ(TakeLog(), (Texts{line("GetJobData"), line("SetJobData")}));
+            const bool bKept =
+                calls.mThrowing == "second GetId"; // the first item, whose slot is empty as it is released
+            std::thread([&] { EXPECT_EQ(IsAvailable(*job.Get(), 2), bKept); }).join(); // the lock is free
+            calls.mThrowing = "";
+        }
+}
+
+TEST_F(DataStore, IsDoneWithAnItemWhoseReleaseThrows)
+{
+    int ends = 0;
+    JobPtr job = NewJob();
+    const QBase::PtrI<QORJobData> other(new QORBinaryData(2, nullptr, 0));
+    EXPECT_EQ(job->SetJobData(new FaultyData(ends)), S_OK);
+    EXPECT_EQ(job->SetJobData(other.Get()), static_cast<HRESULT>(0x8004308C));
+    EXPECT_EQ(ends, 1) << "the item ends though its payload doesn't go quietly";
+    EXPECT_FALSE(IsAvailable(*job.Get(), 2));
+    EXPECT_EQ(job->SetJobData(new FaultyData(ends)), S_OK);
+    job = {};
+    EXPECT_EQ(ends, 2) << "at the job's end, too, and once";
+}
+
+TEST_F(DataStore, IsMadeItemsInByManyThreadsAtOnce)
+{
+    // Items are made through the job and past it, while its lists grow in the same buffer.
+    constexpr int cItems = 300;
+    for (QBase::Buffer* buffer : {static_cast<QBase::Buffer*>(nullptr), NewBuffer(0)})
+    {
+        const JobPtr job = NewJob(RequestDocument, nullptr, buffer);
+        std::vector<std::vector<QORJobData*>> made(3);
+        RunOnThreads(4, [&](int iThread) {
+            for (int i = 0; i < cItems; ++i)
+            {
+                QORJobData* item = nullptr;
+                if (iThread == 3)
+                    job->AddStepToRun(new QORJobStep(i), nullptr);
+                else if (i % 2 == 0)
+                    job->CreateJobDataObject(0, &item);
+                else
+                    QORJobData::CreateJobDataObject(job.Get(), 0, &item);
+                if (item != nullptr)
+                {
+                    item->Init(static_cast<ULONG>(iThread * cItems + i));
+                    made[static_cast<std::size_t>(iThread)].push_back(item);
+                }
+            }
+        });
+        for (int thread = 0; thread < 3; ++thread)
+        {
+            const std::vector<QORJobData*>& items = made[static_cast<std::size_t>(thread)];
+            ASSERT_EQ(items.size(), static_cast<std::size_t>(cItems));
+            for (int i = 0; i < cItems; ++i)
+            {
+                unsigned id = 0;
+                items[static_cast<std::size_t>(i)]->GetId(&id);
+                EXPECT_EQ(id, static_cast<unsigned>(thread * cItems + i)) << "another item lies over it";
+            }
+        }
+        int steps = 0;
+        job->AddStepAtFront(new QORJobStep(2), &steps);
+        EXPECT_EQ(steps, cItems + 1);
+    }
+}

@@ -1,0 +1,262 @@
+// How an error turns a job into one that reports it and closes, and how the error reads afterwards.
+#include "job/QORJobError.h"
+
+#include "context/CKDXProcessContext.h"
+#include "context/Collaborators.h"
+#include "platform/QLog.h"
+#include "platform/builtin/Settings.h"
+#include "tests/support/JobTest.h"
+#include "tests/support/LockProbe.h"
+#include "tests/support/Messages.h"
+
+#include <stdexcept>
+#include <tuple>
+
+namespace
+{
+
+constexpr auto cFailure = static_cast<HRESULT>(0x8004308E); // "... in %1 for job %2: %3"
+constexpr auto cOther = static_cast<HRESULT>(0x80043018);
+
+/// Notes what is written into it.
+class FakeWriteMessage final : public ICKDXWriteMessage
+{
+public:
+    HRESULT QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
+    ULONG AddRef() override { return ++mReferences; }
+    ULONG Release() override { return --mReferences; }
+    HRESULT get_State(int*) override { return E_NOTIMPL; }
+    HRESULT get_Item(IUnknown**) override { return E_NOTIMPL; }
+    HRESULT set_ErrorCode(HRESULT iCode) override { return mCalls.push_back("code " + std::to_string(iCode)), S_OK; }
+    HRESULT get_ErrorCode(HRESULT*) override { return E_NOTIMPL; }
+    HRESULT AppendBlocks(const void*, std::size_t) override { return mCalls.push_back("entry"), S_OK; }
+    HRESULT get_BlockStream(ICKDXReadBlockStream**) override { return E_NOTIMPL; }
+    HRESULT Close() override { return E_NOTIMPL; }
+
+    Texts mCalls;
+    ULONG mReferences = 0;
+};
+
+class JobError : public JobTest
+{
+protected:
+    JobError() { EXPECT_EQ(CreateProcessContext(mContext), S_OK); }
+
+    /// A job with a context that has a message to write errors into.
+    JobPtr NewErrorJob(const std::string& iTodo, int iStatus = JobExecuting)
+    {
+        const auto in = QMessage::NewReadMessage(nullptr, 0);
+        EXPECT_EQ(mContext->SetRequestIn(0, in.Get(), nullptr, nullptr, GUID_NULL), S_OK);
+        JobPtr job = NewJobWith(iTodo, iStatus);
+        EXPECT_EQ(job->SetProcessContext(mContext.Get()), S_OK);
+        TakeLog();
+        return job;
+    }
+
+    static std::string TextOf(const QORJob& iJob)
+    {
+        QBase::wstring text(W("-"));
+        EXPECT_EQ(iJob.GetJobError(text), S_OK);
+        return QBase::WideCharToUTF8(text);
+    }
+
+    QBase::PtrI<CKDXProcessContext> mContext;
+};
+
+} // namespace
+
+TEST_F(JobError, LeavesTheCurrentStepAndWhatReportsAndClosesUnlessTheJobHasEnded)
+{
+    // The todo steps, the status, what a dead job has finished (null: the job is alive), whether there is a delivery,
+    // what is left, whether the error is written.
+    const std::tuple<const char*, int, const char*, bool, const char*, bool> cCases[] = {
+        {"3 4 5 2", 1, nullptr, false, "3 10 2", true}, {"3@7 4", 2, nullptr, true, "3 26 2", true},
+        {"2", 1, nullptr, false, "2 10", true},         {"10 4 2", 1, nullptr, false, "10 2", true},
+        {"", 0, nullptr, false, "10 2", true},          {"3 2", 4, nullptr, false, "3 2", false},
+        {"3 4 2", 5, nullptr, false, "3 4 2", false},   {"3 4 2", 6, nullptr, false, "3 4 2", false},
+        {"3 4 2", 3, nullptr, false, "3 10 2", true},   {"", 1, "3", false, "", false},
+        {"4 5", 1, "3", false, "4 10 2", true},         {"10 2", 1, "3", false, "10 2", false},
+        {"10 2", 1, "3", true, "10 26 2", true},        {"2 5", 1, "10", false, "2 5", false},
+        {"2 5", 1, "3", false, "2 5", false},           {"10 -", 1, "3", false, "10", false},
+    };
+    for (const auto& [todo, status, done, bDelivery, left, bWritten] : cCases)
+    {
+        mContext->put_ContextObjectN(bDelivery ? mContext.Get() : nullptr);
+        const JobPtr job = NewErrorJob(done != nullptr ? done : todo, status);
+        if (done != nullptr)
+        {
+            bool bWas = false;
+            job->SetStepComplete();
+            Queue(*job.Get(), todo);
+            job->SetIAmDead(true, &bWas, StepNoMore);
+        }
+        TakeLog();
+        {
+            const auto error = job->GetJobErrorBuilder(cFailure);
+            EXPECT_EQ(error->GetCreationResult(), bWritten ? S_OK : E_FAIL) << todo;
+            *error << W("here") << 7 << W("why");
+        }
+        const Texts lines = TakeLog();
+        EXPECT_EQ(lines.size(), std::string(todo) == "2 5" && std::string(done) == "3" ? 2u : 1u);
+        if (lines.size() == 2)
+        {
+            EXPECT_EQ(lines[1],
+                      "Error: QORJobError::QORJobError: when adding error 0x8004308E into job 4711, find job's "
+                      "last finished step is 3 but todo step is CloseJob step.");
+        }
+        EXPECT_EQ(Read(*job.Get(), &QORJob::GetStatus), 4) << "even of a job that had ended otherwise";
+        EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), bWritten ? cFailure : S_OK);
+        EXPECT_EQ(TextOf(*job.Get()), bWritten ? "An exception was thrown in here for job 7: why" : "");
+        EXPECT_EQ(TodoOf(*job.Get()), Split(left)) << todo;
+        EXPECT_EQ(job->SetProcessContext(nullptr), S_OK);
+    }
+}
+
+TEST_F(JobError, KeepsTheFirstErrorAndTakesMoreByUpdate)
+{
+    const JobPtr job = NewErrorJob("3 4 2");
+    const auto isError = [&](bool ibPreset) {
+        bool bError = ibPreset;
+        EXPECT_EQ(job->IsError(&bError), S_OK);
+        return bError;
+    };
+    EXPECT_FALSE(isError(true));
+    *job->GetJobErrorBuilder(cOther) << W("Climate");
+    *job->GetJobErrorBuilder(cFailure) << W("dropped");
+    EXPECT_TRUE(isError(true));
+    EXPECT_FALSE(isError(false)) << "it never says yes";
+    EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), cOther);
+    HRESULT code = E_FAIL;
+    const auto message = Given(mContext, &ICKDXProcessContext::get_OutMessage);
+    EXPECT_EQ(message->get_ErrorCode(&code), S_OK);
+    EXPECT_EQ(code, cOther);
+    EXPECT_EQ(job->UpdateJobError(W("Kernel"), 0x8000FE24, 12), S_OK);
+    SetStatus(*job.Get(), JobExecuting); // goes on after all, and fails again
+    *job->GetJobErrorBuilder(cFailure) << W("here");
+    EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), cOther);
+    EXPECT_EQ(CodesIn(message), (Codes{0x80043018, 0x8000FE24, 0x8004308E}));
+
+    EXPECT_EQ(Read(*job.Get(), &QORJob::GetComponentErrorCode), S_OK);
+    EXPECT_EQ(Read(*job.Get(), &QORJob::GetComponentErrorCodeEx), cOther);
+    EXPECT_EQ(job->SetComponentErrorCode(E_FAIL), S_OK);
+    EXPECT_EQ(Read(*job.Get(), &QORJob::GetComponentErrorCode), E_FAIL);
+    EXPECT_EQ(Read(*job.Get(), &QORJob::GetComponentErrorCodeEx), E_FAIL);
+    EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), cOther);
+}
+
+TEST_F(JobError, AsksForTheDeliveryUnlockedAndCommitsItsCodeBeforeItsText)
+{
+    FakeWriteMessage message;
+    FakeProcessContext context;
+    const JobPtr job = NewJobWith("3 4 2", 1);
+    context.mpOutMessage = &message;
+    EXPECT_EQ(job->SetProcessContext(&context), S_OK);
+    bool bFree = false;
+    LockProbe probe;
+    context.mOnCall = [&](const std::string& iOperation) {
+        if (iOperation == "get_ContextObjectN")
+            bFree = probe.IsFree(*job.Get());
+    };
+    *job->GetJobErrorBuilder(cFailure) << W("here");
+    EXPECT_TRUE(bFree);
+    EXPECT_EQ(message.mCalls, (Texts{"code " + std::to_string(cFailure), "entry"}));
+    EXPECT_EQ(message.mReferences, 0u);
+}
+
+TEST_F(JobError, ReadsInTheLanguageOfTheUser)
+{
+    const JobPtr job = NewErrorJob("3 4 2");
+    *job->GetJobErrorBuilder(cOther) << W("Climate");
+    const std::pair<unsigned, const char*> cTexts[] = {
+        {0x0409, "The request can't be processed now. It waits for project Climate."},
+        {0x0407, "Die Anforderung kann jetzt nicht bearbeitet werden. Sie wartet auf das Projekt Climate."},
+    };
+    for (const auto& [locale, text] : cTexts)
+    {
+        Settings::SetUserDefaultLCID(locale);
+        EXPECT_EQ(TextOf(*job.Get()), text);
+        WCHAR* copy = nullptr;
+        EXPECT_EQ(job->GetJobError(&copy), S_OK);
+        EXPECT_EQ(QBase::WideCharToUTF8(copy), text);
+        QBase::HeapFree(copy);
+    }
+    Settings::SetUserDefaultLCID(0x0409);
+}
+
+TEST_F(JobError, TakesEachTypeAsItsText)
+{
+    const JobPtr job = NewErrorJob("3");
+    WCHAR text[] = {'t', 0};
+    {
+        const auto error = job->GetJobErrorBuilder(static_cast<HRESULT>(0x8004FFFF));
+        *error << true << char(-1) << short(-2) << static_cast<unsigned char>(255)
+               << static_cast<unsigned short>(65535);
+        *error << 5 << 6U << 7L << 0.5F << 0.25 << W("w") << text << static_cast<WCHAR*>(nullptr);
+        *error << QLog::Format::Hex << 255 << QLog::Format::Dec << 255 << GUID_NULL;
+    }
+    // An error without a text shows its arguments.
+    EXPECT_EQ(TextOf(*job.Get()), "-?- 0x8004FFFF: true, -1, -2, 255, 65535, 5, 6, 7, 0.5, 0.25, w, t, , 0xFF, 255, "
+                                  "{00000000-0000-0000-0000-000000000000}");
+}
+
+TEST_F(JobError, DoesWithoutContextMessageOrMemory)
+{
+    const JobPtr job = NewJobWith("3 4 2", 1);
+    EXPECT_EQ(job->UpdateJobError(W("Kernel"), 1, 2), E_POINTER);
+    EXPECT_EQ(job->GetJobErrorBuilder(cFailure)->GetCreationResult(), E_FAIL);
+    EXPECT_EQ(TextOf(*job.Get()), "-");
+    EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), cFailure) << "the job is an error job all the same";
+
+    FakeProcessContext context; // has no message
+    const JobPtr other = NewJobWith("3 4 2", 1);
+    other->SetProcessContext(&context);
+    EXPECT_EQ(other->UpdateJobError(W("Kernel"), 1, 2), E_NOTIMPL);
+    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    EXPECT_FALSE(other->GetJobErrorBuilder(cFailure));
+    EXPECT_EQ(Read(*other.Get(), &QORJob::GetStatus), 1) << "no builder, no change";
+    for (int nth = 3; nth <= 6; ++nth) // steps and their entries; the second is the hold on the lock
+    {
+        Faults::FailNth(Faults::EnumFault::Allocation, nth);
+        EXPECT_THROW(other->GetJobErrorBuilder(cFailure), std::bad_alloc);
+        SetStatus(*other.Get(), 1);
+    }
+    Faults::FailNth(Faults::EnumFault::Allocation, 0);
+    context.mOnCall = [](const std::string& iOperation) {
+        if (iOperation == "get_OutMessage" || iOperation == "get_ContextObjectN" ||
+            iOperation == "get_UserContextLogFlag")
+            throw std::runtime_error("a fault");
+    };
+    EXPECT_THROW(other->GetJobErrorBuilder(cFailure), std::runtime_error);
+    EXPECT_FALSE(GetUsrContextLogFlag(&context));
+    context.mOnCall = {};
+    RunOnThreads(1, [&](int) { EXPECT_EQ(TodoOf(*other.Get()), Split("3 4 2")) << "the lock is free"; });
+}
+
+TEST_F(JobError, PassesWhatAContextThrowsOnAndIsReportedByItsReaders)
+{
+    FakeProcessContext context;
+    const JobPtr job = NewJobWith("3 4 2", 1);
+    job->SetProcessContext(&context);
+    context.mOnCall = [](const std::string& iOperation) {
+        if (iOperation == "get_OutMessage")
+            throw QBase::Message("no message");
+    };
+    EXPECT_THROW(job->GetJobErrorBuilder(cFailure), QBase::Message);
+    TakeLog();
+    QBase::wstring text(W("-"));
+    ICKDXWriteMessage* message = nullptr;
+    const std::pair<const char*, HRESULT> cResults[] = {
+        {"GetJobError", job->GetJobError(text)},
+        {"UpdateJobError", job->UpdateJobError(W("Kernel"), 1, 2)},
+        {"GetErrMessage", job->GetErrMessage(&message)},
+        {"GetOutMessage", job->GetOutMessage(&message)},
+    };
+    Texts lines;
+    for (const auto& [name, code] : cResults)
+    {
+        EXPECT_EQ(code, static_cast<HRESULT>(0x8004308B)) << name;
+        lines.push_back(std::string("Error: 8004308E QOR_JOB_EXCEPTION (") + name + "): " + name +
+                        ", 4711, no message");
+    }
+    EXPECT_EQ(TakeLog(), lines);
+}
