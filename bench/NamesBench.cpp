@@ -31,16 +31,16 @@ public:
             mNames.AddNameCopy(name.c_str(), -1);
     }
 
-    int FindId(const WCHAR* iName) const
+    int FindId(const QBase::WCHAR* iName) const
     {
         int id = -1;
         mNames.NameToId(iName, &id);
         return id;
     }
 
-    const WCHAR* FindName(int iId) const
+    const QBase::WCHAR* FindName(int iId) const
     {
-        const WCHAR* name = nullptr;
+        const QBase::WCHAR* name = nullptr;
         mNames.IdToName(iId, &name);
         return name;
     }
@@ -61,15 +61,15 @@ public:
         }
     }
 
-    int FindId(const WCHAR* iName) const
+    int FindId(const QBase::WCHAR* iName) const
     {
-        const std::basic_string<WCHAR> name(iName);
+        const std::basic_string<QBase::WCHAR> name(iName);
         std::shared_lock lock(mMutex);
         const auto found = mIds.find(name);
         return found == mIds.end() ? -1 : found->second;
     }
 
-    const WCHAR* FindName(int iId) const
+    const QBase::WCHAR* FindName(int iId) const
     {
         std::shared_lock lock(mMutex);
         const auto found = mNames.find(iId);
@@ -78,8 +78,8 @@ public:
 
 private:
     mutable std::shared_mutex mMutex;
-    std::unordered_map<std::basic_string<WCHAR>, int> mIds;
-    std::unordered_map<int, const WCHAR*> mNames;
+    std::unordered_map<std::basic_string<QBase::WCHAR>, int> mIds;
+    std::unordered_map<int, const QBase::WCHAR*> mNames;
 };
 
 /// Each turn asks for the next name, or id, in a stride that leaves none out. The threads share the names.

@@ -42,14 +42,15 @@ void RunSteps(QORJob& ioJob, int iSteps)
 JobPtr MakeJobHalfWay()
 {
     JobPtr job = MakeJob(12);
-    job->SetOwner(W("benchmark"));
-    job->SetDescription(QBase::wstring(W("Report request: sales by region and month")));
+    job->SetOwner(QORJOB_W("benchmark"));
+    job->SetDescription(QBase::wstring(QORJOB_W("Report request: sales by region and month")));
     job->SetPUEnter(cUnit, nullptr, 0);
     job->SetPUStart(cUnit);
     job->SetPUExit(cUnit, nullptr);
     job->SetPUEnter(cUnit + 1, nullptr, 0);
-    job->SetJobData(new QORStringData(0, const_cast<WCHAR*>(W("SELECT region, sum(sales) FROM facts GROUP BY 1")),
-                                      QORStringData::COPY_STRING));
+    job->SetJobData(
+        new QORStringData(0, const_cast<QBase::WCHAR*>(QORJOB_W("SELECT region, sum(sales) FROM facts GROUP BY 1")),
+                          QORStringData::COPY_STRING));
     RunSteps(*job.Get(), 6);
     return job;
 }

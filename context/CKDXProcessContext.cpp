@@ -87,10 +87,10 @@ HRESULT CKDXProcessContext::get_TextB(BSTR* oTextB)
     return *oTextB == nullptr ? E_OUTOFMEMORY : S_OK;
 }
 
-HRESULT CKDXProcessContext::put_TextB(const WCHAR* iTextB)
+HRESULT CKDXProcessContext::put_TextB(const QBase::WCHAR* iTextB)
 {
     return Boundary([&] {
-        QBase::wstring text(iTextB == nullptr ? W("") : iTextB);
+        QBase::wstring text(iTextB == nullptr ? QORJOB_W("") : iTextB);
         SmartLock lock(mpLock);
         mTextB.swap(text);
         ++mTextBSetCount;
@@ -98,7 +98,7 @@ HRESULT CKDXProcessContext::put_TextB(const WCHAR* iTextB)
     });
 }
 
-HRESULT CKDXProcessContext::put_TextC(const WCHAR* iTextC)
+HRESULT CKDXProcessContext::put_TextC(const QBase::WCHAR* iTextC)
 {
     return Boundary([&] {
         mTextC.clear();
@@ -108,7 +108,7 @@ HRESULT CKDXProcessContext::put_TextC(const WCHAR* iTextC)
     });
 }
 
-const WCHAR* CKDXProcessContext::GetTextC() { return mTextC.c_str(); }
+const QBase::WCHAR* CKDXProcessContext::GetTextC() { return mTextC.c_str(); }
 
 HRESULT CKDXProcessContext::get_LevelA(LONG* oLevelA)
 {
@@ -148,7 +148,7 @@ void CKDXProcessContext::put_SharedHandle(const std::shared_ptr<JobMemGovernor>&
 
 std::shared_ptr<JobMemGovernor> CKDXProcessContext::get_SharedHandle() { return mSharedHandle; }
 
-HRESULT CKDXProcessContext::SetNamedPair(const WCHAR* iName, LONG iFirst, LONG iSecond)
+HRESULT CKDXProcessContext::SetNamedPair(const QBase::WCHAR* iName, LONG iFirst, LONG iSecond)
 {
     if (iName == nullptr)
         return E_INVALIDARG;
@@ -158,7 +158,7 @@ HRESULT CKDXProcessContext::SetNamedPair(const WCHAR* iName, LONG iFirst, LONG i
     });
 }
 
-HRESULT CKDXProcessContext::GetNamedPair(const WCHAR* iName, LONG* oFirst, LONG* oSecond)
+HRESULT CKDXProcessContext::GetNamedPair(const QBase::WCHAR* iName, LONG* oFirst, LONG* oSecond)
 {
     if (iName == nullptr)
         return E_INVALIDARG;

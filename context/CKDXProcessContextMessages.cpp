@@ -171,7 +171,7 @@ int CKDXProcessContext::IsInMessageEmpty()
 }
 
 /// Gives back the id that it was given, whatever happens: callers use the call as the value of their own result.
-HRESULT CKDXProcessContext::AddStatusMessage(HRESULT iMessageId, const WCHAR* iTemplate)
+HRESULT CKDXProcessContext::AddStatusMessage(HRESULT iMessageId, const QBase::WCHAR* iTemplate)
 {
     Boundary([&] {
         ICKDXWriteMessage* current = nullptr;

@@ -95,8 +95,9 @@ QBase::wstring CKDXProcessContext::FetchResolvedName()
     const bool bTold =
         session && SUCCEEDED(session->get_Flags(&flags)) &&
         SUCCEEDED((flags & cSessionShowsName8) != 0 ? session->get_Name8(&name) : session->get_Name9(&name));
-    const std::unique_ptr<WCHAR, BstrDeleter> freed(name);
-    return !bTold ? QBase::wstring(W("-")) : QBase::wstring(name == nullptr ? W("") : name, SysStringLen(name));
+    const std::unique_ptr<QBase::WCHAR, BstrDeleter> freed(name);
+    return !bTold ? QBase::wstring(QORJOB_W("-"))
+                  : QBase::wstring(name == nullptr ? QORJOB_W("") : name, SysStringLen(name));
 }
 
 HRESULT CKDXProcessContext::get_ResolvedName(BSTR* oResolvedName)

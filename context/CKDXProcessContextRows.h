@@ -8,7 +8,7 @@
 /// Frees a text that a collaborator gave.
 struct BstrDeleter
 {
-    void operator()(WCHAR* iText) const { SysFreeString(iText); }
+    void operator()(QBase::WCHAR* iText) const { SysFreeString(iText); }
 };
 
 template <class T>

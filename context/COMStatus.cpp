@@ -25,16 +25,16 @@ struct TaskMemory
 };
 
 /// Null when the class has no name.
-std::unique_ptr<WCHAR, TaskMemory> ProgIdOf(const GUID& iClassId)
+std::unique_ptr<QBase::WCHAR, TaskMemory> ProgIdOf(const GUID& iClassId)
 {
-    WCHAR* name = nullptr;
+    QBase::WCHAR* name = nullptr;
     if (FAILED(ProgIDFromCLSID(iClassId, &name)))
         return nullptr;
-    return std::unique_ptr<WCHAR, TaskMemory>(name);
+    return std::unique_ptr<QBase::WCHAR, TaskMemory>(name);
 }
 
 /// The error object takes its texts as writable ones, and copies them.
-WCHAR* Writable(const WCHAR* iText) { return const_cast<WCHAR*>(iText); }
+QBase::WCHAR* Writable(const QBase::WCHAR* iText) { return const_cast<QBase::WCHAR*>(iText); }
 
 /// Base 16 by the rules of wcstol: it stops at the first character that is no digit, and 0 is the value of none.
 unsigned ParseHex(const QBase::wstring& iText)
@@ -50,10 +50,10 @@ unsigned MessageLanguage()
     using QRegistry::RootHives;
     try
     {
-        if (!OpenKeyFromRoot(RootHives::LocalMachine, W("SOFTWARE")).HasSubKey(W("Veltrix\\Language")))
+        if (!OpenKeyFromRoot(RootHives::LocalMachine, QORJOB_W("SOFTWARE")).HasSubKey(QORJOB_W("Veltrix\\Language")))
             return QORMessageUnpacker::cNoLanguage;
-        const auto key = OpenKeyFromRoot(RootHives::LocalMachine, W("SOFTWARE\\Veltrix\\Language"));
-        return key.HasUnnamedValue() ? ParseHex(key.ReadText(nullptr, W(""))) : QORMessageUnpacker::cNoLanguage;
+        const auto key = OpenKeyFromRoot(RootHives::LocalMachine, QORJOB_W("SOFTWARE\\Veltrix\\Language"));
+        return key.HasUnnamedValue() ? ParseHex(key.ReadText(nullptr, QORJOB_W(""))) : QORMessageUnpacker::cNoLanguage;
     }
     catch (const QRegistry::KeyException&)
     {
@@ -78,7 +78,7 @@ HRESULT SetCOMStatus(ICKDXReadMessage* iInputMessage, const GUID& iClassId, cons
     if (iInputMessage == nullptr)
         return S_FALSE;
     return Boundary([&] {
-        const auto report = [&](const WCHAR* iText, HRESULT iCode) {
+        const auto report = [&](const QBase::WCHAR* iText, HRESULT iCode) {
             return ReportErrorInfo(iClassId, iText, 0, nullptr, iInterfaceId, iCode);
         };
         const unsigned language = MessageLanguage();
@@ -87,9 +87,10 @@ HRESULT SetCOMStatus(ICKDXReadMessage* iInputMessage, const GUID& iClassId, cons
         iInputMessage->get_BlockStream(&found);
         const auto stream = QBase::PtrI<ICKDXReadBlockStream>::Adopt(found);
         if (!stream)
-            return report(W("UNEXPECTED ERROR in SetCOMStatus:  cannot get ICKDXReadBlockStream interface on input "
-                            "message"),
-                          E_UNEXPECTED);
+            return report(
+                QORJOB_W("UNEXPECTED ERROR in SetCOMStatus:  cannot get ICKDXReadBlockStream interface on input "
+                         "message"),
+                E_UNEXPECTED);
 
         // The status is the first entry's id, the installed object's code the last one's: clients rely on both.
         HRESULT status = 0;
@@ -100,7 +101,7 @@ HRESULT SetCOMStatus(ICKDXReadMessage* iInputMessage, const GUID& iClassId, cons
         {
             std::unique_ptr<QORMessageUnpacker> message;
             if (FAILED(QORMessageUnpacker::Create(stream.Get(), language, message)) || message == nullptr)
-                return report(W("UNEXPECTED ERROR in SetCOMStatus:  QORMessageUnpacker::Create failed"), E_FAIL);
+                return report(QORJOB_W("UNEXPECTED ERROR in SetCOMStatus:  QORMessageUnpacker::Create failed"), E_FAIL);
             if (message->IsMessageEmpty())
                 break;
             lastId = static_cast<HRESULT>(message->GetMessageId());
@@ -108,7 +109,7 @@ HRESULT SetCOMStatus(ICKDXReadMessage* iInputMessage, const GUID& iClassId, cons
             if (bFirst)
                 status = lastId;
             else
-                texts += W('\n');
+                texts += QORJOB_W('\n');
             texts += QBase::UTF8ToWideChar(message->Build());
         }
         if (oStatus != nullptr)
@@ -127,15 +128,15 @@ HRESULT SetCOMStatus(ICKDXReadMessage* iInputMessage, const GUID& iClassId, cons
     });
 }
 
-HRESULT ReportErrorInfo(const GUID& iClassId, const WCHAR* iText, DWORD iHelpContext, const WCHAR* iHelpFile,
-                        const GUID& iInterfaceId, HRESULT iCode)
+HRESULT ReportErrorInfo(const GUID& iClassId, const QBase::WCHAR* iText, DWORD iHelpContext,
+                        const QBase::WCHAR* iHelpFile, const GUID& iInterfaceId, HRESULT iCode)
 {
-    const WCHAR* description = iText;
+    const QBase::WCHAR* description = iText;
     HRESULT code = iCode;
     const auto value = reinterpret_cast<std::uintptr_t>(iText);
     if (value <= 0xFFFF)
     {
-        description = W("Unknown Error");
+        description = QORJOB_W("Unknown Error");
         if (code == 0)
             code = static_cast<HRESULT>(cInterfaceFacility | static_cast<unsigned>(value));
     }

@@ -22,8 +22,8 @@ QORJOB_API HRESULT SetCOMStatus(ICKDXReadMessage* iInputMessage, const GUID& iCl
 /// bits, the number of a string resource: the description is "Unknown Error" then, and a code of 0 becomes that of the
 /// number. The help file counts only with a help context. Gives the code, DISP_E_EXCEPTION when it is 0. An object that
 /// can't be made or filled changes nothing of that.
-QORJOB_API HRESULT ReportErrorInfo(const GUID& iClassId, const WCHAR* iText, DWORD iHelpContext, const WCHAR* iHelpFile,
-                                   const GUID& iInterfaceId, HRESULT iCode);
+QORJOB_API HRESULT ReportErrorInfo(const GUID& iClassId, const QBase::WCHAR* iText, DWORD iHelpContext,
+                                   const QBase::WCHAR* iHelpFile, const GUID& iInterfaceId, HRESULT iCode);
 
 /// Formats a message of `iSource` twice: the source records it in the process's language, the caller gets it in the
 /// thread's. The template is that of the id, or of the key when the id has none.

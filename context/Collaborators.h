@@ -111,7 +111,7 @@ class QORJOB_API QORErrorReporter : public virtual QBase::Counted
 public:
     /// What kind of report follows; 4 is that of an aborted task.
     virtual HRESULT SetReportKind(int iKind) = 0;
-    virtual HRESULT ReportError(HRESULT iCode, const WCHAR* iText) = 0;
+    virtual HRESULT ReportError(HRESULT iCode, const QBase::WCHAR* iText) = 0;
 
 protected:
     ~QORErrorReporter() override = default;

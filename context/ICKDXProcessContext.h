@@ -58,7 +58,7 @@ public:
     virtual HRESULT get_ContextObjectI(IUnknown** oContextObjectI) = 0;
     virtual HRESULT put_ContextObjectI(IUnknown* iContextObjectI) = 0;
     virtual HRESULT get_TextB(BSTR* oTextB) = 0;
-    virtual HRESULT put_TextB(const WCHAR* iTextB) = 0;
+    virtual HRESULT put_TextB(const QBase::WCHAR* iTextB) = 0;
     virtual HRESULT get_GuidB(GUID* oGuidB) = 0;
     virtual HRESULT put_GuidB(GUID iGuidB) = 0;
     virtual HRESULT get_ContextObjectJ(IUnknown** oContextObjectJ) = 0;
@@ -104,8 +104,8 @@ public:
     virtual HRESULT get_GuidD(GUID* oGuidD) = 0;
     virtual LONG GetLongL() = 0;
     virtual HRESULT put_LongL(LONG iLongL) = 0;
-    virtual HRESULT SetNamedPair(const WCHAR* iName, LONG iFirst, LONG iSecond) = 0;
-    virtual HRESULT GetNamedPair(const WCHAR* iName, LONG* oFirst, LONG* oSecond) = 0;
+    virtual HRESULT SetNamedPair(const QBase::WCHAR* iName, LONG iFirst, LONG iSecond) = 0;
+    virtual HRESULT GetNamedPair(const QBase::WCHAR* iName, LONG* oFirst, LONG* oSecond) = 0;
     virtual HRESULT SetBuffer(std::uint64_t iLength, BYTE* iBuffer) = 0;
     virtual HRESULT TakeBuffer(int iMode, std::uint64_t* oLength, BYTE** oBuffer) = 0;
     virtual HRESULT GetTextByGuidBstr(const GUID& iGuid, BSTR* oText) = 0;
@@ -129,7 +129,7 @@ public:
     virtual HRESULT get_FlagA(VARIANT_BOOL* oFlagA) = 0;
     virtual HRESULT put_BstrB(BSTR iBstrB) = 0;
     virtual HRESULT get_BstrB(BSTR* oBstrB) = 0;
-    virtual HRESULT AddStatusMessage(HRESULT iMessageId, const WCHAR* iTemplate) = 0;
+    virtual HRESULT AddStatusMessage(HRESULT iMessageId, const QBase::WCHAR* iTemplate) = 0;
     virtual HRESULT put_LevelA(LONG iLevelA) = 0;
     virtual HRESULT get_LevelA(LONG* oLevelA) = 0;
     virtual HRESULT get_ContextObjectQ(IUnknown** oContextObjectQ) = 0;
@@ -142,8 +142,8 @@ public:
     virtual HRESULT get_BstrD(BSTR* oBstrD) = 0;
     virtual HRESULT put_GuidG(GUID iGuidG) = 0;
     virtual HRESULT get_GuidG(GUID* oGuidG) = 0;
-    virtual HRESULT put_TextC(const WCHAR* iTextC) = 0;
-    virtual const WCHAR* GetTextC() = 0;
+    virtual HRESULT put_TextC(const QBase::WCHAR* iTextC) = 0;
+    virtual const QBase::WCHAR* GetTextC() = 0;
     virtual const GUID* GetGuidARef() = 0;
     virtual HRESULT ResolveObjectID(GUID* oObjectID) = 0;
     virtual HRESULT put_HandleB(QBase::Counted* iHandleB) = 0;

@@ -46,9 +46,9 @@ private:
 
     using StepField = std::list<int> Step::*;
 
-    Step& FindOrAdd(int iStep) REQUIRES(mpLock);
+    Step& FindOrAdd(int iStep) QORJOB_REQUIRES(mpLock);
     std::list<int>* Copy(int iStep, StepField iField) const;
 
-    std::list<Step> mSteps GUARDED_BY(mpLock); // in the order of their first mention
+    std::list<Step> mSteps QORJOB_GUARDED_BY(mpLock); // in the order of their first mention
     QSynch::RWLock* const mpLock;
 };

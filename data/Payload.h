@@ -15,24 +15,24 @@
 // Texts are saved as they stand in memory.
 static_assert(std::endian::native == std::endian::little);
 
-using HeapText = std::unique_ptr<WCHAR, QBase::HeapDeleter>;
+using HeapText = std::unique_ptr<QBase::WCHAR, QBase::HeapDeleter>;
 
 /// In units; null counts as empty.
-inline std::size_t LengthOf(const WCHAR* iText)
+inline std::size_t LengthOf(const QBase::WCHAR* iText)
 {
-    return iText == nullptr ? 0 : std::char_traits<WCHAR>::length(iText);
+    return iText == nullptr ? 0 : std::char_traits<QBase::WCHAR>::length(iText);
 }
 
 /// Null without memory. More than the heap can count is asked for as the most it can, and so refused.
-inline WCHAR* AllocateUnits(std::uint64_t iUnits) noexcept
+inline QBase::WCHAR* AllocateUnits(std::uint64_t iUnits) noexcept
 {
     constexpr std::uint64_t cMost = std::numeric_limits<std::size_t>::max();
-    const std::uint64_t bytes = iUnits > cMost / sizeof(WCHAR) ? cMost : iUnits * sizeof(WCHAR);
-    return static_cast<WCHAR*>(QBase::HeapAllocate(static_cast<std::size_t>(bytes)));
+    const std::uint64_t bytes = iUnits > cMost / sizeof(QBase::WCHAR) ? cMost : iUnits * sizeof(QBase::WCHAR);
+    return static_cast<QBase::WCHAR*>(QBase::HeapAllocate(static_cast<std::size_t>(bytes)));
 }
 
 /// A null text counts as empty. Without memory `oText` stays as it is.
-inline HRESULT AssignText(const WCHAR* iText, QBase::wstring& oText)
+inline HRESULT AssignText(const QBase::WCHAR* iText, QBase::wstring& oText)
 {
     try
     {
@@ -75,6 +75,6 @@ inline HRESULT ReadText(const signed char* iBuffer, std::size_t iCount, std::uin
     const HRESULT code = ReadBytes(iBuffer, iCount, iUnits, oText);
     if (code == S_OK)
         std::memset(reinterpret_cast<signed char*>(oText.get()) + iCount, 0,
-                    static_cast<std::size_t>(iUnits) * sizeof(WCHAR) - iCount);
+                    static_cast<std::size_t>(iUnits) * sizeof(QBase::WCHAR) - iCount);
     return code;
 }

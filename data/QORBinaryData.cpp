@@ -27,7 +27,7 @@ HRESULT QORBinaryData::GetData(const void** oData) const
     return S_OK;
 }
 
-HRESULT QORBinaryData::GetName(const WCHAR** oName) const { return QORJobData::GetName(GetOwnId(), oName); }
+HRESULT QORBinaryData::GetName(const QBase::WCHAR** oName) const { return QORJobData::GetName(GetOwnId(), oName); }
 
 HRESULT QORBinaryData::GetSaveObjSize(unsigned, unsigned* oSize) const
 {

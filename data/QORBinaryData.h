@@ -20,7 +20,7 @@ public:
 
     HRESULT Reset() override;
     HRESULT GetData(const void** oData) const override;
-    HRESULT GetName(const WCHAR** oName) const override;
+    HRESULT GetName(const QBase::WCHAR** oName) const override;
     HRESULT GetSaveObjSize(unsigned iVersion, unsigned* oSize) const override;
     HRESULT SaveObj(unsigned iVersion, unsigned iMaxSize, signed char* oBuffer, unsigned* oSize) const override;
     HRESULT LoadObj(unsigned iSize, const signed char* iBuffer) override;

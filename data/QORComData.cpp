@@ -26,7 +26,7 @@ HRESULT QORComData::GetData(const void** oData) const
     return S_OK;
 }
 
-HRESULT QORComData::GetName(const WCHAR** oName) const { return QORJobData::GetName(GetOwnId(), oName); }
+HRESULT QORComData::GetName(const QBase::WCHAR** oName) const { return QORJobData::GetName(GetOwnId(), oName); }
 
 HRESULT QORComData::GetSaveObjSize(unsigned, unsigned* oSize) const
 {

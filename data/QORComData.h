@@ -21,7 +21,7 @@ public:
     HRESULT Reset() override;
     /// The interface without a reference for the caller.
     HRESULT GetData(const void** oData) const override;
-    HRESULT GetName(const WCHAR** oName) const override;
+    HRESULT GetName(const QBase::WCHAR** oName) const override;
     /// 0
     HRESULT GetSaveObjSize(unsigned iVersion, unsigned* oSize) const override;
     HRESULT SaveObj(unsigned iVersion, unsigned iMaxSize, signed char* oBuffer, unsigned* oSize) const override;

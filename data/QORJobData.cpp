@@ -11,7 +11,7 @@ namespace
 
 HRESULT AddOwnNames(QORNamedIdsList& ioNames)
 {
-    return ioNames.AddNameCopy(W("QORDataMachineName"), QORJobData::cMachineNameId);
+    return ioNames.AddNameCopy(QORJOB_W("QORDataMachineName"), QORJobData::cMachineNameId);
 }
 
 } // namespace
@@ -24,11 +24,11 @@ HRESULT QORJobData::Reset() { return S_OK; }
 
 HRESULT QORJobData::QueryInterface(const GUID&, void**) { return S_OK; }
 
-ULONG QORJobData::Release() { return ReleaseRef(); }
+DWORD QORJobData::Release() { return ReleaseRef(); }
 
-ULONG QORJobData::AddRef() { return static_cast<ULONG>(mReferenceCount.Increment()); }
+DWORD QORJobData::AddRef() { return static_cast<DWORD>(mReferenceCount.Increment()); }
 
-HRESULT QORJobData::Init(ULONG iId)
+HRESULT QORJobData::Init(DWORD iId)
 {
     mId = static_cast<int>(iId);
     return S_OK;
@@ -44,9 +44,9 @@ HRESULT QORJobData::GetId(unsigned* oId) const
 
 HRESULT QORJobData::GetObjType(GUID*) const { return E_NOTIMPL; }
 
-HRESULT QORJobData::GetVersionId(ULONG*) const { return E_NOTIMPL; }
+HRESULT QORJobData::GetVersionId(DWORD*) const { return E_NOTIMPL; }
 
-HRESULT QORJobData::GetLoadStatus(ULONG*) const { return E_NOTIMPL; }
+HRESULT QORJobData::GetLoadStatus(DWORD*) const { return E_NOTIMPL; }
 
 HRESULT QORJobData::GetChildren(IEnumKDXGUID**) const { return E_NOTIMPL; }
 
@@ -57,11 +57,11 @@ HRESULT QORJobData::SetMemoryBuffer(QBase::Buffer* iBuffer, bool ibInBuffer)
     return S_OK;
 }
 
-ULONG QORJobData::ReleaseRef()
+DWORD QORJobData::ReleaseRef()
 {
     const int left = mReferenceCount.Decrement();
     if (left != 0)
-        return static_cast<ULONG>(left);
+        return static_cast<DWORD>(left);
     // A release is done when it was called: where Reset throws, the item ends as well.
     const auto end = [](QORJobData* iItem) { iItem->End(); };
     const std::unique_ptr<QORJobData, decltype(end)> ending(this, end);
@@ -111,7 +111,7 @@ HRESULT QORJobData::UnInitJobDataNameIds()
     return S_OK;
 }
 
-HRESULT QORJobData::AddName(const WCHAR* iName, int iId)
+HRESULT QORJobData::AddName(const QBase::WCHAR* iName, int iId)
 {
     if (mJobDataNames.load(std::memory_order_acquire) == nullptr)
     {
@@ -122,7 +122,7 @@ HRESULT QORJobData::AddName(const WCHAR* iName, int iId)
     return mJobDataNames.load(std::memory_order_acquire)->AddNameCopy(iName, iId);
 }
 
-HRESULT QORJobData::GetId(const WCHAR* iName, int* oId)
+HRESULT QORJobData::GetId(const QBase::WCHAR* iName, int* oId)
 {
     if (oId == nullptr)
         return E_POINTER;
@@ -130,7 +130,7 @@ HRESULT QORJobData::GetId(const WCHAR* iName, int* oId)
     return names == nullptr ? E_HANDLE : names->NameToId(iName, oId);
 }
 
-HRESULT QORJobData::GetName(int iId, const WCHAR** oName)
+HRESULT QORJobData::GetName(int iId, const QBase::WCHAR** oName)
 {
     if (oName == nullptr)
         return E_POINTER;

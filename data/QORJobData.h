@@ -36,7 +36,7 @@ public:
     /// The payload itself, no copy.
     virtual HRESULT GetData(const void** oData) const = 0;
     /// The registered name of the item's id.
-    virtual HRESULT GetName(const WCHAR** oName) const = 0;
+    virtual HRESULT GetName(const QBase::WCHAR** oName) const = 0;
 
     // The payload as bytes, little-endian; `iVersion` selects nothing. SaveObj stores the size that it needs or has
     // written before it looks at `iMaxSize`; a kind that doesn't fit gives S_FALSE and writes nothing, unless the kind
@@ -49,20 +49,20 @@ public:
     /// Any interface is fine with it: S_OK, and nothing is written.
     virtual HRESULT QueryInterface(const GUID& iInterfaceId, void** oInterface);
     /// Both give the new count.
-    virtual ULONG Release();
-    virtual ULONG AddRef();
-    virtual HRESULT Init(ULONG iId);
+    virtual DWORD Release();
+    virtual DWORD AddRef();
+    virtual HRESULT Init(DWORD iId);
     virtual HRESULT GetId(unsigned* oId) const;
 
     // E_NOTIMPL.
 
     virtual HRESULT GetObjType(GUID* oType) const;
-    virtual HRESULT GetVersionId(ULONG* oVersionId) const;
-    virtual HRESULT GetLoadStatus(ULONG* oStatus) const;
+    virtual HRESULT GetVersionId(DWORD* oVersionId) const;
+    virtual HRESULT GetLoadStatus(DWORD* oStatus) const;
     virtual HRESULT GetChildren(IEnumKDXGUID** oChildren) const;
 
     /// What Release does: drops one reference and gives the new count.
-    ULONG ReleaseRef();
+    DWORD ReleaseRef();
 
     /// The item that CreateJobDataObject makes, and the id of its name.
     static constexpr int cMachineNameId = 0;
@@ -73,11 +73,11 @@ public:
     /// Registers the names of the ids that this library knows; again each time.
     static HRESULT InitJobDataNameIds();
     static HRESULT UnInitJobDataNameIds();
-    static HRESULT AddName(const WCHAR* iName, int iId);
+    static HRESULT AddName(const QBase::WCHAR* iName, int iId);
     /// -1 when the name is unknown.
-    static HRESULT GetId(const WCHAR* iName, int* oId);
+    static HRESULT GetId(const QBase::WCHAR* iName, int* oId);
     /// The registry's own text; null when the id is unknown.
-    static HRESULT GetName(int iId, const WCHAR** oName);
+    static HRESULT GetName(int iId, const QBase::WCHAR** oName);
     static HRESULT GetName(int iId, QBase::wstring& oName);
 
     /// Makes the item of cMachineNameId, an empty string, in the job's buffer; E_INVALIDARG for any other id. Its count

@@ -30,7 +30,7 @@ void MakeRoomForOne(std::pmr::vector<T>& ioVector)
 
 } // namespace
 
-bool QORNamedIdsList::OrdinalLess::operator()(const WCHAR* iLeft, const WCHAR* iRight) const noexcept
+bool QORNamedIdsList::OrdinalLess::operator()(const QBase::WCHAR* iLeft, const QBase::WCHAR* iRight) const noexcept
 {
     while (*iLeft == *iRight && *iLeft != 0)
     {
@@ -55,7 +55,7 @@ QORNamedIdsList::~QORNamedIdsList()
     QSynch::DestroyRWLock(mpLock);
 }
 
-int QORNamedIdsList::FindName(const WCHAR* iName) const
+int QORNamedIdsList::FindName(const QBase::WCHAR* iName) const
 {
     if (iName == nullptr)
         return -1;
@@ -87,7 +87,7 @@ int QORNamedIdsList::GetIdAt(int iIndex) const
     return iIndex < 0 || iIndex >= GetCount() ? -1 : mIds[static_cast<std::size_t>(iIndex)];
 }
 
-const WCHAR* QORNamedIdsList::GetNameAt(int iIndex) const
+const QBase::WCHAR* QORNamedIdsList::GetNameAt(int iIndex) const
 {
     return iIndex < 0 || iIndex >= GetCount() ? nullptr : mNames[static_cast<std::size_t>(iIndex)];
 }
@@ -104,7 +104,7 @@ void QORNamedIdsList::Append(OwnedName& ioName, int iId)
 
 void QORNamedIdsList::Replace(int iIndex, OwnedName& ioName, int iId)
 {
-    WCHAR*& stored = mNames[static_cast<std::size_t>(iIndex)];
+    QBase::WCHAR*& stored = mNames[static_cast<std::size_t>(iIndex)];
     mIds[static_cast<std::size_t>(iIndex)] = iId;
     // The key is the stored pointer itself and may not outlive it.
     auto entry = mIndices.extract(stored);
@@ -115,7 +115,7 @@ void QORNamedIdsList::Replace(int iIndex, OwnedName& ioName, int iId)
     mIndices.insert(std::move(entry));
 }
 
-HRESULT QORNamedIdsList::AddName(WCHAR* iName, int iId)
+HRESULT QORNamedIdsList::AddName(QBase::WCHAR* iName, int iId)
 {
     OwnedName name(iName);
     if (name == nullptr)
@@ -138,9 +138,12 @@ HRESULT QORNamedIdsList::AddName(WCHAR* iName, int iId)
     }
 }
 
-HRESULT QORNamedIdsList::AddNameCopy(const WCHAR* iName, int iId) { return AddName(DuplicateString(iName), iId); }
+HRESULT QORNamedIdsList::AddNameCopy(const QBase::WCHAR* iName, int iId)
+{
+    return AddName(DuplicateString(iName), iId);
+}
 
-HRESULT QORNamedIdsList::NameToId(const WCHAR* iName, int* oId) const
+HRESULT QORNamedIdsList::NameToId(const QBase::WCHAR* iName, int* oId) const
 {
     if (oId == nullptr)
         return E_POINTER;
@@ -149,7 +152,7 @@ HRESULT QORNamedIdsList::NameToId(const WCHAR* iName, int* oId) const
     return S_OK;
 }
 
-HRESULT QORNamedIdsList::NameToIndex(const WCHAR* iName, int* oIndex) const
+HRESULT QORNamedIdsList::NameToIndex(const QBase::WCHAR* iName, int* oIndex) const
 {
     if (oIndex == nullptr)
         return E_POINTER;
@@ -158,7 +161,7 @@ HRESULT QORNamedIdsList::NameToIndex(const WCHAR* iName, int* oIndex) const
     return S_OK;
 }
 
-HRESULT QORNamedIdsList::IdToName(int iId, const WCHAR** oName) const
+HRESULT QORNamedIdsList::IdToName(int iId, const QBase::WCHAR** oName) const
 {
     if (oName == nullptr)
         return E_POINTER;
@@ -173,7 +176,7 @@ HRESULT QORNamedIdsList::IdToName(int iId, QBase::wstring& oName) const
     return AssignText(GetNameAt(FindId(iId)), oName);
 }
 
-HRESULT QORNamedIdsList::IdToNameCopy(int iId, WCHAR** oName) const
+HRESULT QORNamedIdsList::IdToNameCopy(int iId, QBase::WCHAR** oName) const
 {
     QSynch::RWLock::ReadHold hold(mpLock);
     return DuplicateString(GetNameAt(FindId(iId)), oName);
@@ -197,7 +200,7 @@ HRESULT QORNamedIdsList::IndexToId(int iIndex, int* oId) const
     return S_OK;
 }
 
-HRESULT QORNamedIdsList::IndexToName(int iIndex, const WCHAR** oName) const
+HRESULT QORNamedIdsList::IndexToName(int iIndex, const QBase::WCHAR** oName) const
 {
     if (oName == nullptr)
         return E_POINTER;
@@ -212,7 +215,7 @@ HRESULT QORNamedIdsList::IndexToName(int iIndex, QBase::wstring& oName) const
     return AssignText(GetNameAt(iIndex), oName);
 }
 
-HRESULT QORNamedIdsList::IndexToNameCopy(int iIndex, WCHAR** oName) const
+HRESULT QORNamedIdsList::IndexToNameCopy(int iIndex, QBase::WCHAR** oName) const
 {
     if (oName == nullptr)
         return E_POINTER;
@@ -230,22 +233,22 @@ HRESULT QORNamedIdsList::GetNameCount(int* oCount) const
     return S_OK;
 }
 
-WCHAR* QORNamedIdsList::DuplicateString(const WCHAR* iText)
+QBase::WCHAR* QORNamedIdsList::DuplicateString(const QBase::WCHAR* iText)
 {
     if (iText == nullptr)
         return nullptr;
     const std::size_t length = LengthOf(iText);
-    WCHAR* copy = AllocateUnits(std::uint64_t{length} + 1);
+    QBase::WCHAR* copy = AllocateUnits(std::uint64_t{length} + 1);
     if (copy != nullptr)
         std::copy_n(iText, length + 1, copy);
     return copy;
 }
 
-HRESULT QORNamedIdsList::DuplicateString(const WCHAR* iText, WCHAR** oCopy)
+HRESULT QORNamedIdsList::DuplicateString(const QBase::WCHAR* iText, QBase::WCHAR** oCopy)
 {
     if (oCopy == nullptr)
         return E_POINTER;
-    WCHAR* copy = DuplicateString(iText);
+    QBase::WCHAR* copy = DuplicateString(iText);
     if (iText != nullptr && copy == nullptr)
         return E_OUTOFMEMORY;
     *oCopy = copy;

@@ -34,51 +34,52 @@ public:
 
     /// `iName`, of the general heap, is the registry's from then on, whatever comes back. A negative id stands for the
     /// number of names so far.
-    HRESULT AddName(WCHAR* iName, int iId);
+    HRESULT AddName(QBase::WCHAR* iName, int iId);
     /// The same with a copy of the name; E_INVALIDARG too when there is no memory for the copy.
-    HRESULT AddNameCopy(const WCHAR* iName, int iId);
+    HRESULT AddNameCopy(const QBase::WCHAR* iName, int iId);
 
-    HRESULT NameToId(const WCHAR* iName, int* oId) const;
-    HRESULT NameToIndex(const WCHAR* iName, int* oIndex) const;
+    HRESULT NameToId(const QBase::WCHAR* iName, int* oId) const;
+    HRESULT NameToIndex(const QBase::WCHAR* iName, int* oIndex) const;
 
     // Of several names with one id the last one counts. What the pointer forms give is the registry's: it is good until
     // that name is registered again or the registry goes. Copies are freed with QBase::HeapFree.
 
-    HRESULT IdToName(int iId, const WCHAR** oName) const;
+    HRESULT IdToName(int iId, const QBase::WCHAR** oName) const;
     HRESULT IdToName(int iId, QBase::wstring& oName) const;
-    HRESULT IdToNameCopy(int iId, WCHAR** oName) const;
+    HRESULT IdToNameCopy(int iId, QBase::WCHAR** oName) const;
     HRESULT IdToIndex(int iId, int* oIndex) const;
     HRESULT IndexToId(int iIndex, int* oId) const;
-    HRESULT IndexToName(int iIndex, const WCHAR** oName) const;
+    HRESULT IndexToName(int iIndex, const QBase::WCHAR** oName) const;
     HRESULT IndexToName(int iIndex, QBase::wstring& oName) const;
     /// Null too, and S_OK, without memory for the copy.
-    HRESULT IndexToNameCopy(int iIndex, WCHAR** oName) const;
+    HRESULT IndexToNameCopy(int iIndex, QBase::WCHAR** oName) const;
     /// Never writes `oCount`; see the body.
     HRESULT GetNameCount(int* oCount) const;
 
     /// A copy on the general heap, for the caller to free with QBase::HeapFree. Null gives null; so does the first form
     /// without memory, where the second gives E_OUTOFMEMORY.
-    static WCHAR* DuplicateString(const WCHAR* iText);
-    static HRESULT DuplicateString(const WCHAR* iText, WCHAR** oCopy);
+    static QBase::WCHAR* DuplicateString(const QBase::WCHAR* iText);
+    static HRESULT DuplicateString(const QBase::WCHAR* iText, QBase::WCHAR** oCopy);
 
 private:
-    using OwnedName = std::unique_ptr<WCHAR, QBase::HeapDeleter>;
+    using OwnedName = std::unique_ptr<QBase::WCHAR, QBase::HeapDeleter>;
 
     struct OrdinalLess
     {
-        bool operator()(const WCHAR* iLeft, const WCHAR* iRight) const noexcept;
+        bool operator()(const QBase::WCHAR* iLeft, const QBase::WCHAR* iRight) const noexcept;
     };
 
-    int FindName(const WCHAR* iName) const REQUIRES_SHARED(mpLock);
-    int FindId(int iId) const REQUIRES_SHARED(mpLock);
-    int GetCount() const REQUIRES_SHARED(mpLock) { return static_cast<int>(mIds.size()); }
-    int GetIdAt(int iIndex) const REQUIRES_SHARED(mpLock);
-    const WCHAR* GetNameAt(int iIndex) const REQUIRES_SHARED(mpLock);
-    void Append(OwnedName& ioName, int iId) REQUIRES(mpLock);
-    void Replace(int iIndex, OwnedName& ioName, int iId) REQUIRES(mpLock);
+    int FindName(const QBase::WCHAR* iName) const QORJOB_REQUIRES_SHARED(mpLock);
+    int FindId(int iId) const QORJOB_REQUIRES_SHARED(mpLock);
+    int GetCount() const QORJOB_REQUIRES_SHARED(mpLock) { return static_cast<int>(mIds.size()); }
+    int GetIdAt(int iIndex) const QORJOB_REQUIRES_SHARED(mpLock);
+    const QBase::WCHAR* GetNameAt(int iIndex) const QORJOB_REQUIRES_SHARED(mpLock);
+    void Append(OwnedName& ioName, int iId) QORJOB_REQUIRES(mpLock);
+    void Replace(int iIndex, OwnedName& ioName, int iId) QORJOB_REQUIRES(mpLock);
 
-    std::pmr::vector<WCHAR*> mNames GUARDED_BY(mpLock);                        // by index, owned
-    std::pmr::vector<int> mIds GUARDED_BY(mpLock);                             // by index
-    std::pmr::map<const WCHAR*, int, OrdinalLess> mIndices GUARDED_BY(mpLock); // its keys are the pointers in mNames
+    std::pmr::vector<QBase::WCHAR*> mNames QORJOB_GUARDED_BY(mpLock); // by index, owned
+    std::pmr::vector<int> mIds QORJOB_GUARDED_BY(mpLock);             // by index
+    std::pmr::map<const QBase::WCHAR*, int, OrdinalLess>
+        mIndices QORJOB_GUARDED_BY(mpLock); // its keys are the pointers in mNames
     QSynch::RWLock* const mpLock;
 };

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <utility>
 
-QORStringData::QORStringData(int iId, const WCHAR* iText, COPY_FLAG iFlag)
-    : QORJobData(iId), mpText(const_cast<WCHAR*>(iText)) // an adopted text is the item's to change
+QORStringData::QORStringData(int iId, const QBase::WCHAR* iText, COPY_FLAG iFlag)
+    : QORJobData(iId), mpText(const_cast<QBase::WCHAR*>(iText)) // an adopted text is the item's to change
 {
     if (iFlag == COPY_STRING && QORNamedIdsList::DuplicateString(iText, &mpText) != S_OK)
         throw std::bad_alloc();
@@ -29,13 +29,13 @@ HRESULT QORStringData::GetData(const void** oData) const
     return S_OK;
 }
 
-HRESULT QORStringData::GetName(const WCHAR** oName) const { return QORJobData::GetName(GetOwnId(), oName); }
+HRESULT QORStringData::GetName(const QBase::WCHAR** oName) const { return QORJobData::GetName(GetOwnId(), oName); }
 
 HRESULT QORStringData::GetSaveObjSize(unsigned, unsigned* oSize) const
 {
     if (oSize == nullptr)
         return E_POINTER;
-    *oSize = static_cast<unsigned>(LengthOf(mpText) * sizeof(WCHAR));
+    *oSize = static_cast<unsigned>(LengthOf(mpText) * sizeof(QBase::WCHAR));
     return S_OK;
 }
 
@@ -43,17 +43,17 @@ HRESULT QORStringData::SaveObj(unsigned, unsigned iMaxSize, signed char* oBuffer
 {
     if (oSize == nullptr)
         return E_POINTER;
-    const std::size_t room = iMaxSize / sizeof(WCHAR) * sizeof(WCHAR);
-    const std::size_t bytes = std::min(room, LengthOf(mpText) * sizeof(WCHAR));
+    const std::size_t room = iMaxSize / sizeof(QBase::WCHAR) * sizeof(QBase::WCHAR);
+    const std::size_t bytes = std::min(room, LengthOf(mpText) * sizeof(QBase::WCHAR));
     *oSize = static_cast<unsigned>(bytes);
     return WriteBytes(mpText, bytes, oBuffer);
 }
 
 HRESULT QORStringData::LoadObj(unsigned iSize, const signed char* iBuffer)
 {
-    const unsigned units = iSize / sizeof(WCHAR);
+    const unsigned units = iSize / sizeof(QBase::WCHAR);
     HeapText text;
-    const HRESULT code = ReadText(iBuffer, units * sizeof(WCHAR), std::uint64_t{units} + 1, text);
+    const HRESULT code = ReadText(iBuffer, units * sizeof(QBase::WCHAR), std::uint64_t{units} + 1, text);
     if (code == S_OK)
         mpText = text.release();
     return code;
@@ -61,15 +61,18 @@ HRESULT QORStringData::LoadObj(unsigned iSize, const signed char* iBuffer)
 
 HRESULT QORStringData::GetData(QBase::wstring& oText) const { return AssignText(mpText, oText); }
 
-HRESULT QORStringData::GetDataCopy(WCHAR** oText) const { return QORNamedIdsList::DuplicateString(mpText, oText); }
+HRESULT QORStringData::GetDataCopy(QBase::WCHAR** oText) const
+{
+    return QORNamedIdsList::DuplicateString(mpText, oText);
+}
 
-HRESULT QORStringData::Append(const WCHAR* iText)
+HRESULT QORStringData::Append(const QBase::WCHAR* iText)
 {
     if (iText == nullptr)
         return S_OK;
     const std::size_t length = LengthOf(mpText);
     const std::size_t added = LengthOf(iText);
-    WCHAR* joined = AllocateUnits(std::uint64_t{length} + added + 1);
+    QBase::WCHAR* joined = AllocateUnits(std::uint64_t{length} + added + 1);
     if (joined == nullptr)
         return E_OUTOFMEMORY;
     // The old text goes last: it may be what is appended.

@@ -21,14 +21,14 @@ public:
         ADOPT_STRING = 1, ///< the text itself, which must be of the general heap
     };
 
-    QORStringData(int iId, const WCHAR* iText, COPY_FLAG iFlag);
+    QORStringData(int iId, const QBase::WCHAR* iText, COPY_FLAG iFlag);
     QORStringData(const QORStringData& iOther) = default;
     QORStringData& operator=(const QORStringData& iOther) = default;
     ~QORStringData() override;
 
     HRESULT Reset() override;
     HRESULT GetData(const void** oData) const override;
-    HRESULT GetName(const WCHAR** oName) const override;
+    HRESULT GetName(const QBase::WCHAR** oName) const override;
     /// In bytes.
     HRESULT GetSaveObjSize(unsigned iVersion, unsigned* oSize) const override;
     HRESULT SaveObj(unsigned iVersion, unsigned iMaxSize, signed char* oBuffer, unsigned* oSize) const override;
@@ -38,10 +38,10 @@ public:
     /// A null text counts as empty.
     HRESULT GetData(QBase::wstring& oText) const;
     /// For the caller to free with QBase::HeapFree; null when there is no text.
-    HRESULT GetDataCopy(WCHAR** oText) const;
+    HRESULT GetDataCopy(QBase::WCHAR** oText) const;
     /// Null changes nothing.
-    HRESULT Append(const WCHAR* iText);
+    HRESULT Append(const QBase::WCHAR* iText);
 
 private:
-    WCHAR* mpText;
+    QBase::WCHAR* mpText;
 };

@@ -5,7 +5,7 @@
 
 #include <utility>
 
-QORTextFileData::QORTextFileData(int iId, const WCHAR* iText) : QORJobData(iId)
+QORTextFileData::QORTextFileData(int iId, const QBase::WCHAR* iText) : QORJobData(iId)
 {
     if (QORNamedIdsList::DuplicateString(iText, &mpText) != S_OK)
         throw std::bad_alloc();
@@ -27,7 +27,7 @@ HRESULT QORTextFileData::GetData(const void** oData) const
     return S_OK;
 }
 
-HRESULT QORTextFileData::GetName(const WCHAR** oName) const { return QORJobData::GetName(GetOwnId(), oName); }
+HRESULT QORTextFileData::GetName(const QBase::WCHAR** oName) const { return QORJobData::GetName(GetOwnId(), oName); }
 
 HRESULT QORTextFileData::GetSaveObjSize(unsigned, unsigned* oSize) const
 {

@@ -15,14 +15,14 @@ class QORJOB_API QORTextFileData : public QORJobData
 {
 public:
     /// Copies the text.
-    QORTextFileData(int iId, const WCHAR* iText);
+    QORTextFileData(int iId, const QBase::WCHAR* iText);
     QORTextFileData(const QORTextFileData& iOther) = default;
     QORTextFileData& operator=(const QORTextFileData& iOther) = default;
     ~QORTextFileData() override;
 
     HRESULT Reset() override;
     HRESULT GetData(const void** oData) const override;
-    HRESULT GetName(const WCHAR** oName) const override;
+    HRESULT GetName(const QBase::WCHAR** oName) const override;
     /// In bytes: the number of units.
     HRESULT GetSaveObjSize(unsigned iVersion, unsigned* oSize) const override;
     HRESULT SaveObj(unsigned iVersion, unsigned iMaxSize, signed char* oBuffer, unsigned* oSize) const override;
@@ -30,5 +30,5 @@ public:
     HRESULT LoadObj(unsigned iSize, const signed char* iBuffer) override;
 
 private:
-    WCHAR* mpText = nullptr;
+    QBase::WCHAR* mpText = nullptr;
 };

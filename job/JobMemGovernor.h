@@ -14,7 +14,7 @@
 inline constexpr HRESULT cMemoryRefused = static_cast<HRESULT>(0x8000FE24);
 
 /// What is reported where a governor is needed and there is none.
-inline constexpr const WCHAR* cGovernorMissing = W("Failed to fetch the job memory governor object.");
+inline constexpr const QBase::WCHAR* cGovernorMissing = QORJOB_W("Failed to fetch the job memory governor object.");
 
 /// A number of bytes in megabytes with two decimals, the form of all texts about memory: "99.50".
 class QORJOB_API Megabytes

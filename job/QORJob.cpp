@@ -134,21 +134,21 @@ HRESULT QORJob::GetLocalDataBuffer(const QBase::Buffer** oBuffer) const
     return GetUnlocked<const QBase::Buffer*>(mpLocalBuffer, oBuffer);
 }
 
-const WCHAR* QORJob::ConvertIDToName(int iRequestType)
+const QBase::WCHAR* QORJob::ConvertIDToName(int iRequestType)
 {
-    static constexpr std::array<const WCHAR*, 11> cNames = {
-        W("Meta data request"),
-        W("Report request"),
-        W("Document request"),
-        W("Request element"),
-        W("Request SQL"),
-        W("Batch child report request"),
-        W("Batch execution request"),
-        W("Datamart report request"),
-        W("Plazabox job request"),
-        W("Import .vtx job request"),
-        W("External Notification job request"),
+    static constexpr std::array<const QBase::WCHAR*, 11> cNames = {
+        QORJOB_W("Meta data request"),
+        QORJOB_W("Report request"),
+        QORJOB_W("Document request"),
+        QORJOB_W("Request element"),
+        QORJOB_W("Request SQL"),
+        QORJOB_W("Batch child report request"),
+        QORJOB_W("Batch execution request"),
+        QORJOB_W("Datamart report request"),
+        QORJOB_W("Plazabox job request"),
+        QORJOB_W("Import .vtx job request"),
+        QORJOB_W("External Notification job request"),
     };
     const auto index = static_cast<unsigned>(iRequestType);
-    return index < cNames.size() ? cNames[index] : W("Unknown job type");
+    return index < cNames.size() ? cNames[index] : QORJOB_W("Unknown job type");
 }

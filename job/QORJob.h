@@ -67,7 +67,7 @@ public:
     /// The arena of the job's data items, which any thread may take memory of. It stays the job's.
     HRESULT GetLocalDataBuffer(const QBase::Buffer** oBuffer) const;
     /// "Unknown job type" for a type outside the table.
-    static const WCHAR* ConvertIDToName(int iRequestType);
+    static const QBase::WCHAR* ConvertIDToName(int iRequestType);
 
     // --- Attributes: QORJobAttributes.cpp ----------------------------------------------------------------------------
     // Setters return 0. Getters of strings clear the out-string first. Setters from a null-terminated text give
@@ -103,16 +103,16 @@ public:
     HRESULT SetProjectID(const GUID& iProjectID);
     HRESULT GetProjectID(GUID* oProjectID) const;
     HRESULT SetProjectName(const QBase::wstring& iName);
-    HRESULT SetProjectName(const WCHAR* iName);
+    HRESULT SetProjectName(const QBase::WCHAR* iName);
     HRESULT GetProjectName(QBase::wstring& oName) const;
     HRESULT SetOwner(const QBase::wstring& iOwner);
-    HRESULT SetOwner(const WCHAR* iOwner);
+    HRESULT SetOwner(const QBase::WCHAR* iOwner);
     HRESULT GetOwner(QBase::wstring& oOwner) const;
     HRESULT SetUser(const QBase::wstring& iUser);
-    HRESULT SetUser(const WCHAR* iUser);
+    HRESULT SetUser(const QBase::WCHAR* iUser);
     HRESULT GetUser(QBase::wstring& oUser) const;
     HRESULT SetUserLogin(const QBase::wstring& iLogin);
-    HRESULT SetUserLogin(const WCHAR* iLogin);
+    HRESULT SetUserLogin(const QBase::WCHAR* iLogin);
     HRESULT GetUserLogin(QBase::wstring& oLogin) const;
     /// Also the memory governor's user.
     HRESULT SetUserID(GUID iUserID);
@@ -266,10 +266,10 @@ public:
     // --- Processing units: QORJobUnits.cpp ---------------------------------------------------------------------------
     // Unit names and the reserved argument are not used.
 
-    HRESULT SetPUEnter(int iPUId, const WCHAR* iPUName, int iReserved);
+    HRESULT SetPUEnter(int iPUId, const QBase::WCHAR* iPUName, int iReserved);
     HRESULT SetPUStart(int iPUId);
     /// Stamps the oldest visit to that unit.
-    HRESULT SetPUExit(int iPUId, const WCHAR* iPUName);
+    HRESULT SetPUExit(int iPUId, const QBase::WCHAR* iPUName);
     /// The unit that the job is in; E_FAIL when no step is queued.
     HRESULT GetPUId(int* oPUId) const;
     /// `oOld` must not be null.
@@ -307,9 +307,9 @@ public:
     /// or a message `oText` stays as it is.
     HRESULT GetJobError(QBase::wstring& oText) const;
     /// The same on the general heap: the caller frees it. Always 0; null without memory.
-    HRESULT GetJobError(WCHAR** oText) const;
+    HRESULT GetJobError(QBase::WCHAR** oText) const;
     /// Adds an error to those of the message, without any other effect. E_POINTER without a context or a message.
-    HRESULT UpdateJobError(const WCHAR* iSource, unsigned iCode, int iArgument);
+    HRESULT UpdateJobError(const QBase::WCHAR* iSource, unsigned iCode, int iArgument);
     /// Only ever writes false: the caller sets `obError` to true before.
     HRESULT IsError(bool* obError) const;
     /// That of the first error; 0 for none.
@@ -379,10 +379,10 @@ public:
 
     // The save interface of the job's parts, empty: all give 0, look at nothing and change nothing, the size included.
 
-    ULONG GetSaveObjSizeNoLock(unsigned* oSize) const;
-    ULONG GetSaveObjSize(unsigned* oSize) const;
-    ULONG SaveObj(unsigned iVersion, unsigned iBufferSize, signed char* oBuffer, unsigned* oSize) const;
-    ULONG LoadObj(unsigned iVersion, const signed char* iBuffer);
+    DWORD GetSaveObjSizeNoLock(unsigned* oSize) const;
+    DWORD GetSaveObjSize(unsigned* oSize) const;
+    DWORD SaveObj(unsigned iVersion, unsigned iBufferSize, signed char* oBuffer, unsigned* oSize) const;
+    DWORD LoadObj(unsigned iVersion, const signed char* iBuffer);
 
 private:
     QORJob(QSynch::AtomicLong iId, int iRequestType, int iPriority, QorUserSession* iSession, QBase::Buffer* iBuffer,
@@ -409,51 +409,51 @@ private:
     HRESULT Is(const char* iOperation, int iStatus, bool* obIs) const;
     HRESULT GetText(const char* iOperation, const QBase::wstring& iField, QBase::wstring& oText) const;
     HRESULT SetText(const char* iOperation, QBase::wstring& oField, const QBase::wstring& iText);
-    HRESULT SetText(const char* iOperation, QBase::wstring& oField, const WCHAR* iText);
-    void TellContext(ICKDXProcessContext& ioContext) REQUIRES(mpLock);
+    HRESULT SetText(const char* iOperation, QBase::wstring& oField, const QBase::WCHAR* iText);
+    void TellContext(ICKDXProcessContext& ioContext) QORJOB_REQUIRES(mpLock);
 
     // --- Step queue --------------------------------------------------------------------------------------------------
-    StepList::iterator FindTodo(int iStepId) REQUIRES(mpLock);
-    void InsertTodo(StepList::const_iterator iBefore, std::unique_ptr<QORJobStep>& ioStep) REQUIRES(mpLock);
-    StepList::iterator DeleteTodo(StepList::const_iterator iPosition) REQUIRES(mpLock);
-    void MoveToFinished(StepList::const_iterator iPosition) REQUIRES(mpLock);
-    void GiveTodoSize(int* oCount) const REQUIRES(mpLock);
-    HRESULT InsertNewSteps(StepList::const_iterator iBefore, int iFirstId, int iSecondId) REQUIRES(mpLock);
-    void ForgetCloseStepsWhenEmpty() REQUIRES(mpLock);
-    bool IsCurrent(int iStepId) const REQUIRES(mpLock);
-    StepList::const_iterator FindPlaceToAdd() const REQUIRES(mpLock);
-    HRESULT ReduceToClosing(int iReportingStepId) REQUIRES(mpLock);
-    bool HasFinished(int iStepId) const REQUIRES(mpLock);
+    StepList::iterator FindTodo(int iStepId) QORJOB_REQUIRES(mpLock);
+    void InsertTodo(StepList::const_iterator iBefore, std::unique_ptr<QORJobStep>& ioStep) QORJOB_REQUIRES(mpLock);
+    StepList::iterator DeleteTodo(StepList::const_iterator iPosition) QORJOB_REQUIRES(mpLock);
+    void MoveToFinished(StepList::const_iterator iPosition) QORJOB_REQUIRES(mpLock);
+    void GiveTodoSize(int* oCount) const QORJOB_REQUIRES(mpLock);
+    HRESULT InsertNewSteps(StepList::const_iterator iBefore, int iFirstId, int iSecondId) QORJOB_REQUIRES(mpLock);
+    void ForgetCloseStepsWhenEmpty() QORJOB_REQUIRES(mpLock);
+    bool IsCurrent(int iStepId) const QORJOB_REQUIRES(mpLock);
+    StepList::const_iterator FindPlaceToAdd() const QORJOB_REQUIRES(mpLock);
+    HRESULT ReduceToClosing(int iReportingStepId) QORJOB_REQUIRES(mpLock);
+    bool HasFinished(int iStepId) const QORJOB_REQUIRES(mpLock);
 
     // --- Dispatch ----------------------------------------------------------------------------------------------------
-    int FindLastStep(bool (*iStops)(int iStepId, int iStatus), int* oRunningStepId) const REQUIRES(mpLock);
-    HRESULT ReadFrontId(int* oStepId) const REQUIRES(mpLock);
-    void DropDocumentResult() REQUIRES(mpLock);
-    void LogFinishedSteps() const REQUIRES(mpLock);
-    HRESULT ChooseCandidate(int* oCandidate, int* oRunningStepId) REQUIRES(mpLock);
-    HRESULT RefillRequeuedJob() REQUIRES(mpLock);
-    bool IsCloseStepBeingRun() const REQUIRES(mpLock);
-    HRESULT HandOut(int iCandidate, int* oStepId) REQUIRES(mpLock);
-    HRESULT HandOutOfDeadJob(int iLostStepId, int* oStepId) REQUIRES(mpLock);
-    void StartStep(QORJobStep& ioStep, int iStepId, int iPUId, QORJobTask* iTask) REQUIRES(mpLock);
-    void MakeRoomForProfile() REQUIRES(mpLock);
-    void StartProfile(int iStepId) REQUIRES(mpLock);
-    void EndProfile(int iStepId) REQUIRES(mpLock);
-    void FinishStep(int iStepId) REQUIRES(mpLock);
-    void FinishAgain(int iStepId) REQUIRES(mpLock);
+    int FindLastStep(bool (*iStops)(int iStepId, int iStatus), int* oRunningStepId) const QORJOB_REQUIRES(mpLock);
+    HRESULT ReadFrontId(int* oStepId) const QORJOB_REQUIRES(mpLock);
+    void DropDocumentResult() QORJOB_REQUIRES(mpLock);
+    void LogFinishedSteps() const QORJOB_REQUIRES(mpLock);
+    HRESULT ChooseCandidate(int* oCandidate, int* oRunningStepId) QORJOB_REQUIRES(mpLock);
+    HRESULT RefillRequeuedJob() QORJOB_REQUIRES(mpLock);
+    bool IsCloseStepBeingRun() const QORJOB_REQUIRES(mpLock);
+    HRESULT HandOut(int iCandidate, int* oStepId) QORJOB_REQUIRES(mpLock);
+    HRESULT HandOutOfDeadJob(int iLostStepId, int* oStepId) QORJOB_REQUIRES(mpLock);
+    void StartStep(QORJobStep& ioStep, int iStepId, int iPUId, QORJobTask* iTask) QORJOB_REQUIRES(mpLock);
+    void MakeRoomForProfile() QORJOB_REQUIRES(mpLock);
+    void StartProfile(int iStepId) QORJOB_REQUIRES(mpLock);
+    void EndProfile(int iStepId) QORJOB_REQUIRES(mpLock);
+    void FinishStep(int iStepId) QORJOB_REQUIRES(mpLock);
+    void FinishAgain(int iStepId) QORJOB_REQUIRES(mpLock);
 
     // --- Status ------------------------------------------------------------------------------------------------------
-    void StoreStatus(int iStatus) REQUIRES(mpLock);
-    void TakeBackActiveCount() REQUIRES(mpLock);
+    void StoreStatus(int iStatus) QORJOB_REQUIRES(mpLock);
+    void TakeBackActiveCount() QORJOB_REQUIRES(mpLock);
     void CountFailure() const;
     void AnswerChannelRequest();
 
     // --- Cancel, pause, resume, hang ---------------------------------------------------------------------------------
-    HRESULT CancelSteps() REQUIRES(mpLock);
-    HRESULT TellInstanceOfCancellation() REQUIRES(mpLock);
-    bool IsClientWaiting() const REQUIRES(mpLock);
+    HRESULT CancelSteps() QORJOB_REQUIRES(mpLock);
+    HRESULT TellInstanceOfCancellation() QORJOB_REQUIRES(mpLock);
+    bool IsClientWaiting() const QORJOB_REQUIRES(mpLock);
     static int FindReportingStep(ICKDXProcessContext* iContext);
-    void TellContextToStop() REQUIRES(mpLock);
+    void TellContextToStop() QORJOB_REQUIRES(mpLock);
     bool IsReportRequest() const;
 
     // --- Parents and children ----------------------------------------------------------------------------------------
@@ -462,12 +462,12 @@ private:
     HRESULT ChangeRunningChildCount(const char* iOperation, int iChange, int* oCount);
 
     // --- Units -------------------------------------------------------------------------------------------------------
-    void CountFirstStart() REQUIRES(mpLock);
+    void CountFirstStart() QORJOB_REQUIRES(mpLock);
 
     // --- Errors ------------------------------------------------------------------------------------------------------
     friend class QORJobError;
-    bool BecomeErrorJob(HRESULT iCode, int iReportingStepId) REQUIRES(mpLock);
-    bool CanDeadJobReport(HRESULT iCode, int iReportingStepId) const REQUIRES(mpLock);
+    bool BecomeErrorJob(HRESULT iCode, int iReportingStepId) QORJOB_REQUIRES(mpLock);
+    bool CanDeadJobReport(HRESULT iCode, int iReportingStepId) const QORJOB_REQUIRES(mpLock);
 
     // --- Messages ----------------------------------------------------------------------------------------------------
     HRESULT GetContextMessage(const char* iOperation, ICKDXWriteMessage** oMessage) const;
@@ -477,10 +477,10 @@ private:
     int GetExecutionKind() const;
 
     // --- Description, dumps, snapshots -------------------------------------------------------------------------------
-    void DescribeObject(ICKDXProcessContext& iContext) REQUIRES(mpLock);
-    void AddIdentity(QBase::wstring& ioText) const REQUIRES(mpLock);
-    void AddState(QBase::wstring& ioText) const REQUIRES(mpLock);
-    void CopyItems(QORJobInfo& oInfo) const REQUIRES(mpLock);
+    void DescribeObject(ICKDXProcessContext& iContext) QORJOB_REQUIRES(mpLock);
+    void AddIdentity(QBase::wstring& ioText) const QORJOB_REQUIRES(mpLock);
+    void AddState(QBase::wstring& ioText) const QORJOB_REQUIRES(mpLock);
+    void CopyItems(QORJobInfo& oInfo) const QORJOB_REQUIRES(mpLock);
 
     // --- The end: QORJobEnd.cpp --------------------------------------------------------------------------------------
     HRESULT PreDestruct();

@@ -31,7 +31,7 @@ HRESULT QORJob::SetText(const char* iOperation, QBase::wstring& oField, const QB
     });
 }
 
-HRESULT QORJob::SetText(const char* iOperation, QBase::wstring& oField, const WCHAR* iText)
+HRESULT QORJob::SetText(const char* iOperation, QBase::wstring& oField, const QBase::WCHAR* iText)
 {
     if (iText == nullptr)
         return E_POINTER;
@@ -67,16 +67,16 @@ HRESULT QORJob::GetProjectId(int* oProjectId) const { return Get("GetProjectId",
 HRESULT QORJob::SetProjectID(const GUID& iProjectID) { return Set("SetProjectID", mProjectID, iProjectID); }
 HRESULT QORJob::GetProjectID(GUID* oProjectID) const { return Get("GetProjectID", mProjectID, oProjectID); }
 HRESULT QORJob::SetProjectName(const QBase::wstring& iName) { return SetText("SetProjectName", mProjectName, iName); }
-HRESULT QORJob::SetProjectName(const WCHAR* iName) { return SetText("SetProjectName", mProjectName, iName); }
+HRESULT QORJob::SetProjectName(const QBase::WCHAR* iName) { return SetText("SetProjectName", mProjectName, iName); }
 HRESULT QORJob::GetProjectName(QBase::wstring& oName) const { return GetText("GetProjectName", mProjectName, oName); }
 HRESULT QORJob::SetOwner(const QBase::wstring& iOwner) { return SetText("SetOwner", mOwner, iOwner); }
-HRESULT QORJob::SetOwner(const WCHAR* iOwner) { return SetText("SetOwner", mOwner, iOwner); }
+HRESULT QORJob::SetOwner(const QBase::WCHAR* iOwner) { return SetText("SetOwner", mOwner, iOwner); }
 HRESULT QORJob::GetOwner(QBase::wstring& oOwner) const { return GetText("GetOwner", mOwner, oOwner); }
 HRESULT QORJob::SetUser(const QBase::wstring& iUser) { return SetText("SetUser", mUser, iUser); }
-HRESULT QORJob::SetUser(const WCHAR* iUser) { return SetText("SetUser", mUser, iUser); }
+HRESULT QORJob::SetUser(const QBase::WCHAR* iUser) { return SetText("SetUser", mUser, iUser); }
 HRESULT QORJob::GetUser(QBase::wstring& oUser) const { return GetText("GetUser", mUser, oUser); }
 HRESULT QORJob::SetUserLogin(const QBase::wstring& iLogin) { return SetText("SetUserLogin", mUserLogin, iLogin); }
-HRESULT QORJob::SetUserLogin(const WCHAR* iLogin) { return SetText("SetUserLogin", mUserLogin, iLogin); }
+HRESULT QORJob::SetUserLogin(const QBase::WCHAR* iLogin) { return SetText("SetUserLogin", mUserLogin, iLogin); }
 HRESULT QORJob::GetUserLogin(QBase::wstring& oLogin) const { return GetText("GetUserLogin", mUserLogin, oLogin); }
 HRESULT QORJob::GetUserID(GUID& oUserID) const { return Get("GetUserID", mUserID, &oUserID); }
 HRESULT QORJob::SetSessionID(GUID iSessionID) { return Set("SetSessionID", mSessionID, iSessionID); }
@@ -131,7 +131,7 @@ HRESULT QORJob::SetCurrentStepForStatistics(int iStepId)
 int QORJob::GetCurrentStepForStatistics() const { return mCurrentStepForStatistics; }
 
 /// Reads through the governor without asking whether there is one, and without the lock: callers know that there is.
-bool QORJob::GetGovernorCancelFlag() const NO_THREAD_SAFETY_ANALYSIS { return mpMemGovernor->mbCancel; }
+bool QORJob::GetGovernorCancelFlag() const QORJOB_NO_THREAD_SAFETY_ANALYSIS { return mpMemGovernor->mbCancel; }
 
 // Accessors with a rule of their own.
 

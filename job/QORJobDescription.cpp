@@ -12,10 +12,10 @@ namespace
 
 struct BstrDeleter
 {
-    void operator()(WCHAR* iText) const { SysFreeString(iText); }
+    void operator()(QBase::WCHAR* iText) const { SysFreeString(iText); }
 };
 
-using Bstr = std::unique_ptr<WCHAR, BstrDeleter>;
+using Bstr = std::unique_ptr<QBase::WCHAR, BstrDeleter>;
 
 constexpr unsigned cLeakTracing = 2;
 
@@ -75,7 +75,7 @@ HRESULT QORJob::SetDescription()
         const unsigned locale =
             mpProcessContext ? SessionLocaleOf(*mpProcessContext.Get()) : QFormat::GetUserDefaultLCID();
         if (const auto bundle = QLogRouter::GetResourceBundle(locale))
-            mDescription = bundle->FindMessage(GetJobStringIDFromRequestType(), locale, W(""));
+            mDescription = bundle->FindMessage(GetJobStringIDFromRequestType(), locale, QORJOB_W(""));
         if (mpProcessContext && (IsReportRequest() || mRequestType == RequestDocument))
             DescribeObject(*mpProcessContext.Get());
         return S_OK;

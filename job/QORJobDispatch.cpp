@@ -23,9 +23,9 @@ struct StepState
 
 struct BstrDeleter
 {
-    void operator()(WCHAR* iText) const { SysFreeString(iText); }
+    void operator()(QBase::WCHAR* iText) const { SysFreeString(iText); }
 };
-using Bstr = std::unique_ptr<WCHAR, BstrDeleter>;
+using Bstr = std::unique_ptr<QBase::WCHAR, BstrDeleter>;
 
 HRESULT Read(const QORJobStep* iStep, StepState& oState)
 {
@@ -415,7 +415,8 @@ HRESULT QORJob::SetStepFinish(int iStepId, int iPUId, QORJobTask* iTask)
             else
                 result = S_FALSE;
             if (iStepId == StepNoOp && iPUId != 0 && mpProcessContext)
-                mpProcessContext->put_BstrE(Bstr(SysAllocString(W(""))).get()); // null, without memory, is empty, too
+                mpProcessContext->put_BstrE(
+                    Bstr(SysAllocString(QORJOB_W(""))).get()); // null, without memory, is empty, too
             if (mStatus == JobPausing)
                 return S_OK;
             FinishStep(iStepId);

@@ -37,7 +37,7 @@ public:
     /// Up to its first zero.
     Line& operator<<(const QBase::wstring& iText)
     {
-        mText.append(iText, 0, iText.find(W('\0')));
+        mText.append(iText, 0, iText.find(QORJOB_W('\0')));
         return EndArgument();
     }
 
@@ -61,7 +61,7 @@ private:
     void TakeLiteral()
     {
         while (*mpNext != '\0' && *mpNext != '%')
-            mText += static_cast<WCHAR>(*mpNext++);
+            mText += static_cast<QBase::WCHAR>(*mpNext++);
         if (*mpNext == '%')
             ++mpNext;
     }
@@ -100,14 +100,14 @@ void AddSteps(QBase::wstring& ioText, const QBase::list<QORJobStep*>& iSteps)
 }
 
 /// Where a wide character has more than 16 bits, two units of a pair become one.
-std::wstring Widen(std::basic_string_view<WCHAR> iText)
+std::wstring Widen(std::basic_string_view<QBase::WCHAR> iText)
 {
     std::wstring wide;
     wide.reserve(iText.size());
     for (std::size_t i = 0; i < iText.size(); ++i)
     {
         auto unit = static_cast<std::uint32_t>(iText[i]);
-        if (sizeof(wchar_t) > sizeof(WCHAR) && (unit & 0xFC00) == 0xD800 && i + 1 < iText.size() &&
+        if (sizeof(wchar_t) > sizeof(QBase::WCHAR) && (unit & 0xFC00) == 0xD800 && i + 1 < iText.size() &&
             (iText[i + 1] & 0xFC00) == 0xDC00)
             unit = 0x10000 + ((unit & 0x3FF) << 10) + (iText[++i] & 0x3FFu);
         wide += static_cast<wchar_t>(unit);
@@ -229,7 +229,7 @@ std::wostream* QORJob::WriteJobInfo(std::wostream& ioStream) const
         {
             if (item == nullptr)
                 continue;
-            const WCHAR* name = nullptr;
+            const QBase::WCHAR* name = nullptr;
             if (SUCCEEDED(item->GetName(&name)) && name != nullptr)
                 ioStream << Widen(name);
             ioStream << L" ";

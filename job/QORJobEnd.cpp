@@ -81,13 +81,13 @@ HRESULT QORJob::PreDestruct()
     }
     catch (const QBase::Message& message)
     {
-        LogCoded(EnumKernelRouter::Error, cExceptionCaught, "QOR_EXCEPTION_CAUGHT", "QORJob::PreDestruct", W("QORJob"),
-                 W("Pre-Destruct Job"), message.what());
+        LogCoded(EnumKernelRouter::Error, cExceptionCaught, "QOR_EXCEPTION_CAUGHT", "QORJob::PreDestruct",
+                 QORJOB_W("QORJob"), QORJOB_W("Pre-Destruct Job"), message.what());
     }
     catch (...)
     {
         LogCoded(EnumKernelRouter::Fatal, cSystemExceptionLogged, "QOR_JOB_SYSTEMEXCEPTION", "QORJob::PreDestruct",
-                 W("Pre-Destruct Job"), mId.Get());
+                 QORJOB_W("Pre-Destruct Job"), mId.Get());
     }
     if (QORObjectInstanceCount* instances = QORObjectInstanceCount::GetObjectInstanceCount())
     {
@@ -99,7 +99,7 @@ HRESULT QORJob::PreDestruct()
 }
 
 /// Without the lock: no other reference exists any more.
-void QORJob::ReleaseCollaborators() NO_THREAD_SAFETY_ANALYSIS
+void QORJob::ReleaseCollaborators() QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
     LogLine(EnumKernelRouter::JobTrace, "QORJob::Destructing: Job:%1", mId.Get());
     if (mpMemGovernor != nullptr)
@@ -146,7 +146,7 @@ void QORJob::ProfileJob() const
 }
 
 /// Releases by name rather than by the pointers' destructors: an exception out of Release reaches PreDestruct.
-void QORJob::ReleaseContext() NO_THREAD_SAFETY_ANALYSIS
+void QORJob::ReleaseContext() QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
     if (!mpProcessContext)
         return;
@@ -162,21 +162,21 @@ void QORJob::ReleaseContext() NO_THREAD_SAFETY_ANALYSIS
 }
 
 /// A slot is empty before its item is released: one that throws isn't released again.
-void QORJob::ReleaseData() NO_THREAD_SAFETY_ANALYSIS
+void QORJob::ReleaseData() QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
     for (QORJobData*& slot : mData)
         if (QORJobData* data = std::exchange(slot, nullptr))
             data->Release();
 }
 
-void QORJob::MarkDead() NO_THREAD_SAFETY_ANALYSIS
+void QORJob::MarkDead() QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
     mbIAmDead = true;
     mDeadStepId = mCurrentStepForStatistics;
 }
 
 /// Releases what PreDestruct still held when an exception ended it. Items may live in the job's buffer: they go first.
-void QORJob::ReleaseLeftovers() NO_THREAD_SAFETY_ANALYSIS
+void QORJob::ReleaseLeftovers() QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
     ReleaseAndLog(mpProcessContext);
     while (std::any_of(mData.begin(), mData.end(), [](const QORJobData* iData) { return iData != nullptr; }))
@@ -202,7 +202,7 @@ QORJob::~QORJob()
 }
 
 /// The job goes with the buffer that it lives in; no destructor runs, so that its parts needn't be freed one by one.
-void QORJob::EndInBuffer() NO_THREAD_SAFETY_ANALYSIS
+void QORJob::EndInBuffer() QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
     QBase::Buffer* buffer = mpLocalBuffer;
     ReleaseLeftovers();

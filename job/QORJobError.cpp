@@ -4,7 +4,7 @@
 #include "job/QORJobRows.h"
 
 /// Without the analysis: what it can't see is that the hold locks the job, and that without memory there is none.
-QORJobError::QORJobError(QORJob& ioJob, HRESULT iCode) NO_THREAD_SAFETY_ANALYSIS : mCode(iCode)
+QORJobError::QORJobError(QORJob& ioJob, HRESULT iCode) QORJOB_NO_THREAD_SAFETY_ANALYSIS : mCode(iCode)
 {
     // The delivery object is asked for before the job is locked: it may take its time.
     const int reportingStepId = QORJob::FindReportingStep(ioJob.GetValue(ioJob.mpProcessContext).Get());
@@ -13,7 +13,8 @@ QORJobError::QORJobError(QORJob& ioJob, HRESULT iCode) NO_THREAD_SAFETY_ANALYSIS
         return;
     const HRESULT code = ioJob.FetchContextMessage(mpMessage);
     if (SUCCEEDED(code) && mpMessage)
-        mpPacker = std::make_unique<QORMessagePacker>(mpMessage.Get(), W("Kernel"), static_cast<unsigned>(iCode));
+        mpPacker =
+            std::make_unique<QORMessagePacker>(mpMessage.Get(), QORJOB_W("Kernel"), static_cast<unsigned>(iCode));
 }
 
 QORJobError::~QORJobError()
@@ -43,7 +44,7 @@ QORJobError& QORJobError::operator<<(unsigned iValue) { return Pack(iValue); }
 QORJobError& QORJobError::operator<<(long iValue) { return Pack(iValue); }
 QORJobError& QORJobError::operator<<(float iValue) { return Pack(double{iValue}); }
 QORJobError& QORJobError::operator<<(double iValue) { return Pack(iValue); }
-QORJobError& QORJobError::operator<<(const WCHAR* iText) { return Pack(iText); }
-QORJobError& QORJobError::operator<<(WCHAR* iText) { return Pack(iText == nullptr ? W("") : iText); }
+QORJobError& QORJobError::operator<<(const QBase::WCHAR* iText) { return Pack(iText); }
+QORJobError& QORJobError::operator<<(QBase::WCHAR* iText) { return Pack(iText == nullptr ? QORJOB_W("") : iText); }
 QORJobError& QORJobError::operator<<(const GUID& iGuid) { return Pack(iGuid); }
 QORJobError& QORJobError::operator<<(void (*iManipulator)(QResource::MessageFormatter&)) { return Pack(iManipulator); }

@@ -39,9 +39,9 @@ public:
     QORJobError& operator<<(long iValue);
     QORJobError& operator<<(float iValue);
     QORJobError& operator<<(double iValue);
-    QORJobError& operator<<(const WCHAR* iText);
+    QORJobError& operator<<(const QBase::WCHAR* iText);
     /// Null is the empty text.
-    QORJobError& operator<<(WCHAR* iText);
+    QORJobError& operator<<(QBase::WCHAR* iText);
     QORJobError& operator<<(const GUID& iGuid);
     /// QLog::Format::Hex and its like.
     QORJobError& operator<<(void (*iManipulator)(QResource::MessageFormatter&));

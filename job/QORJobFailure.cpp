@@ -70,7 +70,7 @@ HRESULT QORJob::GetJobError(QBase::wstring& oText) const
     });
 }
 
-HRESULT QORJob::GetJobError(WCHAR** oText) const
+HRESULT QORJob::GetJobError(QBase::WCHAR** oText) const
 {
     if (oText == nullptr)
         return E_POINTER;
@@ -84,7 +84,7 @@ HRESULT QORJob::GetJobError(WCHAR** oText) const
     return S_OK;
 }
 
-HRESULT QORJob::UpdateJobError(const WCHAR* iSource, unsigned iCode, int iArgument)
+HRESULT QORJob::UpdateJobError(const QBase::WCHAR* iSource, unsigned iCode, int iArgument)
 {
     return Boundary("UpdateJobError", [&]() -> HRESULT {
         QSynch::CriticalSection::SmartLock lock(mpLock);

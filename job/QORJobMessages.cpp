@@ -122,7 +122,7 @@ HRESULT QORJob::GetContextMessage(const char* iOperation, ICKDXWriteMessage** oM
 
 /// The message that answers and errors are written into; empty without a context or where that has none. For operations
 /// with a boundary of their own, and for the error builder, whose exceptions pass.
-HRESULT QORJob::FetchContextMessage(QBase::PtrI<ICKDXWriteMessage>& oMessage) const NO_THREAD_SAFETY_ANALYSIS
+HRESULT QORJob::FetchContextMessage(QBase::PtrI<ICKDXWriteMessage>& oMessage) const QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
     ICKDXProcessContext* context = mpProcessContext.Get();
     return context == nullptr ? S_OK : context->get_OutMessage(oMessage.Receive());

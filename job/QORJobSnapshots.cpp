@@ -22,9 +22,9 @@ void CopyRecords(const QBase::list<Record*>& iRecords, std::array<Record, Room>&
 
 /// What doesn't fit before the terminating zero is cut.
 template <std::size_t Room>
-void CopyText(const QBase::wstring& iText, WCHAR (&oText)[Room])
+void CopyText(const QBase::wstring& iText, QBase::WCHAR (&oText)[Room])
 {
-    std::fill_n(oText, Room, WCHAR{});
+    std::fill_n(oText, Room, QBase::WCHAR{});
     iText.copy(oText, Room - 1);
 }
 
@@ -109,10 +109,10 @@ HRESULT QORJob::GetJobBrowsingInfo2(QORJobBrowsingInfo2* oInfo) const
 // A job is never saved as a whole, only its parts are. Callers that save all kinds of records alike count on these four
 // to touch nothing, not even the size.
 
-ULONG QORJob::GetSaveObjSizeNoLock(unsigned*) const { return 0; }
+DWORD QORJob::GetSaveObjSizeNoLock(unsigned*) const { return 0; }
 
-ULONG QORJob::GetSaveObjSize(unsigned*) const { return 0; }
+DWORD QORJob::GetSaveObjSize(unsigned*) const { return 0; }
 
-ULONG QORJob::SaveObj(unsigned, unsigned, signed char*, unsigned*) const { return 0; }
+DWORD QORJob::SaveObj(unsigned, unsigned, signed char*, unsigned*) const { return 0; }
 
-ULONG QORJob::LoadObj(unsigned, const signed char*) { return 0; }
+DWORD QORJob::LoadObj(unsigned, const signed char*) { return 0; }

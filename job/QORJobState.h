@@ -86,79 +86,79 @@ struct QORJobState
         FILETIME mUser{};
     };
 
-    Subscription mSubscription GUARDED_BY(mpLock);
-    Family mFamily GUARDED_BY(mpLock);
+    Subscription mSubscription QORJOB_GUARDED_BY(mpLock);
+    Family mFamily QORJOB_GUARDED_BY(mpLock);
     std::atomic<int> mCurrentStepForStatistics = 0; // plain
     std::atomic<double> mPulseEnqueueTime = 0;      // plain
-    StepList mTodoSteps GUARDED_BY(mpLock);
-    StepList mFinishedSteps GUARDED_BY(mpLock);               // newest first
-    QORJobTask* mpExecutingTask GUARDED_BY(mpLock) = nullptr; // not owned
-    std::pmr::vector<StepProfile> mStepProfiles GUARDED_BY(mpLock);
+    StepList mTodoSteps QORJOB_GUARDED_BY(mpLock);
+    StepList mFinishedSteps QORJOB_GUARDED_BY(mpLock);               // newest first
+    QORJobTask* mpExecutingTask QORJOB_GUARDED_BY(mpLock) = nullptr; // not owned
+    std::pmr::vector<StepProfile> mStepProfiles QORJOB_GUARDED_BY(mpLock);
     unsigned mProfileIndex; // fixed
-    int mStatus GUARDED_BY(mpLock) = JobReady;
-    bool mbRunning GUARDED_BY(mpLock) = false;
-    bool mbIAmDead GUARDED_BY(mpLock) = false;
-    int mDeadStepId GUARDED_BY(mpLock) = 0;
-    int mRunawayStatus GUARDED_BY(mpLock) = 0;
-    int mRunawayStep GUARDED_BY(mpLock) = 0;
-    bool mbQueryResult GUARDED_BY(mpLock) = false;
-    int mActiveCount GUARDED_BY(mpLock) = 0;
-    bool mbBatch GUARDED_BY(mpLock) = false;
-    bool mbExecutingInWarehouse GUARDED_BY(mpLock) = false;
-    bool mbTimeoutExtended GUARDED_BY(mpLock) = false;
+    int mStatus QORJOB_GUARDED_BY(mpLock) = JobReady;
+    bool mbRunning QORJOB_GUARDED_BY(mpLock) = false;
+    bool mbIAmDead QORJOB_GUARDED_BY(mpLock) = false;
+    int mDeadStepId QORJOB_GUARDED_BY(mpLock) = 0;
+    int mRunawayStatus QORJOB_GUARDED_BY(mpLock) = 0;
+    int mRunawayStep QORJOB_GUARDED_BY(mpLock) = 0;
+    bool mbQueryResult QORJOB_GUARDED_BY(mpLock) = false;
+    int mActiveCount QORJOB_GUARDED_BY(mpLock) = 0;
+    bool mbBatch QORJOB_GUARDED_BY(mpLock) = false;
+    bool mbExecutingInWarehouse QORJOB_GUARDED_BY(mpLock) = false;
+    bool mbTimeoutExtended QORJOB_GUARDED_BY(mpLock) = false;
     std::atomic<bool> mbApplyGovernor = true; // plain
-    bool mbDocumentDataModelNull GUARDED_BY(mpLock) = false;
-    int mPriority GUARDED_BY(mpLock);
-    int mPUPriority GUARDED_BY(mpLock);
+    bool mbDocumentDataModelNull QORJOB_GUARDED_BY(mpLock) = false;
+    int mPriority QORJOB_GUARDED_BY(mpLock);
+    int mPUPriority QORJOB_GUARDED_BY(mpLock);
     QDataType::DateTime mCreationTime{0.0}; // fixed once the job is made
-    QDataType::DateTime mStatusTime GUARDED_BY(mpLock){0.0};
-    QDataType::DateTime mFinishTime GUARDED_BY(mpLock){0.0};
-    ThreadTimes mStepStartTimes GUARDED_BY(mpLock);
-    UnitList mUnits GUARDED_BY(mpLock); // newest first
-    QDataType::DateTime mTimeOutTime GUARDED_BY(mpLock){0.0};
-    bool mbStartedOnce GUARDED_BY(mpLock) = false;
-    bool mbCloseCountersUpdated GUARDED_BY(mpLock) = false;
+    QDataType::DateTime mStatusTime QORJOB_GUARDED_BY(mpLock){0.0};
+    QDataType::DateTime mFinishTime QORJOB_GUARDED_BY(mpLock){0.0};
+    ThreadTimes mStepStartTimes QORJOB_GUARDED_BY(mpLock);
+    UnitList mUnits QORJOB_GUARDED_BY(mpLock); // newest first
+    QDataType::DateTime mTimeOutTime QORJOB_GUARDED_BY(mpLock){0.0};
+    bool mbStartedOnce QORJOB_GUARDED_BY(mpLock) = false;
+    bool mbCloseCountersUpdated QORJOB_GUARDED_BY(mpLock) = false;
     std::int64_t mCreationSeconds = 0; // fixed
     std::unique_ptr<QSynch::CriticalSection, LockDestroyer> mpOwnedLock;
     QSynch::CriticalSection* mpLock = nullptr; // fixed once the job is made
     QSynch::AtomicLong mReferenceCount = 0;
     const QSynch::AtomicLong mId;
-    QSynch::AtomicLong mPreJobId GUARDED_BY(mpLock) = -1;
+    QSynch::AtomicLong mPreJobId QORJOB_GUARDED_BY(mpLock) = -1;
     std::atomic<int> mType = 0; // written under the lock, read without
     const int mRequestType;
     void* mpReserved = nullptr;
-    HRESULT mErrorCode GUARDED_BY(mpLock) = S_OK;
-    QBase::list<QORChannelRequest*> mChannelRequests GUARDED_BY(mpLock);
-    QBase::list<QORChannelRequest*> mFurtherRequests GUARDED_BY(mpLock); // nothing here fills it
+    HRESULT mErrorCode QORJOB_GUARDED_BY(mpLock) = S_OK;
+    QBase::list<QORChannelRequest*> mChannelRequests QORJOB_GUARDED_BY(mpLock);
+    QBase::list<QORChannelRequest*> mFurtherRequests QORJOB_GUARDED_BY(mpLock); // nothing here fills it
     std::unique_ptr<QBase::Buffer, BufferDestroyer> mpOwnedBuffer;
     QBase::Buffer* mpLocalBuffer; // fixed once the job is made
     const bool mbExternalBuffer;
-    QBase::PtrI<CKDXServerMessage> mpInBoxMessage GUARDED_BY(mpLock);
-    std::array<QORJobData*, 5> mData GUARDED_BY(mpLock){};
+    QBase::PtrI<CKDXServerMessage> mpInBoxMessage QORJOB_GUARDED_BY(mpLock);
+    std::array<QORJobData*, 5> mData QORJOB_GUARDED_BY(mpLock){};
     std::atomic<int> mSource = 0; // written under the lock, read without
-    int mProjectId GUARDED_BY(mpLock) = -1;
-    QBase::wstring mOwner GUARDED_BY(mpLock);
-    QBase::wstring mUser GUARDED_BY(mpLock);
-    QBase::wstring mUserLogin GUARDED_BY(mpLock);
-    GUID mUserID GUARDED_BY(mpLock) = GUID_NULL;
-    GUID mSessionID GUARDED_BY(mpLock) = GUID_NULL;
-    GUID mWarehouseID GUARDED_BY(mpLock) = GUID_NULL;
-    QBase::PtrI<QorUserSession> mpUserSession GUARDED_BY(mpLock);
-    QBase::wstring mDescription GUARDED_BY(mpLock);
-    GUID mProjectID GUARDED_BY(mpLock) = GUID_NULL;
-    QBase::wstring mProjectName GUARDED_BY(mpLock);
-    QBase::PtrI<ICKDXProcessContext> mpProcessContext GUARDED_BY(mpLock);
+    int mProjectId QORJOB_GUARDED_BY(mpLock) = -1;
+    QBase::wstring mOwner QORJOB_GUARDED_BY(mpLock);
+    QBase::wstring mUser QORJOB_GUARDED_BY(mpLock);
+    QBase::wstring mUserLogin QORJOB_GUARDED_BY(mpLock);
+    GUID mUserID QORJOB_GUARDED_BY(mpLock) = GUID_NULL;
+    GUID mSessionID QORJOB_GUARDED_BY(mpLock) = GUID_NULL;
+    GUID mWarehouseID QORJOB_GUARDED_BY(mpLock) = GUID_NULL;
+    QBase::PtrI<QorUserSession> mpUserSession QORJOB_GUARDED_BY(mpLock);
+    QBase::wstring mDescription QORJOB_GUARDED_BY(mpLock);
+    GUID mProjectID QORJOB_GUARDED_BY(mpLock) = GUID_NULL;
+    QBase::wstring mProjectName QORJOB_GUARDED_BY(mpLock);
+    QBase::PtrI<ICKDXProcessContext> mpProcessContext QORJOB_GUARDED_BY(mpLock);
     std::atomic<bool> mbStats = false; // plain
-    GUID mObjectID GUARDED_BY(mpLock) = GUID_NULL;
+    GUID mObjectID QORJOB_GUARDED_BY(mpLock) = GUID_NULL;
     int mReserved = 0;
-    std::shared_ptr<JobMemGovernor> mpMemGovernor GUARDED_BY(mpLock);
+    std::shared_ptr<JobMemGovernor> mpMemGovernor QORJOB_GUARDED_BY(mpLock);
     std::atomic<bool> mbKeepRunning = false; // plain
     std::atomic<int> mRequestId = -1;        // plain
-    QBase::PtrI<ICKDXReadMessage> mpInMessage GUARDED_BY(mpLock);
-    HRESULT mComponentErrorCode GUARDED_BY(mpLock) = S_OK;
+    QBase::PtrI<ICKDXReadMessage> mpInMessage QORJOB_GUARDED_BY(mpLock);
+    HRESULT mComponentErrorCode QORJOB_GUARDED_BY(mpLock) = S_OK;
     std::atomic<unsigned> mTraceFlags = 0; // plain
 
     // What the two lists hold of closing steps: dispatch asks each time and mustn't walk them for it.
-    int mTodoCloseSteps GUARDED_BY(mpLock) = 0;
-    bool mbCloseFinished GUARDED_BY(mpLock) = false;
+    int mTodoCloseSteps QORJOB_GUARDED_BY(mpLock) = 0;
+    bool mbCloseFinished QORJOB_GUARDED_BY(mpLock) = false;
 };

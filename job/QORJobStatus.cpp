@@ -30,7 +30,8 @@ void Reply(ICKDXProcessContext& ioContext, QORChannel* iChannel, const QBase::ws
         return;
     const auto reply = QBase::PtrI<CKDXServerMessage>::Adopt(static_cast<CKDXServerMessage*>(server));
     {
-        QORMessagePacker packer(reply.Get(), W("Kernel"), iFailedProject != nullptr ? cRequestFailed : cRequestDone);
+        QORMessagePacker packer(reply.Get(), QORJOB_W("Kernel"),
+                                iFailedProject != nullptr ? cRequestFailed : cRequestDone);
         if (iFailedProject != nullptr)
             packer << iFailedProject->c_str();
     }

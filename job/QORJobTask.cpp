@@ -68,7 +68,7 @@ void QORJobTask::CancelLog()
 
 HRESULT QORJobTask::Cancel(QORJob*) { return E_NOTIMPL; }
 
-ULONG QORJobTask::Init(DataObjectFactory iFactory)
+DWORD QORJobTask::Init(DataObjectFactory iFactory)
 {
     mpFactory = iFactory;
     return 0;
@@ -118,7 +118,7 @@ HRESULT QORJobTask::CreateJobDataObject(int iId, QORJobData** oData)
     return Boundary("QORJobTask::CreateJobDataObject", GetJobId(), [&] { return mpFactory(mpJob.Get(), iId, oData); });
 }
 
-HRESULT QORJobTask::GetDataIdByName(const WCHAR*, int*) const { return S_OK; }
+HRESULT QORJobTask::GetDataIdByName(const QBase::WCHAR*, int*) const { return S_OK; }
 
 HRESULT QORJobTask::GetContextDataX(int iId, QORJobData** oData)
 {
@@ -232,7 +232,7 @@ std::string QORJobTask::GetErrMessage(unsigned iCode, int iLocale)
     const auto bundle = QResource::GetFileBundle("Server");
     if (!bundle)
         return {};
-    const QBase::wstring text = bundle->FindMessage(iCode, static_cast<unsigned>(iLocale), W(""));
+    const QBase::wstring text = bundle->FindMessage(iCode, static_cast<unsigned>(iLocale), QORJOB_W(""));
     return formatter.Format(QBase::WideCharToUTF8(text));
 }
 
@@ -264,7 +264,7 @@ HRESULT QORJobTask::UnInitJobTaskNameIds()
     return S_OK;
 }
 
-HRESULT QORJobTask::AddName(const WCHAR* iName, int iId)
+HRESULT QORJobTask::AddName(const QBase::WCHAR* iName, int iId)
 {
     return Boundary("QORJobTask::AddName", cNoJobId, [&] {
         const HRESULT code = MakeRegistry(true);
@@ -279,7 +279,7 @@ HRESULT QORJobTask::AddName(const WCHAR* iName, int iId)
     });
 }
 
-HRESULT QORJobTask::GetId(const WCHAR* iName, int* oId)
+HRESULT QORJobTask::GetId(const QBase::WCHAR* iName, int* oId)
 {
     if (oId == nullptr)
         return E_POINTER;
@@ -287,7 +287,7 @@ HRESULT QORJobTask::GetId(const WCHAR* iName, int* oId)
     return names == nullptr ? E_HANDLE : names->NameToId(iName, oId);
 }
 
-HRESULT QORJobTask::GetName(int iId, const WCHAR** oName)
+HRESULT QORJobTask::GetName(int iId, const QBase::WCHAR** oName)
 {
     if (oName == nullptr)
         return E_POINTER;

@@ -49,7 +49,7 @@ public:
     /// E_NOTIMPL: a task that can be cancelled overrides it.
     virtual HRESULT Cancel(QORJob* iJob);
     /// Both store what they are given and give 0. The manager stays its owner's.
-    virtual ULONG Init(DataObjectFactory iFactory);
+    virtual DWORD Init(DataObjectFactory iFactory);
     virtual unsigned Init(ConfigManager* iManager, DataObjectFactory iFactory);
 
     QORJobTask(const QORJobTask&) = delete;
@@ -68,7 +68,7 @@ public:
     /// What the factory gives for the task's job; only after Init with a factory.
     HRESULT CreateJobDataObject(int iId, QORJobData** oData);
     /// Never writes `oId`: names are resolved by QORJobData::GetId.
-    HRESULT GetDataIdByName(const WCHAR* iName, int* oId) const;
+    HRESULT GetDataIdByName(const QBase::WCHAR* iName, int* oId) const;
 
     /// The job's data item of that id, null when there is none. The task keeps the reference: the item is good until
     /// the task is completed, aborted or destroyed, and not to be released.
@@ -94,11 +94,11 @@ public:
     static HRESULT InitJobTaskNameIds();
     static HRESULT UnInitJobTaskNameIds();
     /// An id from 0 to 40 also gets the name's performance profile.
-    static HRESULT AddName(const WCHAR* iName, int iId);
+    static HRESULT AddName(const QBase::WCHAR* iName, int iId);
     /// -1 when the name is unknown.
-    static HRESULT GetId(const WCHAR* iName, int* oId);
+    static HRESULT GetId(const QBase::WCHAR* iName, int* oId);
     /// The registry's own text; null when the id is unknown.
-    static HRESULT GetName(int iId, const WCHAR** oName);
+    static HRESULT GetName(int iId, const QBase::WCHAR** oName);
     static HRESULT GetName(int iId, QBase::wstring& oName);
     /// The performance-profile index of a task id from 0 to 40. E_POINTER for a null `oIndex`, and for any other id
     /// (with -1 written): callers know that code.

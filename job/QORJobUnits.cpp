@@ -13,7 +13,7 @@ bool IsEnded(int iStatus) { return iStatus == JobStoppedWithError || iStatus == 
 
 } // namespace
 
-HRESULT QORJob::SetPUEnter(int iPUId, const WCHAR*, int)
+HRESULT QORJob::SetPUEnter(int iPUId, const QBase::WCHAR*, int)
 {
     return Boundary("SetPUEnter", [&]() -> HRESULT {
         std::unique_ptr<QORJobPUInfo> visit(new QORJobPUInfo(iPUId));
@@ -74,7 +74,7 @@ void QORJob::CountFirstStart()
     }
 }
 
-HRESULT QORJob::SetPUExit(int iPUId, const WCHAR*)
+HRESULT QORJob::SetPUExit(int iPUId, const QBase::WCHAR*)
 {
     return Boundary("SetPUExit", [&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
@@ -152,7 +152,7 @@ HRESULT QORJob::GetWaitingTime(unsigned* oMilliseconds) const
 
 /// Callers rely on this query doing nothing: the out value is never written, and the result of a job without finished
 /// steps is the low half of an intermediate time.
-HRESULT QORJob::GetWaitingTimeInternal(unsigned* oMilliseconds) const NO_THREAD_SAFETY_ANALYSIS
+HRESULT QORJob::GetWaitingTimeInternal(unsigned* oMilliseconds) const QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
     if (oMilliseconds == nullptr)
         return E_POINTER;
@@ -178,7 +178,7 @@ void QORJob::EnqueuePulse() { mPulseEnqueueTime = GetPulseTimeStamp(); }
 /// Without the lock: pulses are taken while a job is queued and dequeued, when nobody gives it another context.
 void QORJob::DequeuePulse()
 {
-    Boundary("DequeuePulse", [&]() NO_THREAD_SAFETY_ANALYSIS {
+    Boundary("DequeuePulse", [&]() QORJOB_NO_THREAD_SAFETY_ANALYSIS {
         const double now = GetPulseTimeStamp();
         LONG value = -1;
         if (mpProcessContext && mpProcessContext->get_LongA(&value) != S_OK)

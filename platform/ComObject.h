@@ -31,12 +31,12 @@ public:
     CComObjectRootEx(const CComObjectRootEx&) = delete;
     CComObjectRootEx& operator=(const CComObjectRootEx&) = delete;
 
-    void Lock() ACQUIRE(mpLock) { mpLock->Enter(); }
-    void Unlock() RELEASE(mpLock) { mpLock->Leave(); }
+    void Lock() QORJOB_ACQUIRE(mpLock) { mpLock->Enter(); }
+    void Unlock() QORJOB_RELEASE(mpLock) { mpLock->Leave(); }
 
     /// Both give the new count.
-    ULONG InternalAddRef() { return static_cast<ULONG>(mReferences.Increment()); }
-    ULONG InternalRelease() { return static_cast<ULONG>(mReferences.Decrement()); }
+    DWORD InternalAddRef() { return static_cast<DWORD>(mReferences.Increment()); }
+    DWORD InternalRelease() { return static_cast<DWORD>(mReferences.Decrement()); }
 
     /// The last step of construction, when the object can already be handed to others: hide it where there is one.
     HRESULT FinalConstruct() { return S_OK; }
@@ -116,16 +116,16 @@ public:
         return aggregated == nullptr ? E_NOINTERFACE : aggregated->QueryInterface(iInterfaceId, oInterface);
     }
 
-    ULONG AddRef() override
+    DWORD AddRef() override
     {
         LogReference(this, 1, Class::cReferenceKind);
         return this->InternalAddRef();
     }
 
-    ULONG Release() override
+    DWORD Release() override
     {
         LogReference(this, 0, Class::cReferenceKind);
-        const ULONG left = this->InternalRelease();
+        const DWORD left = this->InternalRelease();
         if (left == 0)
             delete this;
         return left;

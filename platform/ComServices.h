@@ -21,7 +21,7 @@ QORJOB_API void CoTaskMemFree(void* iMemory);
 
 /// The name of a class, from the registry's HKEY_CLASSES_ROOT\CLSID\{...}\ProgID; the caller frees it with
 /// CoTaskMemFree. Errors: E_INVALIDARG for a null out-pointer, REGDB_E_CLASSNOTREG when the registry has no name.
-QORJOB_API HRESULT ProgIDFromCLSID(const GUID& iClassId, WCHAR** oProgId);
+QORJOB_API HRESULT ProgIDFromCLSID(const GUID& iClassId, QBase::WCHAR** oProgId);
 
 /// What went wrong, as a client of a COM interface reads it. The strings are the caller's to free; what was never set
 /// is null, GUID_NULL or 0. Errors: E_INVALIDARG for a null out-pointer.
@@ -43,9 +43,9 @@ class ICreateErrorInfo : public IUnknown
 {
 public:
     virtual HRESULT SetGUID(const GUID& iInterfaceId) = 0;
-    virtual HRESULT SetSource(WCHAR* iSource) = 0;
-    virtual HRESULT SetDescription(WCHAR* iDescription) = 0;
-    virtual HRESULT SetHelpFile(WCHAR* iHelpFile) = 0;
+    virtual HRESULT SetSource(QBase::WCHAR* iSource) = 0;
+    virtual HRESULT SetDescription(QBase::WCHAR* iDescription) = 0;
+    virtual HRESULT SetHelpFile(QBase::WCHAR* iHelpFile) = 0;
     virtual HRESULT SetHelpContext(DWORD iHelpContext) = 0;
 
 protected:
@@ -56,15 +56,15 @@ QORJOB_API HRESULT CreateErrorInfo(ICreateErrorInfo** oErrorInfo);
 
 /// The calling thread's error object. Set takes a reference in place of the one before (null: none); Get hands it out
 /// and takes it from the thread, S_FALSE and null when there is none. `iReserved` is 0, else E_INVALIDARG.
-QORJOB_API HRESULT SetErrorInfo(ULONG iReserved, IErrorInfo* iErrorInfo);
-QORJOB_API HRESULT GetErrorInfo(ULONG iReserved, IErrorInfo** oErrorInfo);
+QORJOB_API HRESULT SetErrorInfo(DWORD iReserved, IErrorInfo* iErrorInfo);
+QORJOB_API HRESULT GetErrorInfo(DWORD iReserved, IErrorInfo** oErrorInfo);
 
 /// A stream as far as a marshaler needs one.
 class IStream : public IUnknown
 {
 public:
-    virtual HRESULT Read(void* oBytes, ULONG iBytes, ULONG* oRead) = 0;
-    virtual HRESULT Write(const void* iBytes, ULONG iByteCount, ULONG* oWritten) = 0;
+    virtual HRESULT Read(void* oBytes, DWORD iBytes, DWORD* oRead) = 0;
+    virtual HRESULT Write(const void* iBytes, DWORD iByteCount, DWORD* oWritten) = 0;
 
 protected:
     ~IStream() = default;

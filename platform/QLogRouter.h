@@ -33,7 +33,7 @@ class QORJOB_API QORMessagePacker : public QResource::MessageFormatter
 public:
     /// `iSource`: who reports it, such as "Kernel"; its bundle has the text. One that is no bundle's name is itself the
     /// template of an entry whose code no bundle knows.
-    QORMessagePacker(ICKDXWriteMessage* iMessage, const WCHAR* iSource, unsigned iCode);
+    QORMessagePacker(ICKDXWriteMessage* iMessage, const QBase::WCHAR* iSource, unsigned iCode);
     /// Writes the entry.
     ~QORMessagePacker() override;
     QORMessagePacker(const QORMessagePacker&) = delete;

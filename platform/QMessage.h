@@ -36,7 +36,7 @@ class ICKDXReadBlockStream : public IUnknown
 {
 public:
     /// Reads up to `iBytes`; S_FALSE when fewer are left, of which `*oRead` tells.
-    virtual HRESULT Read(void* oBytes, ULONG iBytes, ULONG* oRead) = 0;
+    virtual HRESULT Read(void* oBytes, DWORD iBytes, DWORD* oRead) = 0;
     /// Where the next Read begins, and how many bytes there are in all.
     virtual HRESULT GetPosition(std::uint64_t* oPosition, std::uint64_t* oSize) = 0;
 

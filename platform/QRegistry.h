@@ -36,16 +36,16 @@ class QORJOB_API Key
 public:
     explicit Key(std::shared_ptr<void> iHandle) : mHandle(std::move(iHandle)) {}
 
-    bool HasSubKey(const WCHAR* iPath) const;
+    bool HasSubKey(const QBase::WCHAR* iPath) const;
     bool HasUnnamedValue() const;
     /// The value of that name (null or empty: the unnamed one), `iDefault` when there is none. What is no text is a
     /// KeyException.
-    QBase::wstring ReadText(const WCHAR* iName, const WCHAR* iDefault) const;
+    QBase::wstring ReadText(const QBase::WCHAR* iName, const QBase::WCHAR* iDefault) const;
 
 private:
     std::shared_ptr<void> mHandle;
 };
 
-QORJOB_API Key OpenKeyFromRoot(RootHives iHive, const WCHAR* iPath);
+QORJOB_API Key OpenKeyFromRoot(RootHives iHive, const QBase::WCHAR* iPath);
 
 } // namespace QRegistry

@@ -52,7 +52,7 @@ public:
     /// A null text is written as an empty one.
     MessageFormatter& operator<<(const char* iText);
     MessageFormatter& operator<<(std::string_view iText);
-    MessageFormatter& operator<<(const WCHAR* iText);
+    MessageFormatter& operator<<(const QBase::WCHAR* iText);
     MessageFormatter& operator<<(const void* iPointer);
     MessageFormatter& operator<<(const GUID& iGuid);
     /// A manipulator such as QLog::Format::Hex.
@@ -92,7 +92,7 @@ public:
     /// GetMessageTemplate() when it has neither. The key may be null, the last argument is always 0.
     virtual const char* GetTemplate(unsigned iMessageId, unsigned iLanguageId, const char* iKey, int iReserved) = 0;
     /// The text of a message id for a locale (its low 16 bits), `iDefault` when there is none.
-    virtual QBase::wstring FindMessage(unsigned iMessageId, unsigned iLocale, const WCHAR* iDefault) = 0;
+    virtual QBase::wstring FindMessage(unsigned iMessageId, unsigned iLocale, const QBase::WCHAR* iDefault) = 0;
 
 protected:
     ~Bundle() = default;

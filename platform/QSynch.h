@@ -12,13 +12,13 @@ namespace QSynch
 {
 
 /// A re-entrant lock of one category (the category orders locks in diagnostics).
-class QORJOB_API CAPABILITY("critical section") CriticalSection
+class QORJOB_API QORJOB_CAPABILITY("critical section") CriticalSection
 {
 public:
     class SmartLock;
 
-    void Enter() ACQUIRE();
-    void Leave() RELEASE();
+    void Enter() QORJOB_ACQUIRE();
+    void Leave() QORJOB_RELEASE();
 
     CriticalSection(const CriticalSection&) = delete;
     CriticalSection& operator=(const CriticalSection&) = delete;
@@ -34,11 +34,11 @@ QORJOB_API CriticalSection* CreateCriticalSection(int iCategory) noexcept;
 QORJOB_API void DestroyCriticalSection(CriticalSection* iLock) noexcept;
 
 /// Holds a critical section for a scope.
-class SCOPED_CAPABILITY CriticalSection::SmartLock
+class QORJOB_SCOPED_CAPABILITY CriticalSection::SmartLock
 {
 public:
-    explicit SmartLock(CriticalSection* iLock) ACQUIRE(iLock) : mpLock(iLock) { mpLock->Enter(); }
-    ~SmartLock() RELEASE() { mpLock->Leave(); }
+    explicit SmartLock(CriticalSection* iLock) QORJOB_ACQUIRE(iLock) : mpLock(iLock) { mpLock->Enter(); }
+    ~SmartLock() QORJOB_RELEASE() { mpLock->Leave(); }
 
     SmartLock(const SmartLock&) = delete;
     SmartLock& operator=(const SmartLock&) = delete;
@@ -48,16 +48,16 @@ private:
 };
 
 /// A readers/writer lock of one category; not re-entrant.
-class QORJOB_API CAPABILITY("readers/writer lock") RWLock
+class QORJOB_API QORJOB_CAPABILITY("readers/writer lock") RWLock
 {
 public:
     class ReadHold;
     class WriteHold;
 
-    void EnterRead() ACQUIRE_SHARED();
-    void LeaveRead() RELEASE_SHARED();
-    void EnterWrite() ACQUIRE();
-    void LeaveWrite() RELEASE();
+    void EnterRead() QORJOB_ACQUIRE_SHARED();
+    void LeaveRead() QORJOB_RELEASE_SHARED();
+    void EnterWrite() QORJOB_ACQUIRE();
+    void LeaveWrite() QORJOB_RELEASE();
 
     RWLock(const RWLock&) = delete;
     RWLock& operator=(const RWLock&) = delete;
@@ -71,11 +71,11 @@ protected:
 QORJOB_API RWLock* CreateRWLock(int iCategory) noexcept;
 QORJOB_API void DestroyRWLock(RWLock* iLock) noexcept;
 
-class SCOPED_CAPABILITY RWLock::ReadHold
+class QORJOB_SCOPED_CAPABILITY RWLock::ReadHold
 {
 public:
-    explicit ReadHold(RWLock* iLock) ACQUIRE_SHARED(iLock) : mpLock(iLock) { mpLock->EnterRead(); }
-    ~ReadHold() RELEASE_GENERIC() { mpLock->LeaveRead(); }
+    explicit ReadHold(RWLock* iLock) QORJOB_ACQUIRE_SHARED(iLock) : mpLock(iLock) { mpLock->EnterRead(); }
+    ~ReadHold() QORJOB_RELEASE_GENERIC() { mpLock->LeaveRead(); }
 
     ReadHold(const ReadHold&) = delete;
     ReadHold& operator=(const ReadHold&) = delete;
@@ -84,11 +84,11 @@ private:
     RWLock* mpLock;
 };
 
-class SCOPED_CAPABILITY RWLock::WriteHold
+class QORJOB_SCOPED_CAPABILITY RWLock::WriteHold
 {
 public:
-    explicit WriteHold(RWLock* iLock) ACQUIRE(iLock) : mpLock(iLock) { mpLock->EnterWrite(); }
-    ~WriteHold() RELEASE() { mpLock->LeaveWrite(); }
+    explicit WriteHold(RWLock* iLock) QORJOB_ACQUIRE(iLock) : mpLock(iLock) { mpLock->EnterWrite(); }
+    ~WriteHold() QORJOB_RELEASE() { mpLock->LeaveWrite(); }
 
     WriteHold(const WriteHold&) = delete;
     WriteHold& operator=(const WriteHold&) = delete;

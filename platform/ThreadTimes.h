@@ -6,4 +6,4 @@
 
 /// Kernel and user time of the calling thread, in 100-nanosecond units. 0 is failure: an out-pointer is null or the
 /// system gives no times.
-QORJOB_API BOOL GetCurrentThreadTimes(FILETIME* oKernel, FILETIME* oUser) noexcept;
+QORJOB_API int GetCurrentThreadTimes(FILETIME* oKernel, FILETIME* oUser) noexcept;

@@ -1,6 +1,9 @@
 // The Windows names that the library is written in. On Windows the SDK declares them; elsewhere this header does,
 // with the same sizes; its COM services have a header of their own. The services behind the functions declared here
 // stand in platform/builtin.
+//
+// Other libraries declare some of these names outside Windows, too (those for ODBC do): BYTE, WORD and DWORD are the
+// same types there, what would differ (WCHAR) stands in a namespace, and ULONG and BOOL are not used.
 #pragma once
 
 #include "platform/Export.h"
@@ -27,21 +30,28 @@
 #undef GetObject
 #undef GetUserName
 
-#define W(text) L##text
+#define QORJOB_W(text) L##text
+
+namespace QBase
+{
+using WCHAR = ::WCHAR;
+} // namespace QBase
 
 #else
 
-using WCHAR = char16_t;
-#define W(text) u##text
+#define QORJOB_W(text) u##text
 
-using BOOL = int;
+namespace QBase
+{
+using WCHAR = char16_t;
+} // namespace QBase
+
 using BYTE = std::uint8_t;
 using WORD = std::uint16_t;
 using DWORD = std::uint32_t;
 using LONG = std::int32_t;
-using ULONG = std::uint32_t;
 using HRESULT = std::int32_t;
-using BSTR = WCHAR*;
+using BSTR = QBase::WCHAR*;
 using VARIANT_BOOL = std::int16_t;
 
 struct FILETIME
@@ -64,8 +74,6 @@ inline bool operator==(const GUID& iLeft, const GUID& iRight)
 {
     return __builtin_memcmp(&iLeft, &iRight, sizeof(GUID)) == 0;
 }
-
-#define STDMETHODCALLTYPE
 
 inline constexpr HRESULT S_OK = 0;
 inline constexpr HRESULT S_FALSE = 1;
@@ -93,8 +101,8 @@ class IUnknown
 {
 public:
     virtual HRESULT QueryInterface(const GUID& iInterfaceId, void** oInterface) = 0;
-    virtual ULONG AddRef() = 0;
-    virtual ULONG Release() = 0;
+    virtual DWORD AddRef() = 0;
+    virtual DWORD Release() = 0;
 
 protected:
     // Not virtual: a virtual destructor would take a place among the operations. An object goes with its last Release.
@@ -105,8 +113,8 @@ QORJOB_API extern const GUID IID_IUnknown;
 
 /// Strings that carry their length (in bytes, four bytes before the text). Null counts as empty.
 /// Owns: the caller of SysAllocString owns the result and frees it. Errors: null when there is no memory or no text.
-QORJOB_API BSTR SysAllocString(const WCHAR* iText);
-QORJOB_API BSTR SysAllocStringLen(const WCHAR* iText, unsigned iLength);
+QORJOB_API BSTR SysAllocString(const QBase::WCHAR* iText);
+QORJOB_API BSTR SysAllocStringLen(const QBase::WCHAR* iText, unsigned iLength);
 QORJOB_API void SysFreeString(BSTR iText);
 QORJOB_API unsigned SysStringLen(BSTR iText);
 
@@ -114,8 +122,8 @@ QORJOB_API unsigned SysStringLen(BSTR iText);
 
 #endif
 
-static_assert(sizeof(WCHAR) == 2 && sizeof(HRESULT) == 4 && sizeof(DWORD) == 4 && sizeof(LONG) == 4);
-static_assert(sizeof(ULONG) == 4 && sizeof(GUID) == 16 && sizeof(FILETIME) == 8 && sizeof(VARIANT_BOOL) == 2);
+static_assert(sizeof(QBase::WCHAR) == 2 && sizeof(HRESULT) == 4 && sizeof(DWORD) == 4 && sizeof(LONG) == 4);
+static_assert(sizeof(GUID) == 16 && sizeof(FILETIME) == 8 && sizeof(VARIANT_BOOL) == 2);
 
 /// A FILETIME as one number, in 100-nanosecond units.
 constexpr std::uint64_t ToUint64(FILETIME iTime)

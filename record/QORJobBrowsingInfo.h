@@ -24,9 +24,9 @@ public:
     int mStatus = 0;
     int mPriority = 0;
     int mProjectId = 0;
-    WCHAR mOwner[32] = {};
-    WCHAR mDescription[64] = {};
-    WCHAR mProjectName[32] = {};
+    QBase::WCHAR mOwner[32] = {};
+    QBase::WCHAR mDescription[64] = {};
+    QBase::WCHAR mProjectName[32] = {};
 };
 
 /// With what is known of the job's subscription, and the description whole. GetJobBrowsingInfo2 fills what this class

@@ -29,23 +29,23 @@ HRESULT QORJobPUInfo::GetExitTime(QDataType::DateTime* oTime) const { return Get
 
 HRESULT QORJobPUInfo::GetId(int* oPUId) const { return GetField(mPUId, oPUId); }
 
-ULONG QORJobPUInfo::GetSaveObjSize(unsigned* oSize) const
+DWORD QORJobPUInfo::GetSaveObjSize(unsigned* oSize) const
 {
     if (oSize == nullptr)
-        return static_cast<ULONG>(E_POINTER);
+        return static_cast<DWORD>(E_POINTER);
     *oSize = 3 * QDataType::DateTime::GetSaveObjSize() + sizeof(DWORD);
     return S_OK;
 }
 
-ULONG QORJobPUInfo::SaveObj(unsigned, unsigned iBufferSize, signed char* oBuffer, unsigned* oSize) const
+DWORD QORJobPUInfo::SaveObj(unsigned, unsigned iBufferSize, signed char* oBuffer, unsigned* oSize) const
 {
-    const ULONG code = GetSaveObjSize(oSize);
+    const DWORD code = GetSaveObjSize(oSize);
     if (code != S_OK)
         return code;
     if (*oSize > iBufferSize)
         return S_FALSE;
     if (oBuffer == nullptr)
-        return static_cast<ULONG>(E_POINTER);
+        return static_cast<DWORD>(E_POINTER);
     RecordWriter record(oBuffer);
     record.Put(mEnterTime);
     record.Put(mExitTime); // before the start time: readers of old records expect it so
@@ -54,7 +54,7 @@ ULONG QORJobPUInfo::SaveObj(unsigned, unsigned iBufferSize, signed char* oBuffer
     return S_OK;
 }
 
-ULONG QORJobPUInfo::LoadObj(unsigned, const signed char* iBuffer)
+DWORD QORJobPUInfo::LoadObj(unsigned, const signed char* iBuffer)
 {
     RecordReader record(iBuffer);
     record.Get(mEnterTime);

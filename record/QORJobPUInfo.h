@@ -31,12 +31,12 @@ public:
     HRESULT GetId(int* oPUId) const;
 
     /// The binary record: enter, exit and start time (in this order) and the PU id, little-endian.
-    ULONG GetSaveObjSize(unsigned* oSize) const;
+    DWORD GetSaveObjSize(unsigned* oSize) const;
     /// Writes the record's size to `oSize` first; S_FALSE when it is more than `iBufferSize`. `iVersion` selects
     /// nothing.
-    ULONG SaveObj(unsigned iVersion, unsigned iBufferSize, signed char* oBuffer, unsigned* oSize) const;
+    DWORD SaveObj(unsigned iVersion, unsigned iBufferSize, signed char* oBuffer, unsigned* oSize) const;
     /// `iBuffer` must hold a whole record. The thread id, which the record lacks, keeps its value.
-    ULONG LoadObj(unsigned iVersion, const signed char* iBuffer);
+    DWORD LoadObj(unsigned iVersion, const signed char* iBuffer);
 
 private:
     friend class QORJobPUInfoOld; // it shows the thread id, too

@@ -52,4 +52,4 @@ enum QORJobProcessingStep : int
 constexpr bool IsRunnableStep(int iStepId) { return iStepId >= StepMDObjectRequest && iStepId <= StepNoOp; }
 
 /// The step's name in diagnostics; "Unknown step" for an id outside the table. Never null.
-QORJOB_API const WCHAR* GetStepName(int iStepId);
+QORJOB_API const QBase::WCHAR* GetStepName(int iStepId);

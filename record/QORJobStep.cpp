@@ -77,9 +77,9 @@ HRESULT QORJobStep::GetPUPriority(int* oPriority) const { return GetField(mPUPri
 
 HRESULT QORJobStep::GetThreadId(DWORD* oThreadId) const { return GetField(mThreadId, oThreadId); }
 
-void QORJobStep::InitChapterKey() { std::fill_n(mChapterKey, cChapterKeyUnits, WCHAR{0}); }
+void QORJobStep::InitChapterKey() { std::fill_n(mChapterKey, cChapterKeyUnits, QBase::WCHAR{0}); }
 
-void QORJobStep::SetChapterKey(const WCHAR* iKey)
+void QORJobStep::SetChapterKey(const QBase::WCHAR* iKey)
 {
     int length = 0;
     if (iKey != nullptr)
@@ -96,35 +96,35 @@ HRESULT QORJobStep::Clone(QORJobStep** oStep) const
     return S_OK;
 }
 
-ULONG QORJobStep::GetSaveObjSize(unsigned* oSize) const
+DWORD QORJobStep::GetSaveObjSize(unsigned* oSize) const
 {
     if (oSize == nullptr)
-        return static_cast<ULONG>(E_POINTER);
-    *oSize = 2 * QDataType::DateTime::GetSaveObjSize() + 3 * sizeof(DWORD) + cChapterKeyUnits * sizeof(WCHAR);
+        return static_cast<DWORD>(E_POINTER);
+    *oSize = 2 * QDataType::DateTime::GetSaveObjSize() + 3 * sizeof(DWORD) + cChapterKeyUnits * sizeof(QBase::WCHAR);
     return S_OK;
 }
 
-ULONG QORJobStep::SaveObj(unsigned, unsigned iBufferSize, signed char* oBuffer, unsigned* oSize) const
+DWORD QORJobStep::SaveObj(unsigned, unsigned iBufferSize, signed char* oBuffer, unsigned* oSize) const
 {
-    const ULONG code = GetSaveObjSize(oSize);
+    const DWORD code = GetSaveObjSize(oSize);
     if (code != S_OK)
         return code;
     if (*oSize > iBufferSize)
         return S_FALSE;
     if (oBuffer == nullptr)
-        return static_cast<ULONG>(E_POINTER);
+        return static_cast<DWORD>(E_POINTER);
     RecordWriter record(oBuffer);
     record.Put(mStartTime);
     record.Put(mFinishTime);
     record.Put(mStepId);
     record.Put(mPUId);
     record.Put(mThreadId);
-    for (WCHAR unit : mChapterKey)
+    for (QBase::WCHAR unit : mChapterKey)
         record.Put(unit);
     return S_OK;
 }
 
-ULONG QORJobStep::LoadObj(unsigned, const signed char* iBuffer)
+DWORD QORJobStep::LoadObj(unsigned, const signed char* iBuffer)
 {
     RecordReader record(iBuffer);
     record.Get(mStartTime);
@@ -132,7 +132,7 @@ ULONG QORJobStep::LoadObj(unsigned, const signed char* iBuffer)
     record.Get(mStepId);
     record.Get(mPUId);
     record.Get(mThreadId);
-    for (WCHAR& unit : mChapterKey)
+    for (QBase::WCHAR& unit : mChapterKey)
         record.Get(unit);
     mChapterKey[cChapterKeyUnits - 1] = 0; // a damaged record must not lead readers of the key past it
     return S_OK;

@@ -49,20 +49,20 @@ public:
 
     void InitChapterKey();
     /// Null counts as empty; what is longer than 40 units is cut.
-    void SetChapterKey(const WCHAR* iKey);
+    void SetChapterKey(const QBase::WCHAR* iKey);
     /// Zero-terminated; valid while the step lives.
-    const WCHAR* GetChapterKey() const { return mChapterKey; }
+    const QBase::WCHAR* GetChapterKey() const { return mChapterKey; }
 
     /// A new step with this step's id and nothing else of it; null without memory, and still 0. The caller owns it.
     HRESULT Clone(QORJobStep** oStep) const;
 
     /// The binary record: two times, step id, PU id, thread id and the whole chapter key, little-endian.
-    ULONG GetSaveObjSize(unsigned* oSize) const;
+    DWORD GetSaveObjSize(unsigned* oSize) const;
     /// Writes the record's size to `oSize` first; S_FALSE when it is more than `iBufferSize`. `iVersion` selects
     /// nothing.
-    ULONG SaveObj(unsigned iVersion, unsigned iBufferSize, signed char* oBuffer, unsigned* oSize) const;
+    DWORD SaveObj(unsigned iVersion, unsigned iBufferSize, signed char* oBuffer, unsigned* oSize) const;
     /// `iBuffer` must hold a whole record. Fields that the record lacks keep their values.
-    ULONG LoadObj(unsigned iVersion, const signed char* iBuffer);
+    DWORD LoadObj(unsigned iVersion, const signed char* iBuffer);
 
 private:
     QDataType::DateTime mStartTime{0.0};
@@ -72,5 +72,5 @@ private:
     int mPUId = -1;
     DWORD mThreadId = 0;
     int mStepId;
-    WCHAR mChapterKey[cChapterKeyUnits] = {};
+    QBase::WCHAR mChapterKey[cChapterKeyUnits] = {};
 };

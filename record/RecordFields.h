@@ -44,7 +44,7 @@ public:
 
     void Put(int iValue) { Put(static_cast<DWORD>(iValue)); }
 
-    void Put(WCHAR iUnit)
+    void Put(QBase::WCHAR iUnit)
     {
         *mpNext++ = static_cast<signed char>(iUnit);
         *mpNext++ = static_cast<signed char>(iUnit >> 8);
@@ -80,11 +80,11 @@ public:
         oValue = static_cast<int>(value);
     }
 
-    void Get(WCHAR& oUnit)
+    void Get(QBase::WCHAR& oUnit)
     {
         const unsigned low = static_cast<unsigned char>(*mpNext++);
         const unsigned high = static_cast<unsigned char>(*mpNext++);
-        oUnit = static_cast<WCHAR>(low | (high << 8));
+        oUnit = static_cast<QBase::WCHAR>(low | (high << 8));
     }
 
 private:

@@ -42,7 +42,7 @@ void PackCode(ICKDXProcessContext& ioContext, HRESULT iCode, const Arguments&...
     const QBase::PtrI<CKDXServerMessage> answer = AnswerOf(ioContext);
     Expect(answer->Reset(), "Reset");
     {
-        QORMessagePacker packer(answer.Get(), W("Kernel"), static_cast<unsigned>(iCode));
+        QORMessagePacker packer(answer.Get(), QORJOB_W("Kernel"), static_cast<unsigned>(iCode));
         static_cast<void>((packer << ... << iArguments));
     }
     Expect(answer->SetResult(iCode), "SetResult");
@@ -86,7 +86,8 @@ void SendAccepted(ICKDXReadMessage* iRequest, QORChannel& ioClient)
     Expect(QMessage::CKDXReadMessage::NewWriteMessageNotGoverned(iRequest, false, &made), "NewWriteMessageNotGoverned");
     const auto message = QBase::PtrI<ICKDXWriteMessage>::Adopt(made);
     {
-        const QORMessagePacker accepted(made, W("Kernel"), static_cast<unsigned>(cAccepted)); // writes it as it goes
+        const QORMessagePacker accepted(made, QORJOB_W("Kernel"),
+                                        static_cast<unsigned>(cAccepted)); // writes it as it goes
     }
     Expect(ToServerMessage(made)->Send(&ioClient), "Send");
 }

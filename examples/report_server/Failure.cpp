@@ -36,7 +36,7 @@ void Report(QORJob& ioJob, HRESULT iCode, const Arguments&... iArguments)
 
 std::string ReportFailure(QORJob& ioJob, int iStepId, const std::exception_ptr& iFailure)
 {
-    const WCHAR* const step = GetStepName(iStepId);
+    const QBase::WCHAR* const step = GetStepName(iStepId);
     const int job = ioJob.GetId().Get();
     try
     {

@@ -35,7 +35,7 @@ const void* PayloadOf(const QORJobData& iItem)
 
 std::string TextOf(const QORJobData& iItem)
 {
-    const auto* text = static_cast<const WCHAR*>(PayloadOf(iItem));
+    const auto* text = static_cast<const QBase::WCHAR*>(PayloadOf(iItem));
     return text == nullptr ? std::string() : QBase::WideCharToUTF8(text);
 }
 
@@ -43,9 +43,9 @@ std::string TextOf(const QORJobData& iItem)
 
 void NameJobItems()
 {
-    Expect(QORJobData::AddName(W("SQL"), ItemSql), "AddName");
-    Expect(QORJobData::AddName(W("Rows"), ItemRows), "AddName");
-    Expect(QORJobData::AddName(W("Result"), ItemResult), "AddName");
+    Expect(QORJobData::AddName(QORJOB_W("SQL"), ItemSql), "AddName");
+    Expect(QORJobData::AddName(QORJOB_W("Rows"), ItemRows), "AddName");
+    Expect(QORJobData::AddName(QORJOB_W("Result"), ItemResult), "AddName");
 }
 
 void StoreSql(QORJobTask& ioTask, const std::string& iSql)

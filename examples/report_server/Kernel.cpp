@@ -222,7 +222,7 @@ void Kernel::Enter(const StepEntry& iNextStep, JobRecord& ioRecord)
     int priority = 0;
     Expect(job.GetPUPriority(&priority), "GetPUPriority");
     Expect(job.SetCurrentStepForStatistics(iNextStep.mStepId), "SetCurrentStepForStatistics");
-    Expect(job.SetPUEnter(static_cast<int>(iNextStep.mUnit), W(""), 0), "SetPUEnter");
+    Expect(job.SetPUEnter(static_cast<int>(iNextStep.mUnit), QORJOB_W(""), 0), "SetPUEnter");
     job.EnqueuePulse();
     ioRecord.mVisits.push_back({iNextStep.mUnit, Moment::clock::now(), {}, {}});
     UnitOf(iNextStep.mUnit).Put(ioRecord, priority);
@@ -245,7 +245,7 @@ void Kernel::Start(EnumUnit iUnit, JobRecord& ioRecord)
 
 void Kernel::Exit(EnumUnit iUnit, JobRecord& ioRecord)
 {
-    Expect(ioRecord.mpJob->SetPUExit(static_cast<int>(iUnit), W("")), "SetPUExit");
+    Expect(ioRecord.mpJob->SetPUExit(static_cast<int>(iUnit), QORJOB_W("")), "SetPUExit");
     ioRecord.mVisits.back().mExit = Moment::clock::now();
     if (mRecorders.mpTrace != nullptr)
         mRecorders.mpTrace->AddVisit(*ioRecord.mpJob.Get());

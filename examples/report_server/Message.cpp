@@ -55,7 +55,7 @@ void ReadField(const Entry& iEntry, Request& ioRequest)
 /// The catalogue has no text for a field, so that the source, which is no bundle's name, is its text: the value.
 void PackField(ICKDXWriteMessage* ioMessage, EnumField iField, std::string_view iText)
 {
-    QORMessagePacker(ioMessage, W("%1"), iField) << iText;
+    QORMessagePacker(ioMessage, QORJOB_W("%1"), iField) << iText;
 }
 
 std::vector<Entry> UnpackEntries(ICKDXReadMessage& iMessage, unsigned iLocale)

@@ -90,12 +90,12 @@ public:
         return entry == nullptr ? GetMessageTemplate() : entry->mpText;
     }
 
-    QBase::wstring FindMessage(unsigned iMessageId, unsigned iLocale, const WCHAR* iDefault) override
+    QBase::wstring FindMessage(unsigned iMessageId, unsigned iLocale, const QBase::WCHAR* iDefault) override
     {
         const Catalogue::Entry* const entry = Catalogue::Find(mpName, iMessageId, LanguageOf(iLocale & 0xFFFF));
         if (entry != nullptr)
             return QBase::UTF8ToWideChar(entry->mpText);
-        return iDefault == nullptr ? W("") : iDefault;
+        return iDefault == nullptr ? QORJOB_W("") : iDefault;
     }
 
 private:

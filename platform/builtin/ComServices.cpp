@@ -14,7 +14,7 @@ void* CoTaskMemAlloc(std::size_t iBytes) { return QBase::HeapAllocate(iBytes); }
 
 void CoTaskMemFree(void* iMemory) { QBase::HeapFree(iMemory); }
 
-HRESULT ProgIDFromCLSID(const GUID& iClassId, WCHAR** oProgId)
+HRESULT ProgIDFromCLSID(const GUID& iClassId, QBase::WCHAR** oProgId)
 {
     if (oProgId == nullptr)
         return E_INVALIDARG;
@@ -28,14 +28,14 @@ HRESULT ProgIDFromCLSID(const GUID& iClassId, WCHAR** oProgId)
                 QRegistry::OpenKeyFromRoot(QRegistry::RootHives::ClassesRoot, QBase::UTF8ToWideChar(path).c_str());
             if (!key.HasUnnamedValue())
                 return REGDB_E_CLASSNOTREG;
-            name = key.ReadText(nullptr, W(""));
+            name = key.ReadText(nullptr, QORJOB_W(""));
         }
         catch (const QRegistry::KeyException&)
         {
             return REGDB_E_CLASSNOTREG;
         }
-        const std::size_t bytes = (name.size() + 1) * sizeof(WCHAR);
-        *oProgId = static_cast<WCHAR*>(CoTaskMemAlloc(bytes));
+        const std::size_t bytes = (name.size() + 1) * sizeof(QBase::WCHAR);
+        *oProgId = static_cast<QBase::WCHAR*>(CoTaskMemAlloc(bytes));
         if (*oProgId == nullptr)
             return E_OUTOFMEMORY;
         std::memcpy(*oProgId, name.c_str(), bytes);

@@ -30,7 +30,7 @@ public:
     Text(const Text&) = delete;
     Text& operator=(const Text&) = delete;
 
-    HRESULT Set(const WCHAR* iText)
+    HRESULT Set(const QBase::WCHAR* iText)
     {
         const BSTR copy = SysAllocString(iText);
         if (copy == nullptr && iText != nullptr)
@@ -70,9 +70,9 @@ public:
     }
 
     HRESULT SetGUID(const GUID& iInterfaceId) override { return Give(iInterfaceId, &mInterfaceId); }
-    HRESULT SetSource(WCHAR* iSource) override { return mSource.Set(iSource); }
-    HRESULT SetDescription(WCHAR* iDescription) override { return mDescription.Set(iDescription); }
-    HRESULT SetHelpFile(WCHAR* iHelpFile) override { return mHelpFile.Set(iHelpFile); }
+    HRESULT SetSource(QBase::WCHAR* iSource) override { return mSource.Set(iSource); }
+    HRESULT SetDescription(QBase::WCHAR* iDescription) override { return mDescription.Set(iDescription); }
+    HRESULT SetHelpFile(QBase::WCHAR* iHelpFile) override { return mHelpFile.Set(iHelpFile); }
     HRESULT SetHelpContext(DWORD iHelpContext) override { return Give(iHelpContext, &mHelpContext); }
 
     HRESULT GetGUID(GUID* oInterfaceId) override { return Give(mInterfaceId, oInterfaceId); }
@@ -101,7 +101,7 @@ HRESULT CreateErrorInfo(ICreateErrorInfo** oErrorInfo)
     return *oErrorInfo == nullptr ? E_OUTOFMEMORY : S_OK;
 }
 
-HRESULT SetErrorInfo(ULONG iReserved, IErrorInfo* iErrorInfo)
+HRESULT SetErrorInfo(DWORD iReserved, IErrorInfo* iErrorInfo)
 {
     if (iReserved != 0)
         return E_INVALIDARG;
@@ -109,7 +109,7 @@ HRESULT SetErrorInfo(ULONG iReserved, IErrorInfo* iErrorInfo)
     return S_OK;
 }
 
-HRESULT GetErrorInfo(ULONG iReserved, IErrorInfo** oErrorInfo)
+HRESULT GetErrorInfo(DWORD iReserved, IErrorInfo** oErrorInfo)
 {
     if (iReserved != 0 || oErrorInfo == nullptr)
         return E_INVALIDARG;

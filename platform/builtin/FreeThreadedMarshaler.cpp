@@ -12,13 +12,13 @@ const GUID CLSID_InProcFreeMarshaler{0x0000033A, 0x0000, 0x0000, {0xC0, 0x00, 0x
 namespace
 {
 
-constexpr ULONG cPointerBytes = sizeof(void*);
+constexpr DWORD cPointerBytes = sizeof(void*);
 
 /// What goes through the stream: the pointer itself, with the reference that the stream holds.
 HRESULT ReadObject(IStream* iStream, QBase::PtrI<IUnknown>& oObject)
 {
     IUnknown* object = nullptr;
-    ULONG bytes = 0;
+    DWORD bytes = 0;
     if (iStream == nullptr)
         return E_INVALIDARG;
     const HRESULT code = iStream->Read(&object, cPointerBytes, &bytes);
@@ -56,9 +56,9 @@ public:
             return S_OK;
         }
 
-        ULONG AddRef() override { return mReferences.Add(); }
+        DWORD AddRef() override { return mReferences.Add(); }
 
-        ULONG Release() override
+        DWORD Release() override
         {
             const unsigned left = mReferences.Drop();
             if (left == 0)
@@ -79,8 +79,8 @@ public:
     {
         return mOuter.QueryInterface(iInterfaceId, oInterface);
     }
-    ULONG AddRef() override { return mOuter.AddRef(); }
-    ULONG Release() override { return mOuter.Release(); }
+    DWORD AddRef() override { return mOuter.AddRef(); }
+    DWORD Release() override { return mOuter.Release(); }
 
     HRESULT GetUnmarshalClass(const GUID&, void*, DWORD iContext, void*, DWORD, GUID* oClassId) override
     {
@@ -111,7 +111,7 @@ public:
         if (FAILED(code))
             return code;
         auto reference = QBase::PtrI<IUnknown>::Adopt(static_cast<IUnknown*>(found));
-        ULONG bytes = 0;
+        DWORD bytes = 0;
         code = iStream->Write(&found, cPointerBytes, &bytes);
         if (FAILED(code))
             return code;

@@ -124,8 +124,8 @@ HRESULT BytesLeft(ICKDXReadBlockStream& iStream, std::uint64_t& oPosition, std::
 /// Reads that many bytes; fewer are a cut stream. The caller has seen that the stream claims to have them.
 HRESULT ReadExactly(ICKDXReadBlockStream& iStream, std::span<BYTE> oBytes)
 {
-    ULONG read = 0;
-    const HRESULT code = iStream.Read(oBytes.data(), static_cast<ULONG>(oBytes.size()), &read);
+    DWORD read = 0;
+    const HRESULT code = iStream.Read(oBytes.data(), static_cast<DWORD>(oBytes.size()), &read);
     if (FAILED(code))
         return code;
     return read == oBytes.size() ? S_OK : E_INVALIDARG;
@@ -238,7 +238,7 @@ HRESULT ReadRest(ICKDXReadBlockStream& iStream, Bytes& oBytes)
     std::uint64_t left = 0;
     if (const HRESULT code = BytesLeft(iStream, position, left); FAILED(code))
         return code;
-    if (left > std::numeric_limits<ULONG>::max())
+    if (left > std::numeric_limits<DWORD>::max())
         return E_OUTOFMEMORY;
     Bytes bytes(static_cast<std::size_t>(left));
     if (const HRESULT code = ReadExactly(iStream, bytes); FAILED(code))

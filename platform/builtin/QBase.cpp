@@ -125,7 +125,7 @@ char32_t TakeUTF8(std::string_view& ioText)
     return character;
 }
 
-char32_t TakeUTF16(std::basic_string_view<WCHAR>& ioText)
+char32_t TakeUTF16(std::basic_string_view<QBase::WCHAR>& ioText)
 {
     const char32_t unit = ioText.front();
     ioText.remove_prefix(1);
@@ -142,11 +142,11 @@ void AppendUTF16(wstring& ioText, char32_t iCharacter)
 {
     if (iCharacter < 0x10000)
     {
-        ioText += static_cast<WCHAR>(iCharacter);
+        ioText += static_cast<QBase::WCHAR>(iCharacter);
         return;
     }
-    ioText += static_cast<WCHAR>(0xD800 + ((iCharacter - 0x10000) >> 10));
-    ioText += static_cast<WCHAR>(0xDC00 + ((iCharacter - 0x10000) & 0x3FF));
+    ioText += static_cast<QBase::WCHAR>(0xD800 + ((iCharacter - 0x10000) >> 10));
+    ioText += static_cast<QBase::WCHAR>(0xDC00 + ((iCharacter - 0x10000) & 0x3FF));
 }
 
 void AppendUTF8(std::string& ioText, char32_t iCharacter)
@@ -216,7 +216,7 @@ wstring UTF8ToWideChar(std::string_view iText)
     return text;
 }
 
-std::string WideCharToUTF8(std::basic_string_view<WCHAR> iText)
+std::string WideCharToUTF8(std::basic_string_view<QBase::WCHAR> iText)
 {
     std::string text;
     text.reserve(iText.size());

@@ -67,7 +67,7 @@ void QLogRouter::RefreshCurrentThreadContext()
         (*listener)();
 }
 
-QORMessagePacker::QORMessagePacker(ICKDXWriteMessage* iMessage, const WCHAR* iSource, unsigned iCode)
+QORMessagePacker::QORMessagePacker(ICKDXWriteMessage* iMessage, const QBase::WCHAR* iSource, unsigned iCode)
     : mMessage(iMessage), mSource(iSource == nullptr ? std::string() : QBase::WideCharToUTF8(iSource)), mCode(iCode)
 {
     EventTrace::Note("QORMessagePacker", {iCode});

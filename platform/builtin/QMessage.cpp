@@ -79,7 +79,7 @@ class BlockStream final : public CountedObject<ICKDXReadBlockStream, IID_ICKDXRe
 public:
     explicit BlockStream(SharedBytes iBytes) : mBytes(std::move(iBytes)) {}
 
-    HRESULT Read(void* oBytes, ULONG iBytes, ULONG* oRead) override
+    HRESULT Read(void* oBytes, DWORD iBytes, DWORD* oRead) override
     {
         if (oRead == nullptr || (oBytes == nullptr && iBytes != 0))
             return E_POINTER;
@@ -87,7 +87,7 @@ public:
         if (bytes != 0)
             std::memcpy(oBytes, mBytes->data() + mPosition, bytes);
         mPosition += bytes;
-        *oRead = static_cast<ULONG>(bytes);
+        *oRead = static_cast<DWORD>(bytes);
         return bytes == iBytes ? S_OK : S_FALSE;
     }
 

@@ -18,7 +18,7 @@ const HKEY cRoots[] = {HKEY_CLASSES_ROOT, HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}
     throw KeyException(std::string(iWhat) + ": system error " + std::to_string(iStatus));
 }
 
-LSTATUS Open(HKEY iParent, const WCHAR* iPath, std::shared_ptr<void>& oHandle)
+LSTATUS Open(HKEY iParent, const QBase::WCHAR* iPath, std::shared_ptr<void>& oHandle)
 {
     HKEY handle = nullptr;
     const LSTATUS status = ::RegOpenKeyExW(iParent, iPath, 0, KEY_READ, &handle);
@@ -31,7 +31,7 @@ HKEY HandleOf(const std::shared_ptr<void>& iHandle) { return static_cast<HKEY>(i
 
 } // namespace
 
-Key OpenKeyFromRoot(RootHives iHive, const WCHAR* iPath)
+Key OpenKeyFromRoot(RootHives iHive, const QBase::WCHAR* iPath)
 {
     std::shared_ptr<void> handle;
     const LSTATUS status = Open(cRoots[static_cast<int>(iHive)], iPath, handle);
@@ -40,7 +40,7 @@ Key OpenKeyFromRoot(RootHives iHive, const WCHAR* iPath)
     return Key(std::move(handle));
 }
 
-bool Key::HasSubKey(const WCHAR* iPath) const
+bool Key::HasSubKey(const QBase::WCHAR* iPath) const
 {
     std::shared_ptr<void> handle;
     const LSTATUS status = Open(HandleOf(mHandle), iPath, handle);
@@ -57,25 +57,25 @@ bool Key::HasUnnamedValue() const
     return status == ERROR_SUCCESS;
 }
 
-QBase::wstring Key::ReadText(const WCHAR* iName, const WCHAR* iDefault) const
+QBase::wstring Key::ReadText(const QBase::WCHAR* iName, const QBase::WCHAR* iDefault) const
 {
     // Another process may change the value between two calls: the size is asked for until it fits.
-    QBase::wstring text(64, W('\0'));
+    QBase::wstring text(64, QORJOB_W('\0'));
     for (;;)
     {
-        auto bytes = static_cast<DWORD>(text.size() * sizeof(WCHAR));
+        auto bytes = static_cast<DWORD>(text.size() * sizeof(QBase::WCHAR));
         const LSTATUS status =
             ::RegGetValueW(HandleOf(mHandle), nullptr, iName, RRF_RT_REG_SZ, nullptr, text.data(), &bytes);
         if (status == ERROR_FILE_NOT_FOUND)
             return iDefault;
         if (status == ERROR_SUCCESS)
         {
-            text.resize(std::char_traits<WCHAR>::length(text.c_str()));
+            text.resize(std::char_traits<QBase::WCHAR>::length(text.c_str()));
             return text;
         }
         if (status != ERROR_MORE_DATA)
             Refuse("Registry value", status);
-        text.resize(bytes / sizeof(WCHAR) + 1);
+        text.resize(bytes / sizeof(QBase::WCHAR) + 1);
     }
 }
 

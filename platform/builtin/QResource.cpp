@@ -92,7 +92,7 @@ MessageFormatter& MessageFormatter::operator<<(std::string_view iText)
     return *this;
 }
 
-MessageFormatter& MessageFormatter::operator<<(const WCHAR* iText)
+MessageFormatter& MessageFormatter::operator<<(const QBase::WCHAR* iText)
 {
     AddArgument(iText == nullptr ? std::string() : QBase::WideCharToUTF8(iText));
     return *this;

@@ -70,9 +70,9 @@ void DestroyCriticalSection(CriticalSection* iLock) noexcept
 
 // The bodies lock a system's mutex, which carries no annotations: the analysis can't follow them.
 
-void CriticalSection::Enter() NO_THREAD_SAFETY_ANALYSIS { BodyOf(this).mMutex.lock(); }
+void CriticalSection::Enter() QORJOB_NO_THREAD_SAFETY_ANALYSIS { BodyOf(this).mMutex.lock(); }
 
-void CriticalSection::Leave() NO_THREAD_SAFETY_ANALYSIS { BodyOf(this).mMutex.unlock(); }
+void CriticalSection::Leave() QORJOB_NO_THREAD_SAFETY_ANALYSIS { BodyOf(this).mMutex.unlock(); }
 
 RWLock* CreateRWLock(int iCategory) noexcept
 {
@@ -88,12 +88,12 @@ void DestroyRWLock(RWLock* iLock) noexcept
     DestroyLock(BodyOf(iLock));
 }
 
-void RWLock::EnterRead() NO_THREAD_SAFETY_ANALYSIS { BodyOf(this).mMutex.lock_shared(); }
+void RWLock::EnterRead() QORJOB_NO_THREAD_SAFETY_ANALYSIS { BodyOf(this).mMutex.lock_shared(); }
 
-void RWLock::LeaveRead() NO_THREAD_SAFETY_ANALYSIS { BodyOf(this).mMutex.unlock_shared(); }
+void RWLock::LeaveRead() QORJOB_NO_THREAD_SAFETY_ANALYSIS { BodyOf(this).mMutex.unlock_shared(); }
 
-void RWLock::EnterWrite() NO_THREAD_SAFETY_ANALYSIS { BodyOf(this).mMutex.lock(); }
+void RWLock::EnterWrite() QORJOB_NO_THREAD_SAFETY_ANALYSIS { BodyOf(this).mMutex.lock(); }
 
-void RWLock::LeaveWrite() NO_THREAD_SAFETY_ANALYSIS { BodyOf(this).mMutex.unlock(); }
+void RWLock::LeaveWrite() QORJOB_NO_THREAD_SAFETY_ANALYSIS { BodyOf(this).mMutex.unlock(); }
 
 } // namespace QSynch

@@ -213,7 +213,7 @@ std::shared_ptr<Node> NodeOf(const std::shared_ptr<void>& iHandle) { return std:
 
 } // namespace
 
-Key OpenKeyFromRoot(RootHives iHive, const WCHAR* iPath)
+Key OpenKeyFromRoot(RootHives iHive, const QBase::WCHAR* iPath)
 {
     const std::string path = std::string(cRoots[static_cast<int>(iHive)]) + "\\" + QBase::WideCharToUTF8(iPath);
     Tree& tree = GetTree();
@@ -224,7 +224,7 @@ Key OpenKeyFromRoot(RootHives iHive, const WCHAR* iPath)
     return Key(std::move(node));
 }
 
-bool Key::HasSubKey(const WCHAR* iPath) const
+bool Key::HasSubKey(const QBase::WCHAR* iPath) const
 {
     const std::string path = QBase::WideCharToUTF8(iPath);
     const std::lock_guard hold(GetTree().mMutex);
@@ -237,7 +237,7 @@ bool Key::HasUnnamedValue() const
     return NodeOf(mHandle)->mValues.contains(std::string_view());
 }
 
-QBase::wstring Key::ReadText(const WCHAR* iName, const WCHAR* iDefault) const
+QBase::wstring Key::ReadText(const QBase::WCHAR* iName, const QBase::WCHAR* iDefault) const
 {
     const std::string name = iName == nullptr ? std::string() : QBase::WideCharToUTF8(iName);
     const std::lock_guard hold(GetTree().mMutex);

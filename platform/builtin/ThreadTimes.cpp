@@ -65,7 +65,7 @@ bool ReadSystem(FILETIME& oKernel, FILETIME& oUser) noexcept
 
 } // namespace
 
-BOOL GetCurrentThreadTimes(FILETIME* oKernel, FILETIME* oUser) noexcept
+int GetCurrentThreadTimes(FILETIME* oKernel, FILETIME* oUser) noexcept
 {
     EventTrace::Note("GetCurrentThreadTimes");
     if (oKernel == nullptr || oUser == nullptr)

@@ -22,22 +22,22 @@ char* BytesOf(BSTR iText) { return reinterpret_cast<char*>(iText); }
 
 } // namespace
 
-BSTR SysAllocString(const WCHAR* iText)
+BSTR SysAllocString(const QBase::WCHAR* iText)
 {
     if (iText == nullptr)
         return nullptr;
-    const std::size_t length = std::basic_string_view<WCHAR>(iText).size();
+    const std::size_t length = std::basic_string_view<QBase::WCHAR>(iText).size();
     if (length > std::numeric_limits<unsigned>::max())
         return nullptr;
     return SysAllocStringLen(iText, static_cast<unsigned>(length));
 }
 
-BSTR SysAllocStringLen(const WCHAR* iText, unsigned iLength)
+BSTR SysAllocStringLen(const QBase::WCHAR* iText, unsigned iLength)
 {
-    const std::size_t bytes = std::size_t{iLength} * sizeof(WCHAR);
+    const std::size_t bytes = std::size_t{iLength} * sizeof(QBase::WCHAR);
     if (iText == nullptr || bytes > std::numeric_limits<std::uint32_t>::max())
         return nullptr;
-    char* const block = static_cast<char*>(QBase::HeapAllocate(cHeaderBytes + bytes + sizeof(WCHAR)));
+    char* const block = static_cast<char*>(QBase::HeapAllocate(cHeaderBytes + bytes + sizeof(QBase::WCHAR)));
     if (block == nullptr)
         return nullptr;
 
@@ -61,7 +61,7 @@ unsigned SysStringLen(BSTR iText)
         return 0;
     std::uint32_t length = 0;
     std::memcpy(&length, BytesOf(iText) - cLengthBytes, cLengthBytes);
-    return length / sizeof(WCHAR);
+    return length / sizeof(QBase::WCHAR);
 }
 
 #endif

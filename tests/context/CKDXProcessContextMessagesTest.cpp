@@ -30,7 +30,7 @@ TEST_F(ProcessContextMessages, AreMadeOfTheInputMessageWhenFirstAskedFor)
     for (auto get : {&CKDXProcessContext::get_InMessageItem, &CKDXProcessContext::get_ReplyMessage})
         EXPECT_EQ((mContext.Get()->*get)(&item), E_FAIL);
     GiveInput();
-    const ULONG held = mItem.mReferences;
+    const DWORD held = mItem.mReferences;
     for (auto get : {&CKDXProcessContext::get_InMessageItem, &CKDXProcessContext::get_ReplyMessage})
         EXPECT_EQ(Given(mContext, get).Get(), &mItem);
     EXPECT_EQ(mItem.mReferences, held + 1) << "the new reply holds one";
@@ -68,12 +68,12 @@ TEST_F(ProcessContextMessages, AreAskedWhetherTheyAreEmptyAndWhoseTheyAre)
 
 TEST_F(ProcessContextMessages, TakeStatusEntriesUnderTheIdThatComesBack)
 {
-    EXPECT_EQ(mContext->AddStatusMessage(42, W("Kernel")), 42) << "no message";
+    EXPECT_EQ(mContext->AddStatusMessage(42, QORJOB_W("Kernel")), 42) << "no message";
     GiveInput();
-    EXPECT_EQ(mContext->AddStatusMessage(E_FAIL, W("Kernel")), E_FAIL);
+    EXPECT_EQ(mContext->AddStatusMessage(E_FAIL, QORJOB_W("Kernel")), E_FAIL);
     EXPECT_EQ(CodesIn(Out()), Codes{static_cast<unsigned>(E_FAIL)});
     Out()->Close();
-    EXPECT_EQ(mContext->AddStatusMessage(44, W("Kernel")), 44);
+    EXPECT_EQ(mContext->AddStatusMessage(44, QORJOB_W("Kernel")), 44);
 }
 
 TEST_F(ProcessContextMessages, OfTwoThreadsMeetInTheReply)
@@ -86,7 +86,7 @@ TEST_F(ProcessContextMessages, OfTwoThreadsMeetInTheReply)
         EXPECT_NE(own.Get(), reply.Get());
         EXPECT_EQ(mContext->BeginThreadMessage(), S_OK);
         EXPECT_EQ(Out().Get(), own.Get()) << "the entry that is there stays";
-        mContext->AddStatusMessage(100 + iIndex, W("Kernel"));
+        mContext->AddStatusMessage(100 + iIndex, QORJOB_W("Kernel"));
         EXPECT_EQ(CodesIn(own), Codes{100u + static_cast<unsigned>(iIndex)});
         mContext->EndThreadMessage(0);
         EXPECT_EQ(Out().Get(), reply.Get());
@@ -103,7 +103,7 @@ TEST_F(ProcessContextMessages, OfOneThreadGoIntoAnothersWhenItIsNamed)
     const DWORD threadId = QBase::GetCurrentThreadID();
     RunOnThreads(1, [&](int) {
         mContext->BeginThreadMessage();
-        mContext->AddStatusMessage(100, W("Kernel"));
+        mContext->AddStatusMessage(100, QORJOB_W("Kernel"));
         mContext->EndThreadMessage(threadId);
     });
     EXPECT_EQ(CodesIn(Out()), Codes{100});

@@ -24,7 +24,7 @@ constexpr const char* cNullGuid = "0 {00000000-0000-0000-0000-000000000000}";
 
 FakeObjectO gObject;
 FakeHandle gHandle;
-const Bstr gText(W("text"));
+const Bstr gText(QORJOB_W("text"));
 
 std::string Text(std::integral auto iValue) { return std::to_string(iValue); }
 std::string Text(const GUID& iValue) { return QBase::ToString(iValue); }
@@ -59,7 +59,7 @@ struct Sample
     operator IUnknown*() const { return &gObject; }
     operator QBase::Counted*() const { return &gHandle; }
     operator BSTR() const { return gText.mText; }
-    operator const WCHAR*() const { return gText.mText; }
+    operator const QBase::WCHAR*() const { return gText.mText; }
 };
 
 struct Row
@@ -152,9 +152,9 @@ std::vector<Row> AllRows()
             [](C& iContext) { iContext.put_LongL(5); }, "5"},
         Row{"TextB", "0 null", ReadOnly("", &C::get_TextB, "").mRead,
             [](C& iContext) { return iContext.get_TextB(nullptr); }, E_POINTER,
-            [](C& iContext) { iContext.put_TextB(W("text")); }, "0 \"text\""},
+            [](C& iContext) { iContext.put_TextB(QORJOB_W("text")); }, "0 \"text\""},
         Row{"TextC", "", [](C& iContext) { return QBase::WideCharToUTF8(iContext.GetTextC()); }, nullptr, S_OK,
-            [](C& iContext) { iContext.put_TextC(W("text")); }, "text",
+            [](C& iContext) { iContext.put_TextC(QORJOB_W("text")); }, "text",
             [](C& iContext) { iContext.put_TextC(nullptr); }},
     };
 }
@@ -224,7 +224,7 @@ TEST(ProcessContextRows, TakeTheLockButForPlainSettings)
     const Context other = NewContext();
     std::string json;
     std::map<std::string, std::string> properties;
-    QBase::wstring moved(W("moved"));
+    QBase::wstring moved(QORJOB_W("moved"));
     QBase::wstring found;
     GUID guid{};
     LONG value = 0;
@@ -254,8 +254,8 @@ TEST(ProcessContextRows, TakeTheLockButForPlainSettings)
         {"BeginThreadMessage", [](C& iContext) { iContext.BeginThreadMessage(); }},
     };
     std::vector<std::function<void(C&)>> unlocked = {
-        [](C& iContext) { iContext.SetNamedPair(W("a"), 1, 2); },
-        [&](C& iContext) { iContext.GetNamedPair(W("a"), &value, &value); },
+        [](C& iContext) { iContext.SetNamedPair(QORJOB_W("a"), 1, 2); },
+        [&](C& iContext) { iContext.GetNamedPair(QORJOB_W("a"), &value, &value); },
         [](C& iContext) { iContext.SetBuffer(0, nullptr); },
         [](C& iContext) { iContext.put_SharedHandle(iContext.get_SharedHandle()); },
         [](C& iContext) { iContext.GetGuidARef(); },

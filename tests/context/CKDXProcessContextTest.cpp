@@ -107,11 +107,11 @@ TEST_F(ProcessContext, HasSettingsWithRulesOfTheirOwn)
     mContext->put_FlagA(VARIANT_TRUE);
     EXPECT_EQ(Get(&C::get_FlagA, VARIANT_BOOL{7}), VARIANT_TRUE);
 
-    Bstr text(W("mine"));
+    Bstr text(QORJOB_W("mine"));
     const BSTR mine = text.mText;
     EXPECT_EQ(mContext->get_TextB(&text.mText), S_OK);
     EXPECT_EQ(text.mText, mine) << "never put";
-    mContext->put_BstrA(Bstr(W("")).mText);
+    mContext->put_BstrA(Bstr(QORJOB_W("")).mText);
     EXPECT_EQ(Get(&C::get_BstrA, mine), nullptr);
 
     for (auto put : {&C::put_LinkA, &C::put_LinkB})
@@ -170,9 +170,9 @@ TEST_F(ProcessContext, KeepsListsAndTables)
 
     LONG first = 0;
     LONG second = 0;
-    mContext->SetNamedPair(W("a"), 1, 2);
-    mContext->SetNamedPair(W("a"), 5, 6);
-    EXPECT_EQ(mContext->GetNamedPair(W("a"), &first, &second), S_OK);
+    mContext->SetNamedPair(QORJOB_W("a"), 1, 2);
+    mContext->SetNamedPair(QORJOB_W("a"), 5, 6);
+    EXPECT_EQ(mContext->GetNamedPair(QORJOB_W("a"), &first, &second), S_OK);
     EXPECT_EQ(first * 10 + second, 56);
 
     std::string json;
@@ -188,11 +188,11 @@ TEST_F(ProcessContext, KeepsListsAndTables)
 
 TEST_F(ProcessContext, KeepsTextsByGuidAndCopiesThemWhole)
 {
-    QBase::wstring two(W("two"));
+    QBase::wstring two(QORJOB_W("two"));
     const Context other = NewContext();
-    EXPECT_EQ(mContext->SetTextByGuid(cGuid, Bstr(W("")).mText), E_INVALIDARG);
+    EXPECT_EQ(mContext->SetTextByGuid(cGuid, Bstr(QORJOB_W("")).mText), E_INVALIDARG);
     EXPECT_EQ(TextOf(mContext, cGuid), "\"\"");
-    EXPECT_EQ(mContext->SetTextByGuid(cGuid, Bstr(W("one")).mText), S_OK);
+    EXPECT_EQ(mContext->SetTextByGuid(cGuid, Bstr(QORJOB_W("one")).mText), S_OK);
     EXPECT_EQ(other->MoveTextByGuid(cOtherGuid, two), S_OK);
     EXPECT_TRUE(two.empty());
     EXPECT_EQ(other->CopyTextTable(mContext.Get()), S_OK);
@@ -306,7 +306,7 @@ TEST_F(ProcessContext, RefusesNullPointers)
 {
     std::uint64_t length = 77;
     BYTE* buffer = nullptr;
-    QBase::wstring text(W("x"));
+    QBase::wstring text(QORJOB_W("x"));
     LONG value = 77;
     C& context = *mContext.Get();
     const std::pair<HRESULT, HRESULT> rows[] = {
@@ -331,10 +331,10 @@ TEST_F(ProcessContext, RefusesNullPointers)
         {context.GetNamedPair(nullptr, &value, &value), E_INVALIDARG},
         {context.SetLogProperty(nullptr, ""), E_INVALIDARG},
         {context.SetLogProperty("", nullptr), E_INVALIDARG},
-        {context.GetNamedPair(W("absent"), &value, &value), S_FALSE},
-        {context.SetNamedPair(W("a"), 1, 2), S_OK},
-        {context.GetNamedPair(W("a"), nullptr, nullptr), S_OK}, // both are optional
-        {context.GetTextByGuid(cGuid, text), S_OK},             // absent: the text stays
+        {context.GetNamedPair(QORJOB_W("absent"), &value, &value), S_FALSE},
+        {context.SetNamedPair(QORJOB_W("a"), 1, 2), S_OK},
+        {context.GetNamedPair(QORJOB_W("a"), nullptr, nullptr), S_OK}, // both are optional
+        {context.GetTextByGuid(cGuid, text), S_OK},                    // absent: the text stays
         {context.Reserved1(), E_NOTIMPL},
         {context.Reserved2(), E_NOTIMPL},
     };
@@ -342,7 +342,7 @@ TEST_F(ProcessContext, RefusesNullPointers)
         EXPECT_EQ(rows[row].first, rows[row].second) << row;
     EXPECT_EQ(length, 77u);
     EXPECT_EQ(value, 77);
-    EXPECT_EQ(text, W("x"));
+    EXPECT_EQ(text, QORJOB_W("x"));
     EXPECT_EQ(context.TakeBuffer(0, &length, &buffer), S_FALSE);
     EXPECT_EQ(length, 0u) << "nothing was ever set";
 }
@@ -385,7 +385,7 @@ TEST(ProcessContextLife, LeavesNothingBehindAndLogsItsReferences)
     {
         const Context context = NewContext();
         EXPECT_EQ(PerfReadings::GetInstanceCount(cCategory), instances + 1);
-        context->put_TextB(W("a text that is longer than a string has room for in itself"));
+        context->put_TextB(QORJOB_W("a text that is longer than a string has room for in itself"));
         context->SetBuffer(8, static_cast<BYTE*>(QBase::HeapAllocate(8)));
     }
     const std::vector<std::string> events = EventTrace::Stop();
@@ -400,7 +400,7 @@ TEST(ProcessContextLife, LeavesNothingBehindAndLogsItsReferences)
 
 TEST_F(ProcessContext, TakesAllThatItKeepsOfTheGeneralHeap)
 {
-    const WCHAR* const text = W("a text that is longer than a string has room for in itself");
+    const QBase::WCHAR* const text = QORJOB_W("a text that is longer than a string has room for in itself");
     const char* const narrow = "a text that is longer than a string has room for in itself";
     const Bstr bstr(text);
     QBase::wstring moved(text);

@@ -31,7 +31,7 @@ PtrI<ICKDXReadMessage> Reply(const std::vector<unsigned>& iIds)
 {
     const auto written = QMessage::NewServerMessage();
     for (const unsigned id : iIds)
-        QORMessagePacker(written.Get(), W("text of %1"), id) << id;
+        QORMessagePacker(written.Get(), QORJOB_W("text of %1"), id) << id;
     return ToRead(written.Get());
 }
 
@@ -39,7 +39,7 @@ PtrI<ICKDXReadMessage> DamagedReply()
 {
     const auto stream = Given(Reply({cFirstId, cLastId}), &ICKDXReadMessage::get_BlockStream);
     char bytes[1000];
-    ULONG length = 0;
+    DWORD length = 0;
     EXPECT_EQ(stream->Read(bytes, sizeof(bytes), &length), S_FALSE);
     return QMessage::NewReadMessage(bytes, length - 1);
 }
@@ -102,8 +102,8 @@ class StreamlessMessage final : public ICKDXReadMessage
 {
 public:
     HRESULT QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
-    ULONG AddRef() override { return 1; }
-    ULONG Release() override { return 1; }
+    DWORD AddRef() override { return 1; }
+    DWORD Release() override { return 1; }
     HRESULT CopyTo(IUnknown*) override { return E_NOTIMPL; }
     HRESULT get_BlockStream(ICKDXReadBlockStream**) override
     {
@@ -188,10 +188,10 @@ TEST_F(COMStatus, ReportsAReplyThatItCanNotRead)
 
 TEST_F(COMStatus, ReportsOneErrorWithItsHelp)
 {
-    const auto resource = [](std::uintptr_t iId) { return reinterpret_cast<const WCHAR*>(iId); };
-    const std::tuple<const WCHAR*, DWORD, const WCHAR*, HRESULT, HRESULT, const char*> rows[] = {
-        {W("text"), 0, nullptr, 0, DISP_E_EXCEPTION, "text|||0"},
-        {W("text"), 5, W("help"), S_FALSE, S_FALSE, "text||help|5"},
+    const auto resource = [](std::uintptr_t iId) { return reinterpret_cast<const QBase::WCHAR*>(iId); };
+    const std::tuple<const QBase::WCHAR*, DWORD, const QBase::WCHAR*, HRESULT, HRESULT, const char*> rows[] = {
+        {QORJOB_W("text"), 0, nullptr, 0, DISP_E_EXCEPTION, "text|||0"},
+        {QORJOB_W("text"), 5, QORJOB_W("help"), S_FALSE, S_FALSE, "text||help|5"},
         {resource(0xFFFF), 0, nullptr, 0, static_cast<HRESULT>(0x8004FFFF), "Unknown Error|||0"},
         {nullptr, 0, nullptr, 0, static_cast<HRESULT>(0x80040000), "Unknown Error|||0"},
     };
@@ -234,7 +234,7 @@ TEST_F(COMStatus, IsInTheRegistrysLanguage)
 TEST_F(COMStatus, KeepsItsCodeWhenTheObjectCanNotBeMade)
 {
     Faults::FailNth(Faults::EnumFault::Allocation, 1);
-    EXPECT_EQ(ReportErrorInfo(cClassId, W("text"), 0, nullptr, cInterfaceId, E_HANDLE), E_HANDLE);
+    EXPECT_EQ(ReportErrorInfo(cClassId, QORJOB_W("text"), 0, nullptr, cInterfaceId, E_HANDLE), E_HANDLE);
     EXPECT_EQ(TakeError(), "none");
 }
 
@@ -263,7 +263,7 @@ TEST_F(COMStatus, FormatsForTheLogInTheProcessesLanguageAndForTheCallerInHisOwn)
 
     Source source;
     source.mOnCall = [] { throw QBase::Message("broken"); };
-    QBase::wstring text(W("before"));
+    QBase::wstring text(QORJOB_W("before"));
     EXPECT_EQ(FormatMessageText(text, cCancelled, formatter, "", source), static_cast<HRESULT>(0x8004308B));
     EXPECT_EQ(QBase::WideCharToUTF8(text), "before");
 }

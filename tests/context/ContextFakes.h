@@ -31,14 +31,14 @@ public:
         AddRef();
         return S_OK;
     }
-    ULONG AddRef() override
+    DWORD AddRef() override
     {
         ++mAddRefs;
         return ++mReferences;
     }
-    ULONG Release() override
+    DWORD Release() override
     {
-        const ULONG left = --mReferences;
+        const DWORD left = --mReferences;
         if (mbReleaseThrows)
             throw std::runtime_error("a fault");
         return left;
@@ -46,7 +46,7 @@ public:
 
     GUID mInterfaceId;
     bool mbReleaseThrows = false;
-    std::atomic<ULONG> mReferences{0};
+    std::atomic<DWORD> mReferences{0};
     std::atomic<unsigned> mAddRefs{0};     ///< ever taken
     std::function<void()> mOnCall = [] {}; ///< in each operation, and when asked for what it isn't: may throw
 
@@ -91,7 +91,7 @@ public:
         *oFlags = mFlags;
         return mFlagsCode;
     }
-    HRESULT get_Name8(BSTR* oName) override { return Give(W("eight"), oName); }
+    HRESULT get_Name8(BSTR* oName) override { return Give(QORJOB_W("eight"), oName); }
     HRESULT get_Name9(BSTR* oName) override { return Give(mpName9, oName); }
     HRESULT Call(IUnknown* iArgument) override
     {
@@ -102,7 +102,7 @@ public:
     HRESULT get_Locale(unsigned*) override { return E_NOTIMPL; }
     HRESULT FillLocalisation(const GUID&, int) override { return E_NOTIMPL; }
 
-    const WCHAR* mpName9 = W("nine");
+    const QBase::WCHAR* mpName9 = QORJOB_W("nine");
     LONG mFlags = 0;
     HRESULT mFlagsCode = S_OK;
     HRESULT mNameCode = S_OK;
@@ -110,7 +110,7 @@ public:
     IUnknown* mpArgument = nullptr;
 
 private:
-    HRESULT Give(const WCHAR* iName, BSTR* oName)
+    HRESULT Give(const QBase::WCHAR* iName, BSTR* oName)
     {
         *oName = SUCCEEDED(mNameCode) ? SysAllocString(iName) : nullptr;
         return mNameCode;
@@ -175,7 +175,7 @@ inline Context NewContext()
 struct Bstr
 {
     Bstr() = default;
-    explicit Bstr(const WCHAR* iText) : mText(SysAllocString(iText)) {}
+    explicit Bstr(const QBase::WCHAR* iText) : mText(SysAllocString(iText)) {}
     ~Bstr() { SysFreeString(mText); }
     Bstr(const Bstr&) = delete;
     Bstr& operator=(const Bstr&) = delete;

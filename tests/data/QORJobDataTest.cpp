@@ -14,7 +14,7 @@ using DataItems = JobTest;
 
 struct StringData final : QORStringData
 {
-    explicit StringData(const WCHAR* iText) : QORStringData(1, iText, COPY_STRING) {}
+    explicit StringData(const QBase::WCHAR* iText) : QORStringData(1, iText, COPY_STRING) {}
     using QORJobData::SetMemoryBuffer;
 };
 
@@ -58,7 +58,7 @@ std::string Loaded(QORJobData&& ioItem, const Bytes& iBytes)
 
 TEST_F(DataItems, SaveTheirKindsLayout)
 {
-    const WCHAR* const text = W("a\u20ACc");
+    const QBase::WCHAR* const text = QORJOB_W("a\u20ACc");
     ExpectLayout(Binary(1, {-1, 0, 3}), {-1, 0, 3}, {S_FALSE, 3, Bytes(2, cUntouched)});
     ExpectLayout(StringData(text), {'a', 0, -84, 0x20, 'c', 0}, {S_OK, 4, {'a', 0, -84, 0x20, cUntouched}});
     ExpectLayout(QORTextFileData(1, text), {'a', 0, -84}, {S_FALSE, 3, Bytes(2, cUntouched)});
@@ -79,14 +79,14 @@ TEST_F(DataItems, LoadJustTheBytesThatTheyAreGiven)
     EXPECT_EQ(Loaded(QORTextFileData(1, nullptr), five), "abc");
     EXPECT_EQ(Loaded(QORTextFileData(1, nullptr), {'a'}), "a");
     // A text file comes back by half: six units are saved as six bytes.
-    EXPECT_EQ(Loaded(QORTextFileData(1, nullptr), Save(QORTextFileData(1, W("abcdef")), 6, 6).mBytes), "abc");
+    EXPECT_EQ(Loaded(QORTextFileData(1, nullptr), Save(QORTextFileData(1, QORJOB_W("abcdef")), 6, 6).mBytes), "abc");
 }
 
 TEST_F(DataItems, StayAsTheyWereWithoutMemoryOrBytes)
 {
     QORBinaryData binary = Binary(1, {1});
-    StringData text(W("t"));
-    QORTextFileData file(1, W("t"));
+    StringData text(QORJOB_W("t"));
+    QORTextFileData file(1, QORJOB_W("t"));
     QORJobData* const items[] = {&binary, &text, &file};
     for (QORJobData* item : items)
     {
@@ -97,11 +97,11 @@ TEST_F(DataItems, StayAsTheyWereWithoutMemoryOrBytes)
         EXPECT_EQ(PayloadOf(*item), before);
     }
     Faults::FailNth(Faults::EnumFault::Allocation, 1);
-    EXPECT_EQ(text.Append(W("more")), E_OUTOFMEMORY);
+    EXPECT_EQ(text.Append(QORJOB_W("more")), E_OUTOFMEMORY);
     EXPECT_EQ(text.Append(nullptr), S_OK);
     EXPECT_EQ(TextIn(text), "t");
     Faults::FailNth(Faults::EnumFault::Allocation, 1);
-    EXPECT_THROW(QORTextFileData(1, W("t")), std::bad_alloc);
+    EXPECT_THROW(QORTextFileData(1, QORJOB_W("t")), std::bad_alloc);
 }
 
 TEST_F(DataItems, SaveTheirOwnPayloadWhateverAClassAddsToIt)
@@ -115,8 +115,8 @@ TEST_F(DataItems, SaveTheirOwnPayloadWhateverAClassAddsToIt)
         EXPECT_EQ(size, iExact + cHead);
     };
     save(Headed<QORBinaryData>(1, QBase::HeapAllocate(6), 6u), 6);
-    save(Headed<QORStringData>(1, W("abc"), QORStringData::COPY_STRING), 6);
-    save(Headed<QORTextFileData>(1, W("abc")), 3);
+    save(Headed<QORStringData>(1, QORJOB_W("abc"), QORStringData::COPY_STRING), 6);
+    save(Headed<QORTextFileData>(1, QORJOB_W("abc")), 3);
     save(Headed<QORComData>(1, nullptr), 0);
 }
 
@@ -138,7 +138,7 @@ TEST_F(DataItems, HoldOneReferenceToTheirInterface)
 // Whatever is freed twice or not at all the fixture finds, or the sanitizer.
 TEST_F(DataItems, GoWithTheirLastReferenceWhereTheyLive)
 {
-    WCHAR* const adopted = QORNamedIdsList::DuplicateString(W("on the heap"));
+    QBase::WCHAR* const adopted = QORNamedIdsList::DuplicateString(QORJOB_W("on the heap"));
     QORJobData* item = new QORStringData(1, adopted, QORStringData::ADOPT_STRING);
     EXPECT_EQ(item->AddRef(), 1u);
     QORStringData copy(*static_cast<QORStringData*>(item)); // shares the text, and has the count too
@@ -153,15 +153,15 @@ TEST_F(DataItems, GoWithTheirLastReferenceWhereTheyLive)
     EXPECT_EQ(job->CreateJobDataObject(0, &item), E_OUTOFMEMORY);
     EXPECT_EQ(job->CreateJobDataObject(0, &item), S_OK);
     auto* text = static_cast<QORStringData*>(item);
-    EXPECT_EQ(text->Append(W("ab")), S_OK);
-    EXPECT_EQ(text->Append(static_cast<const WCHAR*>(PayloadOf(*text))), S_OK) << "its own text";
+    EXPECT_EQ(text->Append(QORJOB_W("ab")), S_OK);
+    EXPECT_EQ(text->Append(static_cast<const QBase::WCHAR*>(PayloadOf(*text))), S_OK) << "its own text";
     EXPECT_EQ(TextIn(*text), "abab");
     EXPECT_EQ(item->AddRef(), 1u);
     EXPECT_EQ(item->Release(), 0u);
     EXPECT_EQ(PayloadOf(*item), nullptr) << "the item itself stays until the buffer goes";
 
     QBase::Buffer* buffer = QBase::CreateBuffer(512, 1, 256, false);
-    auto* owner = new (buffer) StringData(W("in a buffer of its own"));
+    auto* owner = new (buffer) StringData(QORJOB_W("in a buffer of its own"));
     owner->SetMemoryBuffer(buffer, false);
     owner->AddRef();
     EXPECT_EQ(owner->Release(), 0u);
@@ -173,7 +173,7 @@ TEST_F(DataItems, HaveTheirOperationsWhereOtherModulesHaveThem)
     // Behind the destructor, which takes as many places as the compiler likes.
     const std::size_t places[] = {PlaceOf(&Data::Reset),
                                   PlaceOf(&Data::GetData),
-                                  PlaceOf(static_cast<HRESULT (Data::*)(const WCHAR**) const>(&Data::GetName)),
+                                  PlaceOf(static_cast<HRESULT (Data::*)(const QBase::WCHAR**) const>(&Data::GetName)),
                                   PlaceOf(&Data::GetSaveObjSize),
                                   PlaceOf(&Data::SaveObj),
                                   PlaceOf(&Data::LoadObj),
@@ -195,7 +195,7 @@ TEST_F(DataItems, AnswerWhatTheirRootAnswersForAllKinds)
 {
     QORBinaryData item(7, nullptr, 0);
     QORJobData& root = item;
-    ULONG number = 77;
+    DWORD number = 77;
     GUID type = GuidOf(1);
     IEnumKDXGUID* children = nullptr;
     EXPECT_EQ(root.Init(8), S_OK);
@@ -205,8 +205,8 @@ TEST_F(DataItems, AnswerWhatTheirRootAnswersForAllKinds)
          {root.GetObjType(&type), root.GetVersionId(&number), root.GetLoadStatus(&number), root.GetChildren(&children)})
         EXPECT_EQ(code, E_NOTIMPL);
     const QORComData com(1, nullptr);
-    QORStringData text(1, W("t"), QORStringData::COPY_STRING);
-    const QORTextFileData file(1, W("t"));
+    QORStringData text(1, QORJOB_W("t"), QORStringData::COPY_STRING);
+    const QORTextFileData file(1, QORJOB_W("t"));
     const QORJobInfoData info;
     for (const QORJobData* kind : {static_cast<const QORJobData*>(&item), static_cast<const QORJobData*>(&com),
                                    static_cast<const QORJobData*>(&text), static_cast<const QORJobData*>(&file)})
@@ -221,18 +221,18 @@ TEST_F(DataItems, AnswerWhatTheirRootAnswersForAllKinds)
 TEST_F(DataItems, HaveNamesOnceTheRegistryIsThere)
 {
     const QORComData item(0, nullptr);
-    const WCHAR* name = nullptr;
+    const QBase::WCHAR* name = nullptr;
     int id = 77;
-    EXPECT_EQ(QORJobData::GetId(W("mine"), nullptr), E_POINTER) << "before the missing registry";
-    EXPECT_EQ(QORJobData::GetId(W("mine"), &id), E_HANDLE);
+    EXPECT_EQ(QORJobData::GetId(QORJOB_W("mine"), nullptr), E_POINTER) << "before the missing registry";
+    EXPECT_EQ(QORJobData::GetId(QORJOB_W("mine"), &id), E_HANDLE);
     EXPECT_EQ(item.GetName(&name), E_HANDLE) << "no lookup makes it";
     Faults::FailNth(Faults::EnumFault::LockCreation, 1);
-    EXPECT_EQ(QORJobData::AddName(W("mine"), 3), E_OUTOFMEMORY);
-    RunOnThreads(4, [](int) { EXPECT_EQ(QORJobData::AddName(W("mine"), 3), S_OK); });
+    EXPECT_EQ(QORJobData::AddName(QORJOB_W("mine"), 3), E_OUTOFMEMORY);
+    RunOnThreads(4, [](int) { EXPECT_EQ(QORJobData::AddName(QORJOB_W("mine"), 3), S_OK); });
     EXPECT_EQ(QORJobData::InitJobDataNameIds(), S_OK);
     EXPECT_EQ(item.GetName(&name), S_OK);
     EXPECT_EQ(TextOf(name), "QORDataMachineName");
-    EXPECT_EQ(QORJobData::GetId(W("mine"), &id), S_OK);
+    EXPECT_EQ(QORJobData::GetId(QORJOB_W("mine"), &id), S_OK);
     EXPECT_EQ(id, 3);
     EXPECT_EQ(QORJobData::UnInitJobDataNameIds(), S_OK);
     EXPECT_EQ(item.GetName(&name), E_HANDLE);

@@ -11,7 +11,7 @@ using NamedIds = JobTest;
 std::string Show(const QORNamedIdsList& iNames)
 {
     std::string shown;
-    const WCHAR* name = nullptr;
+    const QBase::WCHAR* name = nullptr;
     for (int id = 0, index = 0, next = 0; iNames.IndexToName(next, &name) == S_OK && name != nullptr; ++next)
     {
         EXPECT_TRUE(iNames.NameToId(name, &id) == S_OK && iNames.NameToIndex(name, &index) == S_OK && index == next);
@@ -26,9 +26,9 @@ std::string Find(const QORNamedIdsList& iNames, int iNumber)
     std::string found;
     for (const bool bId : {true, false})
     {
-        const WCHAR* name = W("x");
-        WCHAR* copy = nullptr;
-        QBase::wstring text = W("x");
+        const QBase::WCHAR* name = QORJOB_W("x");
+        QBase::WCHAR* copy = nullptr;
+        QBase::wstring text = QORJOB_W("x");
         int number = 77;
         EXPECT_EQ(bId ? iNames.IdToName(iNumber, &name) : iNames.IndexToName(iNumber, &name), S_OK);
         EXPECT_EQ(bId ? iNames.IdToName(iNumber, text) : iNames.IndexToName(iNumber, text), S_OK);
@@ -44,8 +44,9 @@ std::string Find(const QORNamedIdsList& iNames, int iNumber)
 TEST_F(NamedIds, KeepTheirIndexAndTakeTheNewId)
 {
     QORNamedIdsList names;
-    const std::pair<const WCHAR*, int> added[] = {{W("c"), -1}, {W("d"), -7}, {W("a"), 1}, {W("A"), 1}, {W("b"), 5},
-                                                  {W("b"), 9},  {W("a"), -1}, {W(""), 3},  {W("ab"), 3}};
+    const std::pair<const QBase::WCHAR*, int> added[] = {{QORJOB_W("c"), -1}, {QORJOB_W("d"), -7}, {QORJOB_W("a"), 1},
+                                                         {QORJOB_W("A"), 1},  {QORJOB_W("b"), 5},  {QORJOB_W("b"), 9},
+                                                         {QORJOB_W("a"), -1}, {QORJOB_W(""), 3},   {QORJOB_W("ab"), 3}};
     for (const auto& [name, id] : added)
         EXPECT_EQ(names.AddNameCopy(name, id), S_OK);
     EXPECT_EQ(Show(names), "c=0 d=1 a=5 A=1 b=9 =3 ab=3 ") << "-1 gives the count, not the index that the name has";
@@ -53,8 +54,8 @@ TEST_F(NamedIds, KeepTheirIndexAndTakeTheNewId)
     for (const int unknown : {-2, -1, 7, 0x7FFFFFFF})
         EXPECT_EQ(Find(names, unknown), "(null)  (null) -1;(null)  (null) -1;");
 
-    WCHAR* const given = QORNamedIdsList::DuplicateString(W("d"));
-    const WCHAR* stored = nullptr;
+    QBase::WCHAR* const given = QORNamedIdsList::DuplicateString(QORJOB_W("d"));
+    const QBase::WCHAR* stored = nullptr;
     EXPECT_EQ(names.AddName(given, 2), S_OK);
     EXPECT_EQ(names.AddName(given, 2), S_OK) << "the very pointer that is there";
     EXPECT_EQ(names.IdToName(2, &stored), S_OK);
@@ -82,7 +83,7 @@ TEST_F(NamedIds, StayAsTheyWereWithoutMemory)
         HRESULT code = E_FAIL;
         for (int nth = 1; code != S_OK; ++nth)
         {
-            WCHAR* given = QORNamedIdsList::DuplicateString(QBase::UTF8ToWideChar(name).c_str());
+            QBase::WCHAR* given = QORNamedIdsList::DuplicateString(QBase::UTF8ToWideChar(name).c_str());
             Faults::FailNth(Faults::EnumFault::Allocation, nth);
             code = names.AddName(given, -1);
             Faults::FailNth(Faults::EnumFault::Allocation, 0);
@@ -91,9 +92,9 @@ TEST_F(NamedIds, StayAsTheyWereWithoutMemory)
         shown += name + "=" + std::to_string(added) + " ";
     }
     EXPECT_EQ(Find(names, 0) + Find(names, 17), "n0 n0 n0 0;n0 n0 n0 0;n17 n17 n17 17;n17 n17 n17 17;");
-    WCHAR* copy = nullptr;
+    QBase::WCHAR* copy = nullptr;
     Faults::FailNth(Faults::EnumFault::Allocation, 1);
-    EXPECT_EQ(names.AddNameCopy(W("x"), 1), E_INVALIDARG) << "a copy that isn't made counts as a null name";
+    EXPECT_EQ(names.AddNameCopy(QORJOB_W("x"), 1), E_INVALIDARG) << "a copy that isn't made counts as a null name";
     Faults::FailNth(Faults::EnumFault::Allocation, 1);
     EXPECT_EQ(names.IdToNameCopy(3, &copy), E_OUTOFMEMORY);
     Faults::FailNth(Faults::EnumFault::Allocation, 1);
@@ -113,7 +114,7 @@ TEST_F(NamedIds, AreReadWhileOthersRegister)
             {
                 const std::string name = "n" + std::to_string(i);
                 const QBase::wstring wide = QBase::UTF8ToWideChar(name);
-                WCHAR* copy = nullptr;
+                QBase::WCHAR* copy = nullptr;
                 int index = -1;
                 if (iIndex < 2)
                     names.AddNameCopy(wide.c_str(), i);

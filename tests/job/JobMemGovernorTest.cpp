@@ -83,7 +83,7 @@ TEST_F(MemGovernor, SaysWhatItRefusesAndHowMuchIsLeft)
     QBase::wstring text;
     ASSERT_EQ(governor.Request(99 * cMegabyte + cMegabyte / 2, text), S_OK);
     EXPECT_EQ(governor.Request(cMegabyte, text), cMemoryRefused);
-    EXPECT_EQ(text, W("Job 4711 needs more memory than its limit of 100 MB allows."));
+    EXPECT_EQ(text, QORJOB_W("Job 4711 needs more memory than its limit of 100 MB allows."));
     EXPECT_EQ(TakeLog().front(),
               "Error: User {12345678-9ABC-DEF0-0102-030405060708} requests 1.00 MB (1048576 Bytes) for job 4711, but "
               "only 0.50 MB (524288 Bytes) left with the configured memory limit 100 MB.");
@@ -97,7 +97,7 @@ TEST_F(MemGovernor, RefusesByTheSameCodeWhereItCantSayWhy)
 {
     JobMemGovernor governor(cJobId);
     governor.mLimitBytes = 0;
-    QBase::wstring text(W("of before"));
+    QBase::wstring text(QORJOB_W("of before"));
     Faults::FailNth(Faults::EnumFault::Allocation, 1);
     EXPECT_EQ(governor.Request(1, text), cMemoryRefused);
     EXPECT_TRUE(text.empty());

@@ -24,7 +24,7 @@ TEST_F(JobAttributes, ChangeOneAtATime)
             EXPECT_EQ(other.mGetter(*job.Get()), other.mInitial) << other.mName << " of a fresh job";
         if (attribute.mRawSetter)
         {
-            const QBase::wstring longer = W("a text that is longer than the value");
+            const QBase::wstring longer = QORJOB_W("a text that is longer than the value");
             EXPECT_EQ(attribute.mRawSetter(*job.Get(), longer.c_str()), S_OK);
             EXPECT_EQ(attribute.mRawSetter(*job.Get(), nullptr), E_POINTER);
             EXPECT_EQ(attribute.mGetter(*job.Get()), testing::PrintToString(longer));

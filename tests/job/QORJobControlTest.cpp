@@ -31,7 +31,7 @@ TEST_F(Control, AnswersTheFirstPendingRequestOnce)
         QORChannelRequest first(channel.Get(), 1, 2);
         QORChannelRequest second(channel.Get(), 3, 4);
         const JobPtr job = NewJob(type);
-        job->SetProjectName(W("Climate"));
+        job->SetProjectName(QORJOB_W("Climate"));
         SetStatus(*job.Get(), 9); // nothing is pending yet
         job->AddChannelRequest(&first);
         job->AddChannelRequest(&second);

@@ -27,10 +27,10 @@ public:
     }
 
     HRESULT GetId(unsigned* oId) const override { return Note(" GetId") + QORBinaryData::GetId(oId); }
-    ULONG AddRef() override { return Note(" AddRef") + ++mReferences; }
-    ULONG Release() override { return Note(" Release") + --mReferences; }
+    DWORD AddRef() override { return Note(" AddRef") + ++mReferences; }
+    DWORD Release() override { return Note(" Release") + --mReferences; }
 
-    ULONG mReferences = 0;
+    DWORD mReferences = 0;
 
 private:
     int Note(const char* iOperation) const
@@ -158,7 +158,7 @@ TEST_F(DataStore, IsMadeItemsInByManyThreadsAtOnce)
                     QORJobData::CreateJobDataObject(job.Get(), 0, &item);
                 if (item != nullptr)
                 {
-                    item->Init(static_cast<ULONG>(iThread * cItems + i));
+                    item->Init(static_cast<DWORD>(iThread * cItems + i));
                     made[static_cast<std::size_t>(iThread)].push_back(item);
                 }
             }

@@ -78,7 +78,7 @@ TEST_F(Dispatch, StartsNoStepWhenMemoryRunsOut)
     job->SetStepStart(StepNoMore, 0, &task); // the task alone
     context.mCalls.clear();
     Faults::FailNth(Faults::EnumFault::Allocation, 1);
-    const BSTR probe = SysAllocString(W("key"));
+    const BSTR probe = SysAllocString(QORJOB_W("key"));
     const int keyFails = probe == nullptr ? 2 : 1; // the system's own strings don't fail on demand
     SysFreeString(probe);
     for (const auto& [id, nth] : {std::pair(2, 1), {39, 1}, {39, keyFails}}) // the profile's place, the chapter key

@@ -17,7 +17,7 @@ struct Strangers
     int mAlive = 0;
     Texts mCalls;
 
-    ULONG Leave(const std::string& iCall)
+    DWORD Leave(const std::string& iCall)
     {
         --mAlive;
         Note(iCall);
@@ -66,8 +66,8 @@ public:
         return S_OK;
     }
 
-    ULONG AddRef() override { return static_cast<ULONG>(++mStrangers.mAlive); }
-    ULONG Release() override { return mStrangers.Leave("item " + std::to_string(mId)); }
+    DWORD AddRef() override { return static_cast<DWORD>(++mStrangers.mAlive); }
+    DWORD Release() override { return mStrangers.Leave("item " + std::to_string(mId)); }
 
 private:
     int mId;
@@ -80,8 +80,8 @@ public:
     explicit Message(Strangers& ioStrangers) : mStrangers(ioStrangers) {}
 
     HRESULT QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
-    ULONG AddRef() override { return static_cast<ULONG>(++mStrangers.mAlive); }
-    ULONG Release() override { return mStrangers.Leave("message"); }
+    DWORD AddRef() override { return static_cast<DWORD>(++mStrangers.mAlive); }
+    DWORD Release() override { return mStrangers.Leave("message"); }
     HRESULT CopyTo(IUnknown*) override { return E_NOTIMPL; }
     HRESULT get_BlockStream(ICKDXReadBlockStream**) override { return E_NOTIMPL; }
     HRESULT BelongsTo(IUnknown*) override { return E_NOTIMPL; }

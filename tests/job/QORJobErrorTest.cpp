@@ -23,8 +23,8 @@ class FakeWriteMessage final : public ICKDXWriteMessage
 {
 public:
     HRESULT QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
-    ULONG AddRef() override { return ++mReferences; }
-    ULONG Release() override { return --mReferences; }
+    DWORD AddRef() override { return ++mReferences; }
+    DWORD Release() override { return --mReferences; }
     HRESULT get_State(int*) override { return E_NOTIMPL; }
     HRESULT get_Item(IUnknown**) override { return E_NOTIMPL; }
     HRESULT set_ErrorCode(HRESULT iCode) override { return mCalls.push_back("code " + std::to_string(iCode)), S_OK; }
@@ -34,7 +34,7 @@ public:
     HRESULT Close() override { return E_NOTIMPL; }
 
     Texts mCalls;
-    ULONG mReferences = 0;
+    DWORD mReferences = 0;
 };
 
 class JobError : public JobTest
@@ -55,7 +55,7 @@ protected:
 
     static std::string TextOf(const QORJob& iJob)
     {
-        QBase::wstring text(W("-"));
+        QBase::wstring text(QORJOB_W("-"));
         EXPECT_EQ(iJob.GetJobError(text), S_OK);
         return QBase::WideCharToUTF8(text);
     }
@@ -94,7 +94,7 @@ TEST_F(JobError, LeavesTheCurrentStepAndWhatReportsAndClosesUnlessTheJobHasEnded
         {
             const auto error = job->GetJobErrorBuilder(cFailure);
             EXPECT_EQ(error->GetCreationResult(), bWritten ? S_OK : E_FAIL) << todo;
-            *error << W("here") << 7 << W("why");
+            *error << QORJOB_W("here") << 7 << QORJOB_W("why");
         }
         const Texts lines = TakeLog();
         EXPECT_EQ(lines.size(), std::string(todo) == "2 5" && std::string(done) == "3" ? 2u : 1u);
@@ -121,8 +121,8 @@ TEST_F(JobError, KeepsTheFirstErrorAndTakesMoreByUpdate)
         return bError;
     };
     EXPECT_FALSE(isError(true));
-    *job->GetJobErrorBuilder(cOther) << W("Climate");
-    *job->GetJobErrorBuilder(cFailure) << W("dropped");
+    *job->GetJobErrorBuilder(cOther) << QORJOB_W("Climate");
+    *job->GetJobErrorBuilder(cFailure) << QORJOB_W("dropped");
     EXPECT_TRUE(isError(true));
     EXPECT_FALSE(isError(false)) << "it never says yes";
     EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), cOther);
@@ -130,9 +130,9 @@ TEST_F(JobError, KeepsTheFirstErrorAndTakesMoreByUpdate)
     const auto message = Given(mContext, &ICKDXProcessContext::get_OutMessage);
     EXPECT_EQ(message->get_ErrorCode(&code), S_OK);
     EXPECT_EQ(code, cOther);
-    EXPECT_EQ(job->UpdateJobError(W("Kernel"), 0x8000FE24, 12), S_OK);
+    EXPECT_EQ(job->UpdateJobError(QORJOB_W("Kernel"), 0x8000FE24, 12), S_OK);
     SetStatus(*job.Get(), JobExecuting); // goes on after all, and fails again
-    *job->GetJobErrorBuilder(cFailure) << W("here");
+    *job->GetJobErrorBuilder(cFailure) << QORJOB_W("here");
     EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), cOther);
     EXPECT_EQ(CodesIn(message), (Codes{0x80043018, 0x8000FE24, 0x8004308E}));
 
@@ -157,7 +157,7 @@ TEST_F(JobError, AsksForTheDeliveryUnlockedAndCommitsItsCodeBeforeItsText)
         if (iOperation == "get_ContextObjectN")
             bFree = probe.IsFree(*job.Get());
     };
-    *job->GetJobErrorBuilder(cFailure) << W("here");
+    *job->GetJobErrorBuilder(cFailure) << QORJOB_W("here");
     EXPECT_TRUE(bFree);
     EXPECT_EQ(message.mCalls, (Texts{"code " + std::to_string(cFailure), "entry"}));
     EXPECT_EQ(message.mReferences, 0u);
@@ -166,7 +166,7 @@ TEST_F(JobError, AsksForTheDeliveryUnlockedAndCommitsItsCodeBeforeItsText)
 TEST_F(JobError, ReadsInTheLanguageOfTheUser)
 {
     const JobPtr job = NewErrorJob("3 4 2");
-    *job->GetJobErrorBuilder(cOther) << W("Climate");
+    *job->GetJobErrorBuilder(cOther) << QORJOB_W("Climate");
     const std::pair<unsigned, const char*> cTexts[] = {
         {0x0409, "The request can't be processed now. It waits for project Climate."},
         {0x0407, "Die Anforderung kann jetzt nicht bearbeitet werden. Sie wartet auf das Projekt Climate."},
@@ -175,7 +175,7 @@ TEST_F(JobError, ReadsInTheLanguageOfTheUser)
     {
         Settings::SetUserDefaultLCID(locale);
         EXPECT_EQ(TextOf(*job.Get()), text);
-        WCHAR* copy = nullptr;
+        QBase::WCHAR* copy = nullptr;
         EXPECT_EQ(job->GetJobError(&copy), S_OK);
         EXPECT_EQ(QBase::WideCharToUTF8(copy), text);
         QBase::HeapFree(copy);
@@ -186,12 +186,12 @@ TEST_F(JobError, ReadsInTheLanguageOfTheUser)
 TEST_F(JobError, TakesEachTypeAsItsText)
 {
     const JobPtr job = NewErrorJob("3");
-    WCHAR text[] = {'t', 0};
+    QBase::WCHAR text[] = {'t', 0};
     {
         const auto error = job->GetJobErrorBuilder(static_cast<HRESULT>(0x8004FFFF));
         *error << true << char(-1) << short(-2) << static_cast<unsigned char>(255)
                << static_cast<unsigned short>(65535);
-        *error << 5 << 6U << 7L << 0.5F << 0.25 << W("w") << text << static_cast<WCHAR*>(nullptr);
+        *error << 5 << 6U << 7L << 0.5F << 0.25 << QORJOB_W("w") << text << static_cast<QBase::WCHAR*>(nullptr);
         *error << QLog::Format::Hex << 255 << QLog::Format::Dec << 255 << GUID_NULL;
     }
     // An error without a text shows its arguments.
@@ -202,7 +202,7 @@ TEST_F(JobError, TakesEachTypeAsItsText)
 TEST_F(JobError, DoesWithoutContextMessageOrMemory)
 {
     const JobPtr job = NewJobWith("3 4 2", 1);
-    EXPECT_EQ(job->UpdateJobError(W("Kernel"), 1, 2), E_POINTER);
+    EXPECT_EQ(job->UpdateJobError(QORJOB_W("Kernel"), 1, 2), E_POINTER);
     EXPECT_EQ(job->GetJobErrorBuilder(cFailure)->GetCreationResult(), E_FAIL);
     EXPECT_EQ(TextOf(*job.Get()), "-");
     EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), cFailure) << "the job is an error job all the same";
@@ -210,7 +210,7 @@ TEST_F(JobError, DoesWithoutContextMessageOrMemory)
     FakeProcessContext context; // has no message
     const JobPtr other = NewJobWith("3 4 2", 1);
     other->SetProcessContext(&context);
-    EXPECT_EQ(other->UpdateJobError(W("Kernel"), 1, 2), E_NOTIMPL);
+    EXPECT_EQ(other->UpdateJobError(QORJOB_W("Kernel"), 1, 2), E_NOTIMPL);
     Faults::FailNth(Faults::EnumFault::Allocation, 1);
     EXPECT_FALSE(other->GetJobErrorBuilder(cFailure));
     EXPECT_EQ(Read(*other.Get(), &QORJob::GetStatus), 1) << "no builder, no change";
@@ -243,11 +243,11 @@ TEST_F(JobError, PassesWhatAContextThrowsOnAndIsReportedByItsReaders)
     };
     EXPECT_THROW(job->GetJobErrorBuilder(cFailure), QBase::Message);
     TakeLog();
-    QBase::wstring text(W("-"));
+    QBase::wstring text(QORJOB_W("-"));
     ICKDXWriteMessage* message = nullptr;
     const std::pair<const char*, HRESULT> cResults[] = {
         {"GetJobError", job->GetJobError(text)},
-        {"UpdateJobError", job->UpdateJobError(W("Kernel"), 1, 2)},
+        {"UpdateJobError", job->UpdateJobError(QORJOB_W("Kernel"), 1, 2)},
         {"GetErrMessage", job->GetErrMessage(&message)},
         {"GetOutMessage", job->GetOutMessage(&message)},
     };

@@ -140,13 +140,13 @@ TEST_F(JobRows, RefuseANullOutPointerOrIgnoreIt)
          {job.IsExecuting(nullptr, nullptr, nullptr, nullptr, nullptr), job.GetChannelRequest(nullptr, 0),
           job.GetJobData(0, nullptr), job.IsDataAvailable(0, nullptr), job.GetCurrentStepId(nullptr, nullptr),
           job.GetCurrentStepIdToRun(nullptr, nullptr), job.SetJobData(nullptr), job.GetWaitingTimeInternal(nullptr),
-          job.GetJobError(static_cast<WCHAR**>(nullptr))})
+          job.GetJobError(static_cast<QBase::WCHAR**>(nullptr))})
         EXPECT_EQ(code, E_POINTER);
     for (const HRESULT code :
          {job.GetId(nullptr), job.SetType(1, nullptr), job.SetProjectId(1, nullptr), job.SetStatus(1, nullptr)})
         EXPECT_EQ(code, S_OK);
     unsigned size = 77;
-    for (const ULONG code : {job.GetSaveObjSizeNoLock(&size), job.GetSaveObjSize(&size),
+    for (const DWORD code : {job.GetSaveObjSizeNoLock(&size), job.GetSaveObjSize(&size),
                              job.SaveObj(1, 0, nullptr, &size), job.LoadObj(1, nullptr)})
         EXPECT_EQ(code, 0u);
     EXPECT_EQ(size, 77u) << "a job is never saved as a whole";
@@ -162,7 +162,7 @@ TEST_F(JobRows, TakeTheLockOrDoWithoutIt)
     for (const Attribute& attribute : cAttributes)
     {
         if (attribute.mRawSetter)
-            locked.push_back({[&](QORJob& ioJob) { attribute.mRawSetter(ioJob, W("text")); }, {}});
+            locked.push_back({[&](QORJob& ioJob) { attribute.mRawSetter(ioJob, QORJOB_W("text")); }, {}});
         (attribute.mbGetterLocks ? locked : unlocked).push_back({attribute.mGetter, {}});
         (attribute.mbSetterLocks ? locked : unlocked)
             .push_back({[&](QORJob& ioJob) {

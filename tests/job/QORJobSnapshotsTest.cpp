@@ -127,7 +127,7 @@ TEST_F(JobSnapshots, CutWhatIsTooLong)
     EXPECT_EQ(Show(info.mData[0]), Words("item 1 128 b"));
     EXPECT_EQ(Read(info.mData[1], &QORJobInfoData::GetSize), 0u) << "its bytes don't fit";
 
-    const QBase::wstring text(100, W('d'));
+    const QBase::wstring text(100, QORJOB_W('d'));
     job->SetOwner(text);
     job->SetDescription(text);
     job->SetProjectName(text);
@@ -140,7 +140,7 @@ TEST_F(JobSnapshots, CutWhatIsTooLong)
 
 TEST_F(JobSnapshots, KeepTheirTextsOnTheGeneralHeap)
 {
-    const QBase::wstring text(100, W('d'));
+    const QBase::wstring text(100, QORJOB_W('d'));
     const JobPtr job = NewJob();
     job->SetSubscriptionOwner(text);
     job->SetSubscriptionRecipient(text);

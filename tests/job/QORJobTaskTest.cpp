@@ -19,8 +19,8 @@ struct Outside final : NullProcessContext, ICKDXSession
         *oInterface = QBase::PtrI<ICKDXSession>(iInterfaceId == IID_ICKDXSession ? this : nullptr).Detach();
         return S_OK;
     }
-    ULONG AddRef() override { return ++mReferences; }
-    ULONG Release() override { return --mReferences; }
+    DWORD AddRef() override { return ++mReferences; }
+    DWORD Release() override { return --mReferences; }
     HRESULT get_HandleB(QBase::Counted** oHandle) override
     {
         *oHandle = QBase::PtrI<QBase::Counted>(mpReporter).Detach();
@@ -57,7 +57,7 @@ struct Reporter final : QORErrorReporter
     unsigned AddRef() override { return static_cast<unsigned>(mOutside.AddRef()); }
     unsigned Release() override { return static_cast<unsigned>(mOutside.Release()); }
     HRESULT SetReportKind(int iKind) override { return mOutside.Note(std::to_string(iKind)); }
-    HRESULT ReportError(HRESULT iCode, const WCHAR* iText) override
+    HRESULT ReportError(HRESULT iCode, const QBase::WCHAR* iText) override
     {
         return mOutside.Note(std::to_string(iCode & 0xFFFF) + QBase::WideCharToUTF8(iText));
     }
@@ -194,7 +194,7 @@ TEST_F(JobTask, HasItsOperationsWhereOtherModulesHaveThem)
     EXPECT_EQ(PlaceOf(&QORJobTask::Clone), 1u);
     EXPECT_TRUE(cancelLog == 3 || cancelLog == 4);
     EXPECT_EQ(PlaceOf(&QORJobTask::Cancel), cancelLog + 1);
-    EXPECT_EQ(PlaceOf(static_cast<ULONG (QORJobTask::*)(Factory)>(&QORJobTask::Init)), cancelLog + 2);
+    EXPECT_EQ(PlaceOf(static_cast<DWORD (QORJobTask::*)(Factory)>(&QORJobTask::Init)), cancelLog + 2);
     EXPECT_EQ(PlaceOf(static_cast<unsigned (QORJobTask::*)(ConfigManager*, Factory)>(&QORJobTask::Init)),
               cancelLog + 3);
 }
@@ -210,7 +210,7 @@ TEST_F(JobTask, MakesItemsByItsFactoryAndRefusesNull)
     EXPECT_EQ(task.CreateJobDataObject(2, &item), 2);
     EXPECT_EQ(task.Cancel(mJob.Get()), E_NOTIMPL);
     for (const HRESULT code : {task.GetStatus(nullptr), task.Clone(nullptr), task.GetContextDataX(0, nullptr),
-                               task.GetContextData(0, nullptr), QORJobTask::GetId(W("any"), nullptr),
+                               task.GetContextData(0, nullptr), QORJobTask::GetId(QORJOB_W("any"), nullptr),
                                QORJobTask::GetName(0, nullptr), QORJobTask::GetProfileIndex(0, nullptr)})
         EXPECT_EQ(code, E_POINTER);
 }
@@ -254,7 +254,7 @@ TEST_F(JobTask, AbortsWhateverTheReportAndTheInputsMeet)
 
 TEST_F(JobTask, FindsNamesAndProfilesAsTheRegistryWasMade)
 {
-    const WCHAR* const query = W("Query");
+    const QBase::WCHAR* const query = QORJOB_W("Query");
     int id = 0;
     EXPECT_EQ(QORJobTask::GetId(query, &id), E_HANDLE);
     // Made by Init the registry leaves the profiles as they were loaded; made by a name, even in vain, it clears them.
@@ -268,10 +268,10 @@ TEST_F(JobTask, FindsNamesAndProfilesAsTheRegistryWasMade)
         EXPECT_EQ(make(), S_OK);
         EXPECT_EQ(QORJobTask::AddName(query, 41), S_OK);
         EXPECT_EQ(QORJobTask::AddName(nullptr, 3), E_INVALIDARG);
-        EXPECT_EQ(QORJobTask::AddName(W("Gr\u00F6\u00DFe"), 40), S_OK);
+        EXPECT_EQ(QORJobTask::AddName(QORJOB_W("Gr\u00F6\u00DFe"), 40), S_OK);
         EXPECT_EQ(QORJobTask::GetId(query, &id), S_OK);
         EXPECT_EQ(id, 41);
-        const WCHAR* name = nullptr;
+        const QBase::WCHAR* name = nullptr;
         QBase::wstring text;
         EXPECT_EQ(QORJobTask::GetName(41, &name), S_OK);
         EXPECT_EQ(QORJobTask::GetName(41, text), S_OK);

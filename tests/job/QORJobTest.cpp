@@ -89,7 +89,7 @@ TEST_F(Birth, LeavesNothingBehindWithoutMemoryOrALock)
 TEST_F(Birth, PutsAllThatAJobHoldsIntoTheBufferOfItsCreator)
 {
     QBase::Buffer* buffer = NewBuffer();
-    const QBase::wstring text(200, W('x'));
+    const QBase::wstring text(200, QORJOB_W('x'));
     // What asks for another allocator finds one that has nothing.
     std::pmr::memory_resource* usual = std::pmr::set_default_resource(std::pmr::null_memory_resource());
     Faults::StopCountingBlocks();

@@ -66,7 +66,7 @@ TEST_F(JobTexts, DescribeTheTypeInTheSessionsLanguageAndNameTheObject)
         EXPECT_EQ(job->SetDescription(), S_OK);
         EXPECT_EQ(DescriptionOf(*job.Get()), text);
         for (const auto& [nameCode, name] :
-             {std::pair(E_FAIL, W(" Sales")), {S_OK, static_cast<const WCHAR*>(nullptr)}})
+             {std::pair(E_FAIL, QORJOB_W(" Sales")), {S_OK, static_cast<const QBase::WCHAR*>(nullptr)}})
         {
             collaborator.mNameCode = nameCode;
             collaborator.mpName = name;
@@ -171,8 +171,8 @@ TEST_F(JobTexts, DumpEachFlagInItsOwnLine)
 TEST_F(JobTexts, LeaveOutWhatHasNoRoomOrIsNotThere)
 {
     const JobPtr job = NewJobWith("- 3");
-    job->SetOwner(QBase::wstring(1015, W('o'))); // with "\tOwner: " and the line's end 1,024 units
-    job->SetUser(QBase::wstring(1015, W('u')));  // 1,023 units
+    job->SetOwner(QBase::wstring(1015, QORJOB_W('o'))); // with "\tOwner: " and the line's end 1,024 units
+    job->SetUser(QBase::wstring(1015, QORJOB_W('u')));  // 1,023 units
     const std::string dump = DumpOf(*job.Get());
     EXPECT_NE(dump.find("u\n\tUser Login"), std::string::npos);
     EXPECT_EQ(dump.find("\tOwner: "), std::string::npos);
@@ -203,7 +203,7 @@ TEST_F(JobTexts, SumTheJobUpInOneLine)
 {
     const FullJob full;
     QORJob& job = *full.mJob.Get();
-    EXPECT_EQ(QORJobData::AddName(W("\U0001F600 item"), 3), S_OK); // behind the library's own name
+    EXPECT_EQ(QORJobData::AddName(QORJOB_W("\U0001F600 item"), 3), S_OK); // behind the library's own name
     const auto local = [](int iMoment) {
         const QBase::wstring text = Moment(iMoment).ToLocalTime().ToText();
         return std::wstring(text.begin(), text.end());

@@ -60,27 +60,27 @@ public:
         AddRef();
         return S_OK;
     }
-    ULONG AddRef() override { return ++mReferences; }
-    ULONG Release() override { return --mReferences; }
+    DWORD AddRef() override { return ++mReferences; }
+    DWORD Release() override { return --mReferences; }
 
     IUnknown* mpMarshaler = nullptr;
-    ULONG mReferences = 1;
+    DWORD mReferences = 1;
 };
 
 class MemoryStream final : public IStream
 {
 public:
     HRESULT QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
-    ULONG AddRef() override { return 1; }
-    ULONG Release() override { return 1; }
+    DWORD AddRef() override { return 1; }
+    DWORD Release() override { return 1; }
 
-    HRESULT Read(void* oBytes, ULONG iBytes, ULONG* oRead) override
+    HRESULT Read(void* oBytes, DWORD iBytes, DWORD* oRead) override
     {
-        *oRead = static_cast<ULONG>(mBytes.copy(static_cast<char*>(oBytes), iBytes));
+        *oRead = static_cast<DWORD>(mBytes.copy(static_cast<char*>(oBytes), iBytes));
         mBytes.erase(0, *oRead);
         return S_OK;
     }
-    HRESULT Write(const void* iBytes, ULONG iByteCount, ULONG* oWritten) override
+    HRESULT Write(const void* iBytes, DWORD iByteCount, DWORD* oWritten) override
     {
         *oWritten = iByteCount;
         mBytes.append(static_cast<const char*>(iBytes), *oWritten);

@@ -14,10 +14,10 @@ using Faults::EnumFault;
 
 TEST(Conversion, KeepsWellFormedTextBothWays)
 {
-    const std::pair<const char*, const WCHAR*> cRows[] = {
-        {"\x7F|\xC2\x80", W("\x7F|\x80")},
-        {"\xED\x9F\xBF|\xEE\x80\x80|\xEF\xBF\xBF", W("\uD7FF|\uE000|\uFFFF")},
-        {"\xF0\x90\x80\x80|\xF4\x8F\xBF\xBF", W("\U00010000|\U0010FFFF")},
+    const std::pair<const char*, const QBase::WCHAR*> cRows[] = {
+        {"\x7F|\xC2\x80", QORJOB_W("\x7F|\x80")},
+        {"\xED\x9F\xBF|\xEE\x80\x80|\xEF\xBF\xBF", QORJOB_W("\uD7FF|\uE000|\uFFFF")},
+        {"\xF0\x90\x80\x80|\xF4\x8F\xBF\xBF", QORJOB_W("\U00010000|\U0010FFFF")},
     };
     for (const auto& [narrow, wide] : cRows)
     {
@@ -28,35 +28,35 @@ TEST(Conversion, KeepsWellFormedTextBothWays)
 
 TEST(Conversion, ReplacesMalformedText)
 {
-    const std::pair<const char*, const WCHAR*> cRows[] = {
-        {"a\x80z", W("a\uFFFDz")},                              // a tail without a lead
-        {"\xE2\x82z\xE2\x82", W("\uFFFDz\uFFFD")},              // cut off; what follows survives
-        {"\xED\xA0\x80", W("\uFFFD\uFFFD\uFFFD")},              // a surrogate
-        {"\xF4\x90\x80\x80", W("\uFFFD\uFFFD\uFFFD\uFFFD")},    // above U+10FFFF
-        {"\xF0\x9F\x98\xF0\x9F\x98\x80", W("\uFFFD\U0001F600")} // a lead where a tail should be
+    const std::pair<const char*, const QBase::WCHAR*> cRows[] = {
+        {"a\x80z", QORJOB_W("a\uFFFDz")},                              // a tail without a lead
+        {"\xE2\x82z\xE2\x82", QORJOB_W("\uFFFDz\uFFFD")},              // cut off; what follows survives
+        {"\xED\xA0\x80", QORJOB_W("\uFFFD\uFFFD\uFFFD")},              // a surrogate
+        {"\xF4\x90\x80\x80", QORJOB_W("\uFFFD\uFFFD\uFFFD\uFFFD")},    // above U+10FFFF
+        {"\xF0\x9F\x98\xF0\x9F\x98\x80", QORJOB_W("\uFFFD\U0001F600")} // a lead where a tail should be
     };
     for (const auto& [narrow, wide] : cRows)
         EXPECT_TRUE(QBase::UTF8ToWideChar(narrow) == wide) << testing::PrintToString(narrow);
     const std::string replacement = "\xEF\xBF\xBD"; // for lone surrogates
-    const WCHAR twisted[] = {0xDE00, 0xD83D, 'z', 0xD83D};
+    const QBase::WCHAR twisted[] = {0xDE00, 0xD83D, 'z', 0xD83D};
     EXPECT_EQ(QBase::WideCharToUTF8({twisted, 4}), replacement + replacement + "z" + replacement);
 }
 
 TEST(LengthStrings, CarryTheirLengthAndATerminator)
 {
-    const WCHAR text[] = {'a', 0, 'b', 'c'};
+    const QBase::WCHAR text[] = {'a', 0, 'b', 'c'};
     for (const unsigned length : {3u, 0u})
     {
         const BSTR copy = SysAllocStringLen(text, length);
         ASSERT_NE(copy, nullptr);
         EXPECT_EQ(SysStringLen(copy), length);
-        EXPECT_EQ(std::memcmp(copy, text, length * sizeof(WCHAR)), 0);
+        EXPECT_EQ(std::memcmp(copy, text, length * sizeof(QBase::WCHAR)), 0);
         EXPECT_EQ(copy[length], 0);
         SysFreeString(copy);
     }
 #if !defined(_WIN32)
     Faults::FailNth(EnumFault::Allocation, 1);
-    EXPECT_EQ(SysAllocString(W("text")), nullptr);
-    EXPECT_EQ(SysAllocStringLen(W("text"), std::numeric_limits<unsigned>::max()), nullptr);
+    EXPECT_EQ(SysAllocString(QORJOB_W("text")), nullptr);
+    EXPECT_EQ(SysAllocStringLen(QORJOB_W("text"), std::numeric_limits<unsigned>::max()), nullptr);
 #endif
 }

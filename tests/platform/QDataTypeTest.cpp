@@ -47,8 +47,8 @@ TEST(DateTimes, ReadAsACalendar)
 TEST(DateTimes, AreShownAsTextAndByTheLocalClock)
 {
     const DateTime time = DateTime::FromTicks(46347 * cDay + 78 * 10'000 + 9'999);
-    EXPECT_EQ(time.ToText(), W("2026-11-21 00:00:00.078"));
-    EXPECT_EQ(DateTime::FromTicks(cLowest).ToText(), W("-27328-04-16 21:11:54.522"));
+    EXPECT_EQ(time.ToText(), QORJOB_W("2026-11-21 00:00:00.078"));
+    EXPECT_EQ(DateTime::FromTicks(cLowest).ToText(), QORJOB_W("-27328-04-16 21:11:54.522"));
 #if !defined(_WIN32)
     setenv("TZ", "EST5", 1);
     tzset();

@@ -59,9 +59,9 @@ std::string ErrorsOf(const PtrI<CKDXServerMessage>& iMessage, unsigned iLocale =
 Bytes SomeBlocks()
 {
     const auto message = NewServerMessage();
-    QORMessagePacker(message.Get(), W("Kernel"), 0x8004308E) << "Op" << 7 << "text";
+    QORMessagePacker(message.Get(), QORJOB_W("Kernel"), 0x8004308E) << "Op" << 7 << "text";
     Pack(message.Get(), 0x43094);
-    QORMessagePacker(message.Get(), W("Server"), 0x8004FE0F) << std::string_view(std::string(300, 'x'));
+    QORMessagePacker(message.Get(), QORJOB_W("Server"), 0x8004FE0F) << std::string_view(std::string(300, 'x'));
     return BytesOf(message);
 }
 
@@ -69,12 +69,12 @@ Bytes SomeBlocks()
 
 TEST(Unpackers, FindTheTextByCodeAndSource)
 {
-    const std::tuple<const WCHAR*, unsigned, const char*> rows[] = {
-        {W("Kernel"), 0x8000FE24, "Job 7 needs more memory than its limit of seven MB allows."},
-        {W("Kernel"), 0x8004FE0F, "The task was aborted."}, // another bundle's
-        {W("Rows of %2: %1"), 42, "Rows of seven: 7"},      // the source is the template
-        {W("Kernel"), 0x80041234, "-?- 0x80041234: 7, seven"},
-        {W(""), 42, "-?- 0x0000002A: 7, seven"},
+    const std::tuple<const QBase::WCHAR*, unsigned, const char*> rows[] = {
+        {QORJOB_W("Kernel"), 0x8000FE24, "Job 7 needs more memory than its limit of seven MB allows."},
+        {QORJOB_W("Kernel"), 0x8004FE0F, "The task was aborted."}, // another bundle's
+        {QORJOB_W("Rows of %2: %1"), 42, "Rows of seven: 7"},      // the source is the template
+        {QORJOB_W("Kernel"), 0x80041234, "-?- 0x80041234: 7, seven"},
+        {QORJOB_W(""), 42, "-?- 0x0000002A: 7, seven"},
     };
     for (const auto& [source, code, text] : rows)
     {

@@ -115,7 +115,7 @@ TEST(ReadMessages, CopyTheirBlocksToAWriteMessageOrNothing)
     EXPECT_EQ(CodesIn(target), (Codes{1, 2}));
 
     BYTE bytes[256];
-    ULONG read = 0;
+    DWORD read = 0;
     EXPECT_EQ(Given(message, &ICKDXReadMessage::get_BlockStream)->Read(bytes, sizeof(bytes), &read), S_FALSE);
     const auto cut = NewReadMessage(bytes, read - 1);
     EXPECT_EQ(cut->CopyTo(target.Get()), E_INVALIDARG);

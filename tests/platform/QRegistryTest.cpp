@@ -15,12 +15,13 @@ using QRegistry::RootHives;
 
 TEST(RegistryKeys, AreTheSystems)
 {
-    const auto software = OpenKeyFromRoot(RootHives::LocalMachine, W("SOFTWARE"));
-    EXPECT_TRUE(software.HasSubKey(W("Microsoft\\Windows NT\\CurrentVersion")));
-    EXPECT_FALSE(software.HasSubKey(W("No such vendor")));
+    const auto software = OpenKeyFromRoot(RootHives::LocalMachine, QORJOB_W("SOFTWARE"));
+    EXPECT_TRUE(software.HasSubKey(QORJOB_W("Microsoft\\Windows NT\\CurrentVersion")));
+    EXPECT_FALSE(software.HasSubKey(QORJOB_W("No such vendor")));
     EXPECT_FALSE(software.HasUnnamedValue());
-    const auto version = OpenKeyFromRoot(RootHives::LocalMachine, W("SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion"));
-    EXPECT_FALSE(version.ReadText(W("ProductName"), W("")).empty());
+    const auto version =
+        OpenKeyFromRoot(RootHives::LocalMachine, QORJOB_W("SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion"));
+    EXPECT_FALSE(version.ReadText(QORJOB_W("ProductName"), QORJOB_W("")).empty());
 }
 
 #else
@@ -60,17 +61,17 @@ TEST_F(RegistryTree, IsReadByPathWhateverTheCase)
                         "[hkey_local_machine\\software\\veltrix\\LANGUAGE]\n"
                         "greeting=again"),
               "");
-    const auto software = OpenKeyFromRoot(RootHives::LocalMachine, W("Software"));
-    EXPECT_TRUE(software.HasSubKey(W("VELTRIX\\language")));
-    EXPECT_TRUE(software.HasSubKey(W("Veltrix\\Paths")));
+    const auto software = OpenKeyFromRoot(RootHives::LocalMachine, QORJOB_W("Software"));
+    EXPECT_TRUE(software.HasSubKey(QORJOB_W("VELTRIX\\language")));
+    EXPECT_TRUE(software.HasSubKey(QORJOB_W("Veltrix\\Paths")));
     EXPECT_FALSE(software.HasUnnamedValue());
-    EXPECT_THROW(OpenKeyFromRoot(RootHives::CurrentUser, W("SOFTWARE")), QRegistry::KeyException);
+    EXPECT_THROW(OpenKeyFromRoot(RootHives::CurrentUser, QORJOB_W("SOFTWARE")), QRegistry::KeyException);
 
-    const auto language = OpenKeyFromRoot(RootHives::LocalMachine, W("SOFTWARE\\Veltrix\\Language"));
+    const auto language = OpenKeyFromRoot(RootHives::LocalMachine, QORJOB_W("SOFTWARE\\Veltrix\\Language"));
     EXPECT_TRUE(language.HasUnnamedValue());
-    EXPECT_EQ(language.ReadText(nullptr, W("default")), W("409"));
-    EXPECT_EQ(language.ReadText(W("GREETING"), W("default")), W("again"));
-    EXPECT_EQ(language.ReadText(W("None"), W("default")), W("default"));
+    EXPECT_EQ(language.ReadText(nullptr, QORJOB_W("default")), QORJOB_W("409"));
+    EXPECT_EQ(language.ReadText(QORJOB_W("GREETING"), QORJOB_W("default")), QORJOB_W("again"));
+    EXPECT_EQ(language.ReadText(QORJOB_W("None"), QORJOB_W("default")), QORJOB_W("default"));
 }
 
 TEST_F(RegistryTree, TakesAFileWholeOrNotAtAll)
@@ -83,12 +84,12 @@ TEST_F(RegistryTree, TakesAFileWholeOrNotAtAll)
     };
     for (const auto& [lines, complaint] : rows)
         EXPECT_EQ(Complaint(lines), complaint);
-    EXPECT_THROW(OpenKeyFromRoot(RootHives::LocalMachine, W("A")), QRegistry::KeyException);
+    EXPECT_THROW(OpenKeyFromRoot(RootHives::LocalMachine, QORJOB_W("A")), QRegistry::KeyException);
 
     EXPECT_EQ(Complaint("[HKEY_LOCAL_MACHINE\\A]\n@=whole\n"), "");
-    const auto key = OpenKeyFromRoot(RootHives::LocalMachine, W("A"));
+    const auto key = OpenKeyFromRoot(RootHives::LocalMachine, QORJOB_W("A"));
     Registry::Clear();
-    EXPECT_EQ(key.ReadText(nullptr, W("")), W("whole")) << "an open key stays readable";
+    EXPECT_EQ(key.ReadText(nullptr, QORJOB_W("")), QORJOB_W("whole")) << "an open key stays readable";
 }
 
 #endif

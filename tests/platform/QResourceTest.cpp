@@ -14,11 +14,11 @@ using QResource::MessageFormatter;
 
 TEST(Messages, WriteEachKindOfArgument)
 {
-    const WCHAR* const noWideText = nullptr;
+    const QBase::WCHAR* const noWideText = nullptr;
     const char* const noText = nullptr;
     MessageFormatter formatter;
     formatter << true << false << -5 << 7ul << std::numeric_limits<long long>::min() << ~0ull << 0.1 << 3.0 << "text"
-              << noText << std::string_view("view") << W("Gr\u00F6\u00DFter") << noWideText
+              << noText << std::string_view("view") << QORJOB_W("Gr\u00F6\u00DFter") << noWideText
               << reinterpret_cast<const void*>(std::uintptr_t{0xBEEF}) << GUID{} << Hex
               << static_cast<HRESULT>(0x8004308B) << 31 << 0 << -1 << -1LL << 0.5 << "10" << WideHex << 31 << 0xABCDull
               << -2 << Dec << 31;

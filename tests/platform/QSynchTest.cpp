@@ -84,7 +84,7 @@ TEST(CriticalSections, AreReentrant)
 {
     CriticalSection* const lock = QSynch::CreateCriticalSection(1);
     int entries = 0;
-    RunOnThreads(2, [&](int) NO_THREAD_SAFETY_ANALYSIS {
+    RunOnThreads(2, [&](int) QORJOB_NO_THREAD_SAFETY_ANALYSIS {
         const CriticalSection::SmartLock outer(lock);
         const CriticalSection::SmartLock inner(lock);
         ++entries;

@@ -47,7 +47,7 @@ TEST_F(InfoData, KeepWhatAnItemSavesInto128Bytes)
     EXPECT_EQ(KeptBinary(3, 129), "3: 0, 0");
     EXPECT_EQ(KeptBinary(14, 128), "14: 128, 5");
     EXPECT_EQ(KeptBinary(14, 129), "14: 129, 0");
-    const QBase::wstring text(65, W('t'));
+    const QBase::wstring text(65, QORJOB_W('t'));
     EXPECT_EQ(Kept(QORStringData(14, text.c_str(), QORStringData::COPY_STRING)), "14: 128, 116") << "cut";
 }
 

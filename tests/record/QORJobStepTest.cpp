@@ -29,13 +29,13 @@ template <class Record>
 Bytes Save(const Record& iRecord)
 {
     unsigned size = 0;
-    EXPECT_EQ(iRecord.GetSaveObjSize(nullptr), static_cast<ULONG>(E_POINTER));
+    EXPECT_EQ(iRecord.GetSaveObjSize(nullptr), static_cast<DWORD>(E_POINTER));
     EXPECT_EQ(iRecord.GetSaveObjSize(&size), 0u);
     Bytes bytes(size, 0x55);
     unsigned needed = 0;
-    EXPECT_EQ(iRecord.SaveObj(1, size, bytes.data(), nullptr), static_cast<ULONG>(E_POINTER));
+    EXPECT_EQ(iRecord.SaveObj(1, size, bytes.data(), nullptr), static_cast<DWORD>(E_POINTER));
     EXPECT_EQ(iRecord.SaveObj(1, size - 1, bytes.data(), &needed), 1u);
-    EXPECT_EQ(iRecord.SaveObj(1, size, nullptr, &needed), static_cast<ULONG>(E_POINTER));
+    EXPECT_EQ(iRecord.SaveObj(1, size, nullptr, &needed), static_cast<DWORD>(E_POINTER));
     EXPECT_EQ(needed, size);
     EXPECT_EQ(bytes, Bytes(size, 0x55)) << "a short buffer was written to";
     EXPECT_EQ(iRecord.SaveObj(99, size, bytes.data(), &needed), 0u);
@@ -51,7 +51,7 @@ QORJobStep FullStep()
     step.SetPUId(-3);
     step.SetPUPriority(6);
     step.SetThreadId(0xFEDCBA98);
-    step.SetChapterKey(W("K1"));
+    step.SetChapterKey(QORJOB_W("K1"));
     Settings::SetThreadTimes(1000, 2000);
     step.SetTaskCPUTime({400, 0}, {300, 0});
     Settings::ReleaseThreadTimes();
@@ -102,15 +102,15 @@ TEST_F(JobRecord, OfAStepCountsProcessorTimeInTheLowHalvesOnly)
 TEST_F(JobRecord, OfAStepIsSavedByteByByte)
 {
     QORJobStep step = FullStep();
-    step.SetChapterKey(W("a long key"));
-    step.SetChapterKey(W("K\x1234")); // the record carries what stands behind the end of the text too
+    step.SetChapterKey(QORJOB_W("a long key"));
+    step.SetChapterKey(QORJOB_W("K\x1234")); // the record carries what stands behind the end of the text too
     Bytes expected;
     Append(expected, TimeOf(1));
     Append(expected, TimeOf(2));
     Append(expected, 39, 4);
     Append(expected, 0xFFFFFFFD, 4);
     Append(expected, 0xFEDCBA98, 4);
-    for (const WCHAR unit : std::basic_string_view<WCHAR>(W("K\x1234\0ong key"), 10))
+    for (const QBase::WCHAR unit : std::basic_string_view<QBase::WCHAR>(QORJOB_W("K\x1234\0ong key"), 10))
         Append(expected, unit, 2);
     expected.resize(2 * 8 + 94, 0);
     const Bytes saved = Save(step);
@@ -124,9 +124,9 @@ TEST_F(JobRecord, OfAStepIsSavedByteByByte)
     Bytes damaged = saved;
     std::fill(damaged.end() - 82, damaged.end(), static_cast<signed char>('k')); // a key without an end
     EXPECT_EQ(loaded.LoadObj(5, damaged.data()), 0u);
-    EXPECT_EQ(std::basic_string_view<WCHAR>(loaded.GetChapterKey()).size(), 40u);
-    loaded.SetChapterKey(QBase::wstring(60, W('k')).c_str());
-    EXPECT_EQ(std::basic_string_view<WCHAR>(loaded.GetChapterKey()).size(), 40u) << "a long key is cut";
+    EXPECT_EQ(std::basic_string_view<QBase::WCHAR>(loaded.GetChapterKey()).size(), 40u);
+    loaded.SetChapterKey(QBase::wstring(60, QORJOB_W('k')).c_str());
+    EXPECT_EQ(std::basic_string_view<QBase::WCHAR>(loaded.GetChapterKey()).size(), 40u) << "a long key is cut";
 }
 
 TEST_F(JobRecord, OfAVisitHasTheExitBeforeTheStart)

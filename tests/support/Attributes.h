@@ -14,7 +14,7 @@ struct Attribute
     std::function<std::string(const QORJob&)> mGetter;
     std::function<HRESULT(const QORJob&)> mReadIntoNull; ///< none for getters without an out-pointer
     HRESULT mNullCode = E_POINTER;
-    std::function<HRESULT(QORJob&, const WCHAR* iText)> mRawSetter = {}; ///< of some texts
+    std::function<HRESULT(QORJob&, const QBase::WCHAR* iText)> mRawSetter = {}; ///< of some texts
     bool mbSetterLocks = true;
     bool mbGetterLocks = true;
 
@@ -55,18 +55,18 @@ Attribute Row(const char* iName, Set iSet, Get iGet, T iInitial, T iValue)
 }
 
 using TextSetter = HRESULT (QORJob::*)(const QBase::wstring&);
-using RawTextSetter = HRESULT (QORJob::*)(const WCHAR*);
+using RawTextSetter = HRESULT (QORJob::*)(const QBase::WCHAR*);
 using TextGetter = HRESULT (QORJob::*)(QBase::wstring&) const;
 
 inline Attribute TextRow(const char* iName, TextSetter iSet, TextGetter iGet)
 {
-    return Row<QBase::wstring>(iName, iSet, iGet, W(""), QBase::UTF8ToWideChar(iName));
+    return Row<QBase::wstring>(iName, iSet, iGet, QORJOB_W(""), QBase::UTF8ToWideChar(iName));
 }
 
 inline Attribute TextRow(const char* iName, TextSetter iSet, RawTextSetter iSetRaw, TextGetter iGet)
 {
     Attribute row = TextRow(iName, iSet, iGet);
-    row.mRawSetter = [=](QORJob& ioJob, const WCHAR* iText) { return (ioJob.*iSetRaw)(iText); };
+    row.mRawSetter = [=](QORJob& ioJob, const QBase::WCHAR* iText) { return (ioJob.*iSetRaw)(iText); };
     return row;
 }
 

@@ -10,12 +10,15 @@ using Bytes = std::vector<signed char>;
 
 inline constexpr signed char cUntouched = 0x55;
 
-inline std::string TextOf(const WCHAR* iText) { return iText == nullptr ? "(null)" : QBase::WideCharToUTF8(iText); }
+inline std::string TextOf(const QBase::WCHAR* iText)
+{
+    return iText == nullptr ? "(null)" : QBase::WideCharToUTF8(iText);
+}
 
 /// Takes a copy that the library gave, and frees it.
-inline std::string TakeText(WCHAR* iText)
+inline std::string TakeText(QBase::WCHAR* iText)
 {
-    const std::unique_ptr<WCHAR, QBase::HeapDeleter> text(iText);
+    const std::unique_ptr<QBase::WCHAR, QBase::HeapDeleter> text(iText);
     return TextOf(iText);
 }
 
@@ -26,7 +29,10 @@ inline const void* PayloadOf(const QORJobData& iItem)
     return payload;
 }
 
-inline std::string TextIn(const QORJobData& iItem) { return TextOf(static_cast<const WCHAR*>(PayloadOf(iItem))); }
+inline std::string TextIn(const QORJobData& iItem)
+{
+    return TextOf(static_cast<const QBase::WCHAR*>(PayloadOf(iItem)));
+}
 
 inline QORBinaryData Binary(int iId, const Bytes& iBytes)
 {

@@ -50,8 +50,8 @@ public:
         return S_OK;
     }
 
-    ULONG AddRef() override { return ++mReferences; }
-    ULONG Release() override { return --mReferences; }
+    DWORD AddRef() override { return ++mReferences; }
+    DWORD Release() override { return --mReferences; }
 
     HRESULT Reset(int iValue) override
     {
@@ -104,11 +104,11 @@ class FakeProcessContext final : public NullProcessContext
 {
 public:
     HRESULT QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
-    ULONG AddRef() override { return ++mReferences; }
+    DWORD AddRef() override { return ++mReferences; }
 
-    ULONG Release() override
+    DWORD Release() override
     {
-        const ULONG left = --mReferences;
+        const DWORD left = --mReferences;
         Note("Release");
         return left;
     }

@@ -27,8 +27,8 @@ public:
                                                        : static_cast<ICKDXObjectDefinition*>(this);
         return AddRef(), S_OK;
     }
-    ULONG AddRef() override { return ++mReferences; }
-    ULONG Release() override { return --mReferences; }
+    DWORD AddRef() override { return ++mReferences; }
+    DWORD Release() override { return --mReferences; }
     HRESULT get_Flags(LONG*) override { return E_NOTIMPL; }
     HRESULT get_Name8(BSTR*) override { return E_NOTIMPL; }
     HRESULT get_Name9(BSTR*) override { return E_NOTIMPL; }
@@ -42,10 +42,10 @@ public:
         return mbThrows ? throw QBase::Message("a stranger's") : (*oName = SysAllocString(mpName), mNameCode);
     }
 
-    ULONG mReferences = 0;
+    DWORD mReferences = 0;
     HRESULT mLocaleCode = S_OK;
     HRESULT mNameCode = S_OK;
-    const WCHAR* mpName = W(" Sales");
+    const QBase::WCHAR* mpName = QORJOB_W(" Sales");
     bool mbThrows = false;
 };
 
@@ -61,7 +61,7 @@ struct BytesItem final : QORBinaryData
 
 struct TextItem final : QORStringData
 {
-    TextItem(int iId, const WCHAR* iText) : QORStringData(iId, iText, COPY_STRING) { AddRef(); }
+    TextItem(int iId, const QBase::WCHAR* iText) : QORStringData(iId, iText, COPY_STRING) { AddRef(); }
 };
 
 /// Its steps, ids and times are numbered: of a step n the id is n, the moments are 2n and 2n + 1.
@@ -102,7 +102,7 @@ struct FullJob
     FakeReportInstance mInstance{mCalls};
     FakeCollaborator mDefinition;
     QBase::PtrI<CKDXProcessContext> mContext;
-    TextItem mText{0, W("item")};
+    TextItem mText{0, QORJOB_W("item")};
     BytesItem mBytes{3, 7};
     JobPtr mJob;
     std::array<JobPtr, 5> mFurtherReferences;
@@ -111,7 +111,7 @@ private:
     void Fill(QORJob& ioJob)
     {
         ioJob.SetDescription(); // notes the object's id
-        *ioJob.GetJobErrorBuilder(cErrorCode) << W("Climate");
+        *ioJob.GetJobErrorBuilder(cErrorCode) << QORJOB_W("Climate");
         ioJob.UpdateJobCloseCounters();
         ioJob.SetStatus(8, nullptr); // goes on after all
         ioJob.ClearTodoSteps();

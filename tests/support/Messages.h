@@ -19,7 +19,7 @@ QBase::PtrI<T> Given(const QBase::PtrI<Object>& iObject, HRESULT (Base::*iGet)(T
 }
 
 /// Packs an entry without arguments.
-inline void Pack(ICKDXWriteMessage* iMessage, unsigned iCode, const WCHAR* iSource = W("Kernel"))
+inline void Pack(ICKDXWriteMessage* iMessage, unsigned iCode, const QBase::WCHAR* iSource = QORJOB_W("Kernel"))
 {
     const QORMessagePacker packer(iMessage, iSource, iCode);
 }

@@ -26,14 +26,14 @@ public:
 
     ONE(get_RequestID, GUID*) ONE(get_ReplyMessage, IUnknown**) ONE(get_InMessageItem, IUnknown**)
     ONE(get_ContextObjectDItem, IUnknown**) ONE(get_ResolvedName, BSTR*) ONE(get_TextB, BSTR*)
-    ONE(put_TextB, const WCHAR*) ONE(get_InMessage, ICKDXReadMessage**) ONE(get_ContextObjectD, IUnknown**)
+    ONE(put_TextB, const QBase::WCHAR*) ONE(get_InMessage, ICKDXReadMessage**) ONE(get_ContextObjectD, IUnknown**)
     ONE(get_OutMessage, ICKDXWriteMessage**) ONE(InMessageQueryA, IUnknown*) ONE(InMessageQueryB, IUnknown*)
-    ONE(get_LongG, LONG*) ONE(put_LongL, LONG) ONE(SetNamedPair, const WCHAR*, LONG, LONG)
-    ONE(GetNamedPair, const WCHAR*, LONG*, LONG*) ONE(SetBuffer, std::uint64_t, BYTE*)
+    ONE(get_LongG, LONG*) ONE(put_LongL, LONG) ONE(SetNamedPair, const QBase::WCHAR*, LONG, LONG)
+    ONE(GetNamedPair, const QBase::WCHAR*, LONG*, LONG*) ONE(SetBuffer, std::uint64_t, BYTE*)
     ONE(TakeBuffer, int, std::uint64_t*, BYTE**) ONE(GetTextByGuidBstr, const GUID&, BSTR*) ONE(Reserved1)
     ONE(Reserved2) ONE(SetGuidList, int, const GUID*) ONE(GetGuidCount, int*) ONE(GetGuidList, int, GUID*)
-    ONE(AddStatusMessage, HRESULT, const WCHAR*) ONE(get_ContextObjectQ, IUnknown**) ONE(get_BstrC, BSTR*)
-    ONE(get_BstrD, BSTR*) ONE(put_TextC, const WCHAR*) ONE(ResolveObjectID, GUID*)
+    ONE(AddStatusMessage, HRESULT, const QBase::WCHAR*) ONE(get_ContextObjectQ, IUnknown**) ONE(get_BstrC, BSTR*)
+    ONE(get_BstrD, BSTR*) ONE(put_TextC, const QBase::WCHAR*) ONE(ResolveObjectID, GUID*)
     ONE(CopyLogProperties, std::map<std::string, std::string>*) ONE(GetLogMessageInJSON, std::string*)
     ONE(SetLogProperty, const char*, const char*) ONE(ClearLogProperties) ONE(CallContextObjectA, IUnknown*)
     ONE(get_BstrE, BSTR*) ONE(BeginThreadMessage)
@@ -43,7 +43,7 @@ public:
     LONG GetLongL() override { return NotMade("GetLongL"); }
     void put_ContextObjectQ(IUnknown*) override { NotMade("put_ContextObjectQ"); }
     void put_BstrC(BSTR) override { NotMade("put_BstrC"); } void put_BstrD(BSTR) override { NotMade("put_BstrD"); }
-    const WCHAR* GetTextC() override { return nullptr; } const GUID* GetGuidARef() override { return nullptr; }
+    const QBase::WCHAR* GetTextC() override { return nullptr; } const GUID* GetGuidARef() override { return nullptr; }
     void put_BstrE(BSTR) override { NotMade("put_BstrE"); }
     int IsInMessageEmpty() override { return NotMade("IsInMessageEmpty"); }
     void EndThreadMessage(DWORD) override { NotMade("EndThreadMessage"); }

@@ -38,7 +38,7 @@ TEST(Surface, TakesAJobThroughItsLife)
     EXPECT_EQ(job->AddRef(), 1u);
     for (const int id : {StepSQLGeneration, StepQueryExecution, StepSendingReportResult, StepCloseJob})
         EXPECT_EQ(job->AddStep(new QORJobStep(id), nullptr), S_OK);
-    job->SetPUEnter(3, W("unit"), 0);
+    job->SetPUEnter(3, QORJOB_W("unit"), 0);
     job->SetPUStart(3);
     job->SetRunning(true, nullptr);
     std::vector<int> runs;
@@ -50,7 +50,7 @@ TEST(Surface, TakesAJobThroughItsLife)
         EXPECT_EQ(job->SetStepFinish(step, 3, &task), S_OK);
         runs.push_back(step);
     }
-    job->SetPUExit(3, W("unit"));
+    job->SetPUExit(3, QORJOB_W("unit"));
     EXPECT_EQ(runs, (std::vector<int>{StepSQLGeneration, StepQueryExecution, StepSendingReportResult, StepCloseJob}));
     EXPECT_EQ(job->Release(), 0u);
 
