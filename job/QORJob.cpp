@@ -3,6 +3,7 @@
 #include "base/KernelLog.h"
 #include "context/ICKDXProcessContext.h"
 #include "job/JobMemGovernor.h"
+#include "job/KernelCounters.h"
 #include "job/QORJobRows.h"
 #include "platform/LogReference.h"
 #include "platform/QPerfMon.h"
@@ -11,13 +12,6 @@
 
 #include <ctime>
 #include <new>
-
-namespace
-{
-
-constexpr int cInstanceCategory = 4;
-
-} // namespace
 
 QORJob* QORJob::NewJob(QSynch::AtomicLong iId, int iRequestType, int iPriority, QorUserSession* iSession,
                        QBase::Buffer* iBuffer)
@@ -52,15 +46,15 @@ QORJob::QORJob(QSynch::AtomicLong iId, int iRequestType, int iPriority, QorUserS
     LogCreation();
     if (QORObjectInstanceCount* instances = QORObjectInstanceCount::GetObjectInstanceCount())
     {
-        instances->IncreaseObjectInstanceCount(cInstanceCategory);
-        instances->CreateObjectInstance(cInstanceCategory, this);
+        instances->IncreaseObjectInstanceCount(cJobInstanceCategory);
+        instances->CreateObjectInstance(cJobInstanceCategory, this);
     }
     mCreationTime = QDataType::DateTime::NowUTC();
     LogLine(EnumKernelRouter::JobTrace, "QORJob::QORJob Job:%1 created.", mId.Get());
     if (IsReportRequest())
-        QPerfMon::GetPerformanceMonitor()->Add(6, 1);
+        QPerfMon::GetPerformanceMonitor()->Add(CounterReportsCreated, 1);
     else if (mRequestType == RequestDocument)
-        QPerfMon::GetPerformanceMonitor()->Add(17, 1);
+        QPerfMon::GetPerformanceMonitor()->Add(CounterDocumentsCreated, 1);
 }
 
 void QORJob::CountCreation() const
@@ -69,22 +63,22 @@ void QORJob::CountCreation() const
     switch (mRequestType)
     {
     case RequestMetaData:
-        monitor->Add(10, 1);
-        monitor->Add(7, 1);
+        monitor->Add(CounterMetaDataRequests, 1);
+        monitor->Add(CounterJobsCreated, 1);
         break;
     case RequestReport:
     case RequestBatchChildReport:
     case RequestDatamartReport:
-        monitor->Add(7, 1);
-        monitor->Add(5, 1);
+        monitor->Add(CounterJobsCreated, 1);
+        monitor->Add(CounterReportsOpen, 1);
         break;
     case RequestElement:
-        monitor->Add(7, 1);
-        monitor->Add(12, 1);
+        monitor->Add(CounterJobsCreated, 1);
+        monitor->Add(CounterElementRequests, 1);
         break;
     case RequestDocument:
     case RequestBatchExecution:
-        monitor->Add(7, 1);
+        monitor->Add(CounterJobsCreated, 1);
         break;
     default:
         break;
@@ -131,7 +125,10 @@ bool QORJob::IsReportRequest() const
 
 HRESULT QORJob::GetLocalDataBuffer(const QBase::Buffer** oBuffer) const
 {
-    return GetUnlocked<const QBase::Buffer*>(mpLocalBuffer, oBuffer);
+    if (oBuffer == nullptr)
+        return E_POINTER;
+    *oBuffer = mpLocalBuffer;
+    return S_OK;
 }
 
 const QBase::WCHAR* QORJob::ConvertIDToName(int iRequestType)

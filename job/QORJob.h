@@ -397,33 +397,28 @@ private:
 
     // --- Rows and the exception boundary: QORJobRows.h ---------------------------------------------------------------
     template <class Body>
-    HRESULT Boundary(const char* iOperation, Body&& iBody) const;
+    HRESULT Boundary(Body&& iBody, const char* iOperation = __builtin_FUNCTION()) const;
     template <class T>
-    HRESULT Get(const char* iOperation, const T& iField, T* oValue) const;
+    HRESULT Get(const T& iField, T* oValue, const char* iOperation = __builtin_FUNCTION()) const;
     template <class T>
-    HRESULT GetUnlocked(const T& iField, T* oValue) const;
+    HRESULT GetUnlocked(const Unlocked<T>& iField, T* oValue) const;
     template <class T>
     T GetValue(const T& iField) const;
     template <class T>
-    HRESULT Set(const char* iOperation, T& oField, T iValue, T* oOld = nullptr);
-    HRESULT Is(const char* iOperation, int iStatus, bool* obIs) const;
-    HRESULT GetText(const char* iOperation, const QBase::wstring& iField, QBase::wstring& oText) const;
-    HRESULT SetText(const char* iOperation, QBase::wstring& oField, const QBase::wstring& iText);
-    HRESULT SetText(const char* iOperation, QBase::wstring& oField, const QBase::WCHAR* iText);
+    HRESULT Set(T& oField, T iValue, T* oOld = nullptr, const char* iOperation = __builtin_FUNCTION());
+    HRESULT Is(int iStatus, bool* obIs, const char* iOperation = __builtin_FUNCTION()) const;
+    HRESULT GetText(const QBase::wstring& iField, QBase::wstring& oText,
+                    const char* iOperation = __builtin_FUNCTION()) const;
+    HRESULT SetText(QBase::wstring& oField, const QBase::wstring& iText, const char* iOperation = __builtin_FUNCTION());
+    HRESULT SetText(QBase::wstring& oField, const QBase::WCHAR* iText, const char* iOperation = __builtin_FUNCTION());
+    template <class T>
+    HRESULT GetPointer(const QBase::PtrI<T>& iField, T** oObject, const char* iOperation = __builtin_FUNCTION()) const;
+    template <class T>
+    HRESULT SetPointer(QBase::PtrI<T>& oField, T* iObject, const char* iOperation = __builtin_FUNCTION());
     void TellContext(ICKDXProcessContext& ioContext) QORJOB_REQUIRES(mpLock);
 
     // --- Step queue --------------------------------------------------------------------------------------------------
-    StepList::iterator FindTodo(int iStepId) QORJOB_REQUIRES(mpLock);
-    void InsertTodo(StepList::const_iterator iBefore, std::unique_ptr<QORJobStep>& ioStep) QORJOB_REQUIRES(mpLock);
-    StepList::iterator DeleteTodo(StepList::const_iterator iPosition) QORJOB_REQUIRES(mpLock);
-    void MoveToFinished(StepList::const_iterator iPosition) QORJOB_REQUIRES(mpLock);
     void GiveTodoSize(int* oCount) const QORJOB_REQUIRES(mpLock);
-    HRESULT InsertNewSteps(StepList::const_iterator iBefore, int iFirstId, int iSecondId) QORJOB_REQUIRES(mpLock);
-    void ForgetCloseStepsWhenEmpty() QORJOB_REQUIRES(mpLock);
-    bool IsCurrent(int iStepId) const QORJOB_REQUIRES(mpLock);
-    StepList::const_iterator FindPlaceToAdd() const QORJOB_REQUIRES(mpLock);
-    HRESULT ReduceToClosing(int iReportingStepId) QORJOB_REQUIRES(mpLock);
-    bool HasFinished(int iStepId) const QORJOB_REQUIRES(mpLock);
 
     // --- Dispatch ----------------------------------------------------------------------------------------------------
     int FindLastStep(bool (*iStops)(int iStepId, int iStatus), int* oRunningStepId) const QORJOB_REQUIRES(mpLock);
@@ -457,9 +452,10 @@ private:
     bool IsReportRequest() const;
 
     // --- Parents and children ----------------------------------------------------------------------------------------
-    HRESULT CopyId(const char* iOperation, const QSynch::AtomicLong& iField, QSynch::AtomicLong* oId) const;
-    HRESULT CopyIds(const char* iOperation, const IdList& iIds, IdList& oIds) const;
-    HRESULT ChangeRunningChildCount(const char* iOperation, int iChange, int* oCount);
+    HRESULT CopyId(const QSynch::AtomicLong& iField, QSynch::AtomicLong* oId,
+                   const char* iOperation = __builtin_FUNCTION()) const;
+    HRESULT CopyIds(const IdList& iIds, IdList& oIds, const char* iOperation = __builtin_FUNCTION()) const;
+    HRESULT ChangeRunningChildCount(int iChange, int* oCount, const char* iOperation = __builtin_FUNCTION());
 
     // --- Units -------------------------------------------------------------------------------------------------------
     void CountFirstStart() QORJOB_REQUIRES(mpLock);
@@ -470,7 +466,7 @@ private:
     bool CanDeadJobReport(HRESULT iCode, int iReportingStepId) const QORJOB_REQUIRES(mpLock);
 
     // --- Messages ----------------------------------------------------------------------------------------------------
-    HRESULT GetContextMessage(const char* iOperation, ICKDXWriteMessage** oMessage) const;
+    HRESULT GetContextMessage(ICKDXWriteMessage** oMessage, const char* iOperation = __builtin_FUNCTION()) const;
     HRESULT FetchContextMessage(QBase::PtrI<ICKDXWriteMessage>& oMessage) const;
 
     // --- Close counters ----------------------------------------------------------------------------------------------

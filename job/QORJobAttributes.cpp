@@ -1,91 +1,98 @@
 #include "context/ICKDXProcessContext.h"
 #include "context/ICKDXReportInstance.h"
 #include "job/JobMemGovernor.h"
+#include "job/KernelCounters.h"
 #include "job/QORJobRows.h"
 #include "platform/QorUserSession.h"
 
 namespace
 {
 
-/// True for the execution kinds of a report instance that the memory governor leaves alone.
-bool IsExemptKind(int iExecutionKind) { return iExecutionKind == 7 || iExecutionKind == 9; }
+/// Whether the memory governor leaves the report alone.
+bool IsExemptKind(int iExecutionKind) { return iExecutionKind == ExecutionKind7 || iExecutionKind == ExecutionKind9; }
 
 } // namespace
 
-HRESULT QORJob::GetText(const char* iOperation, const QBase::wstring& iField, QBase::wstring& oText) const
+HRESULT QORJob::GetText(const QBase::wstring& iField, QBase::wstring& oText, const char* iOperation) const
 {
-    return Boundary(iOperation, [&] {
-        oText.clear();
-        QSynch::CriticalSection::SmartLock lock(mpLock);
-        oText = iField;
-        return S_OK;
-    });
+    return Boundary(
+        [&] {
+            oText.clear();
+            QSynch::CriticalSection::SmartLock lock(mpLock);
+            oText = iField;
+            return S_OK;
+        },
+        iOperation);
 }
 
-HRESULT QORJob::SetText(const char* iOperation, QBase::wstring& oField, const QBase::wstring& iText)
+HRESULT QORJob::SetText(QBase::wstring& oField, const QBase::wstring& iText, const char* iOperation)
 {
-    return Boundary(iOperation, [&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
-        oField = iText;
-        return S_OK;
-    });
+    return Boundary(
+        [&] {
+            QSynch::CriticalSection::SmartLock lock(mpLock);
+            oField = iText;
+            return S_OK;
+        },
+        iOperation);
 }
 
-HRESULT QORJob::SetText(const char* iOperation, QBase::wstring& oField, const QBase::WCHAR* iText)
+HRESULT QORJob::SetText(QBase::wstring& oField, const QBase::WCHAR* iText, const char* iOperation)
 {
     if (iText == nullptr)
         return E_POINTER;
-    return Boundary(iOperation, [&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
-        oField = iText;
-        return S_OK;
-    });
+    return Boundary(
+        [&] {
+            QSynch::CriticalSection::SmartLock lock(mpLock);
+            oField = iText;
+            return S_OK;
+        },
+        iOperation);
 }
 
 // clang-format off
 // One row an accessor: the helper's name says its lock and its null rule.
 
-HRESULT QORJob::SetIsSendNowJob(bool ibSendNow) { return Set("SetIsSendNowJob", mSubscription.mbSendNow, ibSendNow); }
-HRESULT QORJob::GetIsSendNowJob(bool* obSendNow) const { return Get("GetIsSendNowJob", mSubscription.mbSendNow, obSendNow); }
-HRESULT QORJob::GetDeliveryType(EnumSubscriptionDeliveryType* oType) const { return Get("GetDeliveryType", mSubscription.mDeliveryType, oType); }
-HRESULT QORJob::SetSubscriptionOwner(const QBase::wstring& iOwner) { return SetText("SetSubscriptionOwner", mSubscription.mOwner, iOwner); }
-HRESULT QORJob::GetSubscriptionOwner(QBase::wstring& oOwner) const { return GetText("GetSubscriptionOwner", mSubscription.mOwner, oOwner); }
-HRESULT QORJob::SetSubscriptionRecipient(const QBase::wstring& iRecipient) { return SetText("SetSubscriptionRecipient", mSubscription.mRecipient, iRecipient); }
-HRESULT QORJob::GetSubscriptionRecipient(QBase::wstring& oRecipient) const { return GetText("GetSubscriptionRecipient", mSubscription.mRecipient, oRecipient); }
-HRESULT QORJob::SetDestination(const QBase::wstring& iDestination) { return SetText("SetDestination", mSubscription.mDestination, iDestination); }
-HRESULT QORJob::GetDestination(QBase::wstring& oDestination) const { return GetText("GetDestination", mSubscription.mDestination, oDestination); }
-HRESULT QORJob::SetIsBatchJob(bool ibBatch) { return Set("SetIsBatchJob", mbBatch, ibBatch); }
+HRESULT QORJob::SetIsSendNowJob(bool ibSendNow) { return Set(mSubscription.mbSendNow, ibSendNow); }
+HRESULT QORJob::GetIsSendNowJob(bool* obSendNow) const { return Get(mSubscription.mbSendNow, obSendNow); }
+HRESULT QORJob::GetDeliveryType(EnumSubscriptionDeliveryType* oType) const { return Get(mSubscription.mDeliveryType, oType); }
+HRESULT QORJob::SetSubscriptionOwner(const QBase::wstring& iOwner) { return SetText(mSubscription.mOwner, iOwner); }
+HRESULT QORJob::GetSubscriptionOwner(QBase::wstring& oOwner) const { return GetText(mSubscription.mOwner, oOwner); }
+HRESULT QORJob::SetSubscriptionRecipient(const QBase::wstring& iRecipient) { return SetText(mSubscription.mRecipient, iRecipient); }
+HRESULT QORJob::GetSubscriptionRecipient(QBase::wstring& oRecipient) const { return GetText(mSubscription.mRecipient, oRecipient); }
+HRESULT QORJob::SetDestination(const QBase::wstring& iDestination) { return SetText(mSubscription.mDestination, iDestination); }
+HRESULT QORJob::GetDestination(QBase::wstring& oDestination) const { return GetText(mSubscription.mDestination, oDestination); }
+HRESULT QORJob::SetIsBatchJob(bool ibBatch) { return Set(mbBatch, ibBatch); }
 bool QORJob::IsBatchJob() const { return GetValue(mbBatch); }
-HRESULT QORJob::SetIsExecutingInWarehouse(bool ibExecuting) { return Set("SetIsExecutingInWarehouse", mbExecutingInWarehouse, ibExecuting); }
-HRESULT QORJob::GetIsExecutingInWarehouse(bool* obExecuting) const { return Get("GetIsExecutingInWarehouse", mbExecutingInWarehouse, obExecuting); }
-HRESULT QORJob::SetIsDocumentDataModelNull(bool ibNull) { return Set("SetIsDocumentDataModelNull", mbDocumentDataModelNull, ibNull); }
+HRESULT QORJob::SetIsExecutingInWarehouse(bool ibExecuting) { return Set(mbExecutingInWarehouse, ibExecuting); }
+HRESULT QORJob::GetIsExecutingInWarehouse(bool* obExecuting) const { return Get(mbExecutingInWarehouse, obExecuting); }
+HRESULT QORJob::SetIsDocumentDataModelNull(bool ibNull) { return Set(mbDocumentDataModelNull, ibNull); }
 bool QORJob::IsDocumentDataModelNull() const { return GetValue(mbDocumentDataModelNull); }
-HRESULT QORJob::GetType(int* oType) const { return GetUnlocked<int>(mType, oType); }
-HRESULT QORJob::GetSource(int* oSource) const { return GetUnlocked<int>(mSource, oSource); }
-HRESULT QORJob::SetProjectId(int iProjectId, int* oOld) { return Set("SetProjectId", mProjectId, iProjectId, oOld); }
-HRESULT QORJob::GetProjectId(int* oProjectId) const { return Get("GetProjectId", mProjectId, oProjectId); }
-HRESULT QORJob::SetProjectID(const GUID& iProjectID) { return Set("SetProjectID", mProjectID, iProjectID); }
-HRESULT QORJob::GetProjectID(GUID* oProjectID) const { return Get("GetProjectID", mProjectID, oProjectID); }
-HRESULT QORJob::SetProjectName(const QBase::wstring& iName) { return SetText("SetProjectName", mProjectName, iName); }
-HRESULT QORJob::SetProjectName(const QBase::WCHAR* iName) { return SetText("SetProjectName", mProjectName, iName); }
-HRESULT QORJob::GetProjectName(QBase::wstring& oName) const { return GetText("GetProjectName", mProjectName, oName); }
-HRESULT QORJob::SetOwner(const QBase::wstring& iOwner) { return SetText("SetOwner", mOwner, iOwner); }
-HRESULT QORJob::SetOwner(const QBase::WCHAR* iOwner) { return SetText("SetOwner", mOwner, iOwner); }
-HRESULT QORJob::GetOwner(QBase::wstring& oOwner) const { return GetText("GetOwner", mOwner, oOwner); }
-HRESULT QORJob::SetUser(const QBase::wstring& iUser) { return SetText("SetUser", mUser, iUser); }
-HRESULT QORJob::SetUser(const QBase::WCHAR* iUser) { return SetText("SetUser", mUser, iUser); }
-HRESULT QORJob::GetUser(QBase::wstring& oUser) const { return GetText("GetUser", mUser, oUser); }
-HRESULT QORJob::SetUserLogin(const QBase::wstring& iLogin) { return SetText("SetUserLogin", mUserLogin, iLogin); }
-HRESULT QORJob::SetUserLogin(const QBase::WCHAR* iLogin) { return SetText("SetUserLogin", mUserLogin, iLogin); }
-HRESULT QORJob::GetUserLogin(QBase::wstring& oLogin) const { return GetText("GetUserLogin", mUserLogin, oLogin); }
-HRESULT QORJob::GetUserID(GUID& oUserID) const { return Get("GetUserID", mUserID, &oUserID); }
-HRESULT QORJob::SetSessionID(GUID iSessionID) { return Set("SetSessionID", mSessionID, iSessionID); }
-HRESULT QORJob::GetSessionID(GUID& oSessionID) const { return Get("GetSessionID", mSessionID, &oSessionID); }
-HRESULT QORJob::SetWarehouseID(GUID iWarehouseID) { return Set("SetWarehouseID", mWarehouseID, iWarehouseID); }
-HRESULT QORJob::GetWarehouseID(GUID& oWarehouseID) const { return Get("GetWarehouseID", mWarehouseID, &oWarehouseID); }
-HRESULT QORJob::SetDescription(const QBase::wstring& iDescription) { return SetText("SetDescription", mDescription, iDescription); }
-HRESULT QORJob::GetDescription(QBase::wstring& oDescription) const { return GetText("GetDescription", mDescription, oDescription); }
-HRESULT QORJob::SetTimeoutExtended(bool ibExtended, bool* obOld) { return Set("SetTimeoutExtended", mbTimeoutExtended, ibExtended, obOld); }
+HRESULT QORJob::GetType(int* oType) const { return GetUnlocked(mType, oType); }
+HRESULT QORJob::GetSource(int* oSource) const { return GetUnlocked(mSource, oSource); }
+HRESULT QORJob::SetProjectId(int iProjectId, int* oOld) { return Set(mProjectId, iProjectId, oOld); }
+HRESULT QORJob::GetProjectId(int* oProjectId) const { return Get(mProjectId, oProjectId); }
+HRESULT QORJob::SetProjectID(const GUID& iProjectID) { return Set(mProjectID, iProjectID); }
+HRESULT QORJob::GetProjectID(GUID* oProjectID) const { return Get(mProjectID, oProjectID); }
+HRESULT QORJob::SetProjectName(const QBase::wstring& iName) { return SetText(mProjectName, iName); }
+HRESULT QORJob::SetProjectName(const QBase::WCHAR* iName) { return SetText(mProjectName, iName); }
+HRESULT QORJob::GetProjectName(QBase::wstring& oName) const { return GetText(mProjectName, oName); }
+HRESULT QORJob::SetOwner(const QBase::wstring& iOwner) { return SetText(mOwner, iOwner); }
+HRESULT QORJob::SetOwner(const QBase::WCHAR* iOwner) { return SetText(mOwner, iOwner); }
+HRESULT QORJob::GetOwner(QBase::wstring& oOwner) const { return GetText(mOwner, oOwner); }
+HRESULT QORJob::SetUser(const QBase::wstring& iUser) { return SetText(mUser, iUser); }
+HRESULT QORJob::SetUser(const QBase::WCHAR* iUser) { return SetText(mUser, iUser); }
+HRESULT QORJob::GetUser(QBase::wstring& oUser) const { return GetText(mUser, oUser); }
+HRESULT QORJob::SetUserLogin(const QBase::wstring& iLogin) { return SetText(mUserLogin, iLogin); }
+HRESULT QORJob::SetUserLogin(const QBase::WCHAR* iLogin) { return SetText(mUserLogin, iLogin); }
+HRESULT QORJob::GetUserLogin(QBase::wstring& oLogin) const { return GetText(mUserLogin, oLogin); }
+HRESULT QORJob::GetUserID(GUID& oUserID) const { return Get(mUserID, &oUserID); }
+HRESULT QORJob::SetSessionID(GUID iSessionID) { return Set(mSessionID, iSessionID); }
+HRESULT QORJob::GetSessionID(GUID& oSessionID) const { return Get(mSessionID, &oSessionID); }
+HRESULT QORJob::SetWarehouseID(GUID iWarehouseID) { return Set(mWarehouseID, iWarehouseID); }
+HRESULT QORJob::GetWarehouseID(GUID& oWarehouseID) const { return Get(mWarehouseID, &oWarehouseID); }
+HRESULT QORJob::SetDescription(const QBase::wstring& iDescription) { return SetText(mDescription, iDescription); }
+HRESULT QORJob::GetDescription(QBase::wstring& oDescription) const { return GetText(mDescription, oDescription); }
+HRESULT QORJob::SetTimeoutExtended(bool ibExtended, bool* obOld) { return Set(mbTimeoutExtended, ibExtended, obOld); }
 
 // clang-format on
 // Plain fields: single words, read and written without the lock.
@@ -137,9 +144,10 @@ bool QORJob::GetGovernorCancelFlag() const QORJOB_NO_THREAD_SAFETY_ANALYSIS { re
 
 HRESULT QORJob::SetType(int iType, int* oOld)
 {
-    return Boundary("SetType", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        const int old = mType.exchange(iType);
+        const int old = mType;
+        mType = iType;
         if (oOld != nullptr)
             *oOld = old;
         return S_OK;
@@ -148,7 +156,7 @@ HRESULT QORJob::SetType(int iType, int* oOld)
 
 HRESULT QORJob::SetSource(int iSource)
 {
-    return Boundary("SetSource", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         mSource = iSource;
         return S_OK;
@@ -157,12 +165,12 @@ HRESULT QORJob::SetSource(int iSource)
 
 HRESULT QORJob::GetTimeoutExtended(bool* obExtended) const
 {
-    return obExtended == nullptr ? S_OK : Get("GetTimeoutExtended", mbTimeoutExtended, obExtended);
+    return obExtended == nullptr ? S_OK : Get(mbTimeoutExtended, obExtended);
 }
 
 HRESULT QORJob::SetDeliveryType(EnumSubscriptionDeliveryType iType)
 {
-    return Boundary("SetDeliveryType", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         mSubscription.mDeliveryType = iType;
         if (iType != EnumSubscriptionDeliveryType{} && mpMemGovernor)
@@ -173,7 +181,7 @@ HRESULT QORJob::SetDeliveryType(EnumSubscriptionDeliveryType iType)
 
 HRESULT QORJob::SetUserID(GUID iUserID)
 {
-    return Boundary("SetUserID", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         mUserID = iUserID;
         if (mpMemGovernor)
@@ -182,48 +190,25 @@ HRESULT QORJob::SetUserID(GUID iUserID)
     });
 }
 
-HRESULT QORJob::SetUserSession(QorUserSession* iSession)
-{
-    return Boundary("SetUserSession", [&] {
-        QBase::PtrI<QorUserSession> other;
-        {
-            QSynch::CriticalSection::SmartLock lock(mpLock);
-            if (mpUserSession.Get() == iSession)
-                return S_OK;
-            other = QBase::PtrI<QorUserSession>(iSession);
-            std::swap(other, mpUserSession);
-        }
-        if (other)
-            other.Detach()->Release(); // after the lock: no stranger is called under it
-        return S_OK;
-    });
-}
+HRESULT QORJob::SetUserSession(QorUserSession* iSession) { return SetPointer(mpUserSession, iSession); }
 
-HRESULT QORJob::GetUserSession(QorUserSession** oSession) const
-{
-    if (oSession == nullptr)
-        return E_POINTER;
-    return Boundary("GetUserSession", [&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
-        *oSession = QBase::PtrI<QorUserSession>(mpUserSession).Detach();
-        return S_OK;
-    });
-}
+HRESULT QORJob::GetUserSession(QorUserSession** oSession) const { return GetPointer(mpUserSession, oSession); }
 
 HRESULT QORJob::SetProcessContext(ICKDXProcessContext* iContext)
 {
-    return Boundary("SetProcessContext", [&] {
+    return Boundary([&] {
         // The context is called under the lock on purpose: a thread that meets the new context finds
         // the priority and the governor in it.
         QSynch::CriticalSection::SmartLock lock(mpLock);
         QBase::PtrI<ICKDXProcessContext> old(iContext);
         std::swap(old, mpProcessContext);
         // In a boundary of its own: whatever the old one throws as it goes, the new one is told.
-        const HRESULT code = Boundary("SetProcessContext", [&] {
+        const auto release = [&] {
             if (old)
                 old.Detach()->Release();
             return S_OK;
-        });
+        };
+        const HRESULT code = Boundary(release, "SetProcessContext");
         if (iContext != nullptr)
             TellContext(*iContext);
         return code; // whatever the new one answered
@@ -249,13 +234,7 @@ void QORJob::TellContext(ICKDXProcessContext& ioContext)
 
 HRESULT QORJob::GetProcessContext(ICKDXProcessContext** oContext) const
 {
-    if (oContext == nullptr)
-        return E_POINTER;
-    return Boundary("GetProcessContext", [&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
-        *oContext = QBase::PtrI<ICKDXProcessContext>(mpProcessContext).Detach();
-        return S_OK;
-    });
+    return GetPointer(mpProcessContext, oContext);
 }
 
 std::shared_ptr<JobMemGovernor> QORJob::GetMemGovernor() const { return GetValue(mpMemGovernor); }

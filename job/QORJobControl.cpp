@@ -26,7 +26,7 @@ bool IsCancellation(HRESULT iCode)
 HRESULT QORJob::Cancel()
 {
     LogLine(EnumKernelRouter::JobTrace, "[DEBUG TRACING]QORJob::Cancel: job %1 is cancel start", mId.Get());
-    const HRESULT code = Boundary("Cancel", [&]() -> HRESULT {
+    const HRESULT code = Boundary([&]() -> HRESULT {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         if (mStatus != JobCompleted && mStatus != JobCancelled && mStatus != JobStopped)
         {
@@ -52,7 +52,7 @@ HRESULT QORJob::CancelSteps()
         code = TellInstanceOfCancellation();
     }
     if (code == S_OK)
-        code = ReduceToClosing(IsClientWaiting() ? FindReportingStep(mpProcessContext.Get()) : StepNoMore);
+        code = mSteps.ReduceToClosing(IsClientWaiting() ? FindReportingStep(mpProcessContext.Get()) : StepNoMore);
     if (code != S_OK)
         return code;
     if (mStatus != JobStoppedWithError || IsCancellation(mErrorCode))
@@ -92,11 +92,11 @@ bool QORJob::IsClientWaiting() const
     {
     case JobWaiting:
     case JobStoppedWithError:
-    case 7:
-    case 8:
+    case JobHeld7:
+    case JobHeld8:
     case JobReplied:
-    case 18:
-    case 19:
+    case JobHeld18:
+    case JobHeld19:
         return true;
     default:
         return mbRunning;
@@ -124,9 +124,9 @@ void QORJob::PauseCurrentStep()
     LogLine(EnumKernelRouter::JobTrace, "[DEBUG TRACING]QORJob::PauseCurrentStep: job %1 is pausing start", mId.Get());
     if (mRequestType != RequestDocument)
         return;
-    const HRESULT code = Boundary("PauseCurrentStep", [&] {
+    const HRESULT code = Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        if (mStatus < JobStoppedWithError || mStatus > JobStopped)
+        if (!JobStatus::HasFailed(mStatus))
             mStatus = JobPausing;
         mStatusTime = QDataType::DateTime::NowUTC();
         TellContextToStop();
@@ -141,7 +141,7 @@ void QORJob::ResetStatusBeforeResumeExecution()
 {
     SetStatus(JobExecuting, nullptr);
     SetRunning(false, nullptr);
-    Boundary("ResetStatusBeforeResumeExecution", [&] {
+    Boundary([&] {
         if (const auto context = GetValue(mpProcessContext))
             context->put_LongB(cGoOn);
         return S_OK;
@@ -150,7 +150,7 @@ void QORJob::ResetStatusBeforeResumeExecution()
 
 HRESULT QORJob::StopRunningIfHang(int, DWORD, QORJobTask* iTask)
 {
-    return Boundary("StopRunningIfHang", [&]() -> HRESULT {
+    return Boundary([&]() -> HRESULT {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         if (mpExecutingTask == nullptr || mpExecutingTask != iTask)
         {
@@ -162,7 +162,7 @@ HRESULT QORJob::StopRunningIfHang(int, DWORD, QORJobTask* iTask)
         }
         mpExecutingTask = nullptr;
         mbRunning = false;
-        if (!mTodoSteps.empty())
+        if (!mSteps.GetTodo().empty())
         {
             mbIAmDead = true;
             mDeadStepId = mCurrentStepForStatistics;

@@ -10,7 +10,7 @@ HRESULT QORJob::SetJobData(QORJobData* iData)
 {
     if (iData == nullptr)
         return E_POINTER;
-    return Boundary("SetJobData", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         unsigned id = 0;
         iData->GetId(&id);
@@ -30,7 +30,7 @@ HRESULT QORJob::GetJobData(int iId, QORJobData** oData) const
 {
     if (oData == nullptr)
         return E_POINTER;
-    const HRESULT code = Boundary("GetJobData", [&] {
+    const HRESULT code = Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         const auto id = static_cast<unsigned>(iId);
         if (id >= mData.size())
@@ -56,7 +56,7 @@ HRESULT QORJob::IsDataAvailable(int iId, bool* obAvailable) const
 
 HRESULT QORJob::CreateJobDataObject(int iId, QORJobData** oData) const
 {
-    return Boundary("CreateJobDataObject", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         return QORJobData::CreateJobDataObject(this, iId, oData);
     });

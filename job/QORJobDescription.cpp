@@ -68,7 +68,7 @@ unsigned QORJob::GetJobStringIDFromRequestType() const
 
 HRESULT QORJob::SetDescription()
 {
-    return Boundary("SetDescription", [&] {
+    return Boundary([&] {
         // The context is called under the lock on purpose: nobody meets a description that is half made.
         QSynch::CriticalSection::SmartLock lock(mpLock);
         mDescription.clear();
@@ -105,7 +105,7 @@ void QORJob::MarkJobTraceFlags(unsigned iFlag)
     mTraceFlags |= iFlag;
     if (!IsLeakFlag(iFlag) || KernelLog::EnabledRouter(EnumKernelRouter::Info) == nullptr)
         return;
-    Boundary("MarkJobTraceFlags", [&] {
+    Boundary([&] {
         LogLine(EnumKernelRouter::Info, "QORJobLeak Trace for JobId: %1 and callstack: %2", mId.Get(),
                 QBase::GetCallStackText());
         return S_OK;

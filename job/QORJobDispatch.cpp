@@ -39,9 +39,6 @@ HRESULT Read(const QORJobStep* iStep, StepState& oState)
     return code;
 }
 
-/// Waiting states: no step is handed out in them.
-bool IsHeld(int iStatus) { return (iStatus >= 7 && iStatus <= 13) || iStatus == 18 || iStatus == 19; }
-
 /// The steps that still run in a job that has failed or was cancelled.
 bool IsReportingStep(int iStepId)
 {
@@ -76,7 +73,7 @@ bool IsLastCurrent(int iStepId, int iStatus)
 /// `oRunningStepId`.
 int QORJob::FindLastStep(bool (*iStops)(int iStepId, int iStatus), int* oRunningStepId) const
 {
-    for (const QORJobStep* step : mTodoSteps)
+    for (const QORJobStep* step : mSteps.GetTodo())
     {
         StepState state;
         if (Read(step, state) != S_OK)
@@ -92,7 +89,7 @@ int QORJob::FindLastStep(bool (*iStops)(int iStepId, int iStatus), int* oRunning
 HRESULT QORJob::ReadFrontId(int* oStepId) const
 {
     StepState front;
-    const HRESULT code = Read(mTodoSteps.front(), front);
+    const HRESULT code = Read(mSteps.GetCurrent(), front);
     if (code == S_OK)
         *oStepId = front.mId;
     return code;
@@ -104,13 +101,13 @@ HRESULT QORJob::GetCurrentStepId(int* oStepId, int* oRunningStepId) const
         return E_POINTER;
     if (oRunningStepId != nullptr)
         *oRunningStepId = -1;
-    return Boundary("GetCurrentStepId", [&]() -> HRESULT {
+    return Boundary([&]() -> HRESULT {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         int current = StepNoMore;
         HRESULT code = S_OK;
-        if (mbCloseFinished || mTodoSteps.empty() || IsHeld(mStatus))
+        if (mSteps.HasFinishedClosing() || mSteps.GetTodo().empty() || JobStatus::IsHeld(mStatus))
             current = StepNoMore;
-        else if (mStatus == JobStoppedWithError || mStatus == JobCancelled || mStatus == JobStopped)
+        else if (JobStatus::HasFailed(mStatus))
             current = FindLastStep(IsLastCurrent, oRunningStepId);
         else
             code = ReadFrontId(&current);
@@ -132,11 +129,11 @@ HRESULT QORJob::GetCurrentStepIdToRun(int* oStepId, int* oRunningStepId)
         return E_POINTER;
     if (oRunningStepId != nullptr)
         *oRunningStepId = -1;
-    return Boundary("GetCurrentStepIdToRun", [&]() -> HRESULT {
+    return Boundary([&]() -> HRESULT {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         DropDocumentResult();
         LogFinishedSteps();
-        if (mbCloseFinished)
+        if (mSteps.HasFinishedClosing())
         {
             *oStepId = StepNoMore;
             return S_OK;
@@ -161,9 +158,9 @@ HRESULT QORJob::GetCurrentStepIdToRun(int* oStepId, int* oRunningStepId)
 void QORJob::DropDocumentResult()
 {
     int front = StepNoMore;
-    if ((mStatus == JobStoppedWithError || mStatus == JobCancelled) && !mTodoSteps.empty() &&
-        ReadFrontId(&front) == S_OK && front == StepSendingDocumentResult)
-        DeleteTodo(mTodoSteps.cbegin());
+    if ((mStatus == JobStoppedWithError || mStatus == JobCancelled) && ReadFrontId(&front) == S_OK &&
+        front == StepSendingDocumentResult)
+        mSteps.Delete(mSteps.GetTodo().begin());
 }
 
 /// One line a finished step, newest first, up to the closing step.
@@ -171,7 +168,7 @@ void QORJob::LogFinishedSteps() const
 {
     if (KernelLog::EnabledRouter(EnumKernelRouter::JobTrace) == nullptr)
         return;
-    for (const QORJobStep* step : mFinishedSteps)
+    for (const QORJobStep* step : mSteps.GetFinished())
     {
         StepState state;
         if (Read(step, state) != S_OK)
@@ -187,7 +184,7 @@ void QORJob::LogFinishedSteps() const
 /// The step that the job's status lets run next, 0 for none. Ends the run of a job that has none left.
 HRESULT QORJob::ChooseCandidate(int* oCandidate, int* oRunningStepId)
 {
-    if (mStatus >= JobCompleted && mStatus <= JobStopped)
+    if (JobStatus::HasEnded(mStatus))
     {
         *oCandidate = FindLastStep(IsLastCandidate, oRunningStepId);
         if (*oCandidate == StepNoMore && mbRunning)
@@ -197,7 +194,7 @@ HRESULT QORJob::ChooseCandidate(int* oCandidate, int* oRunningStepId)
         }
         return S_OK;
     }
-    if (IsHeld(mStatus))
+    if (JobStatus::IsHeld(mStatus))
     {
         if (mbRunning)
         {
@@ -213,7 +210,7 @@ HRESULT QORJob::ChooseCandidate(int* oCandidate, int* oRunningStepId)
             return code;
         mStatus = JobReady;
     }
-    if (mTodoSteps.empty())
+    if (mSteps.GetTodo().empty())
     {
         mbRunning = false;
         mStatus = JobCompleted; // stored directly: no finish time comes of it
@@ -228,30 +225,16 @@ HRESULT QORJob::ChooseCandidate(int* oCandidate, int* oRunningStepId)
 /// A job that was put back without steps searches the cache and closes.
 HRESULT QORJob::RefillRequeuedJob()
 {
-    if (!mTodoSteps.empty())
+    if (!mSteps.GetTodo().empty())
         return S_OK;
-    return InsertNewSteps(mTodoSteps.cend(), StepSearchingCache, StepCloseJob);
+    return mSteps.InsertNew(mSteps.GetTodo().end(), StepSearchingCache, StepCloseJob);
 }
 
 /// The closing step goes to one thread only: once it is started nobody else gets a step.
 bool QORJob::IsCloseStepBeingRun() const
 {
-    // Closing steps usually stand at the end: from there the walk is over after the last of them.
     StepState started;
-    bool bStarted = false;
-    int left = mTodoCloseSteps;
-    for (auto step = mTodoSteps.crbegin(); left > 0 && step != mTodoSteps.crend(); ++step)
-    {
-        StepState state;
-        if (Read(*step, state) != S_OK || state.mId != StepCloseJob)
-            continue;
-        --left;
-        if (state.mThreadId != 0 || state.mPUId != -1)
-        {
-            started = state;
-            bStarted = true;
-        }
-    }
+    const bool bStarted = Read(mSteps.FindStartedCloseStep(), started) == S_OK;
     if (bStarted)
         LogLine(EnumKernelRouter::JobTrace,
                 "QORJob::GetCurrentStepIdToRun: return GC_NO_MORE_STEP because todo step has gcCloseJob step and it's "
@@ -265,7 +248,7 @@ bool QORJob::IsCloseStepBeingRun() const
 HRESULT QORJob::HandOut(int iCandidate, int* oStepId)
 {
     StepState front;
-    HRESULT code = Read(mTodoSteps.front(), front);
+    HRESULT code = Read(mSteps.GetCurrent(), front);
     if (code != S_OK)
         return mbIAmDead ? S_FALSE : code;
     if (front.mThreadId == 0 || front.mPUId == -1)
@@ -296,18 +279,18 @@ HRESULT QORJob::HandOutOfDeadJob(int iLostStepId, int* oStepId)
 {
     // What takes memory comes first: without it nothing is taken from the job.
     MakeRoomForProfile();
-    const bool bEnds = std::any_of(std::next(mTodoSteps.begin()), mTodoSteps.end(), EndsDeadJob);
+    const StepQueue::List& todo = mSteps.GetTodo();
+    const bool bEnds = std::any_of(std::next(todo.begin()), todo.end(), EndsDeadJob);
     // A cancelled job takes no step, and its caller is told to close it all the same.
-    HRESULT code =
-        bEnds || mStatus == JobCancelled ? S_OK : InsertNewSteps(mTodoSteps.cend(), StepCloseJob, StepNoMore);
+    HRESULT code = bEnds || mStatus == JobCancelled ? S_OK : mSteps.InsertNew(todo.end(), StepCloseJob, StepNoMore);
     if (code == S_OK)
         code = SetStepComplete(iLostStepId);
     if (code != S_OK)
         return code;
-    while (!mTodoSteps.empty() && !EndsDeadJob(mTodoSteps.front()))
-        DeleteTodo(mTodoSteps.cbegin());
+    while (!todo.empty() && !EndsDeadJob(todo.front()))
+        mSteps.Delete(todo.begin());
     int next = StepCloseJob;
-    if (!mTodoSteps.empty() && ReadFrontId(&next) != S_OK)
+    if (!todo.empty() && ReadFrontId(&next) != S_OK)
         return S_FALSE;
     code = SetStepStart(next, 0, nullptr);
     if (code == S_OK)
@@ -317,11 +300,12 @@ HRESULT QORJob::HandOutOfDeadJob(int iLostStepId, int* oStepId)
 
 HRESULT QORJob::SetStepStart(int iStepId, int iPUId, QORJobTask* iTask)
 {
-    return Boundary("SetStepStart", [&] {
+    return Boundary([&] {
         {
             QSynch::CriticalSection::SmartLock lock(mpLock);
-            const auto found = IsRunnableStep(iStepId) ? FindTodo(iStepId) : mTodoSteps.end();
-            if (found != mTodoSteps.end())
+            const auto none = mSteps.GetTodo().end();
+            const auto found = IsRunnableStep(iStepId) ? mSteps.Find(iStepId) : none;
+            if (found != none)
                 StartStep(**found, iStepId, iPUId, iTask);
             else
                 mpExecutingTask = iTask;
@@ -401,7 +385,7 @@ void QORJob::EndProfile(int iStepId)
 
 HRESULT QORJob::SetStepFinish(int iStepId, int iPUId, QORJobTask* iTask)
 {
-    return Boundary("SetStepFinish", [&] {
+    return Boundary([&] {
         HRESULT result = S_OK;
         {
             QSynch::CriticalSection::SmartLock lock(mpLock);
@@ -428,19 +412,20 @@ HRESULT QORJob::SetStepFinish(int iStepId, int iPUId, QORJobTask* iTask)
 
 void QORJob::FinishStep(int iStepId)
 {
-    if (!IsRunnableStep(iStepId) || mTodoSteps.empty())
+    const StepQueue::List& todo = mSteps.GetTodo();
+    if (!IsRunnableStep(iStepId) || todo.empty())
         return;
-    const auto found = FindTodo(iStepId);
-    if (found == mTodoSteps.end())
+    const auto found = mSteps.Find(iStepId);
+    if (found == todo.end())
     {
         FinishAgain(iStepId);
         return;
     }
-    if (found != mTodoSteps.begin())
+    if (found != todo.begin())
     {
-        // Only the one step in front gives way in a call: a step further down stays queued, and its callers know it.
-        const auto place = std::distance(mTodoSteps.begin(), found) + 1;
-        MoveToFinished(mTodoSteps.cbegin());
+        // One call moves one step that stands in front: a step further down stays queued, and its callers know it.
+        const auto place = std::distance(todo.begin(), found) + 1;
+        mSteps.MoveToFinished(todo.begin());
         if (place != 2)
         {
             LogLine(EnumKernelRouter::Error,
@@ -451,16 +436,17 @@ void QORJob::FinishStep(int iStepId)
     }
     (*found)->SetTaskCPUTime(mStepStartTimes.mKernel, mStepStartTimes.mUser);
     (*found)->SetFinishTime();
-    MoveToFinished(found);
+    mSteps.MoveToFinished(found);
     EndProfile(iStepId);
 }
 
 /// The step is queued no more: the newest finished step may be finished once more, anything else is reported.
 void QORJob::FinishAgain(int iStepId)
 {
-    const auto newest = std::find_if(mFinishedSteps.begin(), mFinishedSteps.end(),
-                                     [](const QORJobStep* iStep) { return iStep != nullptr; });
-    if (newest == mFinishedSteps.end())
+    const StepQueue::List& finished = mSteps.GetFinished();
+    const auto newest =
+        std::find_if(finished.begin(), finished.end(), [](const QORJobStep* iStep) { return iStep != nullptr; });
+    if (newest == finished.end())
         return;
     int newestId = StepNoMore;
     (*newest)->GetId(&newestId);

@@ -89,7 +89,7 @@ T Read(const Record& iRecord, HRESULT (Record::*iGetter)(T*) const)
     return value;
 }
 
-void AddSteps(QBase::wstring& ioText, const QBase::list<QORJobStep*>& iSteps)
+void AddSteps(QBase::wstring& ioText, const StepQueue::List& iSteps)
 {
     for (const QORJobStep* step : iSteps)
         if (step != nullptr)
@@ -115,7 +115,7 @@ std::wstring Widen(std::basic_string_view<QBase::WCHAR> iText)
     return wide;
 }
 
-void WriteSteps(std::wostream& ioStream, const QBase::list<QORJobStep*>& iSteps)
+void WriteSteps(std::wostream& ioStream, const StepQueue::List& iSteps)
 {
     for (const QORJobStep* step : iSteps)
         if (step != nullptr)
@@ -150,14 +150,14 @@ const wchar_t* StatusWord(int iStatus)
 
 void QORJob::GetJobInfo(QBase::wstring& oText) const
 {
-    Boundary("GetJobInfo", [&] {
+    Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         AddIdentity(oText);
         AddState(oText);
         AddLine(oText, "\tTodoStepList:\n");
-        AddSteps(oText, mTodoSteps);
+        AddSteps(oText, mSteps.GetTodo());
         AddLine(oText, "\tFinishedStepList:\n");
-        AddSteps(oText, mFinishedSteps);
+        AddSteps(oText, mSteps.GetFinished());
         AddLine(oText, "\tJobPUInfoList:\n");
         for (const QORJobPUInfo* visit : mUnits)
             if (visit != nullptr)
@@ -175,8 +175,8 @@ void QORJob::AddIdentity(QBase::wstring& ioText) const
     AddLine(ioText, "Parent JobId: %d\n", mFamily.mParentId.Get());
     AddLine(ioText, "Reference JobId: %d\n", mPreJobId.Get());
     AddLine(ioText, "\tStatus: %d\n", mStatus);
-    AddLine(ioText, "\tSource: %d\n", mSource.load());
-    AddLine(ioText, "\tType: %d\n", mType.load());
+    AddLine(ioText, "\tSource: %d\n", mSource.Get());
+    AddLine(ioText, "\tType: %d\n", mType.Get());
     AddLine(ioText, "\tRequest Type: %d\n", mRequestType);
     AddLine(ioText, "\tProject Internal Id: %d\n", mProjectId);
     AddLine(ioText, "\tProject Name: %ls\n", mProjectName);
@@ -197,7 +197,7 @@ void QORJob::AddState(QBase::wstring& ioText) const
     AddLine(ioText, "\tFinish Time: %ls\n", mFinishTime);
     AddLine(ioText, "\tTimeout Time: %ls\n", mTimeOutTime);
     AddLine(ioText, "\tIsRunning: %s\n", mbRunning);
-    AddLine(ioText, "\tStats Collected: %s\n", mbStats.load());
+    AddLine(ioText, "\tStats Collected: %s\n", mbStats.Get());
     AddLine(ioText, "\tTimeout Extended: %s\n", mbTimeoutExtended);
     AddLine(ioText, "\tIs Batch Job: %s\n", mbBatch);
     AddLine(ioText, "\tIs SendNow Job: %s\n", mSubscription.mbSendNow);
@@ -218,12 +218,12 @@ void QORJob::AddState(QBase::wstring& ioText) const
 
 std::wostream* QORJob::WriteJobInfo(std::wostream& ioStream) const
 {
-    const HRESULT code = Boundary("WriteJobInfo", [&] {
+    const HRESULT code = Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         ioStream << std::dec << L"Job " << mId.Get() << L": Priority = " << mPriority << L", StepsCompleted = <";
-        WriteSteps(ioStream, mFinishedSteps);
+        WriteSteps(ioStream, mSteps.GetFinished());
         ioStream << L", StepsToDo = <";
-        WriteSteps(ioStream, mTodoSteps);
+        WriteSteps(ioStream, mSteps.GetTodo());
         ioStream << L", Data Items = <";
         for (const QORJobData* item : mData)
         {
@@ -234,7 +234,7 @@ std::wostream* QORJob::WriteJobInfo(std::wostream& ioStream) const
                 ioStream << Widen(name);
             ioStream << L" ";
         }
-        ioStream << L">, Source = " << mSource.load() << L", Type = " << std::hex << mType.load() << std::dec << L",";
+        ioStream << L">, Source = " << mSource.Get() << L", Type = " << std::hex << mType.Get() << std::dec << L",";
         unsigned waitingTime = 0;
         GetWaitingTimeInternal(&waitingTime);
         ioStream << L" CreationTime = " << Widen(mCreationTime.ToLocalTime().ToText()) << L", WaitingTime = "

@@ -3,6 +3,7 @@
 #include "context/ICKDXReportInstance.h"
 #include "data/QORJobData.h"
 #include "job/JobMemGovernor.h"
+#include "job/KernelCounters.h"
 #include "job/QORJobRows.h"
 #include "platform/LogReference.h"
 #include "platform/QPerfMon.h"
@@ -16,8 +17,6 @@
 
 namespace
 {
-
-constexpr int cInstanceCategory = 4;
 
 template <class Record>
 void DeleteRecords(QBase::list<Record*>& ioRecords)
@@ -41,11 +40,12 @@ bool IsPlausible(const QDataType::DateTime& iTime)
 template <class T>
 void QORJob::ReleaseAndLog(QBase::PtrI<T>& ioObject)
 {
-    Boundary("Release", [&] {
+    const auto release = [&] {
         if (ioObject)
             ioObject.Detach()->Release();
         return S_OK;
-    });
+    };
+    Boundary(release, "Release");
 }
 
 unsigned QORJob::Release()
@@ -91,8 +91,8 @@ HRESULT QORJob::PreDestruct()
     }
     if (QORObjectInstanceCount* instances = QORObjectInstanceCount::GetObjectInstanceCount())
     {
-        instances->DecreaseObjectInstanceCount(cInstanceCategory);
-        instances->DeleteObjectInstance(cInstanceCategory, this);
+        instances->DecreaseObjectInstanceCount(cJobInstanceCategory);
+        instances->DeleteObjectInstance(cJobInstanceCategory, this);
     }
     MarkDead();
     return S_OK;
@@ -111,11 +111,10 @@ void QORJob::ReleaseCollaborators() QORJOB_NO_THREAD_SAFETY_ANALYSIS
     mStepProfiles.clear();
     DeleteRecords(mChannelRequests);
     DeleteRecords(mFurtherRequests);
-    DeleteRecords(mFinishedSteps);
-    DeleteRecords(mTodoSteps);
+    mSteps.DeleteSteps();
     DeleteRecords(mUnits);
     if (IsReportRequest())
-        QPerfMon::GetPerformanceMonitor()->Add(5, -1);
+        QPerfMon::GetPerformanceMonitor()->Add(CounterReportsOpen, -1);
     if (mpInMessage)
         mpInMessage.Detach()->Release();
     ReleaseContext();
@@ -179,11 +178,12 @@ void QORJob::MarkDead() QORJOB_NO_THREAD_SAFETY_ANALYSIS
 void QORJob::ReleaseLeftovers() QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
     ReleaseAndLog(mpProcessContext);
+    const auto releaseData = [this] {
+        ReleaseData();
+        return S_OK;
+    };
     while (std::any_of(mData.begin(), mData.end(), [](const QORJobData* iData) { return iData != nullptr; }))
-        Boundary("Release", [&] {
-            ReleaseData();
-            return S_OK;
-        });
+        Boundary(releaseData, "Release");
 }
 
 QORJob::~QORJob()
@@ -193,8 +193,8 @@ QORJob::~QORJob()
     if (QORObjectInstanceCount* instances = QORObjectInstanceCount::GetObjectInstanceCount())
     {
         // PreDestruct has lowered the count already: a job on the heap is counted down twice, as its readers expect.
-        instances->DecreaseObjectInstanceCount(cInstanceCategory);
-        instances->DeleteObjectInstance(cInstanceCategory, this);
+        instances->DecreaseObjectInstanceCount(cJobInstanceCategory);
+        instances->DeleteObjectInstance(cJobInstanceCategory, this);
     }
     LogLine(EnumKernelRouter::JobTrace, "QORJob::QORJob Job:%1 destructed.", mId.Get());
     ReleaseAndLog(mpUserSession);

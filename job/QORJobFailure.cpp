@@ -20,11 +20,11 @@ bool QORJob::BecomeErrorJob(HRESULT iCode, int iReportingStepId)
 {
     int old = -1;
     SetStatus(JobStoppedWithError, &old);
-    if (old >= JobStoppedWithError && old <= JobStopped)
+    if (JobStatus::HasFailed(old))
         return false;
     if (mbIAmDead && !CanDeadJobReport(iCode, iReportingStepId))
         return false;
-    if (ReduceToClosing(iReportingStepId) != S_OK)
+    if (mSteps.ReduceToClosing(iReportingStepId) != S_OK)
         throw std::bad_alloc();
     if (mErrorCode == S_OK)
         mErrorCode = iCode; // the first error wins
@@ -34,18 +34,18 @@ bool QORJob::BecomeErrorJob(HRESULT iCode, int iReportingStepId)
 /// A dead job's lists are cut down already: only a job that is still before its error step takes one.
 bool QORJob::CanDeadJobReport(HRESULT iCode, int iReportingStepId) const
 {
-    const auto idOf = [](const StepList& iSteps) {
+    const auto idOf = [](const StepQueue::List& iSteps) {
         int id = StepNoMore;
         if (!iSteps.empty() && iSteps.front() != nullptr)
             iSteps.front()->GetId(&id);
         return id;
     };
-    if (mTodoSteps.empty())
+    if (mSteps.GetTodo().empty())
         return false;
-    const int next = idOf(mTodoSteps);
+    const int next = idOf(mSteps.GetTodo());
     if (next != StepCloseJob)
         return next != iReportingStepId;
-    const int last = idOf(mFinishedSteps);
+    const int last = idOf(mSteps.GetFinished());
     if (last != iReportingStepId)
         LogLine(EnumKernelRouter::Error,
                 "QORJobError::QORJobError: when adding error %1 into job %2, find job's last finished step is %3 but "
@@ -56,7 +56,7 @@ bool QORJob::CanDeadJobReport(HRESULT iCode, int iReportingStepId) const
 
 HRESULT QORJob::GetJobError(QBase::wstring& oText) const
 {
-    return Boundary("GetJobError", [&]() -> HRESULT {
+    return Boundary([&]() -> HRESULT {
         // The context, its session and its message are called under the lock on purpose: the text is that of one
         // moment.
         QSynch::CriticalSection::SmartLock lock(mpLock);
@@ -75,7 +75,7 @@ HRESULT QORJob::GetJobError(QBase::WCHAR** oText) const
     if (oText == nullptr)
         return E_POINTER;
     *oText = nullptr;
-    Boundary("GetJobError", [&] {
+    Boundary([&] {
         QBase::wstring text;
         GetJobError(text);
         *oText = QORNamedIdsList::DuplicateString(text.c_str());
@@ -86,7 +86,7 @@ HRESULT QORJob::GetJobError(QBase::WCHAR** oText) const
 
 HRESULT QORJob::UpdateJobError(const QBase::WCHAR* iSource, unsigned iCode, int iArgument)
 {
-    return Boundary("UpdateJobError", [&]() -> HRESULT {
+    return Boundary([&]() -> HRESULT {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         QBase::PtrI<ICKDXWriteMessage> message;
         const HRESULT code = FetchContextMessage(message);
@@ -105,7 +105,7 @@ HRESULT QORJob::IsError(bool* obError) const
 {
     if (obError == nullptr)
         return E_POINTER;
-    return Boundary("IsError", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         if (mStatus != JobStoppedWithError)
             *obError = false;
@@ -113,23 +113,17 @@ HRESULT QORJob::IsError(bool* obError) const
     });
 }
 
-HRESULT QORJob::GetErrCode(HRESULT* oCode) const { return Get("GetErrCode", mErrorCode, oCode); }
+HRESULT QORJob::GetErrCode(HRESULT* oCode) const { return Get(mErrorCode, oCode); }
 
-HRESULT QORJob::SetComponentErrorCode(HRESULT iCode)
-{
-    return Set("SetComponentErrorCode", mComponentErrorCode, iCode);
-}
+HRESULT QORJob::SetComponentErrorCode(HRESULT iCode) { return Set(mComponentErrorCode, iCode); }
 
-HRESULT QORJob::GetComponentErrorCode(HRESULT* oCode) const
-{
-    return Get("GetComponentErrorCode", mComponentErrorCode, oCode);
-}
+HRESULT QORJob::GetComponentErrorCode(HRESULT* oCode) const { return Get(mComponentErrorCode, oCode); }
 
 HRESULT QORJob::GetComponentErrorCodeEx(HRESULT* oCode) const
 {
     if (oCode == nullptr)
         return E_POINTER;
-    return Boundary("GetComponentErrorCodeEx", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         *oCode = mComponentErrorCode != S_OK ? mComponentErrorCode : mErrorCode;
         return S_OK;

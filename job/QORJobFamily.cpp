@@ -2,12 +2,12 @@
 #include "context/ICKDXProcessContext.h"
 #include "job/QORJobRows.h"
 
-HRESULT QORJob::SetParentId(QSynch::AtomicLong iId) { return Set("SetParentId", mFamily.mParentId, iId); }
+HRESULT QORJob::SetParentId(QSynch::AtomicLong iId) { return Set(mFamily.mParentId, iId); }
 
 /// The context is called under the lock on purpose: whoever sees the parent finds its governor in the context.
 HRESULT QORJob::SetParentId(QSynch::AtomicLong iId, std::shared_ptr<JobMemGovernor> iGovernor)
 {
-    return Boundary("SetParentId", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         mFamily.mParentId = iId;
         mpMemGovernor.swap(iGovernor);
@@ -17,57 +17,47 @@ HRESULT QORJob::SetParentId(QSynch::AtomicLong iId, std::shared_ptr<JobMemGovern
     });
 }
 
-HRESULT QORJob::GetParentId(QSynch::AtomicLong* oId) const { return CopyId("GetParentId", mFamily.mParentId, oId); }
+HRESULT QORJob::GetParentId(QSynch::AtomicLong* oId) const { return CopyId(mFamily.mParentId, oId); }
 
 int QORJob::GetParentId() const { return GetValue(mFamily.mParentId); }
 
-HRESULT QORJob::SetPreJobId(QSynch::AtomicLong iId) { return Set("SetPreJobId", mPreJobId, iId); }
+HRESULT QORJob::SetPreJobId(QSynch::AtomicLong iId) { return Set(mPreJobId, iId); }
 
-HRESULT QORJob::GetPreJobId(QSynch::AtomicLong* oId) const { return CopyId("GetPreJobId", mPreJobId, oId); }
+HRESULT QORJob::GetPreJobId(QSynch::AtomicLong* oId) const { return CopyId(mPreJobId, oId); }
 
-HRESULT QORJob::CopyId(const char* iOperation, const QSynch::AtomicLong& iField, QSynch::AtomicLong* oId) const
+HRESULT QORJob::CopyId(const QSynch::AtomicLong& iField, QSynch::AtomicLong* oId, const char* iOperation) const
 {
-    return oId == nullptr ? S_OK : Get(iOperation, iField, oId);
+    return oId == nullptr ? S_OK : Get(iField, oId, iOperation);
 }
 
-HRESULT QORJob::SetRunningChildCount(int iCount, int* oOld)
-{
-    return Set("SetRunningChildCount", mFamily.mRunningChildCount, iCount, oOld);
-}
+HRESULT QORJob::SetRunningChildCount(int iCount, int* oOld) { return Set(mFamily.mRunningChildCount, iCount, oOld); }
 
-HRESULT QORJob::GetRunningChildCount(int* oCount) const
-{
-    return Get("GetRunningChildCount", mFamily.mRunningChildCount, oCount);
-}
+HRESULT QORJob::GetRunningChildCount(int* oCount) const { return Get(mFamily.mRunningChildCount, oCount); }
 
-HRESULT QORJob::IncrementRunningChildCount(int* oCount)
-{
-    return ChangeRunningChildCount("IncrementRunningChildCount", 1, oCount);
-}
+HRESULT QORJob::IncrementRunningChildCount(int* oCount) { return ChangeRunningChildCount(1, oCount); }
 
-HRESULT QORJob::DecrementRunningChildCount(int* oCount)
-{
-    return ChangeRunningChildCount("DecrementRunningChildCount", -1, oCount);
-}
+HRESULT QORJob::DecrementRunningChildCount(int* oCount) { return ChangeRunningChildCount(-1, oCount); }
 
-HRESULT QORJob::ChangeRunningChildCount(const char* iOperation, int iChange, int* oCount)
+HRESULT QORJob::ChangeRunningChildCount(int iChange, int* oCount, const char* iOperation)
 {
-    return Boundary(iOperation, [&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
-        mFamily.mRunningChildCount += iChange;
-        if (oCount != nullptr)
-            *oCount = mFamily.mRunningChildCount;
-        return S_OK;
-    });
+    return Boundary(
+        [&] {
+            QSynch::CriticalSection::SmartLock lock(mpLock);
+            mFamily.mRunningChildCount += iChange;
+            if (oCount != nullptr)
+                *oCount = mFamily.mRunningChildCount;
+            return S_OK;
+        },
+        iOperation);
 }
 
 HRESULT QORJob::AddChild(QSynch::AtomicLong iChildId)
 {
     LogLine(EnumKernelRouter::JobTrace, "[DEBUG TRACING]QORJob::AddChild: child job %1 is added into document job %2",
             iChildId.Get(), mId.Get());
-    return Boundary("AddChild", [&]() -> HRESULT {
+    return Boundary([&]() -> HRESULT {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        if (mStatus >= JobCompleted && mStatus <= JobStopped)
+        if (JobStatus::HasEnded(mStatus))
             return E_FAIL;
         mFamily.mExecutingChildren.push_back(iChildId);
         return S_OK;
@@ -79,7 +69,7 @@ HRESULT QORJob::RemoveExecutingChild(QSynch::AtomicLong iChildId)
     LogLine(EnumKernelRouter::JobTrace,
             "[DEBUG TRACING]QORJob::RemoveExecutingChild: child job %1 is removed from document job %2", iChildId.Get(),
             mId.Get());
-    return Boundary("RemoveExecutingChild", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         mFamily.mExecutingChildren.remove(iChildId);
         return S_OK;
@@ -91,7 +81,7 @@ HRESULT QORJob::MarkChildComplete(QSynch::AtomicLong iChildId)
     LogLine(EnumKernelRouter::JobTrace,
             "[DEBUG TRACING]QORJob::MarkChildComplete: child job %1 of document job %2 is completed", iChildId.Get(),
             mId.Get());
-    return Boundary("MarkChildComplete", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         mFamily.mFinishedChildren.push_back(iChildId);
         mFamily.mExecutingChildren.remove(iChildId);
@@ -101,19 +91,21 @@ HRESULT QORJob::MarkChildComplete(QSynch::AtomicLong iChildId)
 
 HRESULT QORJob::GetExecutingChildrenList(QBase::list<QSynch::AtomicLong>& oChildren) const
 {
-    return CopyIds("GetExecutingChildrenList", mFamily.mExecutingChildren, oChildren);
+    return CopyIds(mFamily.mExecutingChildren, oChildren);
 }
 
 HRESULT QORJob::GetFinishedChildrenList(QBase::list<QSynch::AtomicLong>& oChildren) const
 {
-    return CopyIds("GetFinishedChildrenList", mFamily.mFinishedChildren, oChildren);
+    return CopyIds(mFamily.mFinishedChildren, oChildren);
 }
 
-HRESULT QORJob::CopyIds(const char* iOperation, const IdList& iIds, IdList& oIds) const
+HRESULT QORJob::CopyIds(const IdList& iIds, IdList& oIds, const char* iOperation) const
 {
-    return Boundary(iOperation, [&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
-        oIds = iIds;
-        return S_OK;
-    });
+    return Boundary(
+        [&] {
+            QSynch::CriticalSection::SmartLock lock(mpLock);
+            oIds = iIds;
+            return S_OK;
+        },
+        iOperation);
 }

@@ -1,5 +1,6 @@
 #include "context/ICKDXProcessContext.h"
 #include "context/ICKDXReportInstance.h"
+#include "job/KernelCounters.h"
 #include "job/QORJobRows.h"
 #include "platform/QPerfMon.h"
 
@@ -14,15 +15,15 @@ HRESULT QORJob::SetGovernedControl(int iControl)
     return S_OK;
 }
 
-/// 0 for a job without a report.
+/// ExecutionKindNone for a job without a report.
 int QORJob::GetExecutionKind() const
 {
     const auto context = GetValue(mpProcessContext);
     if (!context)
-        return 0;
-    int kind = 0;
+        return ExecutionKindNone;
+    int kind = ExecutionKindNone;
     const auto instance = ReportInstanceOf(InstanceObjectOf(*context.Get()).Get());
-    return instance && SUCCEEDED(instance->get_ExecutionKind(&kind)) ? kind : 0;
+    return instance && SUCCEEDED(instance->get_ExecutionKind(&kind)) ? kind : ExecutionKindNone;
 }
 
 HRESULT QORJob::UpdateJobCloseCounters()
@@ -34,10 +35,10 @@ HRESULT QORJob::UpdateJobCloseCounters()
             return S_OK;
         status = mStatus;
     }
-    const bool bFailed = status == JobStoppedWithError || status == JobCancelled || status == JobStopped;
+    const bool bFailed = JobStatus::HasFailed(status);
     // The job is counted whatever its context does: a report whose kind can't be had counts as one of no kind.
-    int kind = 0;
-    Boundary("UpdateJobCloseCounters", [&] {
+    int kind = ExecutionKindNone;
+    Boundary([&] {
         if (IsReportRequest())
             kind = GetExecutionKind();
         return S_OK;
@@ -47,18 +48,21 @@ HRESULT QORJob::UpdateJobCloseCounters()
     const std::int64_t age = (QDataType::DateTime::NowUTC() - mCreationTime).GetTotalMilliseconds();
     if (IsReportRequest())
     {
-        // Two kinds of execution have counters of their own beside those of all reports.
-        monitor->Add(bFailed ? 4 : 2, 1);
-        if (!bFailed && (kind == 7 || kind == 8))
-            monitor->Add(kind == 7 ? 38 : 39, 1);
-        monitor->Add(8, age);
-        if (kind == 7 || kind == 8)
-            monitor->Add(kind == 7 ? 42 : 43, age);
+        monitor->Add(bFailed ? CounterReportsFailed : CounterReportsCompleted, 1);
+        if (!bFailed && kind == ExecutionKind7)
+            monitor->Add(CounterKind7Completed, 1);
+        if (!bFailed && kind == ExecutionKind8)
+            monitor->Add(CounterKind8Completed, 1);
+        monitor->Add(CounterReportMilliseconds, age);
+        if (kind == ExecutionKind7)
+            monitor->Add(CounterKind7Milliseconds, age);
+        if (kind == ExecutionKind8)
+            monitor->Add(CounterKind8Milliseconds, age);
     }
     else if (mRequestType == RequestDocument)
     {
-        monitor->Add(bFailed ? 19 : 18, 1);
-        monitor->Add(50, age);
+        monitor->Add(bFailed ? CounterDocumentsFailed : CounterDocumentsCompleted, 1);
+        monitor->Add(CounterDocumentMilliseconds, age);
     }
     return S_OK;
 }

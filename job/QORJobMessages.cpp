@@ -10,7 +10,7 @@ HRESULT QORJob::GetChannelRequest(QORChannelRequest** oRequest, int iIndex) cons
 {
     if (oRequest == nullptr)
         return E_POINTER;
-    return Boundary("GetChannelRequest", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         *oRequest = mChannelRequests.empty() ? nullptr : *std::next(mChannelRequests.begin(), std::max(iIndex, 0));
         return S_OK;
@@ -19,7 +19,7 @@ HRESULT QORJob::GetChannelRequest(QORChannelRequest** oRequest, int iIndex) cons
 
 HRESULT QORJob::AddChannelRequest(QORChannelRequest* iRequest)
 {
-    return Boundary("AddChannelRequest", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         mChannelRequests.push_back(iRequest);
         return S_OK;
@@ -28,7 +28,7 @@ HRESULT QORJob::AddChannelRequest(QORChannelRequest* iRequest)
 
 HRESULT QORJob::CompleteChannelRequest(QORChannelRequest* iRequest)
 {
-    return Boundary("CompleteChannelRequest", [&]() -> HRESULT {
+    return Boundary([&]() -> HRESULT {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         if (mChannelRequests.empty())
             return E_UNEXPECTED;
@@ -40,46 +40,20 @@ HRESULT QORJob::CompleteChannelRequest(QORChannelRequest* iRequest)
     });
 }
 
-HRESULT QORJob::GetInMessage(ICKDXReadMessage** oMessage) const
-{
-    if (oMessage == nullptr)
-        return E_POINTER;
-    return Boundary("GetInMessage", [&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
-        *oMessage = QBase::PtrI<ICKDXReadMessage>(mpInMessage).Detach();
-        return S_OK;
-    });
-}
+HRESULT QORJob::GetInMessage(ICKDXReadMessage** oMessage) const { return GetPointer(mpInMessage, oMessage); }
 
-HRESULT QORJob::SetInMessage(ICKDXReadMessage* iMessage)
-{
-    return Boundary("SetInMessage", [&] {
-        QBase::PtrI<ICKDXReadMessage> other(iMessage);
-        {
-            QSynch::CriticalSection::SmartLock lock(mpLock);
-            std::swap(other, mpInMessage);
-        }
-        if (other)
-            other.Detach()->Release(); // after the lock, and by name: what it throws ends in the boundary
-        return S_OK;
-    });
-}
+HRESULT QORJob::SetInMessage(ICKDXReadMessage* iMessage) { return SetPointer(mpInMessage, iMessage); }
 
 HRESULT QORJob::GetInBoxMsgPtr(CKDXServerMessage** oMessage)
 {
-    if (oMessage == nullptr)
-        return E_POINTER;
-    *oMessage = nullptr;
-    return Boundary("GetInBoxMsgPtr", [&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
-        *oMessage = QBase::PtrI<CKDXServerMessage>(mpInBoxMessage).Detach();
-        return S_OK;
-    });
+    if (oMessage != nullptr)
+        *oMessage = nullptr;
+    return GetPointer(mpInBoxMessage, oMessage);
 }
 
 HRESULT QORJob::SetInBoxMsgPtr(CKDXServerMessage* iMessage)
 {
-    return Boundary("SetInBoxMsgPtr", [&] {
+    return Boundary([&] {
         QBase::PtrI<CKDXServerMessage> other;
         {
             QSynch::CriticalSection::SmartLock lock(mpLock);
@@ -97,27 +71,23 @@ HRESULT QORJob::SetInBoxMsgPtr(CKDXServerMessage* iMessage)
 // The context's messages: without the lock, for the context is there as long as anyone writes an answer, and making a
 // message may take it a while.
 
-HRESULT QORJob::GetOutMessage(ICKDXWriteMessage** oMessage) const
-{
-    return GetContextMessage("GetOutMessage", oMessage);
-}
+HRESULT QORJob::GetOutMessage(ICKDXWriteMessage** oMessage) const { return GetContextMessage(oMessage); }
 
-HRESULT QORJob::GetErrMessage(ICKDXWriteMessage** oMessage) const
-{
-    return GetContextMessage("GetErrMessage", oMessage);
-}
+HRESULT QORJob::GetErrMessage(ICKDXWriteMessage** oMessage) const { return GetContextMessage(oMessage); }
 
-HRESULT QORJob::GetContextMessage(const char* iOperation, ICKDXWriteMessage** oMessage) const
+HRESULT QORJob::GetContextMessage(ICKDXWriteMessage** oMessage, const char* iOperation) const
 {
     if (oMessage == nullptr)
         return E_POINTER;
     *oMessage = nullptr;
-    return Boundary(iOperation, [&] {
-        QBase::PtrI<ICKDXWriteMessage> message;
-        const HRESULT code = FetchContextMessage(message);
-        *oMessage = message.Detach();
-        return code;
-    });
+    return Boundary(
+        [&] {
+            QBase::PtrI<ICKDXWriteMessage> message;
+            const HRESULT code = FetchContextMessage(message);
+            *oMessage = message.Detach();
+            return code;
+        },
+        iOperation);
 }
 
 /// The message that answers and errors are written into; empty without a context or where that has none. For operations

@@ -6,29 +6,31 @@
 
 #include <type_traits>
 
-/// Runs the body of an operation and keeps its exceptions inside.
+/// Runs the body of an operation and keeps its exceptions inside; they are logged with the operation's name, which is
+/// the calling function's.
 template <class Body>
-HRESULT QORJob::Boundary(const char* iOperation, Body&& iBody) const
+HRESULT QORJob::Boundary(Body&& iBody, const char* iOperation) const
 {
     return ::Boundary(iOperation, mId, iBody);
 }
 
 /// Null rule E_POINTER; locked copy.
 template <class T>
-HRESULT QORJob::Get(const char* iOperation, const T& iField, T* oValue) const
+HRESULT QORJob::Get(const T& iField, T* oValue, const char* iOperation) const
 {
     if (oValue == nullptr)
         return E_POINTER;
-    return Boundary(iOperation, [&] {
+    const auto copy = [&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         *oValue = iField;
         return S_OK;
-    });
+    };
+    return Boundary(copy, iOperation);
 }
 
 /// Null rule E_POINTER; no lock.
 template <class T>
-HRESULT QORJob::GetUnlocked(const T& iField, T* oValue) const
+HRESULT QORJob::GetUnlocked(const Unlocked<T>& iField, T* oValue) const
 {
     if (oValue == nullptr)
         return E_POINTER;
@@ -46,9 +48,9 @@ T QORJob::GetValue(const T& iField) const
 
 /// Locked store; the old value goes out, when asked for, after the lock is dropped.
 template <class T>
-HRESULT QORJob::Set(const char* iOperation, T& oField, T iValue, T* oOld)
+HRESULT QORJob::Set(T& oField, T iValue, T* oOld, const char* iOperation)
 {
-    return Boundary(iOperation, [&] {
+    const auto store = [&] {
         {
             QSynch::CriticalSection::SmartLock lock(mpLock);
             std::swap(oField, iValue);
@@ -56,5 +58,41 @@ HRESULT QORJob::Set(const char* iOperation, T& oField, T iValue, T* oOld)
         if (oOld != nullptr)
             *oOld = iValue;
         return S_OK;
-    });
+    };
+    return Boundary(store, iOperation);
+}
+
+/// Null rule E_POINTER; a reference more, for the caller.
+template <class T>
+HRESULT QORJob::GetPointer(const QBase::PtrI<T>& iField, T** oObject, const char* iOperation) const
+{
+    if (oObject == nullptr)
+        return E_POINTER;
+    const auto copy = [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        *oObject = QBase::PtrI<T>(iField).Detach();
+        return S_OK;
+    };
+    return Boundary(copy, iOperation);
+}
+
+/// Takes a reference; null clears; the same object again changes nothing. The old object is released after the lock,
+/// and by name: what that throws ends in the boundary.
+template <class T>
+HRESULT QORJob::SetPointer(QBase::PtrI<T>& oField, T* iObject, const char* iOperation)
+{
+    const auto exchange = [&] {
+        QBase::PtrI<T> other;
+        {
+            QSynch::CriticalSection::SmartLock lock(mpLock);
+            if (oField.Get() == iObject)
+                return S_OK;
+            other = QBase::PtrI<T>(iObject);
+            std::swap(other, oField);
+        }
+        if (other)
+            other.Detach()->Release();
+        return S_OK;
+    };
+    return Boundary(exchange, iOperation);
 }

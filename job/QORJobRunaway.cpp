@@ -16,7 +16,7 @@ enum EnumRunAwayStatus : int
 
 void QORJob::SetRunAwayStatus()
 {
-    Boundary("SetRunAwayStatus", [&] {
+    Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         const int step = mCurrentStepForStatistics;
         switch (mRunawayStatus)
@@ -46,7 +46,7 @@ void QORJob::SetRunAwayStatus()
 bool QORJob::NeedToPerisistMsgStatusForRunAway(EnumRunAwayCaller iCaller)
 {
     bool bSecond = false;
-    Boundary("NeedToPerisistMsgStatusForRunAway", [&] {
+    Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         if (iCaller != RunAwayThread && iCaller != RunAwayCleanUp)
             return S_OK;
@@ -69,7 +69,7 @@ bool QORJob::NeedToPerisistMsgStatusForRunAway(EnumRunAwayCaller iCaller)
 bool QORJob::NeedToKeepMsgInJobForRunAway() const
 {
     bool bKeep = false;
-    Boundary("NeedToKeepMsgInJobForRunAway", [&] {
+    Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         bKeep = mRunawayStatus >= RunAwayDeclared && mRunawayStatus <= RunAwayReturned;
         if (!bKeep && mRunawayStatus != NotRunAway)

@@ -34,7 +34,7 @@ HRESULT QORJob::GetJobInfo(QORJobInfo* oInfo) const
 {
     if (oInfo == nullptr)
         return E_POINTER;
-    return Boundary("GetJobJobInfo", [&] { // log readers know it by this name
+    const auto fill = [&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         oInfo->mJobId = mId;
         oInfo->mPriority = mPriority;
@@ -46,12 +46,13 @@ HRESULT QORJob::GetJobInfo(QORJobInfo* oInfo) const
         oInfo->mStatusTime = mStatusTime;
         oInfo->mFinishTime = mFinishTime;
         oInfo->mbRunning = mbRunning;
-        CopyRecords(mTodoSteps, oInfo->mTodoSteps, oInfo->mTodoCount);
-        CopyRecords(mFinishedSteps, oInfo->mFinishedSteps, oInfo->mFinishedCount);
+        CopyRecords(mSteps.GetTodo(), oInfo->mTodoSteps, oInfo->mTodoCount);
+        CopyRecords(mSteps.GetFinished(), oInfo->mFinishedSteps, oInfo->mFinishedCount);
         CopyRecords(mUnits, oInfo->mPUInfos, oInfo->mPUCount);
         CopyItems(*oInfo);
         return S_OK;
-    });
+    };
+    return Boundary(fill, "GetJobJobInfo"); // log readers know it by this name
 }
 
 /// The items are called under the lock on purpose: without it one could go meanwhile.
@@ -73,7 +74,7 @@ HRESULT QORJob::GetJobBrowsingInfo(QORJobBrowsingInfo* oInfo) const
 {
     if (oInfo == nullptr)
         return E_POINTER;
-    return Boundary("GetJobBrowsingInfo", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         oInfo->mJobId = mId;
         oInfo->mStatus = mStatus;
@@ -90,7 +91,7 @@ HRESULT QORJob::GetJobBrowsingInfo2(QORJobBrowsingInfo2* oInfo) const
 {
     if (oInfo == nullptr)
         return E_POINTER;
-    return Boundary("GetJobBrowsingInfo2", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         GetIsSendNowJob(&oInfo->mbSendNow);
         GetDeliveryType(&oInfo->mDeliveryType);

@@ -4,6 +4,7 @@
 #include "base/KernelLog.h"
 #include "context/ICKDXProcessContext.h"
 #include "job/JobMemGovernor.h"
+#include "job/KernelCounters.h"
 #include "platform/QPerfMon.h"
 #include "platform/QorUserSession.h"
 
@@ -12,12 +13,11 @@
 namespace
 {
 
-constexpr int cLockCategory = 4;
 constexpr unsigned cLockFailed = 0x8004308E;
 
 QSynch::CriticalSection* MakeLock()
 {
-    QSynch::CriticalSection* lock = QSynch::CreateCriticalSection(cLockCategory);
+    QSynch::CriticalSection* lock = QSynch::CreateCriticalSection(cJobLockCategory);
     if (lock == nullptr)
     {
         LogCoded(EnumKernelRouter::Error, cExceptionCaught, "QOR_EXCEPTION_CAUGHT", "QORJob::QORJob",
@@ -39,12 +39,12 @@ QBase::Buffer* MakeLocalBuffer()
 
 QORJobState::QORJobState(QSynch::AtomicLong iId, int iRequestType, int iPriority, QorUserSession* iSession,
                          QBase::Buffer* iBuffer, std::pmr::memory_resource* iMemory)
-    : mSubscription(iMemory), mFamily(iMemory), mTodoSteps(iMemory), mFinishedSteps(iMemory), mStepProfiles(iMemory),
-      mProfileIndex(QPerfMon::GetProfileIndex("Job Execution")), mPriority(iPriority), mPUPriority(iPriority),
-      mUnits(iMemory), mId(iId), mRequestType(iRequestType), mChannelRequests(iMemory), mFurtherRequests(iMemory),
-      mpLocalBuffer(iBuffer), mbExternalBuffer(iBuffer != nullptr), mOwner(iMemory), mUser(iMemory),
-      mUserLogin(iMemory), mpUserSession(iSession), mDescription(iMemory), mProjectName(iMemory),
-      mpMemGovernor(std::make_shared<JobMemGovernor>(iId))
+    : mId(iId), mRequestType(iRequestType), mProfileIndex(QPerfMon::GetProfileIndex("Job Execution")),
+      mbExternalBuffer(iBuffer != nullptr), mpLocalBuffer(iBuffer), mSteps(iMemory), mPriority(iPriority),
+      mPUPriority(iPriority), mStepProfiles(iMemory), mUnits(iMemory), mpUserSession(iSession),
+      mpMemGovernor(std::make_shared<JobMemGovernor>(iId)), mChannelRequests(iMemory), mFurtherRequests(iMemory),
+      mSubscription(iMemory), mFamily(iMemory), mProjectName(iMemory), mOwner(iMemory), mUser(iMemory),
+      mUserLogin(iMemory), mDescription(iMemory)
 {
     // Last, and in this order: the lock, then a buffer for a job that was given none.
     mpOwnedLock.reset(MakeLock());

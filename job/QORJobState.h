@@ -1,6 +1,8 @@
-// What a job keeps. Its operations are QORJob's; nothing else reaches in here.
+// The fields of a job, which only the operations of QORJob use.
 #pragma once
 
+#include "base/Unlocked.h"
+#include "job/StepQueue.h"
 #include "platform/QBase.h"
 #include "platform/QDataType.h"
 #include "platform/QMessage.h"
@@ -26,11 +28,9 @@ class QORJobStep;
 class QORJobTask;
 struct QORProfileAgent;
 
-/// The fields of a job, in the order in which they are kept. Under the job's lock unless they say otherwise; "plain"
-/// ones are single words that are read and written without it.
+/// The fields of a job, in groups by what guards them.
 struct QORJobState
 {
-    using StepList = QBase::list<QORJobStep*>;
     using UnitList = QBase::list<QORJobPUInfo*>;
     using IdList = QBase::list<QSynch::AtomicLong>;
 
@@ -86,79 +86,83 @@ struct QORJobState
         FILETIME mUser{};
     };
 
-    Subscription mSubscription QORJOB_GUARDED_BY(mpLock);
-    Family mFamily QORJOB_GUARDED_BY(mpLock);
-    std::atomic<int> mCurrentStepForStatistics = 0; // plain
-    std::atomic<double> mPulseEnqueueTime = 0;      // plain
-    StepList mTodoSteps QORJOB_GUARDED_BY(mpLock);
-    StepList mFinishedSteps QORJOB_GUARDED_BY(mpLock);               // newest first
-    QORJobTask* mpExecutingTask QORJOB_GUARDED_BY(mpLock) = nullptr; // not owned
-    std::pmr::vector<StepProfile> mStepProfiles QORJOB_GUARDED_BY(mpLock);
-    unsigned mProfileIndex; // fixed
+    // --- Constant once the job is made -------------------------------------------------------------------------------
+    const QSynch::AtomicLong mId;
+    const int mRequestType;
+    const unsigned mProfileIndex;
+    const bool mbExternalBuffer;
+    QBase::Buffer* mpLocalBuffer;
+    std::unique_ptr<QBase::Buffer, BufferDestroyer> mpOwnedBuffer;
+    std::unique_ptr<QSynch::CriticalSection, LockDestroyer> mpOwnedLock;
+    QSynch::CriticalSection* mpLock = nullptr;
+    QDataType::DateTime mCreationTime{0.0};
+    std::int64_t mCreationSeconds = 0; // the same since 1970
+
+    // --- Changed by any thread, without the lock ---------------------------------------------------------------------
+    QSynch::AtomicLong mReferenceCount = 0;
+    Unlocked<int> mCurrentStepForStatistics = 0;
+    Unlocked<double> mPulseEnqueueTime = 0.0;
+    Unlocked<int> mRequestId = -1;
+    Unlocked<bool> mbApplyGovernor = true;
+    Unlocked<bool> mbStats = false;
+    Unlocked<bool> mbKeepRunning = false;
+    std::atomic<unsigned> mTraceFlags = 0;
+
+    // --- Written under the lock, read without ------------------------------------------------------------------------
+    Unlocked<int> mType = 0;
+    Unlocked<int> mSource = 0;
+
+    // --- Under the lock: execution -----------------------------------------------------------------------------------
+    StepQueue mSteps QORJOB_GUARDED_BY(mpLock);
     int mStatus QORJOB_GUARDED_BY(mpLock) = JobReady;
     bool mbRunning QORJOB_GUARDED_BY(mpLock) = false;
     bool mbIAmDead QORJOB_GUARDED_BY(mpLock) = false;
+    bool mbQueryResult QORJOB_GUARDED_BY(mpLock) = false;
+    bool mbExecutingInWarehouse QORJOB_GUARDED_BY(mpLock) = false;
+    bool mbStartedOnce QORJOB_GUARDED_BY(mpLock) = false;
+    bool mbCloseCountersUpdated QORJOB_GUARDED_BY(mpLock) = false;
+    int mActiveCount QORJOB_GUARDED_BY(mpLock) = 0;
     int mDeadStepId QORJOB_GUARDED_BY(mpLock) = 0;
     int mRunawayStatus QORJOB_GUARDED_BY(mpLock) = 0;
     int mRunawayStep QORJOB_GUARDED_BY(mpLock) = 0;
-    bool mbQueryResult QORJOB_GUARDED_BY(mpLock) = false;
-    int mActiveCount QORJOB_GUARDED_BY(mpLock) = 0;
-    bool mbBatch QORJOB_GUARDED_BY(mpLock) = false;
-    bool mbExecutingInWarehouse QORJOB_GUARDED_BY(mpLock) = false;
-    bool mbTimeoutExtended QORJOB_GUARDED_BY(mpLock) = false;
-    std::atomic<bool> mbApplyGovernor = true; // plain
-    bool mbDocumentDataModelNull QORJOB_GUARDED_BY(mpLock) = false;
     int mPriority QORJOB_GUARDED_BY(mpLock);
     int mPUPriority QORJOB_GUARDED_BY(mpLock);
-    QDataType::DateTime mCreationTime{0.0}; // fixed once the job is made
+    QORJobTask* mpExecutingTask QORJOB_GUARDED_BY(mpLock) = nullptr; // not owned
+    ThreadTimes mStepStartTimes QORJOB_GUARDED_BY(mpLock);
+    std::pmr::vector<StepProfile> mStepProfiles QORJOB_GUARDED_BY(mpLock);
     QDataType::DateTime mStatusTime QORJOB_GUARDED_BY(mpLock){0.0};
     QDataType::DateTime mFinishTime QORJOB_GUARDED_BY(mpLock){0.0};
-    ThreadTimes mStepStartTimes QORJOB_GUARDED_BY(mpLock);
-    UnitList mUnits QORJOB_GUARDED_BY(mpLock); // newest first
     QDataType::DateTime mTimeOutTime QORJOB_GUARDED_BY(mpLock){0.0};
-    bool mbStartedOnce QORJOB_GUARDED_BY(mpLock) = false;
-    bool mbCloseCountersUpdated QORJOB_GUARDED_BY(mpLock) = false;
-    std::int64_t mCreationSeconds = 0; // fixed
-    std::unique_ptr<QSynch::CriticalSection, LockDestroyer> mpOwnedLock;
-    QSynch::CriticalSection* mpLock = nullptr; // fixed once the job is made
-    QSynch::AtomicLong mReferenceCount = 0;
-    const QSynch::AtomicLong mId;
-    QSynch::AtomicLong mPreJobId QORJOB_GUARDED_BY(mpLock) = -1;
-    std::atomic<int> mType = 0; // written under the lock, read without
-    const int mRequestType;
-    void* mpReserved = nullptr;
-    HRESULT mErrorCode QORJOB_GUARDED_BY(mpLock) = S_OK;
+    UnitList mUnits QORJOB_GUARDED_BY(mpLock); // newest first
+
+    // --- Under the lock: what the job works with ---------------------------------------------------------------------
+    QBase::PtrI<ICKDXProcessContext> mpProcessContext QORJOB_GUARDED_BY(mpLock);
+    QBase::PtrI<QorUserSession> mpUserSession QORJOB_GUARDED_BY(mpLock);
+    std::shared_ptr<JobMemGovernor> mpMemGovernor QORJOB_GUARDED_BY(mpLock);
+    QBase::PtrI<ICKDXReadMessage> mpInMessage QORJOB_GUARDED_BY(mpLock);
+    QBase::PtrI<CKDXServerMessage> mpInBoxMessage QORJOB_GUARDED_BY(mpLock);
     QBase::list<QORChannelRequest*> mChannelRequests QORJOB_GUARDED_BY(mpLock);
     QBase::list<QORChannelRequest*> mFurtherRequests QORJOB_GUARDED_BY(mpLock); // nothing here fills it
-    std::unique_ptr<QBase::Buffer, BufferDestroyer> mpOwnedBuffer;
-    QBase::Buffer* mpLocalBuffer; // fixed once the job is made
-    const bool mbExternalBuffer;
-    QBase::PtrI<CKDXServerMessage> mpInBoxMessage QORJOB_GUARDED_BY(mpLock);
     std::array<QORJobData*, 5> mData QORJOB_GUARDED_BY(mpLock){};
-    std::atomic<int> mSource = 0; // written under the lock, read without
+    HRESULT mErrorCode QORJOB_GUARDED_BY(mpLock) = S_OK;
+    HRESULT mComponentErrorCode QORJOB_GUARDED_BY(mpLock) = S_OK;
+
+    // --- Under the lock: attributes ----------------------------------------------------------------------------------
+    Subscription mSubscription QORJOB_GUARDED_BY(mpLock);
+    Family mFamily QORJOB_GUARDED_BY(mpLock);
+    QSynch::AtomicLong mPreJobId QORJOB_GUARDED_BY(mpLock) = -1;
+    bool mbBatch QORJOB_GUARDED_BY(mpLock) = false;
+    bool mbTimeoutExtended QORJOB_GUARDED_BY(mpLock) = false;
+    bool mbDocumentDataModelNull QORJOB_GUARDED_BY(mpLock) = false;
     int mProjectId QORJOB_GUARDED_BY(mpLock) = -1;
+    GUID mProjectID QORJOB_GUARDED_BY(mpLock) = GUID_NULL;
+    QBase::wstring mProjectName QORJOB_GUARDED_BY(mpLock);
     QBase::wstring mOwner QORJOB_GUARDED_BY(mpLock);
     QBase::wstring mUser QORJOB_GUARDED_BY(mpLock);
     QBase::wstring mUserLogin QORJOB_GUARDED_BY(mpLock);
     GUID mUserID QORJOB_GUARDED_BY(mpLock) = GUID_NULL;
     GUID mSessionID QORJOB_GUARDED_BY(mpLock) = GUID_NULL;
     GUID mWarehouseID QORJOB_GUARDED_BY(mpLock) = GUID_NULL;
-    QBase::PtrI<QorUserSession> mpUserSession QORJOB_GUARDED_BY(mpLock);
-    QBase::wstring mDescription QORJOB_GUARDED_BY(mpLock);
-    GUID mProjectID QORJOB_GUARDED_BY(mpLock) = GUID_NULL;
-    QBase::wstring mProjectName QORJOB_GUARDED_BY(mpLock);
-    QBase::PtrI<ICKDXProcessContext> mpProcessContext QORJOB_GUARDED_BY(mpLock);
-    std::atomic<bool> mbStats = false; // plain
     GUID mObjectID QORJOB_GUARDED_BY(mpLock) = GUID_NULL;
-    int mReserved = 0;
-    std::shared_ptr<JobMemGovernor> mpMemGovernor QORJOB_GUARDED_BY(mpLock);
-    std::atomic<bool> mbKeepRunning = false; // plain
-    std::atomic<int> mRequestId = -1;        // plain
-    QBase::PtrI<ICKDXReadMessage> mpInMessage QORJOB_GUARDED_BY(mpLock);
-    HRESULT mComponentErrorCode QORJOB_GUARDED_BY(mpLock) = S_OK;
-    std::atomic<unsigned> mTraceFlags = 0; // plain
-
-    // What the two lists hold of closing steps: dispatch asks each time and mustn't walk them for it.
-    int mTodoCloseSteps QORJOB_GUARDED_BY(mpLock) = 0;
-    bool mbCloseFinished QORJOB_GUARDED_BY(mpLock) = false;
+    QBase::wstring mDescription QORJOB_GUARDED_BY(mpLock);
 };

@@ -1,5 +1,6 @@
 #include "base/KernelLog.h"
 #include "context/ICKDXProcessContext.h"
+#include "job/KernelCounters.h"
 #include "job/QORJobRows.h"
 #include "platform/QLogRouter.h"
 #include "platform/QMessage.h"
@@ -45,13 +46,13 @@ void Reply(ICKDXProcessContext& ioContext, QORChannel* iChannel, const QBase::ws
 
 HRESULT QORJob::SetStatus(int iStatus, int* oOld)
 {
-    return Boundary("SetStatus", [&]() -> HRESULT {
+    return Boundary([&]() -> HRESULT {
         int old = JobReady;
         bool bRefused = false;
         {
             QSynch::CriticalSection::SmartLock lock(mpLock);
             old = mStatus;
-            bRefused = iStatus == 13 && old != 8;
+            bRefused = iStatus == JobHeld13 && old != JobHeld8;
             if (!bRefused)
                 StoreStatus(iStatus);
         }
@@ -86,16 +87,16 @@ void QORJob::TakeBackActiveCount()
 {
     if (mActiveCount != 1)
         return;
-    QPerfMon::GetPerformanceMonitor()->Add(1, -1);
+    QPerfMon::GetPerformanceMonitor()->Add(CounterReportsExecuting, -1);
     --mActiveCount;
 }
 
 void QORJob::CountFailure() const
 {
     if (mRequestType == RequestMetaData)
-        QPerfMon::GetPerformanceMonitor()->Add(11, 1);
+        QPerfMon::GetPerformanceMonitor()->Add(CounterMetaDataFailures, 1);
     else if (mRequestType == RequestElement)
-        QPerfMon::GetPerformanceMonitor()->Add(13, 1);
+        QPerfMon::GetPerformanceMonitor()->Add(CounterElementFailures, 1);
 }
 
 /// The request stays listed, without its channel: it is answered once only.
@@ -122,28 +123,30 @@ void QORJob::AnswerChannelRequest()
     Reply(*context.Get(), channel.Get(), bFailed ? &project : nullptr);
 }
 
-HRESULT QORJob::GetStatus(int* oStatus) const { return Get("GetStatus", mStatus, oStatus); }
+HRESULT QORJob::GetStatus(int* oStatus) const { return Get(mStatus, oStatus); }
 
-HRESULT QORJob::IsCanceled(bool* obCanceled) const { return Is("IsCanceled", JobCancelled, obCanceled); }
+HRESULT QORJob::IsCanceled(bool* obCanceled) const { return Is(JobCancelled, obCanceled); }
 
-HRESULT QORJob::IsStopped(bool* obStopped) const { return Is("IsStopped", JobStopped, obStopped); }
+HRESULT QORJob::IsStopped(bool* obStopped) const { return Is(JobStopped, obStopped); }
 
-HRESULT QORJob::Is(const char* iOperation, int iStatus, bool* obIs) const
+HRESULT QORJob::Is(int iStatus, bool* obIs, const char* iOperation) const
 {
     if (obIs == nullptr)
         return E_POINTER;
-    return Boundary(iOperation, [&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
-        *obIs = mStatus == iStatus;
-        return S_OK;
-    });
+    return Boundary(
+        [&] {
+            QSynch::CriticalSection::SmartLock lock(mpLock);
+            *obIs = mStatus == iStatus;
+            return S_OK;
+        },
+        iOperation);
 }
 
 bool QORJob::IsStepPausing() const { return GetValue(mStatus) == JobPausing; }
 
 HRESULT QORJob::SetRunning(bool ibRunning, bool* obWasRunning)
 {
-    const HRESULT code = Set("SetRunning", mbRunning, ibRunning, obWasRunning);
+    const HRESULT code = Set(mbRunning, ibRunning, obWasRunning);
     if (code == S_OK)
         LogLine(EnumKernelRouter::JobTrace,
                 ibRunning ? "QORJob::SetRunning: Job:%1 set to running."
@@ -152,13 +155,13 @@ HRESULT QORJob::SetRunning(bool ibRunning, bool* obWasRunning)
     return code;
 }
 
-HRESULT QORJob::IsRunning(bool* obRunning) const { return Get("IsRunning", mbRunning, obRunning); }
+HRESULT QORJob::IsRunning(bool* obRunning) const { return Get(mbRunning, obRunning); }
 
 HRESULT QORJob::IsExecuting(bool* obExecuting, int* oStepId, DWORD* oThreadId, int* oPUId, QORJobTask** oTask) const
 {
     if (obExecuting == nullptr)
         return E_POINTER;
-    return Boundary("IsExecuting", [&]() -> HRESULT {
+    return Boundary([&]() -> HRESULT {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         *obExecuting = mpExecutingTask != nullptr;
         if (oTask != nullptr)
@@ -170,9 +173,9 @@ HRESULT QORJob::IsExecuting(bool* obExecuting, int* oStepId, DWORD* oThreadId, i
         if (oPUId != nullptr)
             *oPUId = -1;
         const bool bIdsWanted = oStepId != nullptr || oThreadId != nullptr || oPUId != nullptr;
-        if (mpExecutingTask == nullptr || mTodoSteps.empty() || !bIdsWanted)
+        if (mpExecutingTask == nullptr || mSteps.GetTodo().empty() || !bIdsWanted)
             return S_OK;
-        const QORJobStep* front = mTodoSteps.front();
+        const QORJobStep* front = mSteps.GetCurrent();
         if (front == nullptr)
             return E_POINTER;
         HRESULT code = oStepId != nullptr ? front->GetId(oStepId) : S_OK;
@@ -188,7 +191,7 @@ HRESULT QORJob::SetIAmDead(bool ibDead, bool* obWasDead, QORJobProcessingStep iS
 {
     if (obWasDead == nullptr)
         return E_POINTER;
-    return Boundary("SetIAmDead", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         *obWasDead = mbIAmDead;
         mbIAmDead = ibDead;
@@ -201,7 +204,7 @@ HRESULT QORJob::GetIAmDead(bool* obDead, QORJobProcessingStep* oStepId) const
 {
     if (obDead == nullptr || oStepId == nullptr)
         return E_POINTER;
-    return Boundary("GetIAmDead", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         *obDead = mbIAmDead;
         *oStepId = static_cast<QORJobProcessingStep>(mDeadStepId);
@@ -212,24 +215,18 @@ HRESULT QORJob::GetIAmDead(bool* obDead, QORJobProcessingStep* oStepId) const
 bool QORJob::IsQueryEngineServerAborted() const
 {
     QSynch::CriticalSection::SmartLock lock(mpLock);
-    return mbQueryResult && HasFinished(StepQueryExecution);
+    return mbQueryResult && mSteps.HasFinished(StepQueryExecution);
 }
 
-HRESULT QORJob::GetJobCreationTime(QDataType::DateTime* oTime) const
-{
-    return Get("GetJobCreationTime", mCreationTime, oTime);
-}
+HRESULT QORJob::GetJobCreationTime(QDataType::DateTime* oTime) const { return Get(mCreationTime, oTime); }
 
-HRESULT QORJob::GetJobFinishTime(QDataType::DateTime* oTime) const
-{
-    return Get("GetJobFinishTime", mFinishTime, oTime);
-}
+HRESULT QORJob::GetJobFinishTime(QDataType::DateTime* oTime) const { return Get(mFinishTime, oTime); }
 
-HRESULT QORJob::SetJobFinishTime(QDataType::DateTime& iTime) { return Set("SetJobFinishTime", mFinishTime, iTime); }
+HRESULT QORJob::SetJobFinishTime(QDataType::DateTime& iTime) { return Set(mFinishTime, iTime); }
 
-HRESULT QORJob::GetTimeOutTime(QDataType::DateTime* oTime) const { return Get("GetTimeOutTime", mTimeOutTime, oTime); }
+HRESULT QORJob::GetTimeOutTime(QDataType::DateTime* oTime) const { return Get(mTimeOutTime, oTime); }
 
 HRESULT QORJob::SetTimeOutPeriodInMilliseconds(unsigned iMilliseconds)
 {
-    return Set("SetTimeOutPeriodInMilliseconds", mTimeOutTime, mCreationTime + QDataType::TimeSpan(iMilliseconds));
+    return Set(mTimeOutTime, mCreationTime + QDataType::TimeSpan(iMilliseconds));
 }

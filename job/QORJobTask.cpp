@@ -6,6 +6,7 @@
 #include "context/ICKDXProcessContext.h"
 #include "data/QORBinaryData.h"
 #include "data/QORNamedIdsList.h"
+#include "job/KernelCounters.h"
 #include "job/QORJob.h"
 #include "job/QORJobError.h"
 #include "platform/QFormat.h"
@@ -18,7 +19,6 @@
 namespace
 {
 
-constexpr int cTaskCategory = 7;
 constexpr int cNoJobId = -1;
 constexpr HRESULT cTaskAborted = static_cast<HRESULT>(0x8004FE0F);
 constexpr int cAbortReport = 4;
@@ -38,7 +38,7 @@ constinit std::atomic<int> QORJobTask::mProfileIndex[cTaskIdCount] = {};
 QORJobTask::QORJobTask(QORJob* iJob) : mpJob(iJob)
 {
     if (QORObjectInstanceCount* count = QORObjectInstanceCount::GetObjectInstanceCount())
-        count->IncreaseObjectInstanceCount(cTaskCategory);
+        count->IncreaseObjectInstanceCount(cTaskInstanceCategory);
 }
 
 QORJobTask::~QORJobTask()
@@ -46,7 +46,7 @@ QORJobTask::~QORJobTask()
     ReleaseContextData();
     mpJob = {};
     if (QORObjectInstanceCount* count = QORObjectInstanceCount::GetObjectInstanceCount())
-        count->DecreaseObjectInstanceCount(cTaskCategory);
+        count->DecreaseObjectInstanceCount(cTaskInstanceCategory);
 }
 
 HRESULT QORJobTask::Run() { return S_OK; }

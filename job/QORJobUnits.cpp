@@ -1,21 +1,14 @@
 #include "base/KernelLog.h"
 #include "context/ICKDXProcessContext.h"
+#include "job/KernelCounters.h"
 #include "job/QORJobRows.h"
 #include "platform/QPerfMon.h"
 #include "record/QORJobPUInfo.h"
 #include "record/QORJobStep.h"
 
-namespace
-{
-
-/// Final states: a visit to a processing unit changes them no more.
-bool IsEnded(int iStatus) { return iStatus == JobStoppedWithError || iStatus == JobCancelled || iStatus == JobStopped; }
-
-} // namespace
-
 HRESULT QORJob::SetPUEnter(int iPUId, const QBase::WCHAR*, int)
 {
-    return Boundary("SetPUEnter", [&]() -> HRESULT {
+    return Boundary([&]() -> HRESULT {
         std::unique_ptr<QORJobPUInfo> visit(new QORJobPUInfo(iPUId));
         if (visit == nullptr)
             return E_OUTOFMEMORY;
@@ -23,7 +16,7 @@ HRESULT QORJob::SetPUEnter(int iPUId, const QBase::WCHAR*, int)
         QSynch::CriticalSection::SmartLock lock(mpLock);
         mUnits.push_front(visit.get());
         visit.release();
-        if (!IsEnded(mStatus))
+        if (!JobStatus::HasFailed(mStatus)) // a completed job waits again
         {
             mStatus = JobWaiting; // stored directly: no counters, no log line
             mStatusTime = QDataType::DateTime::NowUTC();
@@ -34,7 +27,7 @@ HRESULT QORJob::SetPUEnter(int iPUId, const QBase::WCHAR*, int)
 
 HRESULT QORJob::SetPUStart(int iPUId)
 {
-    return Boundary("SetPUStart", [&]() -> HRESULT {
+    return Boundary([&]() -> HRESULT {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         for (QORJobPUInfo* visit : mUnits)
         {
@@ -48,7 +41,7 @@ HRESULT QORJob::SetPUStart(int iPUId)
                 break;
             }
         }
-        if (IsEnded(mStatus))
+        if (JobStatus::HasFailed(mStatus))
             return S_OK;
         if (!mbStartedOnce)
         {
@@ -66,17 +59,18 @@ void QORJob::CountFirstStart()
     if (!IsReportRequest())
         return;
     QPerfMon::PerformanceMonitor* monitor = QPerfMon::GetPerformanceMonitor();
-    monitor->Add(0, (QDataType::DateTime::NowUTC() - mCreationTime).GetTotalMilliseconds());
+    monitor->Add(CounterReportQueueMilliseconds,
+                 (QDataType::DateTime::NowUTC() - mCreationTime).GetTotalMilliseconds());
     if (mActiveCount == 0)
     {
-        monitor->Add(1, 1);
+        monitor->Add(CounterReportsExecuting, 1);
         mActiveCount = 1;
     }
 }
 
 HRESULT QORJob::SetPUExit(int iPUId, const QBase::WCHAR*)
 {
-    return Boundary("SetPUExit", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         // The last in a list of newest first: of several visits the oldest is stamped, as readers of
         // the visits expect.
@@ -97,14 +91,14 @@ HRESULT QORJob::GetPUId(int* oPUId) const
 {
     if (oPUId == nullptr)
         return E_POINTER;
-    return Boundary("GetPUId", [&]() -> HRESULT {
+    return Boundary([&]() -> HRESULT {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        if (mTodoSteps.empty())
+        if (mSteps.GetTodo().empty())
             return E_FAIL;
-        if (mTodoSteps.front() == nullptr)
+        if (mSteps.GetCurrent() == nullptr)
             return E_POINTER;
         int id = -1;
-        HRESULT code = mTodoSteps.front()->GetPUId(&id);
+        HRESULT code = mSteps.GetCurrent()->GetPUId(&id);
         if (code == S_OK && id < 1 && !mUnits.empty())
             code = mUnits.front()->GetId(&id);
         if (code == S_OK)
@@ -115,7 +109,7 @@ HRESULT QORJob::GetPUId(int* oPUId) const
 
 HRESULT QORJob::SetPriority(int iPriority, int* oOld)
 {
-    return Boundary("SetPriority", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         // The line names the other operation: log readers search for it so.
         if (mPriority != iPriority)
@@ -126,11 +120,11 @@ HRESULT QORJob::SetPriority(int iPriority, int* oOld)
     });
 }
 
-HRESULT QORJob::GetPriority(int* oPriority) const { return Get("GetPriority", mPriority, oPriority); }
+HRESULT QORJob::GetPriority(int* oPriority) const { return Get(mPriority, oPriority); }
 
 HRESULT QORJob::SetPUPriority(int iPriority)
 {
-    return Boundary("SetPUPriority", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         if (mPUPriority != iPriority)
             LogLine(EnumKernelRouter::JobTrace, "QORJob::SetPUPriority: Changing Job:%1 PU priority to %2 from %3.",
@@ -140,11 +134,11 @@ HRESULT QORJob::SetPUPriority(int iPriority)
     });
 }
 
-HRESULT QORJob::GetPUPriority(int* oPriority) const { return Get("GetPUPriority", mPUPriority, oPriority); }
+HRESULT QORJob::GetPUPriority(int* oPriority) const { return Get(mPUPriority, oPriority); }
 
 HRESULT QORJob::GetWaitingTime(unsigned* oMilliseconds) const
 {
-    return Boundary("GetWaitingTime", [&] {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
         return GetWaitingTimeInternal(oMilliseconds);
     });
@@ -157,9 +151,9 @@ HRESULT QORJob::GetWaitingTimeInternal(unsigned* oMilliseconds) const QORJOB_NO_
     if (oMilliseconds == nullptr)
         return E_POINTER;
     const QDataType::TimeSpan sinceCreation = QDataType::DateTime::NowUTC() - mCreationTime;
-    if (mFinishedSteps.empty())
+    if (mSteps.GetFinished().empty())
         return static_cast<HRESULT>(sinceCreation.GetTicks() & 0xFFFFFFFF);
-    for (const QORJobStep* step : mFinishedSteps)
+    for (const QORJobStep* step : mSteps.GetFinished())
     {
         if (step == nullptr)
             continue;
@@ -178,7 +172,7 @@ void QORJob::EnqueuePulse() { mPulseEnqueueTime = GetPulseTimeStamp(); }
 /// Without the lock: pulses are taken while a job is queued and dequeued, when nobody gives it another context.
 void QORJob::DequeuePulse()
 {
-    Boundary("DequeuePulse", [&]() QORJOB_NO_THREAD_SAFETY_ANALYSIS {
+    Boundary([&]() QORJOB_NO_THREAD_SAFETY_ANALYSIS {
         const double now = GetPulseTimeStamp();
         LONG value = -1;
         if (mpProcessContext && mpProcessContext->get_LongA(&value) != S_OK)

@@ -29,7 +29,8 @@ enum EnumJobRequestType : int
     RequestExternalNotification = 10,
 };
 
-/// Where a job is in its life. 7 to 13 and 17 to 19 are further waiting states.
+/// Where a job is in its life. The held states, 7 to 13, 18 and 19, have their meaning from the kernel: no step is
+/// handed out in them.
 enum EnumJobStatus : int
 {
     JobReady = 0,
@@ -39,10 +40,36 @@ enum EnumJobStatus : int
     JobStoppedWithError = 4,
     JobCancelled = 5,
     JobStopped = 6,
-    JobReplied = 9, ///< a waiting state; entering it answers the first pending channel request
+    JobHeld7 = 7,
+    JobHeld8 = 8,
+    JobReplied = 9, ///< held; entering it answers the first pending channel request
+    JobHeld10 = 10,
+    JobHeld11 = 11,
+    JobHeld12 = 12,
+    JobHeld13 = 13, ///< follows 8 only
     JobRequeued = 17,
+    JobHeld18 = 18,
+    JobHeld19 = 19,
     JobPausing = 20,
 };
+
+/// The groups of states that rules speak of.
+namespace JobStatus
+{
+
+/// No step is handed out.
+constexpr bool IsHeld(int iStatus)
+{
+    return (iStatus >= JobHeld7 && iStatus <= JobHeld13) || iStatus == JobHeld18 || iStatus == JobHeld19;
+}
+
+/// Stopped with an error, cancelled or stopped: only what reports and closes is still run.
+constexpr bool HasFailed(int iStatus) { return iStatus >= JobStoppedWithError && iStatus <= JobStopped; }
+
+/// Failed or completed.
+constexpr bool HasEnded(int iStatus) { return iStatus == JobCompleted || HasFailed(iStatus); }
+
+} // namespace JobStatus
 
 /// Who asks whether a runaway job's message status is to be persisted.
 enum EnumRunAwayCaller : int

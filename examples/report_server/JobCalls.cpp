@@ -28,5 +28,3 @@ int StatusOf(const QORJob& iJob)
     Expect(iJob.GetStatus(&status), "GetStatus");
     return status;
 }
-
-bool IsEnded(int iStatus) { return iStatus >= JobCompleted && iStatus <= JobStopped; }

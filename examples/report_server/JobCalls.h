@@ -22,7 +22,5 @@ std::string StepNameOf(int iStepId);
 HRESULT GiveText(const std::string& iText, BSTR* oText);
 
 int StatusOf(const QORJob& iJob);
-/// One of the waiting states in which dispatch hands out no step.
-inline constexpr int cWaitingForChildren = 18;
-/// Completed, failed, cancelled or stopped: what is left of the job is told to the client and closed.
-bool IsEnded(int iStatus);
+/// The held state that this kernel uses: no step of the job is handed out.
+inline constexpr int cWaitingForChildren = JobHeld18;

@@ -1,0 +1,41 @@
+// The numbers that the performance monitor, the instance count and the lock diagnostics know the job by.
+#pragma once
+
+/// The performance monitor's counters. Reports are the jobs of the request types 1, 5 and 7.
+enum EnumKernelCounter : int
+{
+    CounterReportQueueMilliseconds = 0, ///< from a report's creation to its first start in a processing unit
+    CounterReportsExecuting = 1,
+    CounterReportsCompleted = 2,
+    CounterReportsFailed = 4,
+    CounterReportsOpen = 5,
+    CounterReportsCreated = 6,
+    CounterJobsCreated = 7,
+    CounterReportMilliseconds = 8, ///< from a report's creation to its close
+    CounterMetaDataRequests = 10,
+    CounterMetaDataFailures = 11,
+    CounterElementRequests = 12,
+    CounterElementFailures = 13,
+    CounterDocumentsCreated = 17,
+    CounterDocumentsCompleted = 18,
+    CounterDocumentsFailed = 19,
+    CounterKind7Completed = 38, ///< reports of the execution kinds 7 and 8 are also counted on their own
+    CounterKind8Completed = 39,
+    CounterKind7Milliseconds = 42,
+    CounterKind8Milliseconds = 43,
+    CounterDocumentMilliseconds = 50,
+};
+
+/// What a report instance answers as its execution kind. The report module gives the kinds their meaning; the job knows
+/// them by what it does.
+enum EnumExecutionKind : int
+{
+    ExecutionKindNone = 0,
+    ExecutionKind7 = 7, ///< with counters of its own, and exempt from the memory governor
+    ExecutionKind8 = 8, ///< with counters of its own
+    ExecutionKind9 = 9, ///< exempt from the memory governor
+};
+
+inline constexpr int cJobInstanceCategory = 4;
+inline constexpr int cTaskInstanceCategory = 7;
+inline constexpr int cJobLockCategory = 4;
