@@ -71,7 +71,7 @@ BENCHMARK(DispatchCycleOfList)->Arg(2)->Arg(16)->Arg(128)->Arg(1024)->UseManualT
 /// The lock pairs, clock readings, thread-time readings and the node move of one cycle, on records of a step's size.
 void DispatchFloor(benchmark::State& ioState)
 {
-    QSynch::CriticalSection* lock = QSynch::CreateCriticalSection(4);
+    const QSynch::CriticalSectionPtr lock = QSynch::MakeCriticalSection(4);
     std::list<QORJobStep*> todo;
     std::list<QORJobStep*> finished;
     FILETIME times[4] = {};
@@ -83,16 +83,16 @@ void DispatchFloor(benchmark::State& ioState)
         for (int i = 0; i < cCycles; ++i)
         {
             {
-                QSynch::CriticalSection::SmartLock hold(lock);
+                QSynch::CriticalSection::SmartLock hold(lock.get());
                 benchmark::DoNotOptimize(todo.front());
             }
             {
-                QSynch::CriticalSection::SmartLock hold(lock);
+                QSynch::CriticalSection::SmartLock hold(lock.get());
                 todo.front()->SetStartTime(QDataType::DateTime::NowUTC());
                 GetCurrentThreadTimes(&times[0], &times[1]);
             }
             {
-                QSynch::CriticalSection::SmartLock hold(lock);
+                QSynch::CriticalSection::SmartLock hold(lock.get());
                 GetCurrentThreadTimes(&times[2], &times[3]);
                 todo.front()->SetFinishTime(QDataType::DateTime::NowUTC());
                 finished.splice(finished.begin(), todo, todo.begin());
@@ -105,7 +105,6 @@ void DispatchFloor(benchmark::State& ioState)
         finished.clear();
     }
     benchmark::DoNotOptimize(times);
-    QSynch::DestroyCriticalSection(lock);
 }
 BENCHMARK(DispatchFloor)->UseManualTime();
 

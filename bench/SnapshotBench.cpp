@@ -77,14 +77,13 @@ void SnapshotCopy(benchmark::State& ioState)
     QORJobInfo info;
     QORJobInfo copy;
     job->GetJobInfo(&info);
-    QSynch::CriticalSection* lock = QSynch::CreateCriticalSection(4);
+    const QSynch::CriticalSectionPtr lock = QSynch::MakeCriticalSection(4);
     for (auto _ : ioState)
     {
-        QSynch::CriticalSection::SmartLock hold(lock);
+        QSynch::CriticalSection::SmartLock hold(lock.get());
         copy = info;
         benchmark::DoNotOptimize(copy);
     }
-    QSynch::DestroyCriticalSection(lock);
 }
 BENCHMARK(SnapshotCopy);
 

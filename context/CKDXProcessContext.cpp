@@ -15,14 +15,6 @@ constexpr int cLockCategory = 300;
 constexpr int cThreadMessagesLockCategory = -3;
 constexpr int cInstanceCategory = 11;
 
-QSynch::CriticalSection* MakeThreadMessagesLock()
-{
-    QSynch::CriticalSection* lock = QSynch::CreateCriticalSection(cThreadMessagesLockCategory);
-    if (lock == nullptr)
-        throw std::bad_alloc();
-    return lock;
-}
-
 } // namespace
 
 const GUID IID_ICKDXProcessContext = {0x5B0C9E4A, 0x7C1D, 0x4E0B, {0x9C, 0x57, 0x2F, 0x6A, 0x1B, 0x3D, 0x8E, 0x60}};
@@ -33,7 +25,7 @@ HRESULT CreateProcessContext(QBase::PtrI<CKDXProcessContext>& oContext)
 }
 
 CKDXProcessContext::CKDXProcessContext()
-    : CComObjectRootEx(cLockCategory), mpThreadMessagesLock(MakeThreadMessagesLock())
+    : CComObjectRootEx(cLockCategory), mpThreadMessagesLock(QSynch::MakeCriticalSection(cThreadMessagesLockCategory))
 {
     mCreationTime = QDataType::DateTime::NowUTC();
     if (QORObjectInstanceCount* instances = QORObjectInstanceCount::GetObjectInstanceCount())
@@ -45,7 +37,6 @@ CKDXProcessContext::~CKDXProcessContext()
     if (QORObjectInstanceCount* instances = QORObjectInstanceCount::GetObjectInstanceCount())
         instances->DecreaseObjectInstanceCount(cInstanceCategory);
     QBase::HeapFree(mpBuffer);
-    QSynch::DestroyCriticalSection(mpThreadMessagesLock);
 }
 
 /// The context may be used from any apartment without marshalling.
@@ -71,7 +62,7 @@ HRESULT CKDXProcessContext::get_RequestCode(LONG* oRequestCode)
 
 HRESULT CKDXProcessContext::put_RequestCode(LONG iRequestCode)
 {
-    SmartLock lock(mpLock);
+    SmartLock lock(mpLock.get());
     mRequestCode = iRequestCode;
     ++mRequestCodeSetCount;
     return S_OK;
@@ -91,7 +82,7 @@ HRESULT CKDXProcessContext::put_TextB(const QBase::WCHAR* iTextB)
 {
     return Boundary([&] {
         QBase::wstring text(iTextB == nullptr ? QORJOB_W("") : iTextB);
-        SmartLock lock(mpLock);
+        SmartLock lock(mpLock.get());
         mTextB.swap(text);
         ++mTextBSetCount;
         return S_OK;
@@ -206,7 +197,7 @@ HRESULT CKDXProcessContext::SetTextByGuid(const GUID& iGuid, BSTR iText)
         return E_INVALIDARG;
     return Boundary([&] {
         QBase::wstring text(iText, SysStringLen(iText));
-        SmartLock lock(mpLock);
+        SmartLock lock(mpLock.get());
         mTextByGuid.insert_or_assign(iGuid, std::move(text));
         return S_OK;
     });
@@ -215,7 +206,7 @@ HRESULT CKDXProcessContext::SetTextByGuid(const GUID& iGuid, BSTR iText)
 HRESULT CKDXProcessContext::MoveTextByGuid(const GUID& iGuid, QBase::wstring& ioText)
 {
     return Boundary([&] {
-        SmartLock lock(mpLock);
+        SmartLock lock(mpLock.get());
         mTextByGuid.insert_or_assign(iGuid, ioText);
         ioText.clear();
         return S_OK;
@@ -225,7 +216,7 @@ HRESULT CKDXProcessContext::MoveTextByGuid(const GUID& iGuid, QBase::wstring& io
 HRESULT CKDXProcessContext::GetTextByGuid(const GUID& iGuid, QBase::wstring& oText)
 {
     return Boundary([&] {
-        SmartLock lock(mpLock);
+        SmartLock lock(mpLock.get());
         const auto found = mTextByGuid.find(iGuid);
         if (found != mTextByGuid.end())
             oText = found->second;
@@ -256,10 +247,10 @@ HRESULT CKDXProcessContext::CopyTextTable(CKDXProcessContext* iOther)
         // One lock at a time: two contexts that copy from each other must not wait for each other.
         TextTable table;
         {
-            SmartLock lock(iOther->mpLock);
+            SmartLock lock(iOther->mpLock.get());
             table = iOther->mTextByGuid;
         }
-        SmartLock lock(mpLock);
+        SmartLock lock(mpLock.get());
         mTextByGuid.swap(table);
         return S_OK;
     });
@@ -271,7 +262,7 @@ HRESULT CKDXProcessContext::SetGuidList(int iCount, const GUID* iGuids)
         return E_INVALIDARG;
     return Boundary([&] {
         QBase::vector<GUID> guids(iGuids, iGuids + iCount);
-        SmartLock lock(mpLock);
+        SmartLock lock(mpLock.get());
         mGuidList.swap(guids);
         return S_OK;
     });
@@ -281,7 +272,7 @@ HRESULT CKDXProcessContext::GetGuidCount(int* oCount)
 {
     if (oCount == nullptr)
         return E_POINTER;
-    SmartLock lock(mpLock);
+    SmartLock lock(mpLock.get());
     *oCount = static_cast<int>(mGuidList.size());
     return S_OK;
 }
@@ -290,7 +281,7 @@ HRESULT CKDXProcessContext::GetGuidList(int iCount, GUID* oGuids)
 {
     if (oGuids == nullptr)
         return E_INVALIDARG;
-    SmartLock lock(mpLock);
+    SmartLock lock(mpLock.get());
     if (iCount < 0 || static_cast<std::size_t>(iCount) != mGuidList.size())
         return E_UNEXPECTED;
     std::copy(mGuidList.begin(), mGuidList.end(), oGuids);
@@ -299,7 +290,7 @@ HRESULT CKDXProcessContext::GetGuidList(int iCount, GUID* oGuids)
 
 std::map<std::string, std::string> CKDXProcessContext::GetLogProperties()
 {
-    SmartLock lock(mpLock);
+    SmartLock lock(mpLock.get());
     return {mLogProperties.begin(), mLogProperties.end()};
 }
 
@@ -325,7 +316,7 @@ HRESULT CKDXProcessContext::SetLogProperty(const char* iKey, const char* iValue)
     if (iKey == nullptr || iValue == nullptr)
         return E_INVALIDARG;
     return Boundary([&] {
-        SmartLock lock(mpLock);
+        SmartLock lock(mpLock.get());
         mLogProperties.insert_or_assign(iKey, iValue);
         return S_OK;
     });
@@ -333,7 +324,7 @@ HRESULT CKDXProcessContext::SetLogProperty(const char* iKey, const char* iValue)
 
 HRESULT CKDXProcessContext::ClearLogProperties()
 {
-    SmartLock lock(mpLock);
+    SmartLock lock(mpLock.get());
     mLogProperties.clear();
     return S_OK;
 }

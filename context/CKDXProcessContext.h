@@ -279,7 +279,7 @@ private:
     ReadMessage mInMessage QORJOB_GUARDED_BY(mpLock);
     WriteMessage mReplyMessage QORJOB_GUARDED_BY(mpLock);
     Object mContextObjectD QORJOB_GUARDED_BY(mpLock);
-    QSynch::CriticalSection* const mpThreadMessagesLock;
+    const QSynch::CriticalSectionPtr mpThreadMessagesLock;
     QBase::map<DWORD, WriteMessage> mThreadMessages QORJOB_GUARDED_BY(mpThreadMessagesLock);
     Object mContextObjectE QORJOB_GUARDED_BY(mpLock);
     GUID mRequestID QORJOB_GUARDED_BY(mpLock) = GUID_NULL;

@@ -24,7 +24,7 @@ HRESULT CKDXProcessContext::SetRequest(LONG iCode, ICKDXReadMessage* iInMessage,
         WriteMessage reply(iReplyMessage);
         Object object(iContextObjectD);
         {
-            SmartLock lock(mpLock);
+            SmartLock lock(mpLock.get());
             std::swap(mInMessage, in);
             std::swap(mOutMessage, out);
             std::swap(mReplyMessage, reply);
@@ -54,7 +54,7 @@ HRESULT CKDXProcessContext::ConvertOutToIn()
         ReadMessage in;
         WriteMessage out;
         {
-            SmartLock lock(mpLock);
+            SmartLock lock(mpLock.get());
             if (!mOutMessage)
                 return S_OK;
             ICKDXReadMessage* read = nullptr;
@@ -93,11 +93,11 @@ HRESULT CKDXProcessContext::get_OutMessage(ICKDXWriteMessage** oOutMessage)
         return E_POINTER;
     *oOutMessage = nullptr;
     return Boundary([&] {
-        SmartLock lock(mpLock);
+        SmartLock lock(mpLock.get());
         const HRESULT code = MakeReplyMessage();
         if (FAILED(code))
             return code;
-        SmartLock threadsLock(mpThreadMessagesLock);
+        SmartLock threadsLock(mpThreadMessagesLock.get());
         *oOutMessage = CurrentMessage(0, mReplyMessage).Detach();
         return S_OK;
     });
@@ -110,7 +110,7 @@ HRESULT CKDXProcessContext::get_ReplyMessage(IUnknown** oItem)
         return E_POINTER;
     *oItem = nullptr;
     return Boundary([&] {
-        SmartLock lock(mpLock);
+        SmartLock lock(mpLock.get());
         if (!mReplyMessage && mInMessage)
         {
             IUnknown* ignored = nullptr; // the answer's own item is the result
@@ -129,7 +129,7 @@ HRESULT CKDXProcessContext::get_InMessageItem(IUnknown** oItem)
     if (oItem == nullptr)
         return E_POINTER;
     return Boundary([&] {
-        SmartLock lock(mpLock);
+        SmartLock lock(mpLock.get());
         return mInMessage ? mInMessage->get_Item(oItem) : E_FAIL;
     });
 }
@@ -139,7 +139,7 @@ HRESULT CKDXProcessContext::AskInMessage(HRESULT (ICKDXReadMessageHead::*iQuesti
     if (iArgument == nullptr)
         return E_POINTER;
     return Boundary([&] {
-        SmartLock lock(mpLock);
+        SmartLock lock(mpLock.get());
         return mInMessage ? (mInMessage.Get()->*iQuestion)(iArgument) : S_FALSE;
     });
 }
@@ -158,7 +158,7 @@ int CKDXProcessContext::IsInMessageEmpty()
 {
     bool bEmpty = false;
     Boundary([&] {
-        SmartLock lock(mpLock);
+        SmartLock lock(mpLock.get());
         if (!mInMessage)
             return S_OK;
         IUnknown* content = nullptr;
@@ -192,12 +192,12 @@ HRESULT CKDXProcessContext::BeginThreadMessage()
     return Boundary([&] {
         WriteMessage message;
         {
-            SmartLock lock(mpLock);
+            SmartLock lock(mpLock.get());
             const HRESULT code = NewMessageFromInput(message);
             if (FAILED(code))
                 return code;
         }
-        SmartLock lock(mpThreadMessagesLock);
+        SmartLock lock(mpThreadMessagesLock.get());
         mThreadMessages.try_emplace(QBase::GetCurrentThreadID(), message); // an entry that is there stays
         return S_OK;
     });
@@ -212,7 +212,7 @@ void CKDXProcessContext::EndThreadMessage(DWORD iThreadId)
         WriteMessage own;
         WriteMessage target;
         {
-            SmartLock lock(mpThreadMessagesLock);
+            SmartLock lock(mpThreadMessagesLock.get());
             const auto entry = mThreadMessages.find(QBase::GetCurrentThreadID());
             if (entry == mThreadMessages.end())
                 return S_OK;

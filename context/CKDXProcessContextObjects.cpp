@@ -39,7 +39,7 @@ HRESULT CKDXProcessContext::put_ContextObjectB(IUnknown* iContextObjectB)
     const HRESULT code = Boundary([&] {
         Object old(iContextObjectB);
         {
-            SmartLock lock(mpLock);
+            SmartLock lock(mpLock.get());
             std::swap(mContextObjectB, old);
         }
         if (const auto instance = ReportInstanceOf(old.Get()))
@@ -78,7 +78,7 @@ HRESULT CKDXProcessContext::get_ContextObjectDItem(IUnknown** oItem)
     if (oItem == nullptr)
         return E_POINTER;
     return Boundary([&] {
-        SmartLock lock(mpLock);
+        SmartLock lock(mpLock.get());
         return mContextObjectD ? static_cast<ICKDXContextObjectD*>(mContextObjectD.Get())->get_Item(oItem) : E_FAIL;
     });
 }
@@ -108,14 +108,14 @@ HRESULT CKDXProcessContext::get_ResolvedName(BSTR* oResolvedName)
     return Boundary([&] {
         QBase::wstring name;
         {
-            SmartLock lock(mpLock);
+            SmartLock lock(mpLock.get());
             name = mResolvedName;
         }
         if (name.empty())
         {
             // Without the lock: the session may take its time, and may call the context.
             name = FetchResolvedName();
-            SmartLock lock(mpLock);
+            SmartLock lock(mpLock.get());
             mResolvedName = name;
         }
         *oResolvedName = SysAllocStringLen(name.data(), static_cast<unsigned>(name.size()));

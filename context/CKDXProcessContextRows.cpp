@@ -24,7 +24,7 @@ HRESULT CKDXProcessContext::PutLinkLocked(Object& oField, IUnknown* iObject, Obj
         Object object(iObject);
         Object twin;
         {
-            SmartLock lock(mpLock);
+            SmartLock lock(mpLock.get());
             std::swap(oField, object);
             if (iObject == nullptr)
                 std::swap(oTwin, twin);
@@ -39,7 +39,7 @@ HRESULT CKDXProcessContext::GetTextLocked(const QBase::wstring& iField, BSTR* oT
     if (oText == nullptr)
         return iNullCode;
     *oText = nullptr;
-    SmartLock lock(mpLock);
+    SmartLock lock(mpLock.get());
     if (iField.empty())
         return iEmptyCode;
     *oText = SysAllocStringLen(iField.data(), static_cast<unsigned>(iField.size()));
@@ -50,7 +50,7 @@ HRESULT CKDXProcessContext::PutTextLocked(QBase::wstring& oField, BSTR iText)
 {
     return Boundary([&] {
         QBase::wstring text = TextOf(iText);
-        SmartLock lock(mpLock);
+        SmartLock lock(mpLock.get());
         oField.swap(text);
         return S_OK;
     });

@@ -16,7 +16,7 @@ HRESULT CKDXProcessContext::GetLocked(const T& iField, T* oValue, HRESULT iNullC
 {
     if (oValue == nullptr)
         return iNullCode;
-    SmartLock lock(mpLock);
+    SmartLock lock(mpLock.get());
     *oValue = iField;
     return S_OK;
 }
@@ -33,7 +33,7 @@ HRESULT CKDXProcessContext::GetUnlocked(const T& iField, T* oValue, HRESULT iNul
 template <class T>
 HRESULT CKDXProcessContext::PutLocked(T& oField, T iValue)
 {
-    SmartLock lock(mpLock);
+    SmartLock lock(mpLock.get());
     oField = iValue;
     return S_OK;
 }
@@ -67,7 +67,7 @@ HRESULT CKDXProcessContext::LetGo(QBase::PtrI<T>&... ioObjects)
 template <class T>
 QBase::PtrI<T> CKDXProcessContext::CopyLocked(const QBase::PtrI<T>& iField)
 {
-    SmartLock lock(mpLock);
+    SmartLock lock(mpLock.get());
     return iField;
 }
 
@@ -91,7 +91,7 @@ HRESULT CKDXProcessContext::PutObjectLocked(QBase::PtrI<T>& oField, T* iObject)
     return Boundary([&] {
         QBase::PtrI<T> object(iObject);
         {
-            SmartLock lock(mpLock);
+            SmartLock lock(mpLock.get());
             std::swap(oField, object);
         }
         return LetGo(object);
@@ -103,7 +103,7 @@ template <class T>
 HRESULT CKDXProcessContext::PutOtherObjectLocked(QBase::PtrI<T>& oField, T* iObject)
 {
     {
-        SmartLock lock(mpLock);
+        SmartLock lock(mpLock.get());
         if (oField.Get() == iObject)
             return S_OK;
     }

@@ -10,14 +10,6 @@ namespace
 
 constexpr int cLockCategory = 26;
 
-QSynch::RWLock* MakeLock()
-{
-    QSynch::RWLock* lock = QSynch::CreateRWLock(cLockCategory);
-    if (lock == nullptr)
-        throw std::bad_alloc();
-    return lock;
-}
-
 void Append(const char* iTemplate, int iStep, const std::list<int>* iIds, std::list<int>& ioIds)
 {
     if (iIds == nullptr)
@@ -31,17 +23,13 @@ void Append(const char* iTemplate, int iStep, const std::list<int>* iIds, std::l
 
 } // namespace
 
-DependencyManager::DependencyManager() : mpLock(MakeLock()) {}
+DependencyManager::DependencyManager() : mpLock(QSynch::MakeRWLock(cLockCategory)) {}
 
 DependencyManager::~DependencyManager()
 {
-    {
-        QSynch::RWLock::WriteHold hold(mpLock);
-        mSteps.clear();
-        LogLine(EnumKernelRouter::JobTrace,
-                "DependencyManager::~DependencyManager: Destroying the dependency manager.");
-    }
-    QSynch::DestroyRWLock(mpLock);
+    QSynch::RWLock::WriteHold hold(mpLock.get());
+    mSteps.clear();
+    LogLine(EnumKernelRouter::JobTrace, "DependencyManager::~DependencyManager: Destroying the dependency manager.");
 }
 
 DependencyManager::Step& DependencyManager::FindOrAdd(int iStep)
@@ -56,7 +44,7 @@ void DependencyManager::AddStep(int iStep, const std::list<int>* iRequiredInputD
                                 const std::list<int>* iPrerequisiteSteps, const std::list<int>* iOutputData)
 {
     LogLine(EnumKernelRouter::JobTrace, "DependencyManager::AddStep: Adding step %1.", iStep);
-    QSynch::RWLock::WriteHold hold(mpLock);
+    QSynch::RWLock::WriteHold hold(mpLock.get());
     Step& step = FindOrAdd(iStep);
     Append("DependencyManager::AddStep: Adding data:%1 as required input data for step:%2.", iStep, iRequiredInputData,
            step.mRequiredInputData);
@@ -68,7 +56,7 @@ void DependencyManager::AddStep(int iStep, const std::list<int>* iRequiredInputD
 
 void DependencyManager::AddRequiredInputData(int iStep, int iData)
 {
-    QSynch::RWLock::WriteHold hold(mpLock);
+    QSynch::RWLock::WriteHold hold(mpLock.get());
     Step& step = FindOrAdd(iStep);
     LogLine(EnumKernelRouter::JobTrace,
             "DependencyManager::AddRequiredInputData: Adding data:%1 as required input data for step:%2.", iData,
@@ -78,7 +66,7 @@ void DependencyManager::AddRequiredInputData(int iStep, int iData)
 
 void DependencyManager::AddOutputData(int iStep, int iData)
 {
-    QSynch::RWLock::WriteHold hold(mpLock);
+    QSynch::RWLock::WriteHold hold(mpLock.get());
     Step& step = FindOrAdd(iStep);
     LogLine(EnumKernelRouter::JobTrace, "DependencyManager::AddOutputData: Adding data:%1 as output data for step:%2.",
             iData, iStep);
@@ -87,7 +75,7 @@ void DependencyManager::AddOutputData(int iStep, int iData)
 
 void DependencyManager::AddPrerequisiteStep(int iStep, int iPrerequisiteStep)
 {
-    QSynch::RWLock::WriteHold hold(mpLock);
+    QSynch::RWLock::WriteHold hold(mpLock.get());
     Step& step = FindOrAdd(iStep);
     LogLine(EnumKernelRouter::JobTrace,
             "DependencyManager::AddPrerequisiteStep: Adding step:%1 as prerequisite step for step:%2.",
@@ -97,7 +85,7 @@ void DependencyManager::AddPrerequisiteStep(int iStep, int iPrerequisiteStep)
 
 std::list<int>* DependencyManager::Copy(int iStep, StepField iField) const
 {
-    QSynch::RWLock::ReadHold hold(mpLock);
+    QSynch::RWLock::ReadHold hold(mpLock.get());
     for (const Step& step : mSteps)
         if (step.mId == iStep)
             return new (std::nothrow) std::list<int>(step.*iField);
@@ -117,6 +105,6 @@ std::list<int>* DependencyManager::GetRequiredInputData(int iStep) const
 int DependencyManager::GetStepForData(int) const
 {
     // Nobody is named as a producer, not even one that is known: planners take -1 to mean that no step makes the data.
-    QSynch::RWLock::ReadHold hold(mpLock);
+    QSynch::RWLock::ReadHold hold(mpLock.get());
     return -1;
 }

@@ -50,5 +50,5 @@ private:
     std::list<int>* Copy(int iStep, StepField iField) const;
 
     std::list<Step> mSteps QORJOB_GUARDED_BY(mpLock); // in the order of their first mention
-    QSynch::RWLock* const mpLock;
+    const QSynch::RWLockPtr mpLock;
 };

@@ -11,14 +11,6 @@ namespace
 
 constexpr int cLockCategory = 27;
 
-QSynch::RWLock* MakeLock()
-{
-    QSynch::RWLock* lock = QSynch::CreateRWLock(cLockCategory);
-    if (lock == nullptr)
-        throw std::bad_alloc();
-    return lock;
-}
-
 /// So that the next push_back can't fail.
 template <class T>
 void MakeRoomForOne(std::pmr::vector<T>& ioVector)
@@ -41,18 +33,16 @@ bool QORNamedIdsList::OrdinalLess::operator()(const QBase::WCHAR* iLeft, const Q
 }
 
 QORNamedIdsList::QORNamedIdsList()
-    : mNames(QBase::DefaultHeap()), mIds(QBase::DefaultHeap()), mIndices(QBase::DefaultHeap()), mpLock(MakeLock())
+    : mNames(QBase::DefaultHeap()), mIds(QBase::DefaultHeap()), mIndices(QBase::DefaultHeap()),
+      mpLock(QSynch::MakeRWLock(cLockCategory))
 {
 }
 
 QORNamedIdsList::~QORNamedIdsList()
 {
-    {
-        QSynch::RWLock::WriteHold hold(mpLock);
-        for (std::size_t index = mNames.size(); index-- > 0;)
-            QBase::HeapFree(mNames[index]);
-    }
-    QSynch::DestroyRWLock(mpLock);
+    QSynch::RWLock::WriteHold hold(mpLock.get());
+    for (std::size_t index = mNames.size(); index-- > 0;)
+        QBase::HeapFree(mNames[index]);
 }
 
 int QORNamedIdsList::FindName(const QBase::WCHAR* iName) const
@@ -120,7 +110,7 @@ HRESULT QORNamedIdsList::AddName(QBase::WCHAR* iName, int iId)
     OwnedName name(iName);
     if (name == nullptr)
         return E_INVALIDARG;
-    QSynch::RWLock::WriteHold hold(mpLock);
+    QSynch::RWLock::WriteHold hold(mpLock.get());
     const int index = FindName(name.get());
     // The count, not the name's own index, even for a name that is in already: callers rely on it.
     const int id = iId < 0 ? GetCount() : iId;
@@ -147,7 +137,7 @@ HRESULT QORNamedIdsList::NameToId(const QBase::WCHAR* iName, int* oId) const
 {
     if (oId == nullptr)
         return E_POINTER;
-    QSynch::RWLock::ReadHold hold(mpLock);
+    QSynch::RWLock::ReadHold hold(mpLock.get());
     *oId = GetIdAt(FindName(iName));
     return S_OK;
 }
@@ -156,7 +146,7 @@ HRESULT QORNamedIdsList::NameToIndex(const QBase::WCHAR* iName, int* oIndex) con
 {
     if (oIndex == nullptr)
         return E_POINTER;
-    QSynch::RWLock::ReadHold hold(mpLock);
+    QSynch::RWLock::ReadHold hold(mpLock.get());
     *oIndex = FindName(iName);
     return S_OK;
 }
@@ -165,20 +155,20 @@ HRESULT QORNamedIdsList::IdToName(int iId, const QBase::WCHAR** oName) const
 {
     if (oName == nullptr)
         return E_POINTER;
-    QSynch::RWLock::ReadHold hold(mpLock);
+    QSynch::RWLock::ReadHold hold(mpLock.get());
     *oName = GetNameAt(FindId(iId));
     return S_OK;
 }
 
 HRESULT QORNamedIdsList::IdToName(int iId, QBase::wstring& oName) const
 {
-    QSynch::RWLock::ReadHold hold(mpLock);
+    QSynch::RWLock::ReadHold hold(mpLock.get());
     return AssignText(GetNameAt(FindId(iId)), oName);
 }
 
 HRESULT QORNamedIdsList::IdToNameCopy(int iId, QBase::WCHAR** oName) const
 {
-    QSynch::RWLock::ReadHold hold(mpLock);
+    QSynch::RWLock::ReadHold hold(mpLock.get());
     return DuplicateString(GetNameAt(FindId(iId)), oName);
 }
 
@@ -186,7 +176,7 @@ HRESULT QORNamedIdsList::IdToIndex(int iId, int* oIndex) const
 {
     if (oIndex == nullptr)
         return E_POINTER;
-    QSynch::RWLock::ReadHold hold(mpLock);
+    QSynch::RWLock::ReadHold hold(mpLock.get());
     *oIndex = FindId(iId);
     return S_OK;
 }
@@ -195,7 +185,7 @@ HRESULT QORNamedIdsList::IndexToId(int iIndex, int* oId) const
 {
     if (oId == nullptr)
         return E_POINTER;
-    QSynch::RWLock::ReadHold hold(mpLock);
+    QSynch::RWLock::ReadHold hold(mpLock.get());
     *oId = GetIdAt(iIndex);
     return S_OK;
 }
@@ -204,14 +194,14 @@ HRESULT QORNamedIdsList::IndexToName(int iIndex, const QBase::WCHAR** oName) con
 {
     if (oName == nullptr)
         return E_POINTER;
-    QSynch::RWLock::ReadHold hold(mpLock);
+    QSynch::RWLock::ReadHold hold(mpLock.get());
     *oName = GetNameAt(iIndex);
     return S_OK;
 }
 
 HRESULT QORNamedIdsList::IndexToName(int iIndex, QBase::wstring& oName) const
 {
-    QSynch::RWLock::ReadHold hold(mpLock);
+    QSynch::RWLock::ReadHold hold(mpLock.get());
     return AssignText(GetNameAt(iIndex), oName);
 }
 
@@ -219,7 +209,7 @@ HRESULT QORNamedIdsList::IndexToNameCopy(int iIndex, QBase::WCHAR** oName) const
 {
     if (oName == nullptr)
         return E_POINTER;
-    QSynch::RWLock::ReadHold hold(mpLock);
+    QSynch::RWLock::ReadHold hold(mpLock.get());
     *oName = DuplicateString(GetNameAt(iIndex));
     return S_OK;
 }
@@ -229,7 +219,7 @@ HRESULT QORNamedIdsList::GetNameCount(int* oCount) const
     if (oCount == nullptr)
         return E_POINTER;
     // Waits for a writer and leaves the out value alone: a fault that is kept, though nobody here relies on it.
-    QSynch::RWLock::ReadHold hold(mpLock);
+    QSynch::RWLock::ReadHold hold(mpLock.get());
     return S_OK;
 }
 

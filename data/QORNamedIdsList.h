@@ -81,5 +81,5 @@ private:
     std::pmr::vector<int> mIds QORJOB_GUARDED_BY(mpLock);             // by index
     std::pmr::map<const QBase::WCHAR*, int, OrdinalLess>
         mIndices QORJOB_GUARDED_BY(mpLock); // its keys are the pointers in mNames
-    QSynch::RWLock* const mpLock;
+    const QSynch::RWLockPtr mpLock;
 };

@@ -15,9 +15,9 @@ namespace
 
 constexpr unsigned cLockFailed = 0x8004308E;
 
-QSynch::CriticalSection* MakeLock()
+QSynch::CriticalSectionPtr MakeLock()
 {
-    QSynch::CriticalSection* lock = QSynch::CreateCriticalSection(cJobLockCategory);
+    QSynch::CriticalSectionPtr lock(QSynch::CreateCriticalSection(cJobLockCategory));
     if (lock == nullptr)
     {
         LogCoded(EnumKernelRouter::Error, cExceptionCaught, "QOR_EXCEPTION_CAUGHT", "QORJob::QORJob",
@@ -47,7 +47,7 @@ QORJobState::QORJobState(QSynch::AtomicLong iId, int iRequestType, int iPriority
       mUserLogin(iMemory), mDescription(iMemory)
 {
     // Last, and in this order: the lock, then a buffer for a job that was given none.
-    mpOwnedLock.reset(MakeLock());
+    mpOwnedLock = MakeLock();
     mpLock = mpOwnedLock.get();
     if (mbExternalBuffer)
         return;

@@ -40,11 +40,6 @@ struct QORJobState
         int mStepId;
     };
 
-    struct LockDestroyer
-    {
-        void operator()(QSynch::CriticalSection* iLock) const { QSynch::DestroyCriticalSection(iLock); }
-    };
-
     struct BufferDestroyer
     {
         void operator()(QBase::Buffer* iBuffer) const { iBuffer->Destroy(); }
@@ -93,7 +88,7 @@ struct QORJobState
     const bool mbExternalBuffer;
     QBase::Buffer* mpLocalBuffer;
     std::unique_ptr<QBase::Buffer, BufferDestroyer> mpOwnedBuffer;
-    std::unique_ptr<QSynch::CriticalSection, LockDestroyer> mpOwnedLock;
+    QSynch::CriticalSectionPtr mpOwnedLock;
     QSynch::CriticalSection* mpLock = nullptr;
     QDataType::DateTime mCreationTime{0.0};
     std::int64_t mCreationSeconds = 0; // the same since 1970

@@ -47,15 +47,10 @@ public:
 protected:
     using SmartLock = QSynch::CriticalSection::SmartLock;
 
-    explicit CComObjectRootEx(int iLockCategory) : mpLock(QSynch::CreateCriticalSection(iLockCategory))
-    {
-        if (mpLock == nullptr)
-            throw std::bad_alloc();
-    }
+    explicit CComObjectRootEx(int iLockCategory) : mpLock(QSynch::MakeCriticalSection(iLockCategory)) {}
+    virtual ~CComObjectRootEx() = default;
 
-    virtual ~CComObjectRootEx() { QSynch::DestroyCriticalSection(mpLock); }
-
-    QSynch::CriticalSection* const mpLock;
+    const QSynch::CriticalSectionPtr mpLock;
 
 private:
     typename ThreadModel::Counter mReferences;

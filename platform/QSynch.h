@@ -6,6 +6,8 @@
 
 #include <atomic>
 #include <compare>
+#include <memory>
+#include <new>
 #include <utility>
 
 namespace QSynch
@@ -24,7 +26,7 @@ public:
     CriticalSection& operator=(const CriticalSection&) = delete;
 
 protected:
-    // Made and destroyed by the two functions below only; the platform derives its own body.
+    // Made and destroyed by the functions below only; the platform derives its own body.
     CriticalSection() = default;
     ~CriticalSection() = default;
 };
@@ -96,6 +98,32 @@ public:
 private:
     RWLock* mpLock;
 };
+
+struct LockDeleter
+{
+    void operator()(CriticalSection* iLock) const noexcept { DestroyCriticalSection(iLock); }
+    void operator()(RWLock* iLock) const noexcept { DestroyRWLock(iLock); }
+};
+
+using CriticalSectionPtr = std::unique_ptr<CriticalSection, LockDeleter>;
+using RWLockPtr = std::unique_ptr<RWLock, LockDeleter>;
+
+/// A new lock with its owner; std::bad_alloc when it can't be made.
+inline CriticalSectionPtr MakeCriticalSection(int iCategory)
+{
+    CriticalSectionPtr lock(CreateCriticalSection(iCategory));
+    if (lock == nullptr)
+        throw std::bad_alloc();
+    return lock;
+}
+
+inline RWLockPtr MakeRWLock(int iCategory)
+{
+    RWLockPtr lock(CreateRWLock(iCategory));
+    if (lock == nullptr)
+        throw std::bad_alloc();
+    return lock;
+}
 
 /// A 32-bit counter changed atomically. Copies and comparisons read its value at that moment; it carries job ids too.
 class AtomicLong
