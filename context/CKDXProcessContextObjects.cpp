@@ -1,4 +1,5 @@
 // What the process context asks of its collaborators.
+#include "base/Bstr.h"
 #include "context/CKDXProcessContextRows.h"
 #include "context/Collaborators.h"
 #include "context/ICKDXReportInstance.h"
@@ -95,7 +96,7 @@ QBase::wstring CKDXProcessContext::FetchResolvedName()
     const bool bTold =
         session && SUCCEEDED(session->get_Flags(&flags)) &&
         SUCCEEDED((flags & cSessionShowsName8) != 0 ? session->get_Name8(&name) : session->get_Name9(&name));
-    const std::unique_ptr<QBase::WCHAR, BstrDeleter> freed(name);
+    const Bstr freed(name);
     return !bTold ? QBase::wstring(QORJOB_W("-"))
                   : QBase::wstring(name == nullptr ? QORJOB_W("") : name, SysStringLen(name));
 }

@@ -5,12 +5,6 @@
 #include "base/ExceptionBoundary.h"
 #include "context/CKDXProcessContext.h"
 
-/// Frees a text that a collaborator gave.
-struct BstrDeleter
-{
-    void operator()(QBase::WCHAR* iText) const { SysFreeString(iText); }
-};
-
 template <class T>
 HRESULT CKDXProcessContext::GetLocked(const T& iField, T* oValue, HRESULT iNullCode)
 {

@@ -1,3 +1,4 @@
+#include "base/Bstr.h"
 #include "base/KernelLog.h"
 #include "context/Collaborators.h"
 #include "context/ICKDXProcessContext.h"
@@ -9,13 +10,6 @@
 
 namespace
 {
-
-struct BstrDeleter
-{
-    void operator()(QBase::WCHAR* iText) const { SysFreeString(iText); }
-};
-
-using Bstr = std::unique_ptr<QBase::WCHAR, BstrDeleter>;
 
 constexpr unsigned cLeakTracing = 2;
 

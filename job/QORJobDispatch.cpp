@@ -1,3 +1,4 @@
+#include "base/Bstr.h"
 #include "base/KernelLog.h"
 #include "context/ICKDXProcessContext.h"
 #include "job/QORJobRows.h"
@@ -20,12 +21,6 @@ struct StepState
     DWORD mThreadId = 0;
     int mPUId = -1;
 };
-
-struct BstrDeleter
-{
-    void operator()(QBase::WCHAR* iText) const { SysFreeString(iText); }
-};
-using Bstr = std::unique_ptr<QBase::WCHAR, BstrDeleter>;
 
 HRESULT Read(const QORJobStep* iStep, StepState& oState)
 {
