@@ -1,6 +1,7 @@
 // What names and payloads are made of: texts and blocks of the general heap, and their bytes. Private to data/.
 #pragma once
 
+#include "base/HeapText.h"
 #include "platform/QBase.h"
 #include "platform/Windows.h"
 
@@ -8,14 +9,11 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
-#include <memory>
 #include <new>
 #include <string>
 
 // Texts are saved as they stand in memory.
 static_assert(std::endian::native == std::endian::little);
-
-using HeapText = std::unique_ptr<QBase::WCHAR, QBase::HeapDeleter>;
 
 /// In units; null counts as empty.
 inline std::size_t LengthOf(const QBase::WCHAR* iText)

@@ -1,6 +1,7 @@
 // What one step of a job leaves for the next ones: a small counted object with an id that names what it is.
 #pragma once
 
+#include "base/HeapObject.h"
 #include "platform/Export.h"
 #include "platform/QBase.h"
 #include "platform/QSynch.h"
@@ -26,7 +27,7 @@ class QORNamedIdsList;
 /// Errors:  E_POINTER for null out-pointers and for null buffers that are to be written or read; E_OUTOFMEMORY, which
 ///          leaves the item as it was.
 /// Locks:   none; the data-name registry has its own.
-class QORJOB_API QORJobData
+class QORJOB_API QORJobData : public HeapObject
 {
 public:
     virtual ~QORJobData() = 0;
@@ -86,12 +87,12 @@ public:
 
     // On the general heap, or in a buffer that keeps the memory until it goes. Without memory both give null.
 
-    static void* operator new(std::size_t iBytes) noexcept { return QBase::HeapAllocate(iBytes); }
+    using HeapObject::operator new;
     static void* operator new(std::size_t iBytes, QBase::Buffer* iBuffer) noexcept
     {
         return iBuffer->TryAllocate(iBytes);
     }
-    static void operator delete(void* iMemory) noexcept { QBase::HeapFree(iMemory); }
+    using HeapObject::operator delete;
     static void operator delete(void*, QBase::Buffer*) noexcept {}
 
 protected:

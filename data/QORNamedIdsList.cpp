@@ -83,7 +83,7 @@ const QBase::WCHAR* QORNamedIdsList::GetNameAt(int iIndex) const
 }
 
 /// All or nothing: what can throw comes first.
-void QORNamedIdsList::Append(OwnedName& ioName, int iId)
+void QORNamedIdsList::Append(HeapText& ioName, int iId)
 {
     MakeRoomForOne(mNames);
     MakeRoomForOne(mIds);
@@ -92,7 +92,7 @@ void QORNamedIdsList::Append(OwnedName& ioName, int iId)
     mIds.push_back(iId);
 }
 
-void QORNamedIdsList::Replace(int iIndex, OwnedName& ioName, int iId)
+void QORNamedIdsList::Replace(int iIndex, HeapText& ioName, int iId)
 {
     QBase::WCHAR*& stored = mNames[static_cast<std::size_t>(iIndex)];
     mIds[static_cast<std::size_t>(iIndex)] = iId;
@@ -107,7 +107,7 @@ void QORNamedIdsList::Replace(int iIndex, OwnedName& ioName, int iId)
 
 HRESULT QORNamedIdsList::AddName(QBase::WCHAR* iName, int iId)
 {
-    OwnedName name(iName);
+    HeapText name(iName);
     if (name == nullptr)
         return E_INVALIDARG;
     QSynch::RWLock::WriteHold hold(mpLock.get());

@@ -1,6 +1,7 @@
 // A registry between names and ids, looked up from both sides.
 #pragma once
 
+#include "base/HeapText.h"
 #include "platform/Export.h"
 #include "platform/QBase.h"
 #include "platform/QSynch.h"
@@ -8,7 +9,6 @@
 #include "platform/Windows.h"
 
 #include <map>
-#include <memory>
 #include <memory_resource>
 #include <vector>
 
@@ -62,8 +62,6 @@ public:
     static HRESULT DuplicateString(const QBase::WCHAR* iText, QBase::WCHAR** oCopy);
 
 private:
-    using OwnedName = std::unique_ptr<QBase::WCHAR, QBase::HeapDeleter>;
-
     struct OrdinalLess
     {
         bool operator()(const QBase::WCHAR* iLeft, const QBase::WCHAR* iRight) const noexcept;
@@ -74,8 +72,8 @@ private:
     int GetCount() const QORJOB_REQUIRES_SHARED(mpLock) { return static_cast<int>(mIds.size()); }
     int GetIdAt(int iIndex) const QORJOB_REQUIRES_SHARED(mpLock);
     const QBase::WCHAR* GetNameAt(int iIndex) const QORJOB_REQUIRES_SHARED(mpLock);
-    void Append(OwnedName& ioName, int iId) QORJOB_REQUIRES(mpLock);
-    void Replace(int iIndex, OwnedName& ioName, int iId) QORJOB_REQUIRES(mpLock);
+    void Append(HeapText& ioName, int iId) QORJOB_REQUIRES(mpLock);
+    void Replace(int iIndex, HeapText& ioName, int iId) QORJOB_REQUIRES(mpLock);
 
     std::pmr::vector<QBase::WCHAR*> mNames QORJOB_GUARDED_BY(mpLock); // by index, owned
     std::pmr::vector<int> mIds QORJOB_GUARDED_BY(mpLock);             // by index
