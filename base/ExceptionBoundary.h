@@ -51,9 +51,10 @@ inline constexpr HRESULT cExceptionCaught = static_cast<HRESULT>(0x80043046);
 /// code that the operation returns.
 HRESULT CodeOfExceptionInFlight(const char* iOperation, int iJobId) noexcept;
 
-/// Runs the body of an operation that logs the exceptions that it keeps inside.
+/// Runs the body of an operation that logs the exceptions that it keeps inside. Without a name the log has that of the
+/// calling function, without its class.
 template <class Body>
-HRESULT Boundary(const char* iOperation, int iJobId, Body&& iBody) noexcept
+HRESULT Boundary(int iJobId, Body&& iBody, const char* iOperation = __builtin_FUNCTION()) noexcept
 {
     try
     {

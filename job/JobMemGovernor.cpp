@@ -46,7 +46,8 @@ HRESULT JobMemGovernor::Request(std::uint64_t iBytes, QBase::wstring& oRefusal)
     if (Take(iBytes, used))
         return S_OK;
     mbCancel = true;
-    Boundary("JobMemGovernor::Request", mJobId, [&] { return Explain(iBytes, used, oRefusal); });
+    Boundary(
+        mJobId, [&] { return Explain(iBytes, used, oRefusal); }, "JobMemGovernor::Request");
     return cMemoryRefused;
 }
 

@@ -11,7 +11,7 @@
 template <class Body>
 HRESULT QORJob::Boundary(Body&& iBody, const char* iOperation) const
 {
-    return ::Boundary(iOperation, mId, iBody);
+    return ::Boundary(mId, iBody, iOperation);
 }
 
 /// Null rule E_POINTER; locked copy.

@@ -30,6 +30,13 @@ std::mutex& GetRegistryMutex()
     return mutex;
 }
 
+/// The log names the operations of tasks with their class.
+template <class Body>
+HRESULT TaskBoundary(const char* iOperation, int iJobId, Body&& iBody) noexcept
+{
+    return Boundary(iJobId, iBody, iOperation);
+}
+
 } // namespace
 
 constinit std::atomic<QORNamedIdsList*> QORJobTask::mJobTaskNames{nullptr};
@@ -115,7 +122,8 @@ HRESULT QORJobTask::SetConfigManager(ConfigManager* iManager)
 
 HRESULT QORJobTask::CreateJobDataObject(int iId, QORJobData** oData)
 {
-    return Boundary("QORJobTask::CreateJobDataObject", GetJobId(), [&] { return mpFactory(mpJob.Get(), iId, oData); });
+    return TaskBoundary("QORJobTask::CreateJobDataObject", GetJobId(),
+                        [&] { return mpFactory(mpJob.Get(), iId, oData); });
 }
 
 HRESULT QORJobTask::GetDataIdByName(const QBase::WCHAR*, int*) const { return S_OK; }
@@ -127,7 +135,7 @@ HRESULT QORJobTask::GetContextDataX(int iId, QORJobData** oData)
     *oData = nullptr;
     if (!mpJob)
         return E_HANDLE;
-    return Boundary("QORJobTask::GetContextDataX", GetJobId(), [&] {
+    return TaskBoundary("QORJobTask::GetContextDataX", GetJobId(), [&] {
         // The entry first: where there is no memory for it, there is no reference to lose yet.
         QORJobData*& item = mContextData.emplace_back(nullptr);
         const HRESULT code = mpJob->GetJobData(iId, &item);
@@ -175,7 +183,7 @@ HRESULT QORJobTask::SetComplete()
 
 HRESULT QORJobTask::SetAbort()
 {
-    Boundary("QORJobTask::SetAbort", GetJobId(), [&] {
+    TaskBoundary("QORJobTask::SetAbort", GetJobId(), [&] {
         ReportAbort();
         return S_OK;
     });
@@ -191,7 +199,7 @@ HRESULT QORJobTask::ReleaseContextData()
         QORJobData* item = mContextData.front();
         mContextData.pop_front();
         // An item's payload may be a stranger's: the others go whatever it does.
-        Boundary("QORJobTask::ReleaseContextData", GetJobId(), [&] {
+        TaskBoundary("QORJobTask::ReleaseContextData", GetJobId(), [&] {
             if (item != nullptr)
                 item->ReleaseRef();
             return S_OK;
@@ -217,7 +225,7 @@ void QORJobTask::ReportAbort() const
     unsigned locale = QFormat::GetUserDefaultLCID();
     reporter->SetReportKind(cAbortReport);
     // A fault of the session costs its user the language, not the report.
-    Boundary("QORJobTask::SetAbort", GetJobId(), [&] {
+    TaskBoundary("QORJobTask::SetAbort", GetJobId(), [&] {
         locale = SessionLocaleOf(*context.Get());
         return S_OK;
     });
@@ -266,7 +274,7 @@ HRESULT QORJobTask::UnInitJobTaskNameIds()
 
 HRESULT QORJobTask::AddName(const QBase::WCHAR* iName, int iId)
 {
-    return Boundary("QORJobTask::AddName", cNoJobId, [&] {
+    return TaskBoundary("QORJobTask::AddName", cNoJobId, [&] {
         const HRESULT code = MakeRegistry(true);
         if (code != S_OK)
             return code;
