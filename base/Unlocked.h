@@ -1,15 +1,18 @@
-// A field that is read and written without its object's lock.
+// A field that is read and written without a lock, by contract.
 #pragma once
 
 #include <atomic>
+#include <type_traits>
+#include <utility>
 
-/// One word that any thread reads and changes at any time: it is always a whole value, and says nothing of what other
-/// fields hold.
-template <class T>
+/// A field's type says that it needs no lock, where its neighbours are guarded. What fits a word is atomic: readers get
+/// one of the values that were written, and learn nothing about other fields from it. What doesn't is for callers to
+/// keep apart: it is set before others can reach it, or by one thread only.
+template <class T, bool cbWord = std::is_trivially_copyable_v<T> && sizeof(T) <= 8>
 class Unlocked
 {
 public:
-    Unlocked(T iValue = {}) noexcept : mValue(iValue) {}
+    Unlocked(T iValue = T{}) noexcept : mValue(iValue) {}
 
     Unlocked& operator=(T iValue) noexcept
     {
@@ -22,5 +25,24 @@ public:
 
 private:
     std::atomic<T> mValue;
-    static_assert(std::atomic<T>::is_always_lock_free);
+};
+
+template <class T>
+class Unlocked<T, false>
+{
+public:
+    Unlocked(T iValue = T{}) : mValue(std::move(iValue)) {}
+
+    Unlocked& operator=(T iValue)
+    {
+        mValue = std::move(iValue);
+        return *this;
+    }
+
+    T& Get() noexcept { return mValue; }
+    const T& Get() const noexcept { return mValue; }
+    operator const T&() const noexcept { return mValue; }
+
+private:
+    T mValue;
 };

@@ -57,14 +57,17 @@ ICKDXProcessContext* CKDXProcessContext::GetInterface() { return this; }
 
 HRESULT CKDXProcessContext::get_RequestCode(LONG* oRequestCode)
 {
-    return GetUnlocked(mRequestCodeSetCount == 0 ? LONG{-1} : mRequestCode, oRequestCode);
+    if (oRequestCode == nullptr)
+        return E_POINTER;
+    *oRequestCode = mRequestCodeSetCount == 0 ? -1 : mRequestCode.Get();
+    return S_OK;
 }
 
 HRESULT CKDXProcessContext::put_RequestCode(LONG iRequestCode)
 {
     SmartLock lock(mpLock.get());
     mRequestCode = iRequestCode;
-    ++mRequestCodeSetCount;
+    mRequestCodeSetCount = mRequestCodeSetCount + 1;
     return S_OK;
 }
 
@@ -74,7 +77,8 @@ HRESULT CKDXProcessContext::get_TextB(BSTR* oTextB)
         return E_POINTER;
     if (mTextBSetCount == 0)
         return S_OK; // the caller's text stays
-    *oTextB = SysAllocStringLen(mTextB.data(), static_cast<unsigned>(mTextB.size()));
+    const QBase::wstring& text = mTextB;
+    *oTextB = SysAllocStringLen(text.data(), static_cast<unsigned>(text.size()));
     return *oTextB == nullptr ? E_OUTOFMEMORY : S_OK;
 }
 
@@ -83,8 +87,8 @@ HRESULT CKDXProcessContext::put_TextB(const QBase::WCHAR* iTextB)
     return Boundary([&] {
         QBase::wstring text(iTextB == nullptr ? QORJOB_W("") : iTextB);
         SmartLock lock(mpLock.get());
-        mTextB.swap(text);
-        ++mTextBSetCount;
+        mTextB.Get().swap(text);
+        mTextBSetCount = mTextBSetCount + 1;
         return S_OK;
     });
 }
@@ -92,18 +96,23 @@ HRESULT CKDXProcessContext::put_TextB(const QBase::WCHAR* iTextB)
 HRESULT CKDXProcessContext::put_TextC(const QBase::WCHAR* iTextC)
 {
     return Boundary([&] {
-        mTextC.clear();
+        QBase::wstring& text = mTextC.Get();
+        text.clear();
         if (iTextC != nullptr)
-            mTextC = iTextC;
+            text = iTextC;
         return S_OK;
     });
 }
 
-const QBase::WCHAR* CKDXProcessContext::GetTextC() { return mTextC.c_str(); }
+const QBase::WCHAR* CKDXProcessContext::GetTextC() { return mTextC.Get().c_str(); }
 
 HRESULT CKDXProcessContext::get_LevelA(LONG* oLevelA)
 {
-    return GetUnlocked(mLevelA == cLevelNotSet ? LONG{0} : mLevelA, oLevelA, E_INVALIDARG);
+    if (oLevelA == nullptr)
+        return E_INVALIDARG;
+    const LONG level = mLevelA;
+    *oLevelA = level == cLevelNotSet ? 0 : level;
+    return S_OK;
 }
 
 HRESULT CKDXProcessContext::put_FlagA(VARIANT_BOOL iFlagA) { return PutLocked(mbFlagA, iFlagA == VARIANT_TRUE); }
@@ -144,7 +153,7 @@ HRESULT CKDXProcessContext::SetNamedPair(const QBase::WCHAR* iName, LONG iFirst,
     if (iName == nullptr)
         return E_INVALIDARG;
     return Boundary([&] {
-        mPairByName.insert_or_assign(iName, std::pair(iFirst, iSecond));
+        mPairByName.Get().insert_or_assign(iName, std::pair(iFirst, iSecond));
         return S_OK;
     });
 }
@@ -154,8 +163,9 @@ HRESULT CKDXProcessContext::GetNamedPair(const QBase::WCHAR* iName, LONG* oFirst
     if (iName == nullptr)
         return E_INVALIDARG;
     return Boundary([&] {
-        const auto found = mPairByName.find(iName);
-        if (found == mPairByName.end())
+        const auto& pairs = mPairByName.Get();
+        const auto found = pairs.find(iName);
+        if (found == pairs.end())
             return S_FALSE;
         if (oFirst != nullptr)
             *oFirst = found->second.first;
@@ -186,7 +196,8 @@ HRESULT CKDXProcessContext::TakeBuffer(int iMode, std::uint64_t* oLength, BYTE**
     }
     if (iMode != 1) // in mode 1 the caller knows the length: his variable stays as it is
         *oLength = mBufferLength;
-    *oBuffer = std::exchange(mpBuffer, nullptr);
+    *oBuffer = mpBuffer;
+    mpBuffer = nullptr;
     mBufferLength = 0;
     return S_OK;
 }

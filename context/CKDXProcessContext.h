@@ -1,6 +1,7 @@
 // The process context of a request: what its steps share and what is not the job's own state.
 #pragma once
 
+#include "base/Unlocked.h"
 #include "context/ICKDXProcessContext.h"
 #include "platform/ComObject.h"
 #include "platform/Export.h"
@@ -232,11 +233,11 @@ private:
     template <class T>
     HRESULT GetLocked(const T& iField, T* oValue, HRESULT iNullCode = E_POINTER);
     template <class T>
-    static HRESULT GetUnlocked(const T& iField, T* oValue, HRESULT iNullCode = E_POINTER);
+    static HRESULT GetUnlocked(const Unlocked<T>& iField, T* oValue, HRESULT iNullCode = E_POINTER);
+    template <class Field, class T>
+    HRESULT PutLocked(Field& oField, const T& iValue);
     template <class T>
-    HRESULT PutLocked(T& oField, T iValue);
-    template <class T>
-    static HRESULT PutUnlocked(T& oField, T iValue);
+    static HRESULT PutUnlocked(Unlocked<T>& oField, const T& iValue);
     template <class... T>
     static HRESULT LetGo(QBase::PtrI<T>&... ioObjects);
     template <class T>
@@ -253,7 +254,7 @@ private:
     HRESULT PutLinkLocked(Object& oField, IUnknown* iObject, Object& oTwin);
     HRESULT GetTextLocked(const QBase::wstring& iField, BSTR* oText, HRESULT iNullCode, HRESULT iEmptyCode);
     HRESULT PutTextLocked(QBase::wstring& oField, BSTR iText);
-    static HRESULT PutTextUnlocked(QBase::wstring& oField, BSTR iText);
+    static HRESULT PutTextUnlocked(Unlocked<QBase::wstring>& oField, BSTR iText);
 
     HRESULT SetRequest(LONG iCode, ICKDXReadMessage* iInMessage, ICKDXWriteMessage* iOutMessage,
                        ICKDXWriteMessage* iReplyMessage, IUnknown* iContextObjectD, const GUID& iRequestID);
@@ -265,13 +266,13 @@ private:
     QBase::wstring FetchResolvedName();
     std::map<std::string, std::string> GetLogProperties();
 
-    // Fields without QORJOB_GUARDED_BY are those that are read and written without the lock, on purpose.
+    // A field is guarded, or Unlocked by contract; the few that are neither are fixed, or nothing here reads them.
 
     Object mMarshaler;
     QDataType::DateTime mCreationTime{0.0};
     QDataType::DateTime mTimestamp2{0.0};
     QDataType::DateTime mTimestamp3{0.0};
-    LONG mUserContextLogFlag = 0;
+    Unlocked<LONG> mUserContextLogFlag = 0;
     Object mContextObjectA QORJOB_GUARDED_BY(mpLock);
     Object mContextObjectB QORJOB_GUARDED_BY(mpLock);
     Object mContextObjectC QORJOB_GUARDED_BY(mpLock);
@@ -286,13 +287,13 @@ private:
     LONG mLongA QORJOB_GUARDED_BY(mpLock) = -1;
     LONG mLongB QORJOB_GUARDED_BY(mpLock) = -1;
     LONG mLongC = -1;
-    LONG mRequestCode = -1;
-    LONG mLongD = 0;
-    LONG mLongE = -2;
-    GUID mGuidA = GUID_NULL;
+    Unlocked<LONG> mRequestCode = -1;
+    Unlocked<LONG> mLongD = 0;
+    Unlocked<LONG> mLongE = -2;
+    Unlocked<GUID> mGuidA = GUID_NULL;
     QBase::wstring mResolvedName QORJOB_GUARDED_BY(mpLock);
     Handle mHandleC; // no operation reads it
-    QBase::wstring mTextB;
+    Unlocked<QBase::wstring> mTextB;
     std::int16_t mShortA QORJOB_GUARDED_BY(mpLock) = 0;
     Object mLinkA QORJOB_GUARDED_BY(mpLock);
     Object mLinkB QORJOB_GUARDED_BY(mpLock);
@@ -302,16 +303,16 @@ private:
     Object mContextObjectI QORJOB_GUARDED_BY(mpLock);
     Object mContextObjectJ QORJOB_GUARDED_BY(mpLock);
     GUID mGuidB QORJOB_GUARDED_BY(mpLock) = GUID_NULL;
-    LONG mLevelA = cLevelNotSet;
+    Unlocked<LONG> mLevelA = cLevelNotSet;
     Object mContextObjectK QORJOB_GUARDED_BY(mpLock);
-    std::shared_ptr<JobMemGovernor> mSharedHandle;
+    Unlocked<std::shared_ptr<JobMemGovernor>> mSharedHandle;
     Object mContextObjectL QORJOB_GUARDED_BY(mpLock);
-    GUID mGuidC = GUID_NULL;
+    Unlocked<GUID> mGuidC = GUID_NULL;
     LONG mLongF QORJOB_GUARDED_BY(mpLock) = 0;
-    LONG mTextBSetCount = 0;
-    LONG mRequestCodeSetCount = 0;
-    LONG mLongG = 0;
-    LONG mLongH = 0;
+    Unlocked<LONG> mTextBSetCount = 0;
+    Unlocked<LONG> mRequestCodeSetCount = 0;
+    Unlocked<LONG> mLongG = 0;
+    Unlocked<LONG> mLongH = 0;
     Object mContextObjectM QORJOB_GUARDED_BY(mpLock);
     Object mContextObjectN QORJOB_GUARDED_BY(mpLock);
     Object mContextObjectO QORJOB_GUARDED_BY(mpLock);
@@ -321,21 +322,21 @@ private:
     LONG mLimitA QORJOB_GUARDED_BY(mpLock) = 999;
     LONG mLimitB QORJOB_GUARDED_BY(mpLock) = 999;
     LONG mLongI QORJOB_GUARDED_BY(mpLock) = 0;
-    LONG mLongJ = 0;
+    Unlocked<LONG> mLongJ = 0;
     LONG mLongK QORJOB_GUARDED_BY(mpLock) = 0;
-    LONG mLongL = 0;
+    Unlocked<LONG> mLongL = 0;
     TextTable mTextByGuid QORJOB_GUARDED_BY(mpLock);
     Object mContextObjectR QORJOB_GUARDED_BY(mpLock);
-    QBase::map<QBase::wstring, std::pair<LONG, LONG>> mPairByName;
+    Unlocked<QBase::map<QBase::wstring, std::pair<LONG, LONG>>> mPairByName;
     Object mContextObjectS QORJOB_GUARDED_BY(mpLock);
-    BYTE* mpBuffer = nullptr; // owned, of the general heap
-    std::uint64_t mBufferLength = 0;
+    Unlocked<BYTE*> mpBuffer = nullptr; // owned, of the general heap
+    Unlocked<std::uint64_t> mBufferLength = 0;
     Udid mRequestUdid;
     Object mContextObjectT QORJOB_GUARDED_BY(mpLock);
     GUID mReservedGuid2 = GUID_NULL;
     Object mContextObjectU QORJOB_GUARDED_BY(mpLock);
-    GUID mGuidD = GUID_NULL;
-    GUID mGuidE = GUID_NULL;
+    Unlocked<GUID> mGuidD = GUID_NULL;
+    Unlocked<GUID> mGuidE = GUID_NULL;
     LONG mLongM QORJOB_GUARDED_BY(mpLock) = 0;
     Object mContextObjectV QORJOB_GUARDED_BY(mpLock);
     std::int16_t mShortB QORJOB_GUARDED_BY(mpLock) = 0;
@@ -345,10 +346,10 @@ private:
     QBase::wstring mBstrA QORJOB_GUARDED_BY(mpLock);
     bool mbFlagA QORJOB_GUARDED_BY(mpLock) = true;
     QBase::wstring mBstrB QORJOB_GUARDED_BY(mpLock);
-    QBase::wstring mBstrC;
-    QBase::wstring mBstrD;
-    GUID mGuidG = GUID_NULL;
-    QBase::wstring mTextC;
+    Unlocked<QBase::wstring> mBstrC;
+    Unlocked<QBase::wstring> mBstrD;
+    Unlocked<GUID> mGuidG = GUID_NULL;
+    Unlocked<QBase::wstring> mTextC;
     Handle mHandleA QORJOB_GUARDED_BY(mpLock);
     Handle mHandleB QORJOB_GUARDED_BY(mpLock);
     GUID mReservedGuid3 = GUID_NULL;

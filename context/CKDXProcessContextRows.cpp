@@ -56,7 +56,7 @@ HRESULT CKDXProcessContext::PutTextLocked(QBase::wstring& oField, BSTR iText)
     });
 }
 
-HRESULT CKDXProcessContext::PutTextUnlocked(QBase::wstring& oField, BSTR iText)
+HRESULT CKDXProcessContext::PutTextUnlocked(Unlocked<QBase::wstring>& oField, BSTR iText)
 {
     return Boundary([&] {
         oField = TextOf(iText);
@@ -114,7 +114,7 @@ HRESULT CKDXProcessContext::put_GuidD(GUID iGuidD) { return PutUnlocked(mGuidD, 
 HRESULT CKDXProcessContext::put_GuidE(GUID iGuidE) { return PutUnlocked(mGuidE, iGuidE); }
 HRESULT CKDXProcessContext::get_GuidF(GUID* oGuidF) { return GetLocked(mGuidF, oGuidF, E_INVALIDARG); }
 HRESULT CKDXProcessContext::put_GuidG(GUID iGuidG) { return PutUnlocked(mGuidG, iGuidG); }
-const GUID* CKDXProcessContext::GetGuidARef() { return &mGuidA; }
+const GUID* CKDXProcessContext::GetGuidARef() { return &mGuidA.Get(); }
 
 HRESULT CKDXProcessContext::get_ContextObjectA(IUnknown** oContextObjectA) { return GetObjectLocked(mContextObjectA, oContextObjectA); }
 HRESULT CKDXProcessContext::put_ContextObjectA(IUnknown* iContextObjectA) { return PutObjectNotNullLocked(mContextObjectA, iContextObjectA); }
@@ -171,9 +171,9 @@ HRESULT CKDXProcessContext::get_BstrA(BSTR* oBstrA) { return GetTextLocked(mBstr
 HRESULT CKDXProcessContext::put_BstrB(BSTR iBstrB) { return PutTextLocked(mBstrB, iBstrB); }
 HRESULT CKDXProcessContext::get_BstrB(BSTR* oBstrB) { return GetTextLocked(mBstrB, oBstrB, E_INVALIDARG, S_OK); }
 void CKDXProcessContext::put_BstrC(BSTR iBstrC) { PutTextUnlocked(mBstrC, iBstrC); }
-HRESULT CKDXProcessContext::get_BstrC(BSTR* oBstrC) { return GetTextLocked(mBstrC, oBstrC, E_INVALIDARG, S_OK); }
+HRESULT CKDXProcessContext::get_BstrC(BSTR* oBstrC) { return GetTextLocked(mBstrC.Get(), oBstrC, E_INVALIDARG, S_OK); }
 void CKDXProcessContext::put_BstrD(BSTR iBstrD) { PutTextUnlocked(mBstrD, iBstrD); }
-HRESULT CKDXProcessContext::get_BstrD(BSTR* oBstrD) { return GetTextLocked(mBstrD, oBstrD, E_INVALIDARG, S_OK); }
+HRESULT CKDXProcessContext::get_BstrD(BSTR* oBstrD) { return GetTextLocked(mBstrD.Get(), oBstrD, E_INVALIDARG, S_OK); }
 void CKDXProcessContext::put_BstrE(BSTR iBstrE) { PutTextLocked(mBstrE, iBstrE); }
 HRESULT CKDXProcessContext::get_BstrE(BSTR* oBstrE) { return GetTextLocked(mBstrE, oBstrE, E_POINTER, E_POINTER); }
 

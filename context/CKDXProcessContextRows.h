@@ -16,7 +16,7 @@ HRESULT CKDXProcessContext::GetLocked(const T& iField, T* oValue, HRESULT iNullC
 }
 
 template <class T>
-HRESULT CKDXProcessContext::GetUnlocked(const T& iField, T* oValue, HRESULT iNullCode)
+HRESULT CKDXProcessContext::GetUnlocked(const Unlocked<T>& iField, T* oValue, HRESULT iNullCode)
 {
     if (oValue == nullptr)
         return iNullCode;
@@ -24,8 +24,8 @@ HRESULT CKDXProcessContext::GetUnlocked(const T& iField, T* oValue, HRESULT iNul
     return S_OK;
 }
 
-template <class T>
-HRESULT CKDXProcessContext::PutLocked(T& oField, T iValue)
+template <class Field, class T>
+HRESULT CKDXProcessContext::PutLocked(Field& oField, const T& iValue)
 {
     SmartLock lock(mpLock.get());
     oField = iValue;
@@ -33,7 +33,7 @@ HRESULT CKDXProcessContext::PutLocked(T& oField, T iValue)
 }
 
 template <class T>
-HRESULT CKDXProcessContext::PutUnlocked(T& oField, T iValue)
+HRESULT CKDXProcessContext::PutUnlocked(Unlocked<T>& oField, const T& iValue)
 {
     oField = iValue;
     return S_OK;

@@ -1,6 +1,7 @@
 // All rows of the process context: what a field holds at first, what its setter stores, what a null pointer gives, and
 // that no other field changes.
 #include "tests/context/ContextFakes.h"
+#include "tests/support/Threads.h"
 
 #include <atomic>
 #include <concepts>
@@ -211,6 +212,27 @@ TEST(ProcessContextRows, HoldTheirValuesAndChangeNoOtherField)
 bool IsIn(const char* iNames, const char* iName)
 {
     return std::string(iNames).find(std::string(" ") + iName + " ") != std::string::npos;
+}
+
+/// The thread sanitizer sees to it that the words among them are atomic.
+TEST(ProcessContextRows, GiveOneOfTheStoredWordsWhereNoLockIsTaken)
+{
+    for (const Row& row : AllRows())
+    {
+        if (!IsIn(" RequestCode UserContextLogFlag LongD LongE LongG LongH LongJ LongL LevelA ", row.mName))
+            continue;
+        SCOPED_TRACE(row.mName);
+        const Context context = NewContext();
+        RunOnThreads(2, [&](int iIndex) {
+            for (int i = 0; i < 100; ++i)
+            {
+                if (iIndex == 0)
+                    row.mPut(*context.Get());
+                const std::string read = row.mRead(*context.Get());
+                EXPECT_TRUE(read == row.mStored || (read == row.mDefault && iIndex == 1)) << read;
+            }
+        });
+    }
 }
 
 /// Those that take the lock can't end while another thread holds it. The others, which deliberately don't take it, end,
