@@ -1,4 +1,4 @@
-// The job that a programmer would write who needs just a list of steps with their times: the peer of the life figures.
+// A hand-written job with just a list of steps and their times: the peer of the life figures.
 // It reads the same clock and the same thread times as the library; everything else is plain C++.
 #pragma once
 

@@ -1,4 +1,4 @@
-// Figures beside their floors: what main prints when all benchmarks have run.
+// The table of figures beside their floors, printed when all benchmarks have run.
 #pragma once
 
 #include <benchmark/benchmark.h>

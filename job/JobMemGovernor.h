@@ -1,4 +1,4 @@
-// What a job, together with its children, may take of memory and has taken.
+// The memory account of a job and its children: what they may take and what they have taken.
 #pragma once
 
 #include "platform/Export.h"
@@ -56,9 +56,9 @@ public:
     /// 0x8000FE24 refuses them: nothing is taken, the job is to be cancelled, the reason is logged, and `oRefusal` is
     /// the text to report as the job's error (empty while the module isn't set up, or where the text can't be made).
     HRESULT Request(std::uint64_t iBytes, QBase::wstring& oRefusal);
-    /// Gives bytes back; what was never taken doesn't count.
+    /// Gives bytes back, at most what was taken.
     void Release(std::uint64_t iBytes) noexcept;
-    /// Logs how the peak stands to the limit, for the job of that id as it ends; nothing when nothing was taken.
+    /// Logs the peak beside the limit at the end of that job; nothing when no memory was taken.
     void LogFinish(int iJobId) const noexcept;
 
     std::atomic<std::uint64_t> mUsedBytes{0};
@@ -66,7 +66,7 @@ public:
     SharedGuid mUserGuid;
     QSynch::AtomicLong mJobId;
     std::atomic<std::uint64_t> mPeakBytes{0}; ///< 0: nothing was ever taken
-    std::atomic<bool> mbCancel{false};        ///< the governor wants the job cancelled
+    std::atomic<bool> mbCancel{false};        ///< the job is to be cancelled
     std::atomic<bool> mbNotGoverned{false};   ///< the job is exempt from the limit
 
 private:

@@ -87,7 +87,7 @@ void QORJob::CountCreation() const
 
 void QORJob::LogCreation() const
 {
-    // Reports get the line twice: log readers count on the pair.
+    // A report's line is written twice on purpose: log readers count on the pair.
     const int lines = IsReportRequest() ? 2 : 1;
     for (int line = 0; line < lines; ++line)
         LogLine(EnumKernelRouter::ScopeTrace, "QORJob::Created: Job:%1, Job Type:%2", mId.Get(),

@@ -327,8 +327,8 @@ public:
     /// The request at that place, without a reference; null for a job without requests. A negative index counts as 0,
     /// one that is too high is the caller's error.
     HRESULT GetChannelRequest(QORChannelRequest** oRequest, int iIndex) const;
-    /// Appends, whatever the list holds. The request stays the caller's; one that is listed when the job ends goes with
-    /// the job.
+    /// Appends, without looking for duplicates. The request stays the caller's; one that is listed when the job ends is
+    /// deleted with it.
     HRESULT AddChannelRequest(QORChannelRequest* iRequest);
     /// Takes the first entry of that request off the list. E_INVALIDARG when it has none, E_UNEXPECTED when the job has
     /// no requests at all.

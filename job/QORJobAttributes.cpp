@@ -8,7 +8,7 @@
 namespace
 {
 
-/// Whether the memory governor leaves the report alone.
+/// Whether a report of that kind is exempt from the memory governor.
 bool IsExemptKind(int iExecutionKind) { return iExecutionKind == ExecutionKind7 || iExecutionKind == ExecutionKind9; }
 
 } // namespace
@@ -137,7 +137,7 @@ HRESULT QORJob::SetCurrentStepForStatistics(int iStepId)
 
 int QORJob::GetCurrentStepForStatistics() const { return mCurrentStepForStatistics; }
 
-/// Reads through the governor without asking whether there is one, and without the lock: callers know that there is.
+/// Without the lock and without a null check: callers know that the job has a governor.
 bool QORJob::GetGovernorCancelFlag() const QORJOB_NO_THREAD_SAFETY_ANALYSIS { return mpMemGovernor->mbCancel; }
 
 // Accessors with a rule of their own.
@@ -197,12 +197,12 @@ HRESULT QORJob::GetUserSession(QorUserSession** oSession) const { return GetPoin
 HRESULT QORJob::SetProcessContext(ICKDXProcessContext* iContext)
 {
     return Boundary([&] {
-        // The context is called under the lock on purpose: a thread that meets the new context finds
-        // the priority and the governor in it.
+        // The context is called under the lock on purpose: a thread that reads the new context finds the priority and
+        // the governor in it.
         QSynch::CriticalSection::SmartLock lock(mpLock);
         QBase::PtrI<ICKDXProcessContext> old(iContext);
         std::swap(old, mpProcessContext);
-        // In a boundary of its own: whatever the old one throws as it goes, the new one is told.
+        // In a boundary of its own: the new context is told even when the old one's Release throws.
         const auto release = [&] {
             if (old)
                 old.Detach()->Release();
@@ -211,11 +211,11 @@ HRESULT QORJob::SetProcessContext(ICKDXProcessContext* iContext)
         const HRESULT code = Boundary(release, "SetProcessContext");
         if (iContext != nullptr)
             TellContext(*iContext);
-        return code; // whatever the new one answered
+        return code; // the new context's answers are not looked at
     });
 }
 
-/// What a new context learns of its job, and the job of the report that it runs.
+/// Gives a new context the job's priority and governor, and exempts the job when the context's report is exempt.
 void QORJob::TellContext(ICKDXProcessContext& ioContext)
 {
     ioContext.put_LimitA(mPriority);
@@ -225,7 +225,7 @@ void QORJob::TellContext(ICKDXProcessContext& ioContext)
     int kind = 0;
     if (instance && SUCCEEDED(instance->get_ExecutionKind(&kind)) && IsExemptKind(kind) && mpMemGovernor)
         mpMemGovernor->mbNotGoverned = true;
-    // Released by name: what they throw stays in the operation.
+    // Released by name: an exception out of Release reaches the operation's boundary.
     if (instance)
         instance.Detach()->Release();
     if (object)

@@ -9,13 +9,13 @@ namespace
 constexpr LONG cStop = 1;
 constexpr LONG cGoOn = 0;
 
-/// What a report instance is told of the end of its job.
+/// The values that tell a report instance that its job was cancelled.
 constexpr int cInstanceCancelled = 5;
 constexpr int cInstanceJobValue = 7;
 
 constexpr auto cCancelled = static_cast<HRESULT>(0x80043014);
 
-/// Errors that are a cancellation in truth: only with them a failed job becomes a cancelled one.
+/// Error codes that stand for a cancellation: a job that failed with one of them becomes a cancelled one.
 bool IsCancellation(HRESULT iCode)
 {
     return iCode == static_cast<HRESULT>(0x8004308D) || iCode == static_cast<HRESULT>(0x80044637);
@@ -42,7 +42,7 @@ HRESULT QORJob::Cancel()
     return code;
 }
 
-/// Lists and status change together, once nothing can fail any more.
+/// Everything that can fail comes first; then lists and status change together.
 HRESULT QORJob::CancelSteps()
 {
     HRESULT code = S_OK;
@@ -83,7 +83,7 @@ HRESULT QORJob::TellInstanceOfCancellation()
     return FAILED(code) ? code : S_OK;
 }
 
-/// Whether somebody is to be told: a batch has no client, and a job that hasn't begun has promised nothing yet.
+/// Whether a client waits for an answer: a batch has none, and a job that hasn't begun owes none.
 bool QORJob::IsClientWaiting() const
 {
     if (mRequestType == RequestBatchExecution)
@@ -103,7 +103,7 @@ bool QORJob::IsClientWaiting() const
     }
 }
 
-/// The step that tells the client of an error: where the result was to be delivered, the error is too.
+/// The step that tells the client of an error: delivery when the context has a delivery object, else sending.
 int QORJob::FindReportingStep(ICKDXProcessContext* iContext)
 {
     IUnknown* delivery = nullptr;
@@ -112,7 +112,7 @@ int QORJob::FindReportingStep(ICKDXProcessContext* iContext)
     return QBase::PtrI<IUnknown>::Adopt(delivery) ? StepDelivery : StepSendingErrorMessage;
 }
 
-/// Called under the lock on purpose: a step that looks at the flag sees it no later than the new status.
+/// Called under the lock on purpose: a step that polls the flag sees it no later than the new status.
 void QORJob::TellContextToStop()
 {
     if (mpProcessContext)
@@ -166,7 +166,8 @@ HRESULT QORJob::StopRunningIfHang(int, DWORD, QORJobTask* iTask)
         {
             mbIAmDead = true;
             mDeadStepId = mCurrentStepForStatistics;
-            // The step keeps its unit and thread, whatever the line says: by them dispatch knows the lost step.
+            // The step keeps its unit and thread, contrary to what the line says: dispatch recognises the lost step by
+            // them.
             LogLine(EnumKernelRouter::Warning,
                     "QORJob::StopRunningIfHang: For jobid: %1, SetPUID to -1, SetThreadId to -1.", mId.Get());
         }

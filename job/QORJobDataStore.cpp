@@ -16,8 +16,8 @@ HRESULT QORJob::SetJobData(QORJobData* iData)
         iData->GetId(&id);
         if (id >= mData.size())
             return E_FAIL;
-        // The items are called under the lock, the old one first, which is out of its slot by then: where its release
-        // throws it is done all the same.
+        // The items are called under the lock. The old one leaves its slot before its release: one that throws isn't
+        // released again.
         if (QORJobData* old = std::exchange(mData[id], nullptr))
             old->Release();
         iData->AddRef();
@@ -40,7 +40,7 @@ HRESULT QORJob::GetJobData(int iId, QORJobData** oData) const
             (*oData)->AddRef();
         return S_OK;
     });
-    // One code for both kinds of exception here: callers test for it.
+    // Both kinds of exception give the same code here: callers test for it.
     return code == cSystemExceptionMet ? cMessageExceptionMet : code;
 }
 

@@ -13,7 +13,7 @@ namespace
 
 constexpr unsigned cLeakTracing = 2;
 
-/// The flags that a leak trace tells apart: each is one more place of the kernel that holds the job.
+/// The flags of the leak trace: each stands for a place of the kernel that holds a reference to the job.
 bool IsLeakFlag(unsigned iFlag) { return iFlag == 4 || iFlag == 8 || iFlag == 16 || iFlag == 32; }
 
 /// The definition of the report or the document that the context's instance works for; empty when there is none.
@@ -30,7 +30,7 @@ QBase::PtrI<ICKDXObjectDefinition> DefinitionIn(ICKDXProcessContext& iContext)
 
 unsigned QORJob::GetJobStringIDFromRequestType() const
 {
-    // In no order: the catalogue's ids are older than some of the request types.
+    // Not in the order of the request types: the catalogue has grown in another one.
     switch (mRequestType)
     {
     case RequestMetaData:
@@ -63,7 +63,7 @@ unsigned QORJob::GetJobStringIDFromRequestType() const
 HRESULT QORJob::SetDescription()
 {
     return Boundary([&] {
-        // The context is called under the lock on purpose: nobody meets a description that is half made.
+        // The context is called under the lock on purpose: nobody reads a description that is half made.
         QSynch::CriticalSection::SmartLock lock(mpLock);
         mDescription.clear();
         const unsigned locale =
@@ -76,7 +76,7 @@ HRESULT QORJob::SetDescription()
     });
 }
 
-/// Notes which object the job runs, and its name behind the text of the request.
+/// Stores the id of the object that the job runs, and appends the object's name to the description.
 void QORJob::DescribeObject(ICKDXProcessContext& iContext)
 {
     const auto definition = DefinitionIn(iContext);

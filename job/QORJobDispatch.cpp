@@ -34,28 +34,27 @@ HRESULT Read(const QORJobStep* iStep, StepState& oState)
     return code;
 }
 
-/// The steps that still run in a job that has failed or was cancelled.
+/// The steps that are still run in a job that has failed or was cancelled.
 bool IsReportingStep(int iStepId)
 {
     return iStepId == StepSendingOutputMessage || iStepId == StepSendingErrorMessage ||
            iStepId == StepSendingDocumentResult || iStepId == StepDelivery;
 }
 
-/// Where the steps of a dead job that are still run begin: reporting and closing. An entry without a step stops it,
-/// too.
+/// Where a dead job's queue is cut: at its error step or its closing step, or at an entry without a step.
 bool EndsDeadJob(const QORJobStep* iStep)
 {
     StepState state;
     return Read(iStep, state) != S_OK || state.mId == StepCloseJob || state.mId == StepSendingErrorMessage;
 }
 
-/// Where dispatch stops looking for the step of a job that is on its way out.
+/// Whether dispatch hands this step out in a job that has ended.
 bool IsLastCandidate(int iStepId, int iStatus)
 {
     return iStepId == StepCloseJob || (iStatus != JobStopped && IsReportingStep(iStepId));
 }
 
-/// The same for those who only ask: a failed job's document result is no step that it will come to.
+/// The same for GetCurrentStepId, which doesn't drop a failed job's document result and so passes over it.
 bool IsLastCurrent(int iStepId, int iStatus)
 {
     return IsLastCandidate(iStepId, iStatus) &&
@@ -149,7 +148,7 @@ HRESULT QORJob::GetCurrentStepIdToRun(int* oStepId, int* oRunningStepId)
     });
 }
 
-/// A failed or cancelled document never sends its result.
+/// A failed or cancelled document doesn't send its result.
 void QORJob::DropDocumentResult()
 {
     int front = StepNoMore;
@@ -158,7 +157,7 @@ void QORJob::DropDocumentResult()
         mSteps.Delete(mSteps.GetTodo().begin());
 }
 
-/// One line a finished step, newest first, up to the closing step.
+/// Writes a line for each finished step, newest first, up to the closing step.
 void QORJob::LogFinishedSteps() const
 {
     if (KernelLog::EnabledRouter(EnumKernelRouter::JobTrace) == nullptr)
@@ -176,7 +175,7 @@ void QORJob::LogFinishedSteps() const
     }
 }
 
-/// The step that the job's status lets run next, 0 for none. Ends the run of a job that has none left.
+/// The step that the job's status allows next, 0 for none. Clears the running flag of a job that has none left.
 HRESULT QORJob::ChooseCandidate(int* oCandidate, int* oRunningStepId)
 {
     if (JobStatus::HasEnded(mStatus))
@@ -208,7 +207,7 @@ HRESULT QORJob::ChooseCandidate(int* oCandidate, int* oRunningStepId)
     if (mSteps.GetTodo().empty())
     {
         mbRunning = false;
-        mStatus = JobCompleted; // stored directly: no finish time comes of it
+        mStatus = JobCompleted; // stored directly, without a finish time
         return S_OK;
     }
     const HRESULT code = ReadFrontId(oCandidate);
@@ -217,7 +216,7 @@ HRESULT QORJob::ChooseCandidate(int* oCandidate, int* oRunningStepId)
     return code;
 }
 
-/// A job that was put back without steps searches the cache and closes.
+/// A requeued job without steps gets two: searching the cache, and closing.
 HRESULT QORJob::RefillRequeuedJob()
 {
     if (!mSteps.GetTodo().empty())
@@ -225,7 +224,7 @@ HRESULT QORJob::RefillRequeuedJob()
     return mSteps.InsertNew(mSteps.GetTodo().end(), StepSearchingCache, StepCloseJob);
 }
 
-/// The closing step goes to one thread only: once it is started nobody else gets a step.
+/// The closing step is given to one thread only: once it is started nobody else gets a step.
 bool QORJob::IsCloseStepBeingRun() const
 {
     StepState started;
@@ -257,7 +256,7 @@ HRESULT QORJob::HandOut(int iCandidate, int* oStepId)
         return HandOutOfDeadJob(front.mId, oStepId);
     if (front.mPUId == 0)
     {
-        // Handed out before, but no real unit has taken it yet.
+        // Handed out before, but not started by a processing unit yet.
         *oStepId = iCandidate;
         LogLine(EnumKernelRouter::Warning,
                 "QORJob::GetCurrentStepIdToRun: Need to switch PU: previous step: %1, job id: %2, mbIAmDead: %3, "
@@ -272,11 +271,11 @@ HRESULT QORJob::HandOut(int iCandidate, int* oStepId)
 /// The thread that ran the front step died: only error reporting and closing are left for its job.
 HRESULT QORJob::HandOutOfDeadJob(int iLostStepId, int* oStepId)
 {
-    // What takes memory comes first: without it nothing is taken from the job.
+    // Memory is taken first: without it the job stays as it is.
     MakeRoomForProfile();
     const StepQueue::List& todo = mSteps.GetTodo();
     const bool bEnds = std::any_of(std::next(todo.begin()), todo.end(), EndsDeadJob);
-    // A cancelled job takes no step, and its caller is told to close it all the same.
+    // A cancelled job takes no new step; its caller is still told to close it.
     HRESULT code = bEnds || mStatus == JobCancelled ? S_OK : mSteps.InsertNew(todo.end(), StepCloseJob, StepNoMore);
     if (code == S_OK)
         code = SetStepComplete(iLostStepId);
@@ -311,7 +310,7 @@ HRESULT QORJob::SetStepStart(int iStepId, int iPUId, QORJobTask* iTask)
     });
 }
 
-/// What takes memory comes first: a step that its caller isn't given isn't marked as started.
+/// Memory is taken first: a step that can't be given to its caller isn't marked as started.
 void QORJob::StartStep(QORJobStep& ioStep, int iStepId, int iPUId, QORJobTask* iTask)
 {
     MakeRoomForProfile();
@@ -336,7 +335,7 @@ void QORJob::StartStep(QORJobStep& ioStep, int iStepId, int iPUId, QORJobTask* i
     }
     else if (bGivesKey)
     {
-        // Under the lock on purpose: the key in the context is that of the step which this thread starts or finishes.
+        // Under the lock on purpose: the key in the context is always that of the step that was started last.
         mpProcessContext->put_BstrE(key.get());
     }
     if (GetCurrentThreadTimes(&mStepStartTimes.mKernel, &mStepStartTimes.mUser) != 0)
@@ -394,8 +393,7 @@ HRESULT QORJob::SetStepFinish(int iStepId, int iPUId, QORJobTask* iTask)
             else
                 result = S_FALSE;
             if (iStepId == StepNoOp && iPUId != 0 && mpProcessContext)
-                mpProcessContext->put_BstrE(
-                    Bstr(SysAllocString(QORJOB_W(""))).get()); // null, without memory, is empty, too
+                mpProcessContext->put_BstrE(Bstr(SysAllocString(QORJOB_W(""))).get()); // null counts as empty
             if (mStatus == JobPausing)
                 return S_OK;
             FinishStep(iStepId);
@@ -418,7 +416,7 @@ void QORJob::FinishStep(int iStepId)
     }
     if (found != todo.begin())
     {
-        // One call moves one step that stands in front: a step further down stays queued, and its callers know it.
+        // Only one step in front is moved in a call: a step further down stays queued, which callers rely on.
         const auto place = std::distance(todo.begin(), found) + 1;
         mSteps.MoveToFinished(todo.begin());
         if (place != 2)
@@ -435,7 +433,7 @@ void QORJob::FinishStep(int iStepId)
     EndProfile(iStepId);
 }
 
-/// The step is queued no more: the newest finished step may be finished once more, anything else is reported.
+/// For a step that isn't queued: the newest finished step gets a new finish time, any other is logged as an error.
 void QORJob::FinishAgain(int iStepId)
 {
     const StepQueue::List& finished = mSteps.GetFinished();

@@ -70,7 +70,7 @@ private:
     QBase::wstring mText;
 };
 
-/// A line of more than 1,023 units is left out: readers give a line that much room, and its zero.
+/// A line of more than 1,023 units is left out: readers have room for 1,024 with the zero.
 template <class... Arguments>
 void AddLine(QBase::wstring& ioText, const char* iFormat, const Arguments&... iArguments)
 {

@@ -28,7 +28,7 @@ void DeleteRecords(QBase::list<Record*>& ioRecords)
     }
 }
 
-/// Set, and later than what a clock that was never set shows.
+/// False for a time that isn't set, and for one of a clock that wasn't.
 bool IsPlausible(const QDataType::DateTime& iTime)
 {
     return iTime != QDataType::DateTime(0.0) && iTime.GetYear() > 2000;
@@ -127,7 +127,7 @@ void QORJob::ProfileJob() const
 {
     QORJobInfo info;
     GetJobInfo(&info);
-    unsigned milliseconds = 0; // 32 bits, as the sum has always been
+    unsigned milliseconds = 0; // 32 bits: readers of the profile know that the sum wraps
     // The newest step, in front, closes the job: it isn't counted.
     for (int i = info.mFinishedCount - 1; i > 0; --i)
     {
@@ -160,7 +160,7 @@ void QORJob::ReleaseContext() QORJOB_NO_THREAD_SAFETY_ANALYSIS
         object.Detach()->Release();
 }
 
-/// A slot is empty before its item is released: one that throws isn't released again.
+/// Each slot is emptied before its item is released: an item whose release throws isn't released again.
 void QORJob::ReleaseData() QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
     for (QORJobData*& slot : mData)
@@ -201,7 +201,7 @@ QORJob::~QORJob()
     ReleaseAndLog(mpInBoxMessage);
 }
 
-/// The job goes with the buffer that it lives in; no destructor runs, so that its parts needn't be freed one by one.
+/// Destroys the buffer that the job lives in. The job's destructor isn't run: its memory is the buffer's.
 void QORJob::EndInBuffer() QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
     QBase::Buffer* buffer = mpLocalBuffer;

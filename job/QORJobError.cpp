@@ -3,10 +3,10 @@
 #include "context/ICKDXProcessContext.h"
 #include "job/QORJobRows.h"
 
-/// Without the analysis: what it can't see is that the hold locks the job, and that without memory there is none.
+/// Without the lock analysis, which can't see that mpLock locks the job.
 QORJobError::QORJobError(QORJob& ioJob, HRESULT iCode) QORJOB_NO_THREAD_SAFETY_ANALYSIS : mCode(iCode)
 {
-    // The delivery object is asked for before the job is locked: it may take its time.
+    // Before the job is locked: the context may take a while to answer.
     const int reportingStepId = QORJob::FindReportingStep(ioJob.GetValue(ioJob.mpProcessContext).Get());
     mpLock = std::make_unique<LockHold>(ioJob.mpLock);
     if (!ioJob.BecomeErrorJob(iCode, reportingStepId))

@@ -1,4 +1,4 @@
-// Turns a job into one that reports an error and closes.
+// The builder of a job's error: it makes the job report the error and close.
 #pragma once
 
 #include "base/HeapObject.h"
@@ -13,9 +13,9 @@
 
 class QORJob;
 
-/// One error of a job while its arguments are streamed in: made by QORJob::GetJobErrorBuilder, gone by the end of a
-/// statement or a block. Making it sets the job's status, lists and error code; its end writes the error into the job's
-/// output message.
+/// One error of a job while its arguments are streamed in: made by QORJob::GetJobErrorBuilder, destroyed at the end of
+/// a statement or a block. Making it sets the job's status, lists and error code; its end writes the error into the
+/// job's output message.
 ///
 /// Threads: the one that made it. The job is locked all the while: others that call the job wait.
 /// Owns:    a hold on the job's lock, one reference to the message.
@@ -64,7 +64,7 @@ private:
     template <class T>
     QORJobError& Pack(const T& iArgument);
 
-    // In the order in which they are taken: they go the other way round.
+    // In the order in which they are taken; they are released in the reverse order.
     std::unique_ptr<LockHold> mpLock; // null without memory
     HRESULT mCode;
     QBase::PtrI<ICKDXWriteMessage> mpMessage;

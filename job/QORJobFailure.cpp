@@ -15,7 +15,7 @@ QSynch::SmartPtr<QORJobError, QBase::DeleteC<QORJobError>> QORJob::GetJobErrorBu
     return QSynch::SmartPtr<QORJobError, QBase::DeleteC<QORJobError>>(new QORJobError(*this, iCode));
 }
 
-/// False, with no more than the status changed, for a job that has ended or is reporting or closing already.
+/// False for a job that has failed before, or is reporting or closing already: only its status is changed.
 bool QORJob::BecomeErrorJob(HRESULT iCode, int iReportingStepId)
 {
     int old = -1;
@@ -31,7 +31,7 @@ bool QORJob::BecomeErrorJob(HRESULT iCode, int iReportingStepId)
     return true;
 }
 
-/// A dead job's lists are cut down already: only a job that is still before its error step takes one.
+/// Whether a dead job still takes an error step: not when that is queued or has run already.
 bool QORJob::CanDeadJobReport(HRESULT iCode, int iReportingStepId) const
 {
     const auto idOf = [](const StepQueue::List& iSteps) {
@@ -57,8 +57,8 @@ bool QORJob::CanDeadJobReport(HRESULT iCode, int iReportingStepId) const
 HRESULT QORJob::GetJobError(QBase::wstring& oText) const
 {
     return Boundary([&]() -> HRESULT {
-        // The context, its session and its message are called under the lock on purpose: the text is that of one
-        // moment.
+        // The context, its session and its message are called under the lock on purpose: all errors of the text are
+        // there at one moment.
         QSynch::CriticalSection::SmartLock lock(mpLock);
         QBase::PtrI<ICKDXWriteMessage> message;
         if (FAILED(FetchContextMessage(message)) || !message)
@@ -100,7 +100,7 @@ HRESULT QORJob::UpdateJobError(const QBase::WCHAR* iSource, unsigned iCode, int 
     });
 }
 
-/// Writes false only: callers set their flag before they ask.
+/// Never writes true: callers set their flag to true before they ask.
 HRESULT QORJob::IsError(bool* obError) const
 {
     if (obError == nullptr)

@@ -4,7 +4,7 @@
 
 HRESULT QORJob::SetParentId(QSynch::AtomicLong iId) { return Set(mFamily.mParentId, iId); }
 
-/// The context is called under the lock on purpose: whoever sees the parent finds its governor in the context.
+/// The context is called under the lock on purpose: who reads the parent's id finds its governor in the context.
 HRESULT QORJob::SetParentId(QSynch::AtomicLong iId, std::shared_ptr<JobMemGovernor> iGovernor)
 {
     return Boundary([&] {

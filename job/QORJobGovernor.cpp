@@ -8,7 +8,7 @@
 
 bool QORJob::ApplyGovernorOrNot() const { return mbApplyGovernor; }
 
-/// The sense is the other way round from what the name says: 1 switches governing off, and callers pass it so.
+/// The opposite of what the name says: 1 switches governing off. Callers rely on it.
 HRESULT QORJob::SetGovernedControl(int iControl)
 {
     mbApplyGovernor = iControl != 1;
@@ -36,7 +36,7 @@ HRESULT QORJob::UpdateJobCloseCounters()
         status = mStatus;
     }
     const bool bFailed = JobStatus::HasFailed(status);
-    // The job is counted whatever its context does: a report whose kind can't be had counts as one of no kind.
+    // The job is counted even when its context throws: a report whose kind isn't known counts as one of no kind.
     int kind = ExecutionKindNone;
     Boundary([&] {
         if (IsReportRequest())

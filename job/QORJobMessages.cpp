@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <iterator>
 
-/// Callers pass an index below the number of requests: nothing here looks for the list's end.
+/// The index isn't checked against the end of the list: callers pass one below the number of requests.
 HRESULT QORJob::GetChannelRequest(QORChannelRequest** oRequest, int iIndex) const
 {
     if (oRequest == nullptr)
@@ -68,8 +68,7 @@ HRESULT QORJob::SetInBoxMsgPtr(CKDXServerMessage* iMessage)
     });
 }
 
-// The context's messages: without the lock, for the context is there as long as anyone writes an answer, and making a
-// message may take it a while.
+// Without the lock: nobody replaces the context while answers are written, and making a message may take it a while.
 
 HRESULT QORJob::GetOutMessage(ICKDXWriteMessage** oMessage) const { return GetContextMessage(oMessage); }
 
@@ -90,8 +89,8 @@ HRESULT QORJob::GetContextMessage(ICKDXWriteMessage** oMessage, const char* iOpe
         iOperation);
 }
 
-/// The message that answers and errors are written into; empty without a context or where that has none. For operations
-/// with a boundary of their own, and for the error builder, whose exceptions pass.
+/// The message that answers and errors are written into; empty when there is no context or it has none. Exceptions
+/// pass.
 HRESULT QORJob::FetchContextMessage(QBase::PtrI<ICKDXWriteMessage>& oMessage) const QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
     ICKDXProcessContext* context = mpProcessContext.Get();

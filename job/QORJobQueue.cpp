@@ -90,7 +90,7 @@ HRESULT QORJob::SetStepComplete()
         const HRESULT code = mSteps.GetCurrent()->GetId(&id);
         if (code != S_OK)
             return code;
-        // The request type's name under the step's id is a mix-up that readers of this line rely on.
+        // The name is that of the request type with the step's number: readers of this line rely on the mix-up.
         if (id == StepSQLGeneration || id == StepQueryExecution || id == StepAnalyticalProcessing)
             LogLine(EnumKernelRouter::ScopeTrace, "QORJob::SetStepComplete: Job:%1 completed step:%2.", mId.Get(),
                     ConvertIDToName(id));
@@ -145,7 +145,7 @@ HRESULT QORJob::RenewCurrentStep()
         std::unique_ptr<QORJobStep> fresh(new QORJobStep(id));
         if (fresh == nullptr)
         {
-            mSteps.Delete(mSteps.GetTodo().begin()); // nothing takes its place: nobody may meet the old record again
+            mSteps.Delete(mSteps.GetTodo().begin()); // the old record isn't run again
             return E_OUTOFMEMORY;
         }
         if (id == StepNoOp)
@@ -164,7 +164,7 @@ HRESULT QORJob::AddCommonStepsAtRebuild(EnumKDXDocumentManipulationType iType)
         QSynch::CriticalSection::SmartLock lock(mpLock);
         if (mStatus == JobCancelled)
             return S_OK;
-        // As AddStep takes them, but both or none.
+        // By the rules of AddStep, but both steps or none.
         const auto unlessCurrent = [this](bool ibWanted, int iStepId) QORJOB_REQUIRES(mpLock) {
             return ibWanted && !mSteps.IsCurrent(iStepId) ? iStepId : StepNoMore;
         };

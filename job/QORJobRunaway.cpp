@@ -58,7 +58,7 @@ bool QORJob::NeedToPerisistMsgStatusForRunAway(EnumRunAwayCaller iCaller)
                     "(%2) in runaway status (%3).",
                     static_cast<int>(iCaller), mId.Get(), mRunawayStatus);
         bSecond = mRunawayStatus == others;
-        // A thread may return before its job is declared runaway; a clean-up of such a job is an ordinary one.
+        // The thread may return before its job is declared runaway. A clean-up that comes before is an ordinary one.
         if (mRunawayStatus == RunAwayDeclared || (mRunawayStatus == NotRunAway && iCaller == RunAwayThread))
             mRunawayStatus = own;
         return S_OK;

@@ -9,7 +9,7 @@
 namespace
 {
 
-/// The first entries that have a record, as many as there is room for.
+/// Copies the first records, as many as there is room for.
 template <class Record, std::size_t Room>
 void CopyRecords(const QBase::list<Record*>& iRecords, std::array<Record, Room>& oRecords, int& oCount)
 {
@@ -20,7 +20,7 @@ void CopyRecords(const QBase::list<Record*>& iRecords, std::array<Record, Room>&
     oCount = static_cast<int>(count);
 }
 
-/// What doesn't fit before the terminating zero is cut.
+/// Cuts what doesn't fit, and terminates the rest with a zero.
 template <std::size_t Room>
 void CopyText(const QBase::wstring& iText, QBase::WCHAR (&oText)[Room])
 {
@@ -55,7 +55,7 @@ HRESULT QORJob::GetJobInfo(QORJobInfo* oInfo) const
     return Boundary(fill, "GetJobJobInfo"); // log readers know it by this name
 }
 
-/// The items are called under the lock on purpose: without it one could go meanwhile.
+/// The items are called under the lock on purpose: without it one could be deleted meanwhile.
 void QORJob::CopyItems(QORJobInfo& oInfo) const
 {
     std::size_t count = 0;

@@ -46,7 +46,7 @@ QORJobState::QORJobState(QSynch::AtomicLong iId, int iRequestType, int iPriority
       mSubscription(iMemory), mFamily(iMemory), mProjectName(iMemory), mOwner(iMemory), mUser(iMemory),
       mUserLogin(iMemory), mDescription(iMemory)
 {
-    // Last, and in this order: the lock, then a buffer for a job that was given none.
+    // The lock first, then a buffer when the caller gave none: what can't be made decides the exception.
     mpOwnedLock = MakeLock();
     mpLock = mpOwnedLock.get();
     if (mbExternalBuffer)

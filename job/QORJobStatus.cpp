@@ -11,14 +11,14 @@
 namespace
 {
 
-/// The answers to a pending channel request: what is packed, and the result of the message.
+/// The codes of the answer to a pending channel request: of the packed text, and of the message.
 constexpr unsigned cRequestFailed = 0x80043018;
 constexpr unsigned cRequestDone = 0x43094;
 constexpr HRESULT cRequestDoneResult = 0x40002;
 
 constexpr std::int16_t cWantsErrorReply = -1; // the context's reply indicator
 
-/// The message that takes the reply; it is the context's, and as new when the reply has gone.
+/// Sends the reply in the context's output message, which is empty again afterwards.
 void Reply(ICKDXProcessContext& ioContext, QORChannel* iChannel, const QBase::wstring* iFailedProject)
 {
     ICKDXWriteMessage* out = nullptr;
@@ -38,7 +38,7 @@ void Reply(ICKDXProcessContext& ioContext, QORChannel* iChannel, const QBase::ws
     }
     const HRESULT result = iFailedProject != nullptr ? static_cast<HRESULT>(cRequestFailed) : cRequestDoneResult;
     if (SUCCEEDED(reply->SetResult(result)))
-        reply->Send(iChannel); // a client that has gone gets none
+        reply->Send(iChannel); // fails when the client is gone: nobody is left to tell
     reply->Reset();
 }
 
@@ -82,7 +82,7 @@ void QORJob::StoreStatus(int iStatus)
     }
 }
 
-/// Once in a job's life: what its first start in a processing unit has counted.
+/// Takes back, once, what the first start in a processing unit has counted.
 void QORJob::TakeBackActiveCount()
 {
     if (mActiveCount != 1)
@@ -99,14 +99,14 @@ void QORJob::CountFailure() const
         QPerfMon::GetPerformanceMonitor()->Add(CounterElementFailures, 1);
 }
 
-/// The request stays listed, without its channel: it is answered once only.
+/// The request stays in the list without its channel, so that it is answered once only.
 void QORJob::AnswerChannelRequest()
 {
     QBase::PtrI<ICKDXProcessContext> context;
     QBase::PtrI<QORChannel> channel;
     QBase::wstring project;
     {
-        // The request is its owner's, who may delete it as soon as the lock is free.
+        // The request belongs to its owner, who may delete it once the lock is free.
         QSynch::CriticalSection::SmartLock lock(mpLock);
         if (mChannelRequests.empty() || mChannelRequests.front() == nullptr || !mpProcessContext)
             return;

@@ -23,7 +23,7 @@ constexpr int cNoJobId = -1;
 constexpr HRESULT cTaskAborted = static_cast<HRESULT>(0x8004FE0F);
 constexpr int cAbortReport = 4;
 
-/// For making the registry: the profile indices are cleared before anyone sets one. Static objects may add names.
+/// Serialises making the registry, which clears the profile indices. Static objects of other modules may add names.
 std::mutex& GetRegistryMutex()
 {
     static std::mutex mutex;
@@ -136,7 +136,7 @@ HRESULT QORJobTask::GetContextDataX(int iId, QORJobData** oData)
     if (!mpJob)
         return E_HANDLE;
     return TaskBoundary("QORJobTask::GetContextDataX", GetJobId(), [&] {
-        // The entry first: where there is no memory for it, there is no reference to lose yet.
+        // The entry is made first: without memory for it no reference is lost.
         QORJobData*& item = mContextData.emplace_back(nullptr);
         const HRESULT code = mpJob->GetJobData(iId, &item);
         *oData = item;
@@ -198,7 +198,7 @@ HRESULT QORJobTask::ReleaseContextData()
     {
         QORJobData* item = mContextData.front();
         mContextData.pop_front();
-        // An item's payload may be a stranger's: the others go whatever it does.
+        // An item's payload may be another module's and throw: the other items are released all the same.
         TaskBoundary("QORJobTask::ReleaseContextData", GetJobId(), [&] {
             if (item != nullptr)
                 item->ReleaseRef();
@@ -224,7 +224,7 @@ void QORJobTask::ReportAbort() const
         return;
     unsigned locale = QFormat::GetUserDefaultLCID();
     reporter->SetReportKind(cAbortReport);
-    // A fault of the session costs its user the language, not the report.
+    // Without an answer of the session the text is in the default language.
     TaskBoundary("QORJobTask::SetAbort", GetJobId(), [&] {
         locale = SessionLocaleOf(*context.Get());
         return S_OK;
@@ -244,7 +244,7 @@ std::string QORJobTask::GetErrMessage(unsigned iCode, int iLocale)
     return formatter.Format(QBase::WideCharToUTF8(text));
 }
 
-/// E_OUTOFMEMORY when it can't be made; what the profiles are cleared of is gone then, too.
+/// E_OUTOFMEMORY without memory; the profile indices are cleared then, too.
 HRESULT QORJobTask::MakeRegistry(bool ibClearProfiles)
 {
     const std::lock_guard hold(GetRegistryMutex());

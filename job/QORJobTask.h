@@ -83,8 +83,8 @@ public:
     /// QORJob::GetJobErrorBuilder of the task's job, which it must have.
     QSynch::SmartPtr<QORJobError, QBase::DeleteC<QORJobError>> GetJobErrorBuilder(HRESULT iCode);
 
-    /// Both let the inputs go, whoever throws, and give 0. SetAbort first reports the error 0x8004FE0F, in the language
-    /// of the user's session, to the error reporter of the job's process context.
+    /// Both release the inputs, even when one of them throws, and give 0. SetAbort first reports the error 0x8004FE0F,
+    /// in the language of the user's session, to the error reporter of the job's process context.
     HRESULT SetComplete();
     HRESULT SetAbort();
 

@@ -18,7 +18,7 @@ HRESULT QORJob::SetPUEnter(int iPUId, const QBase::WCHAR*, int)
         visit.release();
         if (!JobStatus::HasFailed(mStatus)) // a completed job waits again
         {
-            mStatus = JobWaiting; // stored directly: no counters, no log line
+            mStatus = JobWaiting; // stored directly: without counters and log line
             mStatusTime = QDataType::DateTime::NowUTC();
         }
         return S_OK;
@@ -72,8 +72,7 @@ HRESULT QORJob::SetPUExit(int iPUId, const QBase::WCHAR*)
 {
     return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        // The last in a list of newest first: of several visits the oldest is stamped, as readers of
-        // the visits expect.
+        // From the back of the list: of several visits the oldest is stamped, which readers of the visits expect.
         for (auto visit = mUnits.rbegin(); visit != mUnits.rend(); ++visit)
         {
             int id = -1;
@@ -111,7 +110,7 @@ HRESULT QORJob::SetPriority(int iPriority, int* oOld)
 {
     return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        // The line names the other operation: log readers search for it so.
+        // The line names the other operation: log readers search for that name.
         if (mPriority != iPriority)
             LogLine(EnumKernelRouter::JobTrace, "QORJob::SetPUPriority: Changing Job:%1 priority to %2 from %3.",
                     mId.Get(), iPriority, mPriority);
@@ -144,8 +143,8 @@ HRESULT QORJob::GetWaitingTime(unsigned* oMilliseconds) const
     });
 }
 
-/// Callers rely on this query doing nothing: the out value is never written, and the result of a job without finished
-/// steps is the low half of an intermediate time.
+/// Never writes its out value, and gives the low half of an intermediate time for a job without finished steps: callers
+/// rely on both.
 HRESULT QORJob::GetWaitingTimeInternal(unsigned* oMilliseconds) const QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
     if (oMilliseconds == nullptr)
@@ -169,7 +168,7 @@ HRESULT QORJob::GetWaitingTimeInternal(unsigned* oMilliseconds) const QORJOB_NO_
 
 void QORJob::EnqueuePulse() { mPulseEnqueueTime = GetPulseTimeStamp(); }
 
-/// Without the lock: pulses are taken while a job is queued and dequeued, when nobody gives it another context.
+/// Without the lock: nobody replaces the context of a job that is being dequeued.
 void QORJob::DequeuePulse()
 {
     Boundary([&]() QORJOB_NO_THREAD_SAFETY_ANALYSIS {

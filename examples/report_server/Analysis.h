@@ -1,4 +1,4 @@
-// What a report does with the rows of its query: order, rank, shares, totals.
+// The analysis of a query's rows: order, rank, shares, totals.
 #pragma once
 
 #include "ReportDefinition.h"

@@ -1,4 +1,4 @@
-// The other end of the server's channels: sends requests, and writes down what comes back.
+// The client at the other end of the server's channels: it sends requests and keeps what comes back.
 #pragma once
 
 #include "Request.h"

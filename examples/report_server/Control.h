@@ -1,4 +1,4 @@
-// What can be done to jobs while they run: lines of the request file and lines that are typed meanwhile, with or
+// Commands for jobs that run: lines of the request file and lines that are typed meanwhile, with or
 // without the bar behind the first word.
 //
 //   cancel | 7                       request 7, as soon as its first step has begun

@@ -1,4 +1,4 @@
-// All that the library tells of a job, as it was at the job's end.
+// The dump of a job at its end: all that the library tells of it.
 #pragma once
 
 #include "OutputFile.h"

@@ -1,4 +1,4 @@
-// The two ways in which something can go wrong, and where it is told.
+// The two kinds of errors, and where each is reported.
 #pragma once
 
 #include <functional>

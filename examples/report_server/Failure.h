@@ -1,4 +1,4 @@
-// What becomes of an exception: the error of its job. The job then has left what tells of the error, and its closing
+// The way from an exception to the error of its job. The job then has left what tells of the error, and its closing
 // step; a job that has ended already keeps the error that it has.
 #pragma once
 

@@ -1,4 +1,4 @@
-// Which files the server may touch, and how it opens them.
+// Access to files: which the server may open, and how.
 #pragma once
 
 #include <filesystem>

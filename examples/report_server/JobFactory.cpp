@@ -57,7 +57,7 @@ void DescribeContext(const JobRecord& iRecord)
     Expect(context.put_ContextObjectB(instance.Get()), "put_ContextObjectB");
 }
 
-/// Every other job lives in a buffer of its own, which goes with it in one piece; the others live on the heap.
+/// Every other job lives in a buffer of its own, which is freed with it; the others live on the heap.
 QBase::PtrI<QORJob> NewJob(const JobRecord& iRecord)
 {
     std::unique_ptr<QBase::Buffer, BufferDestroyer> buffer;

@@ -1,4 +1,4 @@
-// What a record gets when its request has come in. All throw JobCallError.
+// The makers of a request's job, session, context and steps. All throw JobCallError.
 #pragma once
 
 #include "JobRecord.h"

@@ -1,4 +1,4 @@
-// What a task takes of the memory that its job may have.
+// A task's share of its job's memory, asked of the governor.
 #pragma once
 
 #include "Rows.h"

@@ -1,4 +1,4 @@
-// What the kernel keeps of a request beside the job, its history for the table of jobs included.
+// The kernel's record of a request: its job, its state, and its history for the table of jobs.
 #pragma once
 
 #include "Request.h"

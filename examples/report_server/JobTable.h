@@ -1,4 +1,4 @@
-// How the jobs went.
+// The table of all jobs, printed at the end.
 #pragma once
 
 #include "JobRecord.h"

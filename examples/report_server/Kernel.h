@@ -1,4 +1,4 @@
-// Makes a job for each request and drives it through the processing units.
+// The server's kernel: it makes a job for each request and drives it through the processing units.
 #pragma once
 
 #include "Connection.h"
@@ -74,7 +74,7 @@ public:
     /// When nobody is there any more who could.
     void ResumeAll();
 
-    /// Those that are open, with references of the caller's own: let go of them before the kernel ends.
+    /// Those that are open, with references of the caller's own: to be released before the kernel ends.
     std::vector<QBase::PtrI<QORJob>> GetLiveJobs();
     /// In the order of the requests. Not while jobs run.
     const std::deque<JobRecord>& GetRecords() const { return mRecords; }

@@ -1,4 +1,4 @@
-// What requests may take of the server.
+// The limits of requests.
 #pragma once
 
 #include <chrono>

@@ -1,4 +1,4 @@
-// Where results and errors go that are delivered instead of answered.
+// The files that take results and errors which are delivered instead of answered.
 #pragma once
 
 #include "Request.h"

@@ -1,4 +1,4 @@
-// What the client and the server tell each other, and how it stands in messages: a field an entry.
+// The messages between client and server: one entry a field.
 #pragma once
 
 #include "Request.h"

@@ -1,4 +1,4 @@
-// What the platform's performance monitor has counted, as text that Prometheus reads.
+// The performance monitor's counters as text that Prometheus reads.
 #pragma once
 
 #include "OutputFile.h"

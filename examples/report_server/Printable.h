@@ -1,4 +1,4 @@
-// Text as it may come to a terminal, a log, or a file that people read.
+// Text that is safe for a terminal, a log, or a file that people read.
 #pragma once
 
 #include <cstddef>

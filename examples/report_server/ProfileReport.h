@@ -1,4 +1,4 @@
-// What the platform's performance monitor has measured and counted.
+// The performance monitor's profiles and counters as a table.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// What a client may ask for, in the server's own small language:
+// The definition of a report, in the server's own small language:
 //
 //   from weather; measure avg(temp_max), count(*); by location, month(date); where weather = 'sun'; top 5; with share
 //

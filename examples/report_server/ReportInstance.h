@@ -1,4 +1,4 @@
-// What a report request executes, as its process context has it.
+// The report instance that a process context holds for a report request.
 #pragma once
 
 #include "platform/ComObject.h"

@@ -1,4 +1,4 @@
-// What clients send: one request a line, `kind | user | project | priority | body`. A line `session | user | language`
+// A client's request: one a line, `kind | user | project | priority | body`. A line `session | user | language`
 // gives the user's further requests a session in that language, en or de; without one it is English. Control.h
 // describes the lines that do something to the requests' jobs while they run.
 //

@@ -1,4 +1,4 @@
-// What a query gives: named columns and rows of values.
+// The result of a query: named columns and rows of values.
 #pragma once
 
 #include <cstddef>

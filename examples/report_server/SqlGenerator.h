@@ -1,4 +1,4 @@
-// From what a client asks for to SQL.
+// The generator of SQL from a report definition.
 #pragma once
 
 #include "ReportDefinition.h"

@@ -1,4 +1,4 @@
-// Ctrl-C, a polite kill, and a terminal that goes away.
+// The signals that stop the server: Ctrl-C, termination, and a terminal that is closed.
 #pragma once
 
 namespace StopSignal

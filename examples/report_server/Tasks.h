@@ -1,5 +1,5 @@
-// What the steps do, a class a step. Each takes its inputs of the job's data items (JobItems.h) and leaves its output
-// there for the next one.
+// The tasks of the steps, a class each. Each takes its inputs of the job's data items (JobItems.h) and leaves its
+// output there for the next one.
 #pragma once
 
 #include "Rows.h"

@@ -1,4 +1,4 @@
-// When each worker ran which step of which job, for a viewer of Chrome trace events.
+// The trace of which worker ran which step of which job, for a viewer of Chrome trace events.
 #pragma once
 
 #include "OutputFile.h"

@@ -33,7 +33,7 @@ struct TableInfo
 std::vector<std::filesystem::path> ListDataFiles(const std::filesystem::path& iDirectory);
 
 /// Threads: any, once it is made.
-/// Owns:    the database; it goes with the warehouse and its connections.
+/// Owns:    the database, until it and its connections are destroyed.
 class Warehouse
 {
 public:

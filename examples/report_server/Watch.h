@@ -1,4 +1,4 @@
-// A look at the open jobs, again and again.
+// The periodic table of open jobs.
 #pragma once
 
 #include "qorjob.h"

@@ -1,4 +1,4 @@
-// Looks after steps that take too long.
+// The watchdog over steps that take too long.
 #pragma once
 
 #include <chrono>

@@ -1,4 +1,4 @@
-// What the tests of the data room share: texts, bytes, and buffers that are just as long as they say.
+// Helpers of the data tests: texts, bytes, and buffers of an exact length.
 #pragma once
 
 #include "data/QORBinaryData.h"

@@ -1,4 +1,4 @@
-// Stand-ins for what a job meets outside the library. They count their references and are no heap objects: a test puts
+// Fakes of the job's collaborators. They count their references and are no heap objects: a test puts
 // them on its stack, before the job.
 #pragma once
 

@@ -1,4 +1,4 @@
-// A job with something of its own in every field: what is mixed up or left out on the way to a reader shows.
+// A job with a different value in every field, so that a reader who mixes two up or leaves one out is noticed.
 #pragma once
 
 #include "context/CKDXProcessContext.h"
@@ -49,7 +49,7 @@ public:
     bool mbThrows = false;
 };
 
-/// Stays its owner's: it never goes with the job.
+/// Stays its owner's: the job's end doesn't delete it.
 struct BytesItem final : QORBinaryData
 {
     BytesItem(int iId, unsigned iBytes)

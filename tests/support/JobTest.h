@@ -1,4 +1,4 @@
-// What the tests of jobs share: the log's lines, watch over what is left behind, and lists of steps as texts.
+// Helpers of the job tests: the log's lines, a check for leaks, and lists of steps as texts.
 #pragma once
 
 #include "job/QORJob.h"

@@ -1,4 +1,4 @@
-// Finds out whether a job's lock is taken.
+// A probe of whether a job's lock is taken.
 #pragma once
 
 #include "job/QORJob.h"

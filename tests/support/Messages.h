@@ -1,4 +1,4 @@
-// How tests fill messages and look into them.
+// Helpers that fill messages and read them.
 #pragma once
 
 #include "platform/QLogRouter.h"

@@ -1,4 +1,4 @@
-// Where an operation stands in its table: other modules reach it by that place.
+// The slot of an operation in its table: other modules reach it by that number.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// Runs one function on several threads that start together, and waits for what threads do.
+// Threads that start together, and waiting for what they do.
 #pragma once
 
 #include <atomic>
