@@ -42,10 +42,7 @@ CKDXProcessContext::~CKDXProcessContext()
 /// The context may be used from any apartment without marshalling.
 HRESULT CKDXProcessContext::FinalConstruct()
 {
-    IUnknown* marshaler = nullptr;
-    const HRESULT code = CoCreateFreeThreadedMarshaler(static_cast<ICKDXProcessContext*>(this), &marshaler);
-    mMarshaler = Object::Adopt(marshaler);
-    return code;
+    return CoCreateFreeThreadedMarshaler(static_cast<ICKDXProcessContext*>(this), mMarshaler.Receive());
 }
 
 bool CKDXProcessContext::GuidOrder::operator()(const GUID& iLeft, const GUID& iRight) const

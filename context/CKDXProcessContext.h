@@ -239,11 +239,13 @@ private:
     template <class T>
     static HRESULT PutUnlocked(Unlocked<T>& oField, const T& iValue);
     template <class... T>
-    static HRESULT LetGo(QBase::PtrI<T>&... ioObjects);
+    static HRESULT ReleaseAll(QBase::PtrI<T>&... ioObjects);
     template <class T>
     HRESULT GetObjectLocked(const QBase::PtrI<T>& iField, T** oObject, HRESULT iNullCode = E_POINTER);
     template <class T>
     QBase::PtrI<T> CopyLocked(const QBase::PtrI<T>& iField);
+    template <class T>
+    QBase::PtrI<T> ExchangeLocked(QBase::PtrI<T>& ioField, T* iObject);
     template <class T>
     HRESULT PutObjectLocked(QBase::PtrI<T>& oField, T* iObject);
     template <class T>

@@ -32,7 +32,7 @@ HRESULT CKDXProcessContext::SetRequest(LONG iCode, ICKDXReadMessage* iInMessage,
             mRequestCode = iCode; // the set-counter counts put_RequestCode alone
             mRequestID = iRequestID;
         }
-        return LetGo(in, out, reply, object);
+        return ReleaseAll(in, out, reply, object);
     });
 }
 
@@ -57,15 +57,13 @@ HRESULT CKDXProcessContext::ConvertOutToIn()
             SmartLock lock(mpLock.get());
             if (!mOutMessage)
                 return S_OK;
-            ICKDXReadMessage* read = nullptr;
-            const HRESULT code = QMessage::CKDXWriteMessage::ToReadMessage(mOutMessage.Get(), &read);
+            const HRESULT code = QMessage::CKDXWriteMessage::ToReadMessage(mOutMessage.Get(), in.Receive());
             if (FAILED(code))
                 return code;
-            in = ReadMessage::Adopt(read);
             std::swap(mInMessage, in);
             std::swap(mOutMessage, out);
         }
-        return LetGo(in, out);
+        return ReleaseAll(in, out);
     });
 }
 
@@ -113,9 +111,8 @@ HRESULT CKDXProcessContext::get_ReplyMessage(IUnknown** oItem)
         SmartLock lock(mpLock.get());
         if (!mReplyMessage && mInMessage)
         {
-            IUnknown* ignored = nullptr; // the answer's own item is the result
-            mInMessage->get_Item(&ignored);
-            const Object release = Object::Adopt(ignored);
+            Object ignored; // the answer's own item is the result
+            mInMessage->get_Item(ignored.Receive());
             const HRESULT code = MakeReplyMessage();
             if (FAILED(code))
                 return code;
@@ -161,10 +158,9 @@ int CKDXProcessContext::IsInMessageEmpty()
         SmartLock lock(mpLock.get());
         if (!mInMessage)
             return S_OK;
-        IUnknown* content = nullptr;
-        const HRESULT code = mInMessage->get_Content(&content);
-        bEmpty = content == nullptr;
-        const Object release = Object::Adopt(content);
+        Object content;
+        const HRESULT code = mInMessage->get_Content(content.Receive());
+        bEmpty = !content;
         return code;
     });
     return bEmpty ? 1 : 0;
@@ -174,9 +170,8 @@ int CKDXProcessContext::IsInMessageEmpty()
 HRESULT CKDXProcessContext::AddStatusMessage(HRESULT iMessageId, const QBase::WCHAR* iTemplate)
 {
     Boundary([&] {
-        ICKDXWriteMessage* current = nullptr;
-        const HRESULT code = get_OutMessage(&current);
-        const WriteMessage message = WriteMessage::Adopt(current);
+        WriteMessage message;
+        const HRESULT code = get_OutMessage(message.Receive());
         if (FAILED(code) || !message)
             return code;
         int state = 0;

@@ -12,11 +12,10 @@ namespace
 template <class Source>
 void ReadObjectID(Source& iSource, GUID* oObjectID)
 {
-    IUnknown* object = nullptr;
-    if (FAILED(iSource.get_Object(&object)))
+    QBase::PtrI<IUnknown> object;
+    if (FAILED(iSource.get_Object(object.Receive())))
         return;
-    const QBase::PtrI<IUnknown> held = QBase::PtrI<IUnknown>::Adopt(object);
-    if (const auto definition = QueryFor<ICKDXObjectDefinition>(object, IID_ICKDXObjectDefinition))
+    if (const auto definition = QueryFor<ICKDXObjectDefinition>(object.Get(), IID_ICKDXObjectDefinition))
         definition->get_ObjectID(oObjectID);
 }
 
@@ -38,14 +37,10 @@ HRESULT CKDXProcessContext::put_ContextObjectB(IUnknown* iContextObjectB)
     if (iContextObjectB == nullptr)
         return E_POINTER;
     const HRESULT code = Boundary([&] {
-        Object old(iContextObjectB);
-        {
-            SmartLock lock(mpLock.get());
-            std::swap(mContextObjectB, old);
-        }
+        Object old = ExchangeLocked(mContextObjectB, iContextObjectB);
         if (const auto instance = ReportInstanceOf(old.Get()))
             instance->Reset(0);
-        return LetGo(old);
+        return ReleaseAll(old);
     });
     const HRESULT refreshed = RefreshThread();
     return FAILED(code) ? code : refreshed;
@@ -145,12 +140,10 @@ HRESULT CKDXProcessContext::ResolveObjectID(GUID* oObjectID)
 HRESULT CKDXProcessContext::CallContextObjectA(IUnknown* iArgument)
 {
     return Boundary([&] {
-        IUnknown* object = nullptr;
-        const HRESULT found = get_ContextObjectA(&object);
-        const Object held = Object::Adopt(object);
-        if (FAILED(found) || object == nullptr)
+        Object object;
+        if (FAILED(get_ContextObjectA(object.Receive())) || !object)
             return E_POINTER;
-        const auto session = QueryFor<ICKDXSession>(object, IID_ICKDXSession);
+        const auto session = QueryFor<ICKDXSession>(object.Get(), IID_ICKDXSession);
         if (!session)
             return E_NOINTERFACE;
         const HRESULT code = session->Call(iArgument);

@@ -29,7 +29,7 @@ HRESULT CKDXProcessContext::PutLinkLocked(Object& oField, IUnknown* iObject, Obj
             if (iObject == nullptr)
                 std::swap(oTwin, twin);
         }
-        return LetGo(object, twin);
+        return ReleaseAll(object, twin);
     });
 }
 

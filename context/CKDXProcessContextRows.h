@@ -41,10 +41,10 @@ HRESULT CKDXProcessContext::PutUnlocked(Unlocked<T>& oField, const T& iValue)
 
 /// Releases what an operation has replaced. Each goes whatever another one's Release throws; the first code counts.
 template <class... T>
-HRESULT CKDXProcessContext::LetGo(QBase::PtrI<T>&... ioObjects)
+HRESULT CKDXProcessContext::ReleaseAll(QBase::PtrI<T>&... ioObjects)
 {
     HRESULT result = S_OK;
-    const auto letGo = [&](auto& ioObject) {
+    const auto release = [&](auto& ioObject) {
         const HRESULT code = Boundary([&] {
             if (ioObject)
                 ioObject.Detach()->Release();
@@ -53,7 +53,7 @@ HRESULT CKDXProcessContext::LetGo(QBase::PtrI<T>&... ioObjects)
         if (result == S_OK)
             result = code;
     };
-    (letGo(ioObjects), ...);
+    (release(ioObjects), ...);
     return result;
 }
 
@@ -78,17 +78,22 @@ HRESULT CKDXProcessContext::GetObjectLocked(const QBase::PtrI<T>& iField, T** oO
     });
 }
 
-/// Takes a reference (null clears); the old object is released after the lock.
+/// Takes a reference (null clears) and gives the old object, to be released after the lock.
+template <class T>
+QBase::PtrI<T> CKDXProcessContext::ExchangeLocked(QBase::PtrI<T>& ioField, T* iObject)
+{
+    QBase::PtrI<T> object(iObject);
+    SmartLock lock(mpLock.get());
+    std::swap(ioField, object);
+    return object;
+}
+
 template <class T>
 HRESULT CKDXProcessContext::PutObjectLocked(QBase::PtrI<T>& oField, T* iObject)
 {
     return Boundary([&] {
-        QBase::PtrI<T> object(iObject);
-        {
-            SmartLock lock(mpLock.get());
-            std::swap(oField, object);
-        }
-        return LetGo(object);
+        QBase::PtrI<T> old = ExchangeLocked(oField, iObject);
+        return ReleaseAll(old);
     });
 }
 

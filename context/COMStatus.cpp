@@ -83,9 +83,8 @@ HRESULT SetCOMStatus(ICKDXReadMessage* iInputMessage, const GUID& iClassId, cons
         };
         const unsigned language = MessageLanguage();
 
-        ICKDXReadBlockStream* found = nullptr;
-        iInputMessage->get_BlockStream(&found);
-        const auto stream = QBase::PtrI<ICKDXReadBlockStream>::Adopt(found);
+        QBase::PtrI<ICKDXReadBlockStream> stream;
+        iInputMessage->get_BlockStream(stream.Receive());
         if (!stream)
             return report(
                 QORJOB_W("UNEXPECTED ERROR in SetCOMStatus:  cannot get ICKDXReadBlockStream interface on input "
@@ -141,10 +140,9 @@ HRESULT ReportErrorInfo(const GUID& iClassId, const QBase::WCHAR* iText, DWORD i
             code = static_cast<HRESULT>(cInterfaceFacility | static_cast<unsigned>(value));
     }
 
-    ICreateErrorInfo* created = nullptr;
-    if (SUCCEEDED(CreateErrorInfo(&created)))
+    QBase::PtrI<ICreateErrorInfo> creator;
+    if (SUCCEEDED(CreateErrorInfo(creator.Receive())))
     {
-        const auto creator = QBase::PtrI<ICreateErrorInfo>::Adopt(created);
         creator->SetGUID(iInterfaceId);
         if (const auto progId = ProgIdOf(iClassId))
             creator->SetSource(progId.get());
@@ -154,7 +152,7 @@ HRESULT ReportErrorInfo(const GUID& iClassId, const QBase::WCHAR* iText, DWORD i
             creator->SetHelpFile(Writable(iHelpFile));
         }
         creator->SetDescription(Writable(description));
-        if (const auto errorInfo = QueryFor<IErrorInfo>(created, IID_IErrorInfo))
+        if (const auto errorInfo = QueryFor<IErrorInfo>(creator.Get(), IID_IErrorInfo))
             SetErrorInfo(0, errorInfo.Get());
     }
     return code != 0 ? code : DISP_E_EXCEPTION;

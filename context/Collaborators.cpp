@@ -10,10 +10,10 @@ const GUID IID_ICKDXObjectDefinition = {0x6239CB10, 0x6C3C, 0x11D1, {0x9B, 0xDF,
 
 QBase::PtrI<ICKDXSession> SessionOf(ICKDXProcessContext& iContext)
 {
-    IUnknown* found = nullptr;
-    if (FAILED(iContext.get_ContextObjectA(&found)))
+    QBase::PtrI<IUnknown> object;
+    if (FAILED(iContext.get_ContextObjectA(object.Receive())))
         return {};
-    return QueryFor<ICKDXSession>(QBase::PtrI<IUnknown>::Adopt(found).Get(), IID_ICKDXSession);
+    return QueryFor<ICKDXSession>(object.Get(), IID_ICKDXSession);
 }
 
 unsigned SessionLocaleOf(ICKDXProcessContext& iContext)

@@ -12,8 +12,8 @@ QBase::PtrI<ICKDXReportInstance> ReportInstanceOf(IUnknown* iInstanceObject)
 
 QBase::PtrI<IUnknown> InstanceObjectOf(ICKDXProcessContext& iContext)
 {
-    IUnknown* object = nullptr;
-    if (FAILED(iContext.get_ContextObjectB(&object)))
+    QBase::PtrI<IUnknown> object;
+    if (FAILED(iContext.get_ContextObjectB(object.Receive())))
         return {};
-    return QBase::PtrI<IUnknown>::Adopt(object);
+    return object;
 }
