@@ -3,6 +3,13 @@
 #include "platform/QBase.h"
 #include "record/RecordFields.h"
 
+/// The exit time comes before the start time: readers of old records expect it so.
+struct QORJobPUInfo::Record
+{
+    static constexpr std::tuple cFields{&QORJobPUInfo::mEnterTime, &QORJobPUInfo::mExitTime, &QORJobPUInfo::mStartTime,
+                                        &QORJobPUInfo::mPUId};
+};
+
 QORJobPUInfo::QORJobPUInfo(int iPUId) : mPUId(iPUId) {}
 
 HRESULT QORJobPUInfo::SetEnterTime()
@@ -29,37 +36,15 @@ HRESULT QORJobPUInfo::GetExitTime(QDataType::DateTime* oTime) const { return Get
 
 HRESULT QORJobPUInfo::GetId(int* oPUId) const { return GetField(mPUId, oPUId); }
 
-DWORD QORJobPUInfo::GetSaveObjSize(unsigned* oSize) const
-{
-    if (oSize == nullptr)
-        return static_cast<DWORD>(E_POINTER);
-    *oSize = 3 * QDataType::DateTime::GetSaveObjSize() + sizeof(DWORD);
-    return S_OK;
-}
+DWORD QORJobPUInfo::GetSaveObjSize(unsigned* oSize) const { return GetRecordSize(Record::cFields, oSize); }
 
 DWORD QORJobPUInfo::SaveObj(unsigned, unsigned iBufferSize, signed char* oBuffer, unsigned* oSize) const
 {
-    const DWORD code = GetSaveObjSize(oSize);
-    if (code != S_OK)
-        return code;
-    if (*oSize > iBufferSize)
-        return S_FALSE;
-    if (oBuffer == nullptr)
-        return static_cast<DWORD>(E_POINTER);
-    RecordWriter record(oBuffer);
-    record.Put(mEnterTime);
-    record.Put(mExitTime); // before the start time: readers of old records expect it so
-    record.Put(mStartTime);
-    record.Put(mPUId);
-    return S_OK;
+    return SaveRecord(*this, Record::cFields, iBufferSize, oBuffer, oSize);
 }
 
 DWORD QORJobPUInfo::LoadObj(unsigned, const signed char* iBuffer)
 {
-    RecordReader record(iBuffer);
-    record.Get(mEnterTime);
-    record.Get(mExitTime);
-    record.Get(mStartTime);
-    record.Get(mPUId);
+    LoadRecord(*this, Record::cFields, iBuffer);
     return S_OK;
 }

@@ -39,6 +39,8 @@ public:
     DWORD LoadObj(unsigned iVersion, const signed char* iBuffer);
 
 private:
+    struct Record; // the saved fields
+
     friend class QORJobPUInfoOld; // it shows the thread id, too
 
     QDataType::DateTime mEnterTime{0.0};

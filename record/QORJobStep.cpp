@@ -5,15 +5,19 @@
 #include "record/RecordFields.h"
 
 #include <algorithm>
-#include <new>
+
+struct QORJobStep::Record
+{
+    static constexpr std::tuple cFields{&QORJobStep::mStartTime, &QORJobStep::mFinishTime, &QORJobStep::mStepId,
+                                        &QORJobStep::mPUId,      &QORJobStep::mThreadId,   &QORJobStep::mChapterKey};
+};
 
 QORJobStep::QORJobStep(int iStepId) : mStepId(iStepId) {}
 
-QORJobStep::QORJobStep(const QORJobStep& iOther)
-    : mStartTime(iOther.mStartTime), mFinishTime(iOther.mFinishTime), mPUPriority(iOther.mPUPriority),
-      mPUId(iOther.mPUId), mThreadId(iOther.mThreadId), mStepId(iOther.mStepId)
+QORJobStep::QORJobStep(const QORJobStep& iOther) : QORJobStep(iOther.mStepId)
 {
-    SetChapterKey(iOther.mChapterKey);
+    *this = iOther;
+    mTaskCPUTime = 0;
 }
 
 QORJobStep& QORJobStep::operator=(const QORJobStep& iOther)
@@ -96,44 +100,16 @@ HRESULT QORJobStep::Clone(QORJobStep** oStep) const
     return S_OK;
 }
 
-DWORD QORJobStep::GetSaveObjSize(unsigned* oSize) const
-{
-    if (oSize == nullptr)
-        return static_cast<DWORD>(E_POINTER);
-    *oSize = 2 * QDataType::DateTime::GetSaveObjSize() + 3 * sizeof(DWORD) + cChapterKeyUnits * sizeof(QBase::WCHAR);
-    return S_OK;
-}
+DWORD QORJobStep::GetSaveObjSize(unsigned* oSize) const { return GetRecordSize(Record::cFields, oSize); }
 
 DWORD QORJobStep::SaveObj(unsigned, unsigned iBufferSize, signed char* oBuffer, unsigned* oSize) const
 {
-    const DWORD code = GetSaveObjSize(oSize);
-    if (code != S_OK)
-        return code;
-    if (*oSize > iBufferSize)
-        return S_FALSE;
-    if (oBuffer == nullptr)
-        return static_cast<DWORD>(E_POINTER);
-    RecordWriter record(oBuffer);
-    record.Put(mStartTime);
-    record.Put(mFinishTime);
-    record.Put(mStepId);
-    record.Put(mPUId);
-    record.Put(mThreadId);
-    for (QBase::WCHAR unit : mChapterKey)
-        record.Put(unit);
-    return S_OK;
+    return SaveRecord(*this, Record::cFields, iBufferSize, oBuffer, oSize);
 }
 
 DWORD QORJobStep::LoadObj(unsigned, const signed char* iBuffer)
 {
-    RecordReader record(iBuffer);
-    record.Get(mStartTime);
-    record.Get(mFinishTime);
-    record.Get(mStepId);
-    record.Get(mPUId);
-    record.Get(mThreadId);
-    for (QBase::WCHAR& unit : mChapterKey)
-        record.Get(unit);
+    LoadRecord(*this, Record::cFields, iBuffer);
     mChapterKey[cChapterKeyUnits - 1] = 0; // a damaged record must not lead readers of the key past it
     return S_OK;
 }

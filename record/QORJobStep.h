@@ -65,6 +65,8 @@ public:
     DWORD LoadObj(unsigned iVersion, const signed char* iBuffer);
 
 private:
+    struct Record; // the saved fields
+
     QDataType::DateTime mStartTime{0.0};
     QDataType::DateTime mFinishTime{0.0};
     DWORD mTaskCPUTime = 0;

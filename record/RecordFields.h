@@ -1,11 +1,12 @@
-// What the records of steps and of processing-unit visits are made of: their accessors, and their little-endian binary
-// form.
+// Accessors and the little-endian binary form of the records of steps and of processing-unit visits.
 #pragma once
 
 #include "platform/QDataType.h"
 #include "platform/Windows.h"
 
-#include <cstring>
+#include <cstddef>
+#include <tuple>
+#include <type_traits>
 
 /// The body of a getter: null rule E_POINTER, else a copy.
 template <class T>
@@ -50,6 +51,13 @@ public:
         *mpNext++ = static_cast<signed char>(iUnit >> 8);
     }
 
+    template <class T, std::size_t cCount>
+    void Put(const T (&iValues)[cCount])
+    {
+        for (const T& value : iValues)
+            Put(value);
+    }
+
 private:
     signed char* mpNext;
 };
@@ -87,6 +95,57 @@ public:
         oUnit = static_cast<QBase::WCHAR>(low | (high << 8));
     }
 
+    template <class T, std::size_t cCount>
+    void Get(T (&oValues)[cCount])
+    {
+        for (T& value : oValues)
+            Get(value);
+    }
+
 private:
     const signed char* mpNext;
 };
+
+/// The bytes of one field in a record.
+template <class T>
+unsigned SavedSize()
+{
+    if constexpr (std::is_same_v<T, QDataType::DateTime>)
+        return QDataType::DateTime::GetSaveObjSize();
+    else
+        return sizeof(T);
+}
+
+// The bodies of GetSaveObjSize, SaveObj and LoadObj. All three go by one list of the fields, in the record's order.
+
+template <class Class, class... T>
+DWORD GetRecordSize(const std::tuple<T Class::*...>&, unsigned* oSize)
+{
+    if (oSize == nullptr)
+        return static_cast<DWORD>(E_POINTER);
+    *oSize = (0u + ... + SavedSize<T>());
+    return S_OK;
+}
+
+template <class Class, class... T>
+DWORD SaveRecord(const Class& iObject, const std::tuple<T Class::*...>& iFields, unsigned iBufferSize,
+                 signed char* oBuffer, unsigned* oSize)
+{
+    const DWORD code = GetRecordSize(iFields, oSize);
+    if (code != S_OK)
+        return code;
+    if (*oSize > iBufferSize)
+        return S_FALSE;
+    if (oBuffer == nullptr)
+        return static_cast<DWORD>(E_POINTER);
+    RecordWriter record(oBuffer);
+    std::apply([&](auto... iField) { (record.Put(iObject.*iField), ...); }, iFields);
+    return S_OK;
+}
+
+template <class Class, class... T>
+void LoadRecord(Class& oObject, const std::tuple<T Class::*...>& iFields, const signed char* iBuffer)
+{
+    RecordReader record(iBuffer);
+    std::apply([&](auto... iField) { (record.Get(oObject.*iField), ...); }, iFields);
+}
