@@ -15,6 +15,9 @@ constexpr int cLockCategory = 300;
 constexpr int cThreadMessagesLockCategory = -3;
 constexpr int cInstanceCategory = 11;
 
+/// A mode of TakeBuffer: the caller knows the length, and his variable stays as it is.
+constexpr int cLengthIsKnown = 1;
+
 } // namespace
 
 const GUID IID_ICKDXProcessContext = {0x5B0C9E4A, 0x7C1D, 0x4E0B, {0x9C, 0x57, 0x2F, 0x6A, 0x1B, 0x3D, 0x8E, 0x60}};
@@ -191,7 +194,7 @@ HRESULT CKDXProcessContext::TakeBuffer(int iMode, std::uint64_t* oLength, BYTE**
         *oBuffer = nullptr;
         return S_FALSE;
     }
-    if (iMode != 1) // in mode 1 the caller knows the length: his variable stays as it is
+    if (iMode != cLengthIsKnown)
         *oLength = mBufferLength;
     *oBuffer = mpBuffer;
     mpBuffer = nullptr;

@@ -321,8 +321,8 @@ private:
     Object mContextObjectP QORJOB_GUARDED_BY(mpLock);
     GUID mReservedGuid1 = GUID_NULL;
     Object mContextObjectQ QORJOB_GUARDED_BY(mpLock);
-    LONG mLimitA QORJOB_GUARDED_BY(mpLock) = 999;
-    LONG mLimitB QORJOB_GUARDED_BY(mpLock) = 999;
+    LONG mLimitA QORJOB_GUARDED_BY(mpLock) = cLimitNotSet;
+    LONG mLimitB QORJOB_GUARDED_BY(mpLock) = cLimitNotSet;
     LONG mLongI QORJOB_GUARDED_BY(mpLock) = 0;
     Unlocked<LONG> mLongJ = 0;
     LONG mLongK QORJOB_GUARDED_BY(mpLock) = 0;
@@ -360,6 +360,7 @@ private:
     GUID mReservedGuid4 = GUID_NULL;
 
     static constexpr LONG cLevelNotSet = 127;
+    static constexpr LONG cLimitNotSet = 999;
 };
 
 /// A new context with one reference for the caller. E_OUTOFMEMORY, or what its final construction step gave.

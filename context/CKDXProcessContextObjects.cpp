@@ -39,7 +39,7 @@ HRESULT CKDXProcessContext::put_ContextObjectB(IUnknown* iContextObjectB)
     const HRESULT code = Boundary([&] {
         Object old = ExchangeLocked(mContextObjectB, iContextObjectB);
         if (const auto instance = ReportInstanceOf(old.Get()))
-            instance->Reset(0);
+            instance->Reset(cInstanceDetached);
         return ReleaseAll(old);
     });
     const HRESULT refreshed = RefreshThread();

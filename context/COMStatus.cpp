@@ -19,6 +19,9 @@ namespace
 /// The failure codes of the interface's own facility.
 constexpr unsigned cInterfaceFacility = 0x80040000;
 
+/// An address up to here is no text but the number of a string resource.
+constexpr std::uintptr_t cMostResourceNumber = 0xFFFF;
+
 struct TaskMemory
 {
     void operator()(void* iMemory) const { CoTaskMemFree(iMemory); }
@@ -133,7 +136,7 @@ HRESULT ReportErrorInfo(const GUID& iClassId, const QBase::WCHAR* iText, DWORD i
     const QBase::WCHAR* description = iText;
     HRESULT code = iCode;
     const auto value = reinterpret_cast<std::uintptr_t>(iText);
-    if (value <= 0xFFFF)
+    if (value <= cMostResourceNumber)
     {
         description = QORJOB_W("Unknown Error");
         if (code == 0)

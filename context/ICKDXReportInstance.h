@@ -7,6 +7,9 @@
 
 class ICKDXProcessContext;
 
+/// For Reset: the instance is detached from the context and the job that it worked for.
+inline constexpr int cInstanceDetached = 0;
+
 /// {73BA6E85-6A88-11D1-A77F-00A024D1C490}
 QORJOB_API extern const GUID IID_ICKDXReportInstance;
 
@@ -15,7 +18,6 @@ QORJOB_API extern const GUID IID_ICKDXReportInstance;
 class ICKDXReportInstance : public ReservedSlots<IUnknown, 55>
 {
 public:
-    /// 0 detaches the instance from the context and the job that it worked for.
     virtual HRESULT Reset(int iValue) = 0;
     virtual HRESULT get_ExecutionKind(int* oKind) = 0;
     /// 5: the job is cancelled.

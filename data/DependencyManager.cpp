@@ -9,6 +9,7 @@ namespace
 {
 
 constexpr int cLockCategory = 26;
+constexpr int cNoStep = -1;
 
 void Append(const char* iTemplate, int iStep, const std::list<int>* iIds, std::list<int>& ioIds)
 {
@@ -104,7 +105,7 @@ std::list<int>* DependencyManager::GetRequiredInputData(int iStep) const
 
 int DependencyManager::GetStepForData(int) const
 {
-    // Nobody is named as a producer, not even one that is known: planners take -1 to mean that no step makes the data.
+    // Nobody is named as a producer, not even one that is known: planners expect it so.
     QSynch::RWLock::ReadHold hold(mpLock.get());
-    return -1;
+    return cNoStep;
 }

@@ -10,6 +10,7 @@ namespace
 {
 
 constexpr int cLockCategory = 27;
+constexpr int cUnknown = -1; // an id or an index
 
 /// So that the next push_back can't fail.
 template <class T>
@@ -48,9 +49,9 @@ QORNamedIdsList::~QORNamedIdsList()
 int QORNamedIdsList::FindName(const QBase::WCHAR* iName) const
 {
     if (iName == nullptr)
-        return -1;
+        return cUnknown;
     const auto found = mIndices.find(iName);
-    return found == mIndices.end() ? -1 : found->second;
+    return found == mIndices.end() ? cUnknown : found->second;
 }
 
 int QORNamedIdsList::FindId(int iId) const
@@ -74,7 +75,7 @@ int QORNamedIdsList::FindId(int iId) const
 
 int QORNamedIdsList::GetIdAt(int iIndex) const
 {
-    return iIndex < 0 || iIndex >= GetCount() ? -1 : mIds[static_cast<std::size_t>(iIndex)];
+    return iIndex < 0 || iIndex >= GetCount() ? cUnknown : mIds[static_cast<std::size_t>(iIndex)];
 }
 
 const QBase::WCHAR* QORNamedIdsList::GetNameAt(int iIndex) const
