@@ -61,7 +61,7 @@ string(REPLACE "${semicolon}" ";" tables "${tables}")
 string(REPLACE "${opening}" "[" tables "${tables}")
 string(REPLACE "${closing}" "]" tables "${tables}")
 file(WRITE ${OUTPUT} "// Written by cmake/Catalogue.cmake from platform/builtin/catalogue; change it there.
-#include \"platform/builtin/Catalogue.h\"
+#include \"platform/builtin/text/Catalogue.h\"
 
 namespace Catalogue
 {

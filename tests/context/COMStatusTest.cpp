@@ -6,7 +6,7 @@
 #include "tests/support/Messages.h"
 
 #if !defined(_WIN32)
-#include "platform/builtin/Registry.h"
+#include "platform/builtin/RegistryTree.h"
 #endif
 
 #include <functional>

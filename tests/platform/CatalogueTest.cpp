@@ -1,4 +1,4 @@
-#include "platform/builtin/Catalogue.h"
+#include "platform/builtin/text/Catalogue.h"
 
 #include "platform/QLog.h"
 #include "platform/QLogRouter.h"

@@ -1,6 +1,6 @@
 #include "platform/QLogRouter.h"
 
-#include "platform/builtin/MessageBlocks.h"
+#include "platform/builtin/message/MessageBlocks.h"
 #include "tests/support/Messages.h"
 
 #include <string>

@@ -1,7 +1,7 @@
 #include "platform/QRegistry.h"
 
 #if !defined(_WIN32)
-#include "platform/builtin/Registry.h"
+#include "platform/builtin/RegistryTree.h"
 #endif
 
 #include <gtest/gtest.h>

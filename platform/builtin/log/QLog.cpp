@@ -1,12 +1,12 @@
 #include "platform/QLog.h"
 
-#include "platform/builtin/CacheLines.h"
-#include "platform/builtin/Catalogue.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Faults.h"
 #include "platform/builtin/LibraryUsers.h"
 #include "platform/builtin/LogSinks.h"
-#include "platform/builtin/NeverDestroyed.h"
+#include "platform/builtin/base/NeverDestroyed.h"
+#include "platform/builtin/perf/CacheLines.h"
+#include "platform/builtin/text/Catalogue.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,10 +1,7 @@
 // The error objects of threads, where no Windows is.
-#include "platform/Windows.h"
-
-#if !defined(_WIN32)
-
 #include "platform/QBase.h"
-#include "platform/builtin/CountedObject.h"
+#include "platform/Windows.h"
+#include "platform/builtin/base/CountedObject.h"
 
 const GUID IID_IErrorInfo{0x1CF2B120, 0x547D, 0x101B, {0x8E, 0x65, 0x08, 0x00, 0x2B, 0x2B, 0xD1, 0x19}};
 const GUID IID_ICreateErrorInfo{0x22F03340, 0x547D, 0x101B, {0x8E, 0x65, 0x08, 0x00, 0x2B, 0x2B, 0xD1, 0x19}};
@@ -116,5 +113,3 @@ HRESULT GetErrorInfo(DWORD iReserved, IErrorInfo** oErrorInfo)
     *oErrorInfo = tErrorInfo.Detach();
     return *oErrorInfo == nullptr ? S_FALSE : S_OK;
 }
-
-#endif

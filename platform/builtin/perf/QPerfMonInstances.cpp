@@ -1,7 +1,7 @@
 #include "platform/QPerfMon.h"
-#include "platform/builtin/CacheLines.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/PerfReadings.h"
+#include "platform/builtin/perf/CacheLines.h"
 
 #include <atomic>
 #include <cstddef>

@@ -1,10 +1,7 @@
 // The marshaler of objects that any thread may call, where no Windows is.
-#include "platform/Windows.h"
-
-#if !defined(_WIN32)
-
 #include "platform/QBase.h"
-#include "platform/builtin/CountedObject.h"
+#include "platform/Windows.h"
+#include "platform/builtin/base/CountedObject.h"
 
 const GUID IID_IMarshal{0x00000003, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
 const GUID CLSID_InProcFreeMarshaler{0x0000033A, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
@@ -154,5 +151,3 @@ HRESULT CoCreateFreeThreadedMarshaler(IUnknown* iOuter, IUnknown** oMarshaler)
     *oMarshaler = marshaler == nullptr ? nullptr : marshaler->GetInner();
     return marshaler == nullptr ? E_OUTOFMEMORY : S_OK;
 }
-
-#endif

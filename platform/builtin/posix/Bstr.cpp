@@ -1,9 +1,6 @@
 // The services behind the Windows names, where no Windows is.
-#include "platform/Windows.h"
-
-#if !defined(_WIN32)
-
 #include "platform/QBase.h"
+#include "platform/Windows.h"
 
 #include <cstring>
 #include <limits>
@@ -63,5 +60,3 @@ unsigned SysStringLen(BSTR iText)
     std::memcpy(&length, BytesOf(iText) - cLengthBytes, cLengthBytes);
     return length / sizeof(QBase::WCHAR);
 }
-
-#endif

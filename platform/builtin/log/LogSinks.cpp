@@ -3,7 +3,7 @@
 #include "platform/QBase.h"
 #include "platform/QDataType.h"
 #include "platform/QLog.h"
-#include "platform/builtin/NeverDestroyed.h"
+#include "platform/builtin/base/NeverDestroyed.h"
 
 #include <algorithm>
 #include <atomic>

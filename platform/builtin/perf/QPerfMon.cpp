@@ -1,12 +1,12 @@
 #include "platform/QPerfMon.h"
 
 #include "platform/QBase.h"
-#include "platform/builtin/CacheLines.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Faults.h"
 #include "platform/builtin/LibraryUsers.h"
-#include "platform/builtin/NeverDestroyed.h"
 #include "platform/builtin/PerfReadings.h"
+#include "platform/builtin/base/NeverDestroyed.h"
+#include "platform/builtin/perf/CacheLines.h"
 
 #include <atomic>
 #include <chrono>

@@ -1,10 +1,10 @@
 #include "platform/QMessage.h"
 
 #include "platform/QLogRouter.h"
-#include "platform/builtin/CountedObject.h"
 #include "platform/builtin/EventTrace.h"
-#include "platform/builtin/Guarded.h"
-#include "platform/builtin/MessageBlocks.h"
+#include "platform/builtin/base/CountedObject.h"
+#include "platform/builtin/base/Guarded.h"
+#include "platform/builtin/message/MessageBlocks.h"
 
 #include <algorithm>
 #include <cstring>

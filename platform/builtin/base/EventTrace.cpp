@@ -1,6 +1,6 @@
 #include "platform/builtin/EventTrace.h"
 
-#include "platform/builtin/NeverDestroyed.h"
+#include "platform/builtin/base/NeverDestroyed.h"
 
 #include <mutex>
 #include <utility>

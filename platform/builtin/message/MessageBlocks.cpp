@@ -1,4 +1,4 @@
-#include "platform/builtin/MessageBlocks.h"
+#include "platform/builtin/message/MessageBlocks.h"
 
 #include "platform/QMessage.h"
 

@@ -1,6 +1,6 @@
 #include "platform/builtin/Faults.h"
 
-#include "platform/builtin/NeverDestroyed.h"
+#include "platform/builtin/base/NeverDestroyed.h"
 
 #include <cstddef>
 #include <mutex>

@@ -2,7 +2,7 @@
 
 #include "platform/QBase.h"
 #include "platform/builtin/EventTrace.h"
-#include "platform/builtin/Guarded.h"
+#include "platform/builtin/base/Guarded.h"
 
 #include <string_view>
 #include <utility>

@@ -1,12 +1,12 @@
 #include "platform/QLogRouter.h"
 
 #include "platform/QLog.h"
-#include "platform/builtin/Catalogue.h"
 #include "platform/builtin/EventTrace.h"
-#include "platform/builtin/Guarded.h"
-#include "platform/builtin/MessageBlocks.h"
-#include "platform/builtin/NeverDestroyed.h"
 #include "platform/builtin/ThreadContextListener.h"
+#include "platform/builtin/base/Guarded.h"
+#include "platform/builtin/base/NeverDestroyed.h"
+#include "platform/builtin/message/MessageBlocks.h"
+#include "platform/builtin/text/Catalogue.h"
 
 #include <memory>
 #include <mutex>

@@ -1,7 +1,7 @@
 #include "platform/QBase.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/LibraryUsers.h"
-#include "platform/builtin/NeverDestroyed.h"
+#include "platform/builtin/base/NeverDestroyed.h"
 
 #include <algorithm>
 #include <mutex>

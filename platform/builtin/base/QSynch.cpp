@@ -3,7 +3,7 @@
 #include "platform/QBase.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Faults.h"
-#include "platform/builtin/SystemLocks.h"
+#include "platform/builtin/base/SystemLocks.h"
 
 #include <new>
 

@@ -1,11 +1,8 @@
 // Memory that modules give to one another, and the names of classes, where no Windows is.
-#include "platform/Windows.h"
-
-#if !defined(_WIN32)
-
 #include "platform/QBase.h"
 #include "platform/QRegistry.h"
-#include "platform/builtin/Guarded.h"
+#include "platform/Windows.h"
+#include "platform/builtin/base/Guarded.h"
 
 #include <cstring>
 #include <string>
@@ -42,5 +39,3 @@ HRESULT ProgIDFromCLSID(const GUID& iClassId, QBase::WCHAR** oProgId)
         return S_OK;
     });
 }
-
-#endif

@@ -1,9 +1,9 @@
 #include "platform/QBase.h"
 
-#include "platform/builtin/CacheLines.h"
 #include "platform/builtin/Faults.h"
-#include "platform/builtin/NeverDestroyed.h"
-#include "platform/builtin/ThreadLocal.h"
+#include "platform/builtin/base/NeverDestroyed.h"
+#include "platform/builtin/base/ThreadLocal.h"
+#include "platform/builtin/perf/CacheLines.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -3,7 +3,7 @@
 #include "platform/QBase.h"
 #include "platform/QLog.h"
 #include "platform/builtin/Settings.h"
-#include "platform/builtin/ThreadLocal.h"
+#include "platform/builtin/base/ThreadLocal.h"
 
 #include <algorithm>
 #include <atomic>

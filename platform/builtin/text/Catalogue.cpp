@@ -1,10 +1,10 @@
-#include "platform/builtin/Catalogue.h"
+#include "platform/builtin/text/Catalogue.h"
 
 #include "platform/QBase.h"
 #include "platform/QLogRouter.h"
 #include "platform/QResource.h"
-#include "platform/builtin/CountedObject.h"
 #include "platform/builtin/EventTrace.h"
+#include "platform/builtin/base/CountedObject.h"
 
 #include <algorithm>
 #include <cstring>

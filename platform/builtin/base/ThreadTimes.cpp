@@ -2,7 +2,7 @@
 
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Settings.h"
-#include "platform/builtin/ThreadLocal.h"
+#include "platform/builtin/base/ThreadLocal.h"
 
 #include <atomic>
 

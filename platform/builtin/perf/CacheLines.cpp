@@ -1,7 +1,7 @@
-#include "platform/builtin/CacheLines.h"
+#include "platform/builtin/perf/CacheLines.h"
 
 #include "platform/QBase.h"
-#include "platform/builtin/ThreadLocal.h"
+#include "platform/builtin/base/ThreadLocal.h"
 
 #include <atomic>
 #include <cstdint>

@@ -1,9 +1,7 @@
-#include "platform/builtin/Registry.h"
-
-#if !defined(_WIN32)
+#include "platform/builtin/RegistryTree.h"
 
 #include "platform/QRegistry.h"
-#include "platform/builtin/NeverDestroyed.h"
+#include "platform/builtin/base/NeverDestroyed.h"
 
 #include <algorithm>
 #include <fstream>
@@ -247,5 +245,3 @@ QBase::wstring Key::ReadText(const QBase::WCHAR* iName, const QBase::WCHAR* iDef
 }
 
 } // namespace QRegistry
-
-#endif

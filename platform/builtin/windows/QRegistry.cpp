@@ -1,8 +1,6 @@
 // The registry library on Windows: the system's registry.
 #include "platform/QRegistry.h"
 
-#if defined(_WIN32)
-
 #include <string>
 
 namespace QRegistry
@@ -80,5 +78,3 @@ QBase::wstring Key::ReadText(const QBase::WCHAR* iName, const QBase::WCHAR* iDef
 }
 
 } // namespace QRegistry
-
-#endif
