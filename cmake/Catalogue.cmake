@@ -63,7 +63,7 @@ string(REPLACE "${closing}" "]" tables "${tables}")
 file(WRITE ${OUTPUT} "// Written by cmake/Catalogue.cmake from platform/builtin/catalogue; change it there.
 #include \"platform/builtin/text/Catalogue.h\"
 
-namespace Catalogue
+namespace Builtin::Catalogue
 {
 
 namespace
@@ -76,5 +76,5 @@ ${languages}};
 
 std::span<const Language> GetLanguages() noexcept { return cLanguages; }
 
-} // namespace Catalogue
+} // namespace Builtin::Catalogue
 ")

@@ -68,7 +68,7 @@ std::string MakeCounters()
     std::string text = ToHead(metric, "gauge", "Counters of the performance monitor, by number.");
     for (const NamedId& counter : cCounters)
         text += ToLine(metric, "id=\"" + std::to_string(counter.mId) + "\",name=" + Quote(counter.mName),
-                       std::to_string(PerfReadings::GetCounter(counter.mId)));
+                       std::to_string(Builtin::PerfReadings::GetCounter(counter.mId)));
     return text;
 }
 
@@ -80,7 +80,7 @@ std::string MakeProfiles()
     const std::string seconds = "qorjob_profile_seconds_total";
     std::string runLines;
     std::string secondLines;
-    for (const PerfReadings::Profile& profile : PerfReadings::GetProfiles())
+    for (const Builtin::PerfReadings::Profile& profile : Builtin::PerfReadings::GetProfiles())
     {
         const std::string label = "profile=" + Quote(profile.mName);
         const double time = static_cast<double>(profile.mMicroseconds) / cMicrosecondsPerSecond;
@@ -101,15 +101,15 @@ std::string MakeInstances(const char* iMetric, const char* iHelp, std::int64_t (
 
 } // namespace
 
-Metrics::Metrics(const std::filesystem::path& iPath) : mFile(iPath) { PerfReadings::EnableProfiling(true); }
+Metrics::Metrics(const std::filesystem::path& iPath) : mFile(iPath) { Builtin::PerfReadings::EnableProfiling(true); }
 
 bool Metrics::Write()
 {
     mFile.Write(MakeCounters());
     mFile.Write(MakeProfiles());
     mFile.Write(MakeInstances("qorjob_instances", "Objects counted up less down; jobs on the heap count down twice.",
-                              PerfReadings::GetInstanceCount));
+                              Builtin::PerfReadings::GetInstanceCount));
     mFile.Write(MakeInstances("qorjob_registered_instances", "Objects that live; only jobs are registered.",
-                              PerfReadings::GetLiveInstances));
+                              Builtin::PerfReadings::GetLiveInstances));
     return mFile.Close();
 }

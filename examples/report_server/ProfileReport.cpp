@@ -15,7 +15,7 @@ namespace
 std::string MakeProfiles()
 {
     std::vector<std::vector<std::string>> lines;
-    for (const PerfReadings::Profile& profile : PerfReadings::GetProfiles())
+    for (const Builtin::PerfReadings::Profile& profile : Builtin::PerfReadings::GetProfiles())
         if (profile.mCount != 0)
             lines.push_back({profile.mName, std::to_string(profile.mCount),
                              FormatDecimals(static_cast<double>(profile.mMicroseconds) / 1000, 2)});
@@ -32,7 +32,7 @@ std::string MakeWaits()
         double mLongest = 0;
     };
     std::map<int, Wait> waits;
-    for (const PerfReadings::Pulse& pulse : PerfReadings::TakePulses())
+    for (const Builtin::PerfReadings::Pulse& pulse : Builtin::PerfReadings::TakePulses())
     {
         Wait& wait = waits[pulse.mCategory - PulseCategoryJobFirst];
         const double milliseconds = (pulse.mNow - pulse.mEnqueueTime) * 1000;
@@ -54,7 +54,7 @@ std::string MakeCounters()
     constexpr int cCounters = 32;
     std::vector<std::vector<std::string>> lines;
     for (int counter = 0; counter < cCounters; ++counter)
-        if (const auto value = PerfReadings::GetCounter(counter); value != 0)
+        if (const auto value = Builtin::PerfReadings::GetCounter(counter); value != 0)
             lines.push_back({std::to_string(counter), std::to_string(value)});
     return ToTextTable({{"counter", true}, {"value", true}}, lines);
 }
@@ -63,8 +63,8 @@ std::string MakeCounters()
 
 void StartProfile()
 {
-    PerfReadings::EnableProfiling(true);
-    PerfReadings::EnablePulses(true);
+    Builtin::PerfReadings::EnableProfiling(true);
+    Builtin::PerfReadings::EnablePulses(true);
 }
 
 std::string MakeProfileReport() { return MakeProfiles() + "\n" + MakeWaits() + "\n" + MakeCounters(); }

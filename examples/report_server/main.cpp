@@ -53,13 +53,13 @@ void SwitchLogOn(const std::string& iRouters)
     {
         const std::size_t slash = router.find('/');
         if (router == "all")
-            LogSinks::Enable("*", "*", true);
+            Builtin::LogSinks::Enable("*", "*", true);
         else if (slash != std::string::npos)
-            LogSinks::Enable(router.substr(0, slash), router.substr(slash + 1), true);
+            Builtin::LogSinks::Enable(router.substr(0, slash), router.substr(slash + 1), true);
         else
             throw SetupError("--log takes routers such as \"Kernel/Job Trace\", or \"all\", not \"" + router + "\"");
     }
-    LogSinks::AddStandardErrorSink();
+    Builtin::LogSinks::AddStandardErrorSink();
 }
 
 /// Until all jobs have ended. A paused one that nobody will resume any more goes on.

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace EventTrace
+namespace Builtin::EventTrace
 {
 
 /// Forgets what was recorded and records from now on.
@@ -31,4 +31,4 @@ inline void Note(const char* iOperation, std::initializer_list<std::int64_t> iAr
         Detail::Record(iOperation, iArguments);
 }
 
-} // namespace EventTrace
+} // namespace Builtin::EventTrace

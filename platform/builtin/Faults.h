@@ -6,7 +6,7 @@
 #include <atomic>
 #include <cstdint>
 
-namespace Faults
+namespace Builtin::Faults
 {
 
 enum class EnumFault
@@ -42,4 +42,4 @@ inline bool IsDue(EnumFault iFault) noexcept
 void NoteBlockTaken(const void* iBlock) noexcept;
 void NoteBlockGoing(const void* iBlock) noexcept;
 
-} // namespace Faults
+} // namespace Builtin::Faults

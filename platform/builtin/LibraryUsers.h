@@ -5,7 +5,7 @@
 
 #include <cstddef>
 
-namespace LibraryUsers
+namespace Builtin::LibraryUsers
 {
 
 /// Live initialisers of the library; it is down while there are none.
@@ -16,4 +16,4 @@ QORJOB_API unsigned GetThreadSpaceUsers() noexcept;
 /// Registered memory-governor proxies.
 QORJOB_API std::size_t GetMemGovernorCount();
 
-} // namespace LibraryUsers
+} // namespace Builtin::LibraryUsers

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace LogSinks
+namespace Builtin::LogSinks
 {
 
 struct Line
@@ -46,4 +46,4 @@ QORJOB_API void Enable(const std::string& iComponent, const std::string& iName, 
 bool HasSinks() noexcept;
 void Write(const Line& iLine);
 
-} // namespace LogSinks
+} // namespace Builtin::LogSinks

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace PerfReadings
+namespace Builtin::PerfReadings
 {
 
 QORJOB_API std::int64_t GetCounter(int iCounterId);
@@ -45,4 +45,4 @@ QORJOB_API std::vector<Pulse> TakePulses();
 /// Clears counters, profile times, pulses; names and live objects stay.
 QORJOB_API void Reset();
 
-} // namespace PerfReadings
+} // namespace Builtin::PerfReadings

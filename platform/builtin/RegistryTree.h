@@ -18,7 +18,7 @@
 
 #if !defined(_WIN32)
 
-namespace Registry
+namespace Builtin::RegistryTree
 {
 
 /// Makes the key (`HKEY_LOCAL_MACHINE\SOFTWARE`) with the keys above it; throws QBase::Message for a root that there
@@ -34,6 +34,6 @@ QORJOB_API void LoadFile(const std::string& iFileName);
 /// Empties the tree. Keys that are open stay readable.
 QORJOB_API void Clear();
 
-} // namespace Registry
+} // namespace Builtin::RegistryTree
 
 #endif

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-namespace Settings
+namespace Builtin::Settings
 {
 
 /// The clock stands at this moment until it is set again or released.
@@ -26,4 +26,4 @@ QORJOB_API void SetThreadLanguageID(unsigned iLanguageId) noexcept;
 /// The user's default locale; its low 16 bits are the language.
 QORJOB_API void SetUserDefaultLCID(unsigned iLocale) noexcept;
 
-} // namespace Settings
+} // namespace Builtin::Settings

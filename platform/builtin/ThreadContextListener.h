@@ -5,11 +5,11 @@
 
 #include <functional>
 
-namespace ThreadContextListener
+namespace Builtin::ThreadContextListener
 {
 
 /// The listener is called in the thread whose process context has changed, by several threads at once when theirs
 /// change at once. A new one takes the place of the old one; an empty one ends it. A call that is under way goes on.
 QORJOB_API void Set(std::function<void()> iListener);
 
-} // namespace ThreadContextListener
+} // namespace Builtin::ThreadContextListener

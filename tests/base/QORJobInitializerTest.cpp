@@ -13,15 +13,15 @@
 #include <optional>
 #include <string>
 
-using Faults::EnumFault;
+using Builtin::Faults::EnumFault;
 using QORJOB::Initializer;
 
 /// Users of log, monitor and threads, proxies, and routers that are missing.
 static std::vector<std::size_t> Census()
 {
     const auto missing = std::count(KernelLog::gRouters.begin(), KernelLog::gRouters.end(), nullptr);
-    return {LibraryUsers::GetLogUsers(), LibraryUsers::GetPerformanceMonitorUsers(),
-            LibraryUsers::GetThreadSpaceUsers(), LibraryUsers::GetMemGovernorCount(),
+    return {Builtin::LibraryUsers::GetLogUsers(), Builtin::LibraryUsers::GetPerformanceMonitorUsers(),
+            Builtin::LibraryUsers::GetThreadSpaceUsers(), Builtin::LibraryUsers::GetMemGovernorCount(),
             static_cast<std::size_t>(missing)};
 }
 
@@ -29,7 +29,7 @@ static std::vector<std::size_t> Census()
 static std::string TakeEnds()
 {
     std::string ends;
-    for (const std::string& call : EventTrace::Stop())
+    for (const std::string& call : Builtin::EventTrace::Stop())
         if (call.find('~') != std::string::npos || call.find("Unreg") != std::string::npos)
             ends += call.starts_with("QLog::~R") ? 'r' : call[3];
     return ends;
@@ -72,15 +72,15 @@ TEST(Initializer, LeavesNothingUpWhereAMemberCannotBeMade)
         // The log, ten routers, the monitor, the threads; the proxy's allocation comes behind those of the state and
         // the routers.
         if (made >= 1 && made <= 10)
-            Faults::FailNth(EnumFault::RouterCreation, made);
+            Builtin::Faults::FailNth(EnumFault::RouterCreation, made);
         else
-            Faults::FailNth(made == 13 ? EnumFault::Allocation : EnumFault::LibraryStart,
-                            made == 13 ? 12 : std::max(1, made - 9));
-        EventTrace::Start();
+            Builtin::Faults::FailNth(made == 13 ? EnumFault::Allocation : EnumFault::LibraryStart,
+                                     made == 13 ? 12 : std::max(1, made - 9));
+        Builtin::EventTrace::Start();
         EXPECT_ANY_THROW(const Initializer failing) << made;
         EXPECT_EQ(TakeEnds(), cEnds.substr(14 - static_cast<std::size_t>(made)));
         EXPECT_EQ(Census(), cDown) << made;
-        EventTrace::Start();
+        Builtin::EventTrace::Start();
         {
             const Initializer first; // the guard is free and the count is right
             static_cast<void>(Initializer());
@@ -88,7 +88,7 @@ TEST(Initializer, LeavesNothingUpWhereAMemberCannotBeMade)
         }
         EXPECT_EQ(TakeEnds(), cEnds);
     }
-    Faults::FailNth(EnumFault::Allocation, 1);
+    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
     const Initializer stateless;
     EXPECT_EQ(Census(), cDown);
     LogLine(EnumKernelRouter::Fatal, "nobody hears it");
@@ -97,14 +97,14 @@ TEST(Initializer, LeavesNothingUpWhereAMemberCannotBeMade)
 TEST(Initializer, MakesTheRoutersByTheirNames)
 {
     std::string names;
-    const int sink = LogSinks::AddSink([&](const LogSinks::Line& iLine) {
+    const int sink = Builtin::LogSinks::AddSink([&](const Builtin::LogSinks::Line& iLine) {
         names += iLine.mComponent + "/" + iLine.mRouter + " " + iLine.mText + ";";
     });
-    LogSinks::Enable("Kernel", "*", true);
+    Builtin::LogSinks::Enable("Kernel", "*", true);
     for (int router = 0; router < int{KernelLog::cRouterCount}; ++router)
         LogLine(static_cast<EnumKernelRouter>(router), "%1", router);
-    LogSinks::Enable("Kernel", "*", false);
-    LogSinks::RemoveSink(sink);
+    Builtin::LogSinks::Enable("Kernel", "*", false);
+    Builtin::LogSinks::RemoveSink(sink);
     EXPECT_EQ(names, "Kernel/Fatal 0;Kernel/Error 1;Kernel/Warning 2;Kernel/Info 3;Kernel/Trace 4;Kernel/Scope Trace 5;"
                      "Kernel/Job Trace 6;Kernel/Perf Trace 7;Kernel/Display Trace 8;Kernel/Memory Trace 9;");
 }

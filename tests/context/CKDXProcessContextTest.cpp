@@ -16,6 +16,7 @@
 #include <thread>
 #include <tuple>
 
+using Builtin::Faults::EnumFault;
 using QBase::PtrI;
 
 namespace
@@ -32,7 +33,7 @@ class ProcessContext : public testing::Test
 protected:
     ProcessContext()
     {
-        ThreadContextListener::Set([this] {
+        Builtin::ThreadContextListener::Set([this] {
             ++mRefreshes;
             ExpectLockFree();
         });
@@ -41,7 +42,7 @@ protected:
     /// Whatever a test did, nobody is held when the context is gone.
     ~ProcessContext() override
     {
-        ThreadContextListener::Set({});
+        Builtin::ThreadContextListener::Set({});
         mContext = {};
         for (const auto* left : {&mSession.mReferences, &mDefinition.mReferences, &mSource.mReferences,
                                  &mObjectO.mReferences, &mNewerO.mReferences, &mObjectD.mReferences})
@@ -140,7 +141,7 @@ TEST_F(ProcessContext, GivesItsBufferAwayOnce)
 {
     std::uint64_t length = 77;
     BYTE* buffer = nullptr;
-    Faults::StartCountingBlocks();
+    Builtin::Faults::StartCountingBlocks();
     auto* const bytes = static_cast<BYTE*>(QBase::HeapAllocate(8));
     mContext->SetBuffer(8, static_cast<BYTE*>(QBase::HeapAllocate(8)));
     mContext->SetBuffer(4, bytes); // frees the one before
@@ -152,7 +153,7 @@ TEST_F(ProcessContext, GivesItsBufferAwayOnce)
     EXPECT_EQ(mContext->TakeBuffer(0, &length, &buffer), S_OK);
     EXPECT_EQ(length, 8u);
     QBase::HeapFree(bytes);
-    EXPECT_EQ(Faults::StopCountingBlocks(), 0);
+    EXPECT_EQ(Builtin::Faults::StopCountingBlocks(), 0);
 }
 
 TEST_F(ProcessContext, KeepsListsAndTables)
@@ -379,18 +380,18 @@ TEST_F(ProcessContext, AnswersForItsInterfaceAndTheMarshalersOnly)
 TEST(ProcessContextLife, LeavesNothingBehindAndLogsItsReferences)
 {
     constexpr int cCategory = 11;
-    const std::int64_t instances = PerfReadings::GetInstanceCount(cCategory);
-    Faults::StartCountingBlocks();
-    EventTrace::Start();
+    const std::int64_t instances = Builtin::PerfReadings::GetInstanceCount(cCategory);
+    Builtin::Faults::StartCountingBlocks();
+    Builtin::EventTrace::Start();
     {
         const Context context = NewContext();
-        EXPECT_EQ(PerfReadings::GetInstanceCount(cCategory), instances + 1);
+        EXPECT_EQ(Builtin::PerfReadings::GetInstanceCount(cCategory), instances + 1);
         context->put_TextB(QORJOB_W("a text that is longer than a string has room for in itself"));
         context->SetBuffer(8, static_cast<BYTE*>(QBase::HeapAllocate(8)));
     }
-    const std::vector<std::string> events = EventTrace::Stop();
-    EXPECT_EQ(Faults::StopCountingBlocks(), 0);
-    EXPECT_EQ(PerfReadings::GetInstanceCount(cCategory), instances);
+    const std::vector<std::string> events = Builtin::EventTrace::Stop();
+    EXPECT_EQ(Builtin::Faults::StopCountingBlocks(), 0);
+    EXPECT_EQ(Builtin::PerfReadings::GetInstanceCount(cCategory), instances);
     const auto count = [&](const char* iEvent) { return std::count(events.begin(), events.end(), iEvent); };
     EXPECT_GE(count("LogReference 1 4"), 1);
     EXPECT_EQ(count("LogReference 1 4"), count("LogReference 0 4"));
@@ -430,17 +431,17 @@ TEST_F(ProcessContext, TakesAllThatItKeepsOfTheGeneralHeap)
     std::pmr::memory_resource* const usual = std::pmr::set_default_resource(std::pmr::null_memory_resource());
     for (std::size_t row = 0; row < std::size(puts); ++row)
     {
-        Faults::FailNth(Faults::EnumFault::Allocation, 1);
+        Builtin::Faults::FailNth(EnumFault::Allocation, 1);
         EXPECT_EQ(puts[row](*mContext.Get()), cSystemExceptionMet) << row;
-        Faults::StartCountingBlocks();
+        Builtin::Faults::StartCountingBlocks();
         EXPECT_EQ(puts[row](*mContext.Get()), S_OK) << row;
-        EXPECT_GE(Faults::StopCountingBlocks(), 1) << row;
+        EXPECT_GE(Builtin::Faults::StopCountingBlocks(), 1) << row;
     }
     for (const auto& put : silentPuts)
     {
-        Faults::StartCountingBlocks();
+        Builtin::Faults::StartCountingBlocks();
         put(*mContext.Get());
-        EXPECT_EQ(Faults::StopCountingBlocks(), 1);
+        EXPECT_EQ(Builtin::Faults::StopCountingBlocks(), 1);
     }
     EXPECT_EQ(TextOf(mContext, cGuid), bstr.Text());
     EXPECT_EQ(ResolvedName(), bstr.Text());
@@ -455,15 +456,15 @@ TEST(ProcessContextLife, LeavesNothingBehindWhenItCantBeMade)
     constexpr int cBlocks = 4; // its marshaler, too
 #endif
     for (const auto& [fault, times] :
-         {std::pair(Faults::EnumFault::Allocation, cBlocks), std::pair(Faults::EnumFault::LockCreation, 2)})
+         {std::pair(EnumFault::Allocation, cBlocks), std::pair(EnumFault::LockCreation, 2)})
     {
         for (int nth = 1; nth <= times; ++nth)
         {
             Context failed;
-            Faults::StartCountingBlocks();
-            Faults::FailNth(fault, nth);
+            Builtin::Faults::StartCountingBlocks();
+            Builtin::Faults::FailNth(fault, nth);
             EXPECT_EQ(CreateProcessContext(failed), E_OUTOFMEMORY) << nth;
-            EXPECT_EQ(Faults::StopCountingBlocks(), 0);
+            EXPECT_EQ(Builtin::Faults::StopCountingBlocks(), 0);
         }
     }
 }

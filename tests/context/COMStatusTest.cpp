@@ -82,10 +82,10 @@ protected:
 
     ~COMStatus() override
     {
-        Settings::SetProcessLanguageID(0x409);
-        Settings::SetThreadLanguageID(0);
+        Builtin::Settings::SetProcessLanguageID(0x409);
+        Builtin::Settings::SetThreadLanguageID(0);
 #if !defined(_WIN32)
-        Registry::Clear();
+        Builtin::RegistryTree::Clear();
 #endif
     }
 
@@ -147,7 +147,7 @@ TEST_F(COMStatus, IsTheFirstIdWhileTheClientReadsAllTexts)
     std::string source;
 #if !defined(_WIN32)
     source = "Some.Component";
-    Registry::SetText("HKEY_CLASSES_ROOT\\CLSID\\" + QBase::ToString(cClassId) + "\\ProgID", "", source);
+    Builtin::RegistryTree::SetText("HKEY_CLASSES_ROOT\\CLSID\\" + QBase::ToString(cClassId) + "\\ProgID", "", source);
 #endif
     const std::tuple<std::vector<unsigned>, HRESULT, std::string> rows[] = {
         {{}, 0, ""},
@@ -208,7 +208,7 @@ TEST_F(COMStatus, IsInTheRegistrysLanguage)
 {
     const char* const english = "The job was cancelled.";
     const char* const german = "Der Auftrag wurde abgebrochen.";
-    Settings::SetProcessLanguageID(0x407); // that of a message for which no language is asked
+    Builtin::Settings::SetProcessLanguageID(0x407); // that of a message for which no language is asked
     const auto reply = Reply({cCancelled});
     const auto description = [&] {
         Set(reply.Get());
@@ -226,14 +226,14 @@ TEST_F(COMStatus, IsInTheRegistrysLanguage)
     };
     for (const auto& [value, text] : rows)
     {
-        Registry::SetText("HKEY_LOCAL_MACHINE\\SOFTWARE\\Veltrix\\Language", "", value);
+        Builtin::RegistryTree::SetText("HKEY_LOCAL_MACHINE\\SOFTWARE\\Veltrix\\Language", "", value);
         EXPECT_EQ(description(), text) << value;
     }
 }
 
 TEST_F(COMStatus, KeepsItsCodeWhenTheObjectCanNotBeMade)
 {
-    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, 1);
     EXPECT_EQ(ReportErrorInfo(cClassId, QORJOB_W("text"), 0, nullptr, cInterfaceId, E_HANDLE), E_HANDLE);
     EXPECT_EQ(TakeError(), "none");
 }
@@ -254,7 +254,7 @@ TEST_F(COMStatus, FormatsForTheLogInTheProcessesLanguageAndForTheCallerInHisOwn)
     for (const auto& [threadLanguage, messageId, record, expected] : rows)
     {
         Source source;
-        Settings::SetThreadLanguageID(threadLanguage);
+        Builtin::Settings::SetThreadLanguageID(threadLanguage);
         QBase::wstring text;
         EXPECT_EQ(FormatMessageText(text, messageId, formatter, "QOR_JOB_CANCELLED", source), S_OK);
         EXPECT_EQ(QBase::WideCharToUTF8(text), expected);

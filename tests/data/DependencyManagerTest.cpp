@@ -24,7 +24,7 @@ std::string Take(std::list<int>* iIds)
 
 TEST_F(Dependencies, KeepWhatTheyAreToldInItsOrder)
 {
-    EventTrace::Start();
+    Builtin::EventTrace::Start();
     std::optional<DependencyManager> manager(std::in_place);
     const std::list<int> data = {3, 3};
     const std::list<int> steps = {9, 8};
@@ -51,7 +51,7 @@ TEST_F(Dependencies, KeepWhatTheyAreToldInItsOrder)
                      of + "AddPrerequisiteStep: Adding step:5 as prerequisite step for step:6.",
                      of + "AddOutputData: Adding data:7 as output data for step:4.",
                      of + "~DependencyManager: Destroying the dependency manager."}));
-    EXPECT_EQ(EventTrace::Stop(), (Texts{"QSynch::CreateRWLock 26", "QSynch::DestroyRWLock 26"}));
-    Faults::FailNth(Faults::EnumFault::LockCreation, 1);
+    EXPECT_EQ(Builtin::EventTrace::Stop(), (Texts{"QSynch::CreateRWLock 26", "QSynch::DestroyRWLock 26"}));
+    Builtin::Faults::FailNth(Builtin::Faults::EnumFault::LockCreation, 1);
     EXPECT_THROW(DependencyManager(), std::bad_alloc);
 }

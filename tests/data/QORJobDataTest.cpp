@@ -7,6 +7,8 @@
 #include "tests/support/DataTest.h"
 #include "tests/support/OperationPlace.h"
 
+using Builtin::Faults::EnumFault;
+
 namespace
 {
 
@@ -92,15 +94,15 @@ TEST_F(DataItems, StayAsTheyWereWithoutMemoryOrBytes)
     {
         const void* before = PayloadOf(*item);
         EXPECT_EQ(item->LoadObj(2, nullptr), E_POINTER);
-        Faults::FailNth(Faults::EnumFault::Allocation, 1);
+        Builtin::Faults::FailNth(EnumFault::Allocation, 1);
         EXPECT_EQ(item->LoadObj(0xFFFFFFFF, Bytes(1).data()), E_OUTOFMEMORY);
         EXPECT_EQ(PayloadOf(*item), before);
     }
-    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
     EXPECT_EQ(text.Append(QORJOB_W("more")), E_OUTOFMEMORY);
     EXPECT_EQ(text.Append(nullptr), S_OK);
     EXPECT_EQ(TextIn(text), "t");
-    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
     EXPECT_THROW(QORTextFileData(1, QORJOB_W("t")), std::bad_alloc);
 }
 
@@ -149,7 +151,7 @@ TEST_F(DataItems, GoWithTheirLastReferenceWhereTheyLive)
 
     const JobPtr job = NewJob();
     EXPECT_EQ(job->CreateJobDataObject(1, &item), E_INVALIDARG);
-    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
     EXPECT_EQ(job->CreateJobDataObject(0, &item), E_OUTOFMEMORY);
     EXPECT_EQ(job->CreateJobDataObject(0, &item), S_OK);
     auto* text = static_cast<QORStringData*>(item);
@@ -226,7 +228,7 @@ TEST_F(DataItems, HaveNamesOnceTheRegistryIsThere)
     EXPECT_EQ(QORJobData::GetId(QORJOB_W("mine"), nullptr), E_POINTER) << "before the missing registry";
     EXPECT_EQ(QORJobData::GetId(QORJOB_W("mine"), &id), E_HANDLE);
     EXPECT_EQ(item.GetName(&name), E_HANDLE) << "no lookup makes it";
-    Faults::FailNth(Faults::EnumFault::LockCreation, 1);
+    Builtin::Faults::FailNth(EnumFault::LockCreation, 1);
     EXPECT_EQ(QORJobData::AddName(QORJOB_W("mine"), 3), E_OUTOFMEMORY);
     RunOnThreads(4, [](int) { EXPECT_EQ(QORJobData::AddName(QORJOB_W("mine"), 3), S_OK); });
     EXPECT_EQ(QORJobData::InitJobDataNameIds(), S_OK);

@@ -2,6 +2,8 @@
 
 #include "tests/support/DataTest.h"
 
+using Builtin::Faults::EnumFault;
+
 namespace
 {
 
@@ -84,29 +86,29 @@ TEST_F(NamedIds, StayAsTheyWereWithoutMemory)
         for (int nth = 1; code != S_OK; ++nth)
         {
             QBase::WCHAR* given = QORNamedIdsList::DuplicateString(QBase::UTF8ToWideChar(name).c_str());
-            Faults::FailNth(Faults::EnumFault::Allocation, nth);
+            Builtin::Faults::FailNth(EnumFault::Allocation, nth);
             code = names.AddName(given, -1);
-            Faults::FailNth(Faults::EnumFault::Allocation, 0);
+            Builtin::Faults::FailNth(EnumFault::Allocation, 0);
             ASSERT_TRUE(code == S_OK || (code == E_OUTOFMEMORY && Show(names) == shown)) << Show(names);
         }
         shown += name + "=" + std::to_string(added) + " ";
     }
     EXPECT_EQ(Find(names, 0) + Find(names, 17), "n0 n0 n0 0;n0 n0 n0 0;n17 n17 n17 17;n17 n17 n17 17;");
     QBase::WCHAR* copy = nullptr;
-    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
     EXPECT_EQ(names.AddNameCopy(QORJOB_W("x"), 1), E_INVALIDARG) << "a copy that isn't made counts as a null name";
-    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
     EXPECT_EQ(names.IdToNameCopy(3, &copy), E_OUTOFMEMORY);
-    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
     EXPECT_EQ(names.IndexToNameCopy(3, &copy), S_OK) << "with null";
     EXPECT_EQ(copy, nullptr);
-    Faults::FailNth(Faults::EnumFault::LockCreation, 1);
+    Builtin::Faults::FailNth(EnumFault::LockCreation, 1);
     EXPECT_THROW(QORNamedIdsList(), std::bad_alloc);
 }
 
 TEST_F(NamedIds, AreReadWhileOthersRegister)
 {
-    EventTrace::Start();
+    Builtin::EventTrace::Start();
     {
         QORNamedIdsList names;
         RunOnThreads(4, [&](int iIndex) {
@@ -124,5 +126,5 @@ TEST_F(NamedIds, AreReadWhileOthersRegister)
             }
         });
     }
-    EXPECT_EQ(EventTrace::Stop(), (Texts{"QSynch::CreateRWLock 27", "QSynch::DestroyRWLock 27"}));
+    EXPECT_EQ(Builtin::EventTrace::Stop(), (Texts{"QSynch::CreateRWLock 27", "QSynch::DestroyRWLock 27"}));
 }

@@ -92,5 +92,5 @@ TEST(DispatchUnderFire, GivesNobodyElseAStepWhileAUnitRunsTheCurrentOne)
             EXPECT_LE(runs, 1);
     }
     entries.clear();
-    EXPECT_EQ(PerfReadings::GetLiveInstances(cJobCategory), 0);
+    EXPECT_EQ(Builtin::PerfReadings::GetLiveInstances(cJobCategory), 0);
 }

@@ -24,7 +24,7 @@ std::string ReadCounters()
 {
     std::string counters;
     for (int id = 0; id < 64; ++id)
-        if (const auto value = PerfReadings::GetCounter(id); value != 0)
+        if (const auto value = Builtin::PerfReadings::GetCounter(id); value != 0)
             counters += std::to_string(id) + ':' + std::to_string(value) + ' ';
     return counters;
 }
@@ -36,7 +36,7 @@ TEST_F(MemGovernor, GrantsTheLimitToAllThreadsTogetherAndNotOneByteMore)
     constexpr int cThreads = 4;
     constexpr int cRequests = 5000;
     constexpr int cTooMany = 7;
-    LogSinks::Enable("Kernel", "*", false);
+    Builtin::LogSinks::Enable("Kernel", "*", false);
     const JobPtr job = NewJob();
     const auto governor = job->GetMemGovernor();
     governor->mLimitBytes = 2 * cThreads * cRequests - cTooMany;
@@ -98,7 +98,7 @@ TEST_F(MemGovernor, RefusesByTheSameCodeWhereItCantSayWhy)
     JobMemGovernor governor(cJobId);
     governor.mLimitBytes = 0;
     QBase::wstring text(QORJOB_W("of before"));
-    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, 1);
     EXPECT_EQ(governor.Request(1, text), cMemoryRefused);
     EXPECT_TRUE(text.empty());
     EXPECT_TRUE(governor.mbCancel);
@@ -146,12 +146,12 @@ TEST_F(CloseCounters, CountAJobOnceByTypeStatusAndKind)
         FakeReportInstance instance(context.mCalls);
         context.mpInstance = &instance;
         instance.mKind = kind;
-        Settings::SetClock(TimeOf(0));
+        Builtin::Settings::SetClock(TimeOf(0));
         const JobPtr job = NewJob(type);
         job->SetProcessContext(&context);
         SetStatus(*job.Get(), status);
-        PerfReadings::Reset();
-        Settings::SetClock(TimeOf(250));
+        Builtin::PerfReadings::Reset();
+        Builtin::Settings::SetClock(TimeOf(250));
         if (kind == -1)
             context.mOnCall = [](const std::string&) { throw QBase::Message("a stranger's"); };
         for (int time = 0; time < 2; ++time)

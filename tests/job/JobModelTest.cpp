@@ -9,6 +9,8 @@
 #include <new>
 #include <random>
 
+using Builtin::Faults::EnumFault;
+
 namespace
 {
 
@@ -97,8 +99,8 @@ struct Pair
         mContext.mpInstance = mModel.mbInstance ? &mInstance : nullptr;
         mContext.mpDelivery = mModel.mbDelivery ? &mInstance : nullptr;
         mTasks[1].SetStatus(JobTaskStatusAborted, nullptr);
-        Settings::SetClock(TimeOf(0));
-        PerfReadings::Reset();
+        Builtin::Settings::SetClock(TimeOf(0));
+        Builtin::PerfReadings::Reset();
         mpJob = JobPtr(QORJob::NewJob(cJobId, mModel.mType, cJobPriority, nullptr, nullptr));
         if (mModel.mbContext)
             mpJob->SetProcessContext(&mContext);
@@ -401,7 +403,7 @@ std::string TextOf(const Pair& iPair)
     seen.mError = Read(job, &QORJob::GetErrCode);
     seen.mbWarehouse = Read(job, &QORJob::GetIsExecutingInWarehouse);
     for (const int counter : {0, 1, 11, 13})
-        seen.mCounters[counter] = static_cast<int>(PerfReadings::GetCounter(counter));
+        seen.mCounters[counter] = static_cast<int>(Builtin::PerfReadings::GetCounter(counter));
     return TextOf(seen);
 }
 
@@ -453,17 +455,17 @@ private:
         JobModel& model = ioPair.mModel;
         model.mNow += 10;
         model.mThreadTime += 7;
-        Settings::SetClock(TimeOf(model.mNow));
-        Settings::SetThreadTimes(static_cast<std::uint64_t>(model.mThreadTime) * 3,
-                                 0x1'0000'0000u - static_cast<std::uint64_t>(model.mThreadTime) * 2);
+        Builtin::Settings::SetClock(TimeOf(model.mNow));
+        Builtin::Settings::SetThreadTimes(static_cast<std::uint64_t>(model.mThreadTime) * 3,
+                                          0x1'0000'0000u - static_cast<std::uint64_t>(model.mThreadTime) * 2);
         model.mLines.clear();
         model.mCalls.clear();
         ioPair.mContext.mCalls.clear();
 
         Result result;
-        Faults::FailNth(Faults::EnumFault::Allocation, iFailing);
+        Builtin::Faults::FailNth(EnumFault::Allocation, iFailing);
         iOperation.mOnJob(ioPair, iArguments, result);
-        Faults::FailNth(Faults::EnumFault::Allocation, 0);
+        Builtin::Faults::FailNth(EnumFault::Allocation, 0);
         std::erase(ioPair.mContext.mCalls, "Release");
         const Texts lines = TakeLog();
 

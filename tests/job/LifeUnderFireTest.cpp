@@ -198,5 +198,5 @@ TEST(LifeUnderFire, EndsEveryJobOnceWhateverIsCommandedMeanwhile)
         kernel.Run();
         kernel.Check();
     }
-    EXPECT_EQ(PerfReadings::GetLiveInstances(cJobCategory), 0);
+    EXPECT_EQ(Builtin::PerfReadings::GetLiveInstances(cJobCategory), 0);
 }

@@ -16,7 +16,7 @@ using JobContext = JobTest;
 
 TEST_F(JobAttributes, ChangeOneAtATime)
 {
-    Settings::SetClock(Moment(1));
+    Builtin::Settings::SetClock(Moment(1));
     for (const Attribute& attribute : cAttributes)
     {
         const JobPtr job = NewJob();
@@ -70,9 +70,9 @@ TEST_F(JobAttributes, KeepOneReferenceToTheUserSession)
     const JobPtr job = NewJob(RequestDocument, &first);
     LockProbe probe;
     bool bFree = false;
-    EventTrace::Start();
+    Builtin::EventTrace::Start();
     EXPECT_EQ(job->SetUserSession(&first), S_OK);
-    EXPECT_EQ(EventTrace::Stop(), Texts());
+    EXPECT_EQ(Builtin::EventTrace::Stop(), Texts());
     for (FakeSession* session : {&first, &second, static_cast<FakeSession*>(nullptr)})
     {
         QorUserSession* got = nullptr;
@@ -133,7 +133,7 @@ TEST_F(JobContext, ThatThrowsGivesACodeAndLeavesTheLockFree)
 {
     FakeProcessContext context;
     const JobPtr job = NewJob();
-    PerfReadings::EnablePulses(true);
+    Builtin::PerfReadings::EnablePulses(true);
     for (const bool bMessage : {true, false})
     {
         context.mOnCall = [&](const std::string& iOperation) {
@@ -153,8 +153,8 @@ TEST_F(JobContext, ThatThrowsGivesACodeAndLeavesTheLockFree)
         EXPECT_NO_THROW(job->DequeuePulse());
         EXPECT_EQ(TakeLog(), line("DequeuePulse"));
     }
-    PerfReadings::EnablePulses(false);
-    EXPECT_TRUE(PerfReadings::TakePulses().empty());
+    Builtin::PerfReadings::EnablePulses(false);
+    EXPECT_TRUE(Builtin::PerfReadings::TakePulses().empty());
     context.mOnCall = nullptr;
     RunOnThreads(1, [&](int) { EXPECT_EQ(job->SetIsBatchJob(true), S_OK); });
 }

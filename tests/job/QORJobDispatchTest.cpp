@@ -3,6 +3,7 @@
 #include "record/QORJobInfo.h"
 #include "tests/support/JobTest.h"
 
+using Builtin::Faults::EnumFault;
 using Dispatch = JobTest;
 
 TEST_F(Dispatch, PassesOverEntriesWithoutAStepAndStopsWhereOneIsInFront)
@@ -60,7 +61,7 @@ TEST_F(Dispatch, TakesNothingFromADeadJobWhenMemoryRunsOut)
         const JobPtr job = NewJobWith("3@7 5 4");
         job->SetRunning(true, nullptr);
         job->SetIAmDead(true, &bWas, StepSQLGeneration);
-        Faults::FailNth(Faults::EnumFault::Allocation, nth);
+        Builtin::Faults::FailNth(EnumFault::Allocation, nth);
         EXPECT_TRUE(FAILED(job->GetCurrentStepIdToRun(&step, nullptr))) << nth;
         EXPECT_EQ(TodoOf(*job.Get()), Split("3 5 4"));
         EXPECT_EQ(job->GetCurrentStepIdToRun(&step, nullptr), S_OK);
@@ -77,13 +78,13 @@ TEST_F(Dispatch, StartsNoStepWhenMemoryRunsOut)
     job->SetProcessContext(&context);
     job->SetStepStart(StepNoMore, 0, &task); // the task alone
     context.mCalls.clear();
-    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
     const BSTR probe = SysAllocString(QORJOB_W("key"));
     const int keyFails = probe == nullptr ? 2 : 1; // the system's own strings don't fail on demand
     SysFreeString(probe);
     for (const auto& [id, nth] : {std::pair(2, 1), {39, 1}, {39, keyFails}}) // the profile's place, the chapter key
     {
-        Faults::FailNth(Faults::EnumFault::Allocation, nth);
+        Builtin::Faults::FailNth(EnumFault::Allocation, nth);
         EXPECT_TRUE(FAILED(job->SetStepStart(id, 1, nullptr))) << id;
     }
     EXPECT_EQ(context.mCalls, Texts());

@@ -93,9 +93,9 @@ private:
     Strangers& mStrangers;
 };
 
-PerfReadings::Profile JobProfile()
+Builtin::PerfReadings::Profile JobProfile()
 {
-    for (const PerfReadings::Profile& profile : PerfReadings::GetProfiles())
+    for (const Builtin::PerfReadings::Profile& profile : Builtin::PerfReadings::GetProfiles())
         if (profile.mName == "Job Execution")
             return profile;
     return {};
@@ -112,14 +112,14 @@ TEST_F(End, BooksTheTimeOfAllStepsButTheNewest)
     };
     for (const auto& [times, day, booked] : cCases)
     {
-        const PerfReadings::Profile before = JobProfile();
+        const Builtin::PerfReadings::Profile before = JobProfile();
         JobPtr job = NewJobWith("");
         for (const int time : times)
         {
             Queue(*job.Get(), "3");
-            Settings::SetClock(QDataType::DateTime(day));
+            Builtin::Settings::SetClock(QDataType::DateTime(day));
             job->SetStepStart(3, 1, nullptr);
-            Settings::SetClock(QDataType::DateTime(day) + QDataType::TimeSpan(static_cast<unsigned>(time)));
+            Builtin::Settings::SetClock(QDataType::DateTime(day) + QDataType::TimeSpan(static_cast<unsigned>(time)));
             job->SetStepFinish(3, 1, nullptr);
         }
         job = {};
@@ -168,7 +168,7 @@ TEST_F(End, LeavesNothingBehindWhicheverStrangerThrows)
             instance.mOnReset = [&] { strangers.Note("instance Reset 0"); };
             strangers.mThrowing = thrower < cOrder.size() ? cOrder[thrower] : "";
             strangers.mbMessage = !bInBuffer;
-            PerfReadings::Reset();
+            Builtin::PerfReadings::Reset();
             EXPECT_EQ(job.Detach()->Release(), 0u);
             EXPECT_TRUE(bDead);
             EXPECT_EQ(deadStep, StepFindCube);
@@ -178,7 +178,7 @@ TEST_F(End, LeavesNothingBehindWhicheverStrangerThrows)
                 EXPECT_EQ(TakeLog()[1], bInBuffer ? fatal : error) << thrower;
             }
             EXPECT_EQ(context.mReferences + instance.mReferences, 0u);
-            EXPECT_EQ(PerfReadings::GetCounter(5), -1);
+            EXPECT_EQ(Builtin::PerfReadings::GetCounter(5), -1);
             const std::size_t certain = std::min(thrower + 1, cOrder.size()); // what follows a throw is left open
             strangers.mCalls.resize(certain);
             EXPECT_EQ(strangers.mCalls, Texts(cOrder.begin(), cOrder.begin() + certain));

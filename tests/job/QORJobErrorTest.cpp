@@ -12,6 +12,8 @@
 #include <stdexcept>
 #include <tuple>
 
+using Builtin::Faults::EnumFault;
+
 namespace
 {
 
@@ -173,14 +175,14 @@ TEST_F(JobError, ReadsInTheLanguageOfTheUser)
     };
     for (const auto& [locale, text] : cTexts)
     {
-        Settings::SetUserDefaultLCID(locale);
+        Builtin::Settings::SetUserDefaultLCID(locale);
         EXPECT_EQ(TextOf(*job.Get()), text);
         QBase::WCHAR* copy = nullptr;
         EXPECT_EQ(job->GetJobError(&copy), S_OK);
         EXPECT_EQ(QBase::WideCharToUTF8(copy), text);
         QBase::HeapFree(copy);
     }
-    Settings::SetUserDefaultLCID(0x0409);
+    Builtin::Settings::SetUserDefaultLCID(0x0409);
 }
 
 TEST_F(JobError, TakesEachTypeAsItsText)
@@ -211,16 +213,16 @@ TEST_F(JobError, DoesWithoutContextMessageOrMemory)
     const JobPtr other = NewJobWith("3 4 2", 1);
     other->SetProcessContext(&context);
     EXPECT_EQ(other->UpdateJobError(QORJOB_W("Kernel"), 1, 2), E_NOTIMPL);
-    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
     EXPECT_FALSE(other->GetJobErrorBuilder(cFailure));
     EXPECT_EQ(Read(*other.Get(), &QORJob::GetStatus), 1) << "no builder, no change";
     for (int nth = 3; nth <= 6; ++nth) // steps and their entries; the second is the hold on the lock
     {
-        Faults::FailNth(Faults::EnumFault::Allocation, nth);
+        Builtin::Faults::FailNth(EnumFault::Allocation, nth);
         EXPECT_THROW(other->GetJobErrorBuilder(cFailure), std::bad_alloc);
         SetStatus(*other.Get(), 1);
     }
-    Faults::FailNth(Faults::EnumFault::Allocation, 0);
+    Builtin::Faults::FailNth(EnumFault::Allocation, 0);
     context.mOnCall = [](const std::string& iOperation) {
         if (iOperation == "get_OutMessage" || iOperation == "get_ContextObjectN" ||
             iOperation == "get_UserContextLogFlag")

@@ -67,9 +67,9 @@ TEST_F(JobLock, IsHeldWhileTheContextIsCalledWhereThatMattersAndElsewhereIsNot)
                 << each.mEvent;
         };
         context.mOnCall = look;
-        const int sink = LogSinks::AddSink([&](const LogSinks::Line& iLine) { look(iLine.mText); });
+        const int sink = Builtin::LogSinks::AddSink([&](const Builtin::LogSinks::Line& iLine) { look(iLine.mText); });
         each.mOperation(*job.Get());
-        LogSinks::RemoveSink(sink);
+        Builtin::LogSinks::RemoveSink(sink);
         context.mOnCall = nullptr;
         EXPECT_EQ(seen, 1) << each.mEvent;
         job->CompleteChannelRequest(&request);

@@ -150,25 +150,25 @@ TEST_F(JobSnapshots, KeepTheirTextsOnTheGeneralHeap)
     // What a program makes its default while snapshots live is nothing to them.
     std::pmr::memory_resource* const usual = std::pmr::set_default_resource(std::pmr::null_memory_resource());
     {
-        Faults::StopCountingBlocks();
+        Builtin::Faults::StopCountingBlocks();
         QORJobBrowsingInfo2 browsing;
         EXPECT_EQ(job->GetJobBrowsingInfo2(&browsing), S_OK);
-        Faults::StartCountingBlocks();
+        Builtin::Faults::StartCountingBlocks();
         const QORJobBrowsingInfo2 copy(browsing);
         QORJobBrowsingInfo2 assigned;
         assigned = copy;
         const QORJobBrowsingInfo2 moved(std::move(browsing));
-        EXPECT_EQ(Faults::StopCountingBlocks(), 2 * 5);
+        EXPECT_EQ(Builtin::Faults::StopCountingBlocks(), 2 * 5);
         EXPECT_EQ(assigned.mSubscriptionOwner + assigned.mUserLogin, text + text);
         EXPECT_EQ(moved.mDestination + moved.mSubscriptionRecipient, text + text);
         for (int nth = 1; nth <= 5; ++nth)
         {
-            Faults::FailNth(Faults::EnumFault::Allocation, nth);
+            Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, nth);
             EXPECT_THROW(QORJobBrowsingInfo2{copy}, std::bad_alloc);
         }
     }
     std::pmr::set_default_resource(usual);
-    Faults::StartCountingBlocks();
+    Builtin::Faults::StartCountingBlocks();
 }
 
 TEST_F(JobSnapshots, ShowAllThereIsAndAreCopiedWhole)

@@ -5,19 +5,19 @@ using StepRun = JobTest;
 
 TEST_F(StepRun, ProfilesEachStepOnce)
 {
-    PerfReadings::EnableProfiling(true);
+    Builtin::PerfReadings::EnableProfiling(true);
     {
         const JobPtr job = NewJobWith("3 4 5 2");
-        EventTrace::Start();
+        Builtin::EventTrace::Start();
         job->SetStepStart(3, 1, nullptr);
         job->SetStepStart(3, 2, nullptr);
         job->SetStepFinish(3, 2, nullptr);
         job->SetStepStart(5, 1, nullptr); // never finished: the job's end frees its agent
-        Settings::FailThreadTimes();
+        Builtin::Settings::FailThreadTimes();
         job->SetStepStart(4, 1, nullptr);
         job->SetStepFinish(4, 1, nullptr);
-        Settings::ReleaseThreadTimes();
-        Texts calls = EventTrace::Stop();
+        Builtin::Settings::ReleaseThreadTimes();
+        Texts calls = Builtin::EventTrace::Stop();
         std::erase_if(calls, [](const std::string& iCall) { return iCall.find("Agent") == std::string::npos; });
         for (std::string& call : calls)
             call.resize(call.find(' '));
@@ -27,8 +27,8 @@ TEST_F(StepRun, ProfilesEachStepOnce)
     const JobPtr job = NewJobWith("3 2");
     for (int nth = 1; nth <= 2; ++nth) // the agent, its place
     {
-        Faults::FailNth(Faults::EnumFault::Allocation, nth);
+        Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, nth);
         job->SetStepStart(3, 1, nullptr);
     }
-    PerfReadings::EnableProfiling(false);
+    Builtin::PerfReadings::EnableProfiling(false);
 }

@@ -8,6 +8,8 @@
 
 #include <memory>
 
+using Builtin::Faults::EnumFault;
+
 namespace
 {
 
@@ -81,7 +83,7 @@ struct WitnessItem final : QORBinaryData
         if (mpTask != nullptr)
             mpTask->GetStatus(&status);
         mSeen += "status " + std::to_string(status) + ", jobs " +
-                 std::to_string(PerfReadings::GetLiveInstances(cJobCategory)) + ";";
+                 std::to_string(Builtin::PerfReadings::GetLiveInstances(cJobCategory)) + ";";
         return S_OK;
     }
 
@@ -91,7 +93,7 @@ struct WitnessItem final : QORBinaryData
 
 struct JobTask : JobTest
 {
-    ~JobTask() override { EXPECT_EQ(PerfReadings::GetInstanceCount(7), 0) << "tasks are left behind"; }
+    ~JobTask() override { EXPECT_EQ(Builtin::PerfReadings::GetInstanceCount(7), 0) << "tasks are left behind"; }
 
     const JobPtr mJob = NewJob();
 };
@@ -117,10 +119,10 @@ TEST_F(JobTask, SharesItsJobWithItsClonesAndNothingElse)
     for (const std::string id : {"4711", "-1"})
     {
         TakeLog();
-        EventTrace::Start();
+        Builtin::EventTrace::Start();
         task.CancelLog();
         const std::string line = "Error: QORJobTask " + address.GetArguments()[0] + " of Job " + id + " is cancelled";
-        EXPECT_EQ(Join(TakeLog(), EventTrace::Stop()), (Texts{line, "QORTask::CancelLog"}));
+        EXPECT_EQ(Join(TakeLog(), Builtin::EventTrace::Stop()), (Texts{line, "QORTask::CancelLog"}));
         task.SetJob(nullptr);
     }
 }
@@ -136,7 +138,7 @@ TEST_F(JobTask, BorrowsItsInputsUntilItEnds)
     EXPECT_EQ(task.SetOutput(0, bytes, 4), S_OK);
     EXPECT_EQ(task.SetOutput(5, QBase::HeapAllocate(4), 4), E_FAIL);
     bytes = QBase::HeapAllocate(4);
-    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
     EXPECT_EQ(task.SetOutput(0, bytes, 4), E_OUTOFMEMORY);
     for (const auto end : {&QORJobTask::SetComplete, &QORJobTask::SetAbort, &QORJobTask::SetAbort})
     {
@@ -149,7 +151,7 @@ TEST_F(JobTask, BorrowsItsInputsUntilItEnds)
             EXPECT_EQ(same, given);
         }
         QORJobData* none = given;
-        Faults::FailNth(Faults::EnumFault::Allocation, 1);
+        Builtin::Faults::FailNth(EnumFault::Allocation, 1);
         EXPECT_EQ(task.GetContextDataX(0, &none), static_cast<HRESULT>(0x8004308C));
         EXPECT_EQ(none, nullptr);
         for (const unsigned count : {4u, 2u}) // with one of the test's own
@@ -263,7 +265,7 @@ TEST_F(JobTask, FindsNamesAndProfilesAsTheRegistryWasMade)
         const auto make = [&] {
             return profile == 0 ? QORJobTask::InitJobTaskNameIds() : QORJobTask::AddName(query, 41);
         };
-        Faults::FailNth(Faults::EnumFault::LockCreation, 1);
+        Builtin::Faults::FailNth(EnumFault::LockCreation, 1);
         EXPECT_EQ(make(), E_OUTOFMEMORY);
         EXPECT_EQ(make(), S_OK);
         EXPECT_EQ(QORJobTask::AddName(query, 41), S_OK);
@@ -283,10 +285,10 @@ TEST_F(JobTask, FindsNamesAndProfilesAsTheRegistryWasMade)
             EXPECT_EQ(QORJobTask::GetProfileIndex(task, &id), code);
             EXPECT_EQ(id, expected);
         }
-        for (const PerfReadings::Profile& made : PerfReadings::GetProfiles())
+        for (const Builtin::PerfReadings::Profile& made : Builtin::PerfReadings::GetProfiles())
             EXPECT_NE(made.mName, "Query") << "past the ids that are profiled";
         EXPECT_EQ(QORJobTask::GetProfileIndex(40, &id), S_OK);
-        EXPECT_EQ(PerfReadings::GetProfiles().at(static_cast<std::size_t>(id)).mName, "Gr\u00F6\u00DFe");
+        EXPECT_EQ(Builtin::PerfReadings::GetProfiles().at(static_cast<std::size_t>(id)).mName, "Gr\u00F6\u00DFe");
         EXPECT_EQ(QORJobTask::UnInitJobTaskNameIds(), S_OK);
     }
 }

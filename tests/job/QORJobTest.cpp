@@ -16,8 +16,8 @@ Counters ReadCounters()
 {
     Counters counters;
     for (int id = 0; id < 32; ++id)
-        if (PerfReadings::GetCounter(id) != 0)
-            counters[id] = PerfReadings::GetCounter(id);
+        if (Builtin::PerfReadings::GetCounter(id) != 0)
+            counters[id] = Builtin::PerfReadings::GetCounter(id);
     return counters;
 }
 
@@ -31,7 +31,7 @@ TEST_F(Birth, LogsAndCountsByRequestType)
         {6, {{7, 1}}},          {7, cReport}};
     for (int type = -1; type <= 11; ++type)
     {
-        PerfReadings::Reset();
+        Builtin::PerfReadings::Reset();
         TakeLog();
         const auto row = cRaised.find(type);
         Counters expected = row == cRaised.end() ? Counters() : row->second;
@@ -53,16 +53,16 @@ TEST_F(Birth, LogsAndCountsByRequestType)
 
 TEST_F(Birth, LeavesNothingBehindWithoutMemoryOrALock)
 {
-    using enum Faults::EnumFault;
+    using enum Builtin::Faults::EnumFault;
     FakeSession session;
     // The job, its lock, its buffer; in a buffer that buffer's memory for it.
     for (const auto& [fault, nth] : {std::pair(Allocation, 1), {Allocation, 2}, {Allocation, 3}, {LockCreation, 1}})
         for (QBase::Buffer* buffer : {static_cast<QBase::Buffer*>(nullptr), NewBuffer(0)})
         {
-            const std::int64_t count = PerfReadings::GetInstanceCount(cJobCategory);
-            PerfReadings::Reset();
+            const std::int64_t count = Builtin::PerfReadings::GetInstanceCount(cJobCategory);
+            Builtin::PerfReadings::Reset();
             TakeLog();
-            Faults::FailNth(fault, nth);
+            Builtin::Faults::FailNth(fault, nth);
             bool bMade = false;
             try
             {
@@ -71,11 +71,11 @@ TEST_F(Birth, LeavesNothingBehindWithoutMemoryOrALock)
             catch (...) // what the job holds, or its lock; without memory for itself it is none
             {
             }
-            Faults::FailNth(fault, 0);
+            Builtin::Faults::FailNth(fault, 0);
             EXPECT_FALSE(bMade) << nth;
             EXPECT_EQ(session.mReferences, 0u) << nth;
-            EXPECT_EQ(PerfReadings::GetLiveInstances(cJobCategory), 0) << nth;
-            EXPECT_EQ(PerfReadings::GetInstanceCount(cJobCategory), count) << nth;
+            EXPECT_EQ(Builtin::PerfReadings::GetLiveInstances(cJobCategory), 0) << nth;
+            EXPECT_EQ(Builtin::PerfReadings::GetInstanceCount(cJobCategory), count) << nth;
             EXPECT_EQ(ReadCounters(), Counters()) << nth;
             if (fault == LockCreation)
             {
@@ -92,8 +92,8 @@ TEST_F(Birth, PutsAllThatAJobHoldsIntoTheBufferOfItsCreator)
     const QBase::wstring text(200, QORJOB_W('x'));
     // What asks for another allocator finds one that has nothing.
     std::pmr::memory_resource* usual = std::pmr::set_default_resource(std::pmr::null_memory_resource());
-    Faults::StopCountingBlocks();
-    Faults::StartCountingBlocks();
+    Builtin::Faults::StopCountingBlocks();
+    Builtin::Faults::StartCountingBlocks();
     JobPtr job = NewJob(RequestReport, nullptr, buffer);
     EXPECT_EQ(Read(*job.Get(), &QORJob::GetLocalDataBuffer), buffer);
     using SetText = HRESULT (QORJob::*)(const QBase::wstring&);
@@ -106,11 +106,11 @@ TEST_F(Birth, PutsAllThatAJobHoldsIntoTheBufferOfItsCreator)
     job->SetStepStart(3, 1, nullptr); // also a profile record
     job->SetStepComplete();
     job->SetPUEnter(1, nullptr, 0);
-    EXPECT_EQ(Faults::StopCountingBlocks(), 1 + 4 + 1); // the lock, the steps, the visit
+    EXPECT_EQ(Builtin::Faults::StopCountingBlocks(), 1 + 4 + 1); // the lock, the steps, the visit
     std::pmr::set_default_resource(usual);
     EXPECT_EQ(job->Release(), 0u);
     job.Detach();
-    Faults::StartCountingBlocks();
+    Builtin::Faults::StartCountingBlocks();
 }
 
 TEST_F(Life, CallsThePlatformInItsOrder)
@@ -139,26 +139,26 @@ TEST_F(Life, CallsThePlatformInItsOrder)
                             "QBase::Buffer::Destroy"};
     FakeSession session;
     FakeProcessContext item; // here only what the message takes along
-    item.mOnCall = [](const std::string&) { EventTrace::Note("in-box message gone"); };
+    item.mOnCall = [](const std::string&) { Builtin::EventTrace::Note("in-box message gone"); };
     for (QBase::Buffer* buffer : {static_cast<QBase::Buffer*>(nullptr), NewBuffer()})
     {
-        const std::int64_t count = PerfReadings::GetInstanceCount(cJobCategory);
+        const std::int64_t count = Builtin::PerfReadings::GetInstanceCount(cJobCategory);
         const std::string place = buffer == nullptr ? "QBase::CreateBuffer 0 1 256 0" : "QBase::Buffer::Register";
-        EventTrace::Start();
+        Builtin::EventTrace::Start();
         QORJob* job = QORJob::NewJob(cJobId, RequestReport, cJobPriority, &session, buffer);
-        EXPECT_EQ(EventTrace::Stop(), Join(Join(begins, {place}), counts));
+        EXPECT_EQ(Builtin::EventTrace::Stop(), Join(Join(begins, {place}), counts));
         EXPECT_EQ(job->AddRef(), 1u);
         EXPECT_EQ(job->SetInBoxMsgPtr(QMessage::NewServerMessage(&item).Get()), S_OK);
-        EXPECT_EQ(PerfReadings::GetInstanceCount(cJobCategory), count + 1);
-        EXPECT_EQ(PerfReadings::GetLiveInstances(cJobCategory), 1);
-        EventTrace::Start();
+        EXPECT_EQ(Builtin::PerfReadings::GetInstanceCount(cJobCategory), count + 1);
+        EXPECT_EQ(Builtin::PerfReadings::GetLiveInstances(cJobCategory), 1);
+        Builtin::EventTrace::Start();
         TakeLog();
         EXPECT_EQ(job->Release(), 0u);
-        EXPECT_EQ(EventTrace::Stop(), Join(preDestruct, buffer == nullptr ? onHeap : inBuffer));
+        EXPECT_EQ(Builtin::EventTrace::Stop(), Join(preDestruct, buffer == nullptr ? onHeap : inBuffer));
         // No destructor runs in a buffer; on the heap both the end and the destructor count down.
         EXPECT_EQ(TakeLog().size(), buffer == nullptr ? 2u : 1u);
-        EXPECT_EQ(PerfReadings::GetInstanceCount(cJobCategory), buffer == nullptr ? count - 1 : count);
-        EXPECT_EQ(PerfReadings::GetLiveInstances(cJobCategory), 0);
+        EXPECT_EQ(Builtin::PerfReadings::GetInstanceCount(cJobCategory), buffer == nullptr ? count - 1 : count);
+        EXPECT_EQ(Builtin::PerfReadings::GetLiveInstances(cJobCategory), 0);
         EXPECT_EQ(session.mReferences, 0u);
     }
 }

@@ -6,12 +6,12 @@ using Units = JobTest;
 
 TEST_F(Units, NeverTellTheWaitingTime)
 {
-    Settings::SetClock(TimeOf(0));
+    Builtin::Settings::SetClock(TimeOf(0));
     const JobPtr job = NewJobWith("3 2");
     unsigned waited = 77;
-    Settings::SetClock(TimeOf(3));
+    Builtin::Settings::SetClock(TimeOf(3));
     EXPECT_EQ(job->GetWaitingTime(&waited), 30'000);
-    Settings::SetClock(TimeOf(0) + QDataType::TimeSpan::FromTicks(0x3'8000'0001));
+    Builtin::Settings::SetClock(TimeOf(0) + QDataType::TimeSpan::FromTicks(0x3'8000'0001));
     EXPECT_EQ(job->GetWaitingTime(&waited), static_cast<HRESULT>(0x80000001)) << "the low half of the span";
     job->SetStepComplete();
     EXPECT_EQ(job->GetWaitingTime(&waited), S_OK);
@@ -23,7 +23,7 @@ TEST_F(Units, TakePulsesUnlessTheContextOrTheSwitchSaysNo)
     FakeProcessContext context;
     const JobPtr job = NewJob();
     job->DequeuePulse(); // they are off
-    PerfReadings::EnablePulses(true);
+    Builtin::PerfReadings::EnablePulses(true);
     job->SetCurrentStepForStatistics(4);
     const double before = GetPulseTimeStamp();
     job->EnqueuePulse();
@@ -36,8 +36,8 @@ TEST_F(Units, TakePulsesUnlessTheContextOrTheSwitchSaysNo)
         context.mPulseCode = code;
         job->DequeuePulse();
     }
-    const std::vector<PerfReadings::Pulse> pulses = PerfReadings::TakePulses();
-    PerfReadings::EnablePulses(false);
+    const std::vector<Builtin::PerfReadings::Pulse> pulses = Builtin::PerfReadings::TakePulses();
+    Builtin::PerfReadings::EnablePulses(false);
     ASSERT_EQ(pulses.size(), 2u);
     EXPECT_EQ(pulses[0].mValue, -1) << "without a context";
     EXPECT_TRUE(pulses[1].mValue == 33 && pulses[1].mJobId == cJobId && pulses[1].mCategory == 410);
@@ -49,14 +49,14 @@ TEST_F(Units, EndInAPulseThatIsTakenBeforeTheContextIsAsked)
     FakeProcessContext context;
     const JobPtr job = NewJob();
     job->SetProcessContext(&context);
-    PerfReadings::EnablePulses(true);
+    Builtin::PerfReadings::EnablePulses(true);
     double asked = 0;
     context.mOnCall = [&](const std::string&) {
         const double begun = GetPulseTimeStamp();
         EXPECT_TRUE(WaitFor([&] { return (asked = GetPulseTimeStamp()) > begun; }));
     };
     job->DequeuePulse();
-    PerfReadings::EnablePulses(false);
-    EXPECT_LT(PerfReadings::TakePulses().at(0).mNow, asked);
+    Builtin::PerfReadings::EnablePulses(false);
+    EXPECT_LT(Builtin::PerfReadings::TakePulses().at(0).mNow, asked);
     context.mOnCall = nullptr;
 }

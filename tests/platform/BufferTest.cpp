@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-using Faults::EnumFault;
+using Builtin::Faults::EnumFault;
 
 namespace
 {
@@ -72,9 +72,9 @@ TEST(Buffer, ReusedForTheSameUseNeedsNoNewHeapBlock)
         UseAll(*buffer, MakeRequests(seed + 1000));
         buffer->Destroy();
 
-        Faults::StartCountingBlocks();
+        Builtin::Faults::StartCountingBlocks();
         UseAll(*buffer, MakeRequests(seed + 1000));
-        EXPECT_EQ(Faults::StopCountingBlocks(), 0);
+        EXPECT_EQ(Builtin::Faults::StopCountingBlocks(), 0);
         buffer->Free();
     }
 }
@@ -102,7 +102,7 @@ TEST(Buffer, ServesThreadsThatTakeOfItAtOnce)
 
 TEST(Buffer, StaysUntilTheLastRegistrationEnds)
 {
-    Faults::StartCountingBlocks();
+    Builtin::Faults::StartCountingBlocks();
     QBase::Buffer* const buffer = QBase::CreateBuffer(64, 2, 64, true); // counts anew in each use
     void* const first = buffer->TryAllocate(1);
     for (int use = 0; use < 3; ++use)
@@ -115,31 +115,31 @@ TEST(Buffer, StaysUntilTheLastRegistrationEnds)
         EXPECT_EQ(buffer->TryAllocate(1), first);
     }
     buffer->Free();
-    EXPECT_EQ(Faults::StopCountingBlocks(), 0);
+    EXPECT_EQ(Builtin::Faults::StopCountingBlocks(), 0);
 }
 
 TEST(Buffer, WithoutMemoryGivesNullOrThrowsAndGoesOnAfterwards)
 {
     constexpr std::size_t most = std::numeric_limits<std::size_t>::max();
     EXPECT_EQ(QBase::CreateBuffer(most, 2, 64, false), nullptr);
-    Faults::FailNth(EnumFault::Allocation, 1);
+    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
     EXPECT_EQ(QBase::CreateBuffer(64, 2, 64, false), nullptr);
 
     QBase::Buffer* buffer = QBase::CreateBuffer(64, 2, 64, false);
     for (const std::size_t bytes : {most, most - 8, most - 64, most / 2 + 1})
         EXPECT_EQ(buffer->TryAllocate(bytes, 16), nullptr) << bytes;
-    Faults::FailNth(EnumFault::Allocation, 1);
+    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
     EXPECT_EQ(buffer->TryAllocate(8), nullptr);
-    Faults::FailNth(EnumFault::Allocation, 1);
+    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
     EXPECT_THROW(static_cast<void>(buffer->allocate(8)), std::bad_alloc);
-    Faults::FailNth(EnumFault::Allocation, 2); // the arena's own turn is the first, its chunk's the second
+    Builtin::Faults::FailNth(EnumFault::Allocation, 2); // the arena's own turn is the first, its chunk's the second
     EXPECT_EQ(buffer->TryAllocate(100), nullptr);
     UseAll(*buffer, {{40, 1}, {100, 8}, {20, 1}});
     buffer->Destroy();
 
     buffer = QBase::CreateBuffer(64, 2, 64, true);
     UseAll(*buffer, {{64, 1}, {64, 1}, {128, 1}});
-    Faults::FailNth(EnumFault::Allocation, 1); // the chunk that the others are merged into
+    Builtin::Faults::FailNth(EnumFault::Allocation, 1); // the chunk that the others are merged into
     buffer->Destroy();
     UseAll(*buffer, {{64, 1}, {64, 1}, {128, 1}});
     buffer->Free();

@@ -33,15 +33,15 @@ std::multiset<char> PlacesOf(std::string_view iText)
 
 TEST(Catalogues, SayTheSameInEachLanguage)
 {
-    ASSERT_EQ(Catalogue::GetLanguages().size(), 2u);
-    const Catalogue::Language& english = Catalogue::GetLanguages()[0];
+    ASSERT_EQ(Builtin::Catalogue::GetLanguages().size(), 2u);
+    const Builtin::Catalogue::Language& english = Builtin::Catalogue::GetLanguages()[0];
     EXPECT_EQ(english.mLanguageId, cEnglish);
-    for (const Catalogue::Language& language : Catalogue::GetLanguages())
+    for (const Builtin::Catalogue::Language& language : Builtin::Catalogue::GetLanguages())
     {
         EXPECT_EQ(language.mEntries.size(), english.mEntries.size());
-        for (const Catalogue::Entry& entry : language.mEntries)
+        for (const Builtin::Catalogue::Entry& entry : language.mEntries)
         {
-            const auto* const same = Catalogue::Find(entry.mpBundle, entry.mMessageId, cEnglish);
+            const auto* const same = Builtin::Catalogue::Find(entry.mpBundle, entry.mMessageId, cEnglish);
             ASSERT_NE(same, nullptr) << entry.mpName;
             EXPECT_STREQ(entry.mpName, same->mpName);
             EXPECT_EQ(PlacesOf(entry.mpText), PlacesOf(same->mpText)) << entry.mpName;
@@ -59,15 +59,15 @@ TEST(Bundles, HaveTheirOperationsAtTheirPlaces)
 
 TEST(MessageSources, AreTheRouters)
 {
-    std::vector<LogSinks::Line> lines;
-    const int sink = LogSinks::AddSink([&](const LogSinks::Line& iLine) { lines.push_back(iLine); });
-    LogSinks::Enable("Kernel", "Source", true);
+    std::vector<Builtin::LogSinks::Line> lines;
+    const int sink = Builtin::LogSinks::AddSink([&](const Builtin::LogSinks::Line& iLine) { lines.push_back(iLine); });
+    Builtin::LogSinks::Enable("Kernel", "Source", true);
     const PtrI<QLog::Router> router = QLog::CreateRouter("Kernel", "Source", 1);
     QResource::MessageSource* const source = router.Get();
 
     ASSERT_TRUE(source->GetResourceBundle());
     source->RecordText("Job 7", 0x8000FE24, 0, 0, 0);
-    LogSinks::RemoveSink(sink);
+    Builtin::LogSinks::RemoveSink(sink);
 
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_EQ(lines[0].mText, "Job 7");

@@ -34,7 +34,7 @@ protected:
 
 TEST(ComObjects, GoWithTheirLastReferenceOrWhenTheirConstructionFails)
 {
-    Faults::StartCountingBlocks();
+    Builtin::Faults::StartCountingBlocks();
     for (const HRESULT code : {S_OK, E_HANDLE})
     {
         QBase::PtrI<Thing> thing;
@@ -43,5 +43,5 @@ TEST(ComObjects, GoWithTheirLastReferenceOrWhenTheirConstructionFails)
         EXPECT_EQ(gLiveThings, code == S_OK ? 1 : 0);
     }
     EXPECT_EQ(gLiveThings, 0);
-    EXPECT_EQ(Faults::StopCountingBlocks(), 0);
+    EXPECT_EQ(Builtin::Faults::StopCountingBlocks(), 0);
 }

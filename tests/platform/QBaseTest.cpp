@@ -10,7 +10,7 @@
 #include <string>
 #include <utility>
 
-using Faults::EnumFault;
+using Builtin::Faults::EnumFault;
 
 TEST(Conversion, KeepsWellFormedTextBothWays)
 {
@@ -55,7 +55,7 @@ TEST(LengthStrings, CarryTheirLengthAndATerminator)
         SysFreeString(copy);
     }
 #if !defined(_WIN32)
-    Faults::FailNth(EnumFault::Allocation, 1);
+    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
     EXPECT_EQ(SysAllocString(QORJOB_W("text")), nullptr);
     EXPECT_EQ(SysAllocStringLen(QORJOB_W("text"), std::numeric_limits<unsigned>::max()), nullptr);
 #endif

@@ -7,7 +7,7 @@
 #include <tuple>
 #include <vector>
 
-using MessageBlocks::Bytes;
+using Builtin::MessageBlocks::Bytes;
 using QBase::PtrI;
 using QMessage::NewReadMessage;
 using QMessage::NewServerMessage;
@@ -25,7 +25,8 @@ PtrI<ICKDXReadBlockStream> StreamOf(const Bytes& iBytes)
 Bytes BytesOf(const PtrI<CKDXServerMessage>& iMessage)
 {
     Bytes bytes;
-    EXPECT_EQ(MessageBlocks::ReadRest(*Given(iMessage, &CKDXServerMessage::get_BlockStream).Get(), bytes), S_OK);
+    EXPECT_EQ(Builtin::MessageBlocks::ReadRest(*Given(iMessage, &CKDXServerMessage::get_BlockStream).Get(), bytes),
+              S_OK);
     return bytes;
 }
 
@@ -91,8 +92,8 @@ TEST(Unpackers, FindTheTextByCodeAndSource)
 TEST(Unpackers, TellEmptyOnesFromEntries)
 {
     Bytes bytes;
-    MessageBlocks::AppendBlock(bytes, 1, {});
-    MessageBlocks::AppendBlock(bytes, 0, MessageBlocks::PackEntry(42, "last", {}));
+    Builtin::MessageBlocks::AppendBlock(bytes, 1, {});
+    Builtin::MessageBlocks::AppendBlock(bytes, 0, Builtin::MessageBlocks::PackEntry(42, "last", {}));
     PtrI<ICKDXReadBlockStream> stream = StreamOf(bytes);
     std::unique_ptr<QORMessageUnpacker> entry;
     for (const bool bEntry : {false, true})
@@ -154,7 +155,7 @@ TEST(Unpackers, StayInsideABodyWhoseNumbersLie)
     for (const Bytes& body : bodies)
     {
         Bytes bytes;
-        MessageBlocks::AppendBlock(bytes, 0, body);
+        Builtin::MessageBlocks::AppendBlock(bytes, 0, body);
         EXPECT_EQ(Unpack(bytes, cEnglish, texts), E_INVALIDARG) << &body - bodies;
     }
 }

@@ -44,15 +44,15 @@ class Log : public testing::Test
 protected:
     Log()
     {
-        Settings::SetClock(QDataType::DateTime(46347.0) + QDataType::TimeSpan(10 * 3'600'000 + 123));
-        LogSinks::Enable("Kernel", "On", true);
+        Builtin::Settings::SetClock(QDataType::DateTime(46347.0) + QDataType::TimeSpan(10 * 3'600'000 + 123));
+        Builtin::LogSinks::Enable("Kernel", "On", true);
     }
 
     ~Log() override
     {
-        LogSinks::RemoveSink(mSink);
-        LogSinks::Enable("*", "*", false);
-        Settings::ReleaseClock();
+        Builtin::LogSinks::RemoveSink(mSink);
+        Builtin::LogSinks::Enable("*", "*", false);
+        Builtin::Settings::ReleaseClock();
         std::remove(mPath.c_str());
     }
 
@@ -66,10 +66,11 @@ protected:
         return "2026-11-21T10:00:00.123Z [" + std::to_string(QBase::GetCurrentThreadID()) + "] Kernel/On: ";
     }
 
-    std::vector<LogSinks::Line> mLines;
+    std::vector<Builtin::LogSinks::Line> mLines;
     const std::string mPath =
         testing::TempDir() + testing::UnitTest::GetInstance()->current_test_info()->name() + ".log";
-    const int mSink = LogSinks::AddSink([this](const LogSinks::Line& iLine) { mLines.push_back(iLine); });
+    const int mSink =
+        Builtin::LogSinks::AddSink([this](const Builtin::LogSinks::Line& iLine) { mLines.push_back(iLine); });
 };
 
 } // namespace
@@ -85,20 +86,20 @@ TEST_F(Log, WritesALineAsText)
                                  "0x80004005 Bare: "};
     ASSERT_EQ(mLines.size(), 3u);
     for (std::size_t i = 0; i < 3; ++i)
-        EXPECT_EQ(LogSinks::ToText(mLines[i]), Head() + texts[i]);
+        EXPECT_EQ(Builtin::LogSinks::ToText(mLines[i]), Head() + texts[i]);
 }
 
 TEST_F(Log, SwitchesLiveAndLaterRoutersByTheRuleSetLast)
 {
     const PtrI<Router> live = CreateRouter("Kernel", "Live", 1);
     EXPECT_FALSE(live->IsEnabled());
-    LogSinks::Enable("Kernel", "*", true);
+    Builtin::LogSinks::Enable("Kernel", "*", true);
     EXPECT_TRUE(live->IsEnabled());
     EXPECT_FALSE(IsOn("Other", "Later"));
 
-    LogSinks::Enable("Kernel", "Live", false);
+    Builtin::LogSinks::Enable("Kernel", "Live", false);
     EXPECT_FALSE(live->IsEnabled());
-    LogSinks::Enable("Kernel", "*", true); // overrules what was said about single routers
+    Builtin::LogSinks::Enable("Kernel", "*", true); // overrules what was said about single routers
     EXPECT_TRUE(live->IsEnabled());
 }
 
@@ -122,9 +123,9 @@ TEST_F(Log, SurvivesRoutersThatComeAndGoOnAllThreads)
 
 TEST_F(Log, GoesOnWithoutARouterThatCantBeMade)
 {
-    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, 1);
     EXPECT_THROW(CreateRouter("Kernel", "Lost", 1), std::bad_alloc);
-    LogSinks::Enable("Kernel", "*", true);
+    Builtin::LogSinks::Enable("Kernel", "*", true);
     EXPECT_TRUE(IsOn("Kernel", "Lost"));
 }
 
@@ -134,14 +135,14 @@ std::string ErrorsWith(const std::string& iList, const std::string& iFile, bool 
     SetVariable("QORJOB_LOG", iList);
     SetVariable("QORJOB_LOG_FILE", iFile);
     testing::internal::CaptureStderr();
-    const int sink = ibOwnSink ? LogSinks::AddStandardErrorSink() : 0;
+    const int sink = ibOwnSink ? Builtin::LogSinks::AddStandardErrorSink() : 0;
     {
         const QLog::Initializer initializer;
         for (int line = 0; line < 2; ++line)
             CreateRouter("Kernel", "Job Trace", 1)->LogLine("up", MessageFormatter());
     }
-    LogSinks::RemoveSink(sink);
-    LogSinks::Enable("Kernel", "Job Trace", false);
+    Builtin::LogSinks::RemoveSink(sink);
+    Builtin::LogSinks::Enable("Kernel", "Job Trace", false);
     SetVariable("QORJOB_LOG", "");
     SetVariable("QORJOB_LOG_FILE", "");
     return testing::internal::GetCapturedStderr();
@@ -182,7 +183,7 @@ TEST_F(Log, TakesItsRoutersAndItsFileFromTheEnvironment)
     EXPECT_EQ(text.find("older\n"), 0u);
     EXPECT_NE(text.find("Kernel/Job Trace: up\n"), std::string::npos);
     EXPECT_EQ(text.find("down"), std::string::npos);
-    EXPECT_THROW(LogSinks::AddFileSink(testing::TempDir() + "no/such/folder/log"), QBase::Message);
+    EXPECT_THROW(Builtin::LogSinks::AddFileSink(testing::TempDir() + "no/such/folder/log"), QBase::Message);
     SetVariable("QORJOB_LOG", "");
     SetVariable("QORJOB_LOG_FILE", "");
 }

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <memory>
 
+using Builtin::Faults::EnumFault;
 using QBase::PtrI;
 using QMessage::NewChannel;
 using QMessage::NewReadMessage;
@@ -128,14 +129,14 @@ TEST(Messages, SayWhenThereIsNoMemory)
     const auto request = NewReadMessage(nullptr, 0);
     for (const int nth : {1, 2})
     {
-        Faults::FailNth(Faults::EnumFault::Allocation, nth); // the item, then the message
+        Builtin::Faults::FailNth(EnumFault::Allocation, nth); // the item, then the message
         EXPECT_FALSE(NewServerMessage());
-        Faults::FailNth(Faults::EnumFault::Allocation, nth);
+        Builtin::Faults::FailNth(EnumFault::Allocation, nth);
         EXPECT_FALSE(NewReadMessage(nullptr, 0));
     }
-    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
     EXPECT_FALSE(Answer(request, false, E_OUTOFMEMORY));
-    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
     ICKDXReadBlockStream* stream = nullptr;
     EXPECT_EQ(request->get_BlockStream(&stream), E_OUTOFMEMORY);
 }

@@ -23,12 +23,12 @@ QORObjectInstanceCount& GetCount() { return *QORObjectInstanceCount::GetObjectIn
 
 TEST(PerfMon, SumsACounterOverMoreThreadsThanItHasShards)
 {
-    PerfReadings::Reset();
+    Builtin::PerfReadings::Reset();
     RunOnThreads(40, [](int iIndex) {
         for (int i = 0; i < 100; ++i)
             QPerfMon::GetPerformanceMonitor()->Add(63, iIndex % 2 == 0 ? 3 : -1);
     });
-    EXPECT_EQ(PerfReadings::GetCounter(63), 20 * 100 * 3 - 20 * 100);
+    EXPECT_EQ(Builtin::PerfReadings::GetCounter(63), 20 * 100 * 3 - 20 * 100);
 }
 
 TEST(PerfMon, GivesOneIndexToOneNameOnAllThreads)
@@ -41,12 +41,12 @@ TEST(PerfMon, GivesOneIndexToOneNameOnAllThreads)
     for (const std::vector<unsigned>& seen : indices)
         EXPECT_EQ(seen, indices[0]);
     for (std::size_t i = 0; i < 50; ++i)
-        EXPECT_EQ(PerfReadings::GetProfiles().at(indices[0][i]).mName, "profile " + std::to_string(i));
+        EXPECT_EQ(Builtin::PerfReadings::GetProfiles().at(indices[0][i]).mName, "profile " + std::to_string(i));
 }
 
 TEST(PerfMon, AddsUpTheTimesAndRunsOfAProfile)
 {
-    PerfReadings::EnableProfiling(true);
+    Builtin::PerfReadings::EnableProfiling(true);
     const unsigned index = QPerfMon::GetProfileIndex("totals");
     RunOnThreads(4, [index](int) {
         for (int i = 0; i < 100; ++i)
@@ -58,10 +58,10 @@ TEST(PerfMon, AddsUpTheTimesAndRunsOfAProfile)
     QORProfileAgent* const agent = QPerfMon::CreateQORProfileAgent(static_cast<int>(index));
     agent->mStartTicks -= 5'000'000'000;
     QPerfMon::EndProfileAgent(agent);
-    EXPECT_EQ(PerfReadings::GetProfiles().at(index).mMicroseconds / 4'000'000, 1u) << "about five seconds";
-    EXPECT_EQ(PerfReadings::GetProfiles().at(index).mCount, 801u);
+    EXPECT_EQ(Builtin::PerfReadings::GetProfiles().at(index).mMicroseconds / 4'000'000, 1u) << "about five seconds";
+    EXPECT_EQ(Builtin::PerfReadings::GetProfiles().at(index).mCount, 801u);
     QBase::HeapFree(agent);
-    PerfReadings::EnableProfiling(false);
+    Builtin::PerfReadings::EnableProfiling(false);
 }
 
 TEST(LiveObjects, AreFoundAgainAfterAnyMixOfComingAndGoing)
@@ -84,11 +84,12 @@ TEST(LiveObjects, AreFoundAgainAfterAnyMixOfComingAndGoing)
             GetCount().DeleteObjectInstance(cCategory, object);
             live.erase(object);
         }
-        ASSERT_TRUE(round % 1000 != 0 || PerfReadings::GetLiveInstances(cCategory) == std::ssize(live)) << round;
+        ASSERT_TRUE(round % 1000 != 0 || Builtin::PerfReadings::GetLiveInstances(cCategory) == std::ssize(live))
+            << round;
     }
     for (const void* const object : live)
         GetCount().DeleteObjectInstance(cCategory, object);
-    EXPECT_EQ(PerfReadings::GetLiveInstances(cCategory), 0);
+    EXPECT_EQ(Builtin::PerfReadings::GetLiveInstances(cCategory), 0);
 }
 
 TEST(LiveObjects, ComeAndGoOnAllThreads)
@@ -101,5 +102,5 @@ TEST(LiveObjects, ComeAndGoOnAllThreads)
         for (int i = 0; i < 2000; ++i)
             GetCount().DeleteObjectInstance(cCategory, own + i);
     });
-    EXPECT_EQ(PerfReadings::GetLiveInstances(cCategory), 0);
+    EXPECT_EQ(Builtin::PerfReadings::GetLiveInstances(cCategory), 0);
 }

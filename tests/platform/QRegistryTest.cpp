@@ -32,13 +32,13 @@ namespace
 class RegistryTree : public testing::Test
 {
 protected:
-    ~RegistryTree() override { Registry::Clear(); }
+    ~RegistryTree() override { Builtin::RegistryTree::Clear(); }
 
     static std::string Complaint(std::string_view iLines)
     {
         try
         {
-            Registry::LoadText(iLines, "setup.txt");
+            Builtin::RegistryTree::LoadText(iLines, "setup.txt");
         }
         catch (const QBase::Message& message)
         {
@@ -88,7 +88,7 @@ TEST_F(RegistryTree, TakesAFileWholeOrNotAtAll)
 
     EXPECT_EQ(Complaint("[HKEY_LOCAL_MACHINE\\A]\n@=whole\n"), "");
     const auto key = OpenKeyFromRoot(RootHives::LocalMachine, QORJOB_W("A"));
-    Registry::Clear();
+    Builtin::RegistryTree::Clear();
     EXPECT_EQ(key.ReadText(nullptr, QORJOB_W("")), QORJOB_W("whole")) << "an open key stays readable";
 }
 

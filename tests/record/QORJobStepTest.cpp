@@ -52,9 +52,9 @@ QORJobStep FullStep()
     step.SetPUPriority(6);
     step.SetThreadId(0xFEDCBA98);
     step.SetChapterKey(QORJOB_W("K1"));
-    Settings::SetThreadTimes(1000, 2000);
+    Builtin::Settings::SetThreadTimes(1000, 2000);
     step.SetTaskCPUTime({400, 0}, {300, 0});
-    Settings::ReleaseThreadTimes();
+    Builtin::Settings::ReleaseThreadTimes();
     return step;
 }
 
@@ -75,7 +75,7 @@ TEST_F(JobRecord, OfAStepIsCopiedWithoutItsProcessorTime)
     EXPECT_EQ(step.Clone(&clone), S_OK);
     EXPECT_EQ(Save(*clone), Save(QORJobStep(StepNoOp)));
     delete clone;
-    Faults::FailNth(Faults::EnumFault::Allocation, 1);
+    Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, 1);
     EXPECT_EQ(step.Clone(&clone), S_OK);
     EXPECT_EQ(clone, nullptr);
 }
@@ -91,9 +91,9 @@ TEST_F(JobRecord, OfAStepCountsProcessorTimeInTheLowHalvesOnly)
     for (const auto& [kernel, user, kernelAtStart, userAtStart, expected] : cCases)
     {
         QORJobStep step(4);
-        Settings::SetThreadTimes(kernel, user);
+        Builtin::Settings::SetThreadTimes(kernel, user);
         EXPECT_EQ(step.SetTaskCPUTime(kernelAtStart, userAtStart), S_OK);
-        Settings::FailThreadTimes();
+        Builtin::Settings::FailThreadTimes();
         EXPECT_EQ(step.SetTaskCPUTime({0, 0}, {0, 0}), E_FAIL);
         EXPECT_EQ(Read(step, &QORJobStep::GetTaskCPUTime), expected);
     }
@@ -134,7 +134,7 @@ TEST_F(JobRecord, OfAVisitHasTheExitBeforeTheStart)
     QORJobPUInfo visit(0x01020304);
     visit.SetEnterTime(TimeOf(1));
     visit.SetStartTime(TimeOf(2));
-    Settings::SetClock(TimeOf(3));
+    Builtin::Settings::SetClock(TimeOf(3));
     visit.SetExitTime();
     Bytes expected;
     for (const int time : {1, 3, 2})

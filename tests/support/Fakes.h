@@ -19,13 +19,13 @@ class FakeSession final : public QorUserSession
 public:
     unsigned AddRef() override
     {
-        EventTrace::Note("FakeSession::AddRef");
+        Builtin::EventTrace::Note("FakeSession::AddRef");
         return ++mReferences;
     }
 
     unsigned Release() override
     {
-        EventTrace::Note("FakeSession::Release");
+        Builtin::EventTrace::Note("FakeSession::Release");
         if (mOnRelease)
             mOnRelease();
         return --mReferences;

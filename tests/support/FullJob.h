@@ -75,7 +75,7 @@ struct FullJob
         mContext->SetRequestIn(0, QMessage::NewReadMessage(nullptr, 0).Get(), nullptr, nullptr, GUID_NULL);
         mContext->put_ContextObjectB(&mInstance);
         mInstance.mpObject = static_cast<ICKDXSession*>(&mDefinition);
-        Settings::SetClock(Moment(1));
+        Builtin::Settings::SetClock(Moment(1));
         mJob = JobPtr(QORJob::NewJob(cJobId, RequestDatamartReport, cJobPriority, nullptr, NewBuffer()));
         mFurtherReferences.fill(mJob);
         mJob->SetProcessContext(mContext.Get());
@@ -92,9 +92,9 @@ struct FullJob
         step->SetPUId(2000 + iNumber);
         step->SetPUPriority(3000 + iNumber);
         step->SetChapterKey(QBase::UTF8ToWideChar("K" + std::to_string(iNumber)).c_str());
-        Settings::SetThreadTimes(static_cast<unsigned>(4000 + iNumber), 0);
+        Builtin::Settings::SetThreadTimes(static_cast<unsigned>(4000 + iNumber), 0);
         step->SetTaskCPUTime({}, {});
-        Settings::ReleaseThreadTimes();
+        Builtin::Settings::ReleaseThreadTimes();
         return step;
     }
 
@@ -120,7 +120,7 @@ private:
         for (const int step : {11, 12})
             ioJob.SetStepComplete(step);
         int moment = 105;
-        const auto tick = [&] { Settings::SetClock(Moment(moment++)); };
+        const auto tick = [&] { Builtin::Settings::SetClock(Moment(moment++)); };
         for (const int unit : {35, 36, 35})
             tick(), ioJob.SetPUEnter(unit, nullptr, 0);
         tick(), ioJob.SetPUStart(35); // the newest visit
@@ -129,7 +129,7 @@ private:
         ioJob.SetJobData(&mText);
         ioJob.SetJobData(&mBytes);
         ioJob.MarkJobTraceFlags(64);
-        Settings::SetClock(Moment(2)); // of the status
+        Builtin::Settings::SetClock(Moment(2)); // of the status
         std::string old;
         for (const Attribute& attribute : cAttributes)
             EXPECT_EQ(attribute.mSetter(ioJob, old), S_OK);

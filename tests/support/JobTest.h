@@ -78,7 +78,7 @@ class JobTest : public testing::Test
 {
 protected:
     JobTest()
-        : mSinkId(LogSinks::AddSink([this](const LogSinks::Line& iLine) {
+        : mSinkId(Builtin::LogSinks::AddSink([this](const Builtin::LogSinks::Line& iLine) {
               char code[16] = "";
               if (iLine.mCode != 0)
                   std::snprintf(code, sizeof(code), "%08X ", static_cast<unsigned>(iLine.mCode));
@@ -87,21 +87,21 @@ protected:
                                iLine.mText);
           }))
     {
-        LogSinks::Enable("Kernel", "*", true);
-        PerfReadings::Reset();
-        Faults::StartCountingBlocks();
+        Builtin::LogSinks::Enable("Kernel", "*", true);
+        Builtin::PerfReadings::Reset();
+        Builtin::Faults::StartCountingBlocks();
     }
 
     ~JobTest() override
     {
-        Faults::FailNth(Faults::EnumFault::Allocation, 0);
-        Faults::FailNth(Faults::EnumFault::LockCreation, 0);
-        Settings::ReleaseClock();
-        Settings::ReleaseThreadTimes();
-        LogSinks::Enable("Kernel", "*", false);
-        LogSinks::RemoveSink(mSinkId);
-        EXPECT_EQ(Faults::StopCountingBlocks(), 0) << "blocks are left behind";
-        EXPECT_EQ(PerfReadings::GetLiveInstances(cJobCategory), 0) << "jobs are left behind";
+        Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, 0);
+        Builtin::Faults::FailNth(Builtin::Faults::EnumFault::LockCreation, 0);
+        Builtin::Settings::ReleaseClock();
+        Builtin::Settings::ReleaseThreadTimes();
+        Builtin::LogSinks::Enable("Kernel", "*", false);
+        Builtin::LogSinks::RemoveSink(mSinkId);
+        EXPECT_EQ(Builtin::Faults::StopCountingBlocks(), 0) << "blocks are left behind";
+        EXPECT_EQ(Builtin::PerfReadings::GetLiveInstances(cJobCategory), 0) << "jobs are left behind";
     }
 
     static JobPtr NewJob(int iRequestType = RequestDocument, QorUserSession* iSession = nullptr,

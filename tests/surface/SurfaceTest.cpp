@@ -31,8 +31,9 @@ struct BornOfAPureCaller final : PureCaller
 TEST(Surface, TakesAJobThroughItsLife)
 {
     std::vector<std::string> lines;
-    const int sink = LogSinks::AddSink([&](const LogSinks::Line& iLine) { lines.push_back(iLine.mText); });
-    LogSinks::Enable("Kernel", "Job Trace", true);
+    const int sink =
+        Builtin::LogSinks::AddSink([&](const Builtin::LogSinks::Line& iLine) { lines.push_back(iLine.mText); });
+    Builtin::LogSinks::Enable("Kernel", "Job Trace", true);
 
     QORJob* job = QORJob::NewJob(7, RequestReport, 5, nullptr, nullptr);
     EXPECT_EQ(job->AddRef(), 1u);
@@ -54,9 +55,9 @@ TEST(Surface, TakesAJobThroughItsLife)
     EXPECT_EQ(runs, (std::vector<int>{StepSQLGeneration, StepQueryExecution, StepSendingReportResult, StepCloseJob}));
     EXPECT_EQ(job->Release(), 0u);
 
-    LogSinks::Enable("Kernel", "Job Trace", false);
-    LogSinks::RemoveSink(sink);
-    EXPECT_EQ(PerfReadings::GetLiveInstances(4), 0);
+    Builtin::LogSinks::Enable("Kernel", "Job Trace", false);
+    Builtin::LogSinks::RemoveSink(sink);
+    EXPECT_EQ(Builtin::PerfReadings::GetLiveInstances(4), 0);
     EXPECT_EQ(lines.front(), "QORJob::QORJob Job:7 created.");
     EXPECT_EQ(lines.back(), "QORJob::QORJob Job:7 destructed.");
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "QORJob::SetStepFinish: Job:7 completed step:2."), 1);
@@ -84,8 +85,8 @@ TEST(Surface, LetsUsersHoldRecordsAndValues)
 TEST(Surface, EndsTheProcessWhereAnOperationOfAUsersClassHasNoBody)
 {
     const auto call = [] {
-        LogSinks::AddStandardErrorSink();
-        LogSinks::Enable("Kernel", "Error", true);
+        Builtin::LogSinks::AddStandardErrorSink();
+        Builtin::LogSinks::Enable("Kernel", "Error", true);
         BornOfAPureCaller caller;
     };
     EXPECT_DEATH(call(), "Kernel/Error: _purecall\\(\\): Pure virtual function call\\.");

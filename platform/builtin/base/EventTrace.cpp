@@ -5,7 +5,7 @@
 #include <mutex>
 #include <utility>
 
-namespace EventTrace
+namespace Builtin::EventTrace
 {
 
 namespace
@@ -60,4 +60,4 @@ std::vector<std::string> Stop()
     return std::exchange(trace.mCalls, {});
 }
 
-} // namespace EventTrace
+} // namespace Builtin::EventTrace

@@ -6,7 +6,7 @@
 #include <mutex>
 #include <unordered_set>
 
-namespace Faults
+namespace Builtin::Faults
 {
 
 namespace
@@ -100,4 +100,4 @@ void NoteBlockGoing(const void* iBlock) noexcept
     blocks.mTaken.erase(iBlock);
 }
 
-} // namespace Faults
+} // namespace Builtin::Faults

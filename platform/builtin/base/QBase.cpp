@@ -24,11 +24,11 @@ namespace
 
 void* AllocateWatched(std::size_t iBytes) noexcept
 {
-    if (Faults::IsDue(Faults::EnumFault::Allocation))
+    if (Builtin::Faults::IsDue(Builtin::Faults::EnumFault::Allocation))
         return nullptr;
     void* const block = std::malloc(iBytes);
     if (block != nullptr)
-        Faults::NoteBlockTaken(block);
+        Builtin::Faults::NoteBlockTaken(block);
     return block;
 }
 
@@ -182,15 +182,15 @@ void* HeapAllocate(std::size_t iBytes) noexcept
 {
     // Null means that there is no memory, so that an empty block may not be null.
     const std::size_t bytes = iBytes == 0 ? 1 : iBytes;
-    if (Faults::Detail::gArmed.load(std::memory_order_relaxed) != 0) [[unlikely]]
+    if (Builtin::Faults::Detail::gArmed.load(std::memory_order_relaxed) != 0) [[unlikely]]
         return AllocateWatched(bytes);
     return std::malloc(bytes);
 }
 
 void HeapFree(void* iMemory) noexcept
 {
-    if (Faults::Detail::gArmed.load(std::memory_order_relaxed) != 0) [[unlikely]]
-        Faults::NoteBlockGoing(iMemory);
+    if (Builtin::Faults::Detail::gArmed.load(std::memory_order_relaxed) != 0) [[unlikely]]
+        Builtin::Faults::NoteBlockGoing(iMemory);
     std::free(iMemory);
 }
 

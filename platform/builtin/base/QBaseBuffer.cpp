@@ -96,7 +96,7 @@ public:
 
     void* TryAllocate(std::size_t iBytes, std::size_t iAlignment) noexcept override
     {
-        if (Faults::IsDue(Faults::EnumFault::Allocation)) [[unlikely]]
+        if (Builtin::Faults::IsDue(Builtin::Faults::EnumFault::Allocation)) [[unlikely]]
             return nullptr;
         const std::size_t bytes = iBytes == 0 ? 1 : iBytes;
         void* const memory = mpInUse.load(std::memory_order_acquire)->Take(bytes, iAlignment);
@@ -105,13 +105,13 @@ public:
 
     void Register() noexcept override
     {
-        EventTrace::Note("QBase::Buffer::Register");
+        Builtin::EventTrace::Note("QBase::Buffer::Register");
         mRegistrations.fetch_add(1, std::memory_order_relaxed);
     }
 
     void Destroy() noexcept override
     {
-        EventTrace::Note("QBase::Buffer::Destroy");
+        Builtin::EventTrace::Note("QBase::Buffer::Destroy");
         unsigned registrations = mRegistrations.load(std::memory_order_acquire);
         while (registrations > 1)
         {
@@ -128,7 +128,7 @@ public:
 
     void Free() noexcept override
     {
-        EventTrace::Note("QBase::Buffer::Free");
+        Builtin::EventTrace::Note("QBase::Buffer::Free");
         FreeAll();
     }
 
@@ -242,8 +242,8 @@ void Arena::FreeAll() noexcept
 
 Buffer* CreateBuffer(std::size_t iReserveBytes, unsigned iGrowth, std::size_t iChunkBytes, bool ibReusable) noexcept
 {
-    EventTrace::Note("QBase::CreateBuffer", {static_cast<std::int64_t>(iReserveBytes), iGrowth,
-                                             static_cast<std::int64_t>(iChunkBytes), ibReusable});
+    Builtin::EventTrace::Note("QBase::CreateBuffer", {static_cast<std::int64_t>(iReserveBytes), iGrowth,
+                                                      static_cast<std::int64_t>(iChunkBytes), ibReusable});
     if (iReserveBytes > cMaxBytes || iChunkBytes > cMaxBytes)
         return nullptr;
     void* const block = HeapAllocate(sizeof(Arena) + iReserveBytes);

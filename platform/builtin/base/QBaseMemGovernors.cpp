@@ -28,7 +28,7 @@ MemGovernors& GetMemGovernors()
 
 void RegisterMemGovernor(MemGovernorProxy& iProxy)
 {
-    EventTrace::Note("QBase::RegisterMemGovernor");
+    Builtin::EventTrace::Note("QBase::RegisterMemGovernor");
     MemGovernors& governors = GetMemGovernors();
     const std::lock_guard hold(governors.mMutex);
     governors.mProxies.push_back(&iProxy);
@@ -36,7 +36,7 @@ void RegisterMemGovernor(MemGovernorProxy& iProxy)
 
 void UnregisterMemGovernor(MemGovernorProxy& iProxy) noexcept
 {
-    EventTrace::Note("QBase::UnregisterMemGovernor");
+    Builtin::EventTrace::Note("QBase::UnregisterMemGovernor");
     MemGovernors& governors = GetMemGovernors();
     const std::lock_guard hold(governors.mMutex);
     const auto place = std::find(governors.mProxies.begin(), governors.mProxies.end(), &iProxy);
@@ -46,7 +46,7 @@ void UnregisterMemGovernor(MemGovernorProxy& iProxy) noexcept
 
 } // namespace QBase
 
-std::size_t LibraryUsers::GetMemGovernorCount()
+std::size_t Builtin::LibraryUsers::GetMemGovernorCount()
 {
     QBase::MemGovernors& governors = QBase::GetMemGovernors();
     const std::lock_guard hold(governors.mMutex);

@@ -48,7 +48,7 @@ DateTime::DateTime(double iDays)
 
 DateTime DateTime::NowUTC() noexcept
 {
-    EventTrace::Note("QDataType::DateTime::NowUTC");
+    Builtin::EventTrace::Note("QDataType::DateTime::NowUTC");
     const std::int64_t set = gSetClock.load(std::memory_order_relaxed);
     if (set != cReleased)
         return FromTicks(set);
@@ -140,7 +140,7 @@ unsigned DateTime::LoadObj(unsigned iSize, const signed char* iBuffer, bool)
 
 } // namespace QDataType
 
-namespace Settings
+namespace Builtin::Settings
 {
 
 void SetClock(QDataType::DateTime iNow) noexcept
@@ -150,4 +150,4 @@ void SetClock(QDataType::DateTime iNow) noexcept
 
 void ReleaseClock() noexcept { QDataType::gSetClock.store(QDataType::cReleased, std::memory_order_relaxed); }
 
-} // namespace Settings
+} // namespace Builtin::Settings

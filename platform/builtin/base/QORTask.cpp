@@ -11,7 +11,7 @@ QORTask::QORTask() noexcept = default;
 
 QORTask::~QORTask() = default;
 
-void QORTask::CancelLog() { EventTrace::Note("QORTask::CancelLog"); }
+void QORTask::CancelLog() { Builtin::EventTrace::Note("QORTask::CancelLog"); }
 
 namespace
 {
@@ -25,18 +25,18 @@ namespace QORThreadSpace
 
 Initializer::Initializer()
 {
-    if (Faults::IsDue(Faults::EnumFault::LibraryStart))
+    if (Builtin::Faults::IsDue(Builtin::Faults::EnumFault::LibraryStart))
         throw QBase::Message("The thread library can't be brought up.");
-    EventTrace::Note("QORThreadSpace::Initializer");
+    Builtin::EventTrace::Note("QORThreadSpace::Initializer");
     ++gThreadSpaceUsers;
 }
 
 Initializer::~Initializer()
 {
-    EventTrace::Note("QORThreadSpace::~Initializer");
+    Builtin::EventTrace::Note("QORThreadSpace::~Initializer");
     --gThreadSpaceUsers;
 }
 
 } // namespace QORThreadSpace
 
-unsigned LibraryUsers::GetThreadSpaceUsers() noexcept { return gThreadSpaceUsers; }
+unsigned Builtin::LibraryUsers::GetThreadSpaceUsers() noexcept { return gThreadSpaceUsers; }

@@ -39,7 +39,7 @@ RWLockBody& BodyOf(RWLock* iLock) { return *static_cast<RWLockBody*>(iLock); }
 template <class Body>
 Body* CreateLock(int iCategory) noexcept
 {
-    if (Faults::IsDue(Faults::EnumFault::LockCreation))
+    if (Builtin::Faults::IsDue(Builtin::Faults::EnumFault::LockCreation))
         return nullptr;
     void* const memory = QBase::HeapAllocate(sizeof(Body));
     return memory == nullptr ? nullptr : ::new (memory) Body(iCategory);
@@ -56,7 +56,7 @@ void DestroyLock(Body& iBody) noexcept
 
 CriticalSection* CreateCriticalSection(int iCategory) noexcept
 {
-    EventTrace::Note("QSynch::CreateCriticalSection", {iCategory});
+    Builtin::EventTrace::Note("QSynch::CreateCriticalSection", {iCategory});
     return CreateLock<CriticalSectionBody>(iCategory);
 }
 
@@ -64,7 +64,7 @@ void DestroyCriticalSection(CriticalSection* iLock) noexcept
 {
     if (iLock == nullptr)
         return;
-    EventTrace::Note("QSynch::DestroyCriticalSection", {BodyOf(iLock).mCategory});
+    Builtin::EventTrace::Note("QSynch::DestroyCriticalSection", {BodyOf(iLock).mCategory});
     DestroyLock(BodyOf(iLock));
 }
 
@@ -76,7 +76,7 @@ void CriticalSection::Leave() QORJOB_NO_THREAD_SAFETY_ANALYSIS { BodyOf(this).mM
 
 RWLock* CreateRWLock(int iCategory) noexcept
 {
-    EventTrace::Note("QSynch::CreateRWLock", {iCategory});
+    Builtin::EventTrace::Note("QSynch::CreateRWLock", {iCategory});
     return CreateLock<RWLockBody>(iCategory);
 }
 
@@ -84,7 +84,7 @@ void DestroyRWLock(RWLock* iLock) noexcept
 {
     if (iLock == nullptr)
         return;
-    EventTrace::Note("QSynch::DestroyRWLock", {BodyOf(iLock).mCategory});
+    Builtin::EventTrace::Note("QSynch::DestroyRWLock", {BodyOf(iLock).mCategory});
     DestroyLock(BodyOf(iLock));
 }
 

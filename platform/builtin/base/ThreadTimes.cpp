@@ -67,7 +67,7 @@ bool ReadSystem(FILETIME& oKernel, FILETIME& oUser) noexcept
 
 int GetCurrentThreadTimes(FILETIME* oKernel, FILETIME* oUser) noexcept
 {
-    EventTrace::Note("GetCurrentThreadTimes");
+    Builtin::EventTrace::Note("GetCurrentThreadTimes");
     if (oKernel == nullptr || oUser == nullptr)
         return 0;
     if (gbEverSet.load(std::memory_order_relaxed) && tSetTimes.mState != SetTimes::EnumState::Released)
@@ -81,7 +81,7 @@ int GetCurrentThreadTimes(FILETIME* oKernel, FILETIME* oUser) noexcept
     return ReadSystem(*oKernel, *oUser) ? 1 : 0;
 }
 
-namespace Settings
+namespace Builtin::Settings
 {
 
 void SetThreadTimes(std::uint64_t iKernel, std::uint64_t iUser) noexcept
@@ -98,4 +98,4 @@ void FailThreadTimes() noexcept
 
 void ReleaseThreadTimes() noexcept { tSetTimes = {}; }
 
-} // namespace Settings
+} // namespace Builtin::Settings

@@ -2,4 +2,7 @@
 
 #include "platform/builtin/EventTrace.h"
 
-void LogReference(const void*, int iAdd, int iKind) noexcept { EventTrace::Note("LogReference", {iAdd, iKind}); }
+void LogReference(const void*, int iAdd, int iKind) noexcept
+{
+    Builtin::EventTrace::Note("LogReference", {iAdd, iKind});
+}

@@ -19,7 +19,7 @@
 #include <fcntl.h>
 #endif
 
-namespace LogSinks
+namespace Builtin::LogSinks
 {
 
 namespace
@@ -145,4 +145,4 @@ void Write(const Line& iLine)
             sink->second.mSink(iLine);
 }
 
-} // namespace LogSinks
+} // namespace Builtin::LogSinks

@@ -73,8 +73,8 @@ public:
 private:
     ~RouterBody() override = default;
 
-    bool IsHeard() const noexcept { return IsEnabled() && LogSinks::HasSinks(); }
-    LogSinks::Line MakeLine(std::string iText) const;
+    bool IsHeard() const noexcept { return IsEnabled() && Builtin::LogSinks::HasSinks(); }
+    Builtin::LogSinks::Line MakeLine(std::string iText) const;
 
     const RouterKey mKey;
     // Every log call reads the flag in the base; who takes references shall not take that line from the readers.
@@ -119,7 +119,7 @@ unsigned RouterBody::Release() noexcept
     const unsigned left = mReferences.fetch_sub(1, std::memory_order_acq_rel) - 1;
     if (left != 0)
         return left;
-    EventTrace::Note("QLog::~Router");
+    Builtin::EventTrace::Note("QLog::~Router");
     {
         Routers& routers = GetRouters();
         const std::lock_guard hold(routers.mMutex);
@@ -132,9 +132,9 @@ unsigned RouterBody::Release() noexcept
     return 0;
 }
 
-LogSinks::Line RouterBody::MakeLine(std::string iText) const
+Builtin::LogSinks::Line RouterBody::MakeLine(std::string iText) const
 {
-    LogSinks::Line line;
+    Builtin::LogSinks::Line line;
     line.mComponent = mKey.first;
     line.mRouter = mKey.second;
     line.mText = std::move(iText);
@@ -146,18 +146,19 @@ void RouterBody::RecordText(const char* iText, unsigned iMessageId, int, int, in
 {
     if (!IsHeard())
         return;
-    LogSinks::Line line = MakeLine(iText);
+    Builtin::LogSinks::Line line = MakeLine(iText);
     line.mCode = static_cast<HRESULT>(iMessageId);
-    const char* const bundle = Catalogue::FindBundle(mKey.first);
-    if (const Catalogue::Entry* const entry = Catalogue::Find(bundle, iMessageId, QResource::GetProcessLanguageID()))
+    const char* const bundle = Builtin::Catalogue::FindBundle(mKey.first);
+    if (const Builtin::Catalogue::Entry* const entry =
+            Builtin::Catalogue::Find(bundle, iMessageId, QResource::GetProcessLanguageID()))
         line.mTemplateName = entry->mpName;
-    LogSinks::Write(line);
+    Builtin::LogSinks::Write(line);
 }
 
 void RouterBody::LogLine(const char* iTemplate, const MessageFormatter& iArguments)
 {
     if (IsHeard())
-        LogSinks::Write(MakeLine(iArguments.Format(iTemplate)));
+        Builtin::LogSinks::Write(MakeLine(iArguments.Format(iTemplate)));
 }
 
 void RouterBody::LogCoded(HRESULT iCode, const char* iTemplateName, const char* iOrigin,
@@ -168,11 +169,11 @@ void RouterBody::LogCoded(HRESULT iCode, const char* iTemplateName, const char* 
     std::string text;
     for (const std::string& argument : iArguments.GetArguments())
         text.append(text.empty() ? "" : ", ").append(argument);
-    LogSinks::Line line = MakeLine(std::move(text));
+    Builtin::LogSinks::Line line = MakeLine(std::move(text));
     line.mCode = iCode;
     line.mTemplateName = iTemplateName;
     line.mOrigin = iOrigin == nullptr ? "" : iOrigin;
-    LogSinks::Write(line);
+    Builtin::LogSinks::Write(line);
 }
 
 /// The library's time between its first and its last initialiser.
@@ -209,7 +210,7 @@ void EnableListed(std::string_view iList)
         RouterKey key(item == "all" ? cAny : item.substr(0, slash), cAny);
         if (slash != std::string_view::npos)
             key.second = item.substr(slash + 1);
-        LogSinks::Enable(key.first, key.second, true);
+        Builtin::LogSinks::Enable(key.first, key.second, true);
 
         Routers& routers = GetRouters();
         const std::lock_guard hold(routers.mMutex);
@@ -242,16 +243,16 @@ int AddEnvironmentSink()
 {
     const char* const path = Setting("QORJOB_LOG_FILE");
     if (path == nullptr)
-        return LogSinks::AddStandardErrorSink();
+        return Builtin::LogSinks::AddStandardErrorSink();
     try
     {
-        return LogSinks::AddFileSink(path);
+        return Builtin::LogSinks::AddFileSink(path);
     }
     catch (const QBase::Message& message)
     {
         // A server comes up without its log file too.
         std::fprintf(stderr, "%s\n", message.what());
-        return LogSinks::AddStandardErrorSink();
+        return Builtin::LogSinks::AddStandardErrorSink();
     }
 }
 
@@ -259,9 +260,9 @@ int AddEnvironmentSink()
 
 QBase::ReturnPtrI<Router> CreateRouter(const char* iComponent, const char* iName, int iLockCategory)
 {
-    EventTrace::Note("QLog::CreateRouter", {iLockCategory});
+    Builtin::EventTrace::Note("QLog::CreateRouter", {iLockCategory});
     RouterKey key(iComponent, iName);
-    if (Faults::IsDue(Faults::EnumFault::RouterCreation))
+    if (Builtin::Faults::IsDue(Builtin::Faults::EnumFault::RouterCreation))
         throw QBase::Message("The log router " + key.first + "/" + key.second + " can't be made.");
 
     Routers& routers = GetRouters();
@@ -279,9 +280,9 @@ QBase::ReturnPtrI<Router> CreateRouter(const char* iComponent, const char* iName
 
 Initializer::Initializer()
 {
-    if (Faults::IsDue(Faults::EnumFault::LibraryStart))
+    if (Builtin::Faults::IsDue(Builtin::Faults::EnumFault::LibraryStart))
         throw QBase::Message("The logging library can't be brought up.");
-    EventTrace::Note("QLog::Initializer");
+    Builtin::EventTrace::Note("QLog::Initializer");
     Uptime& uptime = GetUptime();
     const std::lock_guard hold(uptime.mMutex);
     if (uptime.mInitializers == 0)
@@ -301,25 +302,25 @@ Initializer::Initializer()
 
 Initializer::~Initializer()
 {
-    EventTrace::Note("QLog::~Initializer");
+    Builtin::EventTrace::Note("QLog::~Initializer");
     Uptime& uptime = GetUptime();
     const std::lock_guard hold(uptime.mMutex);
     if (--uptime.mInitializers != 0)
         return;
-    LogSinks::RemoveSink(std::exchange(uptime.mSinkId, 0));
+    Builtin::LogSinks::RemoveSink(std::exchange(uptime.mSinkId, 0));
     ReportUnmet();
 }
 
 } // namespace QLog
 
-unsigned LibraryUsers::GetLogUsers()
+unsigned Builtin::LibraryUsers::GetLogUsers()
 {
     QLog::Uptime& uptime = QLog::GetUptime();
     const std::lock_guard hold(uptime.mMutex);
     return uptime.mInitializers;
 }
 
-void LogSinks::Enable(const std::string& iComponent, const std::string& iName, bool ibEnabled)
+void Builtin::LogSinks::Enable(const std::string& iComponent, const std::string& iName, bool ibEnabled)
 {
     QLog::Routers& routers = QLog::GetRouters();
     const std::lock_guard hold(routers.mMutex);

@@ -9,7 +9,7 @@
 #include <optional>
 #include <utility>
 
-namespace MessageBlocks
+namespace Builtin::MessageBlocks
 {
 
 namespace
@@ -247,4 +247,4 @@ HRESULT ReadRest(ICKDXReadBlockStream& iStream, Bytes& oBytes)
     return S_OK;
 }
 
-} // namespace MessageBlocks
+} // namespace Builtin::MessageBlocks

@@ -11,7 +11,7 @@
 
 class ICKDXReadBlockStream;
 
-namespace MessageBlocks
+namespace Builtin::MessageBlocks
 {
 
 using Bytes = std::vector<BYTE>;
@@ -47,4 +47,4 @@ HRESULT SplitBlocks(std::span<const BYTE> iBlocks, std::vector<Bytes>& ioBodies)
 /// Reads what is left of a stream.
 HRESULT ReadRest(ICKDXReadBlockStream& iStream, Bytes& oBytes);
 
-} // namespace MessageBlocks
+} // namespace Builtin::MessageBlocks

@@ -33,10 +33,10 @@ ListenerPlace& GetListenerPlace()
 /// name, the source itself. Null when there is none.
 const char* TemplateOf(const std::string& iSource, unsigned iCode, unsigned iLanguageId)
 {
-    const char* const bundle = Catalogue::FindBundle(iSource);
-    const Catalogue::Entry* entry = Catalogue::Find(bundle, iCode, iLanguageId);
+    const char* const bundle = Builtin::Catalogue::FindBundle(iSource);
+    const Builtin::Catalogue::Entry* entry = Builtin::Catalogue::Find(bundle, iCode, iLanguageId);
     if (entry == nullptr)
-        entry = Catalogue::Find(nullptr, iCode, iLanguageId);
+        entry = Builtin::Catalogue::Find(nullptr, iCode, iLanguageId);
     if (entry != nullptr)
         return entry->mpText;
     return bundle == nullptr && !iSource.empty() ? iSource.c_str() : nullptr;
@@ -44,7 +44,7 @@ const char* TemplateOf(const std::string& iSource, unsigned iCode, unsigned iLan
 
 } // namespace
 
-void ThreadContextListener::Set(std::function<void()> iListener)
+void Builtin::ThreadContextListener::Set(std::function<void()> iListener)
 {
     std::shared_ptr<const Listener> listener;
     if (iListener)
@@ -56,7 +56,7 @@ void ThreadContextListener::Set(std::function<void()> iListener)
 
 void QLogRouter::RefreshCurrentThreadContext()
 {
-    EventTrace::Note("QLogRouter::RefreshCurrentThreadContext");
+    Builtin::EventTrace::Note("QLogRouter::RefreshCurrentThreadContext");
     std::shared_ptr<const Listener> listener;
     {
         ListenerPlace& place = GetListenerPlace();
@@ -70,7 +70,7 @@ void QLogRouter::RefreshCurrentThreadContext()
 QORMessagePacker::QORMessagePacker(ICKDXWriteMessage* iMessage, const QBase::WCHAR* iSource, unsigned iCode)
     : mMessage(iMessage), mSource(iSource == nullptr ? std::string() : QBase::WideCharToUTF8(iSource)), mCode(iCode)
 {
-    EventTrace::Note("QORMessagePacker", {iCode});
+    Builtin::EventTrace::Note("QORMessagePacker", {iCode});
 }
 
 QORMessagePacker::~QORMessagePacker()
@@ -78,8 +78,9 @@ QORMessagePacker::~QORMessagePacker()
     if (!mMessage)
         return;
     Builtin::Guarded([this] {
-        MessageBlocks::Bytes block;
-        MessageBlocks::AppendBlock(block, 0, MessageBlocks::PackEntry(mCode, mSource, GetArguments()));
+        Builtin::MessageBlocks::Bytes block;
+        Builtin::MessageBlocks::AppendBlock(block, 0,
+                                            Builtin::MessageBlocks::PackEntry(mCode, mSource, GetArguments()));
         return mMessage->AppendBlocks(block.data(), block.size());
     });
 }
@@ -87,21 +88,21 @@ QORMessagePacker::~QORMessagePacker()
 HRESULT QORMessageUnpacker::Create(ICKDXReadBlockStream* iStream, unsigned iLanguageId,
                                    std::unique_ptr<QORMessageUnpacker>& oUnpacker)
 {
-    EventTrace::Note("QORMessageUnpacker::Create", {iLanguageId});
+    Builtin::EventTrace::Note("QORMessageUnpacker::Create", {iLanguageId});
     oUnpacker.reset();
     if (iStream == nullptr)
         return E_POINTER;
     return Builtin::Guarded([&] {
-        MessageBlocks::Block block;
-        if (const HRESULT code = MessageBlocks::ReadBlock(*iStream, block); FAILED(code))
+        Builtin::MessageBlocks::Block block;
+        if (const HRESULT code = Builtin::MessageBlocks::ReadBlock(*iStream, block); FAILED(code))
             return code;
         std::unique_ptr<QORMessageUnpacker> unpacker(new QORMessageUnpacker);
         unpacker->mLanguageId = iLanguageId;
         unpacker->mBlocksLeft = block.mBlocksThatFollow;
         if (!block.mBody.empty())
         {
-            MessageBlocks::Entry entry;
-            if (const HRESULT code = MessageBlocks::UnpackEntry(block.mBody, entry); FAILED(code))
+            Builtin::MessageBlocks::Entry entry;
+            if (const HRESULT code = Builtin::MessageBlocks::UnpackEntry(block.mBody, entry); FAILED(code))
                 return code;
             unpacker->mbEmpty = false;
             unpacker->mCode = entry.mCode;

@@ -27,7 +27,7 @@ namespace
 
 using Builtin::CountedObject;
 using Builtin::Guarded;
-using MessageBlocks::Bytes;
+using Builtin::MessageBlocks::Bytes;
 using QBase::PtrI;
 using SharedBytes = std::shared_ptr<const Bytes>;
 
@@ -71,7 +71,7 @@ HRESULT BytesOf(Message& iMessage, Bytes& oBytes)
     const PtrI<ICKDXReadBlockStream> stream = PtrI<ICKDXReadBlockStream>::Adopt(opened);
     if (FAILED(code))
         return code;
-    return stream ? MessageBlocks::ReadRest(*stream.Get(), oBytes) : E_UNEXPECTED;
+    return stream ? Builtin::MessageBlocks::ReadRest(*stream.Get(), oBytes) : E_UNEXPECTED;
 }
 
 class BlockStream final : public CountedObject<ICKDXReadBlockStream, IID_ICKDXReadBlockStream>
@@ -218,7 +218,7 @@ public:
             const std::lock_guard hold(mMutex);
             if (!mbOpen)
                 return E_UNEXPECTED;
-            return MessageBlocks::SplitBlocks({static_cast<const BYTE*>(iBlocks), iBytes}, mBodies);
+            return Builtin::MessageBlocks::SplitBlocks({static_cast<const BYTE*>(iBlocks), iBytes}, mBodies);
         });
     }
 
@@ -240,7 +240,7 @@ public:
 
     HRESULT Send(QORChannel* iChannel) override
     {
-        EventTrace::Note("CKDXServerMessage::Send");
+        Builtin::EventTrace::Note("CKDXServerMessage::Send");
         if (iChannel == nullptr)
             return E_POINTER;
         return Guarded([&] {
@@ -253,7 +253,7 @@ public:
 
     HRESULT Reset() override
     {
-        EventTrace::Note("CKDXServerMessage::Reset");
+        Builtin::EventTrace::Note("CKDXServerMessage::Reset");
         const std::lock_guard hold(mMutex);
         mBodies.clear();
         mErrorCode = S_OK;
@@ -270,7 +270,7 @@ private:
         if (oErrorCode != nullptr)
             *oErrorCode = mErrorCode;
         for (std::size_t left = mBodies.size(); const Bytes& body : mBodies)
-            MessageBlocks::AppendBlock(*bytes, static_cast<unsigned>(--left), body);
+            Builtin::MessageBlocks::AppendBlock(*bytes, static_cast<unsigned>(--left), body);
         return bytes;
     }
 
@@ -288,7 +288,7 @@ public:
 
     HRESULT Send(ICKDXReadMessage* iMessage) override
     {
-        EventTrace::Note("QORChannel::Send");
+        Builtin::EventTrace::Note("QORChannel::Send");
         if (iMessage == nullptr)
             return E_POINTER;
         const std::shared_ptr<Receiver> receiver = GetReceiver();
@@ -359,7 +359,7 @@ QBase::ReturnPtrI<QORChannel> NewChannel(Receiver iReceiver)
 HRESULT CKDXReadMessage::NewWriteMessageNotGoverned(ICKDXReadMessage* iMessage, bool ibWithBlocks,
                                                     ICKDXWriteMessage** oWriteMessage)
 {
-    EventTrace::Note("QMessage::CKDXReadMessage::NewWriteMessageNotGoverned", {ibWithBlocks ? 1 : 0});
+    Builtin::EventTrace::Note("QMessage::CKDXReadMessage::NewWriteMessageNotGoverned", {ibWithBlocks ? 1 : 0});
     if (oWriteMessage == nullptr)
         return E_POINTER;
     *oWriteMessage = nullptr;
@@ -383,7 +383,7 @@ HRESULT CKDXReadMessage::NewWriteMessageNotGoverned(ICKDXReadMessage* iMessage, 
 
 HRESULT CKDXWriteMessage::ToReadMessage(ICKDXWriteMessage* iMessage, ICKDXReadMessage** oReadMessage)
 {
-    EventTrace::Note("QMessage::CKDXWriteMessage::ToReadMessage");
+    Builtin::EventTrace::Note("QMessage::CKDXWriteMessage::ToReadMessage");
     if (oReadMessage == nullptr)
         return E_POINTER;
     *oReadMessage = nullptr;
@@ -409,7 +409,7 @@ HRESULT CKDXWriteMessage::ToReadMessage(ICKDXWriteMessage* iMessage, ICKDXReadMe
 
 HRESULT CKDXWriteMessage::Append(ICKDXWriteMessage* iTarget, ICKDXWriteMessage* iSource)
 {
-    EventTrace::Note("QMessage::CKDXWriteMessage::Append");
+    Builtin::EventTrace::Note("QMessage::CKDXWriteMessage::Append");
     if (iTarget == nullptr || iSource == nullptr)
         return E_POINTER;
     return Guarded([&] {
@@ -430,7 +430,7 @@ HRESULT CKDXWriteMessage::Append(ICKDXWriteMessage* iTarget, ICKDXWriteMessage* 
 
 HRESULT CKDXWriteMessage::GetErrorsFromMessage(unsigned iLocale, ICKDXWriteMessage* iMessage, QBase::wstring& oText)
 {
-    EventTrace::Note("QMessage::CKDXWriteMessage::GetErrorsFromMessage", {iLocale});
+    Builtin::EventTrace::Note("QMessage::CKDXWriteMessage::GetErrorsFromMessage", {iLocale});
     if (iMessage == nullptr)
         return E_POINTER;
     return Guarded([&] {

@@ -47,7 +47,7 @@ class Monitor final : public QPerfMon::PerformanceMonitor
 public:
     void Add(int iCounterId, std::int64_t iDelta) noexcept override
     {
-        EventTrace::Note("QPerfMon::PerformanceMonitor::Add", {iCounterId, iDelta});
+        Builtin::EventTrace::Note("QPerfMon::PerformanceMonitor::Add", {iCounterId, iDelta});
         if (iCounterId >= 0 && iCounterId < cCounterCount)
             AddTo(gCounterShards[GetThreadShard()].mCounters[iCounterId], iDelta);
     }
@@ -130,14 +130,14 @@ class Profiler final : public QPerfMon::QORProfiler
 public:
     void AddElapsedTime(unsigned iProfileIndex, std::uint64_t iMicroseconds) noexcept override
     {
-        EventTrace::Note("QPerfMon::QORProfiler::AddElapsedTime",
-                         {iProfileIndex, static_cast<std::int64_t>(iMicroseconds)});
+        Builtin::EventTrace::Note("QPerfMon::QORProfiler::AddElapsedTime",
+                                  {iProfileIndex, static_cast<std::int64_t>(iMicroseconds)});
         AddToProfile(iProfileIndex, iMicroseconds, 0);
     }
 
     void AddCount(unsigned iProfileIndex, unsigned iCount) noexcept override
     {
-        EventTrace::Note("QPerfMon::QORProfiler::AddCount", {iProfileIndex, iCount});
+        Builtin::EventTrace::Note("QPerfMon::QORProfiler::AddCount", {iProfileIndex, iCount});
         AddToProfile(iProfileIndex, 0, iCount);
     }
 };
@@ -178,7 +178,7 @@ std::int64_t GetNanoseconds() noexcept
 struct Pulses
 {
     std::mutex mMutex;
-    std::vector<PerfReadings::Pulse> mPulses;
+    std::vector<Builtin::PerfReadings::Pulse> mPulses;
 };
 
 constinit std::atomic<bool> gbPulsesEnabled{false};
@@ -203,13 +203,13 @@ QORProfiler* GetQORProfiler() noexcept { return &gProfiler; }
 unsigned GetProfileIndex(const char* iName)
 {
     const unsigned index = FindOrAddProfile(iName);
-    EventTrace::Note("QPerfMon::GetProfileIndex", {index});
+    Builtin::EventTrace::Note("QPerfMon::GetProfileIndex", {index});
     return index;
 }
 
 QORProfileAgent* CreateQORProfileAgent(int iProfileIndex) noexcept
 {
-    EventTrace::Note("QPerfMon::CreateQORProfileAgent", {iProfileIndex});
+    Builtin::EventTrace::Note("QPerfMon::CreateQORProfileAgent", {iProfileIndex});
     if (!IsProfiling() || iProfileIndex < 0 || !IsKnownProfile(static_cast<unsigned>(iProfileIndex)))
         return nullptr;
     void* const memory = QBase::HeapAllocate(sizeof(QORProfileAgent));
@@ -220,7 +220,7 @@ void StartProfileAgent(QORProfileAgent* iAgent) noexcept
 {
     if (iAgent == nullptr)
         return;
-    EventTrace::Note("QPerfMon::StartProfileAgent", {iAgent->mProfileIndex});
+    Builtin::EventTrace::Note("QPerfMon::StartProfileAgent", {iAgent->mProfileIndex});
     iAgent->mStartTicks = GetNanoseconds();
 }
 
@@ -228,7 +228,7 @@ void EndProfileAgent(QORProfileAgent* iAgent) noexcept
 {
     if (iAgent == nullptr)
         return;
-    EventTrace::Note("QPerfMon::EndProfileAgent", {iAgent->mProfileIndex});
+    Builtin::EventTrace::Note("QPerfMon::EndProfileAgent", {iAgent->mProfileIndex});
     const std::int64_t elapsed = GetNanoseconds() - iAgent->mStartTicks;
     AddToProfile(static_cast<unsigned>(iAgent->mProfileIndex), static_cast<std::uint64_t>(elapsed / 1000), 1);
 }
@@ -240,21 +240,21 @@ namespace QORPerformanceMonitor
 
 Initializer::Initializer()
 {
-    if (Faults::IsDue(Faults::EnumFault::LibraryStart))
+    if (Builtin::Faults::IsDue(Builtin::Faults::EnumFault::LibraryStart))
         throw QBase::Message("The performance monitor can't be brought up.");
-    EventTrace::Note("QORPerformanceMonitor::Initializer");
+    Builtin::EventTrace::Note("QORPerformanceMonitor::Initializer");
     ++gUsers;
 }
 
 Initializer::~Initializer()
 {
-    EventTrace::Note("QORPerformanceMonitor::~Initializer");
+    Builtin::EventTrace::Note("QORPerformanceMonitor::~Initializer");
     --gUsers;
 }
 
 } // namespace QORPerformanceMonitor
 
-unsigned LibraryUsers::GetPerformanceMonitorUsers() noexcept { return gUsers; }
+unsigned Builtin::LibraryUsers::GetPerformanceMonitorUsers() noexcept { return gUsers; }
 
 double GetPulseTimeStamp() noexcept
 {
@@ -269,7 +269,7 @@ bool IsRequestStatsEnabled(Tag_EnumKDXPulseCategoryID) noexcept
 void PULSE_RecordPulseEvent(int iValue, int iJobId, Tag_EnumKDXPulseCategoryID iCategory, double iEnqueueTime,
                             double iNow)
 {
-    EventTrace::Note("PULSE_RecordPulseEvent", {iValue, iJobId, iCategory});
+    Builtin::EventTrace::Note("PULSE_RecordPulseEvent", {iValue, iJobId, iCategory});
     if (!IsRequestStatsEnabled(iCategory))
         return;
     Pulses& pulses = GetPulses();
@@ -277,7 +277,7 @@ void PULSE_RecordPulseEvent(int iValue, int iJobId, Tag_EnumKDXPulseCategoryID i
     pulses.mPulses.push_back({iValue, iJobId, iCategory, iEnqueueTime, iNow});
 }
 
-namespace PerfReadings
+namespace Builtin::PerfReadings
 {
 
 std::int64_t GetCounter(int iCounterId)
@@ -337,4 +337,4 @@ void Reset()
     TakePulses();
 }
 
-} // namespace PerfReadings
+} // namespace Builtin::PerfReadings

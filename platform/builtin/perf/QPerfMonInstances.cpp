@@ -161,26 +161,26 @@ class InstanceCount final : public QORObjectInstanceCount
 public:
     void IncreaseObjectInstanceCount(int iCategory) noexcept override
     {
-        EventTrace::Note("QORObjectInstanceCount::IncreaseObjectInstanceCount", {iCategory});
+        Builtin::EventTrace::Note("QORObjectInstanceCount::IncreaseObjectInstanceCount", {iCategory});
         AddToCount(iCategory, 1);
     }
 
     void DecreaseObjectInstanceCount(int iCategory) noexcept override
     {
-        EventTrace::Note("QORObjectInstanceCount::DecreaseObjectInstanceCount", {iCategory});
+        Builtin::EventTrace::Note("QORObjectInstanceCount::DecreaseObjectInstanceCount", {iCategory});
         AddToCount(iCategory, -1);
     }
 
     void CreateObjectInstance(int iCategory, const void* iObject) noexcept override
     {
-        EventTrace::Note("QORObjectInstanceCount::CreateObjectInstance", {iCategory});
+        Builtin::EventTrace::Note("QORObjectInstanceCount::CreateObjectInstance", {iCategory});
         if (IsKnownCategory(iCategory) && iObject != nullptr)
             GetSet(iCategory, iObject).Insert(iObject);
     }
 
     void DeleteObjectInstance(int iCategory, const void* iObject) noexcept override
     {
-        EventTrace::Note("QORObjectInstanceCount::DeleteObjectInstance", {iCategory});
+        Builtin::EventTrace::Note("QORObjectInstanceCount::DeleteObjectInstance", {iCategory});
         if (IsKnownCategory(iCategory) && iObject != nullptr)
             GetSet(iCategory, iObject).Erase(iObject);
     }
@@ -192,7 +192,7 @@ constinit InstanceCount gInstanceCount;
 
 QORObjectInstanceCount* QORObjectInstanceCount::GetObjectInstanceCount() noexcept { return &gInstanceCount; }
 
-std::int64_t PerfReadings::GetInstanceCount(int iCategory)
+std::int64_t Builtin::PerfReadings::GetInstanceCount(int iCategory)
 {
     std::int64_t sum = 0;
     if (IsKnownCategory(iCategory))
@@ -203,7 +203,7 @@ std::int64_t PerfReadings::GetInstanceCount(int iCategory)
     return sum;
 }
 
-std::int64_t PerfReadings::GetLiveInstances(int iCategory)
+std::int64_t Builtin::PerfReadings::GetLiveInstances(int iCategory)
 {
     std::size_t sum = 0;
     if (IsKnownCategory(iCategory))

@@ -133,7 +133,7 @@ Setting ParseLine(std::string_view iLine, std::string_view iKey)
 
 } // namespace
 
-namespace Registry
+namespace Builtin::RegistryTree
 {
 
 void CreateKey(std::string_view iPath)
@@ -199,7 +199,7 @@ void Clear()
     tree.mRoot = std::make_shared<Node>();
 }
 
-} // namespace Registry
+} // namespace Builtin::RegistryTree
 
 namespace QRegistry
 {

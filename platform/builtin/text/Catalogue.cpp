@@ -10,7 +10,7 @@
 #include <cstring>
 #include <new>
 
-namespace Catalogue
+namespace Builtin::Catalogue
 {
 
 namespace
@@ -67,7 +67,7 @@ const Entry* FindByName(const char* iBundle, std::string_view iName, unsigned iL
     return FindFor(iLanguageId, [&](const Entry& iEntry) { return iEntry.mpName == iName && IsIn(iEntry, iBundle); });
 }
 
-} // namespace Catalogue
+} // namespace Builtin::Catalogue
 
 namespace QResource
 {
@@ -84,15 +84,16 @@ public:
     const char* GetTemplate(unsigned iMessageId, unsigned iLanguageId, const char* iKey, int) override
     {
         const unsigned language = LanguageOf(iLanguageId);
-        const Catalogue::Entry* entry = Catalogue::Find(mpName, iMessageId, language);
+        const Builtin::Catalogue::Entry* entry = Builtin::Catalogue::Find(mpName, iMessageId, language);
         if (entry == nullptr && iKey != nullptr)
-            entry = Catalogue::FindByName(mpName, iKey, language);
+            entry = Builtin::Catalogue::FindByName(mpName, iKey, language);
         return entry == nullptr ? GetMessageTemplate() : entry->mpText;
     }
 
     QBase::wstring FindMessage(unsigned iMessageId, unsigned iLocale, const QBase::WCHAR* iDefault) override
     {
-        const Catalogue::Entry* const entry = Catalogue::Find(mpName, iMessageId, LanguageOf(iLocale & 0xFFFF));
+        const Builtin::Catalogue::Entry* const entry =
+            Builtin::Catalogue::Find(mpName, iMessageId, LanguageOf(iLocale & 0xFFFF));
         if (entry != nullptr)
             return QBase::UTF8ToWideChar(entry->mpText);
         return iDefault == nullptr ? QORJOB_W("") : iDefault;
@@ -112,7 +113,7 @@ private:
 
 QBase::ReturnPtrI<Bundle> OpenBundle(const char* iName, unsigned iLanguageId)
 {
-    const char* const name = Catalogue::FindBundle(iName);
+    const char* const name = Builtin::Catalogue::FindBundle(iName);
     if (name == nullptr)
         return {};
     Bundle* const bundle = new BundleBody(name, iLanguageId);
@@ -125,7 +126,7 @@ QBase::ReturnPtrI<Bundle> OpenBundle(const char* iName, unsigned iLanguageId)
 
 QBase::ReturnPtrI<Bundle> GetFileBundle(const char* iName)
 {
-    EventTrace::Note("QResource::GetFileBundle");
+    Builtin::EventTrace::Note("QResource::GetFileBundle");
     return OpenBundle(iName, 0);
 }
 
@@ -135,6 +136,6 @@ const char* GetMessageTemplate() noexcept { return "-?- "; }
 
 QBase::ReturnPtrI<QResource::Bundle> QLogRouter::GetResourceBundle(unsigned iLocale)
 {
-    EventTrace::Note("QLogRouter::GetResourceBundle", {iLocale});
+    Builtin::EventTrace::Note("QLogRouter::GetResourceBundle", {iLocale});
     return QResource::OpenBundle("Kernel", iLocale & 0xFFFF);
 }

@@ -5,7 +5,7 @@
 #include <span>
 #include <string_view>
 
-namespace Catalogue
+namespace Builtin::Catalogue
 {
 
 struct Entry
@@ -34,4 +34,4 @@ const Entry* Find(const char* iBundle, unsigned iMessageId, unsigned iLanguageId
 /// The same by the entry's name.
 const Entry* FindByName(const char* iBundle, std::string_view iName, unsigned iLanguageId) noexcept;
 
-} // namespace Catalogue
+} // namespace Builtin::Catalogue

@@ -38,7 +38,7 @@ void AppendString(std::string& ioMessage, std::string_view iText)
 
 HRESULT GetLogMessageInJSON(const std::map<std::string, std::string>& iProperties, std::string& oMessage)
 {
-    EventTrace::Note("QCOMShared::GetLogMessageInJSON");
+    Builtin::EventTrace::Note("QCOMShared::GetLogMessageInJSON");
     return Builtin::Guarded([&] {
         std::string message = "{";
         for (const auto& [key, value] : iProperties)

@@ -15,7 +15,7 @@ constinit std::atomic<unsigned> gUserDefaultLocale{cEnglish};
 
 unsigned QFormat::GetUserDefaultLCID() noexcept { return gUserDefaultLocale.load(std::memory_order_relaxed); }
 
-void Settings::SetUserDefaultLCID(unsigned iLocale) noexcept
+void Builtin::Settings::SetUserDefaultLCID(unsigned iLocale) noexcept
 {
     gUserDefaultLocale.store(iLocale, std::memory_order_relaxed);
 }

@@ -153,7 +153,7 @@ unsigned GetThreadLanguageID() noexcept { return tThreadLanguage != 0 ? tThreadL
 
 } // namespace QResource
 
-namespace Settings
+namespace Builtin::Settings
 {
 
 void SetProcessLanguageID(unsigned iLanguageId) noexcept
@@ -163,7 +163,7 @@ void SetProcessLanguageID(unsigned iLanguageId) noexcept
 
 void SetThreadLanguageID(unsigned iLanguageId) noexcept { QResource::tThreadLanguage = iLanguageId; }
 
-} // namespace Settings
+} // namespace Builtin::Settings
 
 namespace QLog::Format
 {
