@@ -1,8 +1,8 @@
 #include "platform/builtin/EventTrace.h"
 
+#include "platform/Mutex.h"
 #include "platform/builtin/base/NeverDestroyed.h"
 
-#include <mutex>
 #include <utility>
 
 namespace Builtin::EventTrace
@@ -13,8 +13,8 @@ namespace
 
 struct Trace
 {
-    std::mutex mMutex;
-    std::vector<std::string> mCalls;
+    QSynch::Mutex mMutex;
+    std::vector<std::string> mCalls QORJOB_GUARDED_BY(mMutex);
 };
 
 Trace& GetTrace()
@@ -37,7 +37,7 @@ void Record(const char* iOperation, std::initializer_list<std::int64_t> iArgumen
         call.append(" ").append(std::to_string(argument));
 
     Trace& trace = GetTrace();
-    const std::lock_guard hold(trace.mMutex);
+    const QSynch::MutexHold hold(trace.mMutex);
     if (gbRecording.load(std::memory_order_relaxed))
         trace.mCalls.push_back(std::move(call));
 }
@@ -47,7 +47,7 @@ void Record(const char* iOperation, std::initializer_list<std::int64_t> iArgumen
 void Start()
 {
     Trace& trace = GetTrace();
-    const std::lock_guard hold(trace.mMutex);
+    const QSynch::MutexHold hold(trace.mMutex);
     trace.mCalls.clear();
     Detail::gbRecording.store(true);
 }
@@ -55,7 +55,7 @@ void Start()
 std::vector<std::string> Stop()
 {
     Trace& trace = GetTrace();
-    const std::lock_guard hold(trace.mMutex);
+    const QSynch::MutexHold hold(trace.mMutex);
     Detail::gbRecording.store(false);
     return std::exchange(trace.mCalls, {});
 }

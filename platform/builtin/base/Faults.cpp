@@ -1,9 +1,9 @@
 #include "platform/builtin/Faults.h"
 
+#include "platform/Mutex.h"
 #include "platform/builtin/base/NeverDestroyed.h"
 
 #include <cstddef>
-#include <mutex>
 #include <unordered_set>
 
 namespace Builtin::Faults
@@ -23,8 +23,8 @@ constexpr unsigned BitOf(EnumFault iFault) { return 1u << static_cast<unsigned>(
 // The blocks themselves and not their number: a block from before the count that is given back would hide a lost one.
 struct Blocks
 {
-    std::mutex mMutex;
-    std::unordered_set<const void*> mTaken;
+    QSynch::Mutex mMutex;
+    std::unordered_set<const void*> mTaken QORJOB_GUARDED_BY(mMutex);
 };
 
 Blocks& GetBlocks()
@@ -69,7 +69,7 @@ void FailNth(EnumFault iFault, std::int64_t iNth) noexcept
 void StartCountingBlocks() noexcept
 {
     Blocks& blocks = GetBlocks();
-    const std::lock_guard hold(blocks.mMutex);
+    const QSynch::MutexHold hold(blocks.mMutex);
     blocks.mTaken.clear();
     Detail::gArmed.fetch_or(cCountingBit);
 }
@@ -77,7 +77,7 @@ void StartCountingBlocks() noexcept
 std::int64_t StopCountingBlocks() noexcept
 {
     Blocks& blocks = GetBlocks();
-    const std::lock_guard hold(blocks.mMutex);
+    const QSynch::MutexHold hold(blocks.mMutex);
     Detail::gArmed.fetch_and(~cCountingBit);
     return static_cast<std::int64_t>(blocks.mTaken.size());
 }
@@ -87,7 +87,7 @@ void NoteBlockTaken(const void* iBlock) noexcept
     if (!IsCounting())
         return;
     Blocks& blocks = GetBlocks();
-    const std::lock_guard hold(blocks.mMutex);
+    const QSynch::MutexHold hold(blocks.mMutex);
     blocks.mTaken.insert(iBlock);
 }
 
@@ -96,7 +96,7 @@ void NoteBlockGoing(const void* iBlock) noexcept
     if (!IsCounting())
         return;
     Blocks& blocks = GetBlocks();
-    const std::lock_guard hold(blocks.mMutex);
+    const QSynch::MutexHold hold(blocks.mMutex);
     blocks.mTaken.erase(iBlock);
 }
 

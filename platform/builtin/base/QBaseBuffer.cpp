@@ -1,4 +1,5 @@
 #include "platform/QBase.h"
+#include "platform/ThreadSafety.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Faults.h"
 
@@ -67,21 +68,31 @@ private:
 };
 
 /// Lets one thread at a time add a chunk. A byte: arenas are many, and seldom two threads meet here.
-class GrowthGuard
+class QORJOB_CAPABILITY("growth guard") GrowthGuard
 {
 public:
-    explicit GrowthGuard(std::atomic_flag& ioFlag) : mFlag(ioFlag)
+    void Enter() QORJOB_ACQUIRE()
     {
         while (mFlag.test_and_set(std::memory_order_acquire))
             std::this_thread::yield();
     }
-    ~GrowthGuard() { mFlag.clear(std::memory_order_release); }
-
-    GrowthGuard(const GrowthGuard&) = delete;
-    GrowthGuard& operator=(const GrowthGuard&) = delete;
+    void Leave() QORJOB_RELEASE() { mFlag.clear(std::memory_order_release); }
 
 private:
-    std::atomic_flag& mFlag;
+    std::atomic_flag mFlag;
+};
+
+class QORJOB_SCOPED_CAPABILITY GrowthHold
+{
+public:
+    explicit GrowthHold(GrowthGuard& iGuard) QORJOB_ACQUIRE(iGuard) : mGuard(iGuard) { mGuard.Enter(); }
+    ~GrowthHold() QORJOB_RELEASE() { mGuard.Leave(); }
+
+    GrowthHold(const GrowthHold&) = delete;
+    GrowthHold& operator=(const GrowthHold&) = delete;
+
+private:
+    GrowthGuard& mGuard;
 };
 
 /// The arena stands at the start of its first block, and the reserve in the same block behind it.
@@ -148,25 +159,25 @@ private:
 
     void* TakeFromFurtherChunk(std::size_t iBytes, std::size_t iAlignment) noexcept;
     void Rewind() noexcept;
-    void FreeChunks() noexcept;
+    void FreeChunks() noexcept QORJOB_REQUIRES(mGrowing);
     void FreeAll() noexcept;
 
     std::atomic<Chunk*> mpInUse{&mReserve};
     const std::size_t mFirstChunkBytes;
-    std::size_t mNextChunkBytes;
+    std::size_t mNextChunkBytes QORJOB_GUARDED_BY(mGrowing);
     const unsigned mGrowth;
     std::atomic<unsigned> mRegistrations{0};
-    Chunk* mpFurther = nullptr; ///< taken in this use
-    Chunk* mpKept = nullptr;    ///< left from the uses before
-    bool mbKeptInUse = false;
+    Chunk* mpFurther QORJOB_GUARDED_BY(mGrowing) = nullptr; ///< taken in this use
+    Chunk* mpKept QORJOB_GUARDED_BY(mGrowing) = nullptr;    ///< left from the uses before
+    bool mbKeptInUse QORJOB_GUARDED_BY(mGrowing) = false;
     const bool mbReusable;
-    std::atomic_flag mGrowing; // guards the further and the kept chunks and the next one's size
-    Chunk mReserve;            // the last member: its memory lies behind the arena
+    GrowthGuard mGrowing;
+    Chunk mReserve; // the last member: its memory lies behind the arena
 };
 
 void* Arena::TakeFromFurtherChunk(std::size_t iBytes, std::size_t iAlignment) noexcept
 {
-    const GrowthGuard guard(mGrowing);
+    const GrowthHold hold(mGrowing);
     Chunk* const inUse = mpInUse.load(std::memory_order_relaxed);
     // Another thread may have added a chunk since.
     if (void* const memory = inUse->Take(iBytes, iAlignment))
@@ -203,6 +214,7 @@ void* Arena::TakeFromFurtherChunk(std::size_t iBytes, std::size_t iAlignment) no
 
 void Arena::Rewind() noexcept
 {
+    const GrowthHold hold(mGrowing);
     if (mpFurther != nullptr && mReserve.GetBytes() == 0 && mpKept == nullptr && mpFurther->mpNext == nullptr)
     {
         mpKept = std::exchange(mpFurther, nullptr);
@@ -233,7 +245,10 @@ void Arena::FreeChunks() noexcept
 
 void Arena::FreeAll() noexcept
 {
-    FreeChunks();
+    {
+        const GrowthHold hold(mGrowing);
+        FreeChunks();
+    }
     this->~Arena();
     HeapFree(this);
 }

@@ -1,10 +1,10 @@
+#include "platform/Mutex.h"
 #include "platform/QBase.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/LibraryUsers.h"
 #include "platform/builtin/base/NeverDestroyed.h"
 
 #include <algorithm>
-#include <mutex>
 
 namespace QBase
 {
@@ -14,8 +14,8 @@ namespace
 
 struct MemGovernors
 {
-    std::mutex mMutex;
-    list<MemGovernorProxy*> mProxies;
+    QSynch::Mutex mMutex;
+    list<MemGovernorProxy*> mProxies QORJOB_GUARDED_BY(mMutex);
 };
 
 MemGovernors& GetMemGovernors()
@@ -30,7 +30,7 @@ void RegisterMemGovernor(MemGovernorProxy& iProxy)
 {
     Builtin::EventTrace::Note("QBase::RegisterMemGovernor");
     MemGovernors& governors = GetMemGovernors();
-    const std::lock_guard hold(governors.mMutex);
+    const QSynch::MutexHold hold(governors.mMutex);
     governors.mProxies.push_back(&iProxy);
 }
 
@@ -38,7 +38,7 @@ void UnregisterMemGovernor(MemGovernorProxy& iProxy) noexcept
 {
     Builtin::EventTrace::Note("QBase::UnregisterMemGovernor");
     MemGovernors& governors = GetMemGovernors();
-    const std::lock_guard hold(governors.mMutex);
+    const QSynch::MutexHold hold(governors.mMutex);
     const auto place = std::find(governors.mProxies.begin(), governors.mProxies.end(), &iProxy);
     if (place != governors.mProxies.end())
         governors.mProxies.erase(place);
@@ -49,6 +49,6 @@ void UnregisterMemGovernor(MemGovernorProxy& iProxy) noexcept
 std::size_t Builtin::LibraryUsers::GetMemGovernorCount()
 {
     QBase::MemGovernors& governors = QBase::GetMemGovernors();
-    const std::lock_guard hold(governors.mMutex);
+    const QSynch::MutexHold hold(governors.mMutex);
     return governors.mProxies.size();
 }

@@ -1,5 +1,6 @@
 #include "platform/builtin/LogSinks.h"
 
+#include "platform/Mutex.h"
 #include "platform/QBase.h"
 #include "platform/QDataType.h"
 #include "platform/QLog.h"
@@ -12,7 +13,6 @@
 #include <fstream>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <utility>
 
 #if !defined(_WIN32)
@@ -33,12 +33,12 @@ struct Entry
 
 struct Sinks
 {
-    std::mutex mMutex; // held while the sinks write: lines stay whole and in order
-    std::map<int, Entry> mSinks;
-    int mLastId = 0;
+    QSynch::Mutex mMutex; // held while the sinks write: lines stay whole and in order
+    std::map<int, Entry> mSinks QORJOB_GUARDED_BY(mMutex);
+    int mLastId QORJOB_GUARDED_BY(mMutex) = 0;
 
     /// The environment and the program may both send lines to one place; there they stand once.
-    bool IsFirstOfItsTarget(std::map<int, Entry>::const_iterator iSink) const
+    bool IsFirstOfItsTarget(std::map<int, Entry>::const_iterator iSink) const QORJOB_REQUIRES(mMutex)
     {
         return iSink->second.mTarget.empty() || std::none_of(mSinks.begin(), iSink, [&](const auto& iBefore) {
                    return iBefore.second.mTarget == iSink->second.mTarget;
@@ -65,7 +65,7 @@ std::string TimeText(const QDataType::DateTime& iTime)
 int Add(Entry iEntry)
 {
     Sinks& sinks = GetSinks();
-    const std::lock_guard hold(sinks.mMutex);
+    const QSynch::MutexHold hold(sinks.mMutex);
     sinks.mSinks.emplace(++sinks.mLastId, std::move(iEntry));
     gSinkCount.store(sinks.mSinks.size(), std::memory_order_relaxed);
     return sinks.mLastId;
@@ -88,7 +88,7 @@ int AddSink(Sink iSink) { return Add({std::move(iSink), ""}); }
 void RemoveSink(int iSinkId)
 {
     Sinks& sinks = GetSinks();
-    const std::lock_guard hold(sinks.mMutex);
+    const QSynch::MutexHold hold(sinks.mMutex);
     sinks.mSinks.erase(iSinkId);
     gSinkCount.store(sinks.mSinks.size(), std::memory_order_relaxed);
 }
@@ -139,7 +139,7 @@ bool HasSinks() noexcept { return gSinkCount.load(std::memory_order_relaxed) != 
 void Write(const Line& iLine)
 {
     Sinks& sinks = GetSinks();
-    const std::lock_guard hold(sinks.mMutex);
+    const QSynch::MutexHold hold(sinks.mMutex);
     for (auto sink = sinks.mSinks.begin(); sink != sinks.mSinks.end(); ++sink)
         if (sinks.IsFirstOfItsTarget(sink))
             sink->second.mSink(iLine);

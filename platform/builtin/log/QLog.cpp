@@ -1,5 +1,6 @@
 #include "platform/QLog.h"
 
+#include "platform/Mutex.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Faults.h"
 #include "platform/builtin/LibraryUsers.h"
@@ -12,7 +13,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <map>
-#include <mutex>
 #include <new>
 #include <string>
 #include <string_view>
@@ -95,12 +95,15 @@ struct Rule
 
 struct Routers
 {
-    std::mutex mMutex;
-    std::map<RouterKey, RouterBody*> mLive; // each removes itself with its last reference
-    std::vector<Rule> mRules;               // a later one overrules an earlier one
-    std::vector<Rule> mUnmet;               // those of the environment that have covered no router yet
+    QSynch::Mutex mMutex;
+    /// Each removes itself with its last reference.
+    std::map<RouterKey, RouterBody*> mLive QORJOB_GUARDED_BY(mMutex);
+    /// A later one overrules an earlier one.
+    std::vector<Rule> mRules QORJOB_GUARDED_BY(mMutex);
+    /// Those of the environment that have covered no router yet.
+    std::vector<Rule> mUnmet QORJOB_GUARDED_BY(mMutex);
 
-    bool IsEnabled(const RouterKey& iKey) const
+    bool IsEnabled(const RouterKey& iKey) const QORJOB_REQUIRES(mMutex)
     {
         const auto rule =
             std::find_if(mRules.rbegin(), mRules.rend(), [&](const Rule& iRule) { return iRule.Covers(iKey); });
@@ -122,7 +125,7 @@ unsigned RouterBody::Release() noexcept
     Builtin::EventTrace::Note("QLog::~Router");
     {
         Routers& routers = GetRouters();
-        const std::lock_guard hold(routers.mMutex);
+        const QSynch::MutexHold hold(routers.mMutex);
         const auto place = routers.mLive.find(mKey);
         // A new router may already have taken the place.
         if (place != routers.mLive.end() && place->second == this)
@@ -179,9 +182,9 @@ void RouterBody::LogCoded(HRESULT iCode, const char* iTemplateName, const char* 
 /// The library's time between its first and its last initialiser.
 struct Uptime
 {
-    std::mutex mMutex;
-    unsigned mInitializers = 0;
-    int mSinkId = 0; // of the environment's sink; 0: there is none
+    QSynch::Mutex mMutex;
+    unsigned mInitializers QORJOB_GUARDED_BY(mMutex) = 0;
+    int mSinkId QORJOB_GUARDED_BY(mMutex) = 0; ///< of the environment's sink; 0: there is none
 };
 
 Uptime& GetUptime()
@@ -213,7 +216,7 @@ void EnableListed(std::string_view iList)
         Builtin::LogSinks::Enable(key.first, key.second, true);
 
         Routers& routers = GetRouters();
-        const std::lock_guard hold(routers.mMutex);
+        const QSynch::MutexHold hold(routers.mMutex);
         const Rule rule{std::move(key), true};
         if (std::none_of(routers.mLive.begin(), routers.mLive.end(),
                          [&](const auto& iLive) { return rule.Covers(iLive.first); }))
@@ -225,7 +228,7 @@ void EnableListed(std::string_view iList)
 void ReportUnmet() noexcept
 {
     Routers& routers = GetRouters();
-    const std::lock_guard hold(routers.mMutex);
+    const QSynch::MutexHold hold(routers.mMutex);
     for (const Rule& rule : routers.mUnmet)
         std::fprintf(stderr, "QORJOB_LOG names %s/%s: there was no such log router.\n", rule.mKey.first.c_str(),
                      rule.mKey.second.c_str());
@@ -267,7 +270,7 @@ QBase::ReturnPtrI<Router> CreateRouter(const char* iComponent, const char* iName
 
     Routers& routers = GetRouters();
     QBase::PtrI<RouterBody> made; // goes, where it can't be entered, behind the lock: its end takes it
-    const std::lock_guard hold(routers.mMutex);
+    const QSynch::MutexHold hold(routers.mMutex);
     const auto live = routers.mLive.find(key);
     if (live != routers.mLive.end() && live->second->AddRefWhileReferenced())
         return QBase::ReturnPtrI<Router>::Adopt(live->second);
@@ -284,7 +287,7 @@ Initializer::Initializer()
         throw QBase::Message("The logging library can't be brought up.");
     Builtin::EventTrace::Note("QLog::Initializer");
     Uptime& uptime = GetUptime();
-    const std::lock_guard hold(uptime.mMutex);
+    const QSynch::MutexHold hold(uptime.mMutex);
     if (uptime.mInitializers == 0)
     {
         if (const char* const list = Setting("QORJOB_LOG"))
@@ -304,7 +307,7 @@ Initializer::~Initializer()
 {
     Builtin::EventTrace::Note("QLog::~Initializer");
     Uptime& uptime = GetUptime();
-    const std::lock_guard hold(uptime.mMutex);
+    const QSynch::MutexHold hold(uptime.mMutex);
     if (--uptime.mInitializers != 0)
         return;
     Builtin::LogSinks::RemoveSink(std::exchange(uptime.mSinkId, 0));
@@ -316,14 +319,14 @@ Initializer::~Initializer()
 unsigned Builtin::LibraryUsers::GetLogUsers()
 {
     QLog::Uptime& uptime = QLog::GetUptime();
-    const std::lock_guard hold(uptime.mMutex);
+    const QSynch::MutexHold hold(uptime.mMutex);
     return uptime.mInitializers;
 }
 
 void Builtin::LogSinks::Enable(const std::string& iComponent, const std::string& iName, bool ibEnabled)
 {
     QLog::Routers& routers = QLog::GetRouters();
-    const std::lock_guard hold(routers.mMutex);
+    const QSynch::MutexHold hold(routers.mMutex);
     const QLog::Rule rule{{iComponent, iName}, ibEnabled};
     std::erase_if(routers.mRules, [&](const QLog::Rule& iOld) { return rule.Covers(iOld.mKey); });
     routers.mRules.push_back(rule);

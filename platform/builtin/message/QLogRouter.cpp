@@ -1,5 +1,6 @@
 #include "platform/QLogRouter.h"
 
+#include "platform/Mutex.h"
 #include "platform/QLog.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/ThreadContextListener.h"
@@ -9,7 +10,6 @@
 #include "platform/builtin/text/Catalogue.h"
 
 #include <memory>
-#include <mutex>
 #include <utility>
 
 namespace
@@ -19,8 +19,8 @@ using Listener = std::function<void()>;
 
 struct ListenerPlace
 {
-    std::mutex mMutex;
-    std::shared_ptr<const Listener> mpListener;
+    QSynch::Mutex mMutex;
+    std::shared_ptr<const Listener> mpListener QORJOB_GUARDED_BY(mMutex);
 };
 
 ListenerPlace& GetListenerPlace()
@@ -50,7 +50,7 @@ void Builtin::ThreadContextListener::Set(std::function<void()> iListener)
     if (iListener)
         listener = std::make_shared<const Listener>(std::move(iListener));
     ListenerPlace& place = GetListenerPlace();
-    const std::lock_guard hold(place.mMutex);
+    const QSynch::MutexHold hold(place.mMutex);
     place.mpListener.swap(listener);
 }
 
@@ -60,7 +60,7 @@ void QLogRouter::RefreshCurrentThreadContext()
     std::shared_ptr<const Listener> listener;
     {
         ListenerPlace& place = GetListenerPlace();
-        const std::lock_guard hold(place.mMutex);
+        const QSynch::MutexHold hold(place.mMutex);
         listener = place.mpListener;
     }
     if (listener != nullptr)

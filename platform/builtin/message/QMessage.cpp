@@ -1,5 +1,6 @@
 #include "platform/QMessage.h"
 
+#include "platform/Mutex.h"
 #include "platform/QLogRouter.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/base/CountedObject.h"
@@ -10,7 +11,6 @@
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -185,7 +185,7 @@ public:
     {
         if (oState == nullptr)
             return E_POINTER;
-        const std::lock_guard hold(mMutex);
+        const QSynch::MutexHold hold(mMutex);
         *oState = mbOpen ? WriteMessageOpen : WriteMessageClosed;
         return S_OK;
     }
@@ -194,7 +194,7 @@ public:
 
     HRESULT set_ErrorCode(HRESULT iCode) override
     {
-        const std::lock_guard hold(mMutex);
+        const QSynch::MutexHold hold(mMutex);
         if (!mbOpen)
             return E_UNEXPECTED;
         mErrorCode = iCode;
@@ -205,7 +205,7 @@ public:
     {
         if (oCode == nullptr)
             return E_POINTER;
-        const std::lock_guard hold(mMutex);
+        const QSynch::MutexHold hold(mMutex);
         *oCode = mErrorCode;
         return S_OK;
     }
@@ -215,7 +215,7 @@ public:
         if (iBlocks == nullptr && iBytes != 0)
             return E_POINTER;
         return Guarded([&] {
-            const std::lock_guard hold(mMutex);
+            const QSynch::MutexHold hold(mMutex);
             if (!mbOpen)
                 return E_UNEXPECTED;
             return Builtin::MessageBlocks::SplitBlocks({static_cast<const BYTE*>(iBlocks), iBytes}, mBodies);
@@ -232,7 +232,7 @@ public:
 
     HRESULT Close() override
     {
-        const std::lock_guard hold(mMutex);
+        const QSynch::MutexHold hold(mMutex);
         return std::exchange(mbOpen, false) ? S_OK : S_FALSE;
     }
 
@@ -254,7 +254,7 @@ public:
     HRESULT Reset() override
     {
         Builtin::EventTrace::Note("CKDXServerMessage::Reset");
-        const std::lock_guard hold(mMutex);
+        const QSynch::MutexHold hold(mMutex);
         mBodies.clear();
         mErrorCode = S_OK;
         mbOpen = true;
@@ -266,7 +266,7 @@ private:
     SharedBytes PackAll(HRESULT* oErrorCode)
     {
         const auto bytes = std::make_shared<Bytes>();
-        const std::lock_guard hold(mMutex);
+        const QSynch::MutexHold hold(mMutex);
         if (oErrorCode != nullptr)
             *oErrorCode = mErrorCode;
         for (std::size_t left = mBodies.size(); const Bytes& body : mBodies)
@@ -275,10 +275,10 @@ private:
     }
 
     const PtrI<IUnknown> mItem;
-    std::mutex mMutex; // the fields below
-    std::vector<Bytes> mBodies;
-    HRESULT mErrorCode = S_OK;
-    bool mbOpen = true;
+    QSynch::Mutex mMutex;
+    std::vector<Bytes> mBodies QORJOB_GUARDED_BY(mMutex);
+    HRESULT mErrorCode QORJOB_GUARDED_BY(mMutex) = S_OK;
+    bool mbOpen QORJOB_GUARDED_BY(mMutex) = true;
 };
 
 class Channel final : public Builtin::CountedBody<QORChannel>
@@ -300,19 +300,19 @@ public:
     void Close() override
     {
         std::shared_ptr<Receiver> closed; // goes after the lock: its end may run the caller's code
-        const std::lock_guard hold(mMutex);
+        const QSynch::MutexHold hold(mMutex);
         closed.swap(mpReceiver);
     }
 
 private:
     std::shared_ptr<Receiver> GetReceiver()
     {
-        const std::lock_guard hold(mMutex);
+        const QSynch::MutexHold hold(mMutex);
         return mpReceiver;
     }
 
-    std::mutex mMutex;
-    std::shared_ptr<Receiver> mpReceiver;
+    QSynch::Mutex mMutex;
+    std::shared_ptr<Receiver> mpReceiver QORJOB_GUARDED_BY(mMutex);
 };
 
 /// The item that the caller gave, or one of the message's own; empty when there is no memory for that.

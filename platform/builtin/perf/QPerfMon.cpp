@@ -1,5 +1,6 @@
 #include "platform/QPerfMon.h"
 
+#include "platform/Mutex.h"
 #include "platform/QBase.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Faults.h"
@@ -13,7 +14,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <string>
 #include <utility>
@@ -73,14 +73,9 @@ struct alignas(cLineBytes) ProfileShard
 constinit ProfileShard gProfileShards[cShardCount]{};
 
 // Names are only ever added: those below the count stand for good and are read without the lock.
+constinit QSynch::Mutex gProfileNamesMutex; // for adding
 constinit std::atomic<unsigned> gProfileCount{0};
 constinit const char* gProfileNames[cProfileCapacity]{};
-
-std::mutex& GetProfileNamesMutex() // for adding
-{
-    static Builtin::NeverDestroyed<std::mutex> mutex;
-    return mutex.Get();
-}
 
 /// Looks through the names from `iFrom` to `iTo`; gives `iTo` when the name isn't among them.
 unsigned FindProfile(const char* iName, unsigned iFrom, unsigned iTo)
@@ -98,7 +93,7 @@ unsigned FindOrAddProfile(const char* iName)
     if (index < seen)
         return index;
 
-    const std::lock_guard hold(GetProfileNamesMutex());
+    const QSynch::MutexHold hold(gProfileNamesMutex);
     const unsigned count = gProfileCount.load(std::memory_order_relaxed);
     index = FindProfile(iName, seen, count);
     if (index < count)
@@ -177,8 +172,8 @@ std::int64_t GetNanoseconds() noexcept
 
 struct Pulses
 {
-    std::mutex mMutex;
-    std::vector<Builtin::PerfReadings::Pulse> mPulses;
+    QSynch::Mutex mMutex;
+    std::vector<Builtin::PerfReadings::Pulse> mPulses QORJOB_GUARDED_BY(mMutex);
 };
 
 constinit std::atomic<bool> gbPulsesEnabled{false};
@@ -273,7 +268,7 @@ void PULSE_RecordPulseEvent(int iValue, int iJobId, Tag_EnumKDXPulseCategoryID i
     if (!IsRequestStatsEnabled(iCategory))
         return;
     Pulses& pulses = GetPulses();
-    const std::lock_guard hold(pulses.mMutex);
+    const QSynch::MutexHold hold(pulses.mMutex);
     pulses.mPulses.push_back({iValue, iJobId, iCategory, iEnqueueTime, iNow});
 }
 
@@ -314,7 +309,7 @@ void EnablePulses(bool ibEnabled) noexcept { gbPulsesEnabled.store(ibEnabled, st
 std::vector<Pulse> TakePulses()
 {
     Pulses& pulses = GetPulses();
-    const std::lock_guard hold(pulses.mMutex);
+    const QSynch::MutexHold hold(pulses.mMutex);
     return std::exchange(pulses.mPulses, {});
 }
 

@@ -1,5 +1,6 @@
 #include "platform/builtin/RegistryTree.h"
 
+#include "platform/Mutex.h"
 #include "platform/QRegistry.h"
 #include "platform/builtin/base/NeverDestroyed.h"
 
@@ -7,7 +8,6 @@
 #include <fstream>
 #include <iterator>
 #include <map>
-#include <mutex>
 #include <vector>
 
 namespace
@@ -30,22 +30,20 @@ struct NameOrder
     }
 };
 
+constinit QSynch::Mutex gMutex; // guards every node
+
 struct Node
 {
-    std::map<std::string, std::shared_ptr<Node>, NameOrder> mSubKeys;
-    std::map<std::string, std::string, NameOrder> mValues;
+    std::map<std::string, std::shared_ptr<Node>, NameOrder> mSubKeys QORJOB_GUARDED_BY(gMutex);
+    std::map<std::string, std::string, NameOrder> mValues QORJOB_GUARDED_BY(gMutex);
 };
 
-struct Tree
+std::shared_ptr<Node>& GetRoot() QORJOB_REQUIRES(gMutex)
 {
-    std::mutex mMutex; // guards every node
-    std::shared_ptr<Node> mRoot = std::make_shared<Node>();
-};
-
-Tree& GetTree()
-{
-    static Builtin::NeverDestroyed<Tree> tree;
-    return tree.Get();
+    static Builtin::NeverDestroyed<std::shared_ptr<Node>> root;
+    if (root.Get() == nullptr)
+        root.Get() = std::make_shared<Node>();
+    return root.Get();
 }
 
 // In the order of QRegistry::RootHives.
@@ -59,7 +57,7 @@ std::string_view TakeName(std::string_view& ioPath)
     return name;
 }
 
-std::shared_ptr<Node> Find(std::shared_ptr<Node> iNode, std::string_view iPath)
+std::shared_ptr<Node> Find(std::shared_ptr<Node> iNode, std::string_view iPath) QORJOB_REQUIRES(gMutex)
 {
     while (iNode != nullptr && !iPath.empty())
     {
@@ -69,7 +67,7 @@ std::shared_ptr<Node> Find(std::shared_ptr<Node> iNode, std::string_view iPath)
     return iNode;
 }
 
-Node& Make(Node& ioRoot, std::string_view iPath)
+Node& Make(Node& ioRoot, std::string_view iPath) QORJOB_REQUIRES(gMutex)
 {
     Node* node = &ioRoot;
     while (!iPath.empty())
@@ -139,17 +137,15 @@ namespace Builtin::RegistryTree
 void CreateKey(std::string_view iPath)
 {
     CheckPath(iPath);
-    Tree& tree = GetTree();
-    const std::lock_guard hold(tree.mMutex);
-    Make(*tree.mRoot, iPath);
+    const QSynch::MutexHold hold(gMutex);
+    Make(*GetRoot(), iPath);
 }
 
 void SetText(std::string_view iPath, std::string_view iName, std::string_view iText)
 {
     CheckPath(iPath);
-    Tree& tree = GetTree();
-    const std::lock_guard hold(tree.mMutex);
-    Make(*tree.mRoot, iPath).mValues.insert_or_assign(std::string(iName), std::string(iText));
+    const QSynch::MutexHold hold(gMutex);
+    Make(*GetRoot(), iPath).mValues.insert_or_assign(std::string(iName), std::string(iText));
 }
 
 void LoadText(std::string_view iLines, const std::string& iFileName)
@@ -194,9 +190,8 @@ void LoadFile(const std::string& iFileName)
 
 void Clear()
 {
-    Tree& tree = GetTree();
-    const std::lock_guard hold(tree.mMutex);
-    tree.mRoot = std::make_shared<Node>();
+    const QSynch::MutexHold hold(gMutex);
+    GetRoot() = nullptr;
 }
 
 } // namespace Builtin::RegistryTree
@@ -214,9 +209,8 @@ std::shared_ptr<Node> NodeOf(const std::shared_ptr<void>& iHandle) { return std:
 Key OpenKeyFromRoot(RootHives iHive, const QBase::WCHAR* iPath)
 {
     const std::string path = std::string(cRoots[static_cast<int>(iHive)]) + "\\" + QBase::WideCharToUTF8(iPath);
-    Tree& tree = GetTree();
-    const std::lock_guard hold(tree.mMutex);
-    std::shared_ptr<Node> node = Find(tree.mRoot, path);
+    const QSynch::MutexHold hold(gMutex);
+    std::shared_ptr<Node> node = Find(GetRoot(), path);
     if (node == nullptr)
         throw KeyException("Registry key " + path + " isn't there");
     return Key(std::move(node));
@@ -225,20 +219,20 @@ Key OpenKeyFromRoot(RootHives iHive, const QBase::WCHAR* iPath)
 bool Key::HasSubKey(const QBase::WCHAR* iPath) const
 {
     const std::string path = QBase::WideCharToUTF8(iPath);
-    const std::lock_guard hold(GetTree().mMutex);
+    const QSynch::MutexHold hold(gMutex);
     return Find(NodeOf(mHandle), path) != nullptr;
 }
 
 bool Key::HasUnnamedValue() const
 {
-    const std::lock_guard hold(GetTree().mMutex);
+    const QSynch::MutexHold hold(gMutex);
     return NodeOf(mHandle)->mValues.contains(std::string_view());
 }
 
 QBase::wstring Key::ReadText(const QBase::WCHAR* iName, const QBase::WCHAR* iDefault) const
 {
     const std::string name = iName == nullptr ? std::string() : QBase::WideCharToUTF8(iName);
-    const std::lock_guard hold(GetTree().mMutex);
+    const QSynch::MutexHold hold(gMutex);
     const auto& values = NodeOf(mHandle)->mValues;
     const auto found = values.find(name);
     return found == values.end() ? QBase::wstring(iDefault) : QBase::UTF8ToWideChar(found->second);
