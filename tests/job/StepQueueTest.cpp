@@ -79,7 +79,7 @@ TEST_F(StepQueueTest, TakesBothNewStepsOrNone)
     Add({3});
     for (int failing = 1; failing <= 4; ++failing) // two steps and their two entries
     {
-        Faults::FailNth(Faults::EnumFault::Allocation, failing);
+        Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, failing);
         try
         {
             EXPECT_EQ(mQueue.InsertNew(At(0), 12, StepCloseJob), E_OUTOFMEMORY);
