@@ -73,9 +73,14 @@ struct alignas(cLineBytes) ProfileShard
 constinit ProfileShard gProfileShards[cShardCount]{};
 
 // Names are only ever added: those below the count stand for good and are read without the lock.
-constinit QSynch::Mutex gProfileNamesMutex; // for adding
 constinit std::atomic<unsigned> gProfileCount{0};
 constinit const char* gProfileNames[cProfileCapacity]{};
+
+QSynch::Mutex& GetProfileNamesMutex() // for adding
+{
+    static Builtin::NeverDestroyed<QSynch::Mutex> mutex;
+    return mutex.Get();
+}
 
 /// Looks through the names from `iFrom` to `iTo`; gives `iTo` when the name isn't among them.
 unsigned FindProfile(const char* iName, unsigned iFrom, unsigned iTo)
@@ -93,7 +98,7 @@ unsigned FindOrAddProfile(const char* iName)
     if (index < seen)
         return index;
 
-    const QSynch::MutexHold hold(gProfileNamesMutex);
+    const QSynch::MutexHold hold(GetProfileNamesMutex());
     const unsigned count = gProfileCount.load(std::memory_order_relaxed);
     index = FindProfile(iName, seen, count);
     if (index < count)
