@@ -29,14 +29,14 @@ Megabytes::Megabytes(std::uint64_t iBytes) noexcept
 
 SharedGuid& SharedGuid::operator=(const GUID& iGuid)
 {
-    const std::lock_guard hold(mMutex);
+    const QSynch::MutexHold hold(mMutex);
     mGuid = iGuid;
     return *this;
 }
 
 SharedGuid::operator GUID() const
 {
-    const std::lock_guard hold(mMutex);
+    const QSynch::MutexHold hold(mMutex);
     return mGuid;
 }
 

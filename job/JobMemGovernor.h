@@ -2,13 +2,14 @@
 #pragma once
 
 #include "platform/Export.h"
+#include "platform/Mutex.h"
 #include "platform/QBase.h"
 #include "platform/QSynch.h"
+#include "platform/ThreadSafety.h"
 #include "platform/Windows.h"
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 
 /// A governor refused a request of memory.
 inline constexpr HRESULT cMemoryRefused = static_cast<HRESULT>(0x8000FE24);
@@ -37,8 +38,8 @@ public:
     operator GUID() const;
 
 private:
-    mutable std::mutex mMutex;
-    GUID mGuid = GUID_NULL;
+    mutable QSynch::Mutex mMutex;
+    GUID mGuid QORJOB_GUARDED_BY(mMutex) = GUID_NULL;
 };
 
 /// Shared by a parent job and its children; outlives each of them.

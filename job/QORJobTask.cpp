@@ -9,11 +9,11 @@
 #include "job/KernelCounters.h"
 #include "job/QORJob.h"
 #include "job/QORJobError.h"
+#include "platform/Mutex.h"
 #include "platform/QFormat.h"
 #include "platform/QPerfMon.h"
 #include "platform/QResource.h"
 
-#include <mutex>
 #include <new>
 
 namespace
@@ -24,9 +24,9 @@ constexpr HRESULT cTaskAborted = static_cast<HRESULT>(0x8004FE0F);
 constexpr int cAbortReport = 4;
 
 /// Serialises making the registry, which clears the profile indices. Static objects of other modules may add names.
-std::mutex& GetRegistryMutex()
+QSynch::Mutex& GetRegistryMutex()
 {
-    static std::mutex mutex;
+    static QSynch::Mutex mutex;
     return mutex;
 }
 
@@ -247,7 +247,7 @@ std::string QORJobTask::GetErrMessage(unsigned iCode, int iLocale)
 /// E_OUTOFMEMORY without memory; the profile indices are cleared then, too.
 HRESULT QORJobTask::MakeRegistry(bool ibClearProfiles)
 {
-    const std::lock_guard hold(GetRegistryMutex());
+    const QSynch::MutexHold hold(GetRegistryMutex());
     if (mJobTaskNames.load(std::memory_order_relaxed) != nullptr)
         return S_OK;
     if (ibClearProfiles)
