@@ -2,19 +2,13 @@
 
 #include "platform/builtin/Faults.h"
 #include "platform/builtin/base/NeverDestroyed.h"
+#include "platform/builtin/base/System.h"
 #include "platform/builtin/base/ThreadLocal.h"
 #include "platform/builtin/perf/CacheLines.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <new>
-
-#if defined(__linux__)
-#include <sys/syscall.h>
-#include <unistd.h>
-#elif !defined(_WIN32)
-#include <atomic>
-#endif
 
 namespace QBase
 {
@@ -53,18 +47,6 @@ class HeapResource final : public std::pmr::memory_resource
 
     bool do_is_equal(const std::pmr::memory_resource& iOther) const noexcept override { return this == &iOther; }
 };
-
-DWORD AskThreadID() noexcept
-{
-#if defined(_WIN32)
-    return ::GetCurrentThreadId();
-#elif defined(__linux__)
-    return static_cast<DWORD>(::syscall(SYS_gettid));
-#else
-    static constinit std::atomic<DWORD> sLastId{0};
-    return sLastId.fetch_add(1, std::memory_order_relaxed) + 1;
-#endif
-}
 
 QORJOB_NEAR_THREAD_LOCAL DWORD tThreadId = 0;
 
@@ -203,7 +185,7 @@ std::pmr::memory_resource* DefaultHeap() noexcept
 DWORD GetCurrentThreadID() noexcept
 {
     if (tThreadId == 0) [[unlikely]]
-        tThreadId = AskThreadID();
+        tThreadId = Builtin::System::GetThreadId();
     return tThreadId;
 }
 

@@ -2,6 +2,7 @@
 
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Settings.h"
+#include "platform/builtin/base/System.h"
 
 #include <atomic>
 #include <chrono>
@@ -101,12 +102,7 @@ DateTime DateTime::ToLocalTime() const
     const chrono::sys_seconds moment = cEpoch + chrono::floor<chrono::seconds>(Ticks(mTicks));
     const auto unixTime = static_cast<std::time_t>(moment.time_since_epoch().count());
     std::tm local{};
-#if defined(_WIN32)
-    const bool bConverted = localtime_s(&local, &unixTime) == 0;
-#else
-    const bool bConverted = localtime_r(&unixTime, &local) != nullptr;
-#endif
-    if (!bConverted)
+    if (!Builtin::System::ToLocalTime(unixTime, local))
         return *this;
     const chrono::sys_days day{chrono::year{local.tm_year + 1900} / (local.tm_mon + 1) / local.tm_mday};
     const chrono::sys_seconds shown =

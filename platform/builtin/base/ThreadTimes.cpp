@@ -2,15 +2,10 @@
 
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Settings.h"
+#include "platform/builtin/base/System.h"
 #include "platform/builtin/base/ThreadLocal.h"
 
 #include <atomic>
-
-#if defined(__linux__)
-#include <sys/resource.h>
-#elif !defined(_WIN32)
-#include <time.h>
-#endif
 
 namespace
 {
@@ -35,34 +30,6 @@ QORJOB_NEAR_THREAD_LOCAL SetTimes tSetTimes;
 
 FILETIME ToFileTime(std::uint64_t iTicks) { return {static_cast<DWORD>(iTicks), static_cast<DWORD>(iTicks >> 32)}; }
 
-bool ReadSystem(FILETIME& oKernel, FILETIME& oUser) noexcept
-{
-#if defined(_WIN32)
-    FILETIME created;
-    FILETIME exited;
-    return GetThreadTimes(GetCurrentThread(), &created, &exited, &oKernel, &oUser) != 0;
-#elif defined(__linux__)
-    // Cheaper than the thread's processor clock, which gives no kernel time either.
-    rusage usage;
-    if (getrusage(RUSAGE_THREAD, &usage) != 0)
-        return false;
-    const auto toTicks = [](const timeval& iTime) {
-        return static_cast<std::uint64_t>(iTime.tv_sec) * 10'000'000 + static_cast<std::uint64_t>(iTime.tv_usec) * 10;
-    };
-    oKernel = ToFileTime(toTicks(usage.ru_stime));
-    oUser = ToFileTime(toTicks(usage.ru_utime));
-    return true;
-#else
-    timespec used;
-    if (clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used) != 0)
-        return false;
-    oKernel = ToFileTime(0);
-    oUser = ToFileTime(static_cast<std::uint64_t>(used.tv_sec) * 10'000'000 +
-                       static_cast<std::uint64_t>(used.tv_nsec) / 100);
-    return true;
-#endif
-}
-
 } // namespace
 
 int GetCurrentThreadTimes(FILETIME* oKernel, FILETIME* oUser) noexcept
@@ -78,7 +45,7 @@ int GetCurrentThreadTimes(FILETIME* oKernel, FILETIME* oUser) noexcept
         *oUser = ToFileTime(tSetTimes.mUser);
         return 1;
     }
-    return ReadSystem(*oKernel, *oUser) ? 1 : 0;
+    return Builtin::System::GetThreadTimes(*oKernel, *oUser) ? 1 : 0;
 }
 
 namespace Builtin::Settings

@@ -5,6 +5,7 @@
 #include "platform/QDataType.h"
 #include "platform/QLog.h"
 #include "platform/builtin/base/NeverDestroyed.h"
+#include "platform/builtin/base/System.h"
 
 #include <algorithm>
 #include <atomic>
@@ -14,10 +15,6 @@
 #include <map>
 #include <memory>
 #include <utility>
-
-#if !defined(_WIN32)
-#include <fcntl.h>
-#endif
 
 namespace Builtin::LogSinks
 {
@@ -71,16 +68,6 @@ int Add(Entry iEntry)
     return sinks.mLastId;
 }
 
-/// A program that was started without its standard streams, as daemons are, mustn't write its output into the log.
-void OpenStandardStreams()
-{
-#if !defined(_WIN32)
-    for (int stream = 0; stream <= 2; ++stream)
-        if (::fcntl(stream, F_GETFD) == -1)
-            static_cast<void>(::open("/dev/null", O_RDWR)); // takes the lowest that is free: this one
-#endif
-}
-
 } // namespace
 
 int AddSink(Sink iSink) { return Add({std::move(iSink), ""}); }
@@ -110,7 +97,7 @@ std::string ToText(const Line& iLine)
 
 int AddFileSink(const std::string& iPath)
 {
-    OpenStandardStreams();
+    Builtin::System::OpenStandardStreams();
     // A sink is copyable and a stream is not: the copies share it.
     const auto file = std::make_shared<std::ofstream>(iPath, std::ios::app);
     if (!*file)
