@@ -1,14 +1,14 @@
-// The exception boundary: nothing is thrown out of a public operation.
+// The exception boundary of public operations: exceptions become return codes.
 #pragma once
 
 #include "platform/QBase.h"
 
-/// An operation met a message exception, or any other exception.
+/// What an operation returns after a message exception and after any other exception.
 inline constexpr HRESULT cMessageExceptionMet = static_cast<HRESULT>(0x8004308B);
 inline constexpr HRESULT cSystemExceptionMet = static_cast<HRESULT>(0x8004308C);
 
-/// To be called in a catch block: gives the code that an operation returns for the exception in flight. `iReport` is
-/// told of it: the text of a message exception, null for any other.
+/// For a catch block: returns the code for the exception in flight. `iReport` is called with the text of a message
+/// exception, with null for any other.
 template <class Report>
 HRESULT CodeOfExceptionInFlight(Report iReport) noexcept
 {
@@ -28,7 +28,7 @@ HRESULT CodeOfExceptionInFlight(Report iReport) noexcept
     }
 }
 
-/// Runs the body of an operation that logs nothing and keeps its exceptions inside.
+/// Runs the body of an operation. Exceptions become codes; nothing is logged.
 template <class Body>
 HRESULT Boundary(Body&& iBody) noexcept
 {
@@ -42,17 +42,16 @@ HRESULT Boundary(Body&& iBody) noexcept
     }
 }
 
-/// The log codes of the two kinds of exceptions, and that of a caught failure with its own text.
+/// The log codes of a message exception, of any other exception, and of a failure that is logged with its own text.
 inline constexpr HRESULT cMessageExceptionLogged = static_cast<HRESULT>(0x8004308E);
 inline constexpr HRESULT cSystemExceptionLogged = static_cast<HRESULT>(0x8004308F);
 inline constexpr HRESULT cExceptionCaught = static_cast<HRESULT>(0x80043046);
 
-/// To be called in a catch block: logs the exception in flight with the operation's name and the job's id and gives the
-/// code that the operation returns.
+/// For a catch block: logs the exception in flight with the operation's name and the job's id, and returns its code.
 HRESULT CodeOfExceptionInFlight(const char* iOperation, int iJobId) noexcept;
 
-/// Runs the body of an operation that logs the exceptions that it keeps inside. Without a name the log has that of the
-/// calling function, without its class.
+/// Runs the body of an operation. Exceptions become codes and are logged under `iOperation`; the default is the name of
+/// the calling function, without its class.
 template <class Body>
 HRESULT Boundary(int iJobId, Body&& iBody, const char* iOperation = __builtin_FUNCTION()) noexcept
 {

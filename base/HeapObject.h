@@ -1,12 +1,12 @@
-// Records that one module makes and another frees.
+// A base class for objects that one module allocates and another frees.
 #pragma once
 
 #include "platform/QBase.h"
 
 #include <cstddef>
 
-/// Puts a class's single objects on the general heap, whichever module says `new` or `delete`. Without memory `new`
-/// gives null instead of throwing.
+/// Single objects of a derived class are allocated on the general heap, whichever module calls `new` or `delete`.
+/// Without memory `new` returns null instead of throwing.
 class HeapObject
 {
 public:

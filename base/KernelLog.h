@@ -1,4 +1,4 @@
-// The ten routers of the "Kernel" component, and the one call that writes a line to one of them.
+// The ten log routers of the "Kernel" component, and the functions that write to them.
 #pragma once
 
 #include "platform/QLog.h"
@@ -26,23 +26,23 @@ namespace KernelLog
 
 inline constexpr std::size_t cRouterCount = 10;
 
-/// Filled and emptied by QORJOB::Initializer; all null while no initialiser lives.
+/// Set and cleared by QORJOB::Initializer; all null while no initialiser exists.
 extern std::array<std::atomic<QLog::Router*>, cRouterCount> gRouters;
 
-/// The router when it is there and switched on, else null.
+/// The router if it exists and is enabled, else null.
 inline QLog::Router* EnabledRouter(EnumKernelRouter iRouter)
 {
     QLog::Router* router = gRouters[static_cast<std::size_t>(iRouter)].load(std::memory_order_acquire);
     return router != nullptr && router->IsEnabled() ? router : nullptr;
 }
 
-/// For a line that could not be written: its template goes to standard error, which needs no memory.
+/// Writes the template of a line that could not be logged to standard error, which needs no memory.
 void ReportLostLine(const char* iTemplate) noexcept;
 
-/// Where a call of an operation without a body ends, and with it the process.
+/// Logs the call of a pure virtual function and ends the process.
 [[noreturn]] void EndOfPureCall() noexcept;
 
-// A log line must never change what an operation does: whatever goes wrong while it is formatted or written ends here.
+// Logging must never change what an operation does: failures to format or to write a line end here.
 template <class... Arguments>
 [[gnu::noinline, gnu::cold]] void WriteLine(QLog::Router* iRouter, const char* iTemplate,
                                             const Arguments&... iArguments) noexcept
@@ -77,7 +77,7 @@ template <class... Arguments>
 
 } // namespace KernelLog
 
-/// Writes `iTemplate` with the arguments (numbers, texts, QLog::Format manipulators) when the router is switched on.
+/// Writes `iTemplate` with the arguments (numbers, texts, QLog::Format manipulators) if the router is enabled.
 template <class... Arguments>
 void LogLine(EnumKernelRouter iRouter, const char* iTemplate, const Arguments&... iArguments) noexcept
 {
@@ -85,7 +85,7 @@ void LogLine(EnumKernelRouter iRouter, const char* iTemplate, const Arguments&..
         KernelLog::WriteLine(router, iTemplate, iArguments...);
 }
 
-/// Writes an entry of the message catalogue when the router is switched on.
+/// Writes an entry of the message catalogue if the router is enabled.
 template <class... Arguments>
 void LogCoded(EnumKernelRouter iRouter, HRESULT iCode, const char* iTemplateName, const char* iOrigin,
               const Arguments&... iArguments) noexcept

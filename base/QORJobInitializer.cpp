@@ -39,7 +39,7 @@ constexpr std::array<const char*, KernelLog::cRouterCount> cRouterNames = {
 // Not destroyed at exit: a static initialiser of another module may be the last one.
 constinit QBase::MemGovernorProxy gMemGovernorProxy;
 
-/// Let go in reverse order, those made so far too when one can't be made.
+/// Released in reverse order. If one can't be created, those created before it are released.
 class Routers
 {
 public:
@@ -61,7 +61,7 @@ public:
     Routers(const Routers&) = delete;
     Routers& operator=(const Routers&) = delete;
 
-    /// Shows them to the log calls.
+    /// Makes them available to the log functions.
     void Publish() const noexcept
     {
         for (std::size_t i = 0; i < KernelLog::cRouterCount; ++i)
@@ -72,14 +72,14 @@ private:
     std::array<QBase::PtrI<QLog::Router>, KernelLog::cRouterCount> mRouters;
 };
 
-/// What the first initialiser builds, in this order; the members go in reverse order. It is of the general heap.
+/// What the first initialiser sets up, in the order of the members; it is taken down in reverse order.
 class ModuleState : public HeapObject
 {
 public:
     ModuleState()
     {
         QBase::RegisterMemGovernor(gMemGovernorProxy);
-        mRouters.Publish(); // when nothing can fail any more: no log call meets a router that is taken back
+        mRouters.Publish(); // last, when nothing can fail any more: a published router is not taken back
     }
 
     ~ModuleState() { QBase::UnregisterMemGovernor(gMemGovernorProxy); }
@@ -98,7 +98,7 @@ constinit std::atomic<int> gGuard{0};
 int gInitializerCount = 0; // changed only while the guard is held
 ModuleState* gpState = nullptr;
 
-/// A spin guard is enough: set-up and teardown happen once a process and never wait long.
+/// A spin lock is enough: set-up and teardown are rare and short.
 class GuardHold
 {
 public:
@@ -118,7 +118,7 @@ Initializer::Initializer()
 {
     GuardHold guard;
     if (gInitializerCount == 0)
-        gpState = new ModuleState; // null without memory: log lines then find no router
+        gpState = new ModuleState; // null without memory: nothing is logged then
     ++gInitializerCount;
 }
 
@@ -134,8 +134,8 @@ Initializer::~Initializer()
 namespace
 {
 
-/// The library's own: a program that holds none has its logs and services all the same, for as long as the library is
-/// loaded. It stands beside the routers, which no program with a log call is linked without.
+/// The library's own initialiser, for programs that hold none. It is defined in the same file as the routers, so that
+/// the static library links it into every program that logs.
 const Initializer cOwnInitializer;
 
 } // namespace

@@ -1,4 +1,4 @@
-// Brings the services that the job library needs up before its first use and down after its last.
+// The initialiser of the services that the job library needs.
 #pragma once
 
 #include "platform/Export.h"
@@ -6,18 +6,18 @@
 namespace QORJOB
 {
 
-/// The first one brings up what the library works with and the module's log routers, the last one takes it down, in
-/// reverse order. The library holds one itself while it is loaded; a module whose static objects use it before or after
-/// that holds another, typically as a static object, too. Without memory for the services the library works all the
-/// same, and logs nothing.
+/// The first initialiser sets up the services and the module's log routers, the last one takes them down in reverse
+/// order. The library holds one itself while it is loaded. A module whose static objects use the library before or
+/// after that holds another one, typically as a static object, too. Without memory for the services the library works
+/// but logs nothing.
 ///
-/// Threads: any; set-up and teardown are serialised. Nobody uses the library any more when the last one goes: threads
-///          that do end before the library is unloaded, or the program returns.
-/// Owns:    together, one reference to each router of the "Kernel" component, one initialiser each of the logging
-///          library, the performance monitor and the thread library, and the registration of the module's memory
-///          governors.
-/// Errors:  the constructor passes on what those throw; nothing is then up. What the library's own throws ends the
-///          process, as for any static object.
+/// Threads: any; set-up and teardown are serialised. No thread may use the library once the last initialiser is
+///          destroyed: such threads end before the library is unloaded or the program returns.
+/// Owns:    all of them together: one reference to each router of the "Kernel" component, one initialiser each of the
+///          logging library, the performance monitor and the thread library, and the registration of the module's
+///          memory governors.
+/// Errors:  the constructor passes on what those throw; nothing is set up then. An exception from the library's own
+///          initialiser ends the process, as for any static object.
 /// Locks:   a spin guard of its own, held during set-up and teardown.
 class QORJOB_API Initializer
 {
@@ -25,7 +25,7 @@ public:
     Initializer();
     ~Initializer();
     Initializer(const Initializer&) = delete;
-    // Initialisers carry no state of their own: assigning one changes nothing.
+    // Initialisers have no state of their own, so assignment changes nothing.
     Initializer& operator=(const Initializer&) = default;
 };
 

@@ -5,9 +5,9 @@
 #include <type_traits>
 #include <utility>
 
-/// A field's type says that it needs no lock, where its neighbours are guarded. What fits a word is atomic: readers get
-/// one of the values that were written, and learn nothing about other fields from it. What doesn't is for callers to
-/// keep apart: it is set before others can reach it, or by one thread only.
+/// The type marks a field that needs no lock, among fields that a lock guards. A value that fits a word is a relaxed
+/// atomic: readers get one of the values that were stored, and no order with other fields. Any other value is plain:
+/// its users must not read and write it at the same time, for instance because it is set before the object is shared.
 template <class T, bool cbWord = std::is_trivially_copyable_v<T> && sizeof(T) <= 8>
 class Unlocked
 {

@@ -16,7 +16,7 @@
 using Builtin::Faults::EnumFault;
 using QORJOB::Initializer;
 
-/// Users of log, monitor and threads, proxies, and routers that are missing.
+/// The users of log, monitor and threads, the proxies, and the number of missing routers.
 static std::vector<std::size_t> Census()
 {
     const auto missing = std::count(KernelLog::gRouters.begin(), KernelLog::gRouters.end(), nullptr);
@@ -25,7 +25,7 @@ static std::vector<std::size_t> Census()
             static_cast<std::size_t>(missing)};
 }
 
-/// What has gone since the trace was started, a letter each: proxy, threads, monitor, routers, log.
+/// What was taken down since the trace was started, a letter each: proxy, threads, monitor, routers, log.
 static std::string TakeEnds()
 {
     std::string ends;
@@ -35,7 +35,7 @@ static std::string TakeEnds()
     return ends;
 }
 
-/// While it lives the library's own initialiser doesn't count. They carry no state: one can be ended in any place.
+/// Destroys the library's own initialiser and makes it again. Initialisers have no state, so its storage can be used.
 class OwnInitializerAway
 {
 public:
