@@ -1,4 +1,4 @@
-// Birth and end of the process context, and the operations with rules of their own on its settings and tables.
+// Construction and destruction of the process context, and the operations on its settings and tables.
 #include "context/CKDXProcessContext.h"
 
 #include "context/CKDXProcessContextRows.h"
@@ -15,7 +15,7 @@ constexpr int cLockCategory = 300;
 constexpr int cThreadMessagesLockCategory = -3;
 constexpr int cInstanceCategory = 11;
 
-/// A mode of TakeBuffer: the caller knows the length, and his variable stays as it is.
+/// A mode of TakeBuffer: the caller knows the length, and the out value stays unchanged.
 constexpr int cLengthIsKnown = 1;
 
 } // namespace
@@ -76,7 +76,7 @@ HRESULT CKDXProcessContext::get_TextB(BSTR* oTextB)
     if (oTextB == nullptr)
         return E_POINTER;
     if (mTextBSetCount == 0)
-        return S_OK; // the caller's text stays
+        return S_OK; // the out value stays unchanged
     const QBase::wstring& text = mTextB;
     *oTextB = SysAllocStringLen(text.data(), static_cast<unsigned>(text.size()));
     return *oTextB == nullptr ? E_OUTOFMEMORY : S_OK;
@@ -127,7 +127,7 @@ HRESULT CKDXProcessContext::get_FlagA(VARIANT_BOOL* oFlagA)
     return S_OK;
 }
 
-// The two getters without a null check: callers pass addresses of their own fields.
+// These two getters don't check for null: callers pass addresses of their own fields.
 
 HRESULT CKDXProcessContext::get_GuidE(GUID* oGuidE)
 {
@@ -255,7 +255,7 @@ HRESULT CKDXProcessContext::CopyTextTable(CKDXProcessContext* iOther)
     if (iOther == nullptr)
         return E_INVALIDARG;
     return Boundary([&] {
-        // One lock at a time: two contexts that copy from each other must not wait for each other.
+        // One lock at a time, so that two contexts that copy from each other can't deadlock.
         TextTable table;
         {
             SmartLock lock(iOther->mpLock.get());

@@ -1,4 +1,4 @@
-// The process context of a request: what its steps share and what is not the job's own state.
+// The process context: the data that the steps of one request share.
 #pragma once
 
 #include "base/Unlocked.h"
@@ -8,7 +8,6 @@
 #include "platform/QDataType.h"
 #include "platform/QMessage.h"
 
-#include <array>
 #include <map>
 #include <string>
 #include <utility>
@@ -16,13 +15,13 @@
 /// {5B0C9E4A-7C1D-4E0B-9C57-2F6A1B3D8E60}
 QORJOB_API extern const GUID IID_ICKDXProcessContext;
 
-/// A passive container: almost every operation stores or gives one field. Each of its rows shows its null rule, its
-/// lock and its conversion in the name of the helper that it calls. Make one with CreateProcessContext.
+/// A passive container: almost every operation stores or returns one field. The helper that such a row calls says in
+/// its name how it locks and converts. Contexts are made with CreateProcessContext.
 ///
-/// Threads: any. Operations without the lock touch single fields that are set before the context is shared.
+/// Threads: any. Operations without the lock access single fields that are set before the context is shared.
 /// Owns:    one reference to each collaborator and message, its texts, its tables, its buffer.
-/// Errors:  return codes; 0x8004308B or 0x8004308C where a collaborator throws: a setter has stored the new object even
-///          so when that was the old one's Release. Nothing is logged.
+/// Errors:  return codes; 0x8004308B or 0x8004308C where a collaborator throws. A setter whose old object throws in
+///          Release has stored the new object. Nothing is logged.
 /// Locks:   the root's lock (category 300); the thread messages' lock (category -3), which may be taken under it.
 class QORJOB_API CKDXProcessContext : public CComObjectRootEx<CComMultiThreadModel>, public ICKDXProcessContext
 {
@@ -34,14 +33,14 @@ public:
     HRESULT FinalConstruct();
     IUnknown* GetAggregated() { return mMarshaler.Get(); }
 
-    // --- The class's own operations, right behind the destructor, for those who hold the class itself ----------------
+    // --- The class's own operations, in the slots right behind the destructor ----------------------------------------
 
     /// No reference is added.
     virtual ICKDXProcessContext* GetInterface();
     virtual HRESULT put_LongG(LONG iLongG);
     virtual HRESULT get_LinkB(IUnknown** oLinkB);
     virtual HRESULT put_LinkB(IUnknown* iLinkB);
-    /// The messages of before go; the request code's set-counter stays.
+    /// Replaces the messages; the count of put_RequestCode stays.
     virtual HRESULT SetRequestIn(LONG iCode, ICKDXReadMessage* iInMessage, ICKDXWriteMessage* iReplyMessage,
                                  IUnknown* iContextObjectD, GUID iRequestID);
     virtual HRESULT SetRequestOut(LONG iCode, ICKDXWriteMessage* iOutMessage, ICKDXWriteMessage* iReplyMessage,
@@ -59,7 +58,7 @@ public:
     virtual HRESULT SetTextByGuid(const GUID& iGuid, BSTR iText);
     /// Empties `ioText`.
     virtual HRESULT MoveTextByGuid(const GUID& iGuid, QBase::wstring& ioText);
-    /// Leaves `oText` alone when there is none.
+    /// Leaves `oText` unchanged when there is no text.
     virtual HRESULT GetTextByGuid(const GUID& iGuid, QBase::wstring& oText);
     virtual HRESULT CopyTextTable(CKDXProcessContext* iOther);
     virtual HRESULT put_ContextObjectR(IUnknown* iContextObjectR);
@@ -68,7 +67,7 @@ public:
     virtual HRESULT get_ContextObjectS(IUnknown** oContextObjectS);
     virtual HRESULT get_GuidF(GUID* oGuidF);
 
-    // --- ICKDXProcessContext, in the order of its places -------------------------------------------------------------
+    // --- ICKDXProcessContext, in the order of its slots --------------------------------------------------------------
 
     HRESULT get_RequestCode(LONG* oRequestCode) override;
     HRESULT put_RequestCode(LONG iRequestCode) override;
@@ -222,14 +221,14 @@ private:
 
     using TextTable = QBase::map<GUID, QBase::wstring, GuidOrder>;
 
-    /// 20 bytes that tell a request from all others.
+    /// The unique id of a request, 20 bytes.
     struct Udid
     {
         GUID mGuid = GUID_NULL;
         DWORD mNumber = 0;
     };
 
-    // What the rows are made of: CKDXProcessContextRows.h.
+    // The helpers of the rows: CKDXProcessContextRows.h.
     template <class T>
     HRESULT GetLocked(const T& iField, T* oValue, HRESULT iNullCode = E_POINTER);
     template <class T>
@@ -268,7 +267,7 @@ private:
     QBase::wstring FetchResolvedName();
     std::map<std::string, std::string> GetLogProperties();
 
-    // A field is guarded, or Unlocked by contract; the few that are neither are fixed, or nothing here reads them.
+    // Each field is guarded, or Unlocked by contract. The few others never change, or no operation reads them.
 
     Object mMarshaler;
     QDataType::DateTime mCreationTime{0.0};
@@ -331,7 +330,7 @@ private:
     Object mContextObjectR QORJOB_GUARDED_BY(mpLock);
     Unlocked<QBase::map<QBase::wstring, std::pair<LONG, LONG>>> mPairByName;
     Object mContextObjectS QORJOB_GUARDED_BY(mpLock);
-    Unlocked<BYTE*> mpBuffer = nullptr; // owned, of the general heap
+    Unlocked<BYTE*> mpBuffer = nullptr; // owned, on the general heap
     Unlocked<std::uint64_t> mBufferLength = 0;
     Udid mRequestUdid;
     Object mContextObjectT QORJOB_GUARDED_BY(mpLock);
@@ -363,5 +362,5 @@ private:
     static constexpr LONG cLimitNotSet = 999;
 };
 
-/// A new context with one reference for the caller. E_OUTOFMEMORY, or what its final construction step gave.
+/// Makes a context. E_OUTOFMEMORY, or the code of its final construction.
 QORJOB_API HRESULT CreateProcessContext(QBase::PtrI<CKDXProcessContext>& oContext);

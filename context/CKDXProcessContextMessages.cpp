@@ -1,11 +1,11 @@
-// The request's messages, and the messages of the threads that work for it.
+// The process context's messages: those of the request, and those of the threads that work for it.
 #include "context/CKDXProcessContextRows.h"
 #include "platform/QLogRouter.h"
 
 namespace
 {
 
-/// A write message in this state takes more blocks.
+/// Whether blocks can still be added to the message.
 bool IsOpen(ICKDXWriteMessage& iMessage)
 {
     int state = 0;
@@ -29,7 +29,7 @@ HRESULT CKDXProcessContext::SetRequest(LONG iCode, ICKDXReadMessage* iInMessage,
             std::swap(mOutMessage, out);
             std::swap(mReplyMessage, reply);
             std::swap(mContextObjectD, object);
-            mRequestCode = iCode; // the set-counter counts put_RequestCode alone
+            mRequestCode = iCode; // not counted: the count is that of put_RequestCode
             mRequestID = iRequestID;
         }
         return ReleaseAll(in, out, reply, object);
@@ -67,7 +67,7 @@ HRESULT CKDXProcessContext::ConvertOutToIn()
     });
 }
 
-/// Without an input message there is none to answer: success, and `oMessage` stays empty.
+/// Without an input message there is nothing to answer: S_OK, and `oMessage` stays empty.
 HRESULT CKDXProcessContext::NewMessageFromInput(WriteMessage& oMessage)
 {
     return mInMessage
@@ -77,8 +77,7 @@ HRESULT CKDXProcessContext::NewMessageFromInput(WriteMessage& oMessage)
 
 HRESULT CKDXProcessContext::MakeReplyMessage() { return mReplyMessage ? S_OK : NewMessageFromInput(mReplyMessage); }
 
-/// Where the output of a thread (0: the calling one) goes: into its own message when it has an entry, else into the
-/// reply.
+/// The message for the output of a thread (0: the calling one): its own if it has an entry, else the reply.
 CKDXProcessContext::WriteMessage CKDXProcessContext::CurrentMessage(DWORD iThreadId, const WriteMessage& iReplyMessage)
 {
     const auto entry = mThreadMessages.find(iThreadId == 0 ? QBase::GetCurrentThreadID() : iThreadId);
@@ -101,7 +100,7 @@ HRESULT CKDXProcessContext::get_OutMessage(ICKDXWriteMessage** oOutMessage)
     });
 }
 
-/// The messages are asked for their items under the lock: no other thread may replace them meanwhile.
+/// The messages are called under the lock, so that no other thread replaces them meanwhile.
 HRESULT CKDXProcessContext::get_ReplyMessage(IUnknown** oItem)
 {
     if (oItem == nullptr)
@@ -111,7 +110,7 @@ HRESULT CKDXProcessContext::get_ReplyMessage(IUnknown** oItem)
         SmartLock lock(mpLock.get());
         if (!mReplyMessage && mInMessage)
         {
-            Object ignored; // the answer's own item is the result
+            Object ignored; // the result is the reply's own item
             mInMessage->get_Item(ignored.Receive());
             const HRESULT code = MakeReplyMessage();
             if (FAILED(code))
@@ -166,7 +165,7 @@ int CKDXProcessContext::IsInMessageEmpty()
     return bEmpty ? 1 : 0;
 }
 
-/// Gives back the id that it was given, whatever happens: callers use the call as the value of their own result.
+/// Always returns `iMessageId`: callers return the result of this call as their own.
 HRESULT CKDXProcessContext::AddStatusMessage(HRESULT iMessageId, const QBase::WCHAR* iTemplate)
 {
     Boundary([&] {
@@ -193,13 +192,13 @@ HRESULT CKDXProcessContext::BeginThreadMessage()
                 return code;
         }
         SmartLock lock(mpThreadMessagesLock.get());
-        mThreadMessages.try_emplace(QBase::GetCurrentThreadID(), message); // an entry that is there stays
+        mThreadMessages.try_emplace(QBase::GetCurrentThreadID(), message); // an existing entry stays
         return S_OK;
     });
 }
 
-/// Merges the calling thread's message into that of another thread, or with 0 into the reply. The two calls belong
-/// together on one thread.
+/// Appends the calling thread's message to that of another thread, or to the reply if the id is 0. Begin and end are
+/// called on the same thread.
 void CKDXProcessContext::EndThreadMessage(DWORD iThreadId)
 {
     Boundary([&] {

@@ -1,4 +1,4 @@
-// What the process context asks of its collaborators.
+// The process context's operations that call collaborators.
 #include "base/Bstr.h"
 #include "context/CKDXProcessContextRows.h"
 #include "context/Collaborators.h"
@@ -8,7 +8,7 @@
 namespace
 {
 
-/// The id that `iSource`, which yields the definition in one way or another, has for the request's object.
+/// The id of the request's object, from the definition that `iSource` returns.
 template <class Source>
 void ReadObjectID(Source& iSource, GUID* oObjectID)
 {
@@ -19,7 +19,7 @@ void ReadObjectID(Source& iSource, GUID* oObjectID)
         definition->get_ObjectID(oObjectID);
 }
 
-/// The router reads the thread's context anew.
+/// Makes the log router read the thread's context again.
 HRESULT RefreshThread()
 {
     return Boundary([] {
@@ -30,8 +30,7 @@ HRESULT RefreshThread()
 
 } // namespace
 
-/// The old instance is told that it no longer belongs here. It is called after the lock; the router hears of the new
-/// one whatever the old one does.
+/// Detaches the old instance, after the lock. The log router is refreshed even if the old instance fails.
 HRESULT CKDXProcessContext::put_ContextObjectB(IUnknown* iContextObjectB)
 {
     if (iContextObjectB == nullptr)
@@ -60,7 +59,7 @@ HRESULT CKDXProcessContext::put_ContextObjectO(IUnknown* iContextObjectO)
     const HRESULT code = PutObjectLocked(mContextObjectO, iContextObjectO);
     if (iContextObjectO == nullptr)
         return code;
-    GUID guid = GUID_NULL; // that of the new object, whatever the old one's end was
+    GUID guid = GUID_NULL; // of the new object, even if the old one's Release failed
     const HRESULT read = Boundary([&] { return static_cast<ICKDXContextObjectO*>(iContextObjectO)->get_Guid(&guid); });
     if (FAILED(read))
         return read;
@@ -68,7 +67,7 @@ HRESULT CKDXProcessContext::put_ContextObjectO(IUnknown* iContextObjectO)
     return code;
 }
 
-/// Asked under the lock: no other thread may replace the object meanwhile.
+/// The object is called under the lock, so that no other thread replaces it meanwhile.
 HRESULT CKDXProcessContext::get_ContextObjectDItem(IUnknown** oItem)
 {
     if (oItem == nullptr)
@@ -79,7 +78,7 @@ HRESULT CKDXProcessContext::get_ContextObjectDItem(IUnknown** oItem)
     });
 }
 
-/// The session's name to show; empty without a session, "-" when it tells none.
+/// The session's display name; empty without a session, "-" if the session returns none.
 QBase::wstring CKDXProcessContext::FetchResolvedName()
 {
     const Object object = CopyLocked(mContextObjectA);
@@ -109,7 +108,7 @@ HRESULT CKDXProcessContext::get_ResolvedName(BSTR* oResolvedName)
         }
         if (name.empty())
         {
-            // Without the lock: the session may take its time, and may call the context.
+            // Without the lock: the session may be slow, and may call the context.
             name = FetchResolvedName();
             SmartLock lock(mpLock.get());
             mResolvedName = name;

@@ -1,4 +1,5 @@
-// The rows: operations that store or give one field. Those with a rule of their own are in the other files.
+// The rows of the process context: operations that store or return one field. Operations with rules of their own are in
+// the other files.
 #include "context/CKDXProcessContextRows.h"
 
 namespace
@@ -17,7 +18,7 @@ HRESULT CKDXProcessContext::GetObjectOrFalseLocked(const Object& iField, IUnknow
     return code == S_OK && *oObject == nullptr ? S_FALSE : code;
 }
 
-/// The two links live and die together: clearing one clears the other, in one hold of the lock.
+/// Clearing one of the two links clears the other as well, under one lock.
 HRESULT CKDXProcessContext::PutLinkLocked(Object& oField, IUnknown* iObject, Object& oTwin)
 {
     return Boundary([&] {

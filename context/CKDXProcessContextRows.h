@@ -1,5 +1,5 @@
-// What the rows of the process context are made of. A helper's name tells the lock; null rules are P (E_POINTER) unless
-// a row names another code. Private to context/.
+// The helpers of the process context's rows, private to context/. A helper's name says whether it takes the lock; a
+// null out-pointer gives E_POINTER unless the row names another code.
 #pragma once
 
 #include "base/ExceptionBoundary.h"
@@ -39,7 +39,7 @@ HRESULT CKDXProcessContext::PutUnlocked(Unlocked<T>& oField, const T& iValue)
     return S_OK;
 }
 
-/// Releases what an operation has replaced. Each goes whatever another one's Release throws; the first code counts.
+/// Releases the objects that an operation has replaced, all of them even if one throws. Returns the first error.
 template <class... T>
 HRESULT CKDXProcessContext::ReleaseAll(QBase::PtrI<T>&... ioObjects)
 {
@@ -57,7 +57,7 @@ HRESULT CKDXProcessContext::ReleaseAll(QBase::PtrI<T>&... ioObjects)
     return result;
 }
 
-/// A reference of one's own, to call the object without the lock.
+/// A new reference, to call the object without the lock.
 template <class T>
 QBase::PtrI<T> CKDXProcessContext::CopyLocked(const QBase::PtrI<T>& iField)
 {
@@ -78,7 +78,7 @@ HRESULT CKDXProcessContext::GetObjectLocked(const QBase::PtrI<T>& iField, T** oO
     });
 }
 
-/// Takes a reference (null clears) and gives the old object, to be released after the lock.
+/// Stores a reference (null clears) and returns the old object, to be released after the lock.
 template <class T>
 QBase::PtrI<T> CKDXProcessContext::ExchangeLocked(QBase::PtrI<T>& ioField, T* iObject)
 {
@@ -97,7 +97,7 @@ HRESULT CKDXProcessContext::PutObjectLocked(QBase::PtrI<T>& oField, T* iObject)
     });
 }
 
-/// Does nothing at all when the object is held already.
+/// Does nothing if the field already holds the object.
 template <class T>
 HRESULT CKDXProcessContext::PutOtherObjectLocked(QBase::PtrI<T>& oField, T* iObject)
 {

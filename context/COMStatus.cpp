@@ -16,10 +16,10 @@
 namespace
 {
 
-/// The failure codes of the interface's own facility.
+/// The failure codes of the facility for interfaces begin here.
 constexpr unsigned cInterfaceFacility = 0x80040000;
 
-/// An address up to here is no text but the number of a string resource.
+/// An address up to here is the number of a string resource instead of a text.
 constexpr std::uintptr_t cMostResourceNumber = 0xFFFF;
 
 struct TaskMemory
@@ -27,7 +27,7 @@ struct TaskMemory
     void operator()(void* iMemory) const { CoTaskMemFree(iMemory); }
 };
 
-/// Null when the class has no name.
+/// Null if the class has no name.
 std::unique_ptr<QBase::WCHAR, TaskMemory> ProgIdOf(const GUID& iClassId)
 {
     QBase::WCHAR* name = nullptr;
@@ -36,10 +36,10 @@ std::unique_ptr<QBase::WCHAR, TaskMemory> ProgIdOf(const GUID& iClassId)
     return std::unique_ptr<QBase::WCHAR, TaskMemory>(name);
 }
 
-/// The error object takes its texts as writable ones, and copies them.
+/// The error object's signatures take writable texts; it copies them.
 QBase::WCHAR* Writable(const QBase::WCHAR* iText) { return const_cast<QBase::WCHAR*>(iText); }
 
-/// Base 16 by the rules of wcstol: it stops at the first character that is no digit, and 0 is the value of none.
+/// As wcstol with base 16: stops at the first character that is no digit; 0 without any digit.
 unsigned ParseHex(const QBase::wstring& iText)
 {
     const long long value = std::strtoll(QBase::WideCharToUTF8(iText).c_str(), nullptr, 16);
@@ -64,7 +64,7 @@ unsigned MessageLanguage()
     }
 }
 
-/// The text of a message in a language; without a bundle its template is "-?- ".
+/// The text of a message in a language; without a bundle the template is "-?- ".
 std::string FormatIn(unsigned iLanguageId, unsigned iMessageId, const QResource::MessageFormatter& iFormatter,
                      const char* iKey, QResource::MessageSource& iSource)
 {
@@ -94,7 +94,8 @@ HRESULT SetCOMStatus(ICKDXReadMessage* iInputMessage, const GUID& iClassId, cons
                          "message"),
                 E_UNEXPECTED);
 
-        // The status is the first entry's id, the installed object's code the last one's: clients rely on both.
+        // The status is the id of the first entry, the code of the installed object that of the last: clients rely on
+        // both.
         HRESULT status = 0;
         HRESULT lastId = 0;
         QBase::wstring texts;

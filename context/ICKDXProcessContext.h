@@ -1,4 +1,4 @@
-// The context of one request: what its steps share and what is not the job's own state.
+// The interface of the process context: the data that the steps of one request share.
 #pragma once
 
 #include "platform/Export.h"
@@ -14,11 +14,11 @@ class ICKDXReadMessage;
 class ICKDXWriteMessage;
 class JobMemGovernor;
 
-/// The 134 operations that the kernel's modules reach by their place after the three of IUnknown: never move one, never
-/// insert one. Some pairs have their put first; they stay that way.
+/// The kernel's modules call these 134 operations by their slots behind the three of IUnknown: never move or insert
+/// one. Some pairs have their put first; they stay that way.
 ///
 /// Threads: any.
-/// Owns:    what its setters are given: they take a reference. Getters add one for the caller.
+/// Owns:    a reference to each object that it is given. Getters add one for the caller.
 /// Errors:  E_POINTER or E_INVALIDARG for a null out-pointer.
 /// Locks:   its own, never held while a job is called.
 class ICKDXProcessContext : public IUnknown
@@ -163,5 +163,5 @@ protected:
     ~ICKDXProcessContext() = default;
 };
 
-/// Whether the user wants what happens in this context logged. Without a context: true.
+/// Whether the user's context is to be logged. True for null.
 QORJOB_API bool GetUsrContextLogFlag(ICKDXProcessContext* iContext);

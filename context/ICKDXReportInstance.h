@@ -1,4 +1,4 @@
-// What the job library asks of the report instance behind a request.
+// The interface of the report instance that a request runs.
 #pragma once
 
 #include "platform/QBase.h"
@@ -7,14 +7,14 @@
 
 class ICKDXProcessContext;
 
-/// For Reset: the instance is detached from the context and the job that it worked for.
+/// For Reset: detaches the instance from its context and its job.
 inline constexpr int cInstanceDetached = 0;
 
 /// {73BA6E85-6A88-11D1-A77F-00A024D1C490}
 QORJOB_API extern const GUID IID_ICKDXReportInstance;
 
-/// The interface of a process context's instance object (its ContextObjectB). Reset stands at place 58 of the table,
-/// counted from QueryInterface as 0: 55 reserved places come before it. The places after it are this library's choice.
+/// The report instance: the ContextObjectB of a process context. Reset is slot 58, counted from QueryInterface as 0;
+/// slots 3 to 57 are reserved (55). The operations behind Reset are this library's choice.
 class ICKDXReportInstance : public ReservedSlots<IUnknown, 55>
 {
 public:
@@ -22,15 +22,15 @@ public:
     virtual HRESULT get_ExecutionKind(int* oKind) = 0;
     /// 5: the job is cancelled.
     virtual HRESULT put_Status(int iStatus) = 0;
-    /// 7, behind the status 5: which job was cancelled.
+    /// Value 7, after status 5: the job that was cancelled.
     virtual HRESULT put_JobValue(int iValue, int iJobId) = 0;
-    /// The object that answers for ICKDXObjectDefinition, with a reference.
+    /// The object that implements ICKDXObjectDefinition, with a reference.
     virtual HRESULT get_Object(IUnknown** oObject) = 0;
 
 protected:
     ~ICKDXReportInstance() = default;
 };
 
-/// The context's instance object, and the interface above of such an object. Both are empty when there is none.
+/// The instance object of a context, and the interface above of such an object; empty if there is none.
 QBase::PtrI<IUnknown> InstanceObjectOf(ICKDXProcessContext& iContext);
 QBase::PtrI<ICKDXReportInstance> ReportInstanceOf(IUnknown* iInstanceObject);

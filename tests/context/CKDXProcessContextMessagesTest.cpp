@@ -1,4 +1,4 @@
-// The messages of a request, and those of the threads that work for it.
+// Tests of the process context's messages: those of the request, and those of the threads that work for it.
 #include "tests/context/ContextFakes.h"
 #include "tests/support/Messages.h"
 #include "tests/support/Threads.h"

@@ -1,5 +1,5 @@
-// All rows of the process context: what a field holds at first, what its setter stores, what a null pointer gives, and
-// that no other field changes.
+// Tests of all rows of the process context: the initial value, the stored value, the code for a null pointer, and that
+// no other field changes.
 #include "tests/context/ContextFakes.h"
 #include "tests/support/Threads.h"
 
@@ -25,7 +25,7 @@ constexpr const char* cNullGuid = "0 {00000000-0000-0000-0000-000000000000}";
 
 FakeObjectO gObject;
 FakeHandle gHandle;
-const Bstr gText(QORJOB_W("text"));
+const OwnedBstr gText(QORJOB_W("text"));
 
 std::string Text(std::integral auto iValue) { return std::to_string(iValue); }
 std::string Text(const GUID& iValue) { return QBase::ToString(iValue); }
@@ -36,7 +36,7 @@ std::string Text(T* iValue)
 {
     if constexpr (std::is_same_v<T*, BSTR>)
     {
-        Bstr text;
+        OwnedBstr text;
         text.mText = iValue;
         return text.Text();
     }
@@ -51,7 +51,7 @@ std::string Text(T* iValue)
     }
 }
 
-/// What the tests store, and how a getter's value of it reads.
+/// The values that the tests store.
 struct Sample
 {
     operator LONG() const { return 5; }
@@ -66,12 +66,12 @@ struct Sample
 struct Row
 {
     const char* mName;
-    std::string mDefault;                          ///< what mRead gives of a new context
+    std::string mDefault;                          ///< what mRead returns for a new context
     std::function<std::string(C&)> mRead;          ///< the getter's code and value
     std::function<HRESULT(C&)> mGetNull = nullptr; ///< the getter with a null pointer; empty when it isn't checked
     HRESULT mGetNullCode = E_POINTER;
     std::function<void(C&)> mPut = nullptr;
-    std::string mStored = {};                   ///< what mRead gives then
+    std::string mStored = {};                   ///< what mRead returns then
     std::function<void(C&)> mPutNull = nullptr; ///< of a row of pointers or texts
     bool mbNullRefused = false;
 };
@@ -113,7 +113,7 @@ Row NotNull(const char* iName, HRESULT (C::*iGet)(IUnknown**), HRESULT (C::*iPut
     return row;
 }
 
-/// A row whose getter gives something else for what is stored.
+/// A row whose getter doesn't return the stored value itself.
 Row Stored(Row iRow, const char* iStored)
 {
     iRow.mStored = iStored;
@@ -214,7 +214,7 @@ bool IsIn(const char* iNames, const char* iName)
     return std::string(iNames).find(std::string(" ") + iName + " ") != std::string::npos;
 }
 
-/// The thread sanitizer sees to it that the words among them are atomic.
+/// Under the thread sanitizer this fails if one of them isn't atomic.
 TEST(ProcessContextRows, GiveOneOfTheStoredWordsWhereNoLockIsTaken)
 {
     for (const Row& row : AllRows())
@@ -235,8 +235,8 @@ TEST(ProcessContextRows, GiveOneOfTheStoredWordsWhereNoLockIsTaken)
     }
 }
 
-/// Those that take the lock can't end while another thread holds it. The others, which deliberately don't take it, end,
-/// or ctest ends the test.
+/// Operations that take the lock can't return while another thread holds it. The others must return, or ctest's
+/// time-out ends the test.
 TEST(ProcessContextRows, TakeTheLockButForPlainSettings)
 {
     const char* const getsWithout = " RequestCode UserContextLogFlag TextB TextC LongD LongE LongG LongH LongJ LongL "
@@ -270,7 +270,7 @@ TEST(ProcessContextRows, TakeTheLockButForPlainSettings)
         {"IsInMessageEmpty", [](C& iContext) { iContext.IsInMessageEmpty(); }},
         {"get_ResolvedName",
          [](C& iContext) {
-             Bstr name;
+             OwnedBstr name;
              iContext.get_ResolvedName(&name.mText);
          }},
         {"BeginThreadMessage", [](C& iContext) { iContext.BeginThreadMessage(); }},

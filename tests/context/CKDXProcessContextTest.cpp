@@ -39,7 +39,7 @@ protected:
         });
     }
 
-    /// Whatever a test did, nobody is held when the context is gone.
+    /// After each test: the context has released all objects.
     ~ProcessContext() override
     {
         Builtin::ThreadContextListener::Set({});
@@ -62,19 +62,19 @@ protected:
 
     std::string ResolvedName()
     {
-        Bstr name;
+        OwnedBstr name;
         EXPECT_EQ(mContext->get_ResolvedName(&name.mText), S_OK);
         return name.Text();
     }
 
     static std::string TextOf(const Context& iContext, const GUID& iGuid)
     {
-        Bstr text;
+        OwnedBstr text;
         EXPECT_EQ(iContext->GetTextByGuidBstr(iGuid, &text.mText), S_OK);
         return text.Text();
     }
 
-    /// Hangs, until ctest ends it, when a call left the lock behind.
+    /// Hangs until ctest's time-out if a call didn't release the lock.
     void ExpectLockFree()
     {
         std::thread([this] { mContext->put_LongA(1); }).join();
@@ -108,11 +108,11 @@ TEST_F(ProcessContext, HasSettingsWithRulesOfTheirOwn)
     mContext->put_FlagA(VARIANT_TRUE);
     EXPECT_EQ(Get(&C::get_FlagA, VARIANT_BOOL{7}), VARIANT_TRUE);
 
-    Bstr text(QORJOB_W("mine"));
+    OwnedBstr text(QORJOB_W("mine"));
     const BSTR mine = text.mText;
     EXPECT_EQ(mContext->get_TextB(&text.mText), S_OK);
     EXPECT_EQ(text.mText, mine) << "never put";
-    mContext->put_BstrA(Bstr(QORJOB_W("")).mText);
+    mContext->put_BstrA(OwnedBstr(QORJOB_W("")).mText);
     EXPECT_EQ(Get(&C::get_BstrA, mine), nullptr);
 
     for (auto put : {&C::put_LinkA, &C::put_LinkB})
@@ -144,7 +144,7 @@ TEST_F(ProcessContext, GivesItsBufferAwayOnce)
     Builtin::Faults::StartCountingBlocks();
     auto* const bytes = static_cast<BYTE*>(QBase::HeapAllocate(8));
     mContext->SetBuffer(8, static_cast<BYTE*>(QBase::HeapAllocate(8)));
-    mContext->SetBuffer(4, bytes); // frees the one before
+    mContext->SetBuffer(4, bytes); // frees the previous one
     EXPECT_EQ(mContext->TakeBuffer(1, &length, &buffer), S_OK);
     EXPECT_EQ(length, 77u) << "mode 1 leaves the length";
     EXPECT_EQ(buffer, bytes);
@@ -191,9 +191,9 @@ TEST_F(ProcessContext, KeepsTextsByGuidAndCopiesThemWhole)
 {
     QBase::wstring two(QORJOB_W("two"));
     const Context other = NewContext();
-    EXPECT_EQ(mContext->SetTextByGuid(cGuid, Bstr(QORJOB_W("")).mText), E_INVALIDARG);
+    EXPECT_EQ(mContext->SetTextByGuid(cGuid, OwnedBstr(QORJOB_W("")).mText), E_INVALIDARG);
     EXPECT_EQ(TextOf(mContext, cGuid), "\"\"");
-    EXPECT_EQ(mContext->SetTextByGuid(cGuid, Bstr(QORJOB_W("one")).mText), S_OK);
+    EXPECT_EQ(mContext->SetTextByGuid(cGuid, OwnedBstr(QORJOB_W("one")).mText), S_OK);
     EXPECT_EQ(other->MoveTextByGuid(cOtherGuid, two), S_OK);
     EXPECT_TRUE(two.empty());
     EXPECT_EQ(other->CopyTextTable(mContext.Get()), S_OK);
@@ -266,7 +266,7 @@ TEST_F(ProcessContext, KeepsNeitherLockNorReferenceWhenACollaboratorThrows)
     mContext->put_ContextObjectA(&mSession);
     mContext->put_ContextObjectC(&mSource);
     mContext->SetRequestIn(1, nullptr, nullptr, &mObjectD, cGuid);
-    Bstr name;
+    OwnedBstr name;
     GUID id;
     IUnknown* item = nullptr;
     EXPECT_EQ(mContext->get_ResolvedName(&name.mText), cSystemExceptionMet);
@@ -403,7 +403,7 @@ TEST_F(ProcessContext, TakesAllThatItKeepsOfTheGeneralHeap)
 {
     const QBase::WCHAR* const text = QORJOB_W("a text that is longer than a string has room for in itself");
     const char* const narrow = "a text that is longer than a string has room for in itself";
-    const Bstr bstr(text);
+    const OwnedBstr bstr(text);
     QBase::wstring moved(text);
     const Context other = NewContext();
     other->SetTextByGuid(cGuid, bstr.mText);
@@ -427,7 +427,7 @@ TEST_F(ProcessContext, TakesAllThatItKeepsOfTheGeneralHeap)
         [&](C& iContext) { iContext.put_BstrD(bstr.mText); },
         [&](C& iContext) { iContext.put_BstrE(bstr.mText); },
     };
-    // What a program makes its default is nothing to the context.
+    // The context doesn't use the program's default memory resource.
     std::pmr::memory_resource* const usual = std::pmr::set_default_resource(std::pmr::null_memory_resource());
     for (std::size_t row = 0; row < std::size(puts); ++row)
     {

@@ -26,7 +26,7 @@ constexpr unsigned cCancelled = 0x80043014; // of the catalogue, as the English 
 constexpr unsigned cFirstId = 0x8004F101;
 constexpr unsigned cLastId = 0x8004F102;
 
-/// A reply of one entry an id; the text of an entry is "text of N".
+/// A reply with one entry for each id; the text of an entry is "text of N".
 PtrI<ICKDXReadMessage> Reply(const std::vector<unsigned>& iIds)
 {
     const auto written = QMessage::NewServerMessage();
@@ -67,7 +67,7 @@ std::string Read(IErrorInfo* iInfo)
            TextOf(iInfo, &IErrorInfo::GetHelpFile) + "|" + std::to_string(helpContext);
 }
 
-/// The calling thread's error; it is taken away.
+/// The calling thread's error, which is removed.
 std::string TakeError()
 {
     IErrorInfo* found = nullptr;
@@ -97,7 +97,7 @@ protected:
     HRESULT mStatus = 77;
 };
 
-/// Has no stream, or throws.
+/// A message without a stream, or one that throws.
 class StreamlessMessage final : public ICKDXReadMessage
 {
 public:
@@ -118,7 +118,7 @@ public:
     std::function<void()> mOnCall = [] {};
 };
 
-/// Has the kernel's texts, and keeps what is recorded.
+/// A source with the kernel's texts that keeps what is recorded.
 class Source final : public QResource::MessageSource
 {
 public:
@@ -208,7 +208,7 @@ TEST_F(COMStatus, IsInTheRegistrysLanguage)
 {
     const char* const english = "The job was cancelled.";
     const char* const german = "Der Auftrag wurde abgebrochen.";
-    Builtin::Settings::SetProcessLanguageID(0x407); // that of a message for which no language is asked
+    Builtin::Settings::SetProcessLanguageID(0x407); // used for messages when no language is asked for
     const auto reply = Reply({cCancelled});
     const auto description = [&] {
         Set(reply.Get());

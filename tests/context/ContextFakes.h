@@ -1,5 +1,5 @@
-// Stand-ins for what the layers above put into a process context. They count their references and are no heap objects:
-// a test puts them on its stack, before the context.
+// Fakes of a process context's collaborators. They count their references but don't delete themselves: tests have them
+// on the stack, before the context.
 #pragma once
 
 #include "context/CKDXProcessContext.h"
@@ -13,7 +13,7 @@
 #include <stdexcept>
 #include <string>
 
-/// An object that answers for one interface at most.
+/// An object with at most one interface besides IUnknown.
 template <class Interface>
 class FakeCollaborator : public Interface
 {
@@ -48,7 +48,7 @@ public:
     bool mbReleaseThrows = false;
     std::atomic<DWORD> mReferences{0};
     std::atomic<unsigned> mAddRefs{0};     ///< ever taken
-    std::function<void()> mOnCall = [] {}; ///< in each operation, and when asked for what it isn't: may throw
+    std::function<void()> mOnCall = [] {}; ///< called by each operation, and for an unknown interface; may throw
 
 protected:
     ~FakeCollaborator() = default;
@@ -171,14 +171,14 @@ inline Context NewContext()
     return context;
 }
 
-/// A BSTR of the test's own.
-struct Bstr
+/// The owner of a BSTR, with its text for comparisons.
+struct OwnedBstr
 {
-    Bstr() = default;
-    explicit Bstr(const QBase::WCHAR* iText) : mText(SysAllocString(iText)) {}
-    ~Bstr() { SysFreeString(mText); }
-    Bstr(const Bstr&) = delete;
-    Bstr& operator=(const Bstr&) = delete;
+    OwnedBstr() = default;
+    explicit OwnedBstr(const QBase::WCHAR* iText) : mText(SysAllocString(iText)) {}
+    ~OwnedBstr() { SysFreeString(mText); }
+    OwnedBstr(const OwnedBstr&) = delete;
+    OwnedBstr& operator=(const OwnedBstr&) = delete;
 
     std::string Text() const
     {

@@ -1,4 +1,4 @@
-// The places of the operations that other modules reach by their number, and the ids of their interfaces.
+// Tests of the slots of operations that other modules call by their number, and of their interfaces' ids.
 #include "context/CKDXProcessContext.h"
 #include "context/Collaborators.h"
 #include "context/ICKDXReportInstance.h"
@@ -9,7 +9,7 @@
 namespace
 {
 
-/// The operations stand one behind the other, from that place on.
+/// The operations are in consecutive slots, from that one on.
 template <class... Operation>
 void ExpectPlaces(std::size_t iFirst, Operation... iOperations)
 {
