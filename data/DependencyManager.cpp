@@ -2,7 +2,6 @@
 
 #include "base/KernelLog.h"
 
-#include <algorithm>
 #include <new>
 
 namespace
@@ -105,7 +104,7 @@ std::list<int>* DependencyManager::GetRequiredInputData(int iStep) const
 
 int DependencyManager::GetStepForData(int) const
 {
-    // Nobody is named as a producer, not even one that is known: planners expect it so.
+    // Deliberately not even a known producer is returned: planners rely on it.
     QSynch::RWLock::ReadHold hold(mpLock.get());
     return cNoStep;
 }

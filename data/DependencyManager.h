@@ -1,4 +1,4 @@
-// What each step of a plan needs: which steps before it, which data items, and what it produces.
+// The dependencies of a plan's steps: prerequisite steps, required data items and produced ones.
 #pragma once
 
 #include "platform/Export.h"
@@ -7,12 +7,12 @@
 
 #include <list>
 
-/// Keeps what it is told, in that order and with duplicates; it neither orders nor runs steps. A step is known from the
-/// first operation that tells something about it.
+/// Keeps the dependencies that it is given, in that order and with duplicates; it neither orders nor runs steps. A step
+/// is known as soon as an operation names it.
 ///
 /// Threads: any.
-/// Owns:    what it keeps. Lists that it is given are read only; those that it gives are the caller's, to `delete`.
-/// Errors:  what the lists throw, std::bad_alloc; the constructor throws it when the lock can't be made.
+/// Owns:    its records. It only reads the lists that it is given; the caller deletes the lists that it returns.
+/// Errors:  std::bad_alloc, also from the constructor if the lock can't be made.
 /// Locks:   a readers/writer lock of category 26; log routers are called under it.
 class QORJOB_API DependencyManager
 {
@@ -22,14 +22,14 @@ public:
     DependencyManager(const DependencyManager&) = delete;
     DependencyManager& operator=(const DependencyManager&) = delete;
 
-    /// Adds to what is known of the step. The lists may be null.
+    /// Adds to the step's lists. The arguments may be null.
     void AddStep(int iStep, const std::list<int>* iRequiredInputData, const std::list<int>* iPrerequisiteSteps,
                  const std::list<int>* iOutputData);
     void AddRequiredInputData(int iStep, int iData);
     void AddOutputData(int iStep, int iData);
     void AddPrerequisiteStep(int iStep, int iPrerequisiteStep);
 
-    /// Empty for an unknown step; null only without memory for the list object.
+    /// A copy, empty for an unknown step; null only without memory for the list object.
     std::list<int>* GetPrerequisiteSteps(int iStep) const;
     std::list<int>* GetRequiredInputData(int iStep) const;
     /// Always -1; see the body.
@@ -49,6 +49,6 @@ private:
     Step& FindOrAdd(int iStep) QORJOB_REQUIRES(mpLock);
     std::list<int>* Copy(int iStep, StepField iField) const;
 
-    std::list<Step> mSteps QORJOB_GUARDED_BY(mpLock); // in the order of their first mention
+    std::list<Step> mSteps QORJOB_GUARDED_BY(mpLock); // in the order in which they became known
     const QSynch::RWLockPtr mpLock;
 };

@@ -1,4 +1,4 @@
-// What names and payloads are made of: texts and blocks of the general heap, and their bytes. Private to data/.
+// Helpers for texts and blocks on the general heap and for their saved bytes, private to data/.
 #pragma once
 
 #include "base/HeapText.h"
@@ -12,16 +12,16 @@
 #include <new>
 #include <string>
 
-// Texts are saved as they stand in memory.
+// Texts are saved byte for byte as they are in memory.
 static_assert(std::endian::native == std::endian::little);
 
-/// In units; null counts as empty.
+/// In units; 0 for null.
 inline std::size_t LengthOf(const QBase::WCHAR* iText)
 {
     return iText == nullptr ? 0 : std::char_traits<QBase::WCHAR>::length(iText);
 }
 
-/// Null without memory. More than the heap can count is asked for as the most it can, and so refused.
+/// Null without memory. A size beyond std::size_t becomes its maximum, which the heap refuses.
 inline QBase::WCHAR* AllocateUnits(std::uint64_t iUnits) noexcept
 {
     constexpr std::uint64_t cMost = std::numeric_limits<std::size_t>::max();
@@ -29,7 +29,7 @@ inline QBase::WCHAR* AllocateUnits(std::uint64_t iUnits) noexcept
     return static_cast<QBase::WCHAR*>(QBase::HeapAllocate(static_cast<std::size_t>(bytes)));
 }
 
-/// A null text counts as empty. Without memory `oText` stays as it is.
+/// A null text is taken as empty. Without memory `oText` stays unchanged.
 inline HRESULT AssignText(const QBase::WCHAR* iText, QBase::wstring& oText)
 {
     try
@@ -43,7 +43,7 @@ inline HRESULT AssignText(const QBase::WCHAR* iText, QBase::wstring& oText)
     }
 }
 
-/// The end of a SaveObj: the bytes fit.
+/// The last part of SaveObj, for bytes that fit.
 inline HRESULT WriteBytes(const void* iBytes, std::size_t iCount, signed char* oBuffer)
 {
     if (iCount == 0)
@@ -54,7 +54,7 @@ inline HRESULT WriteBytes(const void* iBytes, std::size_t iCount, signed char* o
     return S_OK;
 }
 
-/// The body of a LoadObj: a block of `iUnits` 16-bit units that begins with the bytes.
+/// For LoadObj: makes a block of `iUnits` 16-bit units that begins with the bytes.
 inline HRESULT ReadBytes(const signed char* iBuffer, std::size_t iCount, std::uint64_t iUnits, HeapText& oBlock)
 {
     if (iBuffer == nullptr && iCount != 0)
@@ -67,7 +67,7 @@ inline HRESULT ReadBytes(const signed char* iBuffer, std::size_t iCount, std::ui
     return S_OK;
 }
 
-/// The same for texts: all units that the bytes don't fill are zero, the last one at least.
+/// The same for texts: the units behind the bytes are set to zero. There is at least one.
 inline HRESULT ReadText(const signed char* iBuffer, std::size_t iCount, std::uint64_t iUnits, HeapText& oText)
 {
     const HRESULT code = ReadBytes(iBuffer, iCount, iUnits, oText);

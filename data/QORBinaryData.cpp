@@ -4,7 +4,7 @@
 
 #include <utility>
 
-// Bytes that are promised but not there, as after a Reset, count as none.
+// A null pointer has no bytes, whatever the length says.
 QORBinaryData::QORBinaryData(int iId, void* iData, unsigned iLength)
     : QORJobData(iId), mpData(iData), mLength(iData == nullptr ? 0 : iLength)
 {
@@ -39,7 +39,7 @@ HRESULT QORBinaryData::GetSaveObjSize(unsigned, unsigned* oSize) const
 
 HRESULT QORBinaryData::SaveObj(unsigned iVersion, unsigned iMaxSize, signed char* oBuffer, unsigned* oSize) const
 {
-    // The payload's own size: a class derived from this one may count a head of its own in.
+    // Not the virtual operation: a derived class may add a header of its own to the size.
     const HRESULT code = QORBinaryData::GetSaveObjSize(iVersion, oSize);
     if (code != S_OK)
         return code;
@@ -48,7 +48,7 @@ HRESULT QORBinaryData::SaveObj(unsigned iVersion, unsigned iMaxSize, signed char
 
 HRESULT QORBinaryData::LoadObj(unsigned iSize, const signed char* iBuffer)
 {
-    HeapText block; // as many units: the block is twice as long as its bytes, as holders of loaded items have it
+    HeapText block; // in units: the block is twice as long as its bytes, as users of loaded items expect
     const HRESULT code = ReadBytes(iBuffer, iSize, iSize, block);
     if (code != S_OK)
         return code;

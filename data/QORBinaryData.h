@@ -3,16 +3,16 @@
 
 #include "data/QORJobData.h"
 
-/// A copy shares the bytes with its original and frees them too: only one of the two may be destroyed.
+/// A copy shares the bytes with its original, and both free them: only one of the two may be destroyed.
 ///
 /// Threads: as QORJobData.
-/// Owns:    the bytes, which are of the general heap.
+/// Owns:    the bytes, on the general heap.
 /// Errors:  as QORJobData.
 /// Locks:   none.
 class QORJOB_API QORBinaryData : public QORJobData
 {
 public:
-    /// Takes the bytes over; `iLength` counts them.
+    /// Takes ownership of the `iLength` bytes.
     QORBinaryData(int iId, void* iData, unsigned iLength);
     QORBinaryData(const QORBinaryData& iOther) = default;
     QORBinaryData& operator=(const QORBinaryData& iOther) = default;

@@ -8,7 +8,7 @@ QORComData::QORComData(int iId, IUnknown* iInterface) : QORJobData(iId), mpInter
         mpInterface->AddRef();
 }
 
-/// A counted pointer drops the reference: it outlives a Release that throws.
+/// A counted pointer releases the interface: it catches what Release throws.
 QORComData::~QORComData() { QBase::PtrI<IUnknown>::Adopt(mpInterface); }
 
 HRESULT QORComData::Reset()

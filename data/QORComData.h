@@ -3,7 +3,7 @@
 
 #include "data/QORJobData.h"
 
-/// A copy shares the reference with its original and drops it too: only one of the two may be destroyed.
+/// A copy shares the reference with its original, and both release it: only one of the two may be destroyed.
 ///
 /// Threads: as QORJobData.
 /// Owns:    one reference to the interface.
@@ -29,7 +29,7 @@ public:
 
     /// Adds a reference for the caller.
     HRESULT GetInterface(IUnknown** oInterface) const;
-    /// Drops the old interface, then takes a reference to the new one; null clears.
+    /// Releases the old interface, then takes a reference to the new one; null clears.
     HRESULT SetInterface(IUnknown* iInterface);
 
 private:

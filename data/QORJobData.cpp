@@ -62,27 +62,27 @@ DWORD QORJobData::ReleaseRef()
     const int left = mReferenceCount.Decrement();
     if (left != 0)
         return static_cast<DWORD>(left);
-    // A release is done when it was called: where Reset throws, the item ends as well.
+    // Where Reset throws, the item ends as well: its last reference is gone.
     const auto end = [](QORJobData* iItem) { iItem->End(); };
     const std::unique_ptr<QORJobData, decltype(end)> ending(this, end);
     Reset();
     return 0;
 }
 
-/// The item itself goes; its payload is gone.
+/// Ends the item, after its payload.
 void QORJobData::End()
 {
     if (mpMemoryBuffer == nullptr)
         delete this;
     else if (!mbInBuffer)
-        std::exchange(mpMemoryBuffer, nullptr)->Destroy(); // the item may lie in it and is not touched any more
+        std::exchange(mpMemoryBuffer, nullptr)->Destroy(); // the item may lie in it: nothing may follow
 }
 
 HRESULT QORJobData::InitJobDataNameIds()
 {
     if (mJobDataNames.load(std::memory_order_acquire) == nullptr)
     {
-        // Filled before anyone can see it: what others register at the same time comes behind the library's own names.
+        // Filled before it is published, so that the library's own names come before those of other threads.
         std::unique_ptr<QORNamedIdsList> names;
         try
         {

@@ -1,10 +1,10 @@
-// Four numbers that the kernel's modules hand each other.
+// A table of four numbers that the kernel's modules exchange.
 #pragma once
 
 #include <array>
 #include <cstdint>
 
-/// A plain value; what the numbers mean is its users' business.
+/// A plain value; its users define what the numbers mean.
 struct QORJobDataLookupTable
 {
     std::array<std::int32_t, 4> mValues{};

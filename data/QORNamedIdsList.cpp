@@ -12,7 +12,7 @@ namespace
 constexpr int cLockCategory = 27;
 constexpr int cUnknown = -1; // an id or an index
 
-/// So that the next push_back can't fail.
+/// Makes sure that the next push_back can't fail.
 template <class T>
 void MakeRoomForOne(std::pmr::vector<T>& ioVector)
 {
@@ -56,7 +56,7 @@ int QORNamedIdsList::FindName(const QBase::WCHAR* iName) const
 
 int QORNamedIdsList::FindId(int iId) const
 {
-    // Whole blocks first: a block's comparisons need no branch of their own, and the processor makes several at once.
+    // Whole blocks first: the comparisons within a block have no branches and can be vectorised.
     constexpr std::size_t cBlock = 16;
     std::size_t end = mIds.size();
     for (; end >= cBlock; end -= cBlock)
@@ -83,7 +83,7 @@ const QBase::WCHAR* QORNamedIdsList::GetNameAt(int iIndex) const
     return iIndex < 0 || iIndex >= GetCount() ? nullptr : mNames[static_cast<std::size_t>(iIndex)];
 }
 
-/// All or nothing: what can throw comes first.
+/// What can throw comes first, so that a failure changes nothing.
 void QORNamedIdsList::Append(HeapText& ioName, int iId)
 {
     MakeRoomForOne(mNames);
@@ -97,7 +97,7 @@ void QORNamedIdsList::Replace(int iIndex, HeapText& ioName, int iId)
 {
     QBase::WCHAR*& stored = mNames[static_cast<std::size_t>(iIndex)];
     mIds[static_cast<std::size_t>(iIndex)] = iId;
-    // The key is the stored pointer itself and may not outlive it.
+    // The key is the stored pointer: it has to be replaced together with it.
     auto entry = mIndices.extract(stored);
     if (stored != ioName.get())
         QBase::HeapFree(stored);
@@ -113,7 +113,7 @@ HRESULT QORNamedIdsList::AddName(QBase::WCHAR* iName, int iId)
         return E_INVALIDARG;
     QSynch::RWLock::WriteHold hold(mpLock.get());
     const int index = FindName(name.get());
-    // The count, not the name's own index, even for a name that is in already: callers rely on it.
+    // The count, not the name's index, even for a name that is registered already: callers rely on it.
     const int id = iId < 0 ? GetCount() : iId;
     try
     {
@@ -219,7 +219,7 @@ HRESULT QORNamedIdsList::GetNameCount(int* oCount) const
 {
     if (oCount == nullptr)
         return E_POINTER;
-    // Waits for a writer and leaves the out value alone: a fault that is kept, though nobody here relies on it.
+    // Takes the lock but leaves the out value unchanged: a known fault that is kept on purpose.
     QSynch::RWLock::ReadHold hold(mpLock.get());
     return S_OK;
 }

@@ -1,4 +1,4 @@
-// A registry between names and ids, looked up from both sides.
+// A registry of names and ids with lookups in both directions.
 #pragma once
 
 #include "base/HeapText.h"
@@ -12,15 +12,15 @@
 #include <memory_resource>
 #include <vector>
 
-/// Names are compared unit by unit, case and all. Each has an id, which it may share with others, and an index: 0,
-/// 1, 2... in the order of registration. A name stays once it is in; registered again it keeps its index and takes the
-/// new id.
+/// Names are compared unit by unit and case-sensitively. Each has an id, which several names may share, and an index:
+/// 0, 1, 2... in the order of registration. Names are never removed; one that is registered again keeps its index and
+/// takes the new id.
 ///
-/// A lookup that finds nothing succeeds and says so through its out value: -1, null or the empty text. A null name and
-/// a negative index are unknown.
+/// A lookup that finds nothing returns S_OK and -1, null or the empty text. A null name and a negative index are
+/// unknown.
 ///
 /// Threads: any.
-/// Owns:    the names in it.
+/// Owns:    its names.
 /// Errors:  E_POINTER for null out-pointers, E_INVALIDARG for a null name to add, E_OUTOFMEMORY; the constructor throws
 ///          std::bad_alloc when its lock can't be made.
 /// Locks:   a readers/writer lock of category 27; nothing is called under it but the general heap.
@@ -32,17 +32,17 @@ public:
     QORNamedIdsList(const QORNamedIdsList&) = delete;
     QORNamedIdsList& operator=(const QORNamedIdsList&) = delete;
 
-    /// `iName`, of the general heap, is the registry's from then on, whatever comes back. A negative id stands for the
-    /// number of names so far.
+    /// Takes ownership of `iName`, which is on the general heap, even if it fails. A negative id stands for the number
+    /// of names so far.
     HRESULT AddName(QBase::WCHAR* iName, int iId);
-    /// The same with a copy of the name; E_INVALIDARG too when there is no memory for the copy.
+    /// The same with a copy of the name; E_INVALIDARG without memory for the copy, too.
     HRESULT AddNameCopy(const QBase::WCHAR* iName, int iId);
 
     HRESULT NameToId(const QBase::WCHAR* iName, int* oId) const;
     HRESULT NameToIndex(const QBase::WCHAR* iName, int* oIndex) const;
 
-    // Of several names with one id the last one counts. What the pointer forms give is the registry's: it is good until
-    // that name is registered again or the registry goes. Copies are freed with QBase::HeapFree.
+    // Of several names with one id the last one is found. The pointer forms return the registry's own text, which is
+    // valid until that name is registered again or the registry is destroyed. Copies are freed with QBase::HeapFree.
 
     HRESULT IdToName(int iId, const QBase::WCHAR** oName) const;
     HRESULT IdToName(int iId, QBase::wstring& oName) const;
@@ -51,13 +51,13 @@ public:
     HRESULT IndexToId(int iIndex, int* oId) const;
     HRESULT IndexToName(int iIndex, const QBase::WCHAR** oName) const;
     HRESULT IndexToName(int iIndex, QBase::wstring& oName) const;
-    /// Null too, and S_OK, without memory for the copy.
+    /// Without memory for the copy: null and S_OK.
     HRESULT IndexToNameCopy(int iIndex, QBase::WCHAR** oName) const;
     /// Never writes `oCount`; see the body.
     HRESULT GetNameCount(int* oCount) const;
 
-    /// A copy on the general heap, for the caller to free with QBase::HeapFree. Null gives null; so does the first form
-    /// without memory, where the second gives E_OUTOFMEMORY.
+    /// A copy on the general heap, for the caller to free with QBase::HeapFree; null for null. Without memory the first
+    /// form returns null, the second E_OUTOFMEMORY.
     static QBase::WCHAR* DuplicateString(const QBase::WCHAR* iText);
     static HRESULT DuplicateString(const QBase::WCHAR* iText, QBase::WCHAR** oCopy);
 

@@ -7,7 +7,7 @@
 #include <utility>
 
 QORStringData::QORStringData(int iId, const QBase::WCHAR* iText, COPY_FLAG iFlag)
-    : QORJobData(iId), mpText(const_cast<QBase::WCHAR*>(iText)) // an adopted text is the item's to change
+    : QORJobData(iId), mpText(const_cast<QBase::WCHAR*>(iText)) // an adopted text belongs to the item
 {
     if (iFlag == COPY_STRING && QORNamedIdsList::DuplicateString(iText, &mpText) != S_OK)
         throw std::bad_alloc();
@@ -75,7 +75,7 @@ HRESULT QORStringData::Append(const QBase::WCHAR* iText)
     QBase::WCHAR* joined = AllocateUnits(std::uint64_t{length} + added + 1);
     if (joined == nullptr)
         return E_OUTOFMEMORY;
-    // The old text goes last: it may be what is appended.
+    // The old text is freed last: it may be `iText` itself.
     std::copy_n(iText, added + 1, std::copy_n(mpText, length, joined));
     QBase::HeapFree(std::exchange(mpText, joined));
     return S_OK;

@@ -3,13 +3,13 @@
 
 #include "data/QORJobData.h"
 
-/// A copy shares the text with its original and frees it too: only one of the two may be destroyed.
+/// A copy shares the text with its original, and both free it: only one of the two may be destroyed.
 ///
-/// Saved are the units without the terminating zero. SaveObj cuts a text that doesn't fit and gives S_OK; the size that
-/// it stores is the even number of bytes that it has written.
+/// The units are saved without the terminating zero. SaveObj truncates a text that doesn't fit and returns S_OK;
+/// `oSize` is the even number of bytes that it has written.
 ///
 /// Threads: as QORJobData.
-/// Owns:    the text, which is of the general heap. It may be null.
+/// Owns:    the text, on the general heap. It may be null.
 /// Errors:  as QORJobData; the constructor throws std::bad_alloc without memory for a copy.
 /// Locks:   none.
 class QORJOB_API QORStringData : public QORJobData
@@ -18,7 +18,7 @@ public:
     enum COPY_FLAG // NOLINT(readability-identifier-naming): as its users write it
     {
         COPY_STRING = 0,
-        ADOPT_STRING = 1, ///< the text itself, which must be of the general heap
+        ADOPT_STRING = 1, ///< takes ownership of the text, which must be on the general heap
     };
 
     QORStringData(int iId, const QBase::WCHAR* iText, COPY_FLAG iFlag);
@@ -32,10 +32,10 @@ public:
     /// In bytes.
     HRESULT GetSaveObjSize(unsigned iVersion, unsigned* oSize) const override;
     HRESULT SaveObj(unsigned iVersion, unsigned iMaxSize, signed char* oBuffer, unsigned* oSize) const override;
-    /// An odd last byte is left out.
+    /// An odd last byte is ignored.
     HRESULT LoadObj(unsigned iSize, const signed char* iBuffer) override;
 
-    /// A null text counts as empty.
+    /// A null text is returned as empty.
     HRESULT GetData(QBase::wstring& oText) const;
     /// For the caller to free with QBase::HeapFree; null when there is no text.
     HRESULT GetDataCopy(QBase::WCHAR** oText) const;

@@ -39,7 +39,7 @@ HRESULT QORTextFileData::GetSaveObjSize(unsigned, unsigned* oSize) const
 
 HRESULT QORTextFileData::SaveObj(unsigned iVersion, unsigned iMaxSize, signed char* oBuffer, unsigned* oSize) const
 {
-    // The payload's own size: a class derived from this one may count a head of its own in.
+    // Not the virtual operation: a derived class may add a header of its own to the size.
     const HRESULT code = QORTextFileData::GetSaveObjSize(iVersion, oSize);
     if (code != S_OK)
         return code;

@@ -3,12 +3,12 @@
 
 #include "data/QORJobData.h"
 
-/// A copy shares the text with its original and frees it too: only one of the two may be destroyed.
+/// A copy shares the text with its original, and both free it: only one of the two may be destroyed.
 ///
-/// Saved are as many bytes as the text has units, and so its first half: readers of saved jobs count on that size.
+/// As many bytes are saved as the text has units, so only its first half: readers of saved jobs rely on that size.
 ///
 /// Threads: as QORJobData.
-/// Owns:    the text, which is of the general heap. It may be null.
+/// Owns:    the text, on the general heap. It may be null.
 /// Errors:  as QORJobData; the constructor throws std::bad_alloc without memory for the copy.
 /// Locks:   none.
 class QORJOB_API QORTextFileData : public QORJobData
@@ -26,7 +26,7 @@ public:
     /// In bytes: the number of units.
     HRESULT GetSaveObjSize(unsigned iVersion, unsigned* oSize) const override;
     HRESULT SaveObj(unsigned iVersion, unsigned iMaxSize, signed char* oBuffer, unsigned* oSize) const override;
-    /// Makes room for `iSize` units; those that the bytes don't fill are zero.
+    /// Allocates `iSize` units and a terminating zero; units behind the bytes are zero.
     HRESULT LoadObj(unsigned iSize, const signed char* iBuffer) override;
 
 private:

@@ -1,4 +1,4 @@
-// The kinds of data items: what is saved of them, who frees what, and the registry of their names.
+// Tests of the data items: saving and loading, ownership, and the registry of their names.
 #include "data/QORComData.h"
 #include "data/QORNamedIdsList.h"
 #include "data/QORStringData.h"
@@ -22,7 +22,7 @@ struct StringData final : QORStringData
 
 constexpr unsigned cHead = 4;
 
-/// Another module's kind, which has a head of its own before what its base saves.
+/// Another module's item, which saves a header of its own before what its base saves.
 template <class Kind>
 struct Headed final : Kind
 {
@@ -35,7 +35,7 @@ struct Headed final : Kind
     }
 };
 
-/// Saves into buffers as long as needed, one more and one less.
+/// Saves into buffers that are just long enough, one byte longer and one byte shorter.
 void ExpectLayout(const QORJobData& iItem, const Bytes& iBytes, const Saved& iShort = {})
 {
     const auto size = static_cast<unsigned>(iBytes.size());
@@ -80,7 +80,7 @@ TEST_F(DataItems, LoadJustTheBytesThatTheyAreGiven)
     EXPECT_EQ(Loaded(StringData(nullptr), five), "ab");
     EXPECT_EQ(Loaded(QORTextFileData(1, nullptr), five), "abc");
     EXPECT_EQ(Loaded(QORTextFileData(1, nullptr), {'a'}), "a");
-    // A text file comes back by half: six units are saved as six bytes.
+    // Half of a text file is restored: six units are saved as six bytes.
     EXPECT_EQ(Loaded(QORTextFileData(1, nullptr), Save(QORTextFileData(1, QORJOB_W("abcdef")), 6, 6).mBytes), "abc");
 }
 
@@ -137,7 +137,7 @@ TEST_F(DataItems, HoldOneReferenceToTheirInterface)
     EXPECT_EQ(first.mReferences + second.mReferences, 0u);
 }
 
-// Whatever is freed twice or not at all the fixture finds, or the sanitizer.
+// The fixture or the sanitizer finds what is freed twice or not at all.
 TEST_F(DataItems, GoWithTheirLastReferenceWhereTheyLive)
 {
     QBase::WCHAR* const adopted = QORNamedIdsList::DuplicateString(QORJOB_W("on the heap"));
@@ -172,7 +172,7 @@ TEST_F(DataItems, GoWithTheirLastReferenceWhereTheyLive)
 TEST_F(DataItems, HaveTheirOperationsWhereOtherModulesHaveThem)
 {
     using Data = QORJobData;
-    // Behind the destructor, which takes as many places as the compiler likes.
+    // Behind the destructor, whose number of slots depends on the compiler.
     const std::size_t places[] = {PlaceOf(&Data::Reset),
                                   PlaceOf(&Data::GetData),
                                   PlaceOf(static_cast<HRESULT (Data::*)(const QBase::WCHAR**) const>(&Data::GetName)),
