@@ -21,7 +21,7 @@ void QORChannelRequest::set_Channel(QORChannel* iChannel)
 {
     if (mpChannel.Get() == iChannel)
         return;
-    // The old one goes first, and is out of sight by then: a channel that ends may look at its request.
+    // Cleared before it is released: a channel that is destroyed by it may look at the request.
     if (mpChannel)
         mpChannel.Detach()->Release();
     mpChannel = QBase::PtrI<QORChannel>(iChannel);

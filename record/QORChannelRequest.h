@@ -1,4 +1,4 @@
-// A channel on which a job has a request outstanding.
+// An outstanding request of a job on a channel.
 #pragma once
 
 #include "base/HeapObject.h"
@@ -7,8 +7,8 @@
 #include "platform/QMessage.h"
 #include "platform/Windows.h"
 
-/// Made by whoever issues the request, listed in the job while the request is outstanding, and deleted by its owner
-/// once it is completed; the job's end deletes what is still listed.
+/// Its owner issues the request, lists the record in the job while the request is outstanding, and deletes it once it
+/// is completed. The end of the job deletes what is still listed.
 ///
 /// Threads: one at a time; the job's lock protects those in its list.
 /// Owns:    one reference to its channel.
@@ -17,7 +17,7 @@
 class QORJOB_API QORChannelRequest : public HeapObject
 {
 public:
-    /// The channel may be null. User data and cookie are the caller's: carried, never looked at.
+    /// The channel may be null. User data and cookie are kept for the caller and never interpreted.
     QORChannelRequest(QORChannel* iChannel, LONG iUserData, LONG iCookie);
     QORChannelRequest(const QORChannelRequest&) = delete;
     QORChannelRequest& operator=(const QORChannelRequest&) = delete;

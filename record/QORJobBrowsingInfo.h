@@ -1,4 +1,4 @@
-// The short records in which lists of jobs are shown.
+// Short snapshots of a job, for lists of jobs.
 #pragma once
 
 #include "platform/Export.h"
@@ -7,7 +7,7 @@
 #include "platform/Windows.h"
 #include "record/QORJobTypes.h"
 
-/// A plain value of fixed size, filled by QORJob::GetJobBrowsingInfo. Texts that are too long are cut.
+/// A plain value of fixed size, filled by QORJob::GetJobBrowsingInfo. Texts that are too long are truncated.
 ///
 /// Threads: one at a time.
 /// Owns:    nothing.
@@ -29,14 +29,14 @@ public:
     QBase::WCHAR mProjectName[32] = {};
 };
 
-/// With what is known of the job's subscription, and the description whole. GetJobBrowsingInfo2 fills what this class
-/// adds and nothing else: who wants the whole record has both operations fill it.
+/// Adds the job's subscription and the whole description. GetJobBrowsingInfo2 fills only what this class adds; for a
+/// whole record both operations are called.
 ///
 /// Threads: one at a time.
 /// Owns:    its texts.
 /// Errors:  as QORJobBrowsingInfo; std::bad_alloc when it is copied.
 /// Locks:   none.
-// A text that is moved where memories differ is copied.
+// Moving a text between different memory resources copies it, which can throw.
 // NOLINTNEXTLINE(bugprone-exception-escape)
 class QORJOB_API QORJobBrowsingInfo2 : public QORJobBrowsingInfo
 {

@@ -1,4 +1,4 @@
-// What a job looked like at one moment, for those who watch it.
+// A snapshot of a job.
 #pragma once
 
 #include "platform/Export.h"
@@ -10,8 +10,8 @@
 
 #include <array>
 
-/// A plain value of fixed size, filled by QORJob::GetJobInfo: it has no link to the job. Of the arrays the first
-/// entries count, as many as the number before each says.
+/// A plain value of fixed size, filled by QORJob::GetJobInfo and independent of the job from then on. The number before
+/// each array says how many of its entries are used.
 ///
 /// Threads: one at a time.
 /// Owns:    nothing.
@@ -20,11 +20,11 @@
 class QORJOB_API QORJobInfo
 {
 public:
-    static constexpr int cCapacity = 16; ///< steps, finished steps, visits; what a job has more isn't shown
+    static constexpr int cCapacity = 16; ///< of steps, finished steps and visits; more are left out
     static constexpr int cDataCapacity = 5;
 
     QORJobInfo() = default;
-    // From a variable, as the callers' signatures have it. Both assign the steps: their CPU times go along.
+    // Not const, as callers' signatures have it. Both assign the steps, which copies their CPU times, too.
     QORJobInfo(QORJobInfo& ioOther);
     QORJobInfo& operator=(QORJobInfo& ioOther);
     ~QORJobInfo() = default;

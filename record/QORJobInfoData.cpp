@@ -25,7 +25,7 @@ QORJobInfoData& QORJobInfoData::operator=(const QORJobData& iItem)
     unsigned size = 0;
     iItem.GetId(&id);
     iItem.GetSaveObjSize(0, &size);
-    // All of the last item goes: this one may tell a size and write nothing.
+    // Cleared first: the item may return a size and write nothing.
     *this = QORJobInfoData(static_cast<int>(id), nullptr, 0);
     if (size <= cCapacity || mId == cUnlimitedId)
         iItem.SaveObj(0, cCapacity, mData, &mSize);
@@ -52,7 +52,7 @@ HRESULT QORJobInfoData::SaveObj(unsigned iVersion, unsigned iMaxSize, signed cha
     RecordWriter head(oBuffer);
     head.Put(mId);
     head.Put(static_cast<DWORD>(mSize));
-    // A size past the capacity is an item's word for data that aren't here: zeros stand for them.
+    // A size beyond the capacity is what an item returned for data that isn't kept: zeros are saved in its place.
     const unsigned kept = std::min(mSize, cCapacity);
     std::fill_n(std::copy_n(mData, kept, oBuffer + cHeadSize), mSize - kept, static_cast<signed char>(0));
     return S_OK;

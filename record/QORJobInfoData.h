@@ -1,4 +1,4 @@
-// The saved bytes of a data item inside a snapshot of its job: a plain value of fixed size.
+// The saved bytes of a data item, as part of a job's snapshot.
 #pragma once
 
 #include "platform/Export.h"
@@ -6,6 +6,8 @@
 
 class QORJobData;
 
+/// A plain value of fixed size.
+///
 /// Threads: one at a time.
 /// Owns:    nothing.
 /// Errors:  E_POINTER for null pointers, S_FALSE for a short buffer, E_INVALIDARG for bytes that can't be a record.
@@ -16,25 +18,25 @@ public:
     static constexpr unsigned cCapacity = 128; ///< bytes of data
 
     QORJobInfoData() = default;
-    /// Keeps the first 128 bytes. Null has none.
+    /// Keeps the first 128 bytes; none of null.
     QORJobInfoData(int iId, const void* iData, unsigned iSize);
-    /// Asks the item for its id and its bytes. More than 128 bytes give a size of 0; an item of id 14 is asked all the
-    /// same, to save into 128 bytes, and the size that it then tells counts: past 128 nothing of it is in here, and all
-    /// bytes are zero.
+    /// Saves the item's id and its bytes. An item of more than 128 bytes has a size of 0 here. One of id 14 is called
+    /// to save into 128 bytes nevertheless, and the size that it returns is kept: if that is more than 128, all bytes
+    /// are zero.
     QORJobInfoData& operator=(const QORJobData& iItem);
 
     HRESULT GetId(int* oId) const;
     HRESULT GetSize(unsigned* oSize) const;
-    /// The address of the 128 bytes. They are all that may be read, whatever GetSize tells of an item of id 14.
+    /// The address of the 128 bytes. No more may be read, even if GetSize returns more for an item of id 14.
     HRESULT GetData(const void** oData) const;
 
-    // The record: id, size (32 bits each, little-endian), data. `iVersion` selects nothing.
+    // The record: id, size (32 bits each, little-endian), data. `iVersion` is ignored.
 
     HRESULT GetSaveObjSize(unsigned iVersion, unsigned* oSize) const;
-    /// Stores the record's size first. `iMaxSize` is held against the data alone, as callers give it: the buffer has to
-    /// have room for 8 bytes more.
+    /// Sets `oSize` to the record's size first. `iMaxSize` is compared with the size of the data only, as callers
+    /// expect: the buffer must have room for 8 bytes more.
     HRESULT SaveObj(unsigned iVersion, unsigned iMaxSize, signed char* oBuffer, unsigned* oSize) const;
-    /// Keeps what the `iSize` bytes hold of the data, at most 128 bytes; E_INVALIDARG when id and size are not whole.
+    /// Keeps the data in the `iSize` bytes, at most 128 bytes; E_INVALIDARG if id and size are incomplete.
     HRESULT LoadObj(unsigned iSize, const signed char* iBuffer);
 
 private:

@@ -5,7 +5,7 @@
 namespace
 {
 
-/// What a getter of a record gives; none of those used here fails.
+/// Stores what a getter returns; none of those used here fails.
 template <class T, class Record>
 void Convert(const Record& iRecord, HRESULT (Record::*iGetter)(T*) const, T& oValue)
 {
@@ -20,7 +20,7 @@ void Convert(const Record& iRecord, HRESULT (Record::*iGetter)(QDataType::DateTi
     oTime = OldDateTime(time);
 }
 
-/// The counts are anybody's to write: no more entries than there are.
+/// The counts are public fields: no more than the capacity is used.
 template <class Entries>
 int CountIn(const Entries& iEntries, int iCount)
 {

@@ -1,4 +1,4 @@
-// The older layout of a job's snapshot, for readers who want their times broken down.
+// The older layout of a job's snapshot, with times as calendar fields.
 #pragma once
 
 #include "platform/Export.h"
@@ -10,14 +10,14 @@
 
 #include <array>
 
-// Plain values all of them.
+// All classes here are plain values.
 //
 // Threads: one at a time.
 // Owns:    nothing.
 // Errors:  none.
 // Locks:   none.
 
-/// A moment by its parts. Without an argument: the unset time, with neither week nor day of the week (-1).
+/// A time as calendar fields. The default is the unset time, with neither week nor day of the week (-1).
 class QORJOB_API OldDateTime
 {
 public:

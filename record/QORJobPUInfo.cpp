@@ -3,7 +3,7 @@
 #include "platform/QBase.h"
 #include "record/RecordFields.h"
 
-/// The exit time comes before the start time: readers of old records expect it so.
+/// The exit time comes before the start time: readers of saved records rely on it.
 struct QORJobPUInfo::Record
 {
     static constexpr std::tuple cFields{&QORJobPUInfo::mEnterTime, &QORJobPUInfo::mExitTime, &QORJobPUInfo::mStartTime,

@@ -1,4 +1,4 @@
-// One stay of a job in a processing unit.
+// One visit of a job to a processing unit.
 #pragma once
 
 #include "base/HeapObject.h"
@@ -18,7 +18,7 @@ public:
     QORJobPUInfo& operator=(const QORJobPUInfo&) = default;
     ~QORJobPUInfo() = default;
 
-    /// Without an argument: now, in UTC; the entry also notes the calling thread.
+    /// Without an argument: now, in UTC; SetEnterTime stores the calling thread, too.
     HRESULT SetEnterTime();
     HRESULT SetEnterTime(QDataType::DateTime iTime);
     HRESULT SetStartTime();
@@ -32,16 +32,15 @@ public:
 
     /// The binary record: enter, exit and start time (in this order) and the PU id, little-endian.
     DWORD GetSaveObjSize(unsigned* oSize) const;
-    /// Writes the record's size to `oSize` first; S_FALSE when it is more than `iBufferSize`. `iVersion` selects
-    /// nothing.
+    /// Sets `oSize` to the record's size first; S_FALSE if that is more than `iBufferSize`. `iVersion` is ignored.
     DWORD SaveObj(unsigned iVersion, unsigned iBufferSize, signed char* oBuffer, unsigned* oSize) const;
-    /// `iBuffer` must hold a whole record. The thread id, which the record lacks, keeps its value.
+    /// `iBuffer` must hold a whole record. The thread id isn't in it and keeps its value.
     DWORD LoadObj(unsigned iVersion, const signed char* iBuffer);
 
 private:
     struct Record; // the saved fields
 
-    friend class QORJobPUInfoOld; // it shows the thread id, too
+    friend class QORJobPUInfoOld; // copies the thread id, which has no getter
 
     QDataType::DateTime mEnterTime{0.0};
     QDataType::DateTime mStartTime{0.0};

@@ -6,7 +6,7 @@
 namespace
 {
 
-// The texts as logs and dumps show them, misspellings included: readers search for them.
+// As logs and dumps show them. Misspellings stay: people search for these texts.
 constexpr std::array<const QBase::WCHAR*, StepNoOp + 1> cStepNames = {
     QORJOB_W("Done step"),
     QORJOB_W("MD object request"),

@@ -1,4 +1,4 @@
-// The processing steps that a job can be made of.
+// The ids and names of processing steps.
 #pragma once
 
 #include "platform/Export.h"

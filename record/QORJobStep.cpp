@@ -53,7 +53,7 @@ HRESULT QORJobStep::SetTaskCPUTime(FILETIME iKernelAtStart, FILETIME iUserAtStar
     FILETIME user;
     if (GetCurrentThreadTimes(&kernel, &user) == 0)
         return E_FAIL;
-    // The low halves only: the time wraps after 2^32 units (some 429 seconds), as its readers expect.
+    // The low halves only: the time wraps after 2^32 units (some 429 seconds), and readers rely on it.
     mTaskCPUTime =
         user.dwLowDateTime - iUserAtStart.dwLowDateTime - iKernelAtStart.dwLowDateTime + kernel.dwLowDateTime;
     return S_OK;
@@ -89,7 +89,7 @@ void QORJobStep::SetChapterKey(const QBase::WCHAR* iKey)
     if (iKey != nullptr)
         for (; length < cChapterKeyUnits - 1 && iKey[length] != 0; ++length)
             mChapterKey[length] = iKey[length];
-    mChapterKey[length] = 0; // what follows the zero stays: the record carries all units
+    mChapterKey[length] = 0; // units behind the zero stay: the record has all of them
 }
 
 HRESULT QORJobStep::Clone(QORJobStep** oStep) const
@@ -110,6 +110,6 @@ DWORD QORJobStep::SaveObj(unsigned, unsigned iBufferSize, signed char* oBuffer, 
 DWORD QORJobStep::LoadObj(unsigned, const signed char* iBuffer)
 {
     LoadRecord(*this, Record::cFields, iBuffer);
-    mChapterKey[cChapterKeyUnits - 1] = 0; // a damaged record must not lead readers of the key past it
+    mChapterKey[cChapterKeyUnits - 1] = 0; // a damaged record may have no terminating zero
     return S_OK;
 }

@@ -1,4 +1,4 @@
-// One processing step of a job: which it is, when and where it ran.
+// One processing step of a job: its id, and when and where it ran.
 #pragma once
 
 #include "base/HeapObject.h"
@@ -6,8 +6,8 @@
 #include "platform/QDataType.h"
 #include "platform/Windows.h"
 
-/// A record that a job has queued is to keep its id: the job knows its closing steps by what they were when they came.
-/// Assigning or loading another id into it is an error of whoever holds it.
+/// The id of a step must not change while it is queued in a job, neither by assignment nor by LoadObj: the job counts
+/// its closing steps when they are added.
 ///
 /// Threads: one at a time; the job's lock protects the steps in its lists.
 /// Owns:    nothing.
@@ -19,7 +19,7 @@ public:
     static constexpr int cChapterKeyUnits = 41; ///< with the terminating zero
 
     explicit QORJobStep(int iStepId = 0);
-    /// Copies all but the task CPU time, which starts at 0; assignment copies that too. Callers rely on the difference.
+    /// The copy constructor leaves the task CPU time at 0, assignment copies it: callers rely on the difference.
     QORJobStep(const QORJobStep& iOther);
     QORJobStep& operator=(const QORJobStep& iOther);
     ~QORJobStep() = default;
@@ -32,7 +32,7 @@ public:
     HRESULT GetStartTime(QDataType::DateTime* oTime) const;
     HRESULT GetFinishTime(QDataType::DateTime* oTime) const;
 
-    /// Stores what the calling thread has used since the two given times.
+    /// Stores the CPU time of the calling thread since the two given times.
     HRESULT SetTaskCPUTime(FILETIME iKernelAtStart, FILETIME iUserAtStart);
     /// In 100-nanosecond units, modulo 2^32. `oTime` must not be null.
     HRESULT GetTaskCPUTime(double* oTime) const;
@@ -48,20 +48,19 @@ public:
     HRESULT GetThreadId(DWORD* oThreadId) const;
 
     void InitChapterKey();
-    /// Null counts as empty; what is longer than 40 units is cut.
+    /// Null is taken as empty; more than 40 units are truncated.
     void SetChapterKey(const QBase::WCHAR* iKey);
     /// Zero-terminated; valid while the step lives.
     const QBase::WCHAR* GetChapterKey() const { return mChapterKey; }
 
-    /// A new step with this step's id and nothing else of it; null without memory, and still 0. The caller owns it.
+    /// A new step with only the id of this one, owned by the caller; null and S_OK without memory.
     HRESULT Clone(QORJobStep** oStep) const;
 
     /// The binary record: two times, step id, PU id, thread id and the whole chapter key, little-endian.
     DWORD GetSaveObjSize(unsigned* oSize) const;
-    /// Writes the record's size to `oSize` first; S_FALSE when it is more than `iBufferSize`. `iVersion` selects
-    /// nothing.
+    /// Sets `oSize` to the record's size first; S_FALSE if that is more than `iBufferSize`. `iVersion` is ignored.
     DWORD SaveObj(unsigned iVersion, unsigned iBufferSize, signed char* oBuffer, unsigned* oSize) const;
-    /// `iBuffer` must hold a whole record. Fields that the record lacks keep their values.
+    /// `iBuffer` must hold a whole record. Fields that aren't in it keep their values.
     DWORD LoadObj(unsigned iVersion, const signed char* iBuffer);
 
 private:

@@ -1,19 +1,19 @@
-// The codes of a job: what it is asked for, where it stands, and how its result goes out.
+// The enumerations of a job: request type, status, delivery type and others.
 #pragma once
 
-/// How the result of a subscription job is delivered; the codes are the delivery module's, 0 is none.
+/// How the result of a subscription job is delivered; the delivery module defines the codes, 0 is none.
 enum EnumSubscriptionDeliveryType : int
 {
 };
 
-/// What is done with a document when it is rebuilt; bits of the document module.
+/// What is done with a document when it is rebuilt: bits that the document module defines.
 enum EnumKDXDocumentManipulationType : int
 {
     DocumentManipulationApply = 2,
     DocumentManipulationReexecute = 0x800,
 };
 
-/// The request types of a job; fixed when it is made.
+/// The request types of a job, fixed at its construction.
 enum EnumJobRequestType : int
 {
     RequestMetaData = 0,
@@ -29,8 +29,8 @@ enum EnumJobRequestType : int
     RequestExternalNotification = 10,
 };
 
-/// Where a job is in its life. The held states, 7 to 13, 18 and 19, have their meaning from the kernel: no step is
-/// handed out in them.
+/// The states of a job. The kernel defines the meaning of the held states, 7 to 13, 18 and 19; no step is handed out in
+/// them.
 enum EnumJobStatus : int
 {
     JobReady = 0,
@@ -53,7 +53,7 @@ enum EnumJobStatus : int
     JobPausing = 20,
 };
 
-/// The groups of states that rules speak of.
+/// Groups of states.
 namespace JobStatus
 {
 
@@ -71,7 +71,7 @@ constexpr bool HasEnded(int iStatus) { return iStatus == JobCompleted || HasFail
 
 } // namespace JobStatus
 
-/// Who asks whether a runaway job's message status is to be persisted.
+/// The callers that ask whether a runaway job's message status is to be persisted.
 enum EnumRunAwayCaller : int
 {
     RunAwayThread = 1,  ///< the runaway thread, when it returns after all

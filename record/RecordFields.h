@@ -8,7 +8,7 @@
 #include <tuple>
 #include <type_traits>
 
-/// The body of a getter: null rule E_POINTER, else a copy.
+/// The body of a getter: E_POINTER for null, else a copy.
 template <class T>
 HRESULT GetField(const T& iField, T* oValue)
 {

@@ -18,7 +18,7 @@ std::string Show(const QORJobInfoData& iRecord)
            std::to_string(*static_cast<const signed char*>(Read(iRecord, &QORJobInfoData::GetData)));
 }
 
-/// An item in a record that held another one.
+/// Saves an item into a record that held another one.
 std::string Kept(const QORJobData& iItem)
 {
     QORJobInfoData record(1, "\t", 1);
@@ -28,7 +28,7 @@ std::string Kept(const QORJobData& iItem)
 
 std::string KeptBinary(int iId, unsigned iLength) { return Kept(Binary(iId, Bytes(iLength, 5))); }
 
-/// `iGiven` bytes of a record that tells of `iTold` bytes of data.
+/// The first `iGiven` bytes of a record whose size field is `iTold`.
 std::string Loaded(std::uint32_t iTold, unsigned iGiven)
 {
     Bytes bytes(208, 6);
@@ -59,7 +59,7 @@ TEST_F(InfoData, SaveIdSizeAndData)
         << "the data alone are held against the maximum";
     EXPECT_EQ(QORJobInfoData().LoadObj(8, nullptr), E_POINTER);
 
-    // The size of an item that wrote nothing: what isn't here is saved as zeros, not as bytes of the item before.
+    // The size of an item that wrote nothing: zeros are saved, not bytes of the item before.
     QORJobInfoData large = record;
     large = Binary(14, Bytes(200, 5));
     Bytes zeros(208, 0);

@@ -1,4 +1,4 @@
-// The records of steps and of visits to processing units, above all what is saved of them.
+// Tests of the records of steps and of visits to processing units, above all of their saved form.
 #include "record/QORJobPUInfo.h"
 #include "record/QORJobProcessingStep.h"
 #include "tests/support/JobTest.h"
@@ -24,7 +24,7 @@ void Append(Bytes& ioBytes, QDataType::DateTime iTime)
     Append(ioBytes, static_cast<std::uint64_t>(iTime.GetTicks()), 8);
 }
 
-/// Saves into a buffer of just the size that is asked for, and sees a shorter one refused.
+/// Saves into a buffer of the required size, and checks that a shorter one is refused.
 template <class Record>
 Bytes Save(const Record& iRecord)
 {
@@ -42,7 +42,7 @@ Bytes Save(const Record& iRecord)
     return bytes;
 }
 
-/// A step with something in every field.
+/// A step with a value in every field.
 QORJobStep FullStep()
 {
     QORJobStep step(StepNoOp);
@@ -103,7 +103,7 @@ TEST_F(JobRecord, OfAStepIsSavedByteByByte)
 {
     QORJobStep step = FullStep();
     step.SetChapterKey(QORJOB_W("a long key"));
-    step.SetChapterKey(QORJOB_W("K\x1234")); // the record carries what stands behind the end of the text too
+    step.SetChapterKey(QORJOB_W("K\x1234")); // the record has the units behind the end of the text, too
     Bytes expected;
     Append(expected, TimeOf(1));
     Append(expected, TimeOf(2));
@@ -122,7 +122,7 @@ TEST_F(JobRecord, OfAStepIsSavedByteByByte)
     EXPECT_EQ(Read(loaded, &QORJobStep::GetPUPriority), 8) << "isn't saved";
     EXPECT_EQ(Save(loaded), saved);
     Bytes damaged = saved;
-    std::fill(damaged.end() - 82, damaged.end(), static_cast<signed char>('k')); // a key without an end
+    std::fill(damaged.end() - 82, damaged.end(), static_cast<signed char>('k')); // a key without a terminating zero
     EXPECT_EQ(loaded.LoadObj(5, damaged.data()), 0u);
     EXPECT_EQ(std::basic_string_view<QBase::WCHAR>(loaded.GetChapterKey()).size(), 40u);
     loaded.SetChapterKey(QBase::wstring(60, QORJOB_W('k')).c_str());
