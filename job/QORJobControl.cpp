@@ -15,11 +15,11 @@ constexpr int cInstanceJobValue = 7;
 
 constexpr auto cCancelled = static_cast<HRESULT>(0x80043014);
 
+constexpr auto cStoppedByCancellation = static_cast<HRESULT>(0x8004308D);
+constexpr auto cQueryCancelled = static_cast<HRESULT>(0x80044637);
+
 /// Error codes that stand for a cancellation: a job that failed with one of them becomes a cancelled one.
-bool IsCancellation(HRESULT iCode)
-{
-    return iCode == static_cast<HRESULT>(0x8004308D) || iCode == static_cast<HRESULT>(0x80044637);
-}
+bool IsCancellation(HRESULT iCode) { return iCode == cStoppedByCancellation || iCode == cQueryCancelled; }
 
 } // namespace
 
