@@ -31,7 +31,8 @@ struct HeapDeleter
     void operator()(void* iMemory) const noexcept { HeapFree(iMemory); }
 };
 
-/// The general heap as a memory resource. It throws std::bad_alloc where HeapAllocate gives null.
+/// The general heap as a memory resource. It throws std::bad_alloc where HeapAllocate gives null, and for an alignment
+/// beyond that of std::max_align_t.
 QORJOB_API std::pmr::memory_resource* DefaultHeap() noexcept;
 
 /// The allocator of texts and containers: of the arena that it is given, else of the general heap. The standard's own

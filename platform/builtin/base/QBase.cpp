@@ -4,7 +4,6 @@
 #include "platform/builtin/base/NeverDestroyed.h"
 #include "platform/builtin/base/System.h"
 #include "platform/builtin/base/ThreadLocal.h"
-#include "platform/builtin/perf/CacheLines.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -30,21 +29,13 @@ class HeapResource final : public std::pmr::memory_resource
 {
     void* do_allocate(std::size_t iBytes, std::size_t iAlignment) override
     {
-        void* const memory = iAlignment <= alignof(std::max_align_t) ? HeapAllocate(iBytes)
-                                                                     : Builtin::AllocateAligned(iBytes, iAlignment);
+        void* const memory = iAlignment <= alignof(std::max_align_t) ? HeapAllocate(iBytes) : nullptr;
         if (memory == nullptr)
             throw std::bad_alloc();
         return memory;
     }
 
-    void do_deallocate(void* iMemory, std::size_t, std::size_t iAlignment) override
-    {
-        if (iAlignment <= alignof(std::max_align_t))
-            HeapFree(iMemory);
-        else
-            Builtin::FreeAligned(iMemory);
-    }
-
+    void do_deallocate(void* iMemory, std::size_t, std::size_t) override { HeapFree(iMemory); }
     bool do_is_equal(const std::pmr::memory_resource& iOther) const noexcept override { return this == &iOther; }
 };
 

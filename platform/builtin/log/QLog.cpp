@@ -6,7 +6,6 @@
 #include "platform/builtin/LibraryUsers.h"
 #include "platform/builtin/LogSinks.h"
 #include "platform/builtin/base/NeverDestroyed.h"
-#include "platform/builtin/perf/CacheLines.h"
 #include "platform/builtin/text/Catalogue.h"
 
 #include <algorithm>
@@ -60,15 +59,15 @@ public:
     void LogCoded(HRESULT iCode, const char* iTemplateName, const char* iOrigin,
                   const MessageFormatter& iArguments) override;
 
-    // Of the general heap, though it is aligned: `new` throws where there is no memory.
-    static void* operator new(std::size_t iBytes, std::align_val_t iAlignment)
+    // Of the general heap; `new` throws where there is no memory.
+    static void* operator new(std::size_t iBytes)
     {
-        void* const memory = Builtin::AllocateAligned(iBytes, static_cast<std::size_t>(iAlignment));
+        void* const memory = QBase::HeapAllocate(iBytes);
         if (memory == nullptr)
             throw std::bad_alloc();
         return memory;
     }
-    static void operator delete(void* iMemory, std::align_val_t) noexcept { Builtin::FreeAligned(iMemory); }
+    static void operator delete(void* iMemory) noexcept { QBase::HeapFree(iMemory); }
 
 private:
     ~RouterBody() override = default;
@@ -77,8 +76,7 @@ private:
     Builtin::LogSinks::Line MakeLine(std::string iText) const;
 
     const RouterKey mKey;
-    // Every log call reads the flag in the base; who takes references shall not take that line from the readers.
-    alignas(Builtin::cLineBytes) std::atomic<unsigned> mReferences{1};
+    std::atomic<unsigned> mReferences{1};
 };
 
 /// What was last said about one router, or about all of a component, or about all there are.

@@ -7,7 +7,7 @@
 #include "platform/builtin/LibraryUsers.h"
 #include "platform/builtin/PerfReadings.h"
 #include "platform/builtin/base/NeverDestroyed.h"
-#include "platform/builtin/perf/CacheLines.h"
+#include "platform/builtin/perf/Shards.h"
 
 #include <atomic>
 #include <chrono>

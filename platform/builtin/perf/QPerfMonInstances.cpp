@@ -4,7 +4,7 @@
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/PerfReadings.h"
 #include "platform/builtin/base/NeverDestroyed.h"
-#include "platform/builtin/perf/CacheLines.h"
+#include "platform/builtin/perf/Shards.h"
 
 #include <array>
 #include <atomic>

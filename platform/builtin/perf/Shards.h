@@ -1,4 +1,4 @@
-// What keeps threads off each other's cache lines: aligned blocks, and counters that are split into shards.
+// The shards of counters: threads that count at once write to different cache lines.
 #pragma once
 
 #include <cstddef>
@@ -14,9 +14,5 @@ inline constexpr std::size_t cShardCount = 32;
 
 /// The calling thread's shard. Threads take the shards in turn, so up to cShardCount threads have one for themselves.
 std::size_t GetThreadShard() noexcept;
-
-/// A block of the general heap at a multiple of `iAlignment` (a power of two). Null when there is no memory.
-void* AllocateAligned(std::size_t iBytes, std::size_t iAlignment) noexcept;
-void FreeAligned(void* iMemory) noexcept;
 
 } // namespace Builtin
