@@ -1,4 +1,5 @@
-// The registry where no Windows is: a tree in memory, empty at first. It is filled by call or from a text file (UTF-8):
+// The registry on systems other than Windows: a tree in memory, empty at first. It is filled by call or from text
+// (UTF-8):
 //
 //     # a comment
 //     [HKEY_LOCAL_MACHINE\SOFTWARE\Veltrix\Language]
@@ -27,9 +28,9 @@ QORJOB_API void CreateKey(std::string_view iPath);
 /// Sets a text; makes its key. An empty name is the unnamed value.
 QORJOB_API void SetText(std::string_view iPath, std::string_view iName, std::string_view iText);
 
-/// Adds what the lines say, or nothing: a bad line throws QBase::Message "file:line: what is wrong".
+/// Adds what the lines say, or nothing: a bad line throws QBase::Message "file:line: what is wrong", with `iFileName`
+/// as the file.
 QORJOB_API void LoadText(std::string_view iLines, const std::string& iFileName);
-QORJOB_API void LoadFile(const std::string& iFileName);
 
 /// Empties the tree. Keys that are open stay readable.
 QORJOB_API void Clear();

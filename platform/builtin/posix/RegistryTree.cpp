@@ -1,80 +1,24 @@
 #include "platform/builtin/RegistryTree.h"
 
-#include "platform/Mutex.h"
-#include "platform/QRegistry.h"
-#include "platform/builtin/base/NeverDestroyed.h"
+#include "platform/QBase.h"
+#include "platform/builtin/posix/RegistryNodes.h"
 
-#include <algorithm>
-#include <fstream>
-#include <iterator>
-#include <map>
 #include <vector>
+
+namespace Builtin::RegistryTree
+{
 
 namespace
 {
 
-/// Names are the same whatever their case; that of letters beyond ASCII counts.
-struct NameOrder
+RegistryNode& Make(RegistryNode& ioRoot, std::string_view iPath) QORJOB_REQUIRES(gRegistryMutex)
 {
-    using is_transparent = void;
-
-    bool operator()(std::string_view iLeft, std::string_view iRight) const
-    {
-        return std::lexicographical_compare(iLeft.begin(), iLeft.end(), iRight.begin(), iRight.end(),
-                                            [](char iA, char iB) { return Lower(iA) < Lower(iB); });
-    }
-
-    static char Lower(char iLetter)
-    {
-        return iLetter >= 'A' && iLetter <= 'Z' ? static_cast<char>(iLetter - 'A' + 'a') : iLetter;
-    }
-};
-
-constinit QSynch::Mutex gMutex; // guards every node
-
-struct Node
-{
-    std::map<std::string, std::shared_ptr<Node>, NameOrder> mSubKeys QORJOB_GUARDED_BY(gMutex);
-    std::map<std::string, std::string, NameOrder> mValues QORJOB_GUARDED_BY(gMutex);
-};
-
-std::shared_ptr<Node>& GetRoot() QORJOB_REQUIRES(gMutex)
-{
-    static Builtin::NeverDestroyed<std::shared_ptr<Node>> root;
-    if (root.Get() == nullptr)
-        root.Get() = std::make_shared<Node>();
-    return root.Get();
-}
-
-// In the order of QRegistry::RootHives.
-constexpr std::string_view cRoots[] = {"HKEY_CLASSES_ROOT", "HKEY_CURRENT_USER", "HKEY_LOCAL_MACHINE"};
-
-std::string_view TakeName(std::string_view& ioPath)
-{
-    const std::size_t end = std::min(ioPath.find('\\'), ioPath.size());
-    const std::string_view name = ioPath.substr(0, end);
-    ioPath.remove_prefix(std::min(end + 1, ioPath.size()));
-    return name;
-}
-
-std::shared_ptr<Node> Find(std::shared_ptr<Node> iNode, std::string_view iPath) QORJOB_REQUIRES(gMutex)
-{
-    while (iNode != nullptr && !iPath.empty())
-    {
-        const auto found = iNode->mSubKeys.find(TakeName(iPath));
-        iNode = found == iNode->mSubKeys.end() ? nullptr : found->second;
-    }
-    return iNode;
-}
-
-Node& Make(Node& ioRoot, std::string_view iPath) QORJOB_REQUIRES(gMutex)
-{
-    Node* node = &ioRoot;
+    RegistryNode* node = &ioRoot;
     while (!iPath.empty())
     {
-        std::shared_ptr<Node>& next = node->mSubKeys[std::string(TakeName(iPath))];
+        std::shared_ptr<RegistryNode>& next = node->mSubKeys[std::string(TakeRegistryName(iPath))];
         if (next == nullptr)
-            next = std::make_shared<Node>();
+            next = std::make_shared<RegistryNode>();
         node = next.get();
     }
     return *node;
@@ -85,9 +29,9 @@ void CheckPath(std::string_view iPath)
     if (iPath.empty() || iPath.back() == '\\' || iPath.front() == '\\' || iPath.find("\\\\") != std::string_view::npos)
         throw QBase::Message("a name is missing in the key's path");
     std::string_view rest = iPath;
-    const std::string_view root = TakeName(rest);
-    const NameOrder before;
-    if (std::none_of(std::begin(cRoots), std::end(cRoots),
+    const std::string_view root = TakeRegistryName(rest);
+    const RegistryNameOrder before;
+    if (std::none_of(std::begin(cRegistryRoots), std::end(cRegistryRoots),
                      [&](std::string_view iRoot) { return !before(iRoot, root) && !before(root, iRoot); }))
         throw QBase::Message("there is no root " + std::string(root));
 }
@@ -131,21 +75,18 @@ Setting ParseLine(std::string_view iLine, std::string_view iKey)
 
 } // namespace
 
-namespace Builtin::RegistryTree
-{
-
 void CreateKey(std::string_view iPath)
 {
     CheckPath(iPath);
-    const QSynch::MutexHold hold(gMutex);
-    Make(*GetRoot(), iPath);
+    const QSynch::MutexHold hold(gRegistryMutex);
+    Make(*GetRegistryTop(), iPath);
 }
 
 void SetText(std::string_view iPath, std::string_view iName, std::string_view iText)
 {
     CheckPath(iPath);
-    const QSynch::MutexHold hold(gMutex);
-    Make(*GetRoot(), iPath).mValues.insert_or_assign(std::string(iName), std::string(iText));
+    const QSynch::MutexHold hold(gRegistryMutex);
+    Make(*GetRegistryTop(), iPath).mValues.insert_or_assign(std::string(iName), std::string(iText));
 }
 
 void LoadText(std::string_view iLines, const std::string& iFileName)
@@ -179,63 +120,10 @@ void LoadText(std::string_view iLines, const std::string& iFileName)
     }
 }
 
-void LoadFile(const std::string& iFileName)
-{
-    std::ifstream file(iFileName, std::ios::binary);
-    const std::string lines{std::istreambuf_iterator<char>(file), {}};
-    if (!file.is_open() || file.bad())
-        throw QBase::Message(iFileName + ": can't be read");
-    LoadText(lines, iFileName);
-}
-
 void Clear()
 {
-    const QSynch::MutexHold hold(gMutex);
-    GetRoot() = nullptr;
+    const QSynch::MutexHold hold(gRegistryMutex);
+    GetRegistryTop() = nullptr;
 }
 
 } // namespace Builtin::RegistryTree
-
-namespace QRegistry
-{
-
-namespace
-{
-
-std::shared_ptr<Node> NodeOf(const std::shared_ptr<void>& iHandle) { return std::static_pointer_cast<Node>(iHandle); }
-
-} // namespace
-
-Key OpenKeyFromRoot(RootHives iHive, const QBase::WCHAR* iPath)
-{
-    const std::string path = std::string(cRoots[static_cast<int>(iHive)]) + "\\" + QBase::WideCharToUTF8(iPath);
-    const QSynch::MutexHold hold(gMutex);
-    std::shared_ptr<Node> node = Find(GetRoot(), path);
-    if (node == nullptr)
-        throw KeyException("Registry key " + path + " isn't there");
-    return Key(std::move(node));
-}
-
-bool Key::HasSubKey(const QBase::WCHAR* iPath) const
-{
-    const std::string path = QBase::WideCharToUTF8(iPath);
-    const QSynch::MutexHold hold(gMutex);
-    return Find(NodeOf(mHandle), path) != nullptr;
-}
-
-bool Key::HasUnnamedValue() const
-{
-    const QSynch::MutexHold hold(gMutex);
-    return NodeOf(mHandle)->mValues.contains(std::string_view());
-}
-
-QBase::wstring Key::ReadText(const QBase::WCHAR* iName, const QBase::WCHAR* iDefault) const
-{
-    const std::string name = iName == nullptr ? std::string() : QBase::WideCharToUTF8(iName);
-    const QSynch::MutexHold hold(gMutex);
-    const auto& values = NodeOf(mHandle)->mValues;
-    const auto found = values.find(name);
-    return found == values.end() ? QBase::wstring(iDefault) : QBase::UTF8ToWideChar(found->second);
-}
-
-} // namespace QRegistry
