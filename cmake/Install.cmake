@@ -5,16 +5,70 @@ install(TARGETS qorjob EXPORT qorjob
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
-# The headers keep their rooms, so that an #include reads the same inside the project and outside.
-install(FILES qorjob.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qorjob)
-install(DIRECTORY job data report task context platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qorjob
-    FILES_MATCHING PATTERN "*.h"
-    PATTERN builtin EXCLUDE)
+# What users may include: qorjob.h and what it includes. A test compiles each alone and holds that no other is reached.
+set(QORJOB_HEADERS
+    platform/ComObject.h
+    platform/ComServices.h
+    platform/Export.h
+    platform/LogReference.h
+    platform/QBase.h
+    platform/QCOMShared.h
+    platform/QDataType.h
+    platform/QFormat.h
+    platform/QLog.h
+    platform/QLogRouter.h
+    platform/QMessage.h
+    platform/QORTask.h
+    platform/QorUserSession.h
+    platform/QPerfMon.h
+    platform/QRegistry.h
+    platform/QResource.h
+    platform/QSynch.h
+    platform/ReservedSlots.h
+    platform/ThreadSafety.h
+    platform/ThreadTimes.h
+    platform/Windows.h
+    base/HeapObject.h
+    base/QORJobInitializer.h
+    context/CKDXProcessContext.h
+    context/Collaborators.h
+    context/COMStatus.h
+    context/ICKDXProcessContext.h
+    context/ICKDXReportInstance.h
+    data/DependencyManager.h
+    data/QORBinaryData.h
+    data/QORComData.h
+    data/QORJobData.h
+    data/QORJobDataLookupTable.h
+    data/QORNamedIdsList.h
+    data/QORStringData.h
+    data/QORTextFileData.h
+    record/JobSourceNames.h
+    record/QORChannelRequest.h
+    record/QORJobBrowsingInfo.h
+    record/QORJobInfo.h
+    record/QORJobInfoData.h
+    record/QORJobInfoOld.h
+    record/QORJobProcessingStep.h
+    record/QORJobPUInfo.h
+    record/QORJobStep.h
+    record/QORJobTypes.h
+    job/JobMemGovernor.h
+    job/QORJob.h
+    job/QORJobError.h
+    job/QORJobState.h
+    job/QORJobTask.h
+    qorjob.h)
 if(QORJOB_PLATFORM STREQUAL "qorjob_builtin")
-    install(DIRECTORY platform/builtin DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qorjob/platform
-        FILES_MATCHING PATTERN "*.h"
-        PATTERN catalogue EXCLUDE)
+    include(platform/builtin/Headers.cmake)
+    list(APPEND QORJOB_HEADERS ${QORJOB_BUILTIN_HEADERS})
 endif()
+
+# They keep their rooms, so that an #include reads the same inside the project and outside.
+foreach(header IN LISTS QORJOB_HEADERS)
+    get_filename_component(room ${header} DIRECTORY)
+    install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qorjob/${room})
+endforeach()
 
 # The package is the exported target and its version: the library has no dependency that its users need to find.
 set(packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/qorjob)

@@ -1,0 +1,8 @@
+# What a program may include of the builtin platform, and so is installed; the other headers are its own.
+set(QORJOB_BUILTIN_HEADERS
+    platform/builtin/EventTrace.h
+    platform/builtin/Faults.h
+    platform/builtin/LogSinks.h
+    platform/builtin/PerfReadings.h
+    platform/builtin/Registry.h
+    platform/builtin/Settings.h)
