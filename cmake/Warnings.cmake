@@ -1,5 +1,6 @@
-# The warnings of our own code. They are errors while the project is the top level: a program that takes the library in
-# with add_subdirectory and a newer compiler is not stopped by them.
+# The warnings of our own code. They are errors in the presets only: nobody else's build is stopped by a newer compiler.
+option(QORJOB_WERROR "Take warnings for errors" OFF)
+
 function(qorjob_warnings iTarget)
     target_compile_options(${iTarget} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Woverloaded-virtual)
     if(NOT WIN32)
@@ -14,7 +15,7 @@ function(qorjob_warnings iTarget)
         # GCC 12 sees an overlap inside the standard library's own "literal" + std::string.
         target_compile_options(${iTarget} PRIVATE -Wno-restrict)
     endif()
-    if(PROJECT_IS_TOP_LEVEL)
+    if(QORJOB_WERROR)
         target_compile_options(${iTarget} PRIVATE -Werror)
     endif()
 endfunction()
