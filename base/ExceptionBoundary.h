@@ -50,10 +50,9 @@ inline constexpr HRESULT cExceptionCaught = static_cast<HRESULT>(0x80043046);
 /// For a catch block: logs the exception in flight with the operation's name and the job's id, and returns its code.
 HRESULT CodeOfExceptionInFlight(const char* iOperation, int iJobId) noexcept;
 
-/// Runs the body of an operation. Exceptions become codes and are logged under `iOperation`; the default is the name of
-/// the calling function, without its class.
+/// Runs the body of an operation. Exceptions become codes and are logged under `iOperation`.
 template <class Body>
-HRESULT Boundary(int iJobId, Body&& iBody, const char* iOperation = __builtin_FUNCTION()) noexcept
+HRESULT Boundary(int iJobId, Body&& iBody, const char* iOperation) noexcept
 {
     try
     {

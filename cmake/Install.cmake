@@ -11,6 +11,7 @@ set(QORJOB_HEADERS
     platform/ComServices.h
     platform/Export.h
     platform/LogReference.h
+    platform/Mutex.h
     platform/QBase.h
     platform/QCOMShared.h
     platform/QDataType.h
@@ -30,6 +31,7 @@ set(QORJOB_HEADERS
     platform/Windows.h
     base/HeapObject.h
     base/QORJobInitializer.h
+    base/Unlocked.h
     context/CKDXProcessContext.h
     context/Collaborators.h
     context/COMStatus.h
@@ -58,6 +60,7 @@ set(QORJOB_HEADERS
     job/QORJobError.h
     job/QORJobState.h
     job/QORJobTask.h
+    job/StepQueue.h
     qorjob.h)
 if(QORJOB_PLATFORM STREQUAL "qorjob_builtin")
     include(platform/builtin/Headers.cmake)

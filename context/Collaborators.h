@@ -17,6 +17,9 @@ QORJOB_API extern const GUID IID_ICKDXObjectSource;
 /// {6239CB10-6C3C-11D1-9BDF-006097C50B8E}
 QORJOB_API extern const GUID IID_ICKDXObjectDefinition;
 
+/// For FillLocalisation, whose callers pass nothing else.
+inline constexpr int cLocaliseProject = 1;
+
 /// A bit of a session's flags: its display name is get_Name8.
 inline constexpr LONG cSessionShowsName8 = 1;
 

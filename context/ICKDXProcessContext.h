@@ -17,6 +17,14 @@ class JobMemGovernor;
 /// The kernel's modules call these 134 operations by their slots behind the three of IUnknown: never move or insert
 /// one. Some pairs have their put first; they stay that way.
 ///
+/// Most fields are for the kernel's own use. Those that this library reads or writes:
+///
+///   ContextObjectA  the session (ICKDXSession)             LongB   the stop flag: cStop or cGoOn
+///   ContextObjectB  the report instance                    LongA   what a pulse records
+///   ContextObjectC  the source of the definition           ShortA  whether a reply is an error
+///   ContextObjectN  the delivery object                    LimitA  the job's priority
+///   BstrE           the chapter key of the step that runs  LimitB  the priority of a query
+///
 /// Threads: any.
 /// Owns:    a reference to each object that it is given. Getters add one for the caller.
 /// Errors:  E_POINTER or E_INVALIDARG for a null out-pointer.
@@ -24,6 +32,10 @@ class JobMemGovernor;
 class ICKDXProcessContext : public IUnknown
 {
 public:
+    /// Values of LongB: whether the request's steps are to stop. A task reads it while it works.
+    static constexpr LONG cStop = 1;
+    static constexpr LONG cGoOn = 0;
+
     virtual HRESULT get_RequestCode(LONG* oRequestCode) = 0;
     virtual HRESULT put_RequestCode(LONG iRequestCode) = 0;
     virtual HRESULT get_RequestID(GUID* oRequestID) = 0;

@@ -1,7 +1,6 @@
 // Helpers for texts and blocks on the general heap and for their saved bytes, private to data/.
 #pragma once
 
-#include "base/HeapText.h"
 #include "platform/QBase.h"
 #include "platform/Windows.h"
 
@@ -55,7 +54,7 @@ inline HRESULT WriteBytes(const void* iBytes, std::size_t iCount, signed char* o
 }
 
 /// For LoadObj: makes a block of `iUnits` 16-bit units that begins with the bytes.
-inline HRESULT ReadBytes(const signed char* iBuffer, std::size_t iCount, std::uint64_t iUnits, HeapText& oBlock)
+inline HRESULT ReadBytes(const signed char* iBuffer, std::size_t iCount, std::uint64_t iUnits, QBase::HeapText& oBlock)
 {
     if (iBuffer == nullptr && iCount != 0)
         return E_POINTER;
@@ -68,7 +67,7 @@ inline HRESULT ReadBytes(const signed char* iBuffer, std::size_t iCount, std::ui
 }
 
 /// The same for texts: the units behind the bytes are set to zero. There is at least one.
-inline HRESULT ReadText(const signed char* iBuffer, std::size_t iCount, std::uint64_t iUnits, HeapText& oText)
+inline HRESULT ReadText(const signed char* iBuffer, std::size_t iCount, std::uint64_t iUnits, QBase::HeapText& oText)
 {
     const HRESULT code = ReadBytes(iBuffer, iCount, iUnits, oText);
     if (code == S_OK)

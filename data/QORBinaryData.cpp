@@ -48,7 +48,7 @@ HRESULT QORBinaryData::SaveObj(unsigned iVersion, unsigned iMaxSize, signed char
 
 HRESULT QORBinaryData::LoadObj(unsigned iSize, const signed char* iBuffer)
 {
-    HeapText block; // in units: the block is twice as long as its bytes, as users of loaded items expect
+    QBase::HeapText block; // in units: the block is twice as long as its bytes, as users of loaded items expect
     const HRESULT code = ReadBytes(iBuffer, iSize, iSize, block);
     if (code != S_OK)
         return code;

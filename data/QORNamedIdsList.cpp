@@ -84,7 +84,7 @@ const QBase::WCHAR* QORNamedIdsList::GetNameAt(int iIndex) const
 }
 
 /// What can throw comes first, so that a failure changes nothing.
-void QORNamedIdsList::Append(HeapText& ioName, int iId)
+void QORNamedIdsList::Append(QBase::HeapText& ioName, int iId)
 {
     MakeRoomForOne(mNames);
     MakeRoomForOne(mIds);
@@ -93,7 +93,7 @@ void QORNamedIdsList::Append(HeapText& ioName, int iId)
     mIds.push_back(iId);
 }
 
-void QORNamedIdsList::Replace(int iIndex, HeapText& ioName, int iId)
+void QORNamedIdsList::Replace(int iIndex, QBase::HeapText& ioName, int iId)
 {
     QBase::WCHAR*& stored = mNames[static_cast<std::size_t>(iIndex)];
     mIds[static_cast<std::size_t>(iIndex)] = iId;
@@ -108,7 +108,7 @@ void QORNamedIdsList::Replace(int iIndex, HeapText& ioName, int iId)
 
 HRESULT QORNamedIdsList::AddName(QBase::WCHAR* iName, int iId)
 {
-    HeapText name(iName);
+    QBase::HeapText name(iName);
     if (name == nullptr)
         return E_INVALIDARG;
     QSynch::RWLock::WriteHold hold(mpLock.get());

@@ -1,7 +1,6 @@
 // A registry of names and ids with lookups in both directions.
 #pragma once
 
-#include "base/HeapText.h"
 #include "platform/Export.h"
 #include "platform/QBase.h"
 #include "platform/QSynch.h"
@@ -72,8 +71,8 @@ private:
     int GetCount() const QORJOB_REQUIRES_SHARED(mpLock) { return static_cast<int>(mIds.size()); }
     int GetIdAt(int iIndex) const QORJOB_REQUIRES_SHARED(mpLock);
     const QBase::WCHAR* GetNameAt(int iIndex) const QORJOB_REQUIRES_SHARED(mpLock);
-    void Append(HeapText& ioName, int iId) QORJOB_REQUIRES(mpLock);
-    void Replace(int iIndex, HeapText& ioName, int iId) QORJOB_REQUIRES(mpLock);
+    void Append(QBase::HeapText& ioName, int iId) QORJOB_REQUIRES(mpLock);
+    void Replace(int iIndex, QBase::HeapText& ioName, int iId) QORJOB_REQUIRES(mpLock);
 
     std::pmr::vector<QBase::WCHAR*> mNames QORJOB_GUARDED_BY(mpLock); // by index, owned
     std::pmr::vector<int> mIds QORJOB_GUARDED_BY(mpLock);             // by index

@@ -52,7 +52,7 @@ HRESULT QORStringData::SaveObj(unsigned, unsigned iMaxSize, signed char* oBuffer
 HRESULT QORStringData::LoadObj(unsigned iSize, const signed char* iBuffer)
 {
     const unsigned units = iSize / sizeof(QBase::WCHAR);
-    HeapText text;
+    QBase::HeapText text;
     const HRESULT code = ReadText(iBuffer, units * sizeof(QBase::WCHAR), std::uint64_t{units} + 1, text);
     if (code == S_OK)
         mpText = text.release();

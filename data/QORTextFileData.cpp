@@ -48,7 +48,7 @@ HRESULT QORTextFileData::SaveObj(unsigned iVersion, unsigned iMaxSize, signed ch
 
 HRESULT QORTextFileData::LoadObj(unsigned iSize, const signed char* iBuffer)
 {
-    HeapText text;
+    QBase::HeapText text;
     const HRESULT code = ReadText(iBuffer, iSize, std::uint64_t{iSize} + 1, text);
     if (code == S_OK)
         mpText = text.release();

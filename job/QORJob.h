@@ -187,6 +187,7 @@ public:
     // --- Status: QORJobStatus.cpp ------------------------------------------------------------------------------------
 
     /// The old status through `oOld` when it is not null. S_FALSE, with no effect, for 13 after anything but 8.
+    /// JobReplied also sends the answer to the first pending channel request, without the lock.
     HRESULT SetStatus(int iStatus, int* oOld);
     HRESULT GetStatus(int* oStatus) const;
     HRESULT IsCanceled(bool* obCanceled) const;
@@ -214,8 +215,9 @@ public:
     // --- Cancel, pause, resume, hang: QORJobControl.cpp --------------------------------------------------------------
     // Cancel and PauseCurrentStep call the process context and its report instance under the job's lock.
 
-    /// Leaves the current step and what reports and closes. A job that has ended only tells its context. Fails, with
-    /// lists and status as they were, when the report instance does.
+    /// Leaves the current step and what reports and closes. The task that runs learns of it by the context's stop flag.
+    /// A job that has ended only tells its context. Fails, with lists and status as they were, when the report instance
+    /// does.
     HRESULT Cancel();
     /// For documents only: the current step is asked to stop and stays queued until the job is resumed.
     void PauseCurrentStep();

@@ -6,9 +6,6 @@
 namespace
 {
 
-constexpr LONG cStop = 1;
-constexpr LONG cGoOn = 0;
-
 /// The values that tell a report instance that its job was cancelled.
 constexpr int cInstanceCancelled = 5;
 constexpr int cInstanceJobValue = 7;
@@ -116,7 +113,7 @@ int QORJob::FindReportingStep(ICKDXProcessContext* iContext)
 void QORJob::TellContextToStop()
 {
     if (mpProcessContext)
-        mpProcessContext->put_LongB(cStop);
+        mpProcessContext->put_LongB(ICKDXProcessContext::cStop);
 }
 
 void QORJob::PauseCurrentStep()
@@ -143,7 +140,7 @@ void QORJob::ResetStatusBeforeResumeExecution()
     SetRunning(false, nullptr);
     Boundary([&] {
         if (const auto context = GetValue(mpProcessContext))
-            context->put_LongB(cGoOn);
+            context->put_LongB(ICKDXProcessContext::cGoOn);
         return S_OK;
     });
 }

@@ -98,7 +98,7 @@ HRESULT QORJob::PreDestruct()
     return S_OK;
 }
 
-/// Without the lock: no other reference exists any more.
+/// Without the lock, since no other reference exists any more; only the snapshot of ProfileJob takes it.
 void QORJob::ReleaseCollaborators() QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
     LogLine(EnumKernelRouter::JobTrace, "QORJob::Destructing: Job:%1", mId.Get());
@@ -152,7 +152,7 @@ void QORJob::ReleaseContext() QORJOB_NO_THREAD_SAFETY_ANALYSIS
     QBase::PtrI<IUnknown> object = InstanceObjectOf(*mpProcessContext.Get());
     if (auto instance = ReportInstanceOf(object.Get()))
     {
-        instance->Reset(0);
+        instance->Reset(cInstanceDetached);
         instance.Detach()->Release();
     }
     mpProcessContext.Detach()->Release();

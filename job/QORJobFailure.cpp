@@ -65,7 +65,7 @@ HRESULT QORJob::GetJobError(QBase::wstring& oText) const
             return S_OK;
         const unsigned locale = QFormat::GetUserDefaultLCID();
         if (const auto session = SessionOf(*mpProcessContext.Get()))
-            session->FillLocalisation(mProjectID, 1);
+            session->FillLocalisation(mProjectID, cLocaliseProject);
         return QMessage::CKDXWriteMessage::GetErrorsFromMessage(locale, message.Get(), oText);
     });
 }

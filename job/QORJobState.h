@@ -28,7 +28,8 @@ class QORJobStep;
 class QORJobTask;
 struct QORProfileAgent;
 
-/// The fields of a job, in groups by what guards them.
+/// The fields of a job, in groups by what guards them. Users see them and can't reach them: their layout may change
+/// with any version.
 struct QORJobState
 {
     using UnitList = QBase::list<QORJobPUInfo*>;

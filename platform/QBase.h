@@ -9,6 +9,7 @@
 #include <limits>
 #include <list>
 #include <map>
+#include <memory>
 #include <memory_resource>
 #include <new>
 #include <stdexcept>
@@ -30,6 +31,9 @@ struct HeapDeleter
 {
     void operator()(void* iMemory) const noexcept { HeapFree(iMemory); }
 };
+
+/// Owns a text of the general heap.
+using HeapText = std::unique_ptr<WCHAR, HeapDeleter>;
 
 /// The general heap as a memory resource. It throws std::bad_alloc where HeapAllocate gives null, and for an alignment
 /// beyond that of std::max_align_t.

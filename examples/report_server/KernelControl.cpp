@@ -248,8 +248,7 @@ void Kernel::TakeAway(JobRecord& ioRecord)
         job.SetRunAwayStatus();
         if (job.StopRunningIfHang(0, 0, task) != S_OK)
             throw JobCallError("StopRunningIfHang found another task");
-        constexpr LONG cStop = 1;
-        Expect(ioRecord.mpContext->put_LongB(cStop), "put_LongB");
+        Expect(ioRecord.mpContext->put_LongB(ICKDXProcessContext::cStop), "put_LongB");
         Exit(step.mUnit, ioRecord);
         ioRecord.mNotes.push_back("taken away at " + std::to_string(step.mStepId));
         const char* const reason = ioRecord.mDeadline == ioRecord.mStepEnd

@@ -79,11 +79,10 @@ HRESULT StepTask::Run()
 
 bool StepTask::IsToldToStop() const
 {
-    constexpr LONG cStop = 1;
     LONG told = 0;
     if (StopSignal::IsRaised())
         return true;
-    return SUCCEEDED(mRecord.mpContext->get_LongB(&told)) && told == cStop;
+    return SUCCEEDED(mRecord.mpContext->get_LongB(&told)) && told == ICKDXProcessContext::cStop;
 }
 
 void NameTasks()

@@ -4,5 +4,5 @@ set(QORJOB_BUILTIN_HEADERS
     platform/builtin/Faults.h
     platform/builtin/LogSinks.h
     platform/builtin/PerfReadings.h
-    platform/builtin/Registry.h
+    platform/builtin/RegistryTree.h
     platform/builtin/Settings.h)
