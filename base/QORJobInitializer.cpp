@@ -1,5 +1,6 @@
 #include "base/QORJobInitializer.h"
 
+#include "base/Categories.h"
 #include "base/HeapObject.h"
 #include "base/KernelLog.h"
 #include "platform/QORTask.h"
@@ -30,7 +31,6 @@ namespace
 {
 
 constexpr int cGuardTaken = 0x12345678;
-constexpr int cRouterLockCategory = -3;
 
 constexpr std::array<const char*, KernelLog::cRouterCount> cRouterNames = {
     "Fatal",       "Error",     "Warning",    "Info",          "Trace",
@@ -46,7 +46,7 @@ public:
     Routers()
     {
         for (std::size_t i = 0; i < KernelLog::cRouterCount; ++i)
-            mRouters[i] = QLog::CreateRouter("Kernel", cRouterNames[i], cRouterLockCategory);
+            mRouters[i] = QLog::CreateRouter("Kernel", cRouterNames[i], LockCategoryNone);
     }
 
     ~Routers()

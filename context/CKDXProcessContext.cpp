@@ -1,6 +1,7 @@
 // Construction and destruction of the process context, and the operations on its settings and tables.
 #include "context/CKDXProcessContext.h"
 
+#include "base/Categories.h"
 #include "context/CKDXProcessContextRows.h"
 #include "platform/QCOMShared.h"
 #include "platform/QPerfMon.h"
@@ -10,10 +11,6 @@
 
 namespace
 {
-
-constexpr int cLockCategory = 300;
-constexpr int cThreadMessagesLockCategory = -3;
-constexpr int cInstanceCategory = 11;
 
 /// A mode of TakeBuffer: the caller knows the length, and the out value stays unchanged.
 constexpr int cLengthIsKnown = 1;
@@ -28,17 +25,17 @@ HRESULT CreateProcessContext(QBase::PtrI<CKDXProcessContext>& oContext)
 }
 
 CKDXProcessContext::CKDXProcessContext()
-    : CComObjectRootEx(cLockCategory), mpThreadMessagesLock(QSynch::MakeCriticalSection(cThreadMessagesLockCategory))
+    : CComObjectRootEx(LockCategoryComObject), mpThreadMessagesLock(QSynch::MakeCriticalSection(LockCategoryNone))
 {
     mCreationTime = QDataType::DateTime::NowUTC();
     if (QORObjectInstanceCount* instances = QORObjectInstanceCount::GetObjectInstanceCount())
-        instances->IncreaseObjectInstanceCount(cInstanceCategory);
+        instances->IncreaseObjectInstanceCount(InstanceCategoryProcessContext);
 }
 
 CKDXProcessContext::~CKDXProcessContext()
 {
     if (QORObjectInstanceCount* instances = QORObjectInstanceCount::GetObjectInstanceCount())
-        instances->DecreaseObjectInstanceCount(cInstanceCategory);
+        instances->DecreaseObjectInstanceCount(InstanceCategoryProcessContext);
     QBase::HeapFree(mpBuffer);
 }
 

@@ -1,5 +1,6 @@
 #include "data/DependencyManager.h"
 
+#include "base/Categories.h"
 #include "base/KernelLog.h"
 
 #include <new>
@@ -7,7 +8,6 @@
 namespace
 {
 
-constexpr int cLockCategory = 26;
 constexpr int cNoStep = -1;
 
 void Append(const char* iTemplate, int iStep, const std::list<int>* iIds, std::list<int>& ioIds)
@@ -23,7 +23,7 @@ void Append(const char* iTemplate, int iStep, const std::list<int>* iIds, std::l
 
 } // namespace
 
-DependencyManager::DependencyManager() : mpLock(QSynch::MakeRWLock(cLockCategory)) {}
+DependencyManager::DependencyManager() : mpLock(QSynch::MakeRWLock(LockCategoryDependencyManager)) {}
 
 DependencyManager::~DependencyManager()
 {

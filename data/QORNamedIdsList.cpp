@@ -1,5 +1,6 @@
 #include "data/QORNamedIdsList.h"
 
+#include "base/Categories.h"
 #include "data/Payload.h"
 
 #include <algorithm>
@@ -9,7 +10,6 @@
 namespace
 {
 
-constexpr int cLockCategory = 27;
 constexpr int cUnknown = -1; // an id or an index
 
 /// Makes sure that the next push_back can't fail.
@@ -35,7 +35,7 @@ bool QORNamedIdsList::OrdinalLess::operator()(const QBase::WCHAR* iLeft, const Q
 
 QORNamedIdsList::QORNamedIdsList()
     : mNames(QBase::DefaultHeap()), mIds(QBase::DefaultHeap()), mIndices(QBase::DefaultHeap()),
-      mpLock(QSynch::MakeRWLock(cLockCategory))
+      mpLock(QSynch::MakeRWLock(LockCategoryNamedIdsList))
 {
 }
 

@@ -1,4 +1,4 @@
-// The numbers that the performance monitor, the instance count and the lock diagnostics know the job by.
+// The counters of the performance monitor that the job feeds, and the execution kinds that decide on some of them.
 #pragma once
 
 /// The performance monitor's counters. Reports are the jobs of the request types 1, 5 and 7.
@@ -35,7 +35,3 @@ enum EnumExecutionKind : int
     ExecutionKind8 = 8, ///< with counters of its own
     ExecutionKind9 = 9, ///< exempt from the memory governor
 };
-
-inline constexpr int cJobInstanceCategory = 4;
-inline constexpr int cTaskInstanceCategory = 7;
-inline constexpr int cJobLockCategory = 4;

@@ -1,5 +1,6 @@
 #include "job/QORJob.h"
 
+#include "base/Categories.h"
 #include "base/KernelLog.h"
 #include "context/ICKDXProcessContext.h"
 #include "job/JobMemGovernor.h"
@@ -46,8 +47,8 @@ QORJob::QORJob(QSynch::AtomicLong iId, int iRequestType, int iPriority, QorUserS
     LogCreation();
     if (QORObjectInstanceCount* instances = QORObjectInstanceCount::GetObjectInstanceCount())
     {
-        instances->IncreaseObjectInstanceCount(cJobInstanceCategory);
-        instances->CreateObjectInstance(cJobInstanceCategory, this);
+        instances->IncreaseObjectInstanceCount(InstanceCategoryJob);
+        instances->CreateObjectInstance(InstanceCategoryJob, this);
     }
     mCreationTime = QDataType::DateTime::NowUTC();
     LogLine(EnumKernelRouter::JobTrace, "QORJob::QORJob Job:%1 created.", mId.Get());

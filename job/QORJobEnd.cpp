@@ -1,3 +1,4 @@
+#include "base/Categories.h"
 #include "base/KernelLog.h"
 #include "context/ICKDXProcessContext.h"
 #include "context/ICKDXReportInstance.h"
@@ -91,8 +92,8 @@ HRESULT QORJob::PreDestruct()
     }
     if (QORObjectInstanceCount* instances = QORObjectInstanceCount::GetObjectInstanceCount())
     {
-        instances->DecreaseObjectInstanceCount(cJobInstanceCategory);
-        instances->DeleteObjectInstance(cJobInstanceCategory, this);
+        instances->DecreaseObjectInstanceCount(InstanceCategoryJob);
+        instances->DeleteObjectInstance(InstanceCategoryJob, this);
     }
     MarkDead();
     return S_OK;
@@ -193,8 +194,8 @@ QORJob::~QORJob()
     if (QORObjectInstanceCount* instances = QORObjectInstanceCount::GetObjectInstanceCount())
     {
         // PreDestruct has lowered the count already: a job on the heap is counted down twice, as its readers expect.
-        instances->DecreaseObjectInstanceCount(cJobInstanceCategory);
-        instances->DeleteObjectInstance(cJobInstanceCategory, this);
+        instances->DecreaseObjectInstanceCount(InstanceCategoryJob);
+        instances->DeleteObjectInstance(InstanceCategoryJob, this);
     }
     LogLine(EnumKernelRouter::JobTrace, "QORJob::QORJob Job:%1 destructed.", mId.Get());
     ReleaseAndLog(mpUserSession);

@@ -1,10 +1,10 @@
 #include "job/QORJobState.h"
 
+#include "base/Categories.h"
 #include "base/ExceptionBoundary.h"
 #include "base/KernelLog.h"
 #include "context/ICKDXProcessContext.h"
 #include "job/JobMemGovernor.h"
-#include "job/KernelCounters.h"
 #include "platform/QPerfMon.h"
 #include "platform/QorUserSession.h"
 
@@ -17,7 +17,7 @@ constexpr unsigned cLockFailed = 0x8004308E;
 
 QSynch::CriticalSectionPtr MakeLock()
 {
-    QSynch::CriticalSectionPtr lock(QSynch::CreateCriticalSection(cJobLockCategory));
+    QSynch::CriticalSectionPtr lock(QSynch::CreateCriticalSection(LockCategoryJob));
     if (lock == nullptr)
     {
         LogCoded(EnumKernelRouter::Error, cExceptionCaught, "QOR_EXCEPTION_CAUGHT", "QORJob::QORJob",

@@ -1,12 +1,12 @@
 #include "job/QORJobTask.h"
 
+#include "base/Categories.h"
 #include "base/ExceptionBoundary.h"
 #include "base/KernelLog.h"
 #include "context/Collaborators.h"
 #include "context/ICKDXProcessContext.h"
 #include "data/QORBinaryData.h"
 #include "data/QORNamedIdsList.h"
-#include "job/KernelCounters.h"
 #include "job/QORJob.h"
 #include "job/QORJobError.h"
 #include "platform/Mutex.h"
@@ -45,7 +45,7 @@ constinit std::atomic<int> QORJobTask::mProfileIndex[cTaskIdCount] = {};
 QORJobTask::QORJobTask(QORJob* iJob) : mpJob(iJob)
 {
     if (QORObjectInstanceCount* count = QORObjectInstanceCount::GetObjectInstanceCount())
-        count->IncreaseObjectInstanceCount(cTaskInstanceCategory);
+        count->IncreaseObjectInstanceCount(InstanceCategoryTask);
 }
 
 QORJobTask::~QORJobTask()
@@ -53,7 +53,7 @@ QORJobTask::~QORJobTask()
     ReleaseContextData();
     mpJob = {};
     if (QORObjectInstanceCount* count = QORObjectInstanceCount::GetObjectInstanceCount())
-        count->DecreaseObjectInstanceCount(cTaskInstanceCategory);
+        count->DecreaseObjectInstanceCount(InstanceCategoryTask);
 }
 
 HRESULT QORJobTask::Run() { return S_OK; }
