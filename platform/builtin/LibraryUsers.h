@@ -1,4 +1,4 @@
-// Who holds the platform's libraries up at this moment, for reports and tests.
+// How many users the platform's libraries have at this moment, for reports and tests.
 #pragma once
 
 #include "platform/Export.h"
@@ -9,11 +9,11 @@ namespace Builtin::LibraryUsers
 {
 
 /// Live initialisers of the library; it is down while there are none.
-QORJOB_API unsigned GetLogUsers();
+QORJOB_API unsigned GetLogUsers() noexcept;
 QORJOB_API unsigned GetPerformanceMonitorUsers() noexcept;
 QORJOB_API unsigned GetThreadSpaceUsers() noexcept;
 
 /// Registered memory-governor proxies.
-QORJOB_API std::size_t GetMemGovernorCount();
+QORJOB_API std::size_t GetMemGovernorCount() noexcept;
 
 } // namespace Builtin::LibraryUsers

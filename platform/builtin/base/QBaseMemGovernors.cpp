@@ -1,8 +1,9 @@
 #include "platform/Mutex.h"
 #include "platform/QBase.h"
+#include "platform/ThreadSafety.h"
 #include "platform/builtin/EventTrace.h"
-#include "platform/builtin/LibraryUsers.h"
 #include "platform/builtin/base/NeverDestroyed.h"
+#include "platform/builtin/base/UserCounts.h"
 
 #include <algorithm>
 
@@ -32,6 +33,7 @@ void RegisterMemGovernor(MemGovernorProxy& iProxy)
     MemGovernors& governors = GetMemGovernors();
     const QSynch::MutexHold hold(governors.mMutex);
     governors.mProxies.push_back(&iProxy);
+    ++Builtin::gMemGovernors;
 }
 
 void UnregisterMemGovernor(MemGovernorProxy& iProxy) noexcept
@@ -40,15 +42,10 @@ void UnregisterMemGovernor(MemGovernorProxy& iProxy) noexcept
     MemGovernors& governors = GetMemGovernors();
     const QSynch::MutexHold hold(governors.mMutex);
     const auto place = std::find(governors.mProxies.begin(), governors.mProxies.end(), &iProxy);
-    if (place != governors.mProxies.end())
-        governors.mProxies.erase(place);
+    if (place == governors.mProxies.end())
+        return;
+    governors.mProxies.erase(place);
+    --Builtin::gMemGovernors;
 }
 
 } // namespace QBase
-
-std::size_t Builtin::LibraryUsers::GetMemGovernorCount()
-{
-    QBase::MemGovernors& governors = QBase::GetMemGovernors();
-    const QSynch::MutexHold hold(governors.mMutex);
-    return governors.mProxies.size();
-}

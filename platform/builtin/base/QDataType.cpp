@@ -1,15 +1,15 @@
 #include "platform/QDataType.h"
 
 #include "platform/builtin/EventTrace.h"
-#include "platform/builtin/Settings.h"
+#include "platform/builtin/base/SetValues.h"
 #include "platform/builtin/base/System.h"
 
-#include <atomic>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <ctime>
 #include <limits>
+#include <optional>
 #include <ratio>
 
 namespace QDataType
@@ -21,10 +21,6 @@ namespace
 using Ticks = std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>;
 
 constexpr std::chrono::sys_days cEpoch{std::chrono::year{1899} / 12 / 30};
-
-// A value the clock is never set to says that it isn't set: one read tells both.
-constexpr std::int64_t cReleased = std::numeric_limits<std::int64_t>::min();
-constinit std::atomic<std::int64_t> gSetClock{cReleased};
 
 std::chrono::sys_days DayOf(std::int64_t iTicks)
 {
@@ -50,9 +46,8 @@ DateTime::DateTime(double iDays)
 DateTime DateTime::NowUTC() noexcept
 {
     Builtin::EventTrace::Note("QDataType::DateTime::NowUTC");
-    const std::int64_t set = gSetClock.load(std::memory_order_relaxed);
-    if (set != cReleased)
-        return FromTicks(set);
+    if (const std::optional<DateTime> set = Builtin::SetValues::GetClock())
+        return *set;
     const auto sinceEpoch = std::chrono::system_clock::now() - cEpoch;
     return FromTicks(std::chrono::floor<Ticks>(sinceEpoch).count());
 }
@@ -135,15 +130,3 @@ unsigned DateTime::LoadObj(unsigned iSize, const signed char* iBuffer, bool)
 }
 
 } // namespace QDataType
-
-namespace Builtin::Settings
-{
-
-void SetClock(QDataType::DateTime iNow) noexcept
-{
-    QDataType::gSetClock.store(iNow.GetTicks(), std::memory_order_relaxed);
-}
-
-void ReleaseClock() noexcept { QDataType::gSetClock.store(QDataType::cReleased, std::memory_order_relaxed); }
-
-} // namespace Builtin::Settings

@@ -3,22 +3,13 @@
 #include "platform/QBase.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Faults.h"
-#include "platform/builtin/LibraryUsers.h"
-
-#include <atomic>
+#include "platform/builtin/base/UserCounts.h"
 
 QORTask::QORTask() noexcept = default;
 
 QORTask::~QORTask() = default;
 
 void QORTask::CancelLog() { Builtin::EventTrace::Note("QORTask::CancelLog"); }
-
-namespace
-{
-
-constinit std::atomic<unsigned> gThreadSpaceUsers{0};
-
-} // namespace
 
 namespace QORThreadSpace
 {
@@ -28,15 +19,13 @@ Initializer::Initializer()
     if (Builtin::Faults::IsDue(Builtin::Faults::EnumFault::LibraryStart))
         throw QBase::Message("The thread library can't be brought up.");
     Builtin::EventTrace::Note("QORThreadSpace::Initializer");
-    ++gThreadSpaceUsers;
+    ++Builtin::gThreadSpaceUsers;
 }
 
 Initializer::~Initializer()
 {
     Builtin::EventTrace::Note("QORThreadSpace::~Initializer");
-    --gThreadSpaceUsers;
+    --Builtin::gThreadSpaceUsers;
 }
 
 } // namespace QORThreadSpace
-
-unsigned Builtin::LibraryUsers::GetThreadSpaceUsers() noexcept { return gThreadSpaceUsers; }

@@ -6,6 +6,7 @@
 #include "platform/QLog.h"
 #include "platform/builtin/base/NeverDestroyed.h"
 #include "platform/builtin/base/System.h"
+#include "platform/builtin/log/Routers.h"
 
 #include <algorithm>
 #include <atomic>
@@ -47,7 +48,7 @@ constinit std::atomic<std::size_t> gSinkCount{0};
 
 Sinks& GetSinks()
 {
-    static Builtin::NeverDestroyed<Sinks> sinks;
+    static NeverDestroyed<Sinks> sinks;
     return sinks.Get();
 }
 
@@ -97,7 +98,7 @@ std::string ToText(const Line& iLine)
 
 int AddFileSink(const std::string& iPath)
 {
-    Builtin::System::OpenStandardStreams();
+    System::OpenStandardStreams();
     // A sink is copyable and a stream is not: the copies share it.
     const auto file = std::make_shared<std::ofstream>(iPath, std::ios::app);
     if (!*file)
@@ -122,6 +123,11 @@ int AddStandardErrorSink()
 }
 
 bool HasSinks() noexcept { return gSinkCount.load(std::memory_order_relaxed) != 0; }
+
+void Enable(const std::string& iComponent, const std::string& iName, bool ibEnabled)
+{
+    Routers::Enable({iComponent, iName}, ibEnabled);
+}
 
 void Write(const Line& iLine)
 {

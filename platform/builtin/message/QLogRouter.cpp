@@ -1,33 +1,17 @@
 #include "platform/QLogRouter.h"
 
-#include "platform/Mutex.h"
 #include "platform/QLog.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/ThreadContextListener.h"
 #include "platform/builtin/base/Guarded.h"
-#include "platform/builtin/base/NeverDestroyed.h"
 #include "platform/builtin/message/MessageBlocks.h"
+#include "platform/builtin/text/Bundles.h"
 #include "platform/builtin/text/Catalogue.h"
 
-#include <memory>
 #include <utility>
 
 namespace
 {
-
-using Listener = std::function<void()>;
-
-struct ListenerPlace
-{
-    QSynch::Mutex mMutex;
-    std::shared_ptr<const Listener> mpListener QORJOB_GUARDED_BY(mMutex);
-};
-
-ListenerPlace& GetListenerPlace()
-{
-    static Builtin::NeverDestroyed<ListenerPlace> place;
-    return place.Get();
-}
 
 /// The template of an entry: its source's own for the code, else any bundle's, else, from a source that is no bundle's
 /// name, the source itself. Null when there is none.
@@ -44,27 +28,16 @@ const char* TemplateOf(const std::string& iSource, unsigned iCode, unsigned iLan
 
 } // namespace
 
-void Builtin::ThreadContextListener::Set(std::function<void()> iListener)
+QBase::ReturnPtrI<QResource::Bundle> QLogRouter::GetResourceBundle(unsigned iLocale)
 {
-    std::shared_ptr<const Listener> listener;
-    if (iListener)
-        listener = std::make_shared<const Listener>(std::move(iListener));
-    ListenerPlace& place = GetListenerPlace();
-    const QSynch::MutexHold hold(place.mMutex);
-    place.mpListener.swap(listener);
+    Builtin::EventTrace::Note("QLogRouter::GetResourceBundle", {iLocale});
+    return Builtin::OpenBundle("Kernel", iLocale & 0xFFFF);
 }
 
 void QLogRouter::RefreshCurrentThreadContext()
 {
     Builtin::EventTrace::Note("QLogRouter::RefreshCurrentThreadContext");
-    std::shared_ptr<const Listener> listener;
-    {
-        ListenerPlace& place = GetListenerPlace();
-        const QSynch::MutexHold hold(place.mMutex);
-        listener = place.mpListener;
-    }
-    if (listener != nullptr)
-        (*listener)();
+    Builtin::ThreadContextListener::Call();
 }
 
 QORMessagePacker::QORMessagePacker(ICKDXWriteMessage* iMessage, const QBase::WCHAR* iSource, unsigned iCode)

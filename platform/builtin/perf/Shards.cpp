@@ -9,8 +9,10 @@ namespace Builtin
 
 namespace
 {
+
 constinit std::atomic<unsigned> gThreadsSeen{0};
 QORJOB_NEAR_THREAD_LOCAL std::size_t tShard = cShardCount; // out of range: not taken yet
+
 } // namespace
 
 std::size_t GetThreadShard() noexcept

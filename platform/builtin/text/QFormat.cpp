@@ -1,21 +1,5 @@
 #include "platform/QFormat.h"
 
-#include "platform/builtin/Settings.h"
+#include "platform/builtin/base/SetValues.h"
 
-#include <atomic>
-
-namespace
-{
-
-constexpr unsigned cEnglish = 0x409;
-
-constinit std::atomic<unsigned> gUserDefaultLocale{cEnglish};
-
-} // namespace
-
-unsigned QFormat::GetUserDefaultLCID() noexcept { return gUserDefaultLocale.load(std::memory_order_relaxed); }
-
-void Builtin::Settings::SetUserDefaultLCID(unsigned iLocale) noexcept
-{
-    gUserDefaultLocale.store(iLocale, std::memory_order_relaxed);
-}
+unsigned QFormat::GetUserDefaultLCID() noexcept { return Builtin::SetValues::GetUserDefaultLCID(); }

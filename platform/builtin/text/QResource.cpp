@@ -1,12 +1,11 @@
 #include "platform/QResource.h"
 
 #include "platform/QBase.h"
-#include "platform/QLog.h"
-#include "platform/builtin/Settings.h"
-#include "platform/builtin/base/ThreadLocal.h"
+#include "platform/builtin/EventTrace.h"
+#include "platform/builtin/base/SetValues.h"
+#include "platform/builtin/text/Bundles.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cctype>
 #include <charconv>
 #include <type_traits>
@@ -16,11 +15,6 @@ namespace QResource
 
 namespace
 {
-
-constexpr unsigned cEnglish = 0x409;
-
-constinit std::atomic<unsigned> gProcessLanguage{cEnglish};
-QORJOB_NEAR_THREAD_LOCAL unsigned tThreadLanguage = 0; // 0: the process's
 
 template <class... Arguments>
 std::string ToText(Arguments... iArguments)
@@ -147,31 +141,20 @@ std::string MessageFormatter::Format(std::string_view iTemplate) const
     return text;
 }
 
-unsigned GetProcessLanguageID() noexcept { return gProcessLanguage.load(std::memory_order_relaxed); }
-
-unsigned GetThreadLanguageID() noexcept { return tThreadLanguage != 0 ? tThreadLanguage : GetProcessLanguageID(); }
-
-} // namespace QResource
-
-namespace Builtin::Settings
+QBase::ReturnPtrI<Bundle> GetFileBundle(const char* iName)
 {
-
-void SetProcessLanguageID(unsigned iLanguageId) noexcept
-{
-    QResource::gProcessLanguage.store(iLanguageId, std::memory_order_relaxed);
+    Builtin::EventTrace::Note("QResource::GetFileBundle");
+    return Builtin::OpenBundle(iName, 0);
 }
 
-void SetThreadLanguageID(unsigned iLanguageId) noexcept { QResource::tThreadLanguage = iLanguageId; }
+const char* GetMessageTemplate() noexcept { return "-?- "; }
 
-} // namespace Builtin::Settings
+unsigned GetProcessLanguageID() noexcept { return Builtin::SetValues::GetProcessLanguageID(); }
 
-namespace QLog::Format
+unsigned GetThreadLanguageID() noexcept
 {
+    const unsigned language = Builtin::SetValues::GetThreadLanguageID();
+    return language != 0 ? language : GetProcessLanguageID();
+}
 
-void Hex(MessageFormatter& ioFormatter) { ioFormatter.SetRadix(MessageFormatter::EnumRadix::Hexadecimal); }
-
-void Dec(MessageFormatter& ioFormatter) { ioFormatter.SetRadix(MessageFormatter::EnumRadix::Decimal); }
-
-void WideHex(MessageFormatter& ioFormatter) { ioFormatter.SetRadix(MessageFormatter::EnumRadix::WideHexadecimal); }
-
-} // namespace QLog::Format
+} // namespace QResource
