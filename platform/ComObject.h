@@ -1,5 +1,5 @@
-// The COM support library: the root that COM classes derive from, the wrapper that makes objects of them, and the
-// question for an interface.
+// The COM support library: the base of COM classes, the wrapper that makes objects of them, and the query for an
+// interface.
 #pragma once
 
 #include "platform/LogReference.h"
@@ -17,13 +17,13 @@ struct CComMultiThreadModel
     using Counter = QSynch::AtomicLong;
 };
 
-/// What every COM class carries: a reference count and one re-entrant lock. Not an interface: a class derives from it
+/// The base of every COM class: a reference count and one re-entrant lock. Not an interface: a class derives from it
 /// first, and from its interface second.
 ///
 /// Threads: any.
 /// Owns:    its lock. The count only counts; CComObject deletes the object.
 /// Errors:  the constructor throws std::bad_alloc when the lock can't be made.
-/// Locks:   mpLock, held through SmartLock; Lock and Unlock are for callers whose hold is no scope.
+/// Locks:   mpLock, held through SmartLock; Lock and Unlock are for a hold that no scope fits.
 template <class ThreadModel>
 class CComObjectRootEx
 {
@@ -38,10 +38,12 @@ public:
     DWORD InternalAddRef() { return static_cast<DWORD>(mReferences.Increment()); }
     DWORD InternalRelease() { return static_cast<DWORD>(mReferences.Decrement()); }
 
-    /// The last step of construction, when the object can already be handed to others: hide it where there is one.
+    /// The last step of construction, when the object can already be handed to others. A class that has such a step
+    /// hides this with its own.
     HRESULT FinalConstruct() { return S_OK; }
 
-    /// What answers for interfaces that the class itself doesn't have: hide it where FinalConstruct made such a thing.
+    /// The inner object that is asked for interfaces that the class itself doesn't have. A class whose FinalConstruct
+    /// makes one hides this with its own.
     IUnknown* GetAggregated() { return nullptr; }
 
 protected:
@@ -56,7 +58,7 @@ private:
     typename ThreadModel::Counter mReferences;
 };
 
-/// The interface of that id of an object; empty when the object is null or doesn't have it.
+/// Asks an object for an interface; empty when the object is null or doesn't have it.
 template <class Interface>
 QBase::PtrI<Interface> QueryFor(IUnknown* iObject, const GUID& iInterfaceId)
 {
@@ -73,7 +75,7 @@ template <class Class>
 class CComObject final : public Class
 {
 public:
-    /// Makes an object and gives the caller its first reference. The object goes again when its FinalConstruct fails,
+    /// Makes an object and gives the caller its first reference. When its FinalConstruct fails the object is deleted
     /// and that code is the result; E_OUTOFMEMORY when there is no memory for it or its lock.
     static HRESULT CreateInstance(QBase::PtrI<Class>& oObject)
     {
@@ -81,7 +83,7 @@ public:
         try
         {
             std::unique_ptr<CComObject> object(new CComObject);
-            // Others may take and drop references while it is being finished: this one keeps it alive meanwhile.
+            // Others may take and release references during FinalConstruct: this one keeps the object alive.
             object->InternalAddRef();
             const HRESULT code = object->FinalConstruct();
             if (FAILED(code))
@@ -126,7 +128,7 @@ public:
         return left;
     }
 
-    // The objects come from the general heap, as all that modules hand to one another.
+    // The objects come from the general heap, like everything that modules hand to one another.
     static void* operator new(std::size_t iBytes)
     {
         void* const memory = QBase::HeapAllocate(iBytes);

@@ -1,4 +1,4 @@
-// The COM services of Windows that the library calls, where no Windows is. Include platform/Windows.h: it brings these
+// The COM services of Windows that the library calls, for other systems. Include platform/Windows.h: it declares these
 // names on every system.
 #pragma once
 
@@ -23,8 +23,8 @@ QORJOB_API void CoTaskMemFree(void* iMemory);
 /// CoTaskMemFree. Errors: E_INVALIDARG for a null out-pointer, REGDB_E_CLASSNOTREG when the registry has no name.
 QORJOB_API HRESULT ProgIDFromCLSID(const GUID& iClassId, QBase::WCHAR** oProgId);
 
-/// What went wrong, as a client of a COM interface reads it. The strings are the caller's to free; what was never set
-/// is null, GUID_NULL or 0. Errors: E_INVALIDARG for a null out-pointer.
+/// A description of an error, as a client of a COM interface reads it. The strings are the caller's to free; what was
+/// never set is null, GUID_NULL or 0. Errors: E_INVALIDARG for a null out-pointer.
 class IErrorInfo : public IUnknown
 {
 public:
@@ -38,7 +38,7 @@ protected:
     ~IErrorInfo() = default;
 };
 
-/// The same object as seen by who fills it. The texts are copied and stay as they are; null clears.
+/// The same object, for the code that fills it. The texts are copied and stay as they are; null clears.
 class ICreateErrorInfo : public IUnknown
 {
 public:
@@ -59,7 +59,7 @@ QORJOB_API HRESULT CreateErrorInfo(ICreateErrorInfo** oErrorInfo);
 QORJOB_API HRESULT SetErrorInfo(DWORD iReserved, IErrorInfo* iErrorInfo);
 QORJOB_API HRESULT GetErrorInfo(DWORD iReserved, IErrorInfo** oErrorInfo);
 
-/// A stream as far as a marshaler needs one.
+/// A byte stream, with the operations that a marshaler needs.
 class IStream : public IUnknown
 {
 public:
@@ -70,7 +70,7 @@ protected:
     ~IStream() = default;
 };
 
-/// How an interface pointer gets from one thread to another. `iContext` is MSHCTX_INPROC.
+/// The transfer of an interface pointer from one thread to another. `iContext` is MSHCTX_INPROC.
 class IMarshal : public IUnknown
 {
 public:
@@ -90,9 +90,9 @@ protected:
 
 inline constexpr DWORD MSHCTX_INPROC = 3;
 
-/// Makes the marshaler that an object of any thread aggregates: it writes the pointer itself, so that every thread
-/// calls the object directly. The result is the marshaler's own IUnknown; ask it for IID_IMarshal. It counts its
-/// IMarshal references on `iOuter`, which it doesn't own (null: on itself). Errors: E_INVALIDARG for a null
+/// Makes the marshaler that an object aggregates when any thread may call it: it writes the pointer itself, so that
+/// every thread calls the object directly. The result is the marshaler's own IUnknown; ask it for IID_IMarshal. It
+/// counts its IMarshal references on `iOuter`, which it doesn't own (null: on itself). Errors: E_INVALIDARG for a null
 /// out-pointer, E_OUTOFMEMORY.
 QORJOB_API HRESULT CoCreateFreeThreadedMarshaler(IUnknown* iOuter, IUnknown** oMarshaler);
 

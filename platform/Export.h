@@ -1,4 +1,4 @@
-// What the shared library shows to its users; everything else stays hidden in it.
+// The mark of what the shared library exports; everything else is hidden.
 #pragma once
 
 #if defined(QORJOB_STATIC)

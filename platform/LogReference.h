@@ -1,4 +1,4 @@
-// The stack library's reference logger: who took and dropped references to what.
+// The stack library's log of references to counted objects.
 #pragma once
 
 #include "platform/Export.h"
@@ -9,5 +9,5 @@ enum EnumReferenceKind : int
     ReferenceKindProcessContext = 4,
 };
 
-/// `iAdd`: 1 a reference is taken, 0 it is dropped. Called before the count changes.
+/// `iAdd`: 1 a reference is taken, 0 it is released. Called before the count changes.
 QORJOB_API void LogReference(const void* iObject, int iAdd, int iKind) noexcept;

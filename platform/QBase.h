@@ -22,11 +22,11 @@ namespace QBase
 {
 
 /// The general heap. Allocate returns null when there is no memory; Free takes null.
-/// Threads: any. What one module allocates here another may free.
+/// Threads: any. One module may free what another has allocated here.
 QORJOB_API void* HeapAllocate(std::size_t iBytes) noexcept;
 QORJOB_API void HeapFree(void* iMemory) noexcept;
 
-/// For std::unique_ptr to plain memory of the general heap.
+/// Deleter of std::unique_ptr for plain memory of the general heap.
 struct HeapDeleter
 {
     void operator()(void* iMemory) const noexcept { HeapFree(iMemory); }
@@ -40,7 +40,7 @@ using HeapText = std::unique_ptr<WCHAR, HeapDeleter>;
 QORJOB_API std::pmr::memory_resource* DefaultHeap() noexcept;
 
 /// The allocator of texts and containers: of the arena that it is given, else of the general heap. The standard's own
-/// would take what the program has made its default resource at that moment, and may free in a later one.
+/// takes whatever default resource the program has set at that moment, and copies may then free in another one.
 template <class T>
 class Allocator
 {
@@ -48,14 +48,14 @@ public:
     using value_type = T;
 
     Allocator() noexcept : Allocator(DefaultHeap()) {}
-    // Both implicit, as of the standard's: a container is made with its memory, or with another one's allocator.
+    // Both implicit, as with std::pmr: a container is made with a memory resource, or with another one's allocator.
     Allocator(std::pmr::memory_resource* iMemory) noexcept : mpMemory(iMemory) {}
     template <class U>
     Allocator(const Allocator<U>& iOther) noexcept : mpMemory(iOther.GetMemory())
     {
     }
 
-    // NOLINTBEGIN(readability-identifier-naming): the standard's names
+    // NOLINTBEGIN(readability-identifier-naming): the names that std::allocator_traits asks for
 
     T* allocate(std::size_t iCount)
     {
@@ -94,12 +94,12 @@ using vector = std::vector<T, Allocator<T>>;
 template <class Key, class Value, class Order = std::less<Key>>
 using map = std::map<Key, Value, Order, Allocator<std::pair<const Key, Value>>>;
 
-/// A memory arena: what is allocated in it is given back with the arena, never one by one.
+/// A memory arena: its allocations are freed all at once, with the arena.
 ///
-/// Threads: any may allocate, register and end a registration; nobody uses it any more when the last one ends.
-/// Owns:    its memory. Objects in it are not destroyed, only their memory goes.
+/// Threads: any may allocate, register and end a registration; it is not used any more when the last one ends.
+/// Owns:    its memory. Objects in it are not destroyed, their memory is freed.
 /// Errors:  TryAllocate gives null, the std::pmr side throws std::bad_alloc.
-/// Locks:   one of its own, for a moment, when it takes more memory from the heap.
+/// Locks:   one of its own, only while it takes more memory from the heap.
 class QORJOB_API Buffer : public std::pmr::memory_resource
 {
 public:
@@ -108,8 +108,8 @@ public:
     /// Counts one more user that will call Destroy.
     virtual void Register() noexcept = 0;
 
-    /// Ends one registration; the last one (or the call on a buffer that nobody registered with) frees all memory and
-    /// the arena itself. A reusable buffer is rewound instead: it keeps its memory for the next user.
+    /// Ends one registration; the last one (or the call on a buffer without registrations) frees all memory and the
+    /// arena itself. A reusable buffer is rewound instead: it keeps its memory for the next user.
     virtual void Destroy() noexcept = 0;
 
     /// Frees a reusable buffer, which Destroy only rewinds. Nothing may live in it any more.
@@ -120,12 +120,12 @@ protected:
 };
 
 /// Makes an arena. `iReserveBytes` are taken from the heap at once (0: with the first allocation); each further chunk
-/// is `iGrowth` times the last one, which starts at `iChunkBytes`; `ibReusable` is told at Destroy. Null when there is
+/// is `iGrowth` times the last one, and the first has `iChunkBytes`; for `ibReusable` see Destroy. Null when there is
 /// no memory.
 QORJOB_API Buffer* CreateBuffer(std::size_t iReserveBytes, unsigned iGrowth, std::size_t iChunkBytes,
                                 bool ibReusable) noexcept;
 
-/// The root of counted objects that are no COM objects. Derive virtually.
+/// The base of counted objects other than COM objects. Derive virtually.
 class QORJOB_API Counted
 {
 public:
@@ -136,8 +136,8 @@ protected:
     virtual ~Counted() = default;
 };
 
-/// A counted pointer: holds one reference while it points at an object. It ends quietly: a Release that throws is taken
-/// as done, since a destructor has nobody to tell. Who wants to know releases by name (`Detach()->Release()`).
+/// A counted pointer: holds one reference while it points at an object. Its destructor can't report a Release that
+/// throws, and takes it as done; call `Detach()->Release()` to see the exception.
 template <class T>
 class PtrI
 {
@@ -162,11 +162,11 @@ public:
         }
         catch (...)
         {
-            // A stranger's fault must not end the process.
+            // A failing collaborator must not end the process.
         }
     }
 
-    // By value: the new reference is taken before the old one is dropped.
+    // By value: the new reference is taken before the old one is released.
     PtrI& operator=(PtrI iOther) noexcept
     {
         std::swap(mpObject, iOther.mpObject);
@@ -183,7 +183,7 @@ public:
 
     T* Get() const { return mpObject; }
 
-    /// The place for a getter to write to what it hands out, with its reference; what was held is released.
+    /// The out-pointer for a getter that hands out an object with a reference; what was held is released.
     T** Receive()
     {
         *this = {};
@@ -200,11 +200,11 @@ private:
     T* mpObject = nullptr;
 };
 
-/// How a function hands a counted object over: the result carries one reference.
+/// The result of a function that hands out a counted object: it carries one reference.
 template <class T>
 using ReturnPtrI = PtrI<T>;
 
-/// Deleter policy of QSynch::SmartPtr: the object goes with `delete`.
+/// Deleter policy of QSynch::SmartPtr: `delete`.
 template <class T>
 struct DeleteC
 {
@@ -220,13 +220,13 @@ public:
     MemGovernorProxy& operator=(const MemGovernorProxy&) = delete;
 };
 
-/// The proxy stays the caller's and must stay registered no longer than it lives. Registering throws std::bad_alloc;
-/// a proxy that isn't registered is ignored by the other.
+/// The caller keeps the proxy, and unregisters it before its end. Registering throws std::bad_alloc; unregistering
+/// ignores a proxy that isn't registered.
 /// Threads: any.
 QORJOB_API void RegisterMemGovernor(MemGovernorProxy& iProxy);
 QORJOB_API void UnregisterMemGovernor(MemGovernorProxy& iProxy) noexcept;
 
-/// The exception of the kernel libraries: a text (UTF-8) for the log.
+/// The exception of the kernel libraries, with a text (UTF-8) for the log.
 class QORJOB_API Message : public std::runtime_error
 {
 public:
@@ -236,8 +236,8 @@ public:
 /// The calling thread's id as the system shows it; never 0.
 QORJOB_API DWORD GetCurrentThreadID() noexcept;
 
-/// The calls that lead to the calling thread's present place, the innermost first, a line each: as far as the system
-/// knows their names, else as addresses.
+/// The calling thread's call stack, the innermost call first, a line each: by name as far as the system knows it, else
+/// by address.
 QORJOB_API std::string GetCallStackText();
 
 /// Conversions between UTF-8 and 16-bit text; what is malformed becomes U+FFFD.

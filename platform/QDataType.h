@@ -1,4 +1,4 @@
-// The date/time library.
+// The date/time library: moments and lengths of time.
 #pragma once
 
 #include "platform/Export.h"
@@ -24,7 +24,7 @@ public:
         return span;
     }
 
-    /// Whole milliseconds, cut towards zero.
+    /// Whole milliseconds, rounded towards zero.
     std::int64_t GetTotalMilliseconds() const { return mTicks / 10'000; }
     std::int64_t GetTicks() const { return mTicks; }
 
@@ -67,8 +67,8 @@ public:
 
     /// "2026-11-21 14:05:09.078"
     QBase::wstring ToText() const;
-    /// The same moment by the clock of the system's time zone. A time that isn't set stays as it is, and so does one
-    /// that the system can't convert.
+    /// The same moment in the system's time zone. A time that isn't set is returned unchanged, and so is one that the
+    /// system can't convert.
     DateTime ToLocalTime() const;
 
     /// The saved form: the 64-bit number above, little-endian.

@@ -13,7 +13,7 @@ namespace QLog
 
 using QResource::MessageFormatter;
 
-/// Manipulators: stream them into a formatter before the numbers they shall govern.
+/// Manipulators: stream them into a formatter before the numbers that they are for.
 namespace Format
 {
 QORJOB_API void Hex(MessageFormatter& ioFormatter);
@@ -22,7 +22,7 @@ QORJOB_API void WideHex(MessageFormatter& ioFormatter);
 } // namespace Format
 
 /// One category of one component's log, such as "Kernel"/"Job Trace". It is a source of messages, too: it has the texts
-/// of its component, and records what was made of them.
+/// of its component, and records the finished messages.
 ///
 /// Threads: any.
 /// Owns:    itself, by reference count.
@@ -31,7 +31,7 @@ QORJOB_API void WideHex(MessageFormatter& ioFormatter);
 class QORJOB_API Router : public QResource::MessageSource
 {
 public:
-    /// Callers test this before they format anything.
+    /// To be tested before anything is formatted.
     bool IsEnabled() const noexcept { return mbEnabled.load(std::memory_order_relaxed); }
 
     /// Writes `iTemplate`, filled with the arguments.

@@ -1,4 +1,4 @@
-// The log router library: packs coded entries into messages and unpacks them, and knows the texts of the kernel's
+// The log router library: the packing of coded entries into messages, their unpacking, and the texts of the kernel's
 // codes.
 #pragma once
 
@@ -17,22 +17,22 @@ namespace QLogRouter
 /// The kernel's texts. In this bundle language 0 stands for that of the locale (its low 16 bits).
 QORJOB_API QBase::ReturnPtrI<QResource::Bundle> GetResourceBundle(unsigned iLocale);
 
-/// The process context of the calling thread has changed: what is kept of it is to be read anew.
+/// To be called when the process context of the calling thread has changed: copies of its data are read anew.
 QORJOB_API void RefreshCurrentThreadContext();
 
 } // namespace QLogRouter
 
-/// Packs one entry into a write message: the arguments that were streamed into it by its end, under a code.
+/// Packs one entry into a write message: a code, and the arguments that are streamed into the packer during its life.
 ///
 /// Threads: one at a time.
 /// Owns:    a reference to the message.
-/// Errors:  an entry that can't be written (no memory, a closed message) is left out. A null message takes nothing.
-/// Locks:   the message's, at the end.
+/// Errors:  an entry that can't be written (no memory, a closed message) is left out. With a null message nothing is
+/// packed. Locks:   the message's, at the end.
 class QORJOB_API QORMessagePacker : public QResource::MessageFormatter
 {
 public:
-    /// `iSource`: who reports it, such as "Kernel"; its bundle has the text. One that is no bundle's name is itself the
-    /// template of an entry whose code no bundle knows.
+    /// `iSource`: the component that reports it, such as "Kernel"; its bundle has the text. A source that is no
+    /// bundle's name is itself the template when no bundle has the code.
     QORMessagePacker(ICKDXWriteMessage* iMessage, const QBase::WCHAR* iSource, unsigned iCode);
     /// Writes the entry.
     ~QORMessagePacker() override;
@@ -58,8 +58,8 @@ public:
 
     /// Reads the next block of `iStream`. At the start of a stream without blocks it gives an empty message.
     /// `iLanguageId`: of the texts; with cNoLanguage they are in the process's.
-    /// Errors: E_POINTER for a null stream; E_INVALIDARG for a block that is cut or damaged, or missing where the last
-    /// one told of more; E_OUTOFMEMORY; what the stream gives. `oUnpacker` is empty then.
+    /// Errors: E_POINTER for a null stream; E_INVALIDARG for a block that is cut or damaged, or missing though the last
+    /// one announced it; E_OUTOFMEMORY; the stream's own. `oUnpacker` is empty then.
     static HRESULT Create(ICKDXReadBlockStream* iStream, unsigned iLanguageId,
                           std::unique_ptr<QORMessageUnpacker>& oUnpacker);
 
@@ -68,7 +68,7 @@ public:
     unsigned GetMessageId() const { return mCode; }
     bool IsLastMessageInStream() const { return mBlocksLeft == 0; }
 
-    /// The entry's text in UTF-8. A code that nobody knows is written with its arguments behind "-?- ".
+    /// The entry's text in UTF-8. A code that is not in the catalogue is written with its arguments behind "-?- ".
     std::string Build() const;
 
 private:

@@ -1,9 +1,9 @@
 // The message library: requests that came in, answers that are being written, and the channels that carry them.
 //
-// A message is a row of blocks, an item and an error code. Each block holds one entry: a code, the name of who reports
-// it and the arguments of its text; QLogRouter.h packs and unpacks them. The item is the object that stands for the
-// request: an answer has the item of the request that it answers, so that whoever waits for the answer knows it by its
-// item. docs/messages.md describes the bytes.
+// A message is a sequence of blocks, an item and an error code. Each block holds one entry: a code, the name of the
+// component that reports it and the arguments of its text; QLogRouter.h packs and unpacks them. The item is the object
+// that stands for the request: an answer has the item of its request, by which the client that waits for it recognises
+// it. docs/messages.md describes the bytes.
 #pragma once
 
 #include "platform/Export.h"
@@ -26,16 +26,16 @@ QORJOB_API extern const GUID IID_ICKDXReadBlockStream;
 /// {C2865E1D-9B40-47F3-8D1A-0E73A5F4B69C}
 QORJOB_API extern const GUID IID_CKDXServerMessage;
 
-/// The blocks of a message as one row of bytes, read from its start to its end.
+/// The blocks of a message as one sequence of bytes, read from start to end.
 ///
 /// Threads: one at a time.
-/// Owns:    the bytes: the message may change or go meanwhile.
+/// Owns:    the bytes: the message may change or be destroyed meanwhile.
 /// Errors:  E_POINTER for a null out-pointer.
 /// Locks:   none.
 class ICKDXReadBlockStream : public IUnknown
 {
 public:
-    /// Reads up to `iBytes`; S_FALSE when fewer are left, of which `*oRead` tells.
+    /// Reads up to `iBytes`; S_FALSE when fewer are left. `*oRead` is their number.
     virtual HRESULT Read(void* oBytes, DWORD iBytes, DWORD* oRead) = 0;
     /// Where the next Read begins, and how many bytes there are in all.
     virtual HRESULT GetPosition(std::uint64_t* oPosition, std::uint64_t* oSize) = 0;
@@ -53,7 +53,7 @@ public:
     virtual HRESULT CopyTo(IUnknown* iWriteMessage) = 0;
     /// Operation 4. A new stream that begins at the first block.
     virtual HRESULT get_BlockStream(ICKDXReadBlockStream** oStream) = 0;
-    /// Operation 5. S_OK when that message, read or written, has this one's item; else S_FALSE. E_POINTER for null,
+    /// Operation 5. S_OK when that read or write message has this one's item; else S_FALSE. E_POINTER for null,
     /// E_NOINTERFACE for an object that is no message.
     virtual HRESULT BelongsTo(IUnknown* iMessage) = 0;
 
@@ -75,14 +75,14 @@ protected:
 ///
 /// Threads: any.
 /// Owns:    its bytes and a reference to its item.
-/// Errors:  E_POINTER for a null out-pointer. The bytes are as they came: whoever unpacks them finds damage.
+/// Errors:  E_POINTER for a null out-pointer. The bytes are as they came in: damage is found when they are unpacked.
 /// Locks:   none.
 class ICKDXReadMessage : public ReservedSlots<ICKDXReadMessageMiddle, 7>
 {
 public:
     /// Operation 17. The item, with a reference.
     virtual HRESULT get_Item(IUnknown** oItem) = 0;
-    /// From here on the places are this library's choice. The code that the message carries; 0 for none.
+    /// From here on the slots are this library's choice. The code that the message carries; 0 for none.
     virtual HRESULT get_ErrorCode(HRESULT* oCode) = 0;
 
 protected:
@@ -116,12 +116,12 @@ class ICKDXWriteMessage : public ReservedSlots<ICKDXWriteMessageHead, 27>
 public:
     /// Operation 31. The item, with a reference.
     virtual HRESULT get_Item(IUnknown** oItem) = 0;
-    /// From here on the places are this library's choice. The code of the error that was packed last.
+    /// From here on the slots are this library's choice. The code of the error that was packed last.
     virtual HRESULT set_ErrorCode(HRESULT iCode) = 0;
     virtual HRESULT get_ErrorCode(HRESULT* oCode) = 0;
     /// Appends packed blocks, all of them or none: E_INVALIDARG when they are damaged.
     virtual HRESULT AppendBlocks(const void* iBlocks, std::size_t iBytes) = 0;
-    /// A new stream of the blocks that are there at this moment.
+    /// A new stream of the present blocks.
     virtual HRESULT get_BlockStream(ICKDXReadBlockStream** oStream) = 0;
     /// Nothing can be appended any more. S_FALSE when it was closed already.
     virtual HRESULT Close() = 0;
@@ -130,23 +130,23 @@ protected:
     ~ICKDXWriteMessage() = default;
 };
 
-/// A write message that goes out on a channel. Every write message that the message library makes is one: ask it with
+/// A write message that is sent on a channel. Every write message that the message library makes is one: ask it with
 /// IID_CKDXServerMessage.
 class CKDXServerMessage : public ICKDXWriteMessage
 {
 public:
-    /// The code that the message goes out with; it is its error code. E_UNEXPECTED when the message is closed.
+    /// Sets the code that the message is sent with, which is its error code. E_UNEXPECTED when the message is closed.
     virtual HRESULT SetResult(HRESULT iResult) = 0;
-    /// Delivers the message as it stands now and returns what the receiver gave. The message stays open.
+    /// Delivers the present content and returns the receiver's result. The message stays open.
     virtual HRESULT Send(QORChannel* iChannel) = 0;
-    /// Makes it as new: open, without blocks and code. The item stays.
+    /// Makes it like a new one: open, without blocks and code. The item stays.
     virtual HRESULT Reset() = 0;
 
 protected:
     ~CKDXServerMessage() = default;
 };
 
-/// A way to a client: what is sent on it reaches its receiver, in the sender's thread.
+/// A connection to a client: its receiver is called with each message, in the sender's thread.
 ///
 /// Threads: any; two messages sent at once may reach the receiver at once.
 /// Owns:    the receiver until it is closed.
@@ -156,7 +156,7 @@ class QORJOB_API QORChannel : public virtual QBase::Counted
 {
 public:
     virtual HRESULT Send(ICKDXReadMessage* iMessage) = 0;
-    /// Lets the receiver go. A message that is under way still reaches it.
+    /// Releases the receiver. A message that is being sent still reaches it.
     virtual void Close() = 0;
 
 protected:
@@ -166,27 +166,27 @@ protected:
 namespace QMessage
 {
 
-/// What can be done with a read message.
+/// Operations on a read message.
 struct QORJOB_API CKDXReadMessage
 {
-    /// Makes the message that answers `iMessage`: it has the same item, and its blocks first when `ibWithBlocks`. Its
+    /// Makes the answer to `iMessage`: it has the same item and, when `ibWithBlocks`, begins with its blocks. Its
     /// memory is not charged to the job's governor.
-    /// Errors: E_POINTER for null; E_INVALIDARG when blocks that shall be taken over are damaged.
+    /// Errors: E_POINTER for null; E_INVALIDARG when the blocks to be copied are damaged.
     static HRESULT NewWriteMessageNotGoverned(ICKDXReadMessage* iMessage, bool ibWithBlocks,
                                               ICKDXWriteMessage** oWriteMessage);
 };
 
-/// What can be done with a write message.
+/// Operations on a write message.
 struct QORJOB_API CKDXWriteMessage
 {
-    /// Closes the message and gives a read message of its blocks, item and error code.
+    /// Closes the message and makes a read message of its blocks, item and error code.
     static HRESULT ToReadMessage(ICKDXWriteMessage* iMessage, ICKDXReadMessage** oReadMessage);
 
-    /// Appends the blocks that `iSource` has to those of `iTarget`; the source keeps them. A code other than 0 that the
-    /// source has becomes the target's when that has none. Errors: E_UNEXPECTED when the target is closed.
+    /// Appends the blocks of `iSource` to those of `iTarget`; the source keeps them. The source's code becomes the
+    /// target's when that has none. Errors: E_UNEXPECTED when the target is closed.
     static HRESULT Append(ICKDXWriteMessage* iTarget, ICKDXWriteMessage* iSource);
 
-    /// The texts of all entries in the locale's language (the low 16 bits), parted by line feeds. Every entry of an
+    /// The texts of all entries in the locale's language (the low 16 bits), separated by line feeds. Every entry of an
     /// error message counts as an error, whatever its code.
     static HRESULT GetErrorsFromMessage(unsigned iLocale, ICKDXWriteMessage* iMessage, QBase::wstring& oText);
 };
@@ -201,8 +201,8 @@ QORJOB_API QBase::ReturnPtrI<CKDXServerMessage> NewServerMessage(IUnknown* iItem
 
 using Receiver = std::function<HRESULT(ICKDXReadMessage*)>;
 
-/// Makes a channel to a receiver, which keeps a message beyond the call by its own reference only. Null when there is
-/// no memory.
+/// Makes a channel to a receiver. A receiver that keeps a message beyond the call takes a reference. Null when there
+/// is no memory.
 QORJOB_API QBase::ReturnPtrI<QORChannel> NewChannel(Receiver iReceiver);
 
 } // namespace QMessage

@@ -4,10 +4,10 @@
 #include "platform/Export.h"
 #include "platform/Windows.h"
 
-/// A unit of work. Its virtual operations are reached by their place: never move one.
+/// A unit of work. Other modules call its virtual operations by their slot: never move one.
 ///
 /// Threads: one at a time; CancelLog any.
-/// Owns:    nothing. A task isn't counted: who has it deletes it.
+/// Owns:    nothing. A task isn't counted: its owner deletes it.
 /// Errors:  return codes.
 /// Locks:   none.
 class QORJOB_API QORTask
@@ -21,7 +21,7 @@ public:
     /// A new task for the same work; it is the caller's.
     virtual HRESULT Clone(QORTask** oTask) = 0;
     virtual ~QORTask();
-    /// Puts on record that the task was cancelled.
+    /// Records that the task was cancelled.
     virtual void CancelLog();
 };
 

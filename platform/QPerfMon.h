@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-/// Profiles one run of something. A plain block of the general heap: who drops an agent frees it with QBase::HeapFree.
+/// Profiles one run of something. A plain block of the general heap, which its owner frees with QBase::HeapFree.
 struct QORProfileAgent
 {
     int mProfileIndex;
@@ -45,8 +45,8 @@ QORJOB_API QORProfiler* GetQORProfiler() noexcept;
 /// The profile of that name, made when it is not there yet.
 QORJOB_API unsigned GetProfileIndex(const char* iName);
 
-/// Makes an agent and starts it; the two below take null. Null when profiling is switched off, for a negative index, or
-/// without memory.
+/// Makes an agent and starts it; the two below accept null. Null when profiling is switched off, for a negative index,
+/// or without memory.
 QORJOB_API QORProfileAgent* CreateQORProfileAgent(int iProfileIndex) noexcept;
 QORJOB_API void StartProfileAgent(QORProfileAgent* iAgent) noexcept;
 /// Adds the time since the start, and one run, to the agent's profile.
@@ -92,7 +92,7 @@ enum Tag_EnumKDXPulseCategoryID : int
     PulseCategoryJobFirst = 406, ///< a job's pulse category is this plus its current step for statistics
 };
 
-/// Seconds of the pulse clock.
+/// The pulse clock, in seconds.
 QORJOB_API double GetPulseTimeStamp() noexcept;
 QORJOB_API bool IsRequestStatsEnabled(Tag_EnumKDXPulseCategoryID iCategory) noexcept;
 QORJOB_API void PULSE_RecordPulseEvent(int iValue, int iJobId, Tag_EnumKDXPulseCategoryID iCategory,

@@ -1,4 +1,4 @@
-// The registry library: keys and their texts. On Windows it is the system's registry, elsewhere a tree in memory.
+// The registry library: keys and their texts, of the system's registry on Windows, elsewhere of a tree in memory.
 #pragma once
 
 #include "platform/Export.h"
@@ -24,8 +24,8 @@ public:
     using Message::Message;
 };
 
-/// An open key; it is closed with its last copy. Paths have backslashes between their names; names are found whatever
-/// their case.
+/// An open key; it is closed with its last copy. Paths have backslashes between their names; names are compared without
+/// regard to case.
 ///
 /// Threads: any.
 /// Owns:    the system's handle.
@@ -38,8 +38,8 @@ public:
 
     bool HasSubKey(const QBase::WCHAR* iPath) const;
     bool HasUnnamedValue() const;
-    /// The value of that name (null or empty: the unnamed one), `iDefault` when there is none. What is no text is a
-    /// KeyException.
+    /// The value of that name (null or empty: the unnamed one), `iDefault` when there is none. A value of
+    /// another type is a KeyException.
     QBase::wstring ReadText(const QBase::WCHAR* iName, const QBase::WCHAR* iDefault) const;
 
 private:

@@ -16,8 +16,8 @@ namespace QResource
 {
 
 /// Takes arguments through `<<` and fills a template's `%1`, `%2`... with them; `%%` is a percent sign, a number
-/// without an argument stays as it stands. Texts are UTF-8.
-/// Other modules reach the virtual operations by their place: AddArgument is the first, Format the second.
+/// without an argument is left as it is. Texts are UTF-8.
+/// Other modules call the virtual operations by their slot: AddArgument is the first, Format the second.
 class QORJOB_API MessageFormatter
 {
 public:
@@ -32,13 +32,13 @@ public:
     MessageFormatter(const MessageFormatter&) = default;
     MessageFormatter& operator=(const MessageFormatter&) = default;
 
-    /// Operation 0. Takes an argument as it shall stand in the text; every `<<` ends here.
+    /// Operation 0. Takes an argument as it is to appear in the text; every `<<` calls this.
     virtual void AddArgument(std::string iText) { mArguments.push_back(std::move(iText)); }
     /// Operation 1.
     virtual std::string Format(std::string_view iTemplate) const;
     virtual ~MessageFormatter() = default;
 
-    /// How the whole numbers that follow are written, until it is set again.
+    /// The form of the whole numbers that follow, until it is set again.
     void SetRadix(EnumRadix iRadix) { mRadix = iRadix; }
 
     MessageFormatter& operator<<(bool ibValue);
@@ -101,7 +101,7 @@ protected:
 /// The bundle of that name; empty when there is none. In it language 0 stands for the calling thread's.
 QORJOB_API QBase::ReturnPtrI<Bundle> GetFileBundle(const char* iName);
 
-/// What stands in for a template that nobody has: "-?- ".
+/// The replacement of a missing template: "-?- ".
 QORJOB_API const char* GetMessageTemplate() noexcept;
 
 class MessageSourceHead
@@ -116,8 +116,8 @@ protected:
     ~MessageSourceHead() = default;
 };
 
-/// Who reports messages: has their texts and records them. Not a COM object: its operations are counted from AddRef as
-/// 0.
+/// A component that reports messages: has their texts and records them. Not a COM object: its operations are counted
+/// from AddRef as 0.
 class MessageSource : public ReservedSlots<MessageSourceHead, 2>
 {
 public:

@@ -26,7 +26,7 @@ public:
     CriticalSection& operator=(const CriticalSection&) = delete;
 
 protected:
-    // Made and destroyed by the functions below only; the platform derives its own body.
+    // Made and destroyed by the functions below only; the platform derives the implementation.
     CriticalSection() = default;
     ~CriticalSection() = default;
 };
@@ -99,6 +99,7 @@ private:
     RWLock* mpLock;
 };
 
+/// The owner of a lock.
 struct LockDeleter
 {
     void operator()(CriticalSection* iLock) const noexcept { DestroyCriticalSection(iLock); }
@@ -125,7 +126,7 @@ inline RWLockPtr MakeRWLock(int iCategory)
     return lock;
 }
 
-/// A 32-bit counter changed atomically. Copies and comparisons read its value at that moment; it carries job ids too.
+/// An atomic 32-bit counter. Copies and comparisons read its present value; it carries job ids, too.
 class AtomicLong
 {
 public:
@@ -149,7 +150,7 @@ private:
     std::atomic<int> mValue;
 };
 
-/// Owns one object and lets it go through its deleter policy. Can be empty; moves, never copies.
+/// Owns one object and releases it through its deleter policy. Can be empty; moves, never copies.
 template <class T, class Deleter>
 class SmartPtr
 {

@@ -1,4 +1,4 @@
-// The user's session with the server, as far as a job needs it: something counted.
+// The user's session with the server; a job only counts references to it.
 #pragma once
 
 #include "platform/QBase.h"

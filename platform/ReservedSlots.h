@@ -1,16 +1,15 @@
-// Places in a table of operations whose operations are other modules' business.
+// Reserved slots in a table of operations, for operations that only other modules know.
 #pragma once
 
 #include "platform/Windows.h"
 
-/// Tells the places apart: those of one interface, and those of an interface that has reserved places in its middle
-/// too.
+/// Tells the slots apart: those of one interface, and those of an interface that has reserved slots in its middle, too.
 template <class Interface, int Count>
 struct ReservedPlace
 {
 };
 
-/// `Interface` followed by `Count` operations that nobody calls.
+/// `Interface` followed by `Count` operations that this library never calls.
 template <class Interface, int Count>
 class ReservedSlots : public ReservedSlots<Interface, Count - 1>
 {
@@ -33,7 +32,7 @@ protected:
     ~ReservedSlots() = default;
 };
 
-/// On an interface that has reserved places already: they stay visible.
+/// For an interface that has reserved slots already: they stay visible.
 template <class Interface>
 requires requires { typename Interface::HasReservedSlots; }
 class ReservedSlots<Interface, 0> : public Interface

@@ -1,9 +1,8 @@
 // The Windows names that the library is written in. On Windows the SDK declares them; elsewhere this header does,
-// with the same sizes; its COM services have a header of their own. The services behind the functions declared here
-// stand in platform/builtin.
+// with the same sizes; the COM services have a header of their own. The functions are implemented in platform/builtin.
 //
 // Other libraries declare some of these names outside Windows, too (those for ODBC do): BYTE, WORD and DWORD are the
-// same types there, what would differ (WCHAR) stands in a namespace, and ULONG and BOOL are not used.
+// same types there; WCHAR, which would differ, is in a namespace; ULONG and BOOL are not used.
 #pragma once
 
 #include "platform/Export.h"
@@ -96,7 +95,7 @@ constexpr bool SUCCEEDED(HRESULT iCode) { return iCode >= 0; }
 
 constexpr bool FAILED(HRESULT iCode) { return iCode < 0; }
 
-/// The root of every COM interface: the three operations stand first in the table of operations.
+/// The root of every COM interface: the three operations have the first slots in the table of operations.
 class IUnknown
 {
 public:
@@ -105,14 +104,14 @@ public:
     virtual DWORD Release() = 0;
 
 protected:
-    // Not virtual: a virtual destructor would take a place among the operations. An object goes with its last Release.
+    // Not virtual: a virtual destructor would take a slot in the table. The last Release deletes an object.
     ~IUnknown() = default;
 };
 
 QORJOB_API extern const GUID IID_IUnknown;
 
-/// Strings that carry their length (in bytes, four bytes before the text). Null counts as empty.
-/// Owns: the caller of SysAllocString owns the result and frees it. Errors: null when there is no memory or no text.
+/// Strings with their length in bytes in the four bytes before the text. Null counts as empty.
+/// Owns: the caller of SysAllocString frees the result. Errors: null when there is no memory or no text.
 QORJOB_API BSTR SysAllocString(const QBase::WCHAR* iText);
 QORJOB_API BSTR SysAllocStringLen(const QBase::WCHAR* iText, unsigned iLength);
 QORJOB_API void SysFreeString(BSTR iText);

@@ -1,4 +1,4 @@
-// What was called across the platform libraries, in order: a record for tests and for hunting order problems.
+// The trace of calls to the platform's libraries, in order: for tests, and to find faults in the order of calls.
 #pragma once
 
 #include "platform/Export.h"
@@ -12,7 +12,7 @@
 namespace Builtin::EventTrace
 {
 
-/// Forgets what was recorded and records from now on.
+/// Clears the record and starts recording.
 QORJOB_API void Start();
 
 /// Stops and returns the record: one text a call, such as "QSynch::CreateCriticalSection 4".
@@ -24,7 +24,7 @@ extern std::atomic<bool> gbRecording;
 void Record(const char* iOperation, std::initializer_list<std::int64_t> iArguments);
 } // namespace Detail
 
-/// Notes one call; costs one test while nobody records.
+/// The platform's side: records one call; costs one test while the trace is off.
 inline void Note(const char* iOperation, std::initializer_list<std::int64_t> iArguments = {})
 {
     if (Detail::gbRecording.load(std::memory_order_relaxed)) [[unlikely]]

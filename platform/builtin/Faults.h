@@ -1,4 +1,4 @@
-// Failures on purpose, and what is allocated: for tests of what happens when the ground gives way.
+// Fault injection and the count of allocated blocks, for tests.
 #pragma once
 
 #include "platform/Export.h"
@@ -17,28 +17,29 @@ enum class EnumFault
     LibraryStart, ///< by an initialiser of the log, the performance monitor or the thread library
 };
 
-/// Lets the n-th call from now (1 is the next one) fail, once. 0 takes the fault back.
+/// Makes the n-th call from now (1 is the next one) fail, once. 0 cancels the fault.
 QORJOB_API void FailNth(EnumFault iFault, std::int64_t iNth) noexcept;
 
-/// Counts the blocks of the general heap that are taken and not given back from this call on. Call both while no other
-/// thread uses the heap.
+/// Between the two calls: the number of blocks of the general heap that were allocated and not freed. Call both while
+/// no other thread uses the heap.
 QORJOB_API void StartCountingBlocks() noexcept;
 QORJOB_API std::int64_t StopCountingBlocks() noexcept;
 
 namespace Detail
 {
-// Bit n: the fault of that number is set; the next bit: blocks are counted. 0 in a server, and all that its calls read.
+// Bit n: the fault of that number is set; the next bit: blocks are counted. In a server it is 0, and calls read nothing
+// else.
 extern std::atomic<unsigned> gArmed;
 bool TakeTurn(EnumFault iFault) noexcept;
 } // namespace Detail
 
-/// Platform's side: true when this call is the one to fail.
+/// The platform's side: true when this call is the one to fail.
 inline bool IsDue(EnumFault iFault) noexcept
 {
     return Detail::gArmed.load(std::memory_order_relaxed) != 0 && Detail::TakeTurn(iFault);
 }
 
-/// Platform's side: what the heap took, and what it is about to give back.
+/// The platform's side: a block was allocated; a block is about to be freed.
 void NoteBlockTaken(const void* iBlock) noexcept;
 void NoteBlockGoing(const void* iBlock) noexcept;
 

@@ -1,4 +1,4 @@
-// What the performance monitor has counted, for reports and tests.
+// Readings of the performance monitor, for reports and tests.
 #pragma once
 
 #include "platform/Export.h"
@@ -22,10 +22,11 @@ struct Profile
 /// By profile index.
 QORJOB_API std::vector<Profile> GetProfiles();
 
-/// Agents are made only while profiling is on. It is off at the start: an agent costs two clock readings a step.
+/// Agents are made only while profiling is on. It is off at the start, unless the environment variable QORJOB_PROFILE
+/// is 1: an agent costs two clock readings a step.
 QORJOB_API void EnableProfiling(bool ibEnabled) noexcept;
 
-/// The plain number of Increase less Decrease, and the number of registered objects that live.
+/// The number of Increase less Decrease, and the number of live registered objects.
 QORJOB_API std::int64_t GetInstanceCount(int iCategory);
 QORJOB_API std::int64_t GetLiveInstances(int iCategory);
 

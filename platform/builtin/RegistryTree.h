@@ -9,7 +9,7 @@
 //     Some name = some text
 //
 // A line in brackets names the key that the lines behind it fill; `@` is its unnamed value. Blanks around names and
-// texts don't count, empty lines neither. A name ends at the first `=`.
+// texts are ignored, and so are empty lines. A name ends at the first `=`.
 #pragma once
 
 #include "platform/Export.h"
@@ -22,17 +22,17 @@
 namespace Builtin::RegistryTree
 {
 
-/// Makes the key (`HKEY_LOCAL_MACHINE\SOFTWARE`) with the keys above it; throws QBase::Message for a root that there
-/// isn't or an empty name.
+/// Makes the key (`HKEY_LOCAL_MACHINE\SOFTWARE`) with the keys above it; throws QBase::Message for an
+/// unknown root or an empty name.
 QORJOB_API void CreateKey(std::string_view iPath);
 /// Sets a text; makes its key. An empty name is the unnamed value.
 QORJOB_API void SetText(std::string_view iPath, std::string_view iName, std::string_view iText);
 
-/// Adds what the lines say, or nothing: a bad line throws QBase::Message "file:line: what is wrong", with `iFileName`
-/// as the file.
+/// Adds all keys and values of the lines, or none: a bad line throws QBase::Message "file:line: what is wrong", with
+/// `iFileName` as the file.
 QORJOB_API void LoadText(std::string_view iLines, const std::string& iFileName);
 
-/// Empties the tree. Keys that are open stay readable.
+/// Empties the tree. Open keys stay readable.
 QORJOB_API void Clear();
 
 } // namespace Builtin::RegistryTree

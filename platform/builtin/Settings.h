@@ -1,4 +1,4 @@
-// What can be set instead of asked from the system: the clock, the calling thread's times, the languages, the locale.
+// Settings in place of what the system says: the clock, a thread's times, the languages, the locale.
 #pragma once
 
 #include "platform/Export.h"
@@ -9,7 +9,7 @@
 namespace Builtin::Settings
 {
 
-/// The clock stands at this moment until it is set again or released.
+/// Stops the clock at this moment until it is set again or released.
 QORJOB_API void SetClock(QDataType::DateTime iNow) noexcept;
 QORJOB_API void ReleaseClock() noexcept;
 
@@ -20,7 +20,7 @@ QORJOB_API void FailThreadTimes() noexcept;
 QORJOB_API void ReleaseThreadTimes() noexcept;
 
 QORJOB_API void SetProcessLanguageID(unsigned iLanguageId) noexcept;
-/// The calling thread's; 0 takes it back to the process's.
+/// The calling thread's; with 0 it has the process's again.
 QORJOB_API void SetThreadLanguageID(unsigned iLanguageId) noexcept;
 
 /// The user's default locale; its low 16 bits are the language.

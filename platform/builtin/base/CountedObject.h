@@ -1,4 +1,4 @@
-// Counted objects of the platform's own.
+// Bases of the platform's counted objects.
 #pragma once
 
 #include "platform/QBase.h"
@@ -22,19 +22,19 @@ protected:
     virtual ~HeapObject() = default;
 };
 
-/// A count that begins with its maker's reference.
+/// A reference count that begins with the creator's reference.
 class ReferenceCount
 {
 public:
     unsigned Add() noexcept { return mReferences.fetch_add(1, std::memory_order_relaxed) + 1; }
-    /// 0: nobody refers to the object any more.
+    /// 0: that was the last reference.
     unsigned Drop() noexcept { return mReferences.fetch_sub(1, std::memory_order_acq_rel) - 1; }
 
 private:
     std::atomic<unsigned> mReferences{1};
 };
 
-/// Counts for all its bases; the object goes with its last reference. It begins with its maker's.
+/// The reference count of all its bases; the last Release deletes the object. It begins with the creator's reference.
 template <class First, class... More>
 class CountedBody : public First, public More..., public HeapObject
 {

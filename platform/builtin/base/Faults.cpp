@@ -20,7 +20,7 @@ constinit std::atomic<std::int64_t> gCallsLeft[cFaultCount]{};
 
 constexpr unsigned BitOf(EnumFault iFault) { return 1u << static_cast<unsigned>(iFault); }
 
-// The blocks themselves and not their number: a block from before the count that is given back would hide a lost one.
+// The blocks and not only their number: freeing a block from before the count would hide a leak.
 struct Blocks
 {
     QSynch::Mutex mMutex;

@@ -1,4 +1,4 @@
-// What an operation that gives a code does with the exceptions of what it uses.
+// The exception boundary of the platform's operations that return a code.
 #pragma once
 
 #include "platform/Windows.h"
@@ -8,8 +8,8 @@
 namespace Builtin
 {
 
-/// Runs `iBody` and gives its code: E_OUTOFMEMORY for missing memory, E_FAIL for anything else that it, or a stranger's
-/// object that it calls, throws.
+/// Runs `iBody` and returns its code: E_OUTOFMEMORY when it throws std::bad_alloc, E_FAIL for any other exception, its
+/// own or a collaborator's.
 template <class Body>
 HRESULT Guarded(Body iBody) noexcept
 {

@@ -1,4 +1,4 @@
-// For what must outlive every static object: jobs and initialisers may be static and still log or allocate at exit.
+// A wrapper for objects that outlive every static one: static jobs and initialisers may log or allocate at exit.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,7 @@
 namespace Builtin
 {
 
-/// Makes its object where it stands and never destroys it. Meant for function-local statics.
+/// Makes an object within itself and never destroys it. Meant for function-local statics.
 template <class T>
 class NeverDestroyed
 {

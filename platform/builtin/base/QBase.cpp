@@ -45,7 +45,7 @@ QORJOB_NEAR_THREAD_LOCAL DWORD tThreadId = 0;
 
 void* HeapAllocate(std::size_t iBytes) noexcept
 {
-    // Null means that there is no memory, so that an empty block may not be null.
+    // An empty block must not be null, which means that there is no memory.
     const std::size_t bytes = iBytes == 0 ? 1 : iBytes;
     if (Builtin::Faults::Detail::gArmed.load(std::memory_order_relaxed) != 0) [[unlikely]]
         return AllocateWatched(bytes);

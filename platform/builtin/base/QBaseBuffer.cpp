@@ -22,7 +22,7 @@ constexpr std::size_t cMaxBytes = std::numeric_limits<std::size_t>::max() / 2;
 
 constexpr std::size_t RoundUp(std::size_t iBytes) { return (iBytes + cMaxAlign - 1) & ~(cMaxAlign - 1); }
 
-/// Memory to hand out, behind this head. Any thread may take of it.
+/// The head of a piece of memory, which is behind it. Any thread may take from it.
 class alignas(std::max_align_t) Chunk
 {
 public:
@@ -50,7 +50,7 @@ public:
             const auto bytes = static_cast<std::size_t>(mpEnd - cursor);
             if (iBytes > bytes || padding > bytes - iBytes)
                 return nullptr;
-            // Who gets a piece is settled here; nothing but the cursor itself hangs on the order.
+            // This alone decides which thread gets the piece, and orders nothing else: relaxed is enough.
             if (mpCursor.compare_exchange_weak(cursor, cursor + padding + iBytes, std::memory_order_relaxed))
                 return cursor + padding;
         }
@@ -67,7 +67,7 @@ private:
     std::atomic<std::byte*> mpCursor;
 };
 
-/// Lets one thread at a time add a chunk. A byte: arenas are many, and seldom two threads meet here.
+/// Lets one thread at a time add a chunk. One byte and no mutex: there are many arenas, and threads seldom meet here.
 class QORJOB_CAPABILITY("growth guard") GrowthGuard
 {
 public:
@@ -95,7 +95,7 @@ private:
     GrowthGuard& mGuard;
 };
 
-/// The arena stands at the start of its first block, and the reserve in the same block behind it.
+/// The arena is at the start of its first block, and the reserve behind it in the same block.
 class alignas(std::max_align_t) Arena final : public Buffer
 {
 public:
@@ -126,7 +126,7 @@ public:
         unsigned registrations = mRegistrations.load(std::memory_order_acquire);
         while (registrations > 1)
         {
-            // What this user did happens before the end of the memory.
+            // acq_rel: what this user did happens before the memory is freed.
             if (mRegistrations.compare_exchange_weak(registrations, registrations - 1, std::memory_order_acq_rel))
                 return;
         }
@@ -168,11 +168,11 @@ private:
     const unsigned mGrowth;
     std::atomic<unsigned> mRegistrations{0};
     Chunk* mpFurther QORJOB_GUARDED_BY(mGrowing) = nullptr; ///< taken in this use
-    Chunk* mpKept QORJOB_GUARDED_BY(mGrowing) = nullptr;    ///< left from the uses before
+    Chunk* mpKept QORJOB_GUARDED_BY(mGrowing) = nullptr;    ///< kept from the uses before
     bool mbKeptInUse QORJOB_GUARDED_BY(mGrowing) = false;
     const bool mbReusable;
     GrowthGuard mGrowing;
-    Chunk mReserve; // the last member: its memory lies behind the arena
+    Chunk mReserve; // the last member: its memory is behind the arena
 };
 
 void* Arena::TakeFromFurtherChunk(std::size_t iBytes, std::size_t iAlignment) noexcept
@@ -206,7 +206,7 @@ void* Arena::TakeFromFurtherChunk(std::size_t iBytes, std::size_t iAlignment) no
         mNextChunkBytes *= mGrowth;
 
     void* const memory = chunk->Take(iBytes, iAlignment);
-    // A large request has a chunk of its own, and the chunk in use stays in use for the small ones.
+    // A large request gets a chunk of its own, and small ones go on with the chunk in use.
     if (chunk->GetFreeBytes() > inUse->GetFreeBytes())
         mpInUse.store(chunk, std::memory_order_release);
     return memory;
@@ -221,7 +221,8 @@ void Arena::Rewind() noexcept
     }
     else if (mpFurther != nullptr)
     {
-        // One chunk that alone holds what this use has taken: however the next use of that size cuts it, it is enough.
+        // One chunk of the size of all that this use has taken: enough for the next use of that size, however it is
+        // cut.
         std::size_t bytes = mReserve.GetBytes() + (mpKept == nullptr ? 0 : mpKept->GetBytes());
         for (Chunk* chunk = mpFurther; chunk != nullptr; chunk = chunk->mpNext)
             bytes += chunk->GetBytes();

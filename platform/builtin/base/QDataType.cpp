@@ -31,7 +31,7 @@ std::chrono::year_month_day DateOf(std::int64_t iTicks) { return DayOf(iTicks); 
 
 std::chrono::hh_mm_ss<Ticks> TimeOfDayOf(std::int64_t iTicks)
 {
-    // By the remainder: the first midnight before the lowest time is none.
+    // By the remainder: the lowest times have no midnight before them that can be represented.
     constexpr std::int64_t cDay = std::chrono::duration_cast<Ticks>(std::chrono::days(1)).count();
     return std::chrono::hh_mm_ss<Ticks>(Ticks((iTicks % cDay + cDay) % cDay));
 }
@@ -93,7 +93,7 @@ DateTime DateTime::ToLocalTime() const
     namespace chrono = std::chrono;
     if (mTicks == 0)
         return *this;
-    // In seconds throughout: the system clock's own unit reaches from 1677 to 2262 only.
+    // In seconds: the system clock's own unit covers 1677 to 2262 only.
     const chrono::sys_seconds moment = cEpoch + chrono::floor<chrono::seconds>(Ticks(mTicks));
     const auto unixTime = static_cast<std::time_t>(moment.time_since_epoch().count());
     std::tm local{};

@@ -13,7 +13,7 @@ namespace QSynch
 namespace
 {
 
-// A job's lock is made with the job, among what else is its own: it needs no cache line to itself.
+// A job's lock is allocated with the job, beside its other data: it needs no cache line of its own.
 class CriticalSectionBody final : public CriticalSection
 {
 public:
@@ -68,11 +68,9 @@ void DestroyCriticalSection(CriticalSection* iLock) noexcept
     DestroyLock(BodyOf(iLock));
 }
 
-// The bodies lock a system's mutex, which carries no annotations: the analysis can't follow them.
+void CriticalSection::Enter() { BodyOf(this).mMutex.lock(); }
 
-void CriticalSection::Enter() QORJOB_NO_THREAD_SAFETY_ANALYSIS { BodyOf(this).mMutex.lock(); }
-
-void CriticalSection::Leave() QORJOB_NO_THREAD_SAFETY_ANALYSIS { BodyOf(this).mMutex.unlock(); }
+void CriticalSection::Leave() { BodyOf(this).mMutex.unlock(); }
 
 RWLock* CreateRWLock(int iCategory) noexcept
 {
@@ -88,12 +86,12 @@ void DestroyRWLock(RWLock* iLock) noexcept
     DestroyLock(BodyOf(iLock));
 }
 
-void RWLock::EnterRead() QORJOB_NO_THREAD_SAFETY_ANALYSIS { BodyOf(this).mMutex.lock_shared(); }
+void RWLock::EnterRead() { BodyOf(this).mMutex.lock_shared(); }
 
-void RWLock::LeaveRead() QORJOB_NO_THREAD_SAFETY_ANALYSIS { BodyOf(this).mMutex.unlock_shared(); }
+void RWLock::LeaveRead() { BodyOf(this).mMutex.unlock_shared(); }
 
-void RWLock::EnterWrite() QORJOB_NO_THREAD_SAFETY_ANALYSIS { BodyOf(this).mMutex.lock(); }
+void RWLock::EnterWrite() { BodyOf(this).mMutex.lock(); }
 
-void RWLock::LeaveWrite() QORJOB_NO_THREAD_SAFETY_ANALYSIS { BodyOf(this).mMutex.unlock(); }
+void RWLock::LeaveWrite() { BodyOf(this).mMutex.unlock(); }
 
 } // namespace QSynch

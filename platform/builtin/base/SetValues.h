@@ -1,4 +1,4 @@
-// The values that Settings holds, as the platform's libraries ask for them.
+// The values that Settings has set, for the platform's libraries.
 #pragma once
 
 #include "platform/QDataType.h"
@@ -9,21 +9,21 @@
 namespace Builtin::SetValues
 {
 
-/// Empty while the system's clock counts.
+/// Empty while the clock isn't set.
 std::optional<QDataType::DateTime> GetClock() noexcept;
 
 enum class EnumThreadTimes
 {
-    Released, ///< the system's count
+    Released, ///< the system's times apply
     Set,
     Failing,
 };
 
-/// Of the calling thread, in 100-nanosecond units. Without Set they mean nothing.
+/// Of the calling thread, in 100-nanosecond units. The times are meant for Set only.
 EnumThreadTimes GetThreadTimes(std::uint64_t& oKernel, std::uint64_t& oUser) noexcept;
 
 unsigned GetProcessLanguageID() noexcept;
-/// The calling thread's; 0: it has that of the process.
+/// The calling thread's; 0: it has the process's.
 unsigned GetThreadLanguageID() noexcept;
 
 unsigned GetUserDefaultLCID() noexcept;

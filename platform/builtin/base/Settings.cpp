@@ -14,7 +14,7 @@ namespace
 
 constexpr unsigned cEnglish = 0x409;
 
-// A value that the clock is never set to says that it isn't set: one read tells both.
+// A value that is never set stands for the released clock, so that one read is enough.
 constexpr std::int64_t cReleased = std::numeric_limits<std::int64_t>::min();
 constinit std::atomic<std::int64_t> gClock{cReleased};
 
@@ -25,7 +25,7 @@ struct ThreadTimes
     std::uint64_t mUser = 0;
 };
 
-// Whether any thread has ever set its times; in a server none does, and its threads read no more than this.
+// Whether any thread has ever set its times. In a server none does, and threads read only this.
 constinit std::atomic<bool> gbThreadTimesSet{false};
 QORJOB_NEAR_THREAD_LOCAL ThreadTimes tThreadTimes;
 

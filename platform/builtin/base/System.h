@@ -1,4 +1,4 @@
-// What builtin asks of the operating system beside the locks: answered in posix/ and in windows/.
+// The services of the operating system that differ between systems; implemented in posix/ and windows/.
 #pragma once
 
 #include "platform/Windows.h"
@@ -11,14 +11,14 @@ namespace Builtin::System
 /// The calling thread's id as the system shows it; never 0.
 DWORD GetThreadId() noexcept;
 
-/// Kernel and user time of the calling thread; false when the system gives none.
+/// Kernel and user time of the calling thread; false when the system can't tell.
 bool GetThreadTimes(FILETIME& oKernel, FILETIME& oUser) noexcept;
 
-/// The time of the system's zone; false when it can't be converted.
+/// The time in the system's zone; false when it can't be converted.
 bool ToLocalTime(std::time_t iTime, std::tm& oLocal) noexcept;
 
-/// Opens the standard streams that the program was started without, as daemons are: a file that is opened later would
-/// take their place, and the program's output would go into it.
+/// Opens the standard streams where the program was started without them, as daemons are: a file that is opened later
+/// would get a stream's number, and with it the program's output.
 void OpenStandardStreams() noexcept;
 
 } // namespace Builtin::System

@@ -1,4 +1,4 @@
-// The locks that the system has, under the names by which the standard library's guards take them.
+// The mutexes behind QSynch: the system's own on Windows, elsewhere the standard library's.
 #pragma once
 
 #include "platform/Windows.h"
@@ -13,8 +13,8 @@ namespace Builtin
 
 #if defined(_WIN32)
 
-// The standard library that comes with MinGW makes a lock ready when it is first used, and two first users of its
-// shared mutex may both get in. The system's own locks are ready when they are made.
+// MinGW's standard library initialises a lock when it is first used, and two first users of its shared mutex may both
+// enter. The system's own locks are initialised when they are made.
 
 class ReentrantMutex
 {

@@ -26,7 +26,7 @@ namespace
 struct Entry
 {
     Sink mSink;
-    std::string mTarget; ///< of a file its path behind a colon; empty for a program's own sink
+    std::string mTarget; ///< for a file a colon and its path; empty for a program's own sink
 };
 
 struct Sinks
@@ -35,7 +35,7 @@ struct Sinks
     std::map<int, Entry> mSinks QORJOB_GUARDED_BY(mMutex);
     int mLastId QORJOB_GUARDED_BY(mMutex) = 0;
 
-    /// The environment and the program may both send lines to one place; there they stand once.
+    /// The environment and the program may both add one target, which gets each line once.
     bool IsFirstOfItsTarget(std::map<int, Entry>::const_iterator iSink) const QORJOB_REQUIRES(mMutex)
     {
         return iSink->second.mTarget.empty() || std::none_of(mSinks.begin(), iSink, [&](const auto& iBefore) {
@@ -99,13 +99,13 @@ std::string ToText(const Line& iLine)
 int AddFileSink(const std::string& iPath)
 {
     System::OpenStandardStreams();
-    // A sink is copyable and a stream is not: the copies share it.
+    // A sink must be copyable, and a stream is not: the copies share it.
     const auto file = std::make_shared<std::ofstream>(iPath, std::ios::app);
     if (!*file)
         throw QBase::Message("The log file " + iPath + " can't be opened.");
     const auto write = [file, iPath](const Line& iLine) {
         if (!*file)
-            return; // it was said
+            return; // reported already
         *file << ToText(iLine) << '\n' << std::flush;
         if (!*file)
             std::fprintf(stderr, "The log file %s can't be written any more.\n", iPath.c_str());

@@ -22,11 +22,11 @@ namespace QLog
 namespace
 {
 
-/// What lasts from the library's first initialiser to its last.
+/// The state from the library's first initialiser to its last one.
 struct Uptime
 {
     QSynch::Mutex mMutex;
-    int mSinkId QORJOB_GUARDED_BY(mMutex) = 0; ///< of the environment's sink; 0: there is none
+    int mSinkId QORJOB_GUARDED_BY(mMutex) = 0; ///< of the environment's sink; 0: none
 };
 
 Uptime& GetUptime()
@@ -78,7 +78,7 @@ int AddEnvironmentSink()
     }
     catch (const QBase::Message& message)
     {
-        // A server comes up without its log file too.
+        // A server starts without its log file, too.
         std::fprintf(stderr, "%s\n", message.what());
         return Builtin::LogSinks::AddStandardErrorSink();
     }

@@ -32,7 +32,7 @@ public:
     unsigned AddRef() noexcept override { return mReferences.fetch_add(1, std::memory_order_relaxed) + 1; }
     unsigned Release() noexcept override;
 
-    /// False when the last reference is gone: the router is on its way out.
+    /// False when there is no reference left: the router is being deleted.
     bool AddRefWhileReferenced() noexcept
     {
         unsigned references = mReferences.load(std::memory_order_relaxed);
@@ -52,7 +52,7 @@ public:
     void LogCoded(HRESULT iCode, const char* iTemplateName, const char* iOrigin,
                   const MessageFormatter& iArguments) override;
 
-    // Of the general heap; `new` throws where there is no memory.
+    // From the general heap; `new` throws when there is no memory.
     static void* operator new(std::size_t iBytes)
     {
         void* const memory = QBase::HeapAllocate(iBytes);
@@ -89,7 +89,7 @@ struct Table
     QSynch::Mutex mMutex;
     /// Each removes itself with its last reference.
     std::map<Key, RouterBody*> mLive QORJOB_GUARDED_BY(mMutex);
-    /// A later one overrules an earlier one.
+    /// A later one overrides an earlier one.
     std::vector<Rule> mRules QORJOB_GUARDED_BY(mMutex);
     /// Of the expected keys, those that have covered no router yet.
     std::vector<Rule> mMissing QORJOB_GUARDED_BY(mMutex);
@@ -118,7 +118,7 @@ unsigned RouterBody::Release() noexcept
         Table& table = GetTable();
         const QSynch::MutexHold hold(table.mMutex);
         const auto place = table.mLive.find(mKey);
-        // A new router may already have taken the place.
+        // A new router may already have the entry.
         if (place != table.mLive.end() && place->second == this)
             table.mLive.erase(place);
     }
@@ -174,7 +174,8 @@ void RouterBody::LogCoded(HRESULT iCode, const char* iTemplateName, const char* 
 QBase::ReturnPtrI<QLog::Router> Open(const Key& iKey)
 {
     Table& table = GetTable();
-    QBase::PtrI<RouterBody> made; // where it can't be entered, it ends behind the lock, which its end takes
+    // Declared before the hold: when it can't be entered it is destroyed after it, and then takes the lock.
+    QBase::PtrI<RouterBody> made;
     const QSynch::MutexHold hold(table.mMutex);
     const auto live = table.mLive.find(iKey);
     if (live != table.mLive.end() && live->second->AddRefWhileReferenced())

@@ -1,4 +1,4 @@
-// The log routers that there are, and which of them are on.
+// The table of log routers, and of those that are switched on.
 #pragma once
 
 #include "platform/QLog.h"
@@ -11,7 +11,7 @@ namespace Builtin::Routers
 
 using Key = std::pair<std::string, std::string>; // component, name
 
-/// As component or name: all there are.
+/// As component or name: all of them.
 inline constexpr const char* cAny = "*";
 
 /// The router of that key, made when it is not there yet. Throws std::bad_alloc.
@@ -20,10 +20,10 @@ QBase::ReturnPtrI<QLog::Router> Open(const Key& iKey);
 /// Switches routers on or off, also those that are made later.
 void Enable(Key iKey, bool ibEnabled);
 
-/// Switches routers on, and remembers the key until there is a router that it covers.
+/// Switches routers on, and keeps the key until there is a router that it covers.
 void EnableExpected(Key iKey);
 
-/// Says on standard error which expected keys have covered no router, and forgets them.
+/// Reports on standard error the expected keys that have covered no router, and removes them.
 void ReportMissing() noexcept;
 
 } // namespace Builtin::Routers

@@ -15,7 +15,7 @@ namespace Builtin::MessageBlocks
 namespace
 {
 
-// Places of the header's fields; all numbers have their lowest byte first.
+// Offsets of the header's fields; all numbers are little-endian.
 constexpr std::size_t cMagicAt = 0;
 constexpr std::size_t cVersionAt = 4;
 constexpr std::size_t cFollowAt = 8;
@@ -62,7 +62,7 @@ std::uint32_t ChecksumOf(std::span<const BYTE> iHeader, std::span<const BYTE> iB
     return Checksum(Checksum(0, iHeader.subspan(0, cChecksumAt)), iBody);
 }
 
-/// Takes numbers and texts off the front of a body, and never more than it has.
+/// Takes numbers and texts from the front of a body, and never more than it has.
 class Reader
 {
 public:
@@ -98,7 +98,7 @@ private:
     std::span<const BYTE> mBytes;
 };
 
-/// What a block's header says of it; nothing when it is no such header.
+/// The content of a block's header.
 struct Header
 {
     unsigned mBlocksThatFollow;
@@ -121,7 +121,7 @@ HRESULT BytesLeft(ICKDXReadBlockStream& iStream, std::uint64_t& oPosition, std::
     return code;
 }
 
-/// Reads that many bytes; fewer are a cut stream. The caller has seen that the stream claims to have them.
+/// Fills `oBytes`; E_INVALIDARG when the stream gives fewer than it has claimed to have.
 HRESULT ReadExactly(ICKDXReadBlockStream& iStream, std::span<BYTE> oBytes)
 {
     DWORD read = 0;
@@ -164,7 +164,7 @@ HRESULT UnpackEntry(std::span<const BYTE> iBody, Entry& oEntry)
     oEntry.mCode = *code;
 
     const std::optional<std::uint32_t> count = reader.TakeNumber();
-    // Each argument takes its length at least: a larger count is damage, and shall not ask for memory.
+    // Each argument takes at least the bytes of its length: a larger count is damage, for which no memory is allocated.
     if (!count || *count > reader.GetBytesLeft() / sizeof(std::uint32_t))
         return E_INVALIDARG;
     oEntry.mArguments.resize(*count);
@@ -182,7 +182,7 @@ HRESULT ReadBlock(ICKDXReadBlockStream& iStream, Block& oBlock)
     std::uint64_t left = 0;
     if (const HRESULT code = BytesLeft(iStream, position, left); FAILED(code))
         return code;
-    // Who goes by "blocks that follow" never asks for a block behind the last one.
+    // A caller that heeds "blocks that follow" never asks for a block behind the last one.
     if (left == 0)
         return position == 0 ? S_FALSE : E_INVALIDARG;
     if (left < cHeaderBytes)

@@ -1,4 +1,4 @@
-// The bytes of messages: blocks, and the entries in them. docs/messages.md describes the format.
+// The byte format of messages: blocks, and the entries in them. docs/messages.md describes it.
 #pragma once
 
 #include "platform/Windows.h"
@@ -19,10 +19,10 @@ using Bytes = std::vector<BYTE>;
 struct Block
 {
     unsigned mBlocksThatFollow = 0;
-    Bytes mBody; ///< no bytes: an empty block
+    Bytes mBody; ///< empty: an empty block
 };
 
-/// What the body of a block that is not empty says.
+/// The content of a block that is not empty.
 struct Entry
 {
     unsigned mCode = 0;
@@ -30,21 +30,21 @@ struct Entry
     std::vector<std::string> mArguments;
 };
 
-/// Appends the block of that body to `ioBytes`.
+/// Appends a block with that body to `ioBytes`.
 void AppendBlock(Bytes& ioBytes, unsigned iBlocksThatFollow, std::span<const BYTE> iBody);
 
 Bytes PackEntry(unsigned iCode, std::string_view iSource, std::span<const std::string> iArguments);
 /// E_INVALIDARG when the body is not exactly one entry.
 HRESULT UnpackEntry(std::span<const BYTE> iBody, Entry& oEntry);
 
-/// Takes the stream's next block. S_FALSE, and an empty block, for a stream that has no bytes at all; E_INVALIDARG for
+/// Reads the stream's next block. S_FALSE, and an empty block, for a stream that has no bytes at all; E_INVALIDARG for
 /// a block that is cut, damaged or missing.
 HRESULT ReadBlock(ICKDXReadBlockStream& iStream, Block& oBlock);
 
 /// Appends the bodies of all blocks to `ioBodies`, or none: E_INVALIDARG when one is cut, damaged or missing.
 HRESULT SplitBlocks(std::span<const BYTE> iBlocks, std::vector<Bytes>& ioBodies);
 
-/// Reads what is left of a stream.
+/// Reads the rest of a stream.
 HRESULT ReadRest(ICKDXReadBlockStream& iStream, Bytes& oBytes);
 
 } // namespace Builtin::MessageBlocks

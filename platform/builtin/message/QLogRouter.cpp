@@ -13,8 +13,8 @@
 namespace
 {
 
-/// The template of an entry: its source's own for the code, else any bundle's, else, from a source that is no bundle's
-/// name, the source itself. Null when there is none.
+/// The template of an entry: that of its source's bundle, else of any bundle, else the source itself when it is no
+/// bundle's name. Null when there is none.
 const char* TemplateOf(const std::string& iSource, unsigned iCode, unsigned iLanguageId)
 {
     const char* const bundle = Builtin::Catalogue::FindBundle(iSource);

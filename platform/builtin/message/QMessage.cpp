@@ -31,7 +31,7 @@ using Builtin::MessageBlocks::Bytes;
 using QBase::PtrI;
 using SharedBytes = std::shared_ptr<const Bytes>;
 
-/// Stands for a request whose maker gave nothing that does.
+/// The item of a message that was made without one.
 class Item final : public CountedObject<IUnknown>
 {
 };
@@ -262,7 +262,7 @@ public:
     }
 
 private:
-    /// The blocks, and with them the code of the same moment where it is asked for.
+    /// The blocks, and with them the code of the same moment unless `oErrorCode` is null.
     SharedBytes PackAll(HRESULT* oErrorCode)
     {
         const auto bytes = std::make_shared<Bytes>();
@@ -299,7 +299,7 @@ public:
 
     void Close() override
     {
-        std::shared_ptr<Receiver> closed; // goes after the lock: its end may run the caller's code
+        std::shared_ptr<Receiver> closed; // destroyed after the hold: that may run the caller's code
         const QSynch::MutexHold hold(mMutex);
         closed.swap(mpReceiver);
     }
@@ -315,7 +315,7 @@ private:
     std::shared_ptr<Receiver> mpReceiver QORJOB_GUARDED_BY(mMutex);
 };
 
-/// The item that the caller gave, or one of the message's own; empty when there is no memory for that.
+/// The caller's item, else a new one; empty when there is no memory for that.
 PtrI<IUnknown> ItemOrNew(IUnknown* iItem)
 {
     return iItem != nullptr ? PtrI<IUnknown>(iItem) : PtrI<IUnknown>::Adopt(new Item);
@@ -393,7 +393,7 @@ HRESULT CKDXWriteMessage::ToReadMessage(ICKDXWriteMessage* iMessage, ICKDXReadMe
         PtrI<IUnknown> item;
         if (const HRESULT code = ItemOf(*iMessage, item); FAILED(code))
             return code;
-        // Closed first: what another thread still appends is refused instead of lost.
+        // Closed first: what another thread appends now is refused and not lost.
         if (const HRESULT code = iMessage->Close(); FAILED(code))
             return code;
         Bytes bytes;

@@ -38,7 +38,7 @@ std::shared_ptr<const Listener> GetListener()
 
 void Set(std::function<void()> iListener)
 {
-    std::shared_ptr<const Listener> listener; // takes the old one, which ends behind the lock
+    std::shared_ptr<const Listener> listener; // receives the old one, which is destroyed after the hold
     if (iListener)
         listener = std::make_shared<const Listener>(std::move(iListener));
     ListenerPlace& place = GetListenerPlace();

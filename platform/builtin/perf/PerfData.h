@@ -1,4 +1,4 @@
-// What the performance monitor has counted: QPerfMon.cpp writes it, PerfReadings.cpp reads it.
+// The data of the performance monitor: QPerfMon writes it, PerfReadings reads it.
 #pragma once
 
 #include "platform/Mutex.h"
@@ -46,7 +46,7 @@ struct alignas(cLineBytes) ProfileShard
 
 inline constinit ProfileShard gProfileShards[cShardCount]{};
 
-/// Names are only ever added: those below the count stay as they are and are read without a lock.
+/// Names are only ever added: those below the count never change and are read without a lock.
 inline constinit std::atomic<unsigned> gProfileCount{0};
 inline constinit const char* gProfileNames[cProfileCapacity]{};
 

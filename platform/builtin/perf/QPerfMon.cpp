@@ -117,7 +117,7 @@ bool IsProfiling() noexcept
     {
         const char* const value = std::getenv("QORJOB_PROFILE");
         const EnumSwitch read = value != nullptr && std::strcmp(value, "1") == 0 ? EnumSwitch::On : EnumSwitch::Off;
-        // Fails, and gives the newer value, when somebody has switched meanwhile.
+        // Fails, and gives the newer value, when the program has switched meanwhile.
         if (gProfiling.compare_exchange_strong(profiling, read))
             profiling = read;
     }

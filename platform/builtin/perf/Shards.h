@@ -1,4 +1,4 @@
-// The shards of counters: threads that count at once write to different cache lines.
+// The shards of counters, in which threads that count at once write to different cache lines.
 #pragma once
 
 #include <cstddef>
@@ -6,7 +6,7 @@
 namespace Builtin
 {
 
-/// Two lines: the processor fetches them in pairs.
+/// Two cache lines: the processor fetches them in pairs.
 inline constexpr std::size_t cLineBytes = 128;
 
 /// A counter has this many shards; a thread writes one of them, a reading sums them all.

@@ -1,4 +1,4 @@
-// The services behind the Windows names, where no Windows is.
+// Strings with a length (BSTR), as Windows.h declares them for other systems.
 #include "platform/QBase.h"
 #include "platform/Windows.h"
 
@@ -11,7 +11,7 @@ const GUID IID_IUnknown{0x00000000, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x0
 namespace
 {
 
-// The length stands in the last four of these bytes; the text behind them keeps its alignment.
+// The length is in the last four of these bytes; the text behind them keeps its alignment.
 constexpr std::size_t cHeaderBytes = 8;
 constexpr std::size_t cLengthBytes = sizeof(std::uint32_t);
 

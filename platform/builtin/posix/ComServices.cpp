@@ -1,4 +1,3 @@
-// Memory that modules give to one another, and the names of classes, where no Windows is.
 #include "platform/QBase.h"
 #include "platform/QRegistry.h"
 #include "platform/Windows.h"

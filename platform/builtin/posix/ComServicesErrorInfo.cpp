@@ -1,4 +1,4 @@
-// The error objects of threads, where no Windows is.
+// The error objects of threads.
 #include "platform/QBase.h"
 #include "platform/Windows.h"
 #include "platform/builtin/base/CountedObject.h"

@@ -1,4 +1,4 @@
-// The marshaler of objects that any thread may call, where no Windows is.
+// The marshaler of objects that any thread may call.
 #include "platform/QBase.h"
 #include "platform/Windows.h"
 #include "platform/builtin/base/CountedObject.h"
@@ -11,7 +11,7 @@ namespace
 
 constexpr DWORD cPointerBytes = sizeof(void*);
 
-/// What goes through the stream: the pointer itself, with the reference that the stream holds.
+/// Reads the pointer from the stream, and takes over the reference that the stream has held.
 HRESULT ReadObject(IStream* iStream, QBase::PtrI<IUnknown>& oObject)
 {
     IUnknown* object = nullptr;
@@ -30,8 +30,8 @@ HRESULT ReadObject(IStream* iStream, QBase::PtrI<IUnknown>& oObject)
 class Marshaler final : public IMarshal, public Builtin::HeapObject
 {
 public:
-    /// The marshaler as its owner sees it: references taken here are its own. Behind IMarshal it is the owner who
-    /// answers and who counts.
+    /// The marshaler for the object that owns it: these references are the marshaler's own. The three operations of its
+    /// IMarshal go to the owner instead.
     class Inner final : public IUnknown
     {
     public:
@@ -114,7 +114,7 @@ public:
             return code;
         if (bytes != cPointerBytes)
             return E_FAIL;
-        reference.Detach(); // the stream's from here on
+        reference.Detach(); // the stream holds it now
         return S_OK;
     }
 

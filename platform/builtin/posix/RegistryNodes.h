@@ -1,4 +1,4 @@
-// The nodes of the registry tree: RegistryTree.cpp fills them, QRegistry.cpp reads them.
+// The nodes of the registry tree: RegistryTree fills them, QRegistry reads them.
 #pragma once
 
 #include "platform/Mutex.h"
@@ -14,7 +14,7 @@
 namespace Builtin
 {
 
-/// Names are the same whatever their case; that of letters beyond ASCII counts.
+/// The order of names without regard to the case of ASCII letters.
 struct RegistryNameOrder
 {
     using is_transparent = void;
@@ -31,7 +31,7 @@ struct RegistryNameOrder
     }
 };
 
-/// For all nodes.
+/// Guards all nodes.
 inline constinit QSynch::Mutex gRegistryMutex;
 
 struct RegistryNode

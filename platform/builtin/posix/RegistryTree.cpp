@@ -45,7 +45,7 @@ std::string_view Trim(std::string_view iText)
     return iText.substr(begin, iText.find_last_not_of(blanks) - begin + 1);
 }
 
-/// A line that says something: a key, or a value of the key above it.
+/// A parsed line: a key, or a value of the key above it.
 struct Setting
 {
     std::string_view mPath;

@@ -26,7 +26,7 @@ FILETIME ToFileTime(std::uint64_t iTicks) { return {static_cast<DWORD>(iTicks), 
 
 DWORD GetThreadId() noexcept { return static_cast<DWORD>(::syscall(SYS_gettid)); }
 
-// Cheaper than the thread's processor clock, which gives no kernel time either.
+// Cheaper than the thread's processor clock, which has no kernel time either.
 bool GetThreadTimes(FILETIME& oKernel, FILETIME& oUser) noexcept
 {
     rusage usage;
@@ -42,7 +42,7 @@ bool GetThreadTimes(FILETIME& oKernel, FILETIME& oUser) noexcept
 
 #else
 
-// POSIX has no numbers for threads: they are counted.
+// POSIX has no thread numbers: threads are counted.
 DWORD GetThreadId() noexcept
 {
     static constinit std::atomic<DWORD> sLastId{0};

@@ -1,4 +1,4 @@
-// The message bundles, made of the catalogue.
+// The message bundles of the catalogue.
 #pragma once
 
 #include "platform/QBase.h"
@@ -7,8 +7,8 @@
 namespace Builtin
 {
 
-/// The bundle of that name; empty when there is none. `iLanguageId`: what language 0 stands for in it; 0 for that of
-/// the calling thread.
+/// The bundle of that name; empty when there is none. `iLanguageId`: the meaning of language 0 in it; 0: the calling
+/// thread's.
 QBase::ReturnPtrI<QResource::Bundle> OpenBundle(const char* iName, unsigned iLanguageId);
 
 } // namespace Builtin

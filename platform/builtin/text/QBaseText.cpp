@@ -12,7 +12,7 @@ constexpr bool IsHighSurrogate(char32_t iUnit) { return iUnit >= 0xD800 && iUnit
 
 constexpr bool IsLowSurrogate(char32_t iUnit) { return iUnit >= 0xDC00 && iUnit <= 0xDFFF; }
 
-/// Takes one character off the front. A malformed sequence goes as far as it could have been the start of a good one.
+/// Takes one character from the front. A malformed sequence extends as far as it could begin a well-formed one.
 char32_t TakeUTF8(std::string_view& ioText)
 {
     const auto byteAt = [&](std::size_t iPlace) { return static_cast<unsigned char>(ioText[iPlace]); };

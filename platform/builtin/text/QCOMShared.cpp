@@ -17,7 +17,7 @@ namespace
 void AppendString(std::string& ioMessage, std::string_view iText)
 {
     constexpr const char* cDigits = "0123456789abcdef";
-    constexpr std::string_view cLetters = "\"\\\b\f\n\r\t"; // those with a short form, and it
+    constexpr std::string_view cLetters = "\"\\\b\f\n\r\t"; // characters that have a short form
     constexpr std::string_view cShortForms = "\"\\bfnrt";
 
     ioMessage += '"';

@@ -1,4 +1,3 @@
-// The registry library on Windows: the system's registry.
 #include "platform/QRegistry.h"
 
 #include <string>

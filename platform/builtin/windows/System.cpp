@@ -14,7 +14,7 @@ bool GetThreadTimes(FILETIME& oKernel, FILETIME& oUser) noexcept
 
 bool ToLocalTime(std::time_t iTime, std::tm& oLocal) noexcept { return ::localtime_s(&oLocal, &iTime) == 0; }
 
-// Files and standard streams have handles of their own: none takes another's place.
+// A file never gets the handle of a standard stream.
 void OpenStandardStreams() noexcept {}
 
 } // namespace Builtin::System
