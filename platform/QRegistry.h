@@ -6,6 +6,7 @@
 #include "platform/Windows.h"
 
 #include <memory>
+#include <utility>
 
 namespace QRegistry
 {

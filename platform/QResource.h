@@ -6,7 +6,6 @@
 #include "platform/ReservedSlots.h"
 #include "platform/Windows.h"
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>

@@ -5,7 +5,6 @@
 #include "platform/ThreadSafety.h"
 
 #include <atomic>
-#include <compare>
 #include <memory>
 #include <new>
 #include <utility>

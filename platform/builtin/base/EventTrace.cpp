@@ -1,6 +1,7 @@
 #include "platform/builtin/EventTrace.h"
 
 #include "platform/Mutex.h"
+#include "platform/ThreadSafety.h"
 #include "platform/builtin/base/NeverDestroyed.h"
 
 #include <utility>

@@ -1,6 +1,7 @@
 #include "platform/builtin/Faults.h"
 
 #include "platform/Mutex.h"
+#include "platform/ThreadSafety.h"
 #include "platform/builtin/base/NeverDestroyed.h"
 
 #include <cstddef>

@@ -1,9 +1,9 @@
 // The mutexes behind QSynch: the system's own on Windows, elsewhere the standard library's.
 #pragma once
 
+#if defined(_WIN32)
 #include "platform/Windows.h"
-
-#if !defined(_WIN32)
+#else
 #include <mutex>
 #include <shared_mutex>
 #endif

@@ -4,6 +4,8 @@
 #include "platform/QBase.h"
 #include "platform/QDataType.h"
 #include "platform/QLog.h"
+#include "platform/QResource.h"
+#include "platform/ThreadSafety.h"
 #include "platform/builtin/base/NeverDestroyed.h"
 #include "platform/builtin/base/System.h"
 #include "platform/builtin/log/Routers.h"

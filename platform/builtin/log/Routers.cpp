@@ -8,6 +8,7 @@
 #include "platform/builtin/text/Catalogue.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <map>
 #include <new>

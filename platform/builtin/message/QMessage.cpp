@@ -2,6 +2,7 @@
 
 #include "platform/Mutex.h"
 #include "platform/QLogRouter.h"
+#include "platform/ThreadSafety.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/base/CountedObject.h"
 #include "platform/builtin/base/Guarded.h"
@@ -9,7 +10,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 #include <memory>
 #include <utility>
 #include <vector>

@@ -1,5 +1,6 @@
 #include "platform/builtin/PerfReadings.h"
 
+#include "platform/Mutex.h"
 #include "platform/builtin/perf/PerfData.h"
 
 #include <utility>

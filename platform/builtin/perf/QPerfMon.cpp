@@ -15,7 +15,6 @@
 #include <memory>
 #include <new>
 #include <string>
-#include <utility>
 
 namespace Builtin
 {

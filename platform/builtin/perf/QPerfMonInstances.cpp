@@ -1,3 +1,4 @@
+#include "platform/Mutex.h"
 #include "platform/QPerfMon.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/perf/PerfData.h"

@@ -1,5 +1,7 @@
 #include "platform/QRegistry.h"
 
+#include "platform/Mutex.h"
+#include "platform/ThreadSafety.h"
 #include "platform/builtin/posix/RegistryNodes.h"
 
 namespace QRegistry

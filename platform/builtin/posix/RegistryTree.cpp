@@ -1,8 +1,11 @@
 #include "platform/builtin/RegistryTree.h"
 
+#include "platform/Mutex.h"
 #include "platform/QBase.h"
 #include "platform/builtin/posix/RegistryNodes.h"
 
+#include <algorithm>
+#include <iterator>
 #include <vector>
 
 namespace Builtin::RegistryTree
