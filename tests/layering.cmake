@@ -5,8 +5,7 @@ if(NOT ROOT)
     get_filename_component(ROOT ${CMAKE_CURRENT_LIST_DIR}/.. ABSOLUTE)
 endif()
 
-# check(<folder> <what its sources may include>): both are regular expressions for the beginning of a path. What the
-# users of the library include of builtin/ is what is installed of it.
+# check(<folder> <what its sources may include>): both are regular expressions for the beginning of a path.
 function(check iFolder iAllowed)
     file(GLOB_RECURSE files RELATIVE ${ROOT} ${ROOT}/*.h ${ROOT}/*.cpp)
     list(FILTER files INCLUDE REGEX "^${iFolder}")
@@ -32,11 +31,13 @@ endforeach()
 # What stands behind platform/ knows nothing of the job.
 check("platform/builtin/" "platform/")
 
-# Users see the library whole and the builtin platform's own features, their own folder and nobody else's.
+# Users see the library whole and the builtin platform's features (the headers beside its rooms), their own folder and
+# nobody else's. The platform's tests see its private parts, too.
 check("qorjob.h$" "${below}")
-set(library "[^/]*$|platform/|${below}")
+set(library "[^/]*$|platform/builtin/[^/]*$|${below}")
 check("bench/" "${library}")
-foreach(room IN ITEMS base context data fuzz job platform record support surface)
+foreach(room IN ITEMS base context data fuzz job record support surface)
     check("tests/${room}/" "tests/(support|${room})/|${library}")
 endforeach()
+check("tests/platform/" "tests/(support|platform)/|platform/|${library}")
 check("examples/" "${library}")
