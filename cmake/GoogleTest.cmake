@@ -14,6 +14,20 @@ function(qorjob_test iName iLibrary)
     add_executable(${iName} ${ARGN})
     target_link_libraries(${iName} PRIVATE ${iLibrary} GTest::gtest_main)
     qorjob_warnings(${iName})
+
+    # Most of a test's code runs once, and most of its time would go into optimising it.
+    target_compile_options(${iName} PRIVATE -O0)
+
+    # The tests of the rooms share the precompiled headers of the first (see qorjob_room).
+    if(iLibrary STREQUAL "qorjob_static")
+        get_property(first GLOBAL PROPERTY QORJOB_FIRST_TEST)
+        if(first)
+            target_precompile_headers(${iName} REUSE_FROM ${first})
+        else()
+            set_property(GLOBAL PROPERTY QORJOB_FIRST_TEST ${iName})
+            target_precompile_headers(${iName} PRIVATE <gtest/gtest.h> <functional> <thread> ${PROJECT_SOURCE_DIR}/qorjob.h)
+        endif()
+    endif()
     # Tests are listed when ctest starts, not while building: a cross-built program can't run here, and one built with
     # ThreadSanitizer may need the set-up that ./dev gives to ctest.
     gtest_discover_tests(${iName} TEST_PREFIX ${iName}. DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60

@@ -20,6 +20,17 @@ function(qorjob_room iName)
         set_target_properties(${iName} PROPERTIES INTERPROCEDURAL_OPTIMIZATION ON)
     endif()
     qorjob_warnings(${iName})
+
+    # The first room's precompiled headers are those of all. The lint preset builds without, and so sees a missing #include.
+    get_property(first GLOBAL PROPERTY QORJOB_FIRST_ROOM)
+    if(first)
+        target_precompile_headers(${iName} REUSE_FROM ${first})
+    else()
+        set_property(GLOBAL PROPERTY QORJOB_FIRST_ROOM ${iName})
+        target_precompile_headers(${iName} PRIVATE
+            <algorithm> <array> <atomic> <map> <memory> <mutex> <string> <vector>
+            ${PROJECT_SOURCE_DIR}/platform/QBase.h ${PROJECT_SOURCE_DIR}/platform/Windows.h)
+    endif()
 endfunction()
 
 function(qorjob_join_rooms iLibrary)
