@@ -1,4 +1,4 @@
-// A field that is read and written without a lock, by contract.
+// A field that is read without a lock, and in some cases written without one.
 #pragma once
 
 #include <atomic>

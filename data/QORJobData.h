@@ -23,9 +23,8 @@ class QORNamedIdsList;
 ///
 /// Threads: any for AddRef and Release; otherwise one at a time, or any number once the item is no longer changed.
 /// Owns:    its payload, as each kind says.
-/// Errors:  E_POINTER for null out-pointers and for null buffers that are to be written or read; E_OUTOFMEMORY, with
-/// the
-///          item unchanged.
+/// Errors:  E_POINTER for null out-pointers and for null buffers that are to be written or read; E_OUTOFMEMORY,
+///          with the item unchanged.
 /// Locks:   none; the data-name registry has its own.
 class QORJOB_API QORJobData : public HeapObject
 {

@@ -2,14 +2,9 @@
 
 #include "base/Categories.h"
 #include "base/KernelLog.h"
-#include "context/ICKDXProcessContext.h"
-#include "job/JobMemGovernor.h"
 #include "job/KernelCounters.h"
-#include "job/QORJobRows.h"
 #include "platform/LogReference.h"
 #include "platform/QPerfMon.h"
-#include "platform/QorUserSession.h"
-#include "record/QORJobStep.h"
 
 #include <ctime>
 #include <new>

@@ -415,8 +415,6 @@ private:
     HRESULT SetText(QBase::wstring& oField, const QBase::WCHAR* iText, const char* iOperation = __builtin_FUNCTION());
     template <class T>
     HRESULT GetPointer(const QBase::PtrI<T>& iField, T** oObject, const char* iOperation = __builtin_FUNCTION()) const;
-    template <class T>
-    HRESULT SetPointer(QBase::PtrI<T>& oField, T* iObject, const char* iOperation = __builtin_FUNCTION());
     void TellContext(ICKDXProcessContext& ioContext) QORJOB_REQUIRES(mpLock);
 
     // --- Step queue --------------------------------------------------------------------------------------------------

@@ -190,7 +190,21 @@ HRESULT QORJob::SetUserID(GUID iUserID)
     });
 }
 
-HRESULT QORJob::SetUserSession(QorUserSession* iSession) { return SetPointer(mpUserSession, iSession); }
+HRESULT QORJob::SetUserSession(QorUserSession* iSession)
+{
+    return Boundary([&] {
+        QBase::PtrI<QorUserSession> old;
+        {
+            QSynch::CriticalSection::SmartLock lock(mpLock);
+            if (mpUserSession.Get() == iSession)
+                return S_OK;
+            old = std::exchange(mpUserSession, QBase::PtrI<QorUserSession>(iSession));
+        }
+        if (old)
+            old.Detach()->Release(); // after the lock, and by name: what it throws ends in the boundary
+        return S_OK;
+    });
+}
 
 HRESULT QORJob::GetUserSession(QorUserSession** oSession) const { return GetPointer(mpUserSession, oSession); }
 
@@ -222,7 +236,7 @@ void QORJob::TellContext(ICKDXProcessContext& ioContext)
     ioContext.put_SharedHandle(mpMemGovernor);
     QBase::PtrI<IUnknown> object = InstanceObjectOf(ioContext);
     QBase::PtrI<ICKDXReportInstance> instance = ReportInstanceOf(object.Get());
-    int kind = 0;
+    int kind = ExecutionKindNone;
     if (instance && SUCCEEDED(instance->get_ExecutionKind(&kind)) && IsExemptKind(kind) && mpMemGovernor)
         mpMemGovernor->mbNotGoverned = true;
     // Released by name: an exception out of Release reaches the operation's boundary.

@@ -123,7 +123,7 @@ void QORJob::PauseCurrentStep()
         return;
     const HRESULT code = Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        if (!JobStatus::HasFailed(mStatus))
+        if (!QORJOB::HasFailed(mStatus))
             mStatus = JobPausing;
         mStatusTime = QDataType::DateTime::NowUTC();
         TellContextToStop();

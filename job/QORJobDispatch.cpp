@@ -99,9 +99,9 @@ HRESULT QORJob::GetCurrentStepId(int* oStepId, int* oRunningStepId) const
         QSynch::CriticalSection::SmartLock lock(mpLock);
         int current = StepNoMore;
         HRESULT code = S_OK;
-        if (mSteps.HasFinishedClosing() || mSteps.GetTodo().empty() || JobStatus::IsHeld(mStatus))
+        if (mSteps.HasFinishedClosing() || mSteps.GetTodo().empty() || QORJOB::IsHeld(mStatus))
             current = StepNoMore;
-        else if (JobStatus::HasFailed(mStatus))
+        else if (QORJOB::HasFailed(mStatus))
             current = FindLastStep(IsLastCurrent, oRunningStepId);
         else
             code = ReadFrontId(&current);
@@ -178,7 +178,7 @@ void QORJob::LogFinishedSteps() const
 /// The step that the job's status allows next, 0 for none. Clears the running flag of a job that has none left.
 HRESULT QORJob::ChooseCandidate(int* oCandidate, int* oRunningStepId)
 {
-    if (JobStatus::HasEnded(mStatus))
+    if (QORJOB::HasEnded(mStatus))
     {
         *oCandidate = FindLastStep(IsLastCandidate, oRunningStepId);
         if (*oCandidate == StepNoMore && mbRunning)
@@ -188,7 +188,7 @@ HRESULT QORJob::ChooseCandidate(int* oCandidate, int* oRunningStepId)
         }
         return S_OK;
     }
-    if (JobStatus::IsHeld(mStatus))
+    if (QORJOB::IsHeld(mStatus))
     {
         if (mbRunning)
         {

@@ -20,7 +20,7 @@ bool QORJob::BecomeErrorJob(HRESULT iCode, int iReportingStepId)
 {
     int old = -1;
     SetStatus(JobStoppedWithError, &old);
-    if (JobStatus::HasFailed(old))
+    if (QORJOB::HasFailed(old))
         return false;
     if (mbIAmDead && !CanDeadJobReport(iCode, iReportingStepId))
         return false;

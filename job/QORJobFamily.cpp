@@ -57,7 +57,7 @@ HRESULT QORJob::AddChild(QSynch::AtomicLong iChildId)
             iChildId.Get(), mId.Get());
     return Boundary([&]() -> HRESULT {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        if (JobStatus::HasEnded(mStatus))
+        if (QORJOB::HasEnded(mStatus))
             return E_FAIL;
         mFamily.mExecutingChildren.push_back(iChildId);
         return S_OK;

@@ -35,7 +35,7 @@ HRESULT QORJob::UpdateJobCloseCounters()
             return S_OK;
         status = mStatus;
     }
-    const bool bFailed = JobStatus::HasFailed(status);
+    const bool bFailed = QORJOB::HasFailed(status);
     // The job is counted even when its context throws: a report whose kind isn't known counts as one of no kind.
     int kind = ExecutionKindNone;
     Boundary([&] {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 /// The index isn't checked against the end of the list: callers pass one below the number of requests.
 HRESULT QORJob::GetChannelRequest(QORChannelRequest** oRequest, int iIndex) const
@@ -42,7 +43,19 @@ HRESULT QORJob::CompleteChannelRequest(QORChannelRequest* iRequest)
 
 HRESULT QORJob::GetInMessage(ICKDXReadMessage** oMessage) const { return GetPointer(mpInMessage, oMessage); }
 
-HRESULT QORJob::SetInMessage(ICKDXReadMessage* iMessage) { return SetPointer(mpInMessage, iMessage); }
+HRESULT QORJob::SetInMessage(ICKDXReadMessage* iMessage)
+{
+    return Boundary([&] {
+        QBase::PtrI<ICKDXReadMessage> old;
+        {
+            QSynch::CriticalSection::SmartLock lock(mpLock);
+            old = std::exchange(mpInMessage, QBase::PtrI<ICKDXReadMessage>(iMessage));
+        }
+        if (old)
+            old.Detach()->Release(); // after the lock, and by name: what it throws ends in the boundary
+        return S_OK;
+    });
+}
 
 HRESULT QORJob::GetInBoxMsgPtr(CKDXServerMessage** oMessage)
 {
@@ -54,16 +67,15 @@ HRESULT QORJob::GetInBoxMsgPtr(CKDXServerMessage** oMessage)
 HRESULT QORJob::SetInBoxMsgPtr(CKDXServerMessage* iMessage)
 {
     return Boundary([&] {
-        QBase::PtrI<CKDXServerMessage> other;
+        QBase::PtrI<CKDXServerMessage> old;
         {
             QSynch::CriticalSection::SmartLock lock(mpLock);
             if (iMessage != nullptr && (mStatus == JobStoppedWithError || mStatus == JobCancelled))
                 return S_FALSE;
-            other = QBase::PtrI<CKDXServerMessage>(iMessage);
-            std::swap(other, mpInBoxMessage);
+            old = std::exchange(mpInBoxMessage, QBase::PtrI<CKDXServerMessage>(iMessage));
         }
-        if (other)
-            other.Detach()->Release();
+        if (old)
+            old.Detach()->Release();
         return S_OK;
     });
 }

@@ -6,8 +6,8 @@
 
 #include <type_traits>
 
-/// Runs the body of an operation and keeps its exceptions inside; they are logged with the operation's name, which is
-/// the calling function's.
+/// Runs the body of an operation and keeps its exceptions inside; they are logged with the operation's name. That is
+/// the calling function's by default: lambdas and templates, whose name is another, pass it on.
 template <class Body>
 HRESULT QORJob::Boundary(Body&& iBody, const char* iOperation) const
 {
@@ -74,25 +74,4 @@ HRESULT QORJob::GetPointer(const QBase::PtrI<T>& iField, T** oObject, const char
         return S_OK;
     };
     return Boundary(copy, iOperation);
-}
-
-/// Takes a reference; null clears; the same object again changes nothing. The old object is released after the lock,
-/// and by name: what that throws ends in the boundary.
-template <class T>
-HRESULT QORJob::SetPointer(QBase::PtrI<T>& oField, T* iObject, const char* iOperation)
-{
-    const auto exchange = [&] {
-        QBase::PtrI<T> other;
-        {
-            QSynch::CriticalSection::SmartLock lock(mpLock);
-            if (oField.Get() == iObject)
-                return S_OK;
-            other = QBase::PtrI<T>(iObject);
-            std::swap(other, oField);
-        }
-        if (other)
-            other.Detach()->Release();
-        return S_OK;
-    };
-    return Boundary(exchange, iOperation);
 }

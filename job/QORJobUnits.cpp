@@ -16,7 +16,7 @@ HRESULT QORJob::SetPUEnter(int iPUId, const QBase::WCHAR*, int)
         QSynch::CriticalSection::SmartLock lock(mpLock);
         mUnits.push_front(visit.get());
         visit.release();
-        if (!JobStatus::HasFailed(mStatus)) // a completed job waits again
+        if (!QORJOB::HasFailed(mStatus)) // a completed job waits again
         {
             mStatus = JobWaiting; // stored directly: without counters and log line
             mStatusTime = QDataType::DateTime::NowUTC();
@@ -41,7 +41,7 @@ HRESULT QORJob::SetPUStart(int iPUId)
                 break;
             }
         }
-        if (JobStatus::HasFailed(mStatus))
+        if (QORJOB::HasFailed(mStatus))
             return S_OK;
         if (!mbStartedOnce)
         {

@@ -56,7 +56,7 @@ public:
     HRESULT ReduceToClosing(int iReportingStepId);
     /// Puts a step of the same id in the current one's entry, which takes no memory for the list.
     void ReplaceCurrent(std::unique_ptr<QORJobStep> iStep);
-    /// Deletes all steps and keeps the entries.
+    /// Deletes all steps and keeps the entries: for the end, when nobody asks for closing steps any more.
     void DeleteSteps();
 
 private:

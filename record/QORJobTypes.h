@@ -54,7 +54,7 @@ enum EnumJobStatus : int
 };
 
 /// Groups of states.
-namespace JobStatus
+namespace QORJOB
 {
 
 /// No step is handed out.
@@ -69,7 +69,7 @@ constexpr bool HasFailed(int iStatus) { return iStatus >= JobStoppedWithError &&
 /// Failed or completed.
 constexpr bool HasEnded(int iStatus) { return iStatus == JobCompleted || HasFailed(iStatus); }
 
-} // namespace JobStatus
+} // namespace QORJOB
 
 /// The callers that ask whether a runaway job's message status is to be persisted.
 enum EnumRunAwayCaller : int

@@ -255,7 +255,7 @@ void Kernel::Exit(EnumUnit iUnit, JobRecord& ioRecord)
 void Kernel::Fail(const StepEntry& iStep, const std::exception_ptr& iFailure, JobRecord& ioRecord)
 {
     LogError(NameOf(ioRecord) + ": " + StepNameOf(iStep.mStepId) + " failed: " + ReasonOf(iFailure));
-    if (!JobStatus::HasEnded(StatusOf(*ioRecord.mpJob.Get())))
+    if (!QORJOB::HasEnded(StatusOf(*ioRecord.mpJob.Get())))
         ForgetAnswer(*ioRecord.mpContext.Get());
     ReportFailure(*ioRecord.mpJob.Get(), iStep.mStepId, iFailure);
     if (iStep.mKind == EnumStepKind::Answer)
@@ -269,7 +269,7 @@ void Kernel::StopWork(JobRecord& ioRecord)
     const std::lock_guard hold(ioRecord.mMutex);
     QORJob& job = *ioRecord.mpJob.Get();
     Expect(job.GetCurrentStepId(&stepId, nullptr), "GetCurrentStepId");
-    if (stepId == StepNoMore || stepId == StepCloseJob || JobStatus::HasEnded(StatusOf(job)))
+    if (stepId == StepNoMore || stepId == StepCloseJob || QORJOB::HasEnded(StatusOf(job)))
         return;
     Expect(job.ClearTodoSteps(), "ClearTodoSteps");
     Expect(job.AddStep(new QORJobStep(StepCloseJob), nullptr), "AddStep");

@@ -137,7 +137,7 @@ std::vector<QBase::PtrI<QORJob>> Kernel::GetLiveJobs()
 /// False when it is left for a step to come.
 bool Kernel::ObeyOne(const Control& iControl, JobRecord& ioRecord)
 {
-    if (!ioRecord.mpJob || ioRecord.mbAnswered || JobStatus::HasEnded(StatusOf(*ioRecord.mpJob.Get())))
+    if (!ioRecord.mpJob || ioRecord.mbAnswered || QORJOB::HasEnded(StatusOf(*ioRecord.mpJob.Get())))
         throw Refusal("the job has ended, or is about to");
     switch (iControl.mKind)
     {

@@ -90,7 +90,7 @@ bool Kernel::RestForChildren(EnumUnit iUnit, JobRecord& ioRecord)
     if (running == 0)
         return false;
     Exit(iUnit, ioRecord);
-    if (!JobStatus::HasEnded(StatusOf(*ioRecord.mpJob.Get())))
+    if (!QORJOB::HasEnded(StatusOf(*ioRecord.mpJob.Get())))
         Expect(ioRecord.mpJob->SetStatus(cWaitingForChildren, nullptr), "SetStatus");
     ioRecord.mRest = EnumRest::ForChildren;
     return true;
@@ -111,7 +111,7 @@ void Kernel::EndChild(int iChild, JobRecord& ioDocument)
         if (running != 0 || ioDocument.mRest != EnumRest::ForChildren)
             return;
         ioDocument.mRest = EnumRest::None;
-        if (!JobStatus::HasEnded(StatusOf(job)))
+        if (!QORJOB::HasEnded(StatusOf(job)))
             Expect(job.SetStatus(JobWaiting, nullptr), "SetStatus");
         EnterNext(ioDocument);
     }
@@ -134,7 +134,7 @@ void Kernel::CancelChildren(JobRecord& ioDocument)
     {
         JobRecord* const child = Find(id);
         const std::lock_guard hold(child->mMutex);
-        if (child->mpJob && !child->mbAnswered && !JobStatus::HasEnded(StatusOf(*child->mpJob.Get())))
+        if (child->mpJob && !child->mbAnswered && !QORJOB::HasEnded(StatusOf(*child->mpJob.Get())))
             Cancel(*child);
     }
 }

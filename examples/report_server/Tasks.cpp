@@ -72,7 +72,7 @@ void ResultTask::Work()
 {
     {
         const std::lock_guard hold(mRecord.mMutex);
-        if (mRecord.mbAnswered || JobStatus::HasEnded(StatusOf(*mRecord.mpJob.Get())))
+        if (mRecord.mbAnswered || QORJOB::HasEnded(StatusOf(*mRecord.mpJob.Get())))
             return;
         mRecord.mbAnswered = true;
     }
@@ -99,7 +99,7 @@ void DeliveryTask::Work()
         if (mRecord.mbAnswered)
             return;
         mRecord.mbAnswered = true;
-        bResult = !JobStatus::HasEnded(StatusOf(*mRecord.mpJob.Get()));
+        bResult = !QORJOB::HasEnded(StatusOf(*mRecord.mpJob.Get()));
     }
     if (bResult)
         PackResult(*mRecord.mpContext.Get(), ReadResult(*this));
@@ -109,6 +109,6 @@ void DeliveryTask::Work()
 void CloseTask::Work()
 {
     const std::lock_guard hold(mRecord.mMutex);
-    if (!JobStatus::HasEnded(StatusOf(*mRecord.mpJob.Get())))
+    if (!QORJOB::HasEnded(StatusOf(*mRecord.mpJob.Get())))
         Expect(mRecord.mpJob->SetStatus(JobCompleted, nullptr), "SetStatus");
 }
