@@ -2,7 +2,9 @@
 set(QORJOB_BUILTIN_HEADERS
     platform/builtin/EventTrace.h
     platform/builtin/Faults.h
+    platform/builtin/LibraryUsers.h
     platform/builtin/LogSinks.h
     platform/builtin/PerfReadings.h
     platform/builtin/RegistryTree.h
-    platform/builtin/Settings.h)
+    platform/builtin/Settings.h
+    platform/builtin/ThreadContextListener.h)
