@@ -3,7 +3,7 @@
 
 enum EnumLockCategory : int
 {
-    LockCategoryNone = -3, ///< log routers, and the thread messages of a process context
+    LockCategoryCommon = -3, ///< of several kinds: log routers, and the thread messages of a process context
     LockCategoryJob = 4,
     LockCategoryDependencyManager = 26,
     LockCategoryNamedIdsList = 27,

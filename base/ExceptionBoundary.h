@@ -3,7 +3,8 @@
 
 #include "platform/QBase.h"
 
-/// What an operation returns after a message exception and after any other exception.
+/// What an operation returns after a message exception and after any other exception. The log has codes of its own for
+/// them: 8B is returned where 8E is logged, 8C where 8F is.
 inline constexpr HRESULT cMessageExceptionMet = static_cast<HRESULT>(0x8004308B);
 inline constexpr HRESULT cSystemExceptionMet = static_cast<HRESULT>(0x8004308C);
 

@@ -46,7 +46,7 @@ public:
     Routers()
     {
         for (std::size_t i = 0; i < KernelLog::cRouterCount; ++i)
-            mRouters[i] = QLog::CreateRouter("Kernel", cRouterNames[i], LockCategoryNone);
+            mRouters[i] = QLog::CreateRouter("Kernel", cRouterNames[i], LockCategoryCommon);
     }
 
     ~Routers()

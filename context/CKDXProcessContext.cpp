@@ -25,7 +25,7 @@ HRESULT CreateProcessContext(QBase::PtrI<CKDXProcessContext>& oContext)
 }
 
 CKDXProcessContext::CKDXProcessContext()
-    : CComObjectRootEx(LockCategoryComObject), mpThreadMessagesLock(QSynch::MakeCriticalSection(LockCategoryNone))
+    : CComObjectRootEx(LockCategoryComObject), mpThreadMessagesLock(QSynch::MakeCriticalSection(LockCategoryCommon))
 {
     mCreationTime = QDataType::DateTime::NowUTC();
     if (QORObjectInstanceCount* instances = QORObjectInstanceCount::GetObjectInstanceCount())

@@ -32,7 +32,7 @@ public:
     /// A copy, empty for an unknown step; null only without memory for the list object.
     std::list<int>* GetPrerequisiteSteps(int iStep) const;
     std::list<int>* GetRequiredInputData(int iStep) const;
-    /// Always -1; see the body.
+    /// Always -1: callers rely on it.
     int GetStepForData(int iData) const;
 
 private:

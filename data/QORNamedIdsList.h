@@ -52,7 +52,7 @@ public:
     HRESULT IndexToName(int iIndex, QBase::wstring& oName) const;
     /// Without memory for the copy: null and S_OK.
     HRESULT IndexToNameCopy(int iIndex, QBase::WCHAR** oName) const;
-    /// Never writes `oCount`; see the body.
+    /// Never writes `oCount`: callers rely on it.
     HRESULT GetNameCount(int* oCount) const;
 
     /// A copy on the general heap, for the caller to free with QBase::HeapFree; null for null. Without memory the first

@@ -216,8 +216,8 @@ public:
     // Cancel and PauseCurrentStep call the process context and its report instance under the job's lock.
 
     /// Leaves the current step and what reports and closes. The task that runs learns of it by the context's stop flag.
-    /// A job that has ended only tells its context. Fails, with lists and status as they were, when the report instance
-    /// does.
+    /// A job that is completed, cancelled or stopped only tells its context. Fails, with lists and status as they were,
+    /// when the report instance does.
     HRESULT Cancel();
     /// For documents only: the current step is asked to stop and stays queued until the job is resumed.
     void PauseCurrentStep();
@@ -279,7 +279,8 @@ public:
     HRESULT GetPriority(int* oPriority) const;
     HRESULT SetPUPriority(int iPriority);
     HRESULT GetPUPriority(int* oPriority) const;
-    /// Never writes `oMilliseconds`; see the body. The second is for callers under the job's lock.
+    /// Never writes `oMilliseconds`; without finished steps the code is the low half of a time. Callers rely on both.
+    /// The second is for callers under the job's lock.
     HRESULT GetWaitingTime(unsigned* oMilliseconds) const;
     HRESULT GetWaitingTimeInternal(unsigned* oMilliseconds) const;
     void EnqueuePulse();
@@ -301,9 +302,10 @@ public:
     // --- Errors: QORJobFailure.cpp -----------------------------------------------------------------------------------
 
     /// Makes the job an error job: status 4, its error code when it is the first, and only its current step, the one
-    /// that reports and the closing one left. Arguments of the error's text are streamed into the result, whose end
-    /// writes the error. The job is locked until then. Empty without memory for it; exceptions pass.
-    /// Written is into the context's output message: without a context, or where that has no input message, nothing is.
+    /// that reports and the closing one left. Of a job that has failed before only the status is set. Arguments of the
+    /// error's text are streamed into the result, whose end writes the error. The job is locked until then. Empty
+    /// without memory for it; exceptions pass. Written is into the context's output message: without a context, or
+    /// where that has no input message, nothing is.
     QSynch::SmartPtr<QORJobError, QBase::DeleteC<QORJobError>> GetJobErrorBuilder(HRESULT iCode);
     /// The texts of all errors, parted by line feeds, in the language of the user's default locale. Without a context
     /// or a message `oText` stays as it is.

@@ -48,7 +48,8 @@ public:
     /// Texts are wide: a narrow one would pass for a bool.
     QORJobError& operator<<(const char*) = delete;
 
-    /// E_FAIL when nothing will be written: the job had ended, was reporting or closing already, or has no message.
+    /// E_FAIL when nothing will be written: the job had failed before, its thread was lost and it is reporting or
+    /// closing already, or it has no message.
     HRESULT GetCreationResult() const;
 
 private:

@@ -15,7 +15,8 @@ QSynch::SmartPtr<QORJobError, QBase::DeleteC<QORJobError>> QORJob::GetJobErrorBu
     return QSynch::SmartPtr<QORJobError, QBase::DeleteC<QORJobError>>(new QORJobError(*this, iCode));
 }
 
-/// False for a job that has failed before, or is reporting or closing already: only its status is changed.
+/// False for a job that has failed before, and for a dead one that is reporting or closing already: only its status is
+/// changed.
 bool QORJob::BecomeErrorJob(HRESULT iCode, int iReportingStepId)
 {
     int old = -1;

@@ -46,7 +46,8 @@ public:
     HRESULT Clone(QORTask** oTask) override;
     ~QORJobTask() override;
     void CancelLog() override;
-    /// E_NOTIMPL: a task that can be cancelled overrides it.
+    /// E_NOTIMPL. For servers whose tasks have a way to end early: the library doesn't call it. QORJob::Cancel sets the
+    /// stop flag of the job's context, which a task asks for while it works.
     virtual HRESULT Cancel(QORJob* iJob);
     /// Both store what they are given and give 0. The manager stays its owner's.
     virtual DWORD Init(DataObjectFactory iFactory);

@@ -26,8 +26,9 @@ QORJOB_API void RefreshCurrentThreadContext();
 ///
 /// Threads: one at a time.
 /// Owns:    a reference to the message.
-/// Errors:  an entry that can't be written (no memory, a closed message) is left out. With a null message nothing is
-/// packed. Locks:   the message's, at the end.
+/// Errors:  an entry that can't be written (no memory, a closed message) is left out. With a null message
+///          nothing is packed.
+/// Locks:   the message's, at the end.
 class QORJOB_API QORMessagePacker : public QResource::MessageFormatter
 {
 public:

@@ -9,8 +9,6 @@
 #include <new>
 #include <random>
 
-using Builtin::Faults::EnumFault;
-
 namespace
 {
 
@@ -463,9 +461,9 @@ private:
         ioPair.mContext.mCalls.clear();
 
         Result result;
-        Builtin::Faults::FailNth(EnumFault::Allocation, iFailing);
+        Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, iFailing);
         iOperation.mOnJob(ioPair, iArguments, result);
-        Builtin::Faults::FailNth(EnumFault::Allocation, 0);
+        Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, 0);
         std::erase(ioPair.mContext.mCalls, "Release");
         const Texts lines = TakeLog();
 
