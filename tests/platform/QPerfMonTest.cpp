@@ -6,6 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -59,6 +62,34 @@ TEST(PerfMon, AddsUpTheTimesAndRunsOfAProfile)
     EXPECT_EQ(Builtin::PerfReadings::GetProfiles().at(index).mCount, 801u);
     QBase::HeapFree(agent);
     Builtin::PerfReadings::EnableProfiling(false);
+}
+
+TEST(LiveObjects, AreFoundAgainAfterAnyMixOfComingAndGoing)
+{
+    // Addresses side by side and far apart, in a number that makes the tables grow and their runs wrap around.
+    const auto bytes = std::make_unique<char[]>(1 << 20);
+    std::set<const void*> live;
+    std::mt19937 random(5);
+    for (int round = 0; round < 60'000; ++round)
+    {
+        const void* const object = &bytes[random() % 4 == 0 ? random() % (1 << 20) : random() % 4096];
+        if (random() % 100 < (round < 30'000 ? 60u : 30u))
+        {
+            GetCount().CreateObjectInstance(cCategory, object);
+            live.insert(object);
+        }
+        else
+        {
+            GetCount().DeleteObjectInstance(cCategory + 1, object); // a base at the same address, long gone
+            GetCount().DeleteObjectInstance(cCategory, object);
+            live.erase(object);
+        }
+        ASSERT_TRUE(round % 1000 != 0 || Builtin::PerfReadings::GetLiveInstances(cCategory) == std::ssize(live))
+            << round;
+    }
+    for (const void* const object : live)
+        GetCount().DeleteObjectInstance(cCategory, object);
+    EXPECT_EQ(Builtin::PerfReadings::GetLiveInstances(cCategory), 0);
 }
 
 TEST(LiveObjects, AreListedOnceInTheirOwnCategory)

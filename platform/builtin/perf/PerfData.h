@@ -5,13 +5,12 @@
 #include "platform/ThreadSafety.h"
 #include "platform/builtin/PerfReadings.h"
 #include "platform/builtin/base/NeverDestroyed.h"
+#include "platform/builtin/perf/AddressSet.h"
 #include "platform/builtin/perf/Shards.h"
 
-#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <unordered_set>
 #include <vector>
 
 namespace Builtin
@@ -73,17 +72,8 @@ struct alignas(cLineBytes) InstanceShard
 
 inline constinit InstanceShard gInstanceShards[cShardCount]{};
 
-struct LiveObjects
-{
-    QSynch::Mutex mMutex;
-    std::unordered_set<const void*> mObjects QORJOB_GUARDED_BY(mMutex);
-};
-
-inline LiveObjects& GetLiveObjects(int iCategory)
-{
-    static NeverDestroyed<std::array<LiveObjects, cCategoryCount>> objects;
-    return objects.Get()[static_cast<std::size_t>(iCategory)];
-}
+/// The live objects of each category, in sets by their addresses.
+inline constinit AddressSet gLiveObjects[cCategoryCount][cSetCount]{};
 
 // Pulses
 

@@ -50,11 +50,13 @@ std::int64_t GetInstanceCount(int iCategory)
 
 std::int64_t GetLiveInstances(int iCategory)
 {
-    if (!IsKnownCategory(iCategory))
-        return 0;
-    LiveObjects& live = GetLiveObjects(iCategory);
-    const QSynch::MutexHold hold(live.mMutex);
-    return static_cast<std::int64_t>(live.mObjects.size());
+    std::size_t sum = 0;
+    if (IsKnownCategory(iCategory))
+    {
+        for (AddressSet& set : gLiveObjects[iCategory])
+            sum += set.GetCount();
+    }
+    return static_cast<std::int64_t>(sum);
 }
 
 void EnablePulses(bool ibEnabled) noexcept { gbPulsesEnabled.store(ibEnabled, std::memory_order_relaxed); }

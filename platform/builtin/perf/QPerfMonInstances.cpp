@@ -1,9 +1,6 @@
-#include "platform/Mutex.h"
 #include "platform/QPerfMon.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/perf/PerfData.h"
-
-#include <new>
 
 namespace Builtin
 {
@@ -15,6 +12,11 @@ void AddToCount(int iCategory, std::int64_t iDelta) noexcept
 {
     if (IsKnownCategory(iCategory))
         gInstanceShards[GetThreadShard()].mCounts[iCategory].fetch_add(iDelta, std::memory_order_relaxed);
+}
+
+AddressSet& GetSet(int iCategory, const void* iObject)
+{
+    return gLiveObjects[iCategory][Mix(iObject) >> (64 - cSetBits)];
 }
 
 class InstanceCount final : public QORObjectInstanceCount
@@ -35,28 +37,15 @@ public:
     void CreateObjectInstance(int iCategory, const void* iObject) noexcept override
     {
         EventTrace::Note("QORObjectInstanceCount::CreateObjectInstance", {iCategory});
-        if (!IsKnownCategory(iCategory) || iObject == nullptr)
-            return;
-        LiveObjects& live = GetLiveObjects(iCategory);
-        const QSynch::MutexHold hold(live.mMutex);
-        try
-        {
-            live.mObjects.insert(iObject);
-        }
-        catch (const std::bad_alloc&)
-        {
-            // Without memory the object is not listed.
-        }
+        if (IsKnownCategory(iCategory) && iObject != nullptr)
+            GetSet(iCategory, iObject).Insert(iObject);
     }
 
     void DeleteObjectInstance(int iCategory, const void* iObject) noexcept override
     {
         EventTrace::Note("QORObjectInstanceCount::DeleteObjectInstance", {iCategory});
-        if (!IsKnownCategory(iCategory))
-            return;
-        LiveObjects& live = GetLiveObjects(iCategory);
-        const QSynch::MutexHold hold(live.mMutex);
-        live.mObjects.erase(iObject);
+        if (IsKnownCategory(iCategory) && iObject != nullptr)
+            GetSet(iCategory, iObject).Erase(iObject);
     }
 };
 
