@@ -27,7 +27,7 @@ class JobMemGovernor;
 ///
 /// Threads: any.
 /// Owns:    a reference to each object that it is given. Getters add one for the caller.
-/// Errors:  E_POINTER or E_INVALIDARG for a null out-pointer.
+/// Errors:  E_POINTER or E_INVALIDARG for a null out-pointer, which get_GuidE and get_GuidG must not be given.
 /// Locks:   its own, never held while a job is called.
 class ICKDXProcessContext : public IUnknown
 {

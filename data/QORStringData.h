@@ -15,7 +15,9 @@
 class QORJOB_API QORStringData : public QORJobData
 {
 public:
-    enum COPY_FLAG // NOLINT(readability-identifier-naming): as its users write it
+    // In capitals because the modules that call it name it so.
+    // NOLINTNEXTLINE(readability-identifier-naming)
+    enum COPY_FLAG
     {
         COPY_STRING = 0,
         ADOPT_STRING = 1, ///< takes ownership of the text, which must be on the general heap

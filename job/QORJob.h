@@ -413,6 +413,8 @@ private:
     HRESULT Is(int iStatus, bool* obIs, const char* iOperation = __builtin_FUNCTION()) const;
     HRESULT GetText(const QBase::wstring& iField, QBase::wstring& oText,
                     const char* iOperation = __builtin_FUNCTION()) const;
+    template <class Text>
+    HRESULT StoreText(QBase::wstring& oField, const Text& iText, const char* iOperation);
     HRESULT SetText(QBase::wstring& oField, const QBase::wstring& iText, const char* iOperation = __builtin_FUNCTION());
     HRESULT SetText(QBase::wstring& oField, const QBase::WCHAR* iText, const char* iOperation = __builtin_FUNCTION());
     template <class T>

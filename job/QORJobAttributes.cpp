@@ -25,7 +25,9 @@ HRESULT QORJob::GetText(const QBase::wstring& iField, QBase::wstring& oText, con
         iOperation);
 }
 
-HRESULT QORJob::SetText(QBase::wstring& oField, const QBase::wstring& iText, const char* iOperation)
+/// Locked store.
+template <class Text>
+HRESULT QORJob::StoreText(QBase::wstring& oField, const Text& iText, const char* iOperation)
 {
     return Boundary(
         [&] {
@@ -36,17 +38,14 @@ HRESULT QORJob::SetText(QBase::wstring& oField, const QBase::wstring& iText, con
         iOperation);
 }
 
+HRESULT QORJob::SetText(QBase::wstring& oField, const QBase::wstring& iText, const char* iOperation)
+{
+    return StoreText(oField, iText, iOperation);
+}
+
 HRESULT QORJob::SetText(QBase::wstring& oField, const QBase::WCHAR* iText, const char* iOperation)
 {
-    if (iText == nullptr)
-        return E_POINTER;
-    return Boundary(
-        [&] {
-            QSynch::CriticalSection::SmartLock lock(mpLock);
-            oField = iText;
-            return S_OK;
-        },
-        iOperation);
+    return iText == nullptr ? E_POINTER : StoreText(oField, iText, iOperation);
 }
 
 // clang-format off

@@ -12,7 +12,7 @@ void NameJobItems();
 // All throw JobCallError. What is stored is the task's output, in place of an item of the same kind; what is read is
 // its input, which the task holds until it ends.
 
-/// A string item in the job's own buffer. The job uses that too: meanwhile no other thread may.
+/// A string item in the job's own buffer, which any thread may allocate of.
 void StoreSql(QORJobTask& ioTask, const std::string& iSql);
 std::string ReadSql(QORJobTask& ioTask);
 

@@ -27,7 +27,7 @@ struct Line
 
 using Sink = std::function<void(const Line&)>;
 
-/// Sinks are called one line at a time, under the logging library's lock: a sink must not log. The result is the id for
+/// Sinks are called one line at a time, under the sinks' own lock: a sink must not log. The result is the id for
 /// RemoveSink.
 QORJOB_API int AddSink(Sink iSink);
 QORJOB_API void RemoveSink(int iSinkId);
