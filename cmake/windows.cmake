@@ -1,14 +1,22 @@
-# Cross build for 64-bit Windows. The runtime libraries are linked in, so that a program needs nothing but qorjob's DLL.
+# Cross build for 64-bit Windows; windows32.cmake is the one for 32 bits. What is built runs under Wine (wine.sh).
+#
+# The runtime libraries are linked in: a program needs nothing but qorjob's DLL, and that nothing but the system.
+# Exceptions cross from module to module all the same. What each module then has for itself, such as the number of
+# exceptions in flight, this library never asks for.
+if(NOT QORJOB_MINGW)
+    set(QORJOB_MINGW x86_64-w64-mingw32)
+    set(CMAKE_SYSTEM_PROCESSOR x86_64)
+endif()
 set(CMAKE_SYSTEM_NAME Windows)
-set(CMAKE_SYSTEM_PROCESSOR x86_64)
-set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix) # GoogleTest asks for one
-set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
-set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
+set(CMAKE_C_COMPILER ${QORJOB_MINGW}-gcc-posix) # GoogleTest asks for one
+set(CMAKE_CXX_COMPILER ${QORJOB_MINGW}-g++-posix)
+set(CMAKE_RC_COMPILER ${QORJOB_MINGW}-windres)
+set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/wine.sh)
 
 set(CMAKE_EXE_LINKER_FLAGS_INIT -static)
 set(CMAKE_SHARED_LINKER_FLAGS_INIT -static)
 
-set(CMAKE_FIND_ROOT_PATH /usr/x86_64-w64-mingw32)
+set(CMAKE_FIND_ROOT_PATH /usr/${QORJOB_MINGW})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
