@@ -6,7 +6,6 @@
 
 #include <cstddef>
 #include <functional>
-#include <limits>
 #include <list>
 #include <map>
 #include <memory>
@@ -59,7 +58,7 @@ public:
 
     T* allocate(std::size_t iCount)
     {
-        if (iCount > std::numeric_limits<std::size_t>::max() / sizeof(T))
+        if (iCount > static_cast<std::size_t>(-1) / sizeof(T))
             throw std::bad_array_new_length();
         return static_cast<T*>(mpMemory->allocate(iCount * sizeof(T), alignof(T)));
     }

@@ -23,11 +23,8 @@
 #include <oleauto.h>
 #include <unknwn.h>
 
-// Operations of this library and of its users carry these names; the SDK's macros would rename them.
-#undef GetJob
-#undef GetMessage
-#undef GetObject
-#undef GetUserName
+// The SDK's macro for the print spooler would rename an operation of the tasks. The SDK's other macros stay as they are.
+#undef SetJob
 
 #define QORJOB_W(text) L##text
 

@@ -1,19 +1,45 @@
 #!/usr/bin/env bash
-# The symbols that the shared library shows: symbols.sh LIBRARY prints them, symbols.sh LIBRARY LIST compares them with the
-# list in the tree. Left out are instantiations of templates: which of them stand outside their callers is the optimiser's
-# choice, and the standard library's are not ours.
+# The names that the shared library shows, a Linux library or a DLL: symbols.sh LIBRARY prints them, symbols.sh LIBRARY LIST
+# compares them with the list in the tree, and symbols.sh --list LINUX_LIBRARY DLL makes that list. A line of it holds for both
+# systems, or begins with the one that it holds for.
+#
+# The integers are written by their sizes, the wide character as on Linux. Left out is what compilers add to a class (tables of
+# operations, thunks) and instantiations of templates: which of them stand outside their callers is the optimiser's choice, and
+# the standard library's are not ours.
 set -euo pipefail
 export LC_ALL=C
 
-show()
+names()
 {
-    nm -D --defined-only -C "$1" | cut -d ' ' -f 2- | grep -v '^[Wu] ' | cut -d ' ' -f 2- |
-        grep -vE '^((typeinfo|typeinfo name|vtable|VTT) for )?std::' | sort -u
+    case $1 in
+        *.dll)
+            "${OBJDUMP:-x86_64-w64-mingw32-objdump}" -p "$1" |
+                sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/s/^\t\[.*\] //p' | c++filt |
+                sed -E '/operator<</!{s/\<long long\>/LONG LONG/g; s/\<unsigned long\>/unsigned int/g; s/\<long\>/int/g; s/LONG LONG/long long/g}'
+            ;;
+        *)
+            nm -D --defined-only -C "$1" | cut -d ' ' -f 2- | grep -v '^[Wu] ' | cut -d ' ' -f 2- |
+                sed -E '/operator<</!{s/\<long long\>/long/g; s/\<long\>/long long/g}'
+            ;;
+    esac
 }
 
-if [ $# = 1 ]; then
+show()
+{
+    names "$1" | sed -E 's/\<wchar_t\>/char16_t/g; s/\<_(GUID|FILETIME)\>/\1/g' |
+        grep -vE '^(typeinfo name|vtable|VTT|(non-)?virtual thunk|construction vtable|typeinfo for std::|covariant)' | sort -u
+}
+
+system()
+{
+    case $1 in *.dll) echo windows ;; *) echo linux ;; esac
+}
+
+if [ "$1" = --list ]; then
+    comm <(show "$2") <(show "$3") | sed -E 's/^\t\t//; t; s/^\t/windows: /; t; s/^/linux: /'
+elif [ $# = 1 ]; then
     show "$1"
-elif ! diff -U 0 --label "$2" --label "$1" "$2" <(show "$1"); then
-    echo "symbols: the library shows other symbols than the list has. If they are meant: $0 $1 >$2"
+elif ! diff -U 0 --label "$2" --label "$1" <(sed -E "s/^$(system "$1"): //; /^(linux|windows): /d" "$2" | sort) <(show "$1"); then
+    echo "symbols: the library shows other names than the list has. If they are meant, make the list anew: $0 --list"
     exit 1
 fi
