@@ -80,8 +80,8 @@ private:
 
     std::recursive_mutex mLock;
     std::atomic<int> mReferences{0};
-    int mId;
-    int mPriority;
+    [[maybe_unused]] int mId;
+    [[maybe_unused]] int mPriority;
     QDataType::DateTime mCreated;
     std::uint64_t mCpuAtStart = 0;
     std::list<std::unique_ptr<Step>> mTodo;

@@ -1,0 +1,113 @@
+#include "Workloads.h"
+
+#include "HandWrittenJob.h"
+
+#include <algorithm>
+
+namespace
+{
+
+constexpr int cUnit = 1;
+
+QBase::PtrI<QORJob> MakeJob(int iSteps)
+{
+    static constexpr int cSteps[] = {StepSQLGeneration, StepAnalyticalProcessing, StepSendingReportResult};
+    QBase::PtrI<QORJob> job(QORJob::NewJob(1, RequestReport, 5, nullptr, nullptr));
+    for (int i = 0; i < iSteps - 1; ++i)
+        job->AddStepToRun(new QORJobStep(cSteps[i % 3]), nullptr);
+    job->AddStepToRun(new QORJobStep(StepCloseJob), nullptr);
+    return job;
+}
+
+void RunCycles(QORJob& ioJob, int iCycles)
+{
+    int step = 0;
+    for (int i = 0; i < iCycles; ++i)
+    {
+        ioJob.GetCurrentStepIdToRun(&step, nullptr);
+        ioJob.SetStepStart(step, cUnit, nullptr);
+        ioJob.SetStepFinish(step, cUnit, nullptr);
+    }
+}
+
+} // namespace
+
+DispatchCycles::DispatchCycles(int iMost, int iLength)
+    : mCyclesPerJob(std::max(1, iLength / 2)), mJobs(static_cast<std::size_t>(iMost / mCyclesPerJob))
+{
+    std::generate(mJobs.begin(), mJobs.end(), [&] { return MakeJob(iLength); });
+}
+
+void DispatchCycles::Run(int iCount)
+{
+    for (auto job = mJobs.begin(); iCount > 0; ++job, iCount -= mCyclesPerJob)
+        RunCycles(*job->Get(), std::min(iCount, mCyclesPerJob));
+}
+
+DispatchFloor::DispatchFloor(int iMost)
+{
+    for (int i = 0; i < 2 * iMost; ++i)
+        mTodo.push_back(std::make_unique<QORJobStep>(StepSQLGeneration));
+}
+
+void DispatchFloor::Run(int iCount)
+{
+    for (int i = 0; i < iCount; ++i)
+    {
+        {
+            QSynch::CriticalSection::SmartLock hold(mpLock.get());
+            mpAsked = mTodo.front().get();
+        }
+        {
+            QSynch::CriticalSection::SmartLock hold(mpLock.get());
+            mTodo.front()->SetStartTime(QDataType::DateTime::NowUTC());
+            GetCurrentThreadTimes(&mTimes[0], &mTimes[1]);
+        }
+        {
+            QSynch::CriticalSection::SmartLock hold(mpLock.get());
+            GetCurrentThreadTimes(&mTimes[2], &mTimes[3]);
+            mTodo.front()->SetFinishTime(QDataType::DateTime::NowUTC());
+            mFinished.splice(mFinished.begin(), mTodo, mTodo.begin());
+        }
+    }
+}
+
+void LibraryLife::Begin(QBase::Buffer* iBuffer)
+{
+    mpJob = QORJob::NewJob(1, RequestReport, 5, nullptr, iBuffer);
+    mpJob->AddRef();
+    for (int step : cLifeSteps)
+        mpJob->AddStep(new QORJobStep(step), nullptr);
+}
+
+void LibraryLife::RunAndEnd()
+{
+    int step = 0;
+    for (;;)
+    {
+        mpJob->GetCurrentStepIdToRun(&step, nullptr);
+        if (step == StepNoMore)
+            break;
+        mpJob->SetStepStart(step, cUnit, nullptr);
+        mpJob->SetStepFinish(step, cUnit, nullptr);
+    }
+    mpJob->Release();
+}
+
+void HandWrittenLife::Begin()
+{
+    mpJob = new HandWrittenJob(1, 5);
+    mpJob->AddRef();
+    for (int step : cLifeSteps)
+        mpJob->AddStep(std::make_unique<HandWrittenJob::Step>(step));
+}
+
+void HandWrittenLife::RunAndEnd()
+{
+    while (mpJob->NextStep() != 0)
+    {
+        mpJob->Start(cUnit);
+        mpJob->Finish();
+    }
+    mpJob->Release();
+}

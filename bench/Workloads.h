@@ -1,0 +1,134 @@
+// What is measured of dispatch and of a job's life, and the hand-written peers. It takes no benchmark library, so that
+// the short bench runs on every system.
+#pragma once
+
+#include "qorjob.h"
+
+#include <array>
+#include <cstddef>
+#include <list>
+#include <memory>
+#include <vector>
+
+/// One side of a comparison: a constructor gets it ready, Run is what is measured, a destructor clears up.
+class Workload
+{
+public:
+    Workload() = default;
+    virtual ~Workload() = default;
+    virtual void Run(int iCount) = 0;
+
+    Workload(const Workload&) = delete;
+    Workload& operator=(const Workload&) = delete;
+};
+
+/// Dispatch cycles (ask, start, finish), `iMost` at most. `iLength` steps are queued in each of as many jobs as that
+/// takes, for half of them are run.
+class DispatchCycles final : public Workload
+{
+public:
+    DispatchCycles(int iMost, int iLength);
+    void Run(int iCount) override;
+
+private:
+    int mCyclesPerJob;
+    std::vector<QBase::PtrI<QORJob>> mJobs;
+};
+
+/// The lock pairs, clock readings, thread-time readings and the node move of a cycle, on records of a step's size.
+class DispatchFloor final : public Workload
+{
+public:
+    explicit DispatchFloor(int iMost);
+    void Run(int iCount) override;
+
+private:
+    using Steps = std::list<std::unique_ptr<QORJobStep>>;
+
+    QSynch::CriticalSectionPtr mpLock = QSynch::MakeCriticalSection(4);
+    Steps mTodo;
+    Steps mFinished;
+    FILETIME mTimes[4] = {};
+    QORJobStep* volatile mpAsked = nullptr; // volatile: the look at the first step is kept
+};
+
+/// Keeps a number of lives open: each turn ends the oldest and begins one.
+template <class Life>
+class Lives final : public Workload
+{
+public:
+    explicit Lives(std::size_t iAlive) : mAlive(iAlive)
+    {
+        for (Life& life : mAlive)
+            life.Begin();
+    }
+
+    ~Lives() override
+    {
+        for (Life& life : mAlive)
+            life.RunAndEnd();
+    }
+
+    void Run(int iCount) override
+    {
+        for (int i = 0; i < iCount; ++i)
+        {
+            mAlive[mOldest].RunAndEnd();
+            mAlive[mOldest].Begin();
+            mOldest = mOldest + 1 == mAlive.size() ? 0 : mOldest + 1;
+        }
+    }
+
+private:
+    std::vector<Life> mAlive;
+    std::size_t mOldest = 0;
+};
+
+constexpr std::array<int, 6> cLifeSteps = {StepLoadObjectDefinition, StepSQLGeneration,       StepSearchingCache,
+                                           StepAnalyticalProcessing, StepSendingReportResult, StepCloseJob};
+
+class LibraryLife
+{
+public:
+    void RunAndEnd();
+
+protected:
+    void Begin(QBase::Buffer* iBuffer);
+
+private:
+    QORJob* mpJob = nullptr;
+};
+
+class HeapLife : public LibraryLife
+{
+public:
+    void Begin() { LibraryLife::Begin(nullptr); }
+};
+
+/// In a buffer that each life uses again.
+class BufferLife : public LibraryLife
+{
+public:
+    BufferLife() : mpBuffer(QBase::CreateBuffer(2048, 2, 2048, true)) {}
+    void Begin() { LibraryLife::Begin(mpBuffer.get()); }
+
+private:
+    struct Freer
+    {
+        void operator()(QBase::Buffer* iBuffer) const { iBuffer->Free(); }
+    };
+
+    std::unique_ptr<QBase::Buffer, Freer> mpBuffer;
+};
+
+class HandWrittenJob;
+
+class HandWrittenLife
+{
+public:
+    void Begin();
+    void RunAndEnd();
+
+private:
+    HandWrittenJob* mpJob = nullptr;
+};
