@@ -5,6 +5,7 @@
 #include "platform/builtin/Faults.h"
 #include "platform/builtin/LibraryUsers.h"
 #include "platform/builtin/LogSinks.h"
+#include "tests/support/OwnInitializerAway.h"
 #include "tests/support/Threads.h"
 
 #include <gtest/gtest.h>
@@ -34,22 +35,6 @@ static std::string TakeEnds()
             ends += call.starts_with("QLog::~R") ? 'r' : call[3];
     return ends;
 }
-
-/// Destroys the library's own initialiser and makes it again. Initialisers have no state, so its storage can be used.
-class OwnInitializerAway
-{
-public:
-    OwnInitializerAway() { mOwn.~Initializer(); }
-    ~OwnInitializerAway() { ::new (&mOwn) Initializer; }
-    OwnInitializerAway(const OwnInitializerAway&) = delete;
-    OwnInitializerAway& operator=(const OwnInitializerAway&) = delete;
-
-private:
-    union
-    {
-        Initializer mOwn;
-    };
-};
 
 static const std::vector<std::size_t> cUp{1, 1, 1, 1, 0}, cDown{0, 0, 0, 0, 10};
 static const std::string cEnds = "sTPrrrrrrrrrrg";

@@ -4,6 +4,7 @@
 #include "platform/builtin/Faults.h"
 #include "platform/builtin/LogSinks.h"
 #include "platform/builtin/Settings.h"
+#include "tests/support/OwnInitializerAway.h"
 #include "tests/support/Threads.h"
 
 #include <gtest/gtest.h>
@@ -132,6 +133,7 @@ TEST_F(Log, GoesOnWithoutARouterThatCantBeMade)
 /// What standard error shows of one life of the library with these settings, while it logs one line.
 std::string ErrorsWith(const std::string& iList, const std::string& iFile, bool ibOwnSink = false)
 {
+    const OwnInitializerAway away;
     SetVariable("QORJOB_LOG", iList);
     SetVariable("QORJOB_LOG_FILE", iFile);
     testing::internal::CaptureStderr();
@@ -167,6 +169,7 @@ TEST_F(Log, SaysOnceWhatIsWrongWithItsSettings)
 
 TEST_F(Log, TakesItsRoutersAndItsFileFromTheEnvironment)
 {
+    const OwnInitializerAway away;
     SetVariable("QORJOB_LOG", "Kernel/Job Trace,Dependency");
     SetVariable("QORJOB_LOG_FILE", mPath);
     std::ofstream(mPath) << "older\n";
