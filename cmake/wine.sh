@@ -6,6 +6,8 @@ wine=/usr/lib/wine
 home=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")/build/wine
 export WINEPREFIX=$home/prefix WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
 export WINEDLLPATH=$home # the system's libraries for programs of 32 bits, see ./dev
+runtime=(/usr/lib/gcc/i686-w64-mingw32/*-posix /usr/i686-w64-mingw32/lib) # the compiler's, for those programs
+export WINEPATH="${WINEPATH:+$WINEPATH;}${runtime[0]};${runtime[1]}"
 
 if [ "$1" = --end ]; then
     [ ! -d "$WINEPREFIX" ] || "$wine/wineserver" -k || true
