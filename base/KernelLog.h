@@ -39,9 +39,6 @@ inline QLog::Router* EnabledRouter(EnumKernelRouter iRouter)
 /// Writes the template of a line that could not be logged to standard error, which needs no memory.
 void ReportLostLine(const char* iTemplate) noexcept;
 
-/// Logs the call of a pure virtual function and ends the process.
-[[noreturn]] void EndOfPureCall() noexcept;
-
 // Logging must never change what an operation does: failures to format or to write a line end here.
 template <class... Arguments>
 [[gnu::noinline, gnu::cold]] void WriteLine(QLog::Router* iRouter, const char* iTemplate,

@@ -3,6 +3,7 @@
 #include "base/Categories.h"
 #include "base/HeapObject.h"
 #include "base/KernelLog.h"
+#include "platform/PureCall.h"
 #include "platform/QORTask.h"
 #include "platform/QPerfMon.h"
 
@@ -17,13 +18,13 @@ constinit std::array<std::atomic<QLog::Router*>, cRouterCount> gRouters{};
 
 void ReportLostLine(const char* iTemplate) noexcept { std::fprintf(stderr, "qorjob: log line lost: %s\n", iTemplate); }
 
-void EndOfPureCall() noexcept
+} // namespace KernelLog
+
+void PureCall::End() noexcept
 {
     LogLine(EnumKernelRouter::Error, "_purecall(): Pure virtual function call.");
     std::abort();
 }
-
-} // namespace KernelLog
 
 namespace QORJOB
 {
