@@ -34,8 +34,11 @@ struct HeapDeleter
 /// Owns a text of the general heap.
 using HeapText = std::unique_ptr<WCHAR, HeapDeleter>;
 
+/// The alignment of what HeapAllocate gives. (std::max_align_t asks for more in programs of 32 bits on Windows.)
+inline constexpr std::size_t cHeapAlignment = 2 * sizeof(void*);
+
 /// The general heap as a memory resource. It throws std::bad_alloc where HeapAllocate gives null, and for an alignment
-/// beyond that of std::max_align_t.
+/// beyond cHeapAlignment.
 QORJOB_API std::pmr::memory_resource* DefaultHeap() noexcept;
 
 /// The allocator of texts and containers: of the arena that it is given, else of the general heap. The standard's own
@@ -102,7 +105,7 @@ using map = std::map<Key, Value, Order, Allocator<std::pair<const Key, Value>>>;
 class QORJOB_API Buffer : public std::pmr::memory_resource
 {
 public:
-    virtual void* TryAllocate(std::size_t iBytes, std::size_t iAlignment = alignof(std::max_align_t)) noexcept = 0;
+    virtual void* TryAllocate(std::size_t iBytes, std::size_t iAlignment = cHeapAlignment) noexcept = 0;
 
     /// Counts one more user that will call Destroy.
     virtual void Register() noexcept = 0;

@@ -29,7 +29,7 @@ class HeapResource final : public std::pmr::memory_resource
 {
     void* do_allocate(std::size_t iBytes, std::size_t iAlignment) override
     {
-        void* const memory = iAlignment <= alignof(std::max_align_t) ? HeapAllocate(iBytes) : nullptr;
+        void* const memory = iAlignment <= cHeapAlignment ? HeapAllocate(iBytes) : nullptr;
         if (memory == nullptr)
             throw std::bad_alloc();
         return memory;

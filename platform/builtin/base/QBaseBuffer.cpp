@@ -17,13 +17,12 @@ namespace QBase
 namespace
 {
 
-constexpr std::size_t cMaxAlign = alignof(std::max_align_t);
 constexpr std::size_t cMaxBytes = std::numeric_limits<std::size_t>::max() / 2;
 
-constexpr std::size_t RoundUp(std::size_t iBytes) { return (iBytes + cMaxAlign - 1) & ~(cMaxAlign - 1); }
+constexpr std::size_t RoundUp(std::size_t iBytes) { return (iBytes + cHeapAlignment - 1) & ~(cHeapAlignment - 1); }
 
 /// The head of a piece of memory, which is behind it. Any thread may take from it.
-class alignas(std::max_align_t) Chunk
+class alignas(cHeapAlignment) Chunk
 {
 public:
     explicit Chunk(std::size_t iBytes) : mpEnd(GetMemory() + iBytes), mpCursor(GetMemory()) {}
@@ -96,7 +95,7 @@ private:
 };
 
 /// The arena is at the start of its first block, and the reserve behind it in the same block.
-class alignas(std::max_align_t) Arena final : public Buffer
+class alignas(cHeapAlignment) Arena final : public Buffer
 {
 public:
     Arena(std::size_t iReserveBytes, unsigned iGrowth, std::size_t iChunkBytes, bool ibReusable)
@@ -192,7 +191,7 @@ void* Arena::TakeFromFurtherChunk(std::size_t iBytes, std::size_t iAlignment) no
         }
     }
 
-    const std::size_t extra = iAlignment > cMaxAlign ? iAlignment - cMaxAlign : 0;
+    const std::size_t extra = iAlignment > cHeapAlignment ? iAlignment - cHeapAlignment : 0;
     if (iBytes > cMaxBytes || extra > cMaxBytes / 2)
         return nullptr;
     const std::size_t needed = iBytes + extra;
