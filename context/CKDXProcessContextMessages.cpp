@@ -130,7 +130,8 @@ HRESULT CKDXProcessContext::get_InMessageItem(IUnknown** oItem)
     });
 }
 
-HRESULT CKDXProcessContext::AskInMessage(HRESULT (ICKDXReadMessageHead::*iQuestion)(IUnknown*), IUnknown* iArgument)
+HRESULT CKDXProcessContext::AskInMessage(HRESULT (QORJOB_STDCALL ICKDXReadMessageHead::*iQuestion)(IUnknown*),
+                                         IUnknown* iArgument)
 {
     if (iArgument == nullptr)
         return E_POINTER;

@@ -28,10 +28,10 @@ class ICKDXSessionHead : public ReservedSlots<IUnknown, 4>
 {
 public:
     /// Slot 7. Without cSessionShowsName8 the display name is get_Name9.
-    virtual HRESULT get_Flags(LONG* oFlags) = 0;
+    virtual HRESULT QORJOB_STDCALL get_Flags(LONG* oFlags) = 0;
     /// Slots 8 and 9. The caller frees the name.
-    virtual HRESULT get_Name8(BSTR* oName) = 0;
-    virtual HRESULT get_Name9(BSTR* oName) = 0;
+    virtual HRESULT QORJOB_STDCALL get_Name8(BSTR* oName) = 0;
+    virtual HRESULT QORJOB_STDCALL get_Name9(BSTR* oName) = 0;
 
 protected:
     ~ICKDXSessionHead() = default;
@@ -42,11 +42,11 @@ class ICKDXSession : public ReservedSlots<ICKDXSessionHead, 3>
 {
 public:
     /// Slot 13. The process context passes the argument on.
-    virtual HRESULT Call(IUnknown* iArgument) = 0;
+    virtual HRESULT QORJOB_STDCALL Call(IUnknown* iArgument) = 0;
     /// The locale of texts for the user.
-    virtual HRESULT get_Locale(unsigned* oLocale) = 0;
+    virtual HRESULT QORJOB_STDCALL get_Locale(unsigned* oLocale) = 0;
     /// Prepares the texts of a project in the user's language. `iScope` is always 1.
-    virtual HRESULT FillLocalisation(const GUID& iProjectId, int iScope) = 0;
+    virtual HRESULT QORJOB_STDCALL FillLocalisation(const GUID& iProjectId, int iScope) = 0;
 
 protected:
     ~ICKDXSession() = default;
@@ -58,7 +58,7 @@ class ICKDXObjectSource : public ReservedSlots<IUnknown, 8>
 {
 public:
     /// Slot 11. The object that implements ICKDXObjectDefinition.
-    virtual HRESULT get_Object(IUnknown** oObject) = 0;
+    virtual HRESULT QORJOB_STDCALL get_Object(IUnknown** oObject) = 0;
 
 protected:
     ~ICKDXObjectSource() = default;
@@ -69,10 +69,10 @@ class ICKDXObjectDefinition : public ReservedSlots<IUnknown, 17>
 {
 public:
     /// Slot 20. The id of the object that the request is about.
-    virtual HRESULT get_ObjectID(GUID* oObjectId) = 0;
+    virtual HRESULT QORJOB_STDCALL get_ObjectID(GUID* oObjectId) = 0;
     /// The definition's own id and name; the caller frees the name.
-    virtual HRESULT get_DefinitionID(GUID* oDefinitionId) = 0;
-    virtual HRESULT get_Name(BSTR* oName) = 0;
+    virtual HRESULT QORJOB_STDCALL get_DefinitionID(GUID* oDefinitionId) = 0;
+    virtual HRESULT QORJOB_STDCALL get_Name(BSTR* oName) = 0;
 
 protected:
     ~ICKDXObjectDefinition() = default;
@@ -90,7 +90,7 @@ class ICKDXContextObjectO : public ReservedSlots<IUnknown, 18>
 {
 public:
     /// Slot 21.
-    virtual HRESULT get_Guid(GUID* oGuid) = 0;
+    virtual HRESULT QORJOB_STDCALL get_Guid(GUID* oGuid) = 0;
 
 protected:
     ~ICKDXContextObjectO() = default;
@@ -101,7 +101,7 @@ class ICKDXContextObjectD : public ReservedSlots<IUnknown, 28>
 {
 public:
     /// Slot 31. The item, with a reference.
-    virtual HRESULT get_Item(IUnknown** oItem) = 0;
+    virtual HRESULT QORJOB_STDCALL get_Item(IUnknown** oItem) = 0;
 
 protected:
     ~ICKDXContextObjectD() = default;

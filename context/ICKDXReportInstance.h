@@ -18,14 +18,14 @@ QORJOB_API extern const GUID IID_ICKDXReportInstance;
 class ICKDXReportInstance : public ReservedSlots<IUnknown, 55>
 {
 public:
-    virtual HRESULT Reset(int iValue) = 0;
-    virtual HRESULT get_ExecutionKind(int* oKind) = 0;
+    virtual HRESULT QORJOB_STDCALL Reset(int iValue) = 0;
+    virtual HRESULT QORJOB_STDCALL get_ExecutionKind(int* oKind) = 0;
     /// 5: the job is cancelled.
-    virtual HRESULT put_Status(int iStatus) = 0;
+    virtual HRESULT QORJOB_STDCALL put_Status(int iStatus) = 0;
     /// Value 7, after status 5: the job that was cancelled.
-    virtual HRESULT put_JobValue(int iValue, int iJobId) = 0;
+    virtual HRESULT QORJOB_STDCALL put_JobValue(int iValue, int iJobId) = 0;
     /// The object that implements ICKDXObjectDefinition, with a reference.
-    virtual HRESULT get_Object(IUnknown** oObject) = 0;
+    virtual HRESULT QORJOB_STDCALL get_Object(IUnknown** oObject) = 0;
 
 protected:
     ~ICKDXReportInstance() = default;

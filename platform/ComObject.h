@@ -98,7 +98,7 @@ public:
         }
     }
 
-    HRESULT QueryInterface(const GUID& iInterfaceId, void** oInterface) override
+    HRESULT QORJOB_STDCALL QueryInterface(const GUID& iInterfaceId, void** oInterface) override
     {
         if (oInterface == nullptr)
             return E_POINTER;
@@ -113,13 +113,13 @@ public:
         return aggregated == nullptr ? E_NOINTERFACE : aggregated->QueryInterface(iInterfaceId, oInterface);
     }
 
-    DWORD AddRef() override
+    DWORD QORJOB_STDCALL AddRef() override
     {
         LogReference(this, 1, Class::cReferenceKind);
         return this->InternalAddRef();
     }
 
-    DWORD Release() override
+    DWORD QORJOB_STDCALL Release() override
     {
         LogReference(this, 0, Class::cReferenceKind);
         const DWORD left = this->InternalRelease();

@@ -36,9 +36,9 @@ class ICKDXReadBlockStream : public IUnknown
 {
 public:
     /// Reads up to `iBytes`; S_FALSE when fewer are left. `*oRead` is their number.
-    virtual HRESULT Read(void* oBytes, DWORD iBytes, DWORD* oRead) = 0;
+    virtual HRESULT QORJOB_STDCALL Read(void* oBytes, DWORD iBytes, DWORD* oRead) = 0;
     /// Where the next Read begins, and how many bytes there are in all.
-    virtual HRESULT GetPosition(std::uint64_t* oPosition, std::uint64_t* oSize) = 0;
+    virtual HRESULT QORJOB_STDCALL GetPosition(std::uint64_t* oPosition, std::uint64_t* oSize) = 0;
 
 protected:
     ~ICKDXReadBlockStream() = default;
@@ -50,12 +50,12 @@ class ICKDXReadMessageHead : public IUnknown
 public:
     /// Operation 3. Appends the message's blocks to a write message. E_POINTER for null, E_NOINTERFACE for an object
     /// that is no write message, E_INVALIDARG when the blocks are damaged (nothing is appended then).
-    virtual HRESULT CopyTo(IUnknown* iWriteMessage) = 0;
+    virtual HRESULT QORJOB_STDCALL CopyTo(IUnknown* iWriteMessage) = 0;
     /// Operation 4. A new stream that begins at the first block.
-    virtual HRESULT get_BlockStream(ICKDXReadBlockStream** oStream) = 0;
+    virtual HRESULT QORJOB_STDCALL get_BlockStream(ICKDXReadBlockStream** oStream) = 0;
     /// Operation 5. S_OK when that read or write message has this one's item; else S_FALSE. E_POINTER for null,
     /// E_NOINTERFACE for an object that is no message.
-    virtual HRESULT BelongsTo(IUnknown* iMessage) = 0;
+    virtual HRESULT QORJOB_STDCALL BelongsTo(IUnknown* iMessage) = 0;
 
 protected:
     ~ICKDXReadMessageHead() = default;
@@ -65,7 +65,7 @@ class ICKDXReadMessageMiddle : public ReservedSlots<ICKDXReadMessageHead, 3>
 {
 public:
     /// Operation 9. The content as a stream of its own; S_FALSE and null when the message has none.
-    virtual HRESULT get_Content(IUnknown** oContent) = 0;
+    virtual HRESULT QORJOB_STDCALL get_Content(IUnknown** oContent) = 0;
 
 protected:
     ~ICKDXReadMessageMiddle() = default;
@@ -81,9 +81,9 @@ class ICKDXReadMessage : public ReservedSlots<ICKDXReadMessageMiddle, 7>
 {
 public:
     /// Operation 17. The item, with a reference.
-    virtual HRESULT get_Item(IUnknown** oItem) = 0;
+    virtual HRESULT QORJOB_STDCALL get_Item(IUnknown** oItem) = 0;
     /// From here on the slots are this library's choice. The code that the message carries; 0 for none.
-    virtual HRESULT get_ErrorCode(HRESULT* oCode) = 0;
+    virtual HRESULT QORJOB_STDCALL get_ErrorCode(HRESULT* oCode) = 0;
 
 protected:
     ~ICKDXReadMessage() = default;
@@ -99,7 +99,7 @@ class ICKDXWriteMessageHead : public IUnknown
 {
 public:
     /// Operation 3. One of EnumWriteMessageState.
-    virtual HRESULT get_State(int* oState) = 0;
+    virtual HRESULT QORJOB_STDCALL get_State(int* oState) = 0;
 
 protected:
     ~ICKDXWriteMessageHead() = default;
@@ -115,16 +115,16 @@ class ICKDXWriteMessage : public ReservedSlots<ICKDXWriteMessageHead, 27>
 {
 public:
     /// Operation 31. The item, with a reference.
-    virtual HRESULT get_Item(IUnknown** oItem) = 0;
+    virtual HRESULT QORJOB_STDCALL get_Item(IUnknown** oItem) = 0;
     /// From here on the slots are this library's choice. The code of the error that was packed last.
-    virtual HRESULT set_ErrorCode(HRESULT iCode) = 0;
-    virtual HRESULT get_ErrorCode(HRESULT* oCode) = 0;
+    virtual HRESULT QORJOB_STDCALL set_ErrorCode(HRESULT iCode) = 0;
+    virtual HRESULT QORJOB_STDCALL get_ErrorCode(HRESULT* oCode) = 0;
     /// Appends packed blocks, all of them or none: E_INVALIDARG when they are damaged.
-    virtual HRESULT AppendBlocks(const void* iBlocks, std::size_t iBytes) = 0;
+    virtual HRESULT QORJOB_STDCALL AppendBlocks(const void* iBlocks, std::size_t iBytes) = 0;
     /// A new stream of the present blocks.
-    virtual HRESULT get_BlockStream(ICKDXReadBlockStream** oStream) = 0;
+    virtual HRESULT QORJOB_STDCALL get_BlockStream(ICKDXReadBlockStream** oStream) = 0;
     /// Nothing can be appended any more. S_FALSE when it was closed already.
-    virtual HRESULT Close() = 0;
+    virtual HRESULT QORJOB_STDCALL Close() = 0;
 
 protected:
     ~ICKDXWriteMessage() = default;
@@ -136,11 +136,11 @@ class CKDXServerMessage : public ICKDXWriteMessage
 {
 public:
     /// Sets the code that the message is sent with, which is its error code. E_UNEXPECTED when the message is closed.
-    virtual HRESULT SetResult(HRESULT iResult) = 0;
+    virtual HRESULT QORJOB_STDCALL SetResult(HRESULT iResult) = 0;
     /// Delivers the present content and returns the receiver's result. The message stays open.
-    virtual HRESULT Send(QORChannel* iChannel) = 0;
+    virtual HRESULT QORJOB_STDCALL Send(QORChannel* iChannel) = 0;
     /// Makes it like a new one: open, without blocks and code. The item stays.
-    virtual HRESULT Reset() = 0;
+    virtual HRESULT QORJOB_STDCALL Reset() = 0;
 
 protected:
     ~CKDXServerMessage() = default;

@@ -16,7 +16,7 @@ class ReservedSlots : public ReservedSlots<Interface, Count - 1>
 public:
     using HasReservedSlots = void;
     using ReservedSlots<Interface, Count - 1>::Reserved;
-    virtual HRESULT Reserved(ReservedPlace<Interface, Count>) { return E_NOTIMPL; }
+    virtual HRESULT QORJOB_STDCALL Reserved(ReservedPlace<Interface, Count>) { return E_NOTIMPL; }
 
 protected:
     ~ReservedSlots() = default;

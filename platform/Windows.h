@@ -8,6 +8,7 @@
 #include "platform/Export.h"
 
 #include <cstdint>
+#include <cstring>
 
 #if defined(_WIN32)
 
@@ -28,6 +29,10 @@
 
 #define QORJOB_W(text) L##text
 
+/// The calling convention of the operations of COM interfaces: it stands before each one's name, and before that of its
+/// overrides. It makes a difference in programs of 32 bits.
+#define QORJOB_STDCALL STDMETHODCALLTYPE
+
 namespace QBase
 {
 using WCHAR = ::WCHAR;
@@ -36,6 +41,7 @@ using WCHAR = ::WCHAR;
 #else
 
 #define QORJOB_W(text) u##text
+#define QORJOB_STDCALL
 
 namespace QBase
 {
@@ -68,7 +74,7 @@ inline constexpr GUID GUID_NULL{};
 
 inline bool operator==(const GUID& iLeft, const GUID& iRight)
 {
-    return __builtin_memcmp(&iLeft, &iRight, sizeof(GUID)) == 0;
+    return std::memcmp(&iLeft, &iRight, sizeof(GUID)) == 0;
 }
 
 inline constexpr HRESULT S_OK = 0;

@@ -18,7 +18,7 @@ inline constexpr GUID IID_IDelivery = {0x2C41B6F0, 0x93D7, 0x4E58, {0xA8, 0xB1, 
 class IDelivery : public IUnknown
 {
 public:
-    virtual HRESULT Deliver(CKDXServerMessage* iMessage) = 0;
+    virtual HRESULT QORJOB_STDCALL Deliver(CKDXServerMessage* iMessage) = 0;
 
 protected:
     ~IDelivery() = default;
@@ -35,7 +35,7 @@ public:
     /// Before others see the object.
     void SetMailbox(QORChannel* iMailbox) { mpMailbox = QBase::PtrI<QORChannel>(iMailbox); }
 
-    HRESULT Deliver(CKDXServerMessage* iMessage) override { return iMessage->Send(mpMailbox.Get()); }
+    HRESULT QORJOB_STDCALL Deliver(CKDXServerMessage* iMessage) override { return iMessage->Send(mpMailbox.Get()); }
 
 protected:
     Delivery() : CComObjectRootEx(cLockCategory) {}

@@ -18,9 +18,9 @@ public:
     /// Before others see the object.
     void Describe(const GUID& iId, const std::string& iName);
 
-    HRESULT get_ObjectID(GUID* oObjectId) override;
-    HRESULT get_DefinitionID(GUID* oDefinitionId) override;
-    HRESULT get_Name(BSTR* oName) override;
+    HRESULT QORJOB_STDCALL get_ObjectID(GUID* oObjectId) override;
+    HRESULT QORJOB_STDCALL get_DefinitionID(GUID* oDefinitionId) override;
+    HRESULT QORJOB_STDCALL get_Name(BSTR* oName) override;
 
 protected:
     ReportObject() : CComObjectRootEx(cLockCategory) {}
@@ -44,11 +44,11 @@ public:
     /// Before others see the object.
     void Describe(const GUID& iId, const std::string& iName) { mpObject->Describe(iId, iName); }
 
-    HRESULT Reset(int iValue) override;
-    HRESULT get_ExecutionKind(int* oKind) override;
-    HRESULT put_Status(int iStatus) override;
-    HRESULT put_JobValue(int iValue, int iJobId) override;
-    HRESULT get_Object(IUnknown** oObject) override;
+    HRESULT QORJOB_STDCALL Reset(int iValue) override;
+    HRESULT QORJOB_STDCALL get_ExecutionKind(int* oKind) override;
+    HRESULT QORJOB_STDCALL put_Status(int iStatus) override;
+    HRESULT QORJOB_STDCALL put_JobValue(int iValue, int iJobId) override;
+    HRESULT QORJOB_STDCALL get_Object(IUnknown** oObject) override;
 
 protected:
     ReportInstance() : CComObjectRootEx(cLockCategory) {}

@@ -18,12 +18,12 @@ public:
     /// Before others see the object.
     void Describe(const std::string& iUser, unsigned iLocale);
 
-    HRESULT get_Flags(LONG* oFlags) override;
-    HRESULT get_Name8(BSTR* oName) override;
-    HRESULT get_Name9(BSTR* oName) override;
-    HRESULT Call(IUnknown* iArgument) override;
-    HRESULT get_Locale(unsigned* oLocale) override;
-    HRESULT FillLocalisation(const GUID& iProjectId, int iScope) override;
+    HRESULT QORJOB_STDCALL get_Flags(LONG* oFlags) override;
+    HRESULT QORJOB_STDCALL get_Name8(BSTR* oName) override;
+    HRESULT QORJOB_STDCALL get_Name9(BSTR* oName) override;
+    HRESULT QORJOB_STDCALL Call(IUnknown* iArgument) override;
+    HRESULT QORJOB_STDCALL get_Locale(unsigned* oLocale) override;
+    HRESULT QORJOB_STDCALL FillLocalisation(const GUID& iProjectId, int iScope) override;
 
 protected:
     SessionObject() : CComObjectRootEx(cLockCategory) {}

@@ -77,7 +77,8 @@ struct Row
 };
 
 template <class T>
-Row ReadOnly(const char* iName, HRESULT (C::*iGet)(T*), const char* iDefault, HRESULT iNullCode = E_POINTER)
+Row ReadOnly(const char* iName, HRESULT (QORJOB_STDCALL C::*iGet)(T*), const char* iDefault,
+             HRESULT iNullCode = E_POINTER)
 {
     Row row{iName, iDefault, [iGet](C& iContext) {
                 T value{};
@@ -91,8 +92,8 @@ Row ReadOnly(const char* iName, HRESULT (C::*iGet)(T*), const char* iDefault, HR
 }
 
 template <class T, class R, class V>
-Row Field(const char* iName, HRESULT (C::*iGet)(T*), R (C::*iPut)(V), const char* iDefault = cNull,
-          HRESULT iNullCode = E_POINTER)
+Row Field(const char* iName, HRESULT (QORJOB_STDCALL C::*iGet)(T*), R (QORJOB_STDCALL C::*iPut)(V),
+          const char* iDefault = cNull, HRESULT iNullCode = E_POINTER)
 {
     Row row = ReadOnly(iName, iGet, iDefault, iNullCode);
     row.mPut = [iPut](C& iContext) { (iContext.*iPut)(Sample()); };
@@ -105,7 +106,8 @@ Row Field(const char* iName, HRESULT (C::*iGet)(T*), R (C::*iPut)(V), const char
     return row;
 }
 
-Row NotNull(const char* iName, HRESULT (C::*iGet)(IUnknown**), HRESULT (C::*iPut)(IUnknown*))
+Row NotNull(const char* iName, HRESULT (QORJOB_STDCALL C::*iGet)(IUnknown**),
+            HRESULT (QORJOB_STDCALL C::*iPut)(IUnknown*))
 {
     Row row = Field(iName, iGet, iPut);
     row.mPutNull = [iPut](C& iContext) { EXPECT_EQ((iContext.*iPut)(nullptr), E_POINTER); };

@@ -101,19 +101,19 @@ protected:
 class StreamlessMessage final : public ICKDXReadMessage
 {
 public:
-    HRESULT QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
-    DWORD AddRef() override { return 1; }
-    DWORD Release() override { return 1; }
-    HRESULT CopyTo(IUnknown*) override { return E_NOTIMPL; }
-    HRESULT get_BlockStream(ICKDXReadBlockStream**) override
+    HRESULT QORJOB_STDCALL QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
+    DWORD QORJOB_STDCALL AddRef() override { return 1; }
+    DWORD QORJOB_STDCALL Release() override { return 1; }
+    HRESULT QORJOB_STDCALL CopyTo(IUnknown*) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL get_BlockStream(ICKDXReadBlockStream**) override
     {
         mOnCall();
         return S_OK;
     }
-    HRESULT BelongsTo(IUnknown*) override { return E_NOTIMPL; }
-    HRESULT get_Content(IUnknown**) override { return E_NOTIMPL; }
-    HRESULT get_Item(IUnknown**) override { return E_NOTIMPL; }
-    HRESULT get_ErrorCode(HRESULT*) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL BelongsTo(IUnknown*) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL get_Content(IUnknown**) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL get_Item(IUnknown**) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL get_ErrorCode(HRESULT*) override { return E_NOTIMPL; }
 
     std::function<void()> mOnCall = [] {};
 };

@@ -20,7 +20,7 @@ class FakeCollaborator : public Interface
 public:
     explicit FakeCollaborator(const GUID& iInterfaceId = GUID_NULL) : mInterfaceId(iInterfaceId) {}
 
-    HRESULT QueryInterface(const GUID& iInterfaceId, void** oInterface) override
+    HRESULT QORJOB_STDCALL QueryInterface(const GUID& iInterfaceId, void** oInterface) override
     {
         if (mInterfaceId == GUID_NULL || !(iInterfaceId == mInterfaceId))
         {
@@ -31,12 +31,12 @@ public:
         AddRef();
         return S_OK;
     }
-    DWORD AddRef() override
+    DWORD QORJOB_STDCALL AddRef() override
     {
         ++mAddRefs;
         return ++mReferences;
     }
-    DWORD Release() override
+    DWORD QORJOB_STDCALL Release() override
     {
         const DWORD left = --mReferences;
         if (mbReleaseThrows)
@@ -58,7 +58,7 @@ protected:
 class FakeObjectO final : public FakeCollaborator<ICKDXContextObjectO>
 {
 public:
-    HRESULT get_Guid(GUID* oGuid) override
+    HRESULT QORJOB_STDCALL get_Guid(GUID* oGuid) override
     {
         mOnCall();
         *oGuid = mGuid;
@@ -72,7 +72,7 @@ public:
 class FakeObjectD final : public FakeCollaborator<ICKDXContextObjectD>
 {
 public:
-    HRESULT get_Item(IUnknown** oItem) override
+    HRESULT QORJOB_STDCALL get_Item(IUnknown** oItem) override
     {
         mOnCall();
         *oItem = QBase::PtrI<IUnknown>(this).Detach();
@@ -85,22 +85,22 @@ class FakeContextSession final : public FakeCollaborator<ICKDXSession>
 public:
     FakeContextSession() : FakeCollaborator(IID_ICKDXSession) {}
 
-    HRESULT get_Flags(LONG* oFlags) override
+    HRESULT QORJOB_STDCALL get_Flags(LONG* oFlags) override
     {
         mOnCall();
         *oFlags = mFlags;
         return mFlagsCode;
     }
-    HRESULT get_Name8(BSTR* oName) override { return Give(QORJOB_W("eight"), oName); }
-    HRESULT get_Name9(BSTR* oName) override { return Give(mpName9, oName); }
-    HRESULT Call(IUnknown* iArgument) override
+    HRESULT QORJOB_STDCALL get_Name8(BSTR* oName) override { return Give(QORJOB_W("eight"), oName); }
+    HRESULT QORJOB_STDCALL get_Name9(BSTR* oName) override { return Give(mpName9, oName); }
+    HRESULT QORJOB_STDCALL Call(IUnknown* iArgument) override
     {
         mOnCall();
         mpArgument = iArgument;
         return mCallCode;
     }
-    HRESULT get_Locale(unsigned*) override { return E_NOTIMPL; }
-    HRESULT FillLocalisation(const GUID&, int) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL get_Locale(unsigned*) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL FillLocalisation(const GUID&, int) override { return E_NOTIMPL; }
 
     const QBase::WCHAR* mpName9 = QORJOB_W("nine");
     LONG mFlags = 0;
@@ -122,14 +122,14 @@ class FakeDefinition final : public FakeCollaborator<ICKDXObjectDefinition>
 public:
     FakeDefinition() : FakeCollaborator(IID_ICKDXObjectDefinition) {}
 
-    HRESULT get_ObjectID(GUID* oObjectId) override
+    HRESULT QORJOB_STDCALL get_ObjectID(GUID* oObjectId) override
     {
         mOnCall();
         *oObjectId = mObjectId;
         return S_OK;
     }
-    HRESULT get_DefinitionID(GUID*) override { return E_NOTIMPL; }
-    HRESULT get_Name(BSTR*) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL get_DefinitionID(GUID*) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL get_Name(BSTR*) override { return E_NOTIMPL; }
 
     GUID mObjectId = GUID_NULL;
 };
@@ -139,7 +139,7 @@ class FakeObjectSource final : public FakeCollaborator<ICKDXObjectSource>
 public:
     FakeObjectSource() : FakeCollaborator(IID_ICKDXObjectSource) {}
 
-    HRESULT get_Object(IUnknown** oObject) override
+    HRESULT QORJOB_STDCALL get_Object(IUnknown** oObject) override
     {
         *oObject = QBase::PtrI<IUnknown>(mpObject).Detach();
         return S_OK;

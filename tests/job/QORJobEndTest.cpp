@@ -79,15 +79,15 @@ class Message final : public ICKDXReadMessage
 public:
     explicit Message(Strangers& ioStrangers) : mStrangers(ioStrangers) {}
 
-    HRESULT QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
-    DWORD AddRef() override { return static_cast<DWORD>(++mStrangers.mAlive); }
-    DWORD Release() override { return mStrangers.Leave("message"); }
-    HRESULT CopyTo(IUnknown*) override { return E_NOTIMPL; }
-    HRESULT get_BlockStream(ICKDXReadBlockStream**) override { return E_NOTIMPL; }
-    HRESULT BelongsTo(IUnknown*) override { return E_NOTIMPL; }
-    HRESULT get_Content(IUnknown**) override { return E_NOTIMPL; }
-    HRESULT get_Item(IUnknown**) override { return E_NOTIMPL; }
-    HRESULT get_ErrorCode(HRESULT*) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
+    DWORD QORJOB_STDCALL AddRef() override { return static_cast<DWORD>(++mStrangers.mAlive); }
+    DWORD QORJOB_STDCALL Release() override { return mStrangers.Leave("message"); }
+    HRESULT QORJOB_STDCALL CopyTo(IUnknown*) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL get_BlockStream(ICKDXReadBlockStream**) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL BelongsTo(IUnknown*) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL get_Content(IUnknown**) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL get_Item(IUnknown**) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL get_ErrorCode(HRESULT*) override { return E_NOTIMPL; }
 
 private:
     Strangers& mStrangers;

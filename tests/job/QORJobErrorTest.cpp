@@ -24,16 +24,19 @@ constexpr auto cOther = static_cast<HRESULT>(0x80043018);
 class FakeWriteMessage final : public ICKDXWriteMessage
 {
 public:
-    HRESULT QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
-    DWORD AddRef() override { return ++mReferences; }
-    DWORD Release() override { return --mReferences; }
-    HRESULT get_State(int*) override { return E_NOTIMPL; }
-    HRESULT get_Item(IUnknown**) override { return E_NOTIMPL; }
-    HRESULT set_ErrorCode(HRESULT iCode) override { return mCalls.push_back("code " + std::to_string(iCode)), S_OK; }
-    HRESULT get_ErrorCode(HRESULT*) override { return E_NOTIMPL; }
-    HRESULT AppendBlocks(const void*, std::size_t) override { return mCalls.push_back("entry"), S_OK; }
-    HRESULT get_BlockStream(ICKDXReadBlockStream**) override { return E_NOTIMPL; }
-    HRESULT Close() override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
+    DWORD QORJOB_STDCALL AddRef() override { return ++mReferences; }
+    DWORD QORJOB_STDCALL Release() override { return --mReferences; }
+    HRESULT QORJOB_STDCALL get_State(int*) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL get_Item(IUnknown**) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL set_ErrorCode(HRESULT iCode) override
+    {
+        return mCalls.push_back("code " + std::to_string(iCode)), S_OK;
+    }
+    HRESULT QORJOB_STDCALL get_ErrorCode(HRESULT*) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL AppendBlocks(const void*, std::size_t) override { return mCalls.push_back("entry"), S_OK; }
+    HRESULT QORJOB_STDCALL get_BlockStream(ICKDXReadBlockStream**) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL Close() override { return E_NOTIMPL; }
 
     Texts mCalls;
     DWORD mReferences = 0;

@@ -16,33 +16,33 @@ namespace
 /// A job's context, and the session in it: notes what is called, and throws where it is told to.
 struct Outside final : NullProcessContext, ICKDXSession
 {
-    HRESULT QueryInterface(const GUID& iInterfaceId, void** oInterface) override
+    HRESULT QORJOB_STDCALL QueryInterface(const GUID& iInterfaceId, void** oInterface) override
     {
         *oInterface = QBase::PtrI<ICKDXSession>(iInterfaceId == IID_ICKDXSession ? this : nullptr).Detach();
         return S_OK;
     }
-    DWORD AddRef() override { return ++mReferences; }
-    DWORD Release() override { return --mReferences; }
-    HRESULT get_HandleB(QBase::Counted** oHandle) override
+    DWORD QORJOB_STDCALL AddRef() override { return ++mReferences; }
+    DWORD QORJOB_STDCALL Release() override { return --mReferences; }
+    HRESULT QORJOB_STDCALL get_HandleB(QBase::Counted** oHandle) override
     {
         *oHandle = QBase::PtrI<QBase::Counted>(mpReporter).Detach();
         return Note("reporter");
     }
-    HRESULT get_ContextObjectA(IUnknown** oObject) override
+    HRESULT QORJOB_STDCALL get_ContextObjectA(IUnknown** oObject) override
     {
         *oObject = QBase::PtrI<ICKDXSession>(this).Detach();
         return S_OK;
     }
-    HRESULT get_Locale(unsigned* oLocale) override
+    HRESULT QORJOB_STDCALL get_Locale(unsigned* oLocale) override
     {
         *oLocale = 0x407;
         return Note("locale");
     }
-    HRESULT get_Flags(LONG*) override { return E_NOTIMPL; }
-    HRESULT get_Name8(BSTR*) override { return E_NOTIMPL; }
-    HRESULT get_Name9(BSTR*) override { return E_NOTIMPL; }
-    HRESULT Call(IUnknown*) override { return E_NOTIMPL; }
-    HRESULT FillLocalisation(const GUID&, int) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL get_Flags(LONG*) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL get_Name8(BSTR*) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL get_Name9(BSTR*) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL Call(IUnknown*) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL FillLocalisation(const GUID&, int) override { return E_NOTIMPL; }
     HRESULT Note(const std::string& iCall)
     {
         mCalls += iCall + ";";

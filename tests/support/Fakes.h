@@ -41,7 +41,7 @@ class FakeReportInstance final : public ICKDXReportInstance
 public:
     explicit FakeReportInstance(std::vector<std::string>& ioCalls) : mCalls(ioCalls) {}
 
-    HRESULT QueryInterface(const GUID& iInterfaceId, void** oInterface) override
+    HRESULT QORJOB_STDCALL QueryInterface(const GUID& iInterfaceId, void** oInterface) override
     {
         if (!mbHasInterface || !(iInterfaceId == IID_ICKDXReportInstance))
             return E_NOINTERFACE;
@@ -50,10 +50,10 @@ public:
         return S_OK;
     }
 
-    DWORD AddRef() override { return ++mReferences; }
-    DWORD Release() override { return --mReferences; }
+    DWORD QORJOB_STDCALL AddRef() override { return ++mReferences; }
+    DWORD QORJOB_STDCALL Release() override { return --mReferences; }
 
-    HRESULT Reset(int iValue) override
+    HRESULT QORJOB_STDCALL Reset(int iValue) override
     {
         if (mOnReset)
             mOnReset();
@@ -62,25 +62,25 @@ public:
         return S_OK;
     }
 
-    HRESULT get_ExecutionKind(int* oKind) override
+    HRESULT QORJOB_STDCALL get_ExecutionKind(int* oKind) override
     {
         *oKind = mKind;
         return mKindCode;
     }
 
-    HRESULT put_Status(int iStatus) override
+    HRESULT QORJOB_STDCALL put_Status(int iStatus) override
     {
         mCalls.push_back("instance put_Status " + std::to_string(iStatus));
         return mStatusCode;
     }
 
-    HRESULT put_JobValue(int iValue, int iJobId) override
+    HRESULT QORJOB_STDCALL put_JobValue(int iValue, int iJobId) override
     {
         mCalls.push_back("instance put_JobValue " + std::to_string(iValue) + " " + std::to_string(iJobId));
         return mJobValueCode;
     }
 
-    HRESULT get_Object(IUnknown** oObject) override
+    HRESULT QORJOB_STDCALL get_Object(IUnknown** oObject) override
     {
         *oObject = QBase::PtrI<IUnknown>(mpObject).Detach();
         return mpObject == nullptr ? E_FAIL : S_OK;
@@ -103,17 +103,17 @@ private:
 class FakeProcessContext final : public NullProcessContext
 {
 public:
-    HRESULT QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
-    DWORD AddRef() override { return ++mReferences; }
+    HRESULT QORJOB_STDCALL QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
+    DWORD QORJOB_STDCALL AddRef() override { return ++mReferences; }
 
-    DWORD Release() override
+    DWORD QORJOB_STDCALL Release() override
     {
         const DWORD left = --mReferences;
         Note("Release");
         return left;
     }
 
-    HRESULT get_ContextObjectB(IUnknown** oContextObjectB) override
+    HRESULT QORJOB_STDCALL get_ContextObjectB(IUnknown** oContextObjectB) override
     {
         Note("get_ContextObjectB");
         if (mpInstance != nullptr && SUCCEEDED(mInstanceCode))
@@ -124,34 +124,40 @@ public:
         return mInstanceCode;
     }
 
-    HRESULT get_ContextObjectN(IUnknown** oContextObjectN) override
+    HRESULT QORJOB_STDCALL get_ContextObjectN(IUnknown** oContextObjectN) override
     {
         *oContextObjectN = QBase::PtrI<IUnknown>(mpDelivery).Detach();
         return Note("get_ContextObjectN");
     }
 
-    HRESULT get_OutMessage(ICKDXWriteMessage** oOutMessage) override
+    HRESULT QORJOB_STDCALL get_OutMessage(ICKDXWriteMessage** oOutMessage) override
     {
         Note("get_OutMessage");
         *oOutMessage = QBase::PtrI<ICKDXWriteMessage>(mpOutMessage).Detach();
         return mpOutMessage == nullptr ? E_NOTIMPL : S_OK;
     }
 
-    HRESULT put_LongB(LONG iLongB) override { return Note("put_LongB", " " + std::to_string(iLongB)); }
-    HRESULT put_LimitA(LONG iLimitA) override { return Note("put_LimitA", " " + std::to_string(iLimitA)); }
-    HRESULT put_LimitB(LONG iLimitB) override { return Note("put_LimitB", " " + std::to_string(iLimitB)); }
-    void put_BstrE(BSTR iBstrE) override
+    HRESULT QORJOB_STDCALL put_LongB(LONG iLongB) override { return Note("put_LongB", " " + std::to_string(iLongB)); }
+    HRESULT QORJOB_STDCALL put_LimitA(LONG iLimitA) override
+    {
+        return Note("put_LimitA", " " + std::to_string(iLimitA));
+    }
+    HRESULT QORJOB_STDCALL put_LimitB(LONG iLimitB) override
+    {
+        return Note("put_LimitB", " " + std::to_string(iLimitB));
+    }
+    void QORJOB_STDCALL put_BstrE(BSTR iBstrE) override
     {
         Note("put_BstrE", " '" + (iBstrE == nullptr ? "" : QBase::WideCharToUTF8(iBstrE)) + "'"); // null is empty
     }
 
-    void put_SharedHandle(const std::shared_ptr<JobMemGovernor>& iSharedHandle) override
+    void QORJOB_STDCALL put_SharedHandle(const std::shared_ptr<JobMemGovernor>& iSharedHandle) override
     {
         Note("put_SharedHandle");
         mpGovernor = iSharedHandle;
     }
 
-    HRESULT get_LongA(LONG* oLongA) override
+    HRESULT QORJOB_STDCALL get_LongA(LONG* oLongA) override
     {
         Note("get_LongA");
         *oLongA = mPulseValue;

@@ -21,23 +21,23 @@ class FakeCollaborator final : public ICKDXSession, public ICKDXObjectDefinition
 public:
     static constexpr GUID cId = GuidOf(5);
 
-    HRESULT QueryInterface(const GUID& iInterfaceId, void** oInterface) override
+    HRESULT QORJOB_STDCALL QueryInterface(const GUID& iInterfaceId, void** oInterface) override
     {
         *oInterface = iInterfaceId == IID_ICKDXSession ? static_cast<void*>(static_cast<ICKDXSession*>(this))
                                                        : static_cast<ICKDXObjectDefinition*>(this);
         return AddRef(), S_OK;
     }
-    DWORD AddRef() override { return ++mReferences; }
-    DWORD Release() override { return --mReferences; }
-    HRESULT get_Flags(LONG*) override { return E_NOTIMPL; }
-    HRESULT get_Name8(BSTR*) override { return E_NOTIMPL; }
-    HRESULT get_Name9(BSTR*) override { return E_NOTIMPL; }
-    HRESULT Call(IUnknown*) override { return E_NOTIMPL; }
-    HRESULT FillLocalisation(const GUID&, int) override { return E_NOTIMPL; }
-    HRESULT get_ObjectID(GUID*) override { return E_NOTIMPL; }
-    HRESULT get_Locale(unsigned* oLocale) override { return *oLocale = 0x10407, mLocaleCode; }
-    HRESULT get_DefinitionID(GUID* oDefinitionId) override { return *oDefinitionId = cId, S_OK; }
-    HRESULT get_Name(BSTR* oName) override
+    DWORD QORJOB_STDCALL AddRef() override { return ++mReferences; }
+    DWORD QORJOB_STDCALL Release() override { return --mReferences; }
+    HRESULT QORJOB_STDCALL get_Flags(LONG*) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL get_Name8(BSTR*) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL get_Name9(BSTR*) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL Call(IUnknown*) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL FillLocalisation(const GUID&, int) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL get_ObjectID(GUID*) override { return E_NOTIMPL; }
+    HRESULT QORJOB_STDCALL get_Locale(unsigned* oLocale) override { return *oLocale = 0x10407, mLocaleCode; }
+    HRESULT QORJOB_STDCALL get_DefinitionID(GUID* oDefinitionId) override { return *oDefinitionId = cId, S_OK; }
+    HRESULT QORJOB_STDCALL get_Name(BSTR* oName) override
     {
         return mbThrows ? throw QBase::Message("a stranger's") : (*oName = SysAllocString(mpName), mNameCode);
     }

@@ -11,7 +11,7 @@
 
 /// What a getter hands out; its reference is the result's.
 template <class Object, class Base, class T>
-QBase::PtrI<T> Given(const QBase::PtrI<Object>& iObject, HRESULT (Base::*iGet)(T**))
+QBase::PtrI<T> Given(const QBase::PtrI<Object>& iObject, HRESULT (QORJOB_STDCALL Base::*iGet)(T**))
 {
     T* given = nullptr;
     EXPECT_EQ((iObject.Get()->*iGet)(&given), S_OK);

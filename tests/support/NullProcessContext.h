@@ -4,7 +4,7 @@
 #include "context/ICKDXProcessContext.h"
 
 #define ONE(Name, ...) \
-    HRESULT Name(__VA_ARGS__) override { return NotMade(#Name); }
+    HRESULT QORJOB_STDCALL Name(__VA_ARGS__) override { return NotMade(#Name); }
 #define BOTH(Name, Type) ONE(get_##Name, std::add_pointer_t<Type>) ONE(put_##Name, Type)
 
 /// Every operation that gives a code gives E_NOTIMPL, after NotMade was told its name.
@@ -38,15 +38,17 @@ public:
     ONE(SetLogProperty, const char*, const char*) ONE(ClearLogProperties) ONE(CallContextObjectA, IUnknown*)
     ONE(get_BstrE, BSTR*) ONE(BeginThreadMessage)
 
-    void put_SharedHandle(const std::shared_ptr<JobMemGovernor>&) override { NotMade("put_SharedHandle"); }
-    std::shared_ptr<JobMemGovernor> get_SharedHandle() override { return nullptr; }
-    LONG GetLongL() override { return NotMade("GetLongL"); }
-    void put_ContextObjectQ(IUnknown*) override { NotMade("put_ContextObjectQ"); }
-    void put_BstrC(BSTR) override { NotMade("put_BstrC"); } void put_BstrD(BSTR) override { NotMade("put_BstrD"); }
-    const QBase::WCHAR* GetTextC() override { return nullptr; } const GUID* GetGuidARef() override { return nullptr; }
-    void put_BstrE(BSTR) override { NotMade("put_BstrE"); }
-    int IsInMessageEmpty() override { return NotMade("IsInMessageEmpty"); }
-    void EndThreadMessage(DWORD) override { NotMade("EndThreadMessage"); }
+    void QORJOB_STDCALL put_SharedHandle(const std::shared_ptr<JobMemGovernor>&) override { NotMade("put_SharedHandle"); }
+    std::shared_ptr<JobMemGovernor> QORJOB_STDCALL get_SharedHandle() override { return nullptr; }
+    LONG QORJOB_STDCALL GetLongL() override { return NotMade("GetLongL"); }
+    void QORJOB_STDCALL put_ContextObjectQ(IUnknown*) override { NotMade("put_ContextObjectQ"); }
+    void QORJOB_STDCALL put_BstrC(BSTR) override { NotMade("put_BstrC"); }
+    void QORJOB_STDCALL put_BstrD(BSTR) override { NotMade("put_BstrD"); }
+    const QBase::WCHAR* QORJOB_STDCALL GetTextC() override { return nullptr; }
+    const GUID* QORJOB_STDCALL GetGuidARef() override { return nullptr; }
+    void QORJOB_STDCALL put_BstrE(BSTR) override { NotMade("put_BstrE"); }
+    int QORJOB_STDCALL IsInMessageEmpty() override { return NotMade("IsInMessageEmpty"); }
+    void QORJOB_STDCALL EndThreadMessage(DWORD) override { NotMade("EndThreadMessage"); }
     // clang-format on
 
 protected:

@@ -58,12 +58,12 @@ private:
     ReferenceCount mReferences;
 };
 
-/// A COM object of one interface, known by `cIds` and by IUnknown's.
+/// The same for a COM object of one interface, known by `cIds` and by IUnknown's.
 template <class Interface, const GUID&... cIds>
-class CountedObject : public CountedBody<Interface>
+class CountedObject : public Interface, public HeapObject
 {
 public:
-    HRESULT QueryInterface(const GUID& iInterfaceId, void** oInterface) override
+    HRESULT QORJOB_STDCALL QueryInterface(const GUID& iInterfaceId, void** oInterface) override
     {
         if (oInterface == nullptr)
             return E_POINTER;
@@ -71,9 +71,25 @@ public:
         if (iInterfaceId != IID_IUnknown && (... && (iInterfaceId != cIds)))
             return E_NOINTERFACE;
         *oInterface = static_cast<Interface*>(this);
-        this->AddRef();
+        AddRef();
         return S_OK;
     }
+
+    DWORD QORJOB_STDCALL AddRef() noexcept override { return mReferences.Add(); }
+
+    DWORD QORJOB_STDCALL Release() noexcept override
+    {
+        const unsigned left = mReferences.Drop();
+        if (left == 0)
+            delete this;
+        return left;
+    }
+
+protected:
+    ~CountedObject() override = default;
+
+private:
+    ReferenceCount mReferences;
 };
 
 } // namespace Builtin

@@ -79,7 +79,7 @@ class BlockStream final : public CountedObject<ICKDXReadBlockStream, IID_ICKDXRe
 public:
     explicit BlockStream(SharedBytes iBytes) : mBytes(std::move(iBytes)) {}
 
-    HRESULT Read(void* oBytes, DWORD iBytes, DWORD* oRead) override
+    HRESULT QORJOB_STDCALL Read(void* oBytes, DWORD iBytes, DWORD* oRead) override
     {
         if (oRead == nullptr || (oBytes == nullptr && iBytes != 0))
             return E_POINTER;
@@ -91,7 +91,7 @@ public:
         return bytes == iBytes ? S_OK : S_FALSE;
     }
 
-    HRESULT GetPosition(std::uint64_t* oPosition, std::uint64_t* oSize) override
+    HRESULT QORJOB_STDCALL GetPosition(std::uint64_t* oPosition, std::uint64_t* oSize) override
     {
         if (oPosition == nullptr || oSize == nullptr)
             return E_POINTER;
@@ -119,7 +119,7 @@ public:
     {
     }
 
-    HRESULT CopyTo(IUnknown* iWriteMessage) override
+    HRESULT QORJOB_STDCALL CopyTo(IUnknown* iWriteMessage) override
     {
         if (iWriteMessage == nullptr)
             return E_POINTER;
@@ -127,12 +127,12 @@ public:
         return target ? target->AppendBlocks(mBytes->data(), mBytes->size()) : E_NOINTERFACE;
     }
 
-    HRESULT get_BlockStream(ICKDXReadBlockStream** oStream) override
+    HRESULT QORJOB_STDCALL get_BlockStream(ICKDXReadBlockStream** oStream) override
     {
         return oStream == nullptr ? E_POINTER : NewStream(mBytes, oStream);
     }
 
-    HRESULT BelongsTo(IUnknown* iMessage) override
+    HRESULT QORJOB_STDCALL BelongsTo(IUnknown* iMessage) override
     {
         if (iMessage == nullptr)
             return E_POINTER;
@@ -147,7 +147,7 @@ public:
         return item.Get() == mItem.Get() ? S_OK : S_FALSE;
     }
 
-    HRESULT get_Content(IUnknown** oContent) override
+    HRESULT QORJOB_STDCALL get_Content(IUnknown** oContent) override
     {
         if (oContent == nullptr)
             return E_POINTER;
@@ -160,9 +160,9 @@ public:
         return code;
     }
 
-    HRESULT get_Item(IUnknown** oItem) override { return HandOut(mItem, oItem); }
+    HRESULT QORJOB_STDCALL get_Item(IUnknown** oItem) override { return HandOut(mItem, oItem); }
 
-    HRESULT get_ErrorCode(HRESULT* oCode) override
+    HRESULT QORJOB_STDCALL get_ErrorCode(HRESULT* oCode) override
     {
         if (oCode == nullptr)
             return E_POINTER;
@@ -181,7 +181,7 @@ class ServerMessage final : public CountedObject<CKDXServerMessage, IID_CKDXServ
 public:
     explicit ServerMessage(PtrI<IUnknown> iItem) : mItem(std::move(iItem)) {}
 
-    HRESULT get_State(int* oState) override
+    HRESULT QORJOB_STDCALL get_State(int* oState) override
     {
         if (oState == nullptr)
             return E_POINTER;
@@ -190,9 +190,9 @@ public:
         return S_OK;
     }
 
-    HRESULT get_Item(IUnknown** oItem) override { return HandOut(mItem, oItem); }
+    HRESULT QORJOB_STDCALL get_Item(IUnknown** oItem) override { return HandOut(mItem, oItem); }
 
-    HRESULT set_ErrorCode(HRESULT iCode) override
+    HRESULT QORJOB_STDCALL set_ErrorCode(HRESULT iCode) override
     {
         const QSynch::MutexHold hold(mMutex);
         if (!mbOpen)
@@ -201,7 +201,7 @@ public:
         return S_OK;
     }
 
-    HRESULT get_ErrorCode(HRESULT* oCode) override
+    HRESULT QORJOB_STDCALL get_ErrorCode(HRESULT* oCode) override
     {
         if (oCode == nullptr)
             return E_POINTER;
@@ -210,7 +210,7 @@ public:
         return S_OK;
     }
 
-    HRESULT AppendBlocks(const void* iBlocks, std::size_t iBytes) override
+    HRESULT QORJOB_STDCALL AppendBlocks(const void* iBlocks, std::size_t iBytes) override
     {
         if (iBlocks == nullptr && iBytes != 0)
             return E_POINTER;
@@ -222,7 +222,7 @@ public:
         });
     }
 
-    HRESULT get_BlockStream(ICKDXReadBlockStream** oStream) override
+    HRESULT QORJOB_STDCALL get_BlockStream(ICKDXReadBlockStream** oStream) override
     {
         if (oStream == nullptr)
             return E_POINTER;
@@ -230,15 +230,15 @@ public:
         return Guarded([&] { return NewStream(PackAll(nullptr), oStream); });
     }
 
-    HRESULT Close() override
+    HRESULT QORJOB_STDCALL Close() override
     {
         const QSynch::MutexHold hold(mMutex);
         return std::exchange(mbOpen, false) ? S_OK : S_FALSE;
     }
 
-    HRESULT SetResult(HRESULT iResult) override { return set_ErrorCode(iResult); }
+    HRESULT QORJOB_STDCALL SetResult(HRESULT iResult) override { return set_ErrorCode(iResult); }
 
-    HRESULT Send(QORChannel* iChannel) override
+    HRESULT QORJOB_STDCALL Send(QORChannel* iChannel) override
     {
         Builtin::EventTrace::Note("CKDXServerMessage::Send");
         if (iChannel == nullptr)
@@ -251,7 +251,7 @@ public:
         });
     }
 
-    HRESULT Reset() override
+    HRESULT QORJOB_STDCALL Reset() override
     {
         Builtin::EventTrace::Note("CKDXServerMessage::Reset");
         const QSynch::MutexHold hold(mMutex);
