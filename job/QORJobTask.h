@@ -23,6 +23,18 @@ enum JobTaskStatus : int
     JobTaskStatusAborted = 2,
 };
 
+/// The first part of a task's own operations. Other modules call them by their slots, and one class may not have both
+/// of Init: compilers differ in the order of overloads in a table.
+class QORJobTaskHead : public QORTask
+{
+public:
+    /// Makes the data item of an id for a job, such as QORJobData::CreateJobDataObject.
+    using DataObjectFactory = HRESULT (*)(const QORJob* iJob, int iId, QORJobData** oData);
+
+    virtual HRESULT Cancel(QORJob* iJob) = 0;
+    virtual DWORD Init(DataObjectFactory iFactory) = 0;
+};
+
 /// Tasks of other modules derive from it, override Run, read their inputs with GetContextDataX, leave their result with
 /// SetOutput, and end with SetComplete or SetAbort. The steps of the job are the business of whoever runs the task.
 ///
@@ -32,12 +44,9 @@ enum JobTaskStatus : int
 /// Errors:  return codes; 0x80070006 (E_HANDLE) where an operation needs the job and there is none. Exceptions of
 ///          others stay inside and are logged, as with the operations of QORJob.
 /// Locks:   none, but for making the task-name registry.
-class QORJOB_API QORJobTask : public QORTask
+class QORJOB_API QORJobTask : public QORJobTaskHead
 {
 public:
-    /// Makes the data item of an id for a job, such as QORJobData::CreateJobDataObject.
-    using DataObjectFactory = HRESULT (*)(const QORJob* iJob, int iId, QORJobData** oData);
-
     /// `iJob` may be null.
     explicit QORJobTask(QORJob* iJob);
 
@@ -48,9 +57,9 @@ public:
     void CancelLog() override;
     /// E_NOTIMPL. For servers whose tasks have a way to end early: the library doesn't call it. QORJob::Cancel sets the
     /// stop flag of the job's context, which a task asks for while it works.
-    virtual HRESULT Cancel(QORJob* iJob);
+    HRESULT Cancel(QORJob* iJob) override;
     /// Both store what they are given and give 0. The manager stays its owner's.
-    virtual DWORD Init(DataObjectFactory iFactory);
+    DWORD Init(DataObjectFactory iFactory) override;
     virtual unsigned Init(ConfigManager* iManager, DataObjectFactory iFactory);
 
     QORJobTask(const QORJobTask&) = delete;
