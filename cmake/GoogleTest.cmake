@@ -5,6 +5,7 @@ find_package(GTest QUIET)
 if(NOT GTest_FOUND)
     set(BUILD_GMOCK OFF)
     set(INSTALL_GTEST OFF)
+    set(gtest_force_shared_crt ON) # as our own targets, with Microsoft's compilers
     add_subdirectory(${QORJOB_GOOGLETEST_SOURCES} ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
 endif()
 include(GoogleTest)
@@ -15,8 +16,10 @@ function(qorjob_test iName iLibrary)
     target_link_libraries(${iName} PRIVATE ${iLibrary} GTest::gtest_main)
     qorjob_warnings(${iName})
 
-    # Most of a test's code runs once, and most of its time would go into optimising it.
-    target_compile_options(${iName} PRIVATE -O0)
+    if(NOT MSVC)
+        # Most of a test's code runs once, and most of its time would go into optimising it.
+        target_compile_options(${iName} PRIVATE -O0)
+    endif()
 
     # The tests of the rooms share the precompiled headers of the first (see qorjob_room).
     if(iLibrary STREQUAL "qorjob_static")
