@@ -3,12 +3,41 @@
 
 #include "platform/ThreadSafety.h"
 
+#if defined(_WIN32)
+#include "platform/Export.h"
+#include "platform/Windows.h"
+#else
 #include <mutex>
+#endif
 
 namespace QSynch
 {
 
-/// std::mutex with the annotations that the standard library's own lacks. Not re-entrant.
+#if defined(_WIN32)
+
+/// Windows' own lock, which is made and ends without a call. It is free when the process ends, whichever thread held
+/// it.
+class QORJOB_API SystemMutex
+{
+public:
+    SystemMutex() = default;
+    SystemMutex(const SystemMutex&) = delete;
+    SystemMutex& operator=(const SystemMutex&) = delete;
+
+    void lock() noexcept;
+    void unlock() noexcept;
+
+private:
+    SRWLOCK mLock = SRWLOCK_INIT;
+};
+
+#else
+
+using SystemMutex = std::mutex;
+
+#endif
+
+/// The system's mutex with the annotations that its own lacks. Not re-entrant.
 class QORJOB_CAPABILITY("mutex") Mutex
 {
 public:
@@ -16,7 +45,7 @@ public:
     void Leave() QORJOB_RELEASE() { mMutex.unlock(); }
 
 private:
-    std::mutex mMutex;
+    SystemMutex mMutex;
 };
 
 /// Holds a mutex for a scope.

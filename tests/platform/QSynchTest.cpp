@@ -1,5 +1,6 @@
 #include "platform/QSynch.h"
 
+#include "platform/Mutex.h"
 #include "tests/support/Threads.h"
 
 #include <gtest/gtest.h>
@@ -78,6 +79,22 @@ TEST(NewLocks, KeepTwoFirstUsersApart)
     EXPECT_EQ((CountMeetingsInside<CriticalSection::SmartLock, CriticalSection::SmartLock>(
                   &QSynch::CreateCriticalSection, &QSynch::DestroyCriticalSection)),
               0);
+}
+
+TEST(Mutexes, LetOneThreadInAtATime)
+{
+    QSynch::Mutex mutex;
+    int count = 0;
+    RunOnThreads(4, [&](int) {
+        for (int i = 0; i < 500; ++i)
+        {
+            const QSynch::MutexHold hold(mutex);
+            const int seen = count;
+            std::this_thread::yield(); // the others would come in here
+            count = seen + 1;
+        }
+    });
+    EXPECT_EQ(count, 2000);
 }
 
 TEST(CriticalSections, AreReentrant)

@@ -13,8 +13,16 @@ namespace Builtin
 
 #if defined(_WIN32)
 
-// MinGW's standard library initialises a lock when it is first used, and two first users of its shared mutex may both
-// enter. The system's own locks are initialised when they are made.
+// MinGW's standard library initialises a lock when it is first used, never frees it, and two first users of its shared
+// mutex may both enter. The system's own locks are initialised when they are made.
+//
+// A process that ends kills its other threads, whatever they hold, before its libraries end. Waiting for one of those
+// would never end, or the system would end the process at once with a code of its own. One thread is left then, so that
+// all locks count as free.
+
+extern "C" __declspec(dllimport) BOOLEAN NTAPI RtlDllShutdownInProgress();
+
+inline bool IsProcessEnding() noexcept { return RtlDllShutdownInProgress() != 0; }
 
 class ReentrantMutex
 {
@@ -24,8 +32,16 @@ public:
     ReentrantMutex(const ReentrantMutex&) = delete;
     ReentrantMutex& operator=(const ReentrantMutex&) = delete;
 
-    void lock() { ::EnterCriticalSection(&mSection); }
-    void unlock() { ::LeaveCriticalSection(&mSection); }
+    void lock()
+    {
+        if (!IsProcessEnding())
+            ::EnterCriticalSection(&mSection);
+    }
+    void unlock()
+    {
+        if (!IsProcessEnding())
+            ::LeaveCriticalSection(&mSection);
+    }
 
 private:
     CRITICAL_SECTION mSection;
@@ -38,10 +54,26 @@ public:
     SharedMutex(const SharedMutex&) = delete;
     SharedMutex& operator=(const SharedMutex&) = delete;
 
-    void lock() { ::AcquireSRWLockExclusive(&mLock); }
-    void unlock() { ::ReleaseSRWLockExclusive(&mLock); }
-    void lock_shared() { ::AcquireSRWLockShared(&mLock); }
-    void unlock_shared() { ::ReleaseSRWLockShared(&mLock); }
+    void lock()
+    {
+        if (!IsProcessEnding())
+            ::AcquireSRWLockExclusive(&mLock);
+    }
+    void unlock()
+    {
+        if (!IsProcessEnding())
+            ::ReleaseSRWLockExclusive(&mLock);
+    }
+    void lock_shared()
+    {
+        if (!IsProcessEnding())
+            ::AcquireSRWLockShared(&mLock);
+    }
+    void unlock_shared()
+    {
+        if (!IsProcessEnding())
+            ::ReleaseSRWLockShared(&mLock);
+    }
 
 private:
     SRWLOCK mLock = SRWLOCK_INIT;
