@@ -48,8 +48,8 @@ DateTime DateTime::NowUTC() noexcept
     Builtin::EventTrace::Note("QDataType::DateTime::NowUTC");
     if (const std::optional<DateTime> set = Builtin::SetValues::GetClock())
         return *set;
-    const auto sinceEpoch = std::chrono::system_clock::now() - cEpoch;
-    return FromTicks(std::chrono::floor<Ticks>(sinceEpoch).count());
+    constexpr Ticks c1970 = std::chrono::sys_days{} - cEpoch;
+    return FromTicks(c1970.count() + Builtin::System::GetTime());
 }
 
 int DateTime::GetYear() const { return static_cast<int>(DateOf(mTicks).year()); }

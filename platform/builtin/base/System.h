@@ -3,6 +3,7 @@
 
 #include "platform/Windows.h"
 
+#include <cstdint>
 #include <ctime>
 
 namespace Builtin::System
@@ -13,6 +14,9 @@ DWORD GetThreadId() noexcept;
 
 /// Kernel and user time of the calling thread; false when the system can't tell.
 bool GetThreadTimes(FILETIME& oKernel, FILETIME& oUser) noexcept;
+
+/// The present time, UTC, since 1970 in 100-nanosecond units: as fine as the system knows it.
+std::int64_t GetTime() noexcept;
 
 /// The time in the system's zone; false when it can't be converted.
 bool ToLocalTime(std::time_t iTime, std::tm& oLocal) noexcept;

@@ -2,7 +2,9 @@
 
 #include <fcntl.h>
 
+#include <chrono>
 #include <cstdint>
+#include <ratio>
 
 #if defined(__linux__)
 #include <sys/resource.h>
@@ -61,6 +63,12 @@ bool GetThreadTimes(FILETIME& oKernel, FILETIME& oUser) noexcept
 }
 
 #endif
+
+std::int64_t GetTime() noexcept
+{
+    using Ticks = std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>;
+    return std::chrono::floor<Ticks>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
 
 bool ToLocalTime(std::time_t iTime, std::tm& oLocal) noexcept { return ::localtime_r(&iTime, &oLocal) != nullptr; }
 
