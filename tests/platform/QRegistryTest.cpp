@@ -1,8 +1,6 @@
 #include "platform/QRegistry.h"
 
-#if !defined(_WIN32)
-#include "platform/builtin/RegistryTree.h"
-#endif
+#include "tests/support/RegistryText.h"
 
 #include <gtest/gtest.h>
 
@@ -22,6 +20,22 @@ TEST(RegistryKeys, AreTheSystems)
     const auto version =
         OpenKeyFromRoot(RootHives::LocalMachine, QORJOB_W("SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion"));
     EXPECT_FALSE(version.ReadText(QORJOB_W("ProductName"), QORJOB_W("")).empty());
+    EXPECT_EQ(version.ReadText(QORJOB_W("No such value"), QORJOB_W("default")), QORJOB_W("default"));
+
+    const RegistryText value("HKEY_CURRENT_USER\\Software\\Veltrix\\Test");
+    value.Set("");
+    const auto key = OpenKeyFromRoot(RootHives::CurrentUser, QORJOB_W("Software\\Veltrix\\Test"));
+    for (const std::size_t length : {0, 1, 62, 63, 64, 65, 300})
+    {
+        value.Set(std::string(length, 'a'));
+        EXPECT_TRUE(key.HasUnnamedValue());
+        EXPECT_EQ(key.ReadText(nullptr, QORJOB_W("default")), QBase::wstring(length, QORJOB_W('a')));
+    }
+    value.Remove();
+    EXPECT_FALSE(key.HasUnnamedValue());
+    const DWORD number = 5;
+    ::RegSetKeyValueA(HKEY_CURRENT_USER, "Software\\Veltrix\\Test", "number", REG_DWORD, &number, sizeof(number));
+    EXPECT_THROW(key.ReadText(QORJOB_W("number"), QORJOB_W("")), QRegistry::KeyException) << "it is no text";
 }
 
 #else
