@@ -6,21 +6,39 @@ wine=/usr/lib/wine
 home=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")/build/wine
 export WINEPREFIX=$home/prefix WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
 export WINEDLLPATH=$home # the system's libraries for programs of 32 bits, see ./dev
-runtime=(/usr/lib/gcc/i686-w64-mingw32/*-posix /usr/i686-w64-mingw32/lib) # the compiler's, for those programs
-export WINEPATH="${WINEPATH:+$WINEPATH;}${runtime[0]};${runtime[1]}"
 
+# Its output and its hold on the lock would outlast it, with the server and the services that it starts.
+quietly()
+{
+    "$@" </dev/null >/dev/null 2>&1 9>&-
+}
+
+end()
+{
+    quietly "$wine/wineserver" -k || true
+    quietly "$wine/wineserver" -w
+}
+
+mkdir -p "$home"
+exec 9>"$home/lock"
+flock 9
 if [ "$1" = --end ]; then
-    [ ! -d "$WINEPREFIX" ] || "$wine/wineserver" -k || true
+    [ ! -d "$WINEPREFIX" ] || end
     exit 0
 fi
 
-# The server and the services start first, with their output to nowhere: a program's output would stay open with them.
-# The server's code is 2 when it is there already; it ends when nothing has run for five minutes.
-mkdir -p "$WINEPREFIX"
-exec 9>"$home/lock"
-flock 9
-if "$wine/wineserver" -p300 </dev/null >/dev/null 2>&1 9>&-; then
-    "$wine/wine64" wineboot -i </dev/null >/dev/null 2>&1 9>&-
+# A Windows is made once. Its first run is left with services half set up.
+if [ ! -e "$home/made" ]; then
+    rm -rf "$WINEPREFIX"
+    mkdir "$WINEPREFIX"
+    quietly "$wine/wine64" wineboot -i
+    end
+    touch "$home/made"
+fi
+# The services start before the first program. The server ends when nothing has run for five minutes; its code is 2 when
+# it was there already.
+if quietly "$wine/wineserver" -p300; then
+    quietly "$wine/wine64" wineboot -i
 fi
 exec 9>&-
 exec "$wine/wine64" "$@"

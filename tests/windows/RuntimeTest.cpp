@@ -42,10 +42,10 @@ struct FailingItem final : QORBinaryData
 
 struct FailingContext final : NullProcessContext
 {
-    HRESULT QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
-    DWORD AddRef() override { return 1; }
-    DWORD Release() override { return 1; }
-    HRESULT get_OutMessage(ICKDXWriteMessage**) override
+    HRESULT QORJOB_STDCALL QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
+    DWORD QORJOB_STDCALL AddRef() override { return 1; }
+    DWORD QORJOB_STDCALL Release() override { return 1; }
+    HRESULT QORJOB_STDCALL get_OutMessage(ICKDXWriteMessage**) override
     {
         gThrow();
         return S_OK;
