@@ -2,6 +2,7 @@
 #include "platform/ThreadSafety.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Faults.h"
+#include "platform/builtin/base/SystemLocks.h"
 
 #include <atomic>
 #include <cstddef>
@@ -72,7 +73,7 @@ class QORJOB_CAPABILITY("growth guard") GrowthGuard
 public:
     void Enter() QORJOB_ACQUIRE()
     {
-        while (mFlag.test_and_set(std::memory_order_acquire))
+        while (mFlag.test_and_set(std::memory_order_acquire) && !Builtin::IsProcessEnding())
             std::this_thread::yield();
     }
     void Leave() QORJOB_RELEASE() { mFlag.clear(std::memory_order_release); }

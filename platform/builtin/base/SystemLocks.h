@@ -18,7 +18,7 @@ namespace Builtin
 //
 // A process that ends kills its other threads, whatever they hold, before its libraries end. Waiting for one of those
 // would never end, or the system would end the process at once with a code of its own. One thread is left then, so that
-// all locks count as free.
+// all locks count as free, those that spin too.
 
 extern "C" __declspec(dllimport) BOOLEAN NTAPI RtlDllShutdownInProgress();
 
@@ -80,6 +80,9 @@ private:
 };
 
 #else
+
+// Elsewhere the other threads go on until the last.
+inline bool IsProcessEnding() noexcept { return false; }
 
 using ReentrantMutex = std::recursive_mutex;
 using SharedMutex = std::shared_mutex;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/ThreadSafety.h"
+#include "platform/builtin/base/SystemLocks.h"
 #include "platform/builtin/perf/Shards.h"
 
 #include <atomic>
@@ -24,6 +25,8 @@ public:
         {
             for (int looks = 0; mbHeld.load(std::memory_order_relaxed); ++looks)
             {
+                if (IsProcessEnding())
+                    return;
                 if (looks > cLooksBeforeYield)
                     std::this_thread::yield();
             }
