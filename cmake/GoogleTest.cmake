@@ -10,7 +10,7 @@ if(NOT GTest_FOUND)
 endif()
 include(GoogleTest)
 
-# qorjob_test(<name> <library under test> <sources>...)
+# qorjob_test(<name> <library under test> <sources>...); QORJOB_TEST_PROPERTIES is for ctest
 function(qorjob_test iName iLibrary)
     add_executable(${iName} ${ARGN})
     target_link_libraries(${iName} PRIVATE ${iLibrary} GTest::gtest_main)
@@ -34,5 +34,5 @@ function(qorjob_test iName iLibrary)
     # Tests are listed when ctest starts, not while building: a cross-built program can't run here, and one built with
     # ThreadSanitizer may need the set-up that ./dev gives to ctest.
     gtest_discover_tests(${iName} TEST_PREFIX ${iName}. DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-        PROPERTIES TIMEOUT ${QORJOB_TEST_TIMEOUT})
+        PROPERTIES TIMEOUT ${QORJOB_TEST_TIMEOUT} ${QORJOB_TEST_PROPERTIES})
 endfunction()
