@@ -37,8 +37,7 @@ using HeapText = std::unique_ptr<WCHAR, HeapDeleter>;
 /// The alignment of what HeapAllocate gives. (std::max_align_t asks for more in programs of 32 bits on Windows.)
 inline constexpr std::size_t cHeapAlignment = 2 * sizeof(void*);
 
-/// The general heap as a memory resource. It throws std::bad_alloc where HeapAllocate gives null, and for an alignment
-/// beyond cHeapAlignment.
+/// The general heap as a memory resource, for any alignment. It throws std::bad_alloc where HeapAllocate gives null.
 QORJOB_API std::pmr::memory_resource* DefaultHeap() noexcept;
 
 /// The allocator of texts and containers: of the arena that it is given, else of the general heap. The standard's own

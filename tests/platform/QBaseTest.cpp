@@ -5,8 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <limits>
+#include <memory_resource>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -40,6 +44,22 @@ TEST(Conversion, ReplacesMalformedText)
     const std::string replacement = "\xEF\xBF\xBD"; // for lone surrogates
     const QBase::WCHAR twisted[] = {0xDE00, 0xD83D, 'z', 0xD83D};
     EXPECT_EQ(QBase::WideCharToUTF8({twisted, 4}), replacement + replacement + "z" + replacement);
+}
+
+TEST(DefaultHeap, GivesWhatAlignmentItIsAskedForAndTakesItBack)
+{
+    std::pmr::memory_resource* const heap = QBase::DefaultHeap();
+    const volatile std::size_t tooMuch = static_cast<std::size_t>(-2); // volatile: the compiler would complain of it
+    Builtin::Faults::StartCountingBlocks();
+    for (const std::size_t alignment : {std::size_t{1}, alignof(std::max_align_t), std::size_t{16}, std::size_t{256}})
+    {
+        void* const memory = heap->allocate(5, alignment);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(memory) % alignment, 0u);
+        std::memset(memory, 7, 5);
+        heap->deallocate(memory, 5, alignment);
+        EXPECT_THROW(static_cast<void>(heap->allocate(tooMuch, alignment)), std::bad_alloc);
+    }
+    EXPECT_EQ(Builtin::Faults::StopCountingBlocks(), 0);
 }
 
 TEST(LengthStrings, CarryTheirLengthAndATerminator)

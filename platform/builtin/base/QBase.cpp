@@ -5,6 +5,7 @@
 #include "platform/builtin/base/System.h"
 #include "platform/builtin/base/ThreadLocal.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <new>
@@ -27,15 +28,27 @@ void* AllocateWatched(std::size_t iBytes) noexcept
 
 class HeapResource final : public std::pmr::memory_resource
 {
+    // What asks for more than the heap's alignment lies behind the address of its block.
+
     void* do_allocate(std::size_t iBytes, std::size_t iAlignment) override
     {
-        void* const memory = iAlignment <= cHeapAlignment ? HeapAllocate(iBytes) : nullptr;
-        if (memory == nullptr)
+        const std::size_t more = iAlignment <= cHeapAlignment ? 0 : iAlignment;
+        void* const block = iBytes <= static_cast<std::size_t>(-1) - more ? HeapAllocate(iBytes + more) : nullptr;
+        if (block == nullptr)
             throw std::bad_alloc();
+        if (more == 0)
+            return block;
+        const auto address = reinterpret_cast<std::uintptr_t>(block);
+        void** const memory = reinterpret_cast<void**>((address / more + 1) * more);
+        memory[-1] = block;
         return memory;
     }
 
-    void do_deallocate(void* iMemory, std::size_t, std::size_t) override { HeapFree(iMemory); }
+    void do_deallocate(void* iMemory, std::size_t, std::size_t iAlignment) override
+    {
+        HeapFree(iAlignment <= cHeapAlignment ? iMemory : static_cast<void**>(iMemory)[-1]);
+    }
+
     bool do_is_equal(const std::pmr::memory_resource& iOther) const noexcept override { return this == &iOther; }
 };
 
