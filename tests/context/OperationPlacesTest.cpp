@@ -58,14 +58,19 @@ TEST(ProcessContextOperations, StandWhereOtherModulesHaveThem)
 
 TEST(Collaborators, HaveTheirOperationsWhereOtherModulesHaveThem)
 {
-    EXPECT_EQ(PlaceOf(&ICKDXReportInstance::Reset), 58u);
-    EXPECT_EQ(PlaceOf(&ICKDXSession::get_Flags), 7u);
-    EXPECT_EQ(PlaceOf(&ICKDXSession::get_Name9), 9u);
-    EXPECT_EQ(PlaceOf(&ICKDXSession::Call), 13u);
-    EXPECT_EQ(PlaceOf(&ICKDXObjectSource::get_Object), 11u);
-    EXPECT_EQ(PlaceOf(&ICKDXObjectDefinition::get_ObjectID), 20u);
-    EXPECT_EQ(PlaceOf(&ICKDXContextObjectO::get_Guid), 21u);
-    EXPECT_EQ(PlaceOf(&ICKDXContextObjectD::get_Item), 31u);
+    using Instance = ICKDXReportInstance;
+    using Session = ICKDXSession;
+    using Definition = ICKDXObjectDefinition;
+    ExpectPlaces(58, &Instance::Reset, &Instance::get_ExecutionKind, &Instance::put_Status, &Instance::put_JobValue,
+                 &Instance::get_Object);
+    ExpectPlaces(7, &Session::get_Flags, &Session::get_Name8, &Session::get_Name9);
+    ExpectPlaces(13, &Session::Call, &Session::get_Locale, &Session::FillLocalisation);
+    ExpectPlaces(11, &ICKDXObjectSource::get_Object);
+    ExpectPlaces(20, &Definition::get_ObjectID, &Definition::get_DefinitionID, &Definition::get_Name);
+    ExpectPlaces(21, &ICKDXContextObjectO::get_Guid);
+    ExpectPlaces(31, &ICKDXContextObjectD::get_Item);
+    ExpectPlaces(PlaceOf(&QORErrorReporter::SetReportKind), &QORErrorReporter::SetReportKind,
+                 &QORErrorReporter::ReportError);
 }
 
 TEST(Collaborators, AreKnownByTheirIds)

@@ -52,9 +52,13 @@ TEST(Catalogues, SayTheSameInEachLanguage)
 TEST(Bundles, HaveTheirOperationsAtTheirPlaces)
 {
     EXPECT_EQ(PlaceOf(&Bundle::GetTemplate), 9u);
+    EXPECT_EQ(PlaceOf(&Bundle::FindMessage), 10u);
+    EXPECT_EQ(PlaceOf(&QResource::MessageFormatter::AddArgument), 0u);
     EXPECT_EQ(PlaceOf(&QResource::MessageFormatter::Format), 1u);
     EXPECT_EQ(PlaceOf(&QResource::MessageSource::GetResourceBundle), 2u);
     EXPECT_EQ(PlaceOf(&QResource::MessageSource::RecordText), 5u);
+    EXPECT_EQ(PlaceOf(&QLog::Router::LogLine), 6u);
+    EXPECT_EQ(PlaceOf(&QLog::Router::LogCoded), 7u);
 }
 
 TEST(MessageSources, AreTheRouters)

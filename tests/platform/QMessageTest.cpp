@@ -52,8 +52,20 @@ TEST(MessageOperations, StandAtTheirPlaces)
     EXPECT_EQ(PlaceOf(&ICKDXReadMessage::BelongsTo), 5u);
     EXPECT_EQ(PlaceOf(&ICKDXReadMessage::get_Content), 9u);
     EXPECT_EQ(PlaceOf(&ICKDXReadMessage::get_Item), 17u);
+    EXPECT_EQ(PlaceOf(&ICKDXReadMessage::get_ErrorCode), 18u);
     EXPECT_EQ(PlaceOf(&ICKDXWriteMessage::get_State), 3u);
     EXPECT_EQ(PlaceOf(&ICKDXWriteMessage::get_Item), 31u);
+    EXPECT_EQ(PlaceOf(&ICKDXWriteMessage::set_ErrorCode), 32u);
+    EXPECT_EQ(PlaceOf(&ICKDXWriteMessage::get_ErrorCode), 33u);
+    EXPECT_EQ(PlaceOf(&ICKDXWriteMessage::AppendBlocks), 34u);
+    EXPECT_EQ(PlaceOf(&ICKDXWriteMessage::get_BlockStream), 35u);
+    EXPECT_EQ(PlaceOf(&ICKDXWriteMessage::Close), 36u);
+    EXPECT_EQ(PlaceOf(&CKDXServerMessage::SetResult), 37u);
+    EXPECT_EQ(PlaceOf(&CKDXServerMessage::Send), 38u);
+    EXPECT_EQ(PlaceOf(&CKDXServerMessage::Reset), 39u);
+    EXPECT_EQ(PlaceOf(&ICKDXReadBlockStream::Read), 3u);
+    EXPECT_EQ(PlaceOf(&ICKDXReadBlockStream::GetPosition), 4u);
+    EXPECT_EQ(PlaceOf(&QORChannel::Close), PlaceOf(&QORChannel::Send) + 1);
 }
 
 TEST(WriteMessages, TakeNothingOnceTheyAreRead)
