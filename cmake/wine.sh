@@ -2,6 +2,7 @@
 # Runs a Windows program under Wine, without a display, in a Windows of its own below build/: wine.sh PROGRAM [ARGUMENT]...
 # wine.sh --end ends what runs there.
 set -euo pipefail
+: "${1:?usage: wine.sh PROGRAM [ARGUMENT]... | --end}"
 wine=/usr/lib/wine
 home=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")/build/wine
 export WINEPREFIX=$home/prefix WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=

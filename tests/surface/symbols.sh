@@ -14,7 +14,7 @@ names()
     case $1 in
         *.dll)
             "${OBJDUMP:-x86_64-w64-mingw32-objdump}" -p "$1" |
-                sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/s/^\t\[.*\] //p' | c++filt |
+                sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/s/^\t\[.*\].* //p' | c++filt |
                 sed -E '/operator<</!{s/\<long long\>/LONG LONG/g; s/\<unsigned long\>/unsigned int/g; s/\<long\>/int/g; s/LONG LONG/long long/g}'
             ;;
         *)
@@ -35,11 +35,18 @@ system()
     case $1 in *.dll) echo windows ;; *) echo linux ;; esac
 }
 
+shown=$(mktemp -d) # and not a process each, whose failure nobody would see
+trap 'rm -r "$shown"' EXIT
 if [ "$1" = --list ]; then
-    comm <(show "$2") <(show "$3") | sed -E 's/^\t\t//; t; s/^\t/windows: /; t; s/^/linux: /'
-elif [ $# = 1 ]; then
-    show "$1"
-elif ! diff -U 0 --label "$2" --label "$1" <(sed -E "s/^$(system "$1"): //; /^(linux|windows): /d" "$2" | sort) <(show "$1"); then
+    show "$2" >"$shown/linux"
+    show "$3" >"$shown/windows"
+    comm "$shown/linux" "$shown/windows" | sed -E 's/^\t\t//; t; s/^\t/windows: /; t; s/^/linux: /'
+    exit
+fi
+show "$1" >"$shown/names"
+if [ $# = 1 ]; then
+    cat "$shown/names"
+elif ! sed -E "s/^$(system "$1"): //; /^(linux|windows): /d" "$2" | sort | diff -U 0 --label "$2" --label "$1" - "$shown/names"; then
     echo "symbols: the library shows other names than the list has. If they are meant, make the list anew: $0 --list"
     exit 1
 fi
