@@ -3,6 +3,10 @@ set(QORJOB_GOOGLETEST_SOURCES /usr/src/googletest CACHE PATH "GoogleTest's sourc
 
 find_package(GTest QUIET)
 if(NOT GTest_FOUND)
+    if(NOT EXISTS ${QORJOB_GOOGLETEST_SOURCES}/CMakeLists.txt)
+        message(FATAL_ERROR "The tests need GoogleTest: as a package, or its sources in QORJOB_GOOGLETEST_SOURCES. "
+            "QORJOB_BUILD_TESTS=OFF builds without them.")
+    endif()
     set(BUILD_GMOCK OFF)
     set(INSTALL_GTEST OFF)
     set(gtest_force_shared_crt ON) # as our own targets, with Microsoft's compilers

@@ -1,10 +1,15 @@
-# Copies DLLs of MinGW's runtime, by their names, to where programs are built, and gives their paths.
+# Gives the paths of DLLs of MinGW's runtime by their names, and copies them to where the project builds its programs.
 function(qorjob_copy_runtime oFiles)
     set(files "")
     foreach(name IN LISTS ARGN)
         execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${name}.dll
             OUTPUT_VARIABLE file OUTPUT_STRIP_TRAILING_WHITESPACE)
-        file(COPY ${file} DESTINATION ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+        if(NOT IS_ABSOLUTE ${file})
+            message(FATAL_ERROR "${CMAKE_CXX_COMPILER} has no ${name}.dll.")
+        endif()
+        if(CMAKE_RUNTIME_OUTPUT_DIRECTORY)
+            file(COPY ${file} DESTINATION ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+        endif()
         list(APPEND files ${file})
     endforeach()
     set(${oFiles} ${files} PARENT_SCOPE)

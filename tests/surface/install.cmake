@@ -1,6 +1,6 @@
 # Installs the library and uses it as a stranger's project does, with each compiler. Run with
 #   cmake -D BUILD=<the build tree> -D WORK=<a folder to write> -D GENERATOR=<CMake's> -D COMPILERS=<...>
-#       -D TOOLCHAIN=<that of a cross build, or empty> -D HEADERS=<what a program includes>
+#       -D TOOLCHAIN=<that of a cross build, or empty> -D SYSTEM=<CMake's name> -D HEADERS=<what a program includes>
 #       -D HELLO=<a first program's source> -P install.cmake
 # ctest does.
 cmake_minimum_required(VERSION 3.22)
@@ -29,7 +29,7 @@ run(rule ${compiler} -std=c++20 -MM -I${prefix}/include/qorjob ${WORK}/all.cpp)
 string(REGEX MATCHALL "include/qorjob/[^ \n]+" reached "${rule}")
 list(TRANSFORM reached REPLACE "include/qorjob/" "")
 list(SORT reached)
-if(NOT TOOLCHAIN AND NOT installed STREQUAL reached)
+if(NOT SYSTEM STREQUAL "Windows" AND NOT installed STREQUAL reached)
     list(REMOVE_ITEM installed ${reached})
     message(FATAL_ERROR "No program reaches what is installed of ${installed}")
 endif()
