@@ -49,15 +49,24 @@ TEST(DateTimes, AreShownAsTextAndByTheLocalClock)
     const DateTime time = DateTime::FromTicks(46347 * cDay + 78 * 10'000 + 9'999);
     EXPECT_EQ(time.ToText(), QORJOB_W("2026-11-21 00:00:00.078"));
     EXPECT_EQ(DateTime::FromTicks(cLowest).ToText(), QORJOB_W("-27328-04-16 21:11:54.522"));
-#if !defined(_WIN32)
+    const auto expectFiveHoursLess = [](std::int64_t iDay) {
+        EXPECT_EQ((DateTime::FromTicks(iDay * cDay).ToLocalTime()).GetTicks(), iDay * cDay - 5 * 3600 * cSecond);
+    };
+#if defined(_WIN32)
+    _putenv_s("TZ", "EST5");
+    _tzset();
+    expectFiveHoursLess(46347);
+    _putenv_s("TZ", "");
+    _tzset();
+#else
     setenv("TZ", "EST5", 1);
     tzset();
     for (const std::int64_t day : {46347, -600 * 365, 600 * 365}) // before 1677 and behind 2262, too
-        EXPECT_EQ((DateTime::FromTicks(day * cDay).ToLocalTime()).GetTicks(), day * cDay - 5 * 3600 * cSecond);
-    EXPECT_EQ(DateTime::FromTicks(cLowest).ToLocalTime().GetTicks(), cLowest) << "nothing is five hours before it";
+        expectFiveHoursLess(day);
     unsetenv("TZ");
     tzset();
 #endif
+    EXPECT_EQ(DateTime::FromTicks(cLowest).ToLocalTime().GetTicks(), cLowest) << "nothing is five hours before it";
 }
 
 TEST(DateTimes, AreSavedAsALittleEndianNumber)

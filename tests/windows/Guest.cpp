@@ -4,9 +4,11 @@
 #include "platform/builtin/LibraryUsers.h"
 #include "platform/builtin/LogSinks.h"
 #include "qorjob.h"
+#include "tests/support/Threads.h"
 
 #include <atomic>
 #include <cstdio>
+#include <cstdlib>
 #include <thread>
 
 namespace
@@ -53,8 +55,8 @@ void LeaveThread(Take iTake)
         sbThere = true;
         ::Sleep(INFINITE);
     }).detach();
-    while (!sbThere)
-        std::this_thread::yield();
+    if (!WaitFor([] { return sbThere.load(); }))
+        std::abort();
 }
 
 /// What the other threads held when the process killed them; its destructor needs it all.
