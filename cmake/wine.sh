@@ -2,10 +2,13 @@
 # Runs a Windows program under Wine, without a display, in a Windows of its own below build/: wine.sh PROGRAM [ARGUMENT]...
 # wine.sh --end ends what runs there.
 set -euo pipefail
-: "${1:?usage: wine.sh PROGRAM [ARGUMENT]... | --end}"
+if [ $# = 0 ]; then
+    echo "usage: wine.sh PROGRAM [ARGUMENT]... | --end" >&2
+    exit 2
+fi
 wine=/usr/lib/wine
 home=$(dirname "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")")/build/wine
-export WINEPREFIX=$home/prefix WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
+export WINEPREFIX=$home/prefix WINEDEBUG=-all,err+module WINEDLLOVERRIDES=mscoree,mshtml=
 export WINEDLLPATH=$home # the system's libraries for programs of 32 bits, see ./dev
 
 # Its output and its hold on the lock would outlast it, with the server and the services that it starts.
@@ -30,6 +33,7 @@ fi
 
 # A Windows is made once. Its first run is left with services half set up.
 if [ ! -e "$home/made" ]; then
+    [ ! -d "$WINEPREFIX" ] || end
     rm -rf "$WINEPREFIX"
     mkdir "$WINEPREFIX"
     quietly "$wine/wine64" wineboot -i
@@ -42,4 +46,15 @@ if quietly "$wine/wineserver" -p300; then
     quietly "$wine/wine64" wineboot -i
 fi
 exec 9>&-
-exec "$wine/wine64" "$@"
+
+# What a program starts in its Windows, the desktop for instance, may outlast it: the reader of a pipe would wait for that.
+if [ ! -p /dev/stdout ]; then
+    exec "$wine/wine64" "$@"
+fi
+written=$(mktemp -d)
+trap 'rm -r "$written"' EXIT
+code=0
+"$wine/wine64" "$@" >"$written/output" 2>"$written/errors" || code=$?
+cat "$written/output"
+cat "$written/errors" >&2
+exit $code
