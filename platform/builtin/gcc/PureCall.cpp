@@ -6,6 +6,7 @@
 
 // On Windows GCC refers to the hook by a weak name, and what is defined after such a reference is weak, too, which is
 // not resolved: the virtual tables would hold null. So this file includes no header with a class, whose table would
-// refer to it. (Users get a link option, in CMakeLists.txt.) NOLINTNEXTLINE(readability-identifier-naming): the
-// compilers' own name
+// refer to it. (Users get a link option, in CMakeLists.txt.)
+
+// NOLINTNEXTLINE(readability-identifier-naming): the compilers' own name
 extern "C" [[noreturn]] QORJOB_API void __cxa_pure_virtual() { PureCall::End(); }
