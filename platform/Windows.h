@@ -24,7 +24,7 @@
 #include <oleauto.h>
 #include <unknwn.h>
 
-// The SDK's macro for the print spooler would rename an operation of the tasks. The SDK's other macros stay as they are.
+// The SDK's macro for the print spooler would rename an operation of the tasks. Its other macros stay as they are.
 #undef SetJob
 
 #define QORJOB_W(text) L##text
