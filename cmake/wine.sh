@@ -53,8 +53,13 @@ if [ ! -p /dev/stdout ]; then
 fi
 written=$(mktemp -d)
 trap 'rm -r "$written"' EXIT
-code=0
-"$wine/wine64" "$@" >"$written/output" 2>"$written/errors" || code=$?
+for try in 1 2 3; do
+    code=0
+    "$wine/wine64" "$@" >"$written/output" 2>"$written/errors" || code=$?
+    # Once in some thousands of times Wine fails to start a program, and says so.
+    grep -qs '^ShellExecuteEx failed' "$written/output" "$written/errors" || break
+    echo "wine.sh: Wine failed to start $1 (attempt $try)" >&2
+done
 cat "$written/output"
 cat "$written/errors" >&2
 exit $code
