@@ -56,9 +56,12 @@ trap 'rm -r "$written"' EXIT
 for try in 1 2 3; do
     code=0
     "$wine/wine64" "$@" >"$written/output" 2>"$written/errors" || code=$?
-    # Once in some thousands of times Wine fails to start a program, and says so.
-    grep -qs '^ShellExecuteEx failed' "$written/output" "$written/errors" || break
-    echo "wine.sh: Wine failed to start $1 (attempt $try)" >&2
+    # Once in some thousands of times Wine doesn't start a program, and says so or nothing at all.
+    if [ $code = 0 ] || { [ -s "$written/output" ] || [ -s "$written/errors" ]; } &&
+        ! grep -qs '^ShellExecuteEx failed' "$written/output" "$written/errors"; then
+        break
+    fi
+    echo "wine.sh: Wine failed to start $1, code $code (attempt $try)" >&2
 done
 cat "$written/output"
 cat "$written/errors" >&2
