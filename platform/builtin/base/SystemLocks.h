@@ -24,6 +24,13 @@ extern "C" __declspec(dllimport) BOOLEAN NTAPI RtlDllShutdownInProgress();
 
 inline bool IsProcessEnding() noexcept { return RtlDllShutdownInProgress() != 0; }
 
+template <class Lock>
+void UnlessEnding(void(WINAPI* iOperation)(Lock*), Lock& ioLock)
+{
+    if (!IsProcessEnding())
+        iOperation(&ioLock);
+}
+
 class ReentrantMutex
 {
 public:
@@ -32,16 +39,8 @@ public:
     ReentrantMutex(const ReentrantMutex&) = delete;
     ReentrantMutex& operator=(const ReentrantMutex&) = delete;
 
-    void lock()
-    {
-        if (!IsProcessEnding())
-            ::EnterCriticalSection(&mSection);
-    }
-    void unlock()
-    {
-        if (!IsProcessEnding())
-            ::LeaveCriticalSection(&mSection);
-    }
+    void lock() { UnlessEnding(::EnterCriticalSection, mSection); }
+    void unlock() { UnlessEnding(::LeaveCriticalSection, mSection); }
 
 private:
     CRITICAL_SECTION mSection;
@@ -54,26 +53,10 @@ public:
     SharedMutex(const SharedMutex&) = delete;
     SharedMutex& operator=(const SharedMutex&) = delete;
 
-    void lock()
-    {
-        if (!IsProcessEnding())
-            ::AcquireSRWLockExclusive(&mLock);
-    }
-    void unlock()
-    {
-        if (!IsProcessEnding())
-            ::ReleaseSRWLockExclusive(&mLock);
-    }
-    void lock_shared()
-    {
-        if (!IsProcessEnding())
-            ::AcquireSRWLockShared(&mLock);
-    }
-    void unlock_shared()
-    {
-        if (!IsProcessEnding())
-            ::ReleaseSRWLockShared(&mLock);
-    }
+    void lock() { UnlessEnding(::AcquireSRWLockExclusive, mLock); }
+    void unlock() { UnlessEnding(::ReleaseSRWLockExclusive, mLock); }
+    void lock_shared() { UnlessEnding(::AcquireSRWLockShared, mLock); }
+    void unlock_shared() { UnlessEnding(::ReleaseSRWLockShared, mLock); }
 
 private:
     SRWLOCK mLock = SRWLOCK_INIT;

@@ -5,16 +5,8 @@
 namespace QSynch
 {
 
-void SystemMutex::lock() noexcept
-{
-    if (!Builtin::IsProcessEnding())
-        ::AcquireSRWLockExclusive(&mLock);
-}
+void SystemMutex::lock() noexcept { Builtin::UnlessEnding(::AcquireSRWLockExclusive, mLock); }
 
-void SystemMutex::unlock() noexcept
-{
-    if (!Builtin::IsProcessEnding())
-        ::ReleaseSRWLockExclusive(&mLock);
-}
+void SystemMutex::unlock() noexcept { Builtin::UnlessEnding(::ReleaseSRWLockExclusive, mLock); }
 
 } // namespace QSynch
