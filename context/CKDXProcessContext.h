@@ -272,9 +272,9 @@ private:
     // Each field is guarded, or Unlocked by contract. The few others never change, or no operation reads them.
 
     Object mMarshaler;
-    QDataType::DateTime mCreationTime{0.0};
-    QDataType::DateTime mTimestamp2{0.0};
-    QDataType::DateTime mTimestamp3{0.0};
+    QDataType::DateTime mCreationTime;
+    QDataType::DateTime mTimestamp2;
+    QDataType::DateTime mTimestamp3;
     Unlocked<LONG> mUserContextLogFlag = 0;
     Object mContextObjectA QORJOB_GUARDED_BY(mpLock);
     Object mContextObjectB QORJOB_GUARDED_BY(mpLock);

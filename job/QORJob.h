@@ -487,6 +487,7 @@ private:
     void ReleaseCollaborators();
     void ProfileJob() const;
     void ReleaseContext();
+    bool HasData() const;
     void ReleaseData();
     void ReleaseLeftovers();
     void MarkDead();

@@ -32,7 +32,18 @@ void DeleteRecords(QBase::list<Record*>& ioRecords)
 /// False for a time that isn't set, and for one of a clock that wasn't.
 bool IsPlausible(const QDataType::DateTime& iTime)
 {
-    return iTime != QDataType::DateTime(0.0) && iTime.GetYear() > 2000;
+    constexpr std::int64_t c2001 = 36'892; // days from the clock's first one to New Year of 2001
+    return iTime.GetTicks() >= c2001 * 24 * 60 * 60 * 10'000'000;
+}
+
+unsigned GetMilliseconds(const QORJobStep& iStep)
+{
+    QDataType::DateTime start;
+    QDataType::DateTime finish;
+    iStep.GetStartTime(&start);
+    iStep.GetFinishTime(&finish);
+    return IsPlausible(start) && IsPlausible(finish) ? static_cast<unsigned>((finish - start).GetTotalMilliseconds())
+                                                     : 0;
 }
 
 } // namespace
@@ -99,7 +110,7 @@ HRESULT QORJob::PreDestruct()
     return S_OK;
 }
 
-/// Without the lock, since no other reference exists any more; only the snapshot of ProfileJob takes it.
+/// Without the lock, since no other reference exists any more; only ProfileJob's snapshot takes it.
 void QORJob::ReleaseCollaborators() QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
     LogLine(EnumKernelRouter::JobTrace, "QORJob::Destructing: Job:%1", mId.Get());
@@ -123,22 +134,26 @@ void QORJob::ReleaseCollaborators() QORJOB_NO_THREAD_SAFETY_ANALYSIS
     mpExecutingTask = nullptr;
 }
 
-/// Books the time that the job's steps took.
-void QORJob::ProfileJob() const
+/// Books the time that the job's steps took: of the first ones that a snapshot has room for, but for the newest, which
+/// closes the job. Items see that they are asked for a snapshot, and nobody sees one of a job without items.
+void QORJob::ProfileJob() const QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
-    QORJobInfo info;
-    GetJobInfo(&info);
     unsigned milliseconds = 0; // 32 bits: readers of the profile know that the sum wraps
-    // The newest step, in front, closes the job: it isn't counted.
-    for (int i = info.mFinishedCount - 1; i > 0; --i)
+    int steps = 0;
+    for (const QORJobStep* step : mSteps.GetFinished())
     {
-        QDataType::DateTime start(0.0);
-        QDataType::DateTime finish(0.0);
-        const QORJobStep& step = info.mFinishedSteps[static_cast<std::size_t>(i)];
-        step.GetStartTime(&start);
-        step.GetFinishTime(&finish);
-        if (IsPlausible(start) && IsPlausible(finish))
-            milliseconds += static_cast<unsigned>((finish - start).GetTotalMilliseconds());
+        if (step == nullptr)
+            continue;
+        if (steps == QORJobInfo::cCapacity)
+            break;
+        if (steps > 0)
+            milliseconds += GetMilliseconds(*step);
+        ++steps;
+    }
+    if (HasData())
+    {
+        QORJobInfo info;
+        GetJobInfo(&info);
     }
     QPerfMon::QORProfiler* profiler = QPerfMon::GetQORProfiler();
     profiler->AddElapsedTime(mProfileIndex, std::uint64_t{milliseconds} * 1000);
@@ -159,6 +174,11 @@ void QORJob::ReleaseContext() QORJOB_NO_THREAD_SAFETY_ANALYSIS
     mpProcessContext.Detach()->Release();
     if (object)
         object.Detach()->Release();
+}
+
+bool QORJob::HasData() const QORJOB_NO_THREAD_SAFETY_ANALYSIS
+{
+    return std::any_of(mData.begin(), mData.end(), [](const QORJobData* iData) { return iData != nullptr; });
 }
 
 /// Each slot is emptied before its item is released: an item whose release throws isn't released again.
@@ -183,7 +203,7 @@ void QORJob::ReleaseLeftovers() QORJOB_NO_THREAD_SAFETY_ANALYSIS
         ReleaseData();
         return S_OK;
     };
-    while (std::any_of(mData.begin(), mData.end(), [](const QORJobData* iData) { return iData != nullptr; }))
+    while (HasData())
         Boundary(releaseData, "Release");
 }
 

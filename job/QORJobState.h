@@ -91,7 +91,7 @@ struct QORJobState
     std::unique_ptr<QBase::Buffer, BufferDestroyer> mpOwnedBuffer;
     QSynch::CriticalSectionPtr mpOwnedLock;
     QSynch::CriticalSection* mpLock = nullptr;
-    QDataType::DateTime mCreationTime{0.0};
+    QDataType::DateTime mCreationTime;
     std::int64_t mCreationSeconds = 0; // the same since 1970
 
     // --- Changed by any thread, without the lock ---------------------------------------------------------------------
@@ -126,9 +126,9 @@ struct QORJobState
     QORJobTask* mpExecutingTask QORJOB_GUARDED_BY(mpLock) = nullptr; // not owned
     ThreadTimes mStepStartTimes QORJOB_GUARDED_BY(mpLock);
     std::pmr::vector<StepProfile> mStepProfiles QORJOB_GUARDED_BY(mpLock);
-    QDataType::DateTime mStatusTime QORJOB_GUARDED_BY(mpLock){0.0};
-    QDataType::DateTime mFinishTime QORJOB_GUARDED_BY(mpLock){0.0};
-    QDataType::DateTime mTimeOutTime QORJOB_GUARDED_BY(mpLock){0.0};
+    QDataType::DateTime mStatusTime QORJOB_GUARDED_BY(mpLock);
+    QDataType::DateTime mFinishTime QORJOB_GUARDED_BY(mpLock);
+    QDataType::DateTime mTimeOutTime QORJOB_GUARDED_BY(mpLock);
     UnitList mUnits QORJOB_GUARDED_BY(mpLock); // newest first
 
     // --- Under the lock: what the job works with ---------------------------------------------------------------------

@@ -156,7 +156,7 @@ HRESULT QORJob::GetWaitingTimeInternal(unsigned* oMilliseconds) const QORJOB_NO_
     {
         if (step == nullptr)
             continue;
-        QDataType::DateTime time(0.0);
+        QDataType::DateTime time;
         HRESULT code = step->GetStartTime(&time);
         if (code == S_OK)
             code = step->GetFinishTime(&time);

@@ -38,20 +38,22 @@ private:
 class QORJOB_API DateTime
 {
 public:
+    /// The unset time.
+    constexpr DateTime() = default;
     /// Days since 30 December 1899; 0.0 is the unset time.
     explicit DateTime(double iDays);
 
     /// The platform's clock.
     static DateTime NowUTC() noexcept;
 
-    static DateTime FromTicks(std::int64_t iTicks)
+    static constexpr DateTime FromTicks(std::int64_t iTicks)
     {
-        DateTime time(0.0);
+        DateTime time;
         time.mTicks = iTicks;
         return time;
     }
 
-    std::int64_t GetTicks() const { return mTicks; }
+    constexpr std::int64_t GetTicks() const { return mTicks; }
 
     int GetYear() const;
     int GetMonth() const;
@@ -92,7 +94,7 @@ public:
     }
 
 private:
-    std::int64_t mTicks;
+    std::int64_t mTicks = 0;
 };
 
 } // namespace QDataType

@@ -36,9 +36,9 @@ public:
     int mType = 0;
     bool mbRunning = false;
     int mPUPriority = 0;
-    QDataType::DateTime mCreationTime{0.0};
-    QDataType::DateTime mStatusTime{0.0};
-    QDataType::DateTime mFinishTime{0.0};
+    QDataType::DateTime mCreationTime;
+    QDataType::DateTime mStatusTime;
+    QDataType::DateTime mFinishTime;
     int mTodoCount = 0;
     std::array<QORJobStep, cCapacity> mTodoSteps;
     int mFinishedCount = 0;

@@ -15,7 +15,7 @@ void Convert(const Record& iRecord, HRESULT (Record::*iGetter)(T*) const, T& oVa
 template <class Record>
 void Convert(const Record& iRecord, HRESULT (Record::*iGetter)(QDataType::DateTime*) const, OldDateTime& oTime)
 {
-    QDataType::DateTime time(0.0);
+    QDataType::DateTime time;
     (iRecord.*iGetter)(&time);
     oTime = OldDateTime(time);
 }

@@ -42,9 +42,9 @@ private:
 
     friend class QORJobPUInfoOld; // copies the thread id, which has no getter
 
-    QDataType::DateTime mEnterTime{0.0};
-    QDataType::DateTime mStartTime{0.0};
-    QDataType::DateTime mExitTime{0.0};
+    QDataType::DateTime mEnterTime;
+    QDataType::DateTime mStartTime;
+    QDataType::DateTime mExitTime;
     DWORD mThreadId = 0;
     int mPUId;
 };

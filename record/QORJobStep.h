@@ -66,8 +66,8 @@ public:
 private:
     struct Record; // the saved fields
 
-    QDataType::DateTime mStartTime{0.0};
-    QDataType::DateTime mFinishTime{0.0};
+    QDataType::DateTime mStartTime;
+    QDataType::DateTime mFinishTime;
     DWORD mTaskCPUTime = 0;
     int mPUPriority = 0;
     int mPUId = -1;
