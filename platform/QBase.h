@@ -121,10 +121,14 @@ protected:
 };
 
 /// Makes an arena. `iReserveBytes` are taken from the heap at once (0: with the first allocation); each further chunk
-/// is `iGrowth` times the last one, and the first has `iChunkBytes`; for `ibReusable` see Destroy. Null when there is
-/// no memory.
-QORJOB_API Buffer* CreateBuffer(std::size_t iReserveBytes, unsigned iGrowth, std::size_t iChunkBytes,
-                                bool ibReusable) noexcept;
+/// is `iGrowth` times the last one, and the first has `iChunkBytes`; for `ibReusable` see Destroy. The arena itself and
+/// its reserve lie in `iPlace`, cBufferBytes and the reserve that stay the caller's, or on the heap for null. Null when
+/// there is no memory.
+QORJOB_API Buffer* CreateBuffer(std::size_t iReserveBytes, unsigned iGrowth, std::size_t iChunkBytes, bool ibReusable,
+                                void* iPlace = nullptr) noexcept;
+
+/// The memory of an arena that lies in another object, aligned as the heap's.
+inline constexpr std::size_t cBufferBytes = 96;
 
 /// The base of counted objects other than COM objects. Derive virtually.
 class QORJOB_API Counted

@@ -5,6 +5,7 @@
 #include "platform/ThreadSafety.h"
 
 #include <atomic>
+#include <cstddef>
 #include <memory>
 #include <new>
 #include <utility>
@@ -30,8 +31,13 @@ protected:
     ~CriticalSection() = default;
 };
 
-/// Null when the lock can't be made.
-QORJOB_API CriticalSection* CreateCriticalSection(int iCategory) noexcept;
+/// The memory of a critical section that lies in another object.
+inline constexpr std::size_t cCriticalSectionBytes = 24;
+inline constexpr std::size_t cCriticalSectionAlignment = alignof(void*);
+
+/// In `iPlace`, cCriticalSectionBytes that stay the caller's, or on the heap for null. Null when the lock can't be
+/// made.
+QORJOB_API CriticalSection* CreateCriticalSection(int iCategory, void* iPlace = nullptr) noexcept;
 QORJOB_API void DestroyCriticalSection(CriticalSection* iLock) noexcept;
 
 /// Holds a critical section for a scope.

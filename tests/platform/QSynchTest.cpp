@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstddef>
 #include <thread>
 
 using QSynch::CriticalSection;
@@ -30,7 +31,7 @@ private:
 
 /// How often the first two users of a new lock, who come at once, met inside; of 2,000 locks.
 template <class FirstHold, class SecondHold, class Lock>
-int CountMeetingsInside(Lock* (*iCreate)(int), void (*iDestroy)(Lock*))
+int CountMeetingsInside(Lock* (*iCreate)(), void (*iDestroy)(Lock*))
 {
     Meeting before;
     Meeting after;
@@ -48,7 +49,7 @@ int CountMeetingsInside(Lock* (*iCreate)(int), void (*iDestroy)(Lock*))
         for (int round = 1; round <= 2000; ++round)
         {
             if (iIndex == 0)
-                lock = iCreate(1);
+                lock = iCreate();
             before.Wait(round);
             if (iIndex == 0)
             {
@@ -72,12 +73,13 @@ int CountMeetingsInside(Lock* (*iCreate)(int), void (*iDestroy)(Lock*))
 
 TEST(NewLocks, KeepTwoFirstUsersApart)
 {
-    EXPECT_EQ(
-        (CountMeetingsInside<RWLock::WriteHold, RWLock::WriteHold>(&QSynch::CreateRWLock, &QSynch::DestroyRWLock)), 0);
-    EXPECT_EQ((CountMeetingsInside<RWLock::WriteHold, RWLock::ReadHold>(&QSynch::CreateRWLock, &QSynch::DestroyRWLock)),
+    constexpr auto cNewRWLock = [] { return QSynch::CreateRWLock(1); };
+    constexpr auto cNewSection = [] { return QSynch::CreateCriticalSection(1); };
+    EXPECT_EQ((CountMeetingsInside<RWLock::WriteHold, RWLock::WriteHold, RWLock>(cNewRWLock, QSynch::DestroyRWLock)),
               0);
-    EXPECT_EQ((CountMeetingsInside<CriticalSection::SmartLock, CriticalSection::SmartLock>(
-                  &QSynch::CreateCriticalSection, &QSynch::DestroyCriticalSection)),
+    EXPECT_EQ((CountMeetingsInside<RWLock::WriteHold, RWLock::ReadHold, RWLock>(cNewRWLock, QSynch::DestroyRWLock)), 0);
+    EXPECT_EQ((CountMeetingsInside<CriticalSection::SmartLock, CriticalSection::SmartLock, CriticalSection>(
+                  cNewSection, QSynch::DestroyCriticalSection)),
               0);
 }
 
@@ -97,17 +99,28 @@ TEST(Mutexes, LetOneThreadInAtATime)
     EXPECT_EQ(count, 2000);
 }
 
-TEST(CriticalSections, AreReentrant)
+/// On the heap, and in memory of the caller's.
+TEST(CriticalSections, AreReentrantAndHeldUntilTheLastLeave)
 {
-    CriticalSection* const lock = QSynch::CreateCriticalSection(1);
-    int entries = 0;
-    RunOnThreads(2, [&](int) QORJOB_NO_THREAD_SAFETY_ANALYSIS {
-        const CriticalSection::SmartLock outer(lock);
-        const CriticalSection::SmartLock inner(lock);
-        ++entries;
-    });
-    EXPECT_EQ(entries, 2);
-    QSynch::DestroyCriticalSection(lock);
+    alignas(QSynch::cCriticalSectionAlignment) std::byte place[QSynch::cCriticalSectionBytes];
+    for (void* where : {static_cast<void*>(nullptr), static_cast<void*>(place)})
+    {
+        CriticalSection* const lock = QSynch::CreateCriticalSection(1, where);
+        int count = 0;
+        RunOnThreads(4, [&](int) QORJOB_NO_THREAD_SAFETY_ANALYSIS {
+            for (int i = 0; i < 500; ++i)
+            {
+                const CriticalSection::SmartLock outer(lock);
+                const int seen = count;
+                for (int further = 0; further < 2; ++further)
+                    const CriticalSection::SmartLock inner(lock);
+                std::this_thread::yield(); // the others would come in here
+                count = seen + 1;
+            }
+        });
+        EXPECT_EQ(count, 2000);
+        QSynch::DestroyCriticalSection(lock);
+    }
 }
 
 TEST(ReadersWriterLocks, LetReadersInTogetherAndKeepWritersAlone)

@@ -99,9 +99,9 @@ private:
 class alignas(cHeapAlignment) Arena final : public Buffer
 {
 public:
-    Arena(std::size_t iReserveBytes, unsigned iGrowth, std::size_t iChunkBytes, bool ibReusable)
+    Arena(std::size_t iReserveBytes, unsigned iGrowth, std::size_t iChunkBytes, bool ibReusable, bool ibOnHeap)
         : mFirstChunkBytes(iChunkBytes), mNextChunkBytes(iChunkBytes), mGrowth(iGrowth), mbReusable(ibReusable),
-          mReserve(iReserveBytes)
+          mbOnHeap(ibOnHeap), mReserve(iReserveBytes)
     {
     }
 
@@ -171,6 +171,7 @@ private:
     Chunk* mpKept QORJOB_GUARDED_BY(mGrowing) = nullptr;    ///< kept from the uses before
     bool mbKeptInUse QORJOB_GUARDED_BY(mGrowing) = false;
     const bool mbReusable;
+    const bool mbOnHeap;
     GrowthGuard mGrowing;
     Chunk mReserve; // the last member: its memory is behind the arena
 };
@@ -250,20 +251,26 @@ void Arena::FreeAll() noexcept
         const GrowthHold hold(mGrowing);
         FreeChunks();
     }
+    const bool bOnHeap = mbOnHeap;
     this->~Arena();
-    HeapFree(this);
+    if (bOnHeap)
+        HeapFree(this);
 }
 
 } // namespace
 
-Buffer* CreateBuffer(std::size_t iReserveBytes, unsigned iGrowth, std::size_t iChunkBytes, bool ibReusable) noexcept
+Buffer* CreateBuffer(std::size_t iReserveBytes, unsigned iGrowth, std::size_t iChunkBytes, bool ibReusable,
+                     void* iPlace) noexcept
 {
+    static_assert(sizeof(Arena) <= cBufferBytes);
     Builtin::EventTrace::Note("QBase::CreateBuffer", {static_cast<std::int64_t>(iReserveBytes), iGrowth,
                                                       static_cast<std::int64_t>(iChunkBytes), ibReusable});
     if (iReserveBytes > cMaxBytes || iChunkBytes > cMaxBytes)
         return nullptr;
-    void* const block = HeapAllocate(sizeof(Arena) + iReserveBytes);
-    return block == nullptr ? nullptr : ::new (block) Arena(iReserveBytes, iGrowth, iChunkBytes, ibReusable);
+    void* const block = iPlace != nullptr ? iPlace : HeapAllocate(sizeof(Arena) + iReserveBytes);
+    if (block == nullptr)
+        return nullptr;
+    return ::new (block) Arena(iReserveBytes, iGrowth, iChunkBytes, ibReusable, iPlace == nullptr);
 }
 
 } // namespace QBase

@@ -1,10 +1,12 @@
 #include "platform/QSynch.h"
 
+#include "platform/Mutex.h"
 #include "platform/QBase.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Faults.h"
 #include "platform/builtin/base/SystemLocks.h"
 
+#include <atomic>
 #include <new>
 
 namespace QSynch
@@ -13,15 +15,47 @@ namespace QSynch
 namespace
 {
 
-// A job's lock is allocated with the job, beside its other data: it needs no cache line of its own.
+/// The thread that holds the lock is known by its id, so that to take it once more is a look at a number.
 class CriticalSectionBody final : public CriticalSection
 {
 public:
-    explicit CriticalSectionBody(int iCategory) : mCategory(iCategory) {}
+    CriticalSectionBody(int iCategory, bool ibOnHeap) : mCategory(iCategory), mbOnHeap(ibOnHeap) {}
 
-    Builtin::ReentrantMutex mMutex;
     const int mCategory;
+    const bool mbOnHeap;
+
+    void Lock() noexcept
+    {
+        const DWORD self = QBase::GetCurrentThreadID();
+        // Relaxed: whatever another thread writes here meanwhile, it isn't this one's id.
+        if (mOwner.load(std::memory_order_relaxed) == self)
+        {
+            ++mFurtherEntries;
+            return;
+        }
+        mMutex.lock();
+        mOwner.store(self, std::memory_order_relaxed);
+    }
+
+    void Unlock() noexcept
+    {
+        if (mFurtherEntries > 0)
+        {
+            --mFurtherEntries;
+            return;
+        }
+        mOwner.store(0, std::memory_order_relaxed);
+        mMutex.unlock();
+    }
+
+private:
+    SystemMutex mMutex;
+    std::atomic<DWORD> mOwner{0}; // 0 is no thread's id
+    int mFurtherEntries = 0;      // the owner's
 };
+
+static_assert(sizeof(CriticalSectionBody) <= cCriticalSectionBytes &&
+              alignof(CriticalSectionBody) <= cCriticalSectionAlignment);
 
 class RWLockBody final : public RWLock
 {
@@ -36,54 +70,52 @@ CriticalSectionBody& BodyOf(CriticalSection* iLock) { return *static_cast<Critic
 
 RWLockBody& BodyOf(RWLock* iLock) { return *static_cast<RWLockBody*>(iLock); }
 
-template <class Body>
-Body* CreateLock(int iCategory) noexcept
-{
-    if (Builtin::Faults::IsDue(Builtin::Faults::EnumFault::LockCreation))
-        return nullptr;
-    void* const memory = QBase::HeapAllocate(sizeof(Body));
-    return memory == nullptr ? nullptr : ::new (memory) Body(iCategory);
-}
-
-template <class Body>
-void DestroyLock(Body& iBody) noexcept
-{
-    iBody.~Body();
-    QBase::HeapFree(&iBody);
-}
+bool CanBeMade() { return !Builtin::Faults::IsDue(Builtin::Faults::EnumFault::LockCreation); }
 
 } // namespace
 
-CriticalSection* CreateCriticalSection(int iCategory) noexcept
+CriticalSection* CreateCriticalSection(int iCategory, void* iPlace) noexcept
 {
     Builtin::EventTrace::Note("QSynch::CreateCriticalSection", {iCategory});
-    return CreateLock<CriticalSectionBody>(iCategory);
+    if (!CanBeMade())
+        return nullptr;
+    void* const memory = iPlace != nullptr ? iPlace : QBase::HeapAllocate(sizeof(CriticalSectionBody));
+    return memory == nullptr ? nullptr : ::new (memory) CriticalSectionBody(iCategory, iPlace == nullptr);
 }
 
 void DestroyCriticalSection(CriticalSection* iLock) noexcept
 {
     if (iLock == nullptr)
         return;
-    Builtin::EventTrace::Note("QSynch::DestroyCriticalSection", {BodyOf(iLock).mCategory});
-    DestroyLock(BodyOf(iLock));
+    CriticalSectionBody& body = BodyOf(iLock);
+    Builtin::EventTrace::Note("QSynch::DestroyCriticalSection", {body.mCategory});
+    const bool bOnHeap = body.mbOnHeap;
+    body.~CriticalSectionBody();
+    if (bOnHeap)
+        QBase::HeapFree(&body);
 }
 
-void CriticalSection::Enter() { BodyOf(this).mMutex.lock(); }
+void CriticalSection::Enter() { BodyOf(this).Lock(); }
 
-void CriticalSection::Leave() { BodyOf(this).mMutex.unlock(); }
+void CriticalSection::Leave() { BodyOf(this).Unlock(); }
 
 RWLock* CreateRWLock(int iCategory) noexcept
 {
     Builtin::EventTrace::Note("QSynch::CreateRWLock", {iCategory});
-    return CreateLock<RWLockBody>(iCategory);
+    if (!CanBeMade())
+        return nullptr;
+    void* const memory = QBase::HeapAllocate(sizeof(RWLockBody));
+    return memory == nullptr ? nullptr : ::new (memory) RWLockBody(iCategory);
 }
 
 void DestroyRWLock(RWLock* iLock) noexcept
 {
     if (iLock == nullptr)
         return;
-    Builtin::EventTrace::Note("QSynch::DestroyRWLock", {BodyOf(iLock).mCategory});
-    DestroyLock(BodyOf(iLock));
+    RWLockBody& body = BodyOf(iLock);
+    Builtin::EventTrace::Note("QSynch::DestroyRWLock", {body.mCategory});
+    body.~RWLockBody();
+    QBase::HeapFree(&body);
 }
 
 void RWLock::EnterRead() { BodyOf(this).mMutex.lock_shared(); }

@@ -1,10 +1,9 @@
-// The mutexes behind QSynch: the system's own on Windows, elsewhere the standard library's.
+// The readers/writer lock behind QSynch: the system's own on Windows, elsewhere the standard library's.
 #pragma once
 
 #if defined(_WIN32)
 #include "platform/Windows.h"
 #else
-#include <mutex>
 #include <shared_mutex>
 #endif
 
@@ -31,21 +30,6 @@ void UnlessEnding(void(WINAPI* iOperation)(Lock*), Lock& ioLock)
         iOperation(&ioLock);
 }
 
-class ReentrantMutex
-{
-public:
-    ReentrantMutex() { ::InitializeCriticalSectionEx(&mSection, 0, CRITICAL_SECTION_NO_DEBUG_INFO); }
-    ~ReentrantMutex() { ::DeleteCriticalSection(&mSection); }
-    ReentrantMutex(const ReentrantMutex&) = delete;
-    ReentrantMutex& operator=(const ReentrantMutex&) = delete;
-
-    void lock() { UnlessEnding(::EnterCriticalSection, mSection); }
-    void unlock() { UnlessEnding(::LeaveCriticalSection, mSection); }
-
-private:
-    CRITICAL_SECTION mSection;
-};
-
 class SharedMutex
 {
 public:
@@ -67,7 +51,6 @@ private:
 // Elsewhere the other threads go on until the last.
 inline bool IsProcessEnding() noexcept { return false; }
 
-using ReentrantMutex = std::recursive_mutex;
 using SharedMutex = std::shared_mutex;
 
 #endif
