@@ -45,6 +45,7 @@ set(QORJOB_HEADERS
     data/QORNamedIdsList.h
     data/QORStringData.h
     data/QORTextFileData.h
+    record/FieldAccess.h
     record/JobSourceNames.h
     record/QORChannelRequest.h
     record/QORJobBrowsingInfo.h
@@ -56,6 +57,7 @@ set(QORJOB_HEADERS
     record/QORJobStep.h
     record/QORJobTypes.h
     job/JobMemGovernor.h
+    job/NewestFirst.h
     job/QORJob.h
     job/QORJobError.h
     job/QORJobState.h

@@ -1,6 +1,6 @@
 #include "record/QORJobBrowsingInfo.h"
 
-#include "record/RecordFields.h"
+#include "record/FieldAccess.h"
 
 HRESULT QORJobBrowsingInfo::get_ID(QSynch::AtomicLong* oId) const { return GetField(mJobId, oId); }
 

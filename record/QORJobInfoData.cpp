@@ -1,6 +1,7 @@
 #include "record/QORJobInfoData.h"
 
 #include "data/QORJobData.h"
+#include "record/FieldAccess.h"
 #include "record/RecordFields.h"
 
 #include <algorithm>

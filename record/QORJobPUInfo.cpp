@@ -10,31 +10,15 @@ struct QORJobPUInfo::Record
                                         &QORJobPUInfo::mPUId};
 };
 
-QORJobPUInfo::QORJobPUInfo(int iPUId) : mPUId(iPUId) {}
-
 HRESULT QORJobPUInfo::SetEnterTime()
 {
     mThreadId = QBase::GetCurrentThreadID();
     return SetEnterTime(QDataType::DateTime::NowUTC());
 }
 
-HRESULT QORJobPUInfo::SetEnterTime(QDataType::DateTime iTime) { return SetField(mEnterTime, iTime); }
-
 HRESULT QORJobPUInfo::SetStartTime() { return SetStartTime(QDataType::DateTime::NowUTC()); }
 
-HRESULT QORJobPUInfo::SetStartTime(QDataType::DateTime iTime) { return SetField(mStartTime, iTime); }
-
 HRESULT QORJobPUInfo::SetExitTime() { return SetExitTime(QDataType::DateTime::NowUTC()); }
-
-HRESULT QORJobPUInfo::SetExitTime(QDataType::DateTime iTime) { return SetField(mExitTime, iTime); }
-
-HRESULT QORJobPUInfo::GetEnterTime(QDataType::DateTime* oTime) const { return GetField(mEnterTime, oTime); }
-
-HRESULT QORJobPUInfo::GetStartTime(QDataType::DateTime* oTime) const { return GetField(mStartTime, oTime); }
-
-HRESULT QORJobPUInfo::GetExitTime(QDataType::DateTime* oTime) const { return GetField(mExitTime, oTime); }
-
-HRESULT QORJobPUInfo::GetId(int* oPUId) const { return GetField(mPUId, oPUId); }
 
 DWORD QORJobPUInfo::GetSaveObjSize(unsigned* oSize) const { return GetRecordSize(Record::cFields, oSize); }
 

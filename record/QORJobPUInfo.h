@@ -5,6 +5,7 @@
 #include "platform/Export.h"
 #include "platform/QDataType.h"
 #include "platform/Windows.h"
+#include "record/FieldAccess.h"
 
 /// Threads: one at a time; the job's lock protects the records in its list.
 /// Owns:    nothing.
@@ -13,22 +14,22 @@
 class QORJOB_API QORJobPUInfo : public HeapObject
 {
 public:
-    explicit QORJobPUInfo(int iPUId = -1);
+    explicit QORJobPUInfo(int iPUId = -1) : mPUId(iPUId) {}
     QORJobPUInfo(const QORJobPUInfo&) = default;
     QORJobPUInfo& operator=(const QORJobPUInfo&) = default;
     ~QORJobPUInfo() = default;
 
     /// Without an argument: now, in UTC; SetEnterTime stores the calling thread, too.
     HRESULT SetEnterTime();
-    HRESULT SetEnterTime(QDataType::DateTime iTime);
+    HRESULT SetEnterTime(QDataType::DateTime iTime) { return SetField(mEnterTime, iTime); }
     HRESULT SetStartTime();
-    HRESULT SetStartTime(QDataType::DateTime iTime);
+    HRESULT SetStartTime(QDataType::DateTime iTime) { return SetField(mStartTime, iTime); }
     HRESULT SetExitTime();
-    HRESULT SetExitTime(QDataType::DateTime iTime);
-    HRESULT GetEnterTime(QDataType::DateTime* oTime) const;
-    HRESULT GetStartTime(QDataType::DateTime* oTime) const;
-    HRESULT GetExitTime(QDataType::DateTime* oTime) const;
-    HRESULT GetId(int* oPUId) const;
+    HRESULT SetExitTime(QDataType::DateTime iTime) { return SetField(mExitTime, iTime); }
+    HRESULT GetEnterTime(QDataType::DateTime* oTime) const { return GetField(mEnterTime, oTime); }
+    HRESULT GetStartTime(QDataType::DateTime* oTime) const { return GetField(mStartTime, oTime); }
+    HRESULT GetExitTime(QDataType::DateTime* oTime) const { return GetField(mExitTime, oTime); }
+    HRESULT GetId(int* oPUId) const { return GetField(mPUId, oPUId); }
 
     /// The binary record: enter, exit and start time (in this order) and the PU id, little-endian.
     DWORD GetSaveObjSize(unsigned* oSize) const;

@@ -12,8 +12,6 @@ struct QORJobStep::Record
                                         &QORJobStep::mPUId,      &QORJobStep::mThreadId,   &QORJobStep::mChapterKey};
 };
 
-QORJobStep::QORJobStep(int iStepId) : mStepId(iStepId) {}
-
 QORJobStep::QORJobStep(const QORJobStep& iOther) : QORJobStep(iOther.mStepId)
 {
     *this = iOther;
@@ -37,15 +35,7 @@ QORJobStep& QORJobStep::operator=(const QORJobStep& iOther)
 
 HRESULT QORJobStep::SetStartTime() { return SetStartTime(QDataType::DateTime::NowUTC()); }
 
-HRESULT QORJobStep::SetStartTime(QDataType::DateTime iTime) { return SetField(mStartTime, iTime); }
-
 HRESULT QORJobStep::SetFinishTime() { return SetFinishTime(QDataType::DateTime::NowUTC()); }
-
-HRESULT QORJobStep::SetFinishTime(QDataType::DateTime iTime) { return SetField(mFinishTime, iTime); }
-
-HRESULT QORJobStep::GetStartTime(QDataType::DateTime* oTime) const { return GetField(mStartTime, oTime); }
-
-HRESULT QORJobStep::GetFinishTime(QDataType::DateTime* oTime) const { return GetField(mFinishTime, oTime); }
 
 HRESULT QORJobStep::SetTaskCPUTime(FILETIME iKernelAtStart, FILETIME iUserAtStart)
 {
@@ -65,21 +55,7 @@ HRESULT QORJobStep::GetTaskCPUTime(double* oTime) const
     return S_OK;
 }
 
-HRESULT QORJobStep::SetPUId(int iPUId) { return SetField(mPUId, iPUId); }
-
-HRESULT QORJobStep::SetPUPriority(int iPriority) { return SetField(mPUPriority, iPriority); }
-
 HRESULT QORJobStep::SetThreadId() { return SetThreadId(QBase::GetCurrentThreadID()); }
-
-HRESULT QORJobStep::SetThreadId(DWORD iThreadId) { return SetField(mThreadId, iThreadId); }
-
-HRESULT QORJobStep::GetId(int* oStepId) const { return GetField(mStepId, oStepId); }
-
-HRESULT QORJobStep::GetPUId(int* oPUId) const { return GetField(mPUId, oPUId); }
-
-HRESULT QORJobStep::GetPUPriority(int* oPriority) const { return GetField(mPUPriority, oPriority); }
-
-HRESULT QORJobStep::GetThreadId(DWORD* oThreadId) const { return GetField(mThreadId, oThreadId); }
 
 void QORJobStep::InitChapterKey() { std::fill_n(mChapterKey, cChapterKeyUnits, QBase::WCHAR{0}); }
 

@@ -5,6 +5,7 @@
 #include "platform/Export.h"
 #include "platform/QDataType.h"
 #include "platform/Windows.h"
+#include "record/FieldAccess.h"
 
 /// The id of a step must not change while it is queued in a job, neither by assignment nor by LoadObj: the job counts
 /// its closing steps when they are added.
@@ -18,7 +19,7 @@ class QORJOB_API QORJobStep : public HeapObject
 public:
     static constexpr int cChapterKeyUnits = 41; ///< with the terminating zero
 
-    explicit QORJobStep(int iStepId = 0);
+    explicit QORJobStep(int iStepId = 0) : mStepId(iStepId) {}
     /// The copy constructor leaves the task CPU time at 0, assignment copies it: callers rely on the difference.
     QORJobStep(const QORJobStep& iOther);
     QORJobStep& operator=(const QORJobStep& iOther);
@@ -26,26 +27,26 @@ public:
 
     /// Without an argument: now, in UTC.
     HRESULT SetStartTime();
-    HRESULT SetStartTime(QDataType::DateTime iTime);
+    HRESULT SetStartTime(QDataType::DateTime iTime) { return SetField(mStartTime, iTime); }
     HRESULT SetFinishTime();
-    HRESULT SetFinishTime(QDataType::DateTime iTime);
-    HRESULT GetStartTime(QDataType::DateTime* oTime) const;
-    HRESULT GetFinishTime(QDataType::DateTime* oTime) const;
+    HRESULT SetFinishTime(QDataType::DateTime iTime) { return SetField(mFinishTime, iTime); }
+    HRESULT GetStartTime(QDataType::DateTime* oTime) const { return GetField(mStartTime, oTime); }
+    HRESULT GetFinishTime(QDataType::DateTime* oTime) const { return GetField(mFinishTime, oTime); }
 
     /// Stores the CPU time of the calling thread since the two given times.
     HRESULT SetTaskCPUTime(FILETIME iKernelAtStart, FILETIME iUserAtStart);
     /// In 100-nanosecond units, modulo 2^32. `oTime` must not be null.
     HRESULT GetTaskCPUTime(double* oTime) const;
 
-    HRESULT SetPUId(int iPUId);
-    HRESULT SetPUPriority(int iPriority);
+    HRESULT SetPUId(int iPUId) { return SetField(mPUId, iPUId); }
+    HRESULT SetPUPriority(int iPriority) { return SetField(mPUPriority, iPriority); }
     /// Without an argument: the calling thread's.
     HRESULT SetThreadId();
-    HRESULT SetThreadId(DWORD iThreadId);
-    HRESULT GetId(int* oStepId) const;
-    HRESULT GetPUId(int* oPUId) const;
-    HRESULT GetPUPriority(int* oPriority) const;
-    HRESULT GetThreadId(DWORD* oThreadId) const;
+    HRESULT SetThreadId(DWORD iThreadId) { return SetField(mThreadId, iThreadId); }
+    HRESULT GetId(int* oStepId) const { return GetField(mStepId, oStepId); }
+    HRESULT GetPUId(int* oPUId) const { return GetField(mPUId, oPUId); }
+    HRESULT GetPUPriority(int* oPriority) const { return GetField(mPUPriority, oPriority); }
+    HRESULT GetThreadId(DWORD* oThreadId) const { return GetField(mThreadId, oThreadId); }
 
     void InitChapterKey();
     /// Null is taken as empty; more than 40 units are truncated.

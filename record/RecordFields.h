@@ -1,4 +1,4 @@
-// Accessors and the little-endian binary form of the records of steps and of processing-unit visits.
+// The little-endian binary form of the records of steps and of processing-unit visits.
 #pragma once
 
 #include "platform/QDataType.h"
@@ -7,23 +7,6 @@
 #include <cstddef>
 #include <tuple>
 #include <type_traits>
-
-/// The body of a getter: E_POINTER for null, else a copy.
-template <class T>
-HRESULT GetField(const T& iField, T* oValue)
-{
-    if (oValue == nullptr)
-        return E_POINTER;
-    *oValue = iField;
-    return S_OK;
-}
-
-template <class T>
-HRESULT SetField(T& oField, const T& iValue)
-{
-    oField = iValue;
-    return S_OK;
-}
 
 class RecordWriter
 {

@@ -1,0 +1,21 @@
+// The bodies of the records' plain accessors.
+#pragma once
+
+#include "platform/Windows.h"
+
+/// E_POINTER for null, else a copy.
+template <class T>
+HRESULT GetField(const T& iField, T* oValue)
+{
+    if (oValue == nullptr)
+        return E_POINTER;
+    *oValue = iField;
+    return S_OK;
+}
+
+template <class T>
+HRESULT SetField(T& oField, const T& iValue)
+{
+    oField = iValue;
+    return S_OK;
+}
