@@ -435,7 +435,6 @@ private:
     HRESULT HandOut(int iCandidate, int* oStepId) QORJOB_REQUIRES(mpLock);
     HRESULT HandOutOfDeadJob(int iLostStepId, int* oStepId) QORJOB_REQUIRES(mpLock);
     void StartStep(QORJobStep& ioStep, int iStepId, int iPUId, QORJobTask* iTask) QORJOB_REQUIRES(mpLock);
-    void MakeRoomForProfile() QORJOB_REQUIRES(mpLock);
     void StartProfile(int iStepId) QORJOB_REQUIRES(mpLock);
     void EndProfile(int iStepId) QORJOB_REQUIRES(mpLock);
     void FinishStep(int iStepId) QORJOB_REQUIRES(mpLock);

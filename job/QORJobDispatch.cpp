@@ -272,8 +272,7 @@ HRESULT QORJob::HandOut(int iCandidate, int* oStepId)
 HRESULT QORJob::HandOutOfDeadJob(int iLostStepId, int* oStepId)
 {
     // Memory is taken first: without it the job stays as it is.
-    MakeRoomForProfile();
-    const StepQueue::List& todo = mSteps.GetTodo();
+    const StepQueue::List todo = mSteps.GetTodo();
     const bool bEnds = std::any_of(std::next(todo.begin()), todo.end(), EndsDeadJob);
     // A cancelled job takes no new step; its caller is still told to close it.
     HRESULT code = bEnds || mStatus == JobCancelled ? S_OK : mSteps.InsertNew(todo.end(), StepCloseJob, StepNoMore);
@@ -281,10 +280,10 @@ HRESULT QORJob::HandOutOfDeadJob(int iLostStepId, int* oStepId)
         code = SetStepComplete(iLostStepId);
     if (code != S_OK)
         return code;
-    while (!todo.empty() && !EndsDeadJob(todo.front()))
-        mSteps.Delete(todo.begin());
+    const StepQueue::List left = mSteps.GetTodo();
+    mSteps.Delete(left.begin(), std::find_if(left.begin(), left.end(), EndsDeadJob));
     int next = StepCloseJob;
-    if (!todo.empty() && ReadFrontId(&next) != S_OK)
+    if (!mSteps.GetTodo().empty() && ReadFrontId(&next) != S_OK)
         return S_FALSE;
     code = SetStepStart(next, 0, nullptr);
     if (code == S_OK)
@@ -313,7 +312,6 @@ HRESULT QORJob::SetStepStart(int iStepId, int iPUId, QORJobTask* iTask)
 /// Memory is taken first: a step that can't be given to its caller isn't marked as started.
 void QORJob::StartStep(QORJobStep& ioStep, int iStepId, int iPUId, QORJobTask* iTask)
 {
-    MakeRoomForProfile();
     const bool bGivesKey = iStepId == StepNoOp && iPUId != 0 && mpProcessContext;
     const Bstr key(bGivesKey ? SysAllocString(ioStep.GetChapterKey()) : nullptr);
     if (bGivesKey && key == nullptr)
@@ -342,37 +340,39 @@ void QORJob::StartStep(QORJobStep& ioStep, int iStepId, int iPUId, QORJobTask* i
         StartProfile(iStepId);
 }
 
-void QORJob::MakeRoomForProfile()
-{
-    if (mStepProfiles.size() == mStepProfiles.capacity())
-        mStepProfiles.reserve(2 * mStepProfiles.size() + 1);
-}
-
 void QORJob::StartProfile(int iStepId)
 {
-    for (const StepProfile& profile : mStepProfiles)
+    for (const StepProfile* profile = mpStepProfiles.get(); profile != nullptr; profile = profile->mpNext.get())
     {
-        if (profile.mStepId != iStepId)
+        if (profile->mStepId != iStepId)
             continue;
-        QPerfMon::StartProfileAgent(profile.mpAgent);
+        QPerfMon::StartProfileAgent(profile->mpAgent.get());
         return;
     }
     int index = -1;
     if (QORJobTask::GetProfileIndex(iStepId, &index) != S_OK)
         return;
-    StepProfile& profile = mStepProfiles.emplace_back(StepProfile{nullptr, iStepId});
-    profile.mpAgent = QPerfMon::CreateQORProfileAgent(index);
+    QORProfileAgent* const agent = QPerfMon::CreateQORProfileAgent(index);
+    if (agent == nullptr)
+        return;
+    std::unique_ptr<StepProfile> profile(new StepProfile(iStepId, agent));
+    if (profile == nullptr) // without memory the step runs all the same, unprofiled
+    {
+        QBase::HeapFree(agent);
+        return;
+    }
+    profile->mpNext = std::move(mpStepProfiles);
+    mpStepProfiles = std::move(profile);
 }
 
 void QORJob::EndProfile(int iStepId)
 {
-    for (auto profile = mStepProfiles.begin(); profile != mStepProfiles.end(); ++profile)
+    for (std::unique_ptr<StepProfile>* profile = &mpStepProfiles; *profile != nullptr; profile = &(*profile)->mpNext)
     {
-        if (profile->mStepId != iStepId)
+        if ((*profile)->mStepId != iStepId)
             continue;
-        QPerfMon::EndProfileAgent(profile->mpAgent);
-        QBase::HeapFree(profile->mpAgent);
-        mStepProfiles.erase(profile);
+        QPerfMon::EndProfileAgent((*profile)->mpAgent.get());
+        *profile = std::move((*profile)->mpNext);
         return;
     }
 }
@@ -405,7 +405,7 @@ HRESULT QORJob::SetStepFinish(int iStepId, int iPUId, QORJobTask* iTask)
 
 void QORJob::FinishStep(int iStepId)
 {
-    const StepQueue::List& todo = mSteps.GetTodo();
+    const StepQueue::List todo = mSteps.GetTodo();
     if (!IsRunnableStep(iStepId) || todo.empty())
         return;
     const auto found = mSteps.Find(iStepId);
@@ -436,7 +436,7 @@ void QORJob::FinishStep(int iStepId)
 /// For a step that isn't queued: the newest finished step gets a new finish time, any other is logged as an error.
 void QORJob::FinishAgain(int iStepId)
 {
-    const StepQueue::List& finished = mSteps.GetFinished();
+    const NewestFirst<QORJobStep> finished = mSteps.GetFinished();
     const auto newest =
         std::find_if(finished.begin(), finished.end(), [](const QORJobStep* iStep) { return iStep != nullptr; });
     if (newest == finished.end())

@@ -89,7 +89,8 @@ T Read(const Record& iRecord, HRESULT (Record::*iGetter)(T*) const)
     return value;
 }
 
-void AddSteps(QBase::wstring& ioText, const StepQueue::List& iSteps)
+template <class Steps>
+void AddSteps(QBase::wstring& ioText, const Steps& iSteps)
 {
     for (const QORJobStep* step : iSteps)
         if (step != nullptr)
@@ -115,7 +116,8 @@ std::wstring Widen(std::basic_string_view<QBase::WCHAR> iText)
     return wide;
 }
 
-void WriteSteps(std::wostream& ioStream, const StepQueue::List& iSteps)
+template <class Steps>
+void WriteSteps(std::wostream& ioStream, const Steps& iSteps)
 {
     for (const QORJobStep* step : iSteps)
         if (step != nullptr)

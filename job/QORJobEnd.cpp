@@ -118,9 +118,7 @@ void QORJob::ReleaseCollaborators() QORJOB_NO_THREAD_SAFETY_ANALYSIS
         mpMemGovernor->LogFinish(mId);
     mpMemGovernor.reset();
     ProfileJob();
-    for (StepProfile& profile : mStepProfiles)
-        QBase::HeapFree(std::exchange(profile.mpAgent, nullptr));
-    mStepProfiles.clear();
+    mpStepProfiles.reset();
     DeleteRecords(mChannelRequests);
     DeleteRecords(mFurtherRequests);
     mSteps.DeleteSteps();

@@ -35,7 +35,7 @@ bool QORJob::BecomeErrorJob(HRESULT iCode, int iReportingStepId)
 /// Whether a dead job still takes an error step: not when that is queued or has run already.
 bool QORJob::CanDeadJobReport(HRESULT iCode, int iReportingStepId) const
 {
-    const auto idOf = [](const StepQueue::List& iSteps) {
+    const auto idOf = [](const auto& iSteps) {
         int id = StepNoMore;
         if (!iSteps.empty() && iSteps.front() != nullptr)
             iSteps.front()->GetId(&id);

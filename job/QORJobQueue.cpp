@@ -64,7 +64,7 @@ HRESULT QORJob::AddStepAfterThis(QORJobStep* iStep, int* oCount)
         QSynch::CriticalSection::SmartLock lock(mpLock);
         if (mStatus == JobCancelled)
             return S_OK;
-        const StepQueue::List& todo = mSteps.GetTodo();
+        const StepQueue::List todo = mSteps.GetTodo();
         mSteps.Insert(todo.empty() ? todo.end() : std::next(todo.begin()), step);
         GiveTodoSize(oCount);
         return S_OK;

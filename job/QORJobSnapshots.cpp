@@ -10,8 +10,8 @@ namespace
 {
 
 /// Copies the first records, as many as there is room for.
-template <class Record, std::size_t Room>
-void CopyRecords(const QBase::list<Record*>& iRecords, std::array<Record, Room>& oRecords, int& oCount)
+template <class Records, class Record, std::size_t Room>
+void CopyRecords(const Records& iRecords, std::array<Record, Room>& oRecords, int& oCount)
 {
     std::size_t count = 0;
     for (auto record = iRecords.begin(); record != iRecords.end() && count < Room; ++record)

@@ -15,9 +15,9 @@ namespace
 
 constexpr unsigned cLockFailed = 0x8004308E;
 
-QSynch::CriticalSectionPtr MakeLock()
+QSynch::CriticalSectionPtr MakeLock(void* iPlace)
 {
-    QSynch::CriticalSectionPtr lock(QSynch::CreateCriticalSection(LockCategoryJob));
+    QSynch::CriticalSectionPtr lock(QSynch::CreateCriticalSection(LockCategoryJob, iPlace));
     if (lock == nullptr)
     {
         LogCoded(EnumKernelRouter::Error, cExceptionCaught, "QOR_EXCEPTION_CAUGHT", "QORJob::QORJob",
@@ -27,9 +27,9 @@ QSynch::CriticalSectionPtr MakeLock()
     return lock;
 }
 
-QBase::Buffer* MakeLocalBuffer()
+QBase::Buffer* MakeLocalBuffer(void* iPlace)
 {
-    QBase::Buffer* buffer = QBase::CreateBuffer(0, 1, 256, false);
+    QBase::Buffer* buffer = QBase::CreateBuffer(0, 1, 256, false, iPlace);
     if (buffer == nullptr)
         throw std::bad_alloc();
     return buffer;
@@ -41,17 +41,17 @@ QORJobState::QORJobState(QSynch::AtomicLong iId, int iRequestType, int iPriority
                          QBase::Buffer* iBuffer, std::pmr::memory_resource* iMemory)
     : mId(iId), mRequestType(iRequestType), mProfileIndex(QPerfMon::GetProfileIndex("Job Execution")),
       mbExternalBuffer(iBuffer != nullptr), mpLocalBuffer(iBuffer), mSteps(iMemory), mPriority(iPriority),
-      mPUPriority(iPriority), mStepProfiles(iMemory), mUnits(iMemory), mpUserSession(iSession),
+      mPUPriority(iPriority), mUnits(iMemory), mpUserSession(iSession),
       mpMemGovernor(std::make_shared<JobMemGovernor>(iId)), mChannelRequests(iMemory), mFurtherRequests(iMemory),
       mSubscription(iMemory), mFamily(iMemory), mProjectName(iMemory), mOwner(iMemory), mUser(iMemory),
       mUserLogin(iMemory), mDescription(iMemory)
 {
     // The lock first, then a buffer when the caller gave none: what can't be made decides the exception.
-    mpOwnedLock = MakeLock();
+    mpOwnedLock = MakeLock(mLockPlace);
     mpLock = mpOwnedLock.get();
     if (mbExternalBuffer)
         return;
-    mpOwnedBuffer.reset(MakeLocalBuffer());
+    mpOwnedBuffer.reset(MakeLocalBuffer(mBufferPlace));
     mpLocalBuffer = mpOwnedBuffer.get();
 }
 

@@ -1,6 +1,7 @@
 // The fields of a job, which only the operations of QORJob use.
 #pragma once
 
+#include "base/HeapObject.h"
 #include "base/Unlocked.h"
 #include "job/StepQueue.h"
 #include "platform/QBase.h"
@@ -13,6 +14,7 @@
 
 #include <array>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <memory_resource>
@@ -35,10 +37,14 @@ struct QORJobState
     using UnitList = QBase::list<QORJobPUInfo*>;
     using IdList = QBase::list<QSynch::AtomicLong>;
 
-    struct StepProfile
+    /// The profile of a step that runs, and behind it those of others. There are none while profiling is off.
+    struct StepProfile : HeapObject
     {
-        QORProfileAgent* mpAgent; // owned, freed as plain memory; null while profiling is off
-        int mStepId;
+        StepProfile(int iStepId, QORProfileAgent* iAgent) : mStepId(iStepId), mpAgent(iAgent) {}
+
+        const int mStepId;
+        const std::unique_ptr<QORProfileAgent, QBase::HeapDeleter> mpAgent; // freed as plain memory
+        std::unique_ptr<StepProfile> mpNext;
     };
 
     struct BufferDestroyer
@@ -88,8 +94,10 @@ struct QORJobState
     const unsigned mProfileIndex;
     const bool mbExternalBuffer;
     QBase::Buffer* mpLocalBuffer;
-    std::unique_ptr<QBase::Buffer, BufferDestroyer> mpOwnedBuffer;
-    QSynch::CriticalSectionPtr mpOwnedLock;
+    alignas(QBase::cHeapAlignment) std::byte mBufferPlace[QBase::cBufferBytes];
+    std::unique_ptr<QBase::Buffer, BufferDestroyer> mpOwnedBuffer; // in mBufferPlace
+    alignas(QSynch::cCriticalSectionAlignment) std::byte mLockPlace[QSynch::cCriticalSectionBytes];
+    QSynch::CriticalSectionPtr mpOwnedLock; // in mLockPlace
     QSynch::CriticalSection* mpLock = nullptr;
     QDataType::DateTime mCreationTime;
     std::int64_t mCreationSeconds = 0; // the same since 1970
@@ -125,7 +133,7 @@ struct QORJobState
     int mPUPriority QORJOB_GUARDED_BY(mpLock);
     QORJobTask* mpExecutingTask QORJOB_GUARDED_BY(mpLock) = nullptr; // not owned
     ThreadTimes mStepStartTimes QORJOB_GUARDED_BY(mpLock);
-    std::pmr::vector<StepProfile> mStepProfiles QORJOB_GUARDED_BY(mpLock);
+    std::unique_ptr<StepProfile> mpStepProfiles QORJOB_GUARDED_BY(mpLock);
     QDataType::DateTime mStatusTime QORJOB_GUARDED_BY(mpLock);
     QDataType::DateTime mFinishTime QORJOB_GUARDED_BY(mpLock);
     QDataType::DateTime mTimeOutTime QORJOB_GUARDED_BY(mpLock);

@@ -30,18 +30,21 @@ bool StepQueue::IsCurrent(int iStepId) const { return HasId(GetCurrent(), iStepI
 
 StepQueue::Position StepQueue::Find(int iStepId) const
 {
-    return std::find_if(mTodo.begin(), mTodo.end(), [=](const QORJobStep* iStep) { return HasId(iStep, iStepId); });
+    const List todo = GetTodo();
+    return std::find_if(todo.begin(), todo.end(), [=](const QORJobStep* iStep) { return HasId(iStep, iStepId); });
 }
 
 StepQueue::Position StepQueue::FindPlaceToAdd() const
 {
-    const bool bCloses = !mTodo.empty() && HasId(mTodo.back(), StepCloseJob);
-    return bCloses ? std::prev(mTodo.end()) : mTodo.end();
+    const List todo = GetTodo();
+    const bool bCloses = !todo.empty() && HasId(todo.back(), StepCloseJob);
+    return bCloses ? std::prev(todo.end()) : todo.end();
 }
 
 bool StepQueue::HasFinished(int iStepId) const
 {
-    return std::any_of(mFinished.begin(), mFinished.end(),
+    const NewestFirst<QORJobStep> finished = GetFinished();
+    return std::any_of(finished.begin(), finished.end(),
                        [=](const QORJobStep* iStep) { return HasId(iStep, iStepId); });
 }
 
@@ -50,66 +53,104 @@ const QORJobStep* StepQueue::FindStartedCloseStep() const
 {
     const QORJobStep* started = nullptr;
     int left = mCloseSteps;
-    for (auto step = mTodo.rbegin(); left > 0 && step != mTodo.rend(); ++step)
+    for (std::size_t place = mCount; left > 0 && place > mFinished; --place)
     {
-        if (!HasId(*step, StepCloseJob))
+        const QORJobStep* const step = mpEntries[place - 1];
+        if (!HasId(step, StepCloseJob))
             continue;
         --left;
-        if (IsStarted(**step))
-            started = *step;
+        if (IsStarted(*step))
+            started = step;
     }
     return started;
 }
 
+/// Makes room for entries at that place of all.
+void StepQueue::OpenGap(std::size_t iPlace, std::size_t iEntries)
+{
+    QORJobStep** entries = mpEntries;
+    const std::size_t room = mCount + iEntries <= mRoom ? mRoom : 2 * (mCount + iEntries);
+    if (room != mRoom)
+        entries = static_cast<QORJobStep**>(mpMemory->allocate(room * sizeof(QORJobStep*), alignof(QORJobStep*)));
+    std::copy_backward(mpEntries + iPlace, mpEntries + mCount, entries + mCount + iEntries);
+    if (room != mRoom)
+    {
+        std::copy(mpEntries, mpEntries + iPlace, entries);
+        FreeEntries();
+        mpEntries = entries;
+        mRoom = room;
+    }
+    mCount += iEntries;
+}
+
+void StepQueue::FreeEntries()
+{
+    if (mpEntries != mFirstEntries.data())
+        mpMemory->deallocate(mpEntries, mRoom * sizeof(QORJobStep*), alignof(QORJobStep*));
+}
+
 void StepQueue::Insert(Position iBefore, std::unique_ptr<QORJobStep>& ioStep)
 {
-    mTodo.insert(iBefore, ioStep.get());
-    if (HasId(ioStep.release(), StepCloseJob))
+    const std::size_t place = mFinished + static_cast<std::size_t>(iBefore - GetTodo().begin());
+    OpenGap(place, 1);
+    mpEntries[place] = ioStep.release();
+    if (HasId(mpEntries[place], StepCloseJob))
         ++mCloseSteps;
 }
 
 HRESULT StepQueue::InsertNew(Position iBefore, int iFirstId, int iSecondId)
 {
-    List entries(mTodo.get_allocator());
     std::array<std::unique_ptr<QORJobStep>, 2> steps;
-    for (std::size_t i = 0; i < steps.size(); ++i)
+    std::size_t count = 0;
+    for (int id : {iFirstId, iSecondId})
     {
-        const int id = i == 0 ? iFirstId : iSecondId;
         if (id == StepNoMore)
             continue;
-        steps[i] = std::make_unique<QORJobStep>(id);
-        if (steps[i] == nullptr) // the class's own `new` doesn't throw
+        steps[count] = std::make_unique<QORJobStep>(id);
+        if (steps[count] == nullptr) // the class's own `new` doesn't throw
             return E_OUTOFMEMORY;
-        entries.push_back(steps[i].get());
+        ++count;
     }
-    for (std::unique_ptr<QORJobStep>& step : steps)
-        if (HasId(step.release(), StepCloseJob))
+    std::size_t place = mFinished + static_cast<std::size_t>(iBefore - GetTodo().begin());
+    OpenGap(place, count);
+    for (std::size_t i = 0; i < count; ++i, ++place)
+    {
+        mpEntries[place] = steps[i].release();
+        if (HasId(mpEntries[place], StepCloseJob))
             ++mCloseSteps;
-    mTodo.splice(iBefore, entries);
+    }
     return S_OK;
 }
 
 StepQueue::Position StepQueue::Delete(Position iPosition)
 {
-    const std::unique_ptr<QORJobStep> step(*iPosition);
-    if (HasId(step.get(), StepCloseJob))
-        --mCloseSteps;
-    const Position next = mTodo.erase(iPosition);
+    const auto place = iPosition - GetTodo().begin();
+    Delete(iPosition, std::next(iPosition));
+    return GetTodo().begin() + place;
+}
+
+void StepQueue::Delete(Position iFrom, Position iTo)
+{
+    QORJobStep** const from = mpEntries + mFinished + (iFrom - GetTodo().begin());
+    QORJobStep** const to = from + (iTo - iFrom);
+    for (QORJobStep** entry = from; entry != to; ++entry)
+    {
+        if (HasId(*entry, StepCloseJob))
+            --mCloseSteps;
+        delete *entry;
+    }
+    std::copy(to, mpEntries + mCount, from);
+    mCount -= static_cast<std::size_t>(to - from);
     CountNone();
-    return next;
 }
 
 void StepQueue::DeleteAllOf(int iStepId)
 {
-    for (Position step = mTodo.cbegin(); step != mTodo.cend();)
+    for (Position step = GetTodo().begin(); step != GetTodo().end();)
         step = HasId(*step, iStepId) ? Delete(step) : std::next(step);
 }
 
-void StepQueue::Clear()
-{
-    while (!mTodo.empty())
-        Delete(mTodo.cbegin());
-}
+void StepQueue::Clear() { Delete(GetTodo().begin(), GetTodo().end()); }
 
 void StepQueue::MoveToFinished(Position iPosition)
 {
@@ -118,37 +159,43 @@ void StepQueue::MoveToFinished(Position iPosition)
         --mCloseSteps;
         mbCloseFinished = true;
     }
-    mFinished.splice(mFinished.begin(), mTodo, iPosition);
+    QORJobStep** const front = mpEntries + mFinished;
+    QORJobStep** const moved = front + (iPosition - GetTodo().begin());
+    std::rotate(front, moved, moved + 1);
+    ++mFinished;
     CountNone();
 }
 
 /// In an empty list the count is right again, whatever holders of queued steps have made of their ids.
 void StepQueue::CountNone()
 {
-    if (mTodo.empty())
+    if (mFinished == mCount)
         mCloseSteps = 0;
 }
 
 HRESULT StepQueue::ReduceToClosing(int iReportingStepId)
 {
-    const std::size_t queued = mTodo.size();
-    const HRESULT code = InsertNew(mTodo.cend(), IsCurrent(iReportingStepId) ? StepNoMore : iReportingStepId,
+    const auto queued = static_cast<std::ptrdiff_t>(GetTodo().size());
+    const HRESULT code = InsertNew(GetTodo().end(), IsCurrent(iReportingStepId) ? StepNoMore : iReportingStepId,
                                    IsCurrent(StepCloseJob) ? StepNoMore : StepCloseJob);
-    if (code != S_OK)
-        return code;
-    for (std::size_t dropped = 1; dropped < queued; ++dropped)
-        Delete(std::next(mTodo.cbegin()));
-    return S_OK;
+    if (code == S_OK && queued > 1)
+        Delete(std::next(GetTodo().begin()), GetTodo().begin() + queued);
+    return code;
 }
 
 void StepQueue::ReplaceCurrent(std::unique_ptr<QORJobStep> iStep)
 {
-    delete std::exchange(mTodo.front(), iStep.release());
+    delete std::exchange(mpEntries[mFinished], iStep.release());
 }
 
 void StepQueue::DeleteSteps()
 {
-    for (List* list : {&mFinished, &mTodo})
-        for (QORJobStep*& step : *list)
-            delete std::exchange(step, nullptr);
+    for (std::size_t place = 0; place < mCount; ++place)
+        delete std::exchange(mpEntries[place], nullptr);
+}
+
+StepQueue::~StepQueue()
+{
+    DeleteSteps();
+    FreeEntries();
 }

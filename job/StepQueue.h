@@ -1,11 +1,14 @@
 // The steps of a job: those to be run, in their order, and those that have been run.
 #pragma once
 
-#include "platform/QBase.h"
+#include "job/NewestFirst.h"
+#include "platform/Windows.h"
 
+#include <array>
 #include <cstddef>
 #include <memory>
 #include <memory_resource>
+#include <span>
 
 class QORJobStep;
 
@@ -19,19 +22,19 @@ class QORJobStep;
 class StepQueue
 {
 public:
-    using List = QBase::list<QORJobStep*>;
-    using Position = List::const_iterator;
+    using List = std::span<QORJobStep* const>;
+    using Position = List::iterator; ///< good until the next change
 
-    explicit StepQueue(std::pmr::memory_resource* iMemory) : mTodo(iMemory), mFinished(iMemory) {}
-    ~StepQueue() { DeleteSteps(); }
+    explicit StepQueue(std::pmr::memory_resource* iMemory) : mpMemory(iMemory) {}
+    ~StepQueue();
     StepQueue(const StepQueue&) = delete;
     StepQueue& operator=(const StepQueue&) = delete;
 
-    const List& GetTodo() const { return mTodo; }
-    const List& GetFinished() const { return mFinished; } ///< newest first
+    List GetTodo() const { return {mpEntries + mFinished, mCount - mFinished}; }
+    NewestFirst<QORJobStep> GetFinished() const { return {mpEntries, mFinished}; }
 
     /// The current step; null without one, and for an entry without a step.
-    QORJobStep* GetCurrent() const { return mTodo.empty() ? nullptr : mTodo.front(); }
+    QORJobStep* GetCurrent() const { return mFinished == mCount ? nullptr : mpEntries[mFinished]; }
     bool IsCurrent(int iStepId) const;
     /// The end when no step of that id is queued.
     Position Find(int iStepId) const;
@@ -48,22 +51,33 @@ public:
     HRESULT InsertNew(Position iBefore, int iFirstId, int iSecondId);
     /// Deletes the entry with its step; gives the entry behind it.
     Position Delete(Position iPosition);
+    void Delete(Position iFrom, Position iTo);
     void DeleteAllOf(int iStepId);
     void Clear();
     void MoveToFinished(Position iPosition);
     /// Leaves the current step, and behind it a new one that reports to the client (0 for none) and a closing one, as
     /// far as the current step isn't that itself.
     HRESULT ReduceToClosing(int iReportingStepId);
-    /// Puts a step of the same id in the current one's entry, which takes no memory for the list.
+    /// Puts a step of the same id in the current one's entry.
     void ReplaceCurrent(std::unique_ptr<QORJobStep> iStep);
     /// Deletes all steps and keeps the entries: for the end, when nobody asks for closing steps any more.
     void DeleteSteps();
 
 private:
+    static constexpr std::size_t cFirstRoom = 8; // most jobs have no more steps
+
+    void OpenGap(std::size_t iPlace, std::size_t iEntries);
+    void FreeEntries();
     void CountNone();
 
-    List mTodo;
-    List mFinished;
-    int mCloseSteps = 0; // among mTodo
+    std::pmr::memory_resource* const mpMemory;
+    std::array<QORJobStep*, cFirstRoom> mFirstEntries;
+    // The finished steps, the oldest first, and behind them the queued ones: a step that was in front is finished where
+    // it stands.
+    QORJobStep** mpEntries = mFirstEntries.data();
+    std::size_t mRoom = cFirstRoom;
+    std::size_t mCount = 0;
+    std::size_t mFinished = 0;
+    int mCloseSteps = 0; // among those queued
     bool mbCloseFinished = false;
 };

@@ -17,7 +17,8 @@ namespace
 
 using Ids = std::vector<int>;
 
-Ids IdsOf(const StepQueue::List& iSteps)
+template <class Steps>
+Ids IdsOf(const Steps& iSteps)
 {
     Ids ids;
     for (const QORJobStep* step : iSteps)
@@ -76,8 +77,9 @@ TEST_F(StepQueueTest, PassesOverEntriesWithoutAStep)
 
 TEST_F(StepQueueTest, TakesBothNewStepsOrNone)
 {
-    Add({3});
-    for (int failing = 1; failing <= 4; ++failing) // two steps and their two entries
+    const Ids queued = {3, 4, 5, 6, 7, 8, 9, 11}; // there is no room for another entry
+    Add(queued);
+    for (int failing = 1; failing <= 3; ++failing) // two steps and their entries
     {
         Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, failing);
         try
@@ -87,10 +89,10 @@ TEST_F(StepQueueTest, TakesBothNewStepsOrNone)
         catch (const std::bad_alloc&)
         {
         }
-        Expect({3}, {});
+        Expect(queued, {});
     }
     EXPECT_EQ(mQueue.InsertNew(At(0), 12, StepCloseJob), S_OK);
-    Expect({12, StepCloseJob, 3}, {});
+    Expect(Join(Ids{12, StepCloseJob}, queued), {});
 }
 
 /// What the queue keeps beside its lists is held against a walk through them, after each of many random changes.
