@@ -50,7 +50,7 @@ public:
     SystemMutex(const SystemMutex&) = delete;
     SystemMutex& operator=(const SystemMutex&) = delete;
 
-    void lock() noexcept
+    [[gnu::always_inline]] void lock() noexcept
     {
         QORJOB_TELL_SANITIZER(__tsan_mutex_pre_lock(this, 0));
         std::uint32_t state = cFree;
@@ -59,7 +59,7 @@ public:
         QORJOB_TELL_SANITIZER(__tsan_mutex_post_lock(this, 0, 0));
     }
 
-    void unlock() noexcept
+    [[gnu::always_inline]] void unlock() noexcept
     {
         QORJOB_TELL_SANITIZER(__tsan_mutex_pre_unlock(this, 0));
         if (mState.exchange(cFree, std::memory_order_release) == cAwaited)

@@ -3,7 +3,7 @@
 #include "platform/builtin/Faults.h"
 #include "platform/builtin/base/NeverDestroyed.h"
 #include "platform/builtin/base/System.h"
-#include "platform/builtin/base/ThreadLocal.h"
+#include "platform/builtin/base/ThreadId.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -52,8 +52,6 @@ class HeapResource final : public std::pmr::memory_resource
     bool do_is_equal(const std::pmr::memory_resource& iOther) const noexcept override { return this == &iOther; }
 };
 
-QORJOB_NEAR_THREAD_LOCAL DWORD tThreadId = 0;
-
 } // namespace
 
 void* HeapAllocate(std::size_t iBytes) noexcept
@@ -80,9 +78,9 @@ std::pmr::memory_resource* DefaultHeap() noexcept
 
 DWORD GetCurrentThreadID() noexcept
 {
-    if (tThreadId == 0) [[unlikely]]
-        tThreadId = Builtin::System::GetThreadId();
-    return tThreadId;
+    if (Builtin::tThreadId == 0) [[unlikely]]
+        Builtin::tThreadId = Builtin::System::GetThreadId();
+    return Builtin::tThreadId;
 }
 
 std::string ToString(const GUID& iGuid)

@@ -5,6 +5,7 @@
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Faults.h"
 #include "platform/builtin/base/SystemLocks.h"
+#include "platform/builtin/base/ThreadId.h"
 
 #include <atomic>
 #include <new>
@@ -26,7 +27,7 @@ public:
 
     void Lock() noexcept
     {
-        const DWORD self = QBase::GetCurrentThreadID();
+        const DWORD self = Builtin::GetOwnThreadId();
         // Relaxed: whatever another thread writes here meanwhile, it isn't this one's id.
         if (mOwner.load(std::memory_order_relaxed) == self)
         {

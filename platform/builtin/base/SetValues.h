@@ -3,14 +3,26 @@
 
 #include "platform/QDataType.h"
 
+#include <atomic>
 #include <cstdint>
+#include <limits>
 #include <optional>
 
 namespace Builtin::SetValues
 {
 
+// A value that is never set stands for the released clock, so that one read is enough.
+inline constexpr std::int64_t cClockReleased = std::numeric_limits<std::int64_t>::min();
+extern constinit std::atomic<std::int64_t> gClock;
+
 /// Empty while the clock isn't set.
-std::optional<QDataType::DateTime> GetClock() noexcept;
+inline std::optional<QDataType::DateTime> GetClock() noexcept
+{
+    const std::int64_t ticks = gClock.load(std::memory_order_relaxed);
+    if (ticks == cClockReleased)
+        return {};
+    return QDataType::DateTime::FromTicks(ticks);
+}
 
 enum class EnumThreadTimes
 {

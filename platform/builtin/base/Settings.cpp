@@ -4,7 +4,6 @@
 #include "platform/builtin/base/ThreadLocal.h"
 
 #include <atomic>
-#include <limits>
 
 namespace Builtin
 {
@@ -13,10 +12,6 @@ namespace
 {
 
 constexpr unsigned cEnglish = 0x409;
-
-// A value that is never set stands for the released clock, so that one read is enough.
-constexpr std::int64_t cReleased = std::numeric_limits<std::int64_t>::min();
-constinit std::atomic<std::int64_t> gClock{cReleased};
 
 struct ThreadTimes
 {
@@ -38,9 +33,12 @@ constinit std::atomic<unsigned> gUserDefaultLocale{cEnglish};
 namespace Settings
 {
 
-void SetClock(QDataType::DateTime iNow) noexcept { gClock.store(iNow.GetTicks(), std::memory_order_relaxed); }
+void SetClock(QDataType::DateTime iNow) noexcept
+{
+    SetValues::gClock.store(iNow.GetTicks(), std::memory_order_relaxed);
+}
 
-void ReleaseClock() noexcept { gClock.store(cReleased, std::memory_order_relaxed); }
+void ReleaseClock() noexcept { SetValues::gClock.store(SetValues::cClockReleased, std::memory_order_relaxed); }
 
 void SetThreadTimes(std::uint64_t iKernel, std::uint64_t iUser) noexcept
 {
@@ -70,13 +68,7 @@ void SetUserDefaultLCID(unsigned iLocale) noexcept { gUserDefaultLocale.store(iL
 namespace SetValues
 {
 
-std::optional<QDataType::DateTime> GetClock() noexcept
-{
-    const std::int64_t ticks = gClock.load(std::memory_order_relaxed);
-    if (ticks == cReleased)
-        return {};
-    return QDataType::DateTime::FromTicks(ticks);
-}
+constinit std::atomic<std::int64_t> gClock{cClockReleased};
 
 EnumThreadTimes GetThreadTimes(std::uint64_t& oKernel, std::uint64_t& oUser) noexcept
 {

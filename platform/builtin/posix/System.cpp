@@ -2,9 +2,7 @@
 
 #include <fcntl.h>
 
-#include <chrono>
 #include <cstdint>
-#include <ratio>
 
 #if defined(__linux__)
 #include <sys/resource.h>
@@ -66,8 +64,9 @@ bool GetThreadTimes(FILETIME& oKernel, FILETIME& oUser) noexcept
 
 std::int64_t GetTime() noexcept
 {
-    using Ticks = std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>;
-    return std::chrono::floor<Ticks>(std::chrono::system_clock::now().time_since_epoch()).count();
+    timespec now;
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    return std::int64_t{now.tv_sec} * 10'000'000 + now.tv_nsec / 100;
 }
 
 bool ToLocalTime(std::time_t iTime, std::tm& oLocal) noexcept { return ::localtime_r(&iTime, &oLocal) != nullptr; }
