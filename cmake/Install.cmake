@@ -31,6 +31,7 @@ set(QORJOB_HEADERS
     platform/Windows.h
     base/HeapObject.h
     base/QORJobInitializer.h
+    base/OnDemand.h
     base/Unlocked.h
     context/CKDXProcessContext.h
     context/Collaborators.h

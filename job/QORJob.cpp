@@ -83,6 +83,8 @@ void QORJob::CountCreation() const
 
 void QORJob::LogCreation() const
 {
+    if (KernelLog::EnabledRouter(EnumKernelRouter::ScopeTrace) == nullptr)
+        return;
     // A report's line is written twice on purpose: log readers count on the pair.
     const int lines = IsReportRequest() ? 2 : 1;
     for (int line = 0; line < lines; ++line)

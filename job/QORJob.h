@@ -404,19 +404,25 @@ private:
     HRESULT Boundary(Body&& iBody, const char* iOperation = __builtin_FUNCTION()) const;
     template <class T>
     HRESULT Get(const T& iField, T* oValue, const char* iOperation = __builtin_FUNCTION()) const;
+    template <class Part, class T>
+    HRESULT Get(const OnDemand<Part>& iPart, T Part::*iField, T* oValue,
+                const char* iOperation = __builtin_FUNCTION()) const;
     template <class T>
     HRESULT GetUnlocked(const Unlocked<T>& iField, T* oValue) const;
     template <class T>
     T GetValue(const T& iField) const;
     template <class T>
     HRESULT Set(T& oField, T iValue, T* oOld = nullptr, const char* iOperation = __builtin_FUNCTION());
+    template <class Part, class T>
+    HRESULT Set(OnDemand<Part>& ioPart, T Part::*iField, const T& iValue,
+                const char* iOperation = __builtin_FUNCTION());
     HRESULT Is(int iStatus, bool* obIs, const char* iOperation = __builtin_FUNCTION()) const;
-    HRESULT GetText(const QBase::wstring& iField, QBase::wstring& oText,
+    template <class Part>
+    HRESULT GetText(const OnDemand<Part>& iPart, QBase::wstring Part::*iField, QBase::wstring& oText,
                     const char* iOperation = __builtin_FUNCTION()) const;
-    template <class Text>
-    HRESULT StoreText(QBase::wstring& oField, const Text& iText, const char* iOperation);
-    HRESULT SetText(QBase::wstring& oField, const QBase::wstring& iText, const char* iOperation = __builtin_FUNCTION());
-    HRESULT SetText(QBase::wstring& oField, const QBase::WCHAR* iText, const char* iOperation = __builtin_FUNCTION());
+    template <class Part>
+    HRESULT SetText(OnDemand<Part>& ioPart, QBase::wstring Part::*iField, const QBase::WCHAR* iText,
+                    const char* iOperation = __builtin_FUNCTION());
     template <class T>
     HRESULT GetPointer(const QBase::PtrI<T>& iField, T** oObject, const char* iOperation = __builtin_FUNCTION()) const;
     void TellContext(ICKDXProcessContext& ioContext) QORJOB_REQUIRES(mpLock);
@@ -461,6 +467,7 @@ private:
     HRESULT ChangeRunningChildCount(int iChange, int* oCount, const char* iOperation = __builtin_FUNCTION());
 
     // --- Units -------------------------------------------------------------------------------------------------------
+    NewestFirst<QORJobPUInfo> GetVisits() const QORJOB_REQUIRES(mpLock);
     void CountFirstStart() QORJOB_REQUIRES(mpLock);
 
     // --- Errors ------------------------------------------------------------------------------------------------------

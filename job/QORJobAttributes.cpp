@@ -13,53 +13,42 @@ bool IsExemptKind(int iExecutionKind) { return iExecutionKind == ExecutionKind7 
 
 } // namespace
 
-HRESULT QORJob::GetText(const QBase::wstring& iField, QBase::wstring& oText, const char* iOperation) const
+/// Locked copy; the out-text is cleared first.
+template <class Part>
+HRESULT QORJob::GetText(const OnDemand<Part>& iPart, QBase::wstring Part::*iField, QBase::wstring& oText,
+                        const char* iOperation) const
 {
-    return Boundary(
-        [&] {
-            oText.clear();
-            QSynch::CriticalSection::SmartLock lock(mpLock);
-            oText = iField;
-            return S_OK;
-        },
-        iOperation);
+    oText.clear();
+    return Get(iPart, iField, &oText, iOperation);
 }
 
-/// Locked store.
-template <class Text>
-HRESULT QORJob::StoreText(QBase::wstring& oField, const Text& iText, const char* iOperation)
+/// Null rule E_POINTER; locked store.
+template <class Part>
+HRESULT QORJob::SetText(OnDemand<Part>& ioPart, QBase::wstring Part::*iField, const QBase::WCHAR* iText,
+                        const char* iOperation)
 {
-    return Boundary(
-        [&] {
-            QSynch::CriticalSection::SmartLock lock(mpLock);
-            oField = iText;
-            return S_OK;
-        },
-        iOperation);
-}
-
-HRESULT QORJob::SetText(QBase::wstring& oField, const QBase::wstring& iText, const char* iOperation)
-{
-    return StoreText(oField, iText, iOperation);
-}
-
-HRESULT QORJob::SetText(QBase::wstring& oField, const QBase::WCHAR* iText, const char* iOperation)
-{
-    return iText == nullptr ? E_POINTER : StoreText(oField, iText, iOperation);
+    if (iText == nullptr)
+        return E_POINTER;
+    const auto store = [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        ioPart.Write(mpMemory).*iField = iText;
+        return S_OK;
+    };
+    return Boundary(store, iOperation);
 }
 
 // clang-format off
 // One row an accessor: the helper's name says its lock and its null rule.
 
-HRESULT QORJob::SetIsSendNowJob(bool ibSendNow) { return Set(mSubscription.mbSendNow, ibSendNow); }
-HRESULT QORJob::GetIsSendNowJob(bool* obSendNow) const { return Get(mSubscription.mbSendNow, obSendNow); }
-HRESULT QORJob::GetDeliveryType(EnumSubscriptionDeliveryType* oType) const { return Get(mSubscription.mDeliveryType, oType); }
-HRESULT QORJob::SetSubscriptionOwner(const QBase::wstring& iOwner) { return SetText(mSubscription.mOwner, iOwner); }
-HRESULT QORJob::GetSubscriptionOwner(QBase::wstring& oOwner) const { return GetText(mSubscription.mOwner, oOwner); }
-HRESULT QORJob::SetSubscriptionRecipient(const QBase::wstring& iRecipient) { return SetText(mSubscription.mRecipient, iRecipient); }
-HRESULT QORJob::GetSubscriptionRecipient(QBase::wstring& oRecipient) const { return GetText(mSubscription.mRecipient, oRecipient); }
-HRESULT QORJob::SetDestination(const QBase::wstring& iDestination) { return SetText(mSubscription.mDestination, iDestination); }
-HRESULT QORJob::GetDestination(QBase::wstring& oDestination) const { return GetText(mSubscription.mDestination, oDestination); }
+HRESULT QORJob::SetIsSendNowJob(bool ibSendNow) { return Set(mbSendNow, ibSendNow); }
+HRESULT QORJob::GetIsSendNowJob(bool* obSendNow) const { return Get(mbSendNow, obSendNow); }
+HRESULT QORJob::GetDeliveryType(EnumSubscriptionDeliveryType* oType) const { return Get(mDeliveryType, oType); }
+HRESULT QORJob::SetSubscriptionOwner(const QBase::wstring& iOwner) { return Set(mDelivery, &Delivery::mSubscriptionOwner, iOwner); }
+HRESULT QORJob::GetSubscriptionOwner(QBase::wstring& oOwner) const { return GetText(mDelivery, &Delivery::mSubscriptionOwner, oOwner); }
+HRESULT QORJob::SetSubscriptionRecipient(const QBase::wstring& iRecipient) { return Set(mDelivery, &Delivery::mRecipient, iRecipient); }
+HRESULT QORJob::GetSubscriptionRecipient(QBase::wstring& oRecipient) const { return GetText(mDelivery, &Delivery::mRecipient, oRecipient); }
+HRESULT QORJob::SetDestination(const QBase::wstring& iDestination) { return Set(mDelivery, &Delivery::mDestination, iDestination); }
+HRESULT QORJob::GetDestination(QBase::wstring& oDestination) const { return GetText(mDelivery, &Delivery::mDestination, oDestination); }
 HRESULT QORJob::SetIsBatchJob(bool ibBatch) { return Set(mbBatch, ibBatch); }
 bool QORJob::IsBatchJob() const { return GetValue(mbBatch); }
 HRESULT QORJob::SetIsExecutingInWarehouse(bool ibExecuting) { return Set(mbExecutingInWarehouse, ibExecuting); }
@@ -70,27 +59,27 @@ HRESULT QORJob::GetType(int* oType) const { return GetUnlocked(mType, oType); }
 HRESULT QORJob::GetSource(int* oSource) const { return GetUnlocked(mSource, oSource); }
 HRESULT QORJob::SetProjectId(int iProjectId, int* oOld) { return Set(mProjectId, iProjectId, oOld); }
 HRESULT QORJob::GetProjectId(int* oProjectId) const { return Get(mProjectId, oProjectId); }
-HRESULT QORJob::SetProjectID(const GUID& iProjectID) { return Set(mProjectID, iProjectID); }
-HRESULT QORJob::GetProjectID(GUID* oProjectID) const { return Get(mProjectID, oProjectID); }
-HRESULT QORJob::SetProjectName(const QBase::wstring& iName) { return SetText(mProjectName, iName); }
-HRESULT QORJob::SetProjectName(const QBase::WCHAR* iName) { return SetText(mProjectName, iName); }
-HRESULT QORJob::GetProjectName(QBase::wstring& oName) const { return GetText(mProjectName, oName); }
-HRESULT QORJob::SetOwner(const QBase::wstring& iOwner) { return SetText(mOwner, iOwner); }
-HRESULT QORJob::SetOwner(const QBase::WCHAR* iOwner) { return SetText(mOwner, iOwner); }
-HRESULT QORJob::GetOwner(QBase::wstring& oOwner) const { return GetText(mOwner, oOwner); }
-HRESULT QORJob::SetUser(const QBase::wstring& iUser) { return SetText(mUser, iUser); }
-HRESULT QORJob::SetUser(const QBase::WCHAR* iUser) { return SetText(mUser, iUser); }
-HRESULT QORJob::GetUser(QBase::wstring& oUser) const { return GetText(mUser, oUser); }
-HRESULT QORJob::SetUserLogin(const QBase::wstring& iLogin) { return SetText(mUserLogin, iLogin); }
-HRESULT QORJob::SetUserLogin(const QBase::WCHAR* iLogin) { return SetText(mUserLogin, iLogin); }
-HRESULT QORJob::GetUserLogin(QBase::wstring& oLogin) const { return GetText(mUserLogin, oLogin); }
-HRESULT QORJob::GetUserID(GUID& oUserID) const { return Get(mUserID, &oUserID); }
-HRESULT QORJob::SetSessionID(GUID iSessionID) { return Set(mSessionID, iSessionID); }
-HRESULT QORJob::GetSessionID(GUID& oSessionID) const { return Get(mSessionID, &oSessionID); }
-HRESULT QORJob::SetWarehouseID(GUID iWarehouseID) { return Set(mWarehouseID, iWarehouseID); }
-HRESULT QORJob::GetWarehouseID(GUID& oWarehouseID) const { return Get(mWarehouseID, &oWarehouseID); }
-HRESULT QORJob::SetDescription(const QBase::wstring& iDescription) { return SetText(mDescription, iDescription); }
-HRESULT QORJob::GetDescription(QBase::wstring& oDescription) const { return GetText(mDescription, oDescription); }
+HRESULT QORJob::SetProjectID(const GUID& iProjectID) { return Set(mRequest, &Request::mProjectID, iProjectID); }
+HRESULT QORJob::GetProjectID(GUID* oProjectID) const { return Get(mRequest, &Request::mProjectID, oProjectID); }
+HRESULT QORJob::SetProjectName(const QBase::wstring& iName) { return Set(mRequest, &Request::mProjectName, iName); }
+HRESULT QORJob::SetProjectName(const QBase::WCHAR* iName) { return SetText(mRequest, &Request::mProjectName, iName); }
+HRESULT QORJob::GetProjectName(QBase::wstring& oName) const { return GetText(mRequest, &Request::mProjectName, oName); }
+HRESULT QORJob::SetOwner(const QBase::wstring& iOwner) { return Set(mRequest, &Request::mOwner, iOwner); }
+HRESULT QORJob::SetOwner(const QBase::WCHAR* iOwner) { return SetText(mRequest, &Request::mOwner, iOwner); }
+HRESULT QORJob::GetOwner(QBase::wstring& oOwner) const { return GetText(mRequest, &Request::mOwner, oOwner); }
+HRESULT QORJob::SetUser(const QBase::wstring& iUser) { return Set(mRequest, &Request::mUser, iUser); }
+HRESULT QORJob::SetUser(const QBase::WCHAR* iUser) { return SetText(mRequest, &Request::mUser, iUser); }
+HRESULT QORJob::GetUser(QBase::wstring& oUser) const { return GetText(mRequest, &Request::mUser, oUser); }
+HRESULT QORJob::SetUserLogin(const QBase::wstring& iLogin) { return Set(mRequest, &Request::mUserLogin, iLogin); }
+HRESULT QORJob::SetUserLogin(const QBase::WCHAR* iLogin) { return SetText(mRequest, &Request::mUserLogin, iLogin); }
+HRESULT QORJob::GetUserLogin(QBase::wstring& oLogin) const { return GetText(mRequest, &Request::mUserLogin, oLogin); }
+HRESULT QORJob::GetUserID(GUID& oUserID) const { return Get(mRequest, &Request::mUserID, &oUserID); }
+HRESULT QORJob::SetSessionID(GUID iSessionID) { return Set(mRequest, &Request::mSessionID, iSessionID); }
+HRESULT QORJob::GetSessionID(GUID& oSessionID) const { return Get(mRequest, &Request::mSessionID, &oSessionID); }
+HRESULT QORJob::SetWarehouseID(GUID iWarehouseID) { return Set(mRequest, &Request::mWarehouseID, iWarehouseID); }
+HRESULT QORJob::GetWarehouseID(GUID& oWarehouseID) const { return Get(mRequest, &Request::mWarehouseID, &oWarehouseID); }
+HRESULT QORJob::SetDescription(const QBase::wstring& iDescription) { return Set(mRequest, &Request::mDescription, iDescription); }
+HRESULT QORJob::GetDescription(QBase::wstring& oDescription) const { return GetText(mRequest, &Request::mDescription, oDescription); }
 HRESULT QORJob::SetTimeoutExtended(bool ibExtended, bool* obOld) { return Set(mbTimeoutExtended, ibExtended, obOld); }
 
 // clang-format on
@@ -171,7 +160,7 @@ HRESULT QORJob::SetDeliveryType(EnumSubscriptionDeliveryType iType)
 {
     return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        mSubscription.mDeliveryType = iType;
+        mDeliveryType = iType;
         if (iType != EnumSubscriptionDeliveryType{} && mpMemGovernor)
             mpMemGovernor->mbNotGoverned = true;
         return S_OK;
@@ -182,7 +171,7 @@ HRESULT QORJob::SetUserID(GUID iUserID)
 {
     return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        mUserID = iUserID;
+        mRequest.Write(mpMemory).mUserID = iUserID;
         if (mpMemGovernor)
             mpMemGovernor->mUserGuid = iUserID;
         return S_OK;

@@ -65,11 +65,12 @@ HRESULT QORJob::SetDescription()
     return Boundary([&] {
         // The context is called under the lock on purpose: nobody reads a description that is half made.
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        mDescription.clear();
+        QBase::wstring& description = mRequest.Write(mpMemory).mDescription;
+        description.clear();
         const unsigned locale =
             mpProcessContext ? SessionLocaleOf(*mpProcessContext.Get()) : QFormat::GetUserDefaultLCID();
         if (const auto bundle = QLogRouter::GetResourceBundle(locale))
-            mDescription = bundle->FindMessage(GetJobStringIDFromRequestType(), locale, QORJOB_W(""));
+            description = bundle->FindMessage(GetJobStringIDFromRequestType(), locale, QORJOB_W(""));
         if (mpProcessContext && (IsReportRequest() || mRequestType == RequestDocument))
             DescribeObject(*mpProcessContext.Get());
         return S_OK;
@@ -84,12 +85,12 @@ void QORJob::DescribeObject(ICKDXProcessContext& iContext)
         return;
     GUID id = GUID_NULL;
     if (SUCCEEDED(definition->get_DefinitionID(&id)))
-        mObjectID = id;
+        mRequest.Write(mpMemory).mObjectID = id;
     BSTR text = nullptr;
     const HRESULT code = definition->get_Name(&text);
     const Bstr name(text);
     if (SUCCEEDED(code) && name != nullptr)
-        mDescription.append(name.get(), SysStringLen(name.get()));
+        mRequest.Write(mpMemory).mDescription.append(name.get(), SysStringLen(name.get()));
 }
 
 void QORJob::MarkJobTraceFlags(unsigned iFlag)

@@ -82,11 +82,8 @@ int QORJob::FindLastStep(bool (*iStops)(int iStepId, int iStatus), int* oRunning
 
 HRESULT QORJob::ReadFrontId(int* oStepId) const
 {
-    StepState front;
-    const HRESULT code = Read(mSteps.GetCurrent(), front);
-    if (code == S_OK)
-        *oStepId = front.mId;
-    return code;
+    const QORJobStep* const front = mSteps.GetCurrent();
+    return front == nullptr ? E_POINTER : front->GetId(oStepId);
 }
 
 HRESULT QORJob::GetCurrentStepId(int* oStepId, int* oRunningStepId) const
@@ -125,8 +122,10 @@ HRESULT QORJob::GetCurrentStepIdToRun(int* oStepId, int* oRunningStepId)
         *oRunningStepId = -1;
     return Boundary([&]() -> HRESULT {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        DropDocumentResult();
-        LogFinishedSteps();
+        if (mStatus == JobStoppedWithError || mStatus == JobCancelled)
+            DropDocumentResult();
+        if (KernelLog::EnabledRouter(EnumKernelRouter::JobTrace) != nullptr)
+            LogFinishedSteps();
         if (mSteps.HasFinishedClosing())
         {
             *oStepId = StepNoMore;
@@ -152,16 +151,13 @@ HRESULT QORJob::GetCurrentStepIdToRun(int* oStepId, int* oRunningStepId)
 void QORJob::DropDocumentResult()
 {
     int front = StepNoMore;
-    if ((mStatus == JobStoppedWithError || mStatus == JobCancelled) && ReadFrontId(&front) == S_OK &&
-        front == StepSendingDocumentResult)
+    if (ReadFrontId(&front) == S_OK && front == StepSendingDocumentResult)
         mSteps.Delete(mSteps.GetTodo().begin());
 }
 
 /// Writes a line for each finished step, newest first, up to the closing step.
 void QORJob::LogFinishedSteps() const
 {
-    if (KernelLog::EnabledRouter(EnumKernelRouter::JobTrace) == nullptr)
-        return;
     for (const QORJobStep* step : mSteps.GetFinished())
     {
         StepState state;
@@ -293,20 +289,20 @@ HRESULT QORJob::HandOutOfDeadJob(int iLostStepId, int* oStepId)
 
 HRESULT QORJob::SetStepStart(int iStepId, int iPUId, QORJobTask* iTask)
 {
-    return Boundary([&] {
-        {
-            QSynch::CriticalSection::SmartLock lock(mpLock);
-            const auto none = mSteps.GetTodo().end();
-            const auto found = IsRunnableStep(iStepId) ? mSteps.Find(iStepId) : none;
-            if (found != none)
-                StartStep(**found, iStepId, iPUId, iTask);
-            else
-                mpExecutingTask = iTask;
-        }
-        LogLine(EnumKernelRouter::JobTrace, "QORJob::SetStepStart: Job:%1 starting step:%2 in PU:%3.", mId.Get(),
-                iStepId, iPUId);
+    const HRESULT code = Boundary([&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        const auto none = mSteps.GetTodo().end();
+        const auto found = IsRunnableStep(iStepId) ? mSteps.Find(iStepId) : none;
+        if (found != none)
+            StartStep(**found, iStepId, iPUId, iTask);
+        else
+            mpExecutingTask = iTask;
         return S_OK;
     });
+    if (code == S_OK)
+        LogLine(EnumKernelRouter::JobTrace, "QORJob::SetStepStart: Job:%1 starting step:%2 in PU:%3.", mId.Get(),
+                iStepId, iPUId);
+    return code;
 }
 
 /// Memory is taken first: a step that can't be given to its caller isn't marked as started.

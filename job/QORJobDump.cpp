@@ -161,7 +161,7 @@ void QORJob::GetJobInfo(QBase::wstring& oText) const
         AddLine(oText, "\tFinishedStepList:\n");
         AddSteps(oText, mSteps.GetFinished());
         AddLine(oText, "\tJobPUInfoList:\n");
-        for (const QORJobPUInfo* visit : mUnits)
+        for (const QORJobPUInfo* visit : GetVisits())
             if (visit != nullptr)
                 AddLine(oText, "\t\tPUId: %d, EnterTime: %ls, StartTime: %ls, ExitTime: %ls\n",
                         Read(*visit, &QORJobPUInfo::GetId), Read(*visit, &QORJobPUInfo::GetEnterTime),
@@ -172,6 +172,7 @@ void QORJob::GetJobInfo(QBase::wstring& oText) const
 
 void QORJob::AddIdentity(QBase::wstring& ioText) const
 {
+    const Request& request = mRequest.Read();
     AddLine(ioText, "Job Trace Flags: 0x%x\n", mTraceFlags.load());
     AddLine(ioText, "JobId: %d\n", mId.Get());
     AddLine(ioText, "Parent JobId: %d\n", mFamily.mParentId.Get());
@@ -181,18 +182,19 @@ void QORJob::AddIdentity(QBase::wstring& ioText) const
     AddLine(ioText, "\tType: %d\n", mType.Get());
     AddLine(ioText, "\tRequest Type: %d\n", mRequestType);
     AddLine(ioText, "\tProject Internal Id: %d\n", mProjectId);
-    AddLine(ioText, "\tProject Name: %ls\n", mProjectName);
-    AddLine(ioText, "\tProject GUID: %ls\n", mProjectID);
-    AddLine(ioText, "\tOwner: %ls\n", mOwner);
-    AddLine(ioText, "\tUser: %ls\n", mUser);
-    AddLine(ioText, "\tUser Login: %ls\n", mUserLogin);
-    AddLine(ioText, "\tUser GUID: %ls\n", mUserID);
-    AddLine(ioText, "\tWarehouse GUID: %ls\n", mWarehouseID);
-    AddLine(ioText, "\tDescription: %ls\n", mDescription);
+    AddLine(ioText, "\tProject Name: %ls\n", request.mProjectName);
+    AddLine(ioText, "\tProject GUID: %ls\n", request.mProjectID);
+    AddLine(ioText, "\tOwner: %ls\n", request.mOwner);
+    AddLine(ioText, "\tUser: %ls\n", request.mUser);
+    AddLine(ioText, "\tUser Login: %ls\n", request.mUserLogin);
+    AddLine(ioText, "\tUser GUID: %ls\n", request.mUserID);
+    AddLine(ioText, "\tWarehouse GUID: %ls\n", request.mWarehouseID);
+    AddLine(ioText, "\tDescription: %ls\n", request.mDescription);
 }
 
 void QORJob::AddState(QBase::wstring& ioText) const
 {
+    const Delivery& delivery = mDelivery.Read();
     AddLine(ioText, "\tPU Priority: %d\n", mPUPriority);
     AddLine(ioText, "\tCreation Time: %ls\n", mCreationTime);
     AddLine(ioText, "\tStatus Time: %ls\n", mStatusTime);
@@ -202,7 +204,7 @@ void QORJob::AddState(QBase::wstring& ioText) const
     AddLine(ioText, "\tStats Collected: %s\n", mbStats.Get());
     AddLine(ioText, "\tTimeout Extended: %s\n", mbTimeoutExtended);
     AddLine(ioText, "\tIs Batch Job: %s\n", mbBatch);
-    AddLine(ioText, "\tIs SendNow Job: %s\n", mSubscription.mbSendNow);
+    AddLine(ioText, "\tIs SendNow Job: %s\n", mbSendNow);
     AddLine(ioText, "\tIs Executing In Warehouse: %s\n", mbExecutingInWarehouse);
     AddLine(ioText, "\tPU Started: %s\n", mbStartedOnce);
     AddLine(ioText, "\tJob Completed: %s\n", mbCloseCountersUpdated);
@@ -210,10 +212,10 @@ void QORJob::AddState(QBase::wstring& ioText) const
     AddLine(ioText, "\tExternal Buffer: %s\n", mbExternalBuffer);
     AddLine(ioText, "\tReference Count: %d\n", mReferenceCount.Get());
     AddLine(ioText, "\tPerf Count: %d\n", mActiveCount);
-    AddLine(ioText, "\tDelivery Type: %d\n", static_cast<int>(mSubscription.mDeliveryType));
-    AddLine(ioText, "\tSubscription Owner: %ls\n", mSubscription.mOwner);
-    AddLine(ioText, "\tSubscription Recipient: %ls\n", mSubscription.mRecipient);
-    AddLine(ioText, "\tDestination: %ls\n", mSubscription.mDestination);
+    AddLine(ioText, "\tDelivery Type: %d\n", static_cast<int>(mDeliveryType));
+    AddLine(ioText, "\tSubscription Owner: %ls\n", delivery.mSubscriptionOwner);
+    AddLine(ioText, "\tSubscription Recipient: %ls\n", delivery.mRecipient);
+    AddLine(ioText, "\tDestination: %ls\n", delivery.mDestination);
     AddLine(ioText, "\tError Code: 0x%x\n", static_cast<int>(mErrorCode));
     AddLine(ioText, "\tComponent Error Code: 0x%x\n", static_cast<int>(mComponentErrorCode));
 }

@@ -19,14 +19,12 @@
 namespace
 {
 
-template <class Record>
-void DeleteRecords(QBase::list<Record*>& ioRecords)
+/// Deletes the records and keeps their entries.
+template <class Records>
+void DeleteRecords(Records& ioRecords)
 {
-    for (Record*& record : ioRecords)
-    {
-        delete record;
-        record = nullptr;
-    }
+    for (auto& record : ioRecords)
+        delete std::exchange(record, nullptr);
 }
 
 /// False for a time that isn't set, and for one of a clock that wasn't.
@@ -119,8 +117,11 @@ void QORJob::ReleaseCollaborators() QORJOB_NO_THREAD_SAFETY_ANALYSIS
     mpMemGovernor.reset();
     ProfileJob();
     mpStepProfiles.reset();
-    DeleteRecords(mChannelRequests);
-    DeleteRecords(mFurtherRequests);
+    if (Requests* requests = mRequests.Get())
+    {
+        DeleteRecords(requests->mChannels);
+        DeleteRecords(requests->mFurther);
+    }
     mSteps.DeleteSteps();
     DeleteRecords(mUnits);
     if (IsReportRequest())
@@ -176,7 +177,10 @@ void QORJob::ReleaseContext() QORJOB_NO_THREAD_SAFETY_ANALYSIS
 
 bool QORJob::HasData() const QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
-    return std::any_of(mData.begin(), mData.end(), [](const QORJobData* iData) { return iData != nullptr; });
+    bool bHas = false;
+    for (const QORJobData* data : mData)
+        bHas |= data != nullptr;
+    return bHas;
 }
 
 /// Each slot is emptied before its item is released: an item whose release throws isn't released again.

@@ -13,7 +13,8 @@ HRESULT QORJob::GetChannelRequest(QORChannelRequest** oRequest, int iIndex) cons
         return E_POINTER;
     return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        *oRequest = mChannelRequests.empty() ? nullptr : *std::next(mChannelRequests.begin(), std::max(iIndex, 0));
+        const QBase::list<QORChannelRequest*>& requests = mRequests.Read().mChannels;
+        *oRequest = requests.empty() ? nullptr : *std::next(requests.begin(), std::max(iIndex, 0));
         return S_OK;
     });
 }
@@ -22,7 +23,7 @@ HRESULT QORJob::AddChannelRequest(QORChannelRequest* iRequest)
 {
     return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        mChannelRequests.push_back(iRequest);
+        mRequests.Write(mpMemory).mChannels.push_back(iRequest);
         return S_OK;
     });
 }
@@ -31,12 +32,13 @@ HRESULT QORJob::CompleteChannelRequest(QORChannelRequest* iRequest)
 {
     return Boundary([&]() -> HRESULT {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        if (mChannelRequests.empty())
+        Requests* const requests = mRequests.Get();
+        if (requests == nullptr || requests->mChannels.empty())
             return E_UNEXPECTED;
-        const auto found = std::find(mChannelRequests.cbegin(), mChannelRequests.cend(), iRequest);
-        if (found == mChannelRequests.cend())
+        const auto found = std::find(requests->mChannels.cbegin(), requests->mChannels.cend(), iRequest);
+        if (found == requests->mChannels.cend())
             return E_INVALIDARG;
-        mChannelRequests.erase(found);
+        requests->mChannels.erase(found);
         return S_OK;
     });
 }

@@ -28,6 +28,20 @@ HRESULT QORJob::Get(const T& iField, T* oValue, const char* iOperation) const
     return Boundary(copy, iOperation);
 }
 
+/// The same of a part that the job may not have.
+template <class Part, class T>
+HRESULT QORJob::Get(const OnDemand<Part>& iPart, T Part::*iField, T* oValue, const char* iOperation) const
+{
+    if (oValue == nullptr)
+        return E_POINTER;
+    const auto copy = [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        *oValue = iPart.Read().*iField;
+        return S_OK;
+    };
+    return Boundary(copy, iOperation);
+}
+
 /// Null rule E_POINTER; no lock.
 template <class T>
 HRESULT QORJob::GetUnlocked(const Unlocked<T>& iField, T* oValue) const
@@ -57,6 +71,18 @@ HRESULT QORJob::Set(T& oField, T iValue, T* oOld, const char* iOperation)
         }
         if (oOld != nullptr)
             *oOld = iValue;
+        return S_OK;
+    };
+    return Boundary(store, iOperation);
+}
+
+/// Locked store into a part that the job may not have had.
+template <class Part, class T>
+HRESULT QORJob::Set(OnDemand<Part>& ioPart, T Part::*iField, const T& iValue, const char* iOperation)
+{
+    const auto store = [&] {
+        QSynch::CriticalSection::SmartLock lock(mpLock);
+        ioPart.Write(mpMemory).*iField = iValue;
         return S_OK;
     };
     return Boundary(store, iOperation);

@@ -48,7 +48,7 @@ HRESULT QORJob::GetJobInfo(QORJobInfo* oInfo) const
         oInfo->mbRunning = mbRunning;
         CopyRecords(mSteps.GetTodo(), oInfo->mTodoSteps, oInfo->mTodoCount);
         CopyRecords(mSteps.GetFinished(), oInfo->mFinishedSteps, oInfo->mFinishedCount);
-        CopyRecords(mUnits, oInfo->mPUInfos, oInfo->mPUCount);
+        CopyRecords(GetVisits(), oInfo->mPUInfos, oInfo->mPUCount);
         CopyItems(*oInfo);
         return S_OK;
     };
@@ -80,9 +80,10 @@ HRESULT QORJob::GetJobBrowsingInfo(QORJobBrowsingInfo* oInfo) const
         oInfo->mStatus = mStatus;
         oInfo->mPriority = mPriority;
         oInfo->mProjectId = mProjectId;
-        CopyText(mOwner, oInfo->mOwner);
-        CopyText(mDescription, oInfo->mDescription);
-        CopyText(mProjectName, oInfo->mProjectName);
+        const Request& request = mRequest.Read();
+        CopyText(request.mOwner, oInfo->mOwner);
+        CopyText(request.mDescription, oInfo->mDescription);
+        CopyText(request.mProjectName, oInfo->mProjectName);
         return S_OK;
     });
 }
@@ -93,15 +94,17 @@ HRESULT QORJob::GetJobBrowsingInfo2(QORJobBrowsingInfo2* oInfo) const
         return E_POINTER;
     return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
+        const Request& request = mRequest.Read();
+        const Delivery& delivery = mDelivery.Read();
         GetIsSendNowJob(&oInfo->mbSendNow);
         GetDeliveryType(&oInfo->mDeliveryType);
-        oInfo->mSubscriptionOwner = mSubscription.mOwner;
-        oInfo->mSubscriptionRecipient = mSubscription.mRecipient;
-        oInfo->mDestination = mSubscription.mDestination;
-        oInfo->mProjectGuid = mProjectID;
-        oInfo->mObjectGuid = mObjectID;
-        oInfo->mWholeDescription = mDescription;
-        oInfo->mUserLogin = mUserLogin;
+        oInfo->mSubscriptionOwner = delivery.mSubscriptionOwner;
+        oInfo->mSubscriptionRecipient = delivery.mRecipient;
+        oInfo->mDestination = delivery.mDestination;
+        oInfo->mProjectGuid = request.mProjectID;
+        oInfo->mObjectGuid = request.mObjectID;
+        oInfo->mWholeDescription = request.mDescription;
+        oInfo->mUserLogin = request.mUserLogin;
         oInfo->mbExecutingInWarehouse = mbExecutingInWarehouse;
         return S_OK;
     });

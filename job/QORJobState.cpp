@@ -40,11 +40,9 @@ QBase::Buffer* MakeLocalBuffer(void* iPlace)
 QORJobState::QORJobState(QSynch::AtomicLong iId, int iRequestType, int iPriority, QorUserSession* iSession,
                          QBase::Buffer* iBuffer, std::pmr::memory_resource* iMemory)
     : mId(iId), mRequestType(iRequestType), mProfileIndex(QPerfMon::GetProfileIndex("Job Execution")),
-      mbExternalBuffer(iBuffer != nullptr), mpLocalBuffer(iBuffer), mSteps(iMemory), mPriority(iPriority),
-      mPUPriority(iPriority), mUnits(iMemory), mpUserSession(iSession),
-      mpMemGovernor(std::make_shared<JobMemGovernor>(iId)), mChannelRequests(iMemory), mFurtherRequests(iMemory),
-      mSubscription(iMemory), mFamily(iMemory), mProjectName(iMemory), mOwner(iMemory), mUser(iMemory),
-      mUserLogin(iMemory), mDescription(iMemory)
+      mbExternalBuffer(iBuffer != nullptr), mpMemory(iMemory), mpLocalBuffer(iBuffer), mSteps(iMemory),
+      mPriority(iPriority), mPUPriority(iPriority), mUnits(iMemory), mpUserSession(iSession),
+      mpMemGovernor(std::make_shared<JobMemGovernor>(iId)), mFamily(iMemory)
 {
     // The lock first, then a buffer when the caller gave none: what can't be made decides the exception.
     mpOwnedLock = MakeLock(mLockPlace);

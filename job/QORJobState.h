@@ -2,6 +2,7 @@
 #pragma once
 
 #include "base/HeapObject.h"
+#include "base/OnDemand.h"
 #include "base/Unlocked.h"
 #include "job/StepQueue.h"
 #include "platform/QBase.h"
@@ -18,7 +19,6 @@
 #include <cstdint>
 #include <memory>
 #include <memory_resource>
-#include <vector>
 
 class ICKDXProcessContext;
 class JobMemGovernor;
@@ -34,7 +34,6 @@ struct QORProfileAgent;
 /// with any version.
 struct QORJobState
 {
-    using UnitList = QBase::list<QORJobPUInfo*>;
     using IdList = QBase::list<QSynch::AtomicLong>;
 
     /// The profile of a step that runs, and behind it those of others. There are none while profiling is off.
@@ -58,18 +57,46 @@ struct QORJobState
     QORJobState(const QORJobState&) = delete;
     QORJobState& operator=(const QORJobState&) = delete;
 
-    struct Subscription
+    /// Who asked for what.
+    struct Request
     {
-        bool mbSendNow = false;
-        EnumSubscriptionDeliveryType mDeliveryType{};
+        GUID mProjectID = GUID_NULL;
+        QBase::wstring mProjectName;
         QBase::wstring mOwner;
+        QBase::wstring mUser;
+        QBase::wstring mUserLogin;
+        GUID mUserID = GUID_NULL;
+        GUID mSessionID = GUID_NULL;
+        GUID mWarehouseID = GUID_NULL;
+        GUID mObjectID = GUID_NULL;
+        QBase::wstring mDescription;
+
+        explicit Request(std::pmr::memory_resource* iMemory)
+            : mProjectName(iMemory), mOwner(iMemory), mUser(iMemory), mUserLogin(iMemory), mDescription(iMemory)
+        {
+        }
+    };
+
+    /// Where the result of a subscription is delivered.
+    struct Delivery
+    {
+        QBase::wstring mSubscriptionOwner;
         QBase::wstring mRecipient;
         QBase::wstring mDestination;
 
-        explicit Subscription(std::pmr::memory_resource* iMemory)
-            : mOwner(iMemory), mRecipient(iMemory), mDestination(iMemory)
+        explicit Delivery(std::pmr::memory_resource* iMemory)
+            : mSubscriptionOwner(iMemory), mRecipient(iMemory), mDestination(iMemory)
         {
         }
+    };
+
+    /// Requests of channels that wait for an answer.
+    struct Requests
+    {
+        QBase::list<QORChannelRequest*> mChannels;
+        QBase::list<QORChannelRequest*> mFurther; // nothing here fills it
+
+        explicit Requests(std::pmr::memory_resource* iMemory) : mChannels(iMemory), mFurther(iMemory) {}
     };
 
     struct Family
@@ -93,6 +120,7 @@ struct QORJobState
     const int mRequestType;
     const unsigned mProfileIndex;
     const bool mbExternalBuffer;
+    std::pmr::memory_resource* const mpMemory; ///< of all that the job holds by itself
     QBase::Buffer* mpLocalBuffer;
     alignas(QBase::cHeapAlignment) std::byte mBufferPlace[QBase::cBufferBytes];
     std::unique_ptr<QBase::Buffer, BufferDestroyer> mpOwnedBuffer; // in mBufferPlace
@@ -137,7 +165,7 @@ struct QORJobState
     QDataType::DateTime mStatusTime QORJOB_GUARDED_BY(mpLock);
     QDataType::DateTime mFinishTime QORJOB_GUARDED_BY(mpLock);
     QDataType::DateTime mTimeOutTime QORJOB_GUARDED_BY(mpLock);
-    UnitList mUnits QORJOB_GUARDED_BY(mpLock); // newest first
+    QBase::vector<QORJobPUInfo*> mUnits QORJOB_GUARDED_BY(mpLock); // the newest last
 
     // --- Under the lock: what the job works with ---------------------------------------------------------------------
     QBase::PtrI<ICKDXProcessContext> mpProcessContext QORJOB_GUARDED_BY(mpLock);
@@ -145,28 +173,20 @@ struct QORJobState
     std::shared_ptr<JobMemGovernor> mpMemGovernor QORJOB_GUARDED_BY(mpLock);
     QBase::PtrI<ICKDXReadMessage> mpInMessage QORJOB_GUARDED_BY(mpLock);
     QBase::PtrI<CKDXServerMessage> mpInBoxMessage QORJOB_GUARDED_BY(mpLock);
-    QBase::list<QORChannelRequest*> mChannelRequests QORJOB_GUARDED_BY(mpLock);
-    QBase::list<QORChannelRequest*> mFurtherRequests QORJOB_GUARDED_BY(mpLock); // nothing here fills it
+    OnDemand<Requests> mRequests QORJOB_GUARDED_BY(mpLock);
     std::array<QORJobData*, 5> mData QORJOB_GUARDED_BY(mpLock){};
     HRESULT mErrorCode QORJOB_GUARDED_BY(mpLock) = S_OK;
     HRESULT mComponentErrorCode QORJOB_GUARDED_BY(mpLock) = S_OK;
 
     // --- Under the lock: attributes ----------------------------------------------------------------------------------
-    Subscription mSubscription QORJOB_GUARDED_BY(mpLock);
+    OnDemand<Request> mRequest QORJOB_GUARDED_BY(mpLock);
+    OnDemand<Delivery> mDelivery QORJOB_GUARDED_BY(mpLock);
+    EnumSubscriptionDeliveryType mDeliveryType QORJOB_GUARDED_BY(mpLock){};
+    bool mbSendNow QORJOB_GUARDED_BY(mpLock) = false;
     Family mFamily QORJOB_GUARDED_BY(mpLock);
     QSynch::AtomicLong mPreJobId QORJOB_GUARDED_BY(mpLock) = -1;
     bool mbBatch QORJOB_GUARDED_BY(mpLock) = false;
     bool mbTimeoutExtended QORJOB_GUARDED_BY(mpLock) = false;
     bool mbDocumentDataModelNull QORJOB_GUARDED_BY(mpLock) = false;
     int mProjectId QORJOB_GUARDED_BY(mpLock) = -1;
-    GUID mProjectID QORJOB_GUARDED_BY(mpLock) = GUID_NULL;
-    QBase::wstring mProjectName QORJOB_GUARDED_BY(mpLock);
-    QBase::wstring mOwner QORJOB_GUARDED_BY(mpLock);
-    QBase::wstring mUser QORJOB_GUARDED_BY(mpLock);
-    QBase::wstring mUserLogin QORJOB_GUARDED_BY(mpLock);
-    GUID mUserID QORJOB_GUARDED_BY(mpLock) = GUID_NULL;
-    GUID mSessionID QORJOB_GUARDED_BY(mpLock) = GUID_NULL;
-    GUID mWarehouseID QORJOB_GUARDED_BY(mpLock) = GUID_NULL;
-    GUID mObjectID QORJOB_GUARDED_BY(mpLock) = GUID_NULL;
-    QBase::wstring mDescription QORJOB_GUARDED_BY(mpLock);
 };

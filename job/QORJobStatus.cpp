@@ -108,12 +108,13 @@ void QORJob::AnswerChannelRequest()
     {
         // The request belongs to its owner, who may delete it once the lock is free.
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        if (mChannelRequests.empty() || mChannelRequests.front() == nullptr || !mpProcessContext)
+        const QBase::list<QORChannelRequest*>& requests = mRequests.Read().mChannels;
+        if (requests.empty() || requests.front() == nullptr || !mpProcessContext)
             return;
         context = mpProcessContext;
-        project = mProjectName;
-        channel = mChannelRequests.front()->get_Channel();
-        mChannelRequests.front()->set_Channel(nullptr);
+        project = mRequest.Read().mProjectName;
+        channel = requests.front()->get_Channel();
+        requests.front()->set_Channel(nullptr);
     }
     if (!channel)
         return;

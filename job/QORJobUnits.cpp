@@ -6,6 +6,8 @@
 #include "record/QORJobPUInfo.h"
 #include "record/QORJobStep.h"
 
+NewestFirst<QORJobPUInfo> QORJob::GetVisits() const { return {mUnits.data(), mUnits.size()}; }
+
 HRESULT QORJob::SetPUEnter(int iPUId, const QBase::WCHAR*, int)
 {
     return Boundary([&]() -> HRESULT {
@@ -14,7 +16,7 @@ HRESULT QORJob::SetPUEnter(int iPUId, const QBase::WCHAR*, int)
             return E_OUTOFMEMORY;
         visit->SetEnterTime();
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        mUnits.push_front(visit.get());
+        mUnits.push_back(visit.get());
         visit.release();
         if (!QORJOB::HasFailed(mStatus)) // a completed job waits again
         {
@@ -29,7 +31,7 @@ HRESULT QORJob::SetPUStart(int iPUId)
 {
     return Boundary([&]() -> HRESULT {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        for (QORJobPUInfo* visit : mUnits)
+        for (QORJobPUInfo* visit : GetVisits())
         {
             int id = -1;
             const HRESULT code = visit->GetId(&id);
@@ -72,13 +74,13 @@ HRESULT QORJob::SetPUExit(int iPUId, const QBase::WCHAR*)
 {
     return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        // From the back of the list: of several visits the oldest is stamped, which readers of the visits expect.
-        for (auto visit = mUnits.rbegin(); visit != mUnits.rend(); ++visit)
+        // Of several visits the oldest is stamped, which readers of the visits expect.
+        for (QORJobPUInfo* visit : mUnits)
         {
             int id = -1;
-            if ((*visit)->GetId(&id) == S_OK && id == iPUId)
+            if (visit->GetId(&id) == S_OK && id == iPUId)
             {
-                (*visit)->SetExitTime();
+                visit->SetExitTime();
                 break;
             }
         }
@@ -99,7 +101,7 @@ HRESULT QORJob::GetPUId(int* oPUId) const
         int id = -1;
         HRESULT code = mSteps.GetCurrent()->GetPUId(&id);
         if (code == S_OK && id < 1 && !mUnits.empty())
-            code = mUnits.front()->GetId(&id);
+            code = mUnits.back()->GetId(&id);
         if (code == S_OK)
             *oPUId = id;
         return code;

@@ -1,8 +1,5 @@
 #include "job/StepQueue.h"
 
-#include "record/QORJobProcessingStep.h"
-#include "record/QORJobStep.h"
-
 #include <algorithm>
 #include <array>
 #include <iterator>
@@ -10,12 +7,6 @@
 
 namespace
 {
-
-bool HasId(const QORJobStep* iStep, int iStepId)
-{
-    int id = StepNoMore;
-    return iStep != nullptr && iStep->GetId(&id) == S_OK && id == iStepId;
-}
 
 bool IsStarted(const QORJobStep& iStep)
 {
@@ -25,21 +16,6 @@ bool IsStarted(const QORJobStep& iStep)
 }
 
 } // namespace
-
-bool StepQueue::IsCurrent(int iStepId) const { return HasId(GetCurrent(), iStepId); }
-
-StepQueue::Position StepQueue::Find(int iStepId) const
-{
-    const List todo = GetTodo();
-    return std::find_if(todo.begin(), todo.end(), [=](const QORJobStep* iStep) { return HasId(iStep, iStepId); });
-}
-
-StepQueue::Position StepQueue::FindPlaceToAdd() const
-{
-    const List todo = GetTodo();
-    const bool bCloses = !todo.empty() && HasId(todo.back(), StepCloseJob);
-    return bCloses ? std::prev(todo.end()) : todo.end();
-}
 
 bool StepQueue::HasFinished(int iStepId) const
 {
@@ -87,15 +63,6 @@ void StepQueue::FreeEntries()
 {
     if (mpEntries != mFirstEntries.data())
         mpMemory->deallocate(mpEntries, mRoom * sizeof(QORJobStep*), alignof(QORJobStep*));
-}
-
-void StepQueue::Insert(Position iBefore, std::unique_ptr<QORJobStep>& ioStep)
-{
-    const std::size_t place = mFinished + static_cast<std::size_t>(iBefore - GetTodo().begin());
-    OpenGap(place, 1);
-    mpEntries[place] = ioStep.release();
-    if (HasId(mpEntries[place], StepCloseJob))
-        ++mCloseSteps;
 }
 
 HRESULT StepQueue::InsertNew(Position iBefore, int iFirstId, int iSecondId)
@@ -161,7 +128,8 @@ void StepQueue::MoveToFinished(Position iPosition)
     }
     QORJobStep** const front = mpEntries + mFinished;
     QORJobStep** const moved = front + (iPosition - GetTodo().begin());
-    std::rotate(front, moved, moved + 1);
+    if (moved != front)
+        std::rotate(front, moved, moved + 1);
     ++mFinished;
     CountNone();
 }

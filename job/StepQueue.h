@@ -3,14 +3,15 @@
 
 #include "job/NewestFirst.h"
 #include "platform/Windows.h"
+#include "record/QORJobProcessingStep.h"
+#include "record/QORJobStep.h"
 
 #include <array>
 #include <cstddef>
+#include <iterator>
 #include <memory>
 #include <memory_resource>
 #include <span>
-
-class QORJobStep;
 
 /// An entry may be without a step: whoever looks for steps passes over it. What dispatch asks each time (is a closing
 /// step queued, has one finished) is kept beside the lists, so that it needn't walk them.
@@ -35,18 +36,48 @@ public:
 
     /// The current step; null without one, and for an entry without a step.
     QORJobStep* GetCurrent() const { return mFinished == mCount ? nullptr : mpEntries[mFinished]; }
-    bool IsCurrent(int iStepId) const;
+    bool IsCurrent(int iStepId) const { return HasId(GetCurrent(), iStepId); }
     /// The end when no step of that id is queued.
-    Position Find(int iStepId) const;
+    Position Find(int iStepId) const
+    {
+        const List todo = GetTodo();
+        Position step = todo.begin();
+        while (step != todo.end() && !HasId(*step, iStepId))
+            ++step;
+        return step;
+    }
+
     /// At the end, but in front of a closing step that stands there.
-    Position FindPlaceToAdd() const;
+    Position FindPlaceToAdd() const
+    {
+        const List todo = GetTodo();
+        return !todo.empty() && HasId(todo.back(), StepCloseJob) ? std::prev(todo.end()) : todo.end();
+    }
+
     bool HasFinished(int iStepId) const;
     bool HasFinishedClosing() const { return mbCloseFinished; }
     /// The first closing step that a thread has started; null when none has been.
     const QORJobStep* FindStartedCloseStep() const;
 
+    static bool HasId(const QORJobStep* iStep, int iStepId)
+    {
+        int id = StepNoMore;
+        return iStep != nullptr && iStep->GetId(&id) == S_OK && id == iStepId;
+    }
+
     /// The step is the queue's once it is in.
-    void Insert(Position iBefore, std::unique_ptr<QORJobStep>& ioStep);
+    void Insert(Position iBefore, std::unique_ptr<QORJobStep>& ioStep)
+    {
+        const std::size_t place = mFinished + static_cast<std::size_t>(iBefore - GetTodo().begin());
+        if (place == mCount && mCount < mRoom)
+            ++mCount;
+        else
+            OpenGap(place, 1);
+        mpEntries[place] = ioStep.release();
+        if (HasId(mpEntries[place], StepCloseJob))
+            ++mCloseSteps;
+    }
+
     /// Queues new steps of these ids, 0 for none: all of them or none.
     HRESULT InsertNew(Position iBefore, int iFirstId, int iSecondId);
     /// Deletes the entry with its step; gives the entry behind it.

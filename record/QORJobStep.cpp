@@ -1,6 +1,5 @@
 #include "record/QORJobStep.h"
 
-#include "platform/QBase.h"
 #include "platform/ThreadTimes.h"
 #include "record/RecordFields.h"
 
@@ -33,10 +32,6 @@ QORJobStep& QORJobStep::operator=(const QORJobStep& iOther)
     return *this;
 }
 
-HRESULT QORJobStep::SetStartTime() { return SetStartTime(QDataType::DateTime::NowUTC()); }
-
-HRESULT QORJobStep::SetFinishTime() { return SetFinishTime(QDataType::DateTime::NowUTC()); }
-
 HRESULT QORJobStep::SetTaskCPUTime(FILETIME iKernelAtStart, FILETIME iUserAtStart)
 {
     FILETIME kernel;
@@ -54,8 +49,6 @@ HRESULT QORJobStep::GetTaskCPUTime(double* oTime) const
     *oTime = static_cast<double>(mTaskCPUTime);
     return S_OK;
 }
-
-HRESULT QORJobStep::SetThreadId() { return SetThreadId(QBase::GetCurrentThreadID()); }
 
 void QORJobStep::InitChapterKey() { std::fill_n(mChapterKey, cChapterKeyUnits, QBase::WCHAR{0}); }
 

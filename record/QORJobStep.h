@@ -26,9 +26,9 @@ public:
     ~QORJobStep() = default;
 
     /// Without an argument: now, in UTC.
-    HRESULT SetStartTime();
+    HRESULT SetStartTime() { return SetStartTime(QDataType::DateTime::NowUTC()); }
     HRESULT SetStartTime(QDataType::DateTime iTime) { return SetField(mStartTime, iTime); }
-    HRESULT SetFinishTime();
+    HRESULT SetFinishTime() { return SetFinishTime(QDataType::DateTime::NowUTC()); }
     HRESULT SetFinishTime(QDataType::DateTime iTime) { return SetField(mFinishTime, iTime); }
     HRESULT GetStartTime(QDataType::DateTime* oTime) const { return GetField(mStartTime, oTime); }
     HRESULT GetFinishTime(QDataType::DateTime* oTime) const { return GetField(mFinishTime, oTime); }
@@ -41,7 +41,7 @@ public:
     HRESULT SetPUId(int iPUId) { return SetField(mPUId, iPUId); }
     HRESULT SetPUPriority(int iPriority) { return SetField(mPUPriority, iPriority); }
     /// Without an argument: the calling thread's.
-    HRESULT SetThreadId();
+    HRESULT SetThreadId() { return SetThreadId(QBase::GetCurrentThreadID()); }
     HRESULT SetThreadId(DWORD iThreadId) { return SetField(mThreadId, iThreadId); }
     HRESULT GetId(int* oStepId) const { return GetField(mStepId, oStepId); }
     HRESULT GetPUId(int* oPUId) const { return GetField(mPUId, oPUId); }
