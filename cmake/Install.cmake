@@ -30,6 +30,7 @@ set(QORJOB_HEADERS
     platform/ThreadTimes.h
     platform/Windows.h
     base/HeapObject.h
+    base/IndexTable.h
     base/QORJobInitializer.h
     base/OnDemand.h
     base/Unlocked.h

@@ -4,37 +4,32 @@
 #include "data/Payload.h"
 
 #include <algorithm>
+#include <functional>
 #include <new>
-#include <utility>
+#include <string_view>
 
 namespace
 {
 
-constexpr int cUnknown = -1; // an id or an index
+constexpr int cUnknown = IndexTable::cNone; // an id or an index
 
-/// Makes sure that the next push_back can't fail.
-template <class T>
-void MakeRoomForOne(std::pmr::vector<T>& ioVector)
+unsigned HashOf(const QBase::WCHAR* iName)
 {
-    constexpr std::size_t cFirstRoom = 16;
-    if (ioVector.size() == ioVector.capacity())
-        ioVector.reserve(std::max(cFirstRoom, 2 * ioVector.size()));
+    return static_cast<unsigned>(std::hash<std::basic_string_view<QBase::WCHAR>>()(iName));
+}
+
+bool IsSame(const QBase::WCHAR* iLeft, const QBase::WCHAR* iRight)
+{
+    for (; *iLeft == *iRight; ++iLeft, ++iRight)
+        if (*iLeft == 0)
+            return true;
+    return false;
 }
 
 } // namespace
 
-bool QORNamedIdsList::OrdinalLess::operator()(const QBase::WCHAR* iLeft, const QBase::WCHAR* iRight) const noexcept
-{
-    while (*iLeft == *iRight && *iLeft != 0)
-    {
-        ++iLeft;
-        ++iRight;
-    }
-    return *iLeft < *iRight;
-}
-
 QORNamedIdsList::QORNamedIdsList()
-    : mNames(QBase::DefaultHeap()), mIds(QBase::DefaultHeap()), mIndices(QBase::DefaultHeap()),
+    : mEntries(QBase::DefaultHeap()), mByName(QBase::DefaultHeap()), mById(QBase::DefaultHeap()),
       mpLock(QSynch::MakeRWLock(LockCategoryNamedIdsList))
 {
 }
@@ -42,68 +37,72 @@ QORNamedIdsList::QORNamedIdsList()
 QORNamedIdsList::~QORNamedIdsList()
 {
     QSynch::RWLock::WriteHold hold(mpLock.get());
-    for (std::size_t index = mNames.size(); index-- > 0;)
-        QBase::HeapFree(mNames[index]);
+    for (std::size_t index = mEntries.size(); index-- > 0;)
+        QBase::HeapFree(mEntries[index].mName);
 }
 
 int QORNamedIdsList::FindName(const QBase::WCHAR* iName) const
 {
     if (iName == nullptr)
         return cUnknown;
-    const auto found = mIndices.find(iName);
-    return found == mIndices.end() ? cUnknown : found->second;
+    const Entry* const entries = mEntries.data();
+    return mByName.Find(HashOf(iName), [=](int iIndex) { return IsSame(entries[iIndex].mName, iName); });
 }
 
-int QORNamedIdsList::FindId(int iId) const
-{
-    // Whole blocks first: the comparisons within a block have no branches and can be vectorised.
-    constexpr std::size_t cBlock = 16;
-    std::size_t end = mIds.size();
-    for (; end >= cBlock; end -= cBlock)
-    {
-        const int* const block = mIds.data() + end - cBlock;
-        unsigned hits = 0;
-        for (std::size_t i = 0; i < cBlock; ++i)
-            hits += block[i] == iId ? 1 : 0;
-        if (hits != 0)
-            break;
-    }
-    while (end > 0 && mIds[end - 1] != iId)
-        --end;
-    return static_cast<int>(end) - 1;
-}
+int QORNamedIdsList::FindId(int iId) const { return mById.Find(static_cast<unsigned>(iId)); }
 
 int QORNamedIdsList::GetIdAt(int iIndex) const
 {
-    return iIndex < 0 || iIndex >= GetCount() ? cUnknown : mIds[static_cast<std::size_t>(iIndex)];
+    return iIndex < 0 || iIndex >= GetCount() ? cUnknown : mEntries[static_cast<std::size_t>(iIndex)].mId;
 }
 
 const QBase::WCHAR* QORNamedIdsList::GetNameAt(int iIndex) const
 {
-    return iIndex < 0 || iIndex >= GetCount() ? nullptr : mNames[static_cast<std::size_t>(iIndex)];
+    return iIndex < 0 || iIndex >= GetCount() ? nullptr : mEntries[static_cast<std::size_t>(iIndex)].mName;
 }
 
-/// What can throw comes first, so that a failure changes nothing.
-void QORNamedIdsList::Append(QBase::HeapText& ioName, int iId)
+/// Gives the new index, which has no id yet. What can throw comes first, so that a failure changes nothing.
+int QORNamedIdsList::Append(QBase::HeapText& ioName)
 {
-    MakeRoomForOne(mNames);
-    MakeRoomForOne(mIds);
-    mIndices.emplace(ioName.get(), GetCount());
-    mNames.push_back(ioName.release());
-    mIds.push_back(iId);
+    const int index = GetCount();
+    mByName.MakeRoom();
+    mEntries.push_back({ioName.get(), cUnknown, cUnknown});
+    mByName.Add(HashOf(ioName.release()), index);
+    return index;
 }
 
-void QORNamedIdsList::Replace(int iIndex, QBase::HeapText& ioName, int iId)
+void QORNamedIdsList::Replace(int iIndex, QBase::HeapText& ioName)
 {
-    QBase::WCHAR*& stored = mNames[static_cast<std::size_t>(iIndex)];
-    mIds[static_cast<std::size_t>(iIndex)] = iId;
-    // The key is the stored pointer: it has to be replaced together with it.
-    auto entry = mIndices.extract(stored);
+    QBase::WCHAR*& stored = mEntries[static_cast<std::size_t>(iIndex)].mName;
     if (stored != ioName.get())
         QBase::HeapFree(stored);
     stored = ioName.release();
-    entry.key() = stored;
-    mIndices.insert(std::move(entry));
+}
+
+/// The indices of one id are linked from the highest to the lowest.
+void QORNamedIdsList::GiveId(int iIndex, int iId)
+{
+    int* link = &mById.At(static_cast<unsigned>(iId));
+    while (*link > iIndex)
+        link = &mEntries[static_cast<std::size_t>(*link)].mNextOfId;
+    Entry& entry = mEntries[static_cast<std::size_t>(iIndex)];
+    entry.mId = iId;
+    entry.mNextOfId = *link;
+    *link = iIndex;
+}
+
+void QORNamedIdsList::TakeId(int iIndex)
+{
+    const Entry& entry = mEntries[static_cast<std::size_t>(iIndex)];
+    const auto key = static_cast<unsigned>(entry.mId);
+    int* const first = &mById.At(key);
+    int* link = first;
+    while (*link != iIndex)
+        link = &mEntries[static_cast<std::size_t>(*link)].mNextOfId;
+    if (link == first && entry.mNextOfId == cUnknown)
+        mById.Remove(key);
+    else
+        *link = entry.mNextOfId;
 }
 
 HRESULT QORNamedIdsList::AddName(QBase::WCHAR* iName, int iId)
@@ -117,10 +116,17 @@ HRESULT QORNamedIdsList::AddName(QBase::WCHAR* iName, int iId)
     const int id = iId < 0 ? GetCount() : iId;
     try
     {
+        mById.MakeRoom();
         if (index < 0)
-            Append(name, id);
+        {
+            GiveId(Append(name), id);
+        }
         else
-            Replace(index, name, id);
+        {
+            TakeId(index);
+            GiveId(index, id);
+            Replace(index, name);
+        }
         return S_OK;
     }
     catch (const std::bad_alloc&)

@@ -1,13 +1,13 @@
 // A registry of names and ids with lookups in both directions.
 #pragma once
 
+#include "base/IndexTable.h"
 #include "platform/Export.h"
 #include "platform/QBase.h"
 #include "platform/QSynch.h"
 #include "platform/ThreadSafety.h"
 #include "platform/Windows.h"
 
-#include <map>
 #include <memory_resource>
 #include <vector>
 
@@ -61,22 +61,25 @@ public:
     static HRESULT DuplicateString(const QBase::WCHAR* iText, QBase::WCHAR** oCopy);
 
 private:
-    struct OrdinalLess
+    struct Entry
     {
-        bool operator()(const QBase::WCHAR* iLeft, const QBase::WCHAR* iRight) const noexcept;
+        QBase::WCHAR* mName; // owned
+        int mId;
+        int mNextOfId; // the next lower index that has the same id; -1 for none
     };
 
     int FindName(const QBase::WCHAR* iName) const QORJOB_REQUIRES_SHARED(mpLock);
     int FindId(int iId) const QORJOB_REQUIRES_SHARED(mpLock);
-    int GetCount() const QORJOB_REQUIRES_SHARED(mpLock) { return static_cast<int>(mIds.size()); }
+    int GetCount() const QORJOB_REQUIRES_SHARED(mpLock) { return static_cast<int>(mEntries.size()); }
     int GetIdAt(int iIndex) const QORJOB_REQUIRES_SHARED(mpLock);
     const QBase::WCHAR* GetNameAt(int iIndex) const QORJOB_REQUIRES_SHARED(mpLock);
-    void Append(QBase::HeapText& ioName, int iId) QORJOB_REQUIRES(mpLock);
-    void Replace(int iIndex, QBase::HeapText& ioName, int iId) QORJOB_REQUIRES(mpLock);
+    int Append(QBase::HeapText& ioName) QORJOB_REQUIRES(mpLock);
+    void Replace(int iIndex, QBase::HeapText& ioName) QORJOB_REQUIRES(mpLock);
+    void GiveId(int iIndex, int iId) QORJOB_REQUIRES(mpLock);
+    void TakeId(int iIndex) QORJOB_REQUIRES(mpLock);
 
-    std::pmr::vector<QBase::WCHAR*> mNames QORJOB_GUARDED_BY(mpLock); // by index, owned
-    std::pmr::vector<int> mIds QORJOB_GUARDED_BY(mpLock);             // by index
-    std::pmr::map<const QBase::WCHAR*, int, OrdinalLess>
-        mIndices QORJOB_GUARDED_BY(mpLock); // its keys are the pointers in mNames
+    std::pmr::vector<Entry> mEntries QORJOB_GUARDED_BY(mpLock); // by index
+    IndexTable mByName QORJOB_GUARDED_BY(mpLock);               // by the names' hashes
+    IndexTable mById QORJOB_GUARDED_BY(mpLock);                 // the highest index of each id
     const QSynch::RWLockPtr mpLock;
 };

@@ -2,6 +2,8 @@
 
 #include "tests/support/DataTest.h"
 
+#include <random>
+
 using Builtin::Faults::EnumFault;
 
 namespace
@@ -62,6 +64,72 @@ TEST_F(NamedIds, KeepTheirIndexAndTakeTheNewId)
     EXPECT_EQ(names.AddName(given, 2), S_OK) << "the very pointer that is there";
     EXPECT_EQ(names.IdToName(2, &stored), S_OK);
     EXPECT_EQ(stored, given);
+}
+
+/// Few names and ids, so that many ids are shared, given up and taken again; each lookup is held against a scan from
+/// the back.
+TEST_F(NamedIds, AnswerAsAScanFromTheBackDoes)
+{
+    using Model = std::vector<std::pair<std::string, int>>;
+    std::mt19937 random(20);
+    const auto pick = [&](int iCount) { return std::uniform_int_distribution(0, iCount - 1)(random); };
+    QORNamedIdsList names;
+    Model model;
+    for (int round = 0; round < 1500; ++round)
+    {
+        const std::string name = "n" + std::to_string(pick(20 + round / 30));
+        // Of three ids at first, so that names that are there already take further ids later.
+        const int id = round < 300 ? pick(3) : pick(3) == 0 ? 0x7FFFFFFF - pick(200) : pick(14) - 3;
+        const auto entry =
+            std::find_if(model.begin(), model.end(), [&](const auto& iOne) { return iOne.first == name; });
+        QBase::WCHAR* given = QORNamedIdsList::DuplicateString(QBase::UTF8ToWideChar(name).c_str());
+        Builtin::Faults::FailNth(EnumFault::Allocation, pick(2));
+        const HRESULT code = names.AddName(given, id);
+        Builtin::Faults::FailNth(EnumFault::Allocation, 0);
+        ASSERT_TRUE(code == S_OK || code == E_OUTOFMEMORY);
+        if (code == S_OK)
+        {
+            const int taken = id < 0 ? static_cast<int>(model.size()) : id;
+            if (entry == model.end())
+                model.emplace_back(name, taken);
+            else
+                entry->second = taken;
+        }
+
+        std::string shown;
+        for (const auto& [eachName, eachId] : model)
+            shown += eachName + "=" + std::to_string(eachId) + " ";
+        ASSERT_EQ(Show(names), shown) << "in round " << round;
+        for (int asked = -3; asked < static_cast<int>(model.size()) + 12; ++asked)
+        {
+            const int number = asked < static_cast<int>(model.size()) + 10 ? asked : id;
+            const auto last =
+                std::find_if(model.rbegin(), model.rend(), [&](const auto& iOne) { return iOne.second == number; });
+            const QBase::WCHAR* found = nullptr;
+            int index = 77;
+            names.IdToName(number, &found);
+            names.IdToIndex(number, &index);
+            ASSERT_EQ(index, model.rend() - last - 1) << "of id " << number << " in round " << round;
+            ASSERT_EQ(TextOf(found), last == model.rend() ? "(null)" : last->first);
+        }
+    }
+    EXPECT_GT(model.size(), 50U);
+}
+
+/// So many that some of them certainly have the same hash, of 32 bits.
+TEST_F(NamedIds, AreToldApartByTheirText)
+{
+    QORNamedIdsList names;
+    std::vector<QBase::wstring> texts;
+    for (int index = 0; index < 300'000; ++index)
+        names.AddNameCopy(texts.emplace_back(QBase::UTF8ToWideChar("n" + std::to_string(index))).c_str(), 5);
+    int expected = 0;
+    for (const QBase::wstring& text : texts)
+    {
+        int index = -1;
+        names.NameToIndex(text.c_str(), &index);
+        ASSERT_EQ(index, expected++);
+    }
 }
 
 TEST_F(NamedIds, RefuseANullAndGiveNoCount)
