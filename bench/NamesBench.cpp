@@ -111,6 +111,7 @@ void MeasureLookups(benchmark::State& ioState)
         ->Arg(10)                                     \
         ->Arg(100)                                    \
         ->Arg(1000)                                   \
+        ->Arg(10000)                                  \
         ->ThreadRange(1, 2)                           \
         ->UseRealTime()
 
