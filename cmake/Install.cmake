@@ -58,6 +58,7 @@ set(QORJOB_HEADERS
     record/QORJobPUInfo.h
     record/QORJobStep.h
     record/QORJobTypes.h
+    job/ChildList.h
     job/JobMemGovernor.h
     job/NewestFirst.h
     job/QORJob.h

@@ -59,7 +59,7 @@ HRESULT QORJob::AddChild(QSynch::AtomicLong iChildId)
         QSynch::CriticalSection::SmartLock lock(mpLock);
         if (QORJOB::HasEnded(mStatus))
             return E_FAIL;
-        mFamily.mExecutingChildren.push_back(iChildId);
+        mFamily.mExecutingChildren.Add(iChildId);
         return S_OK;
     });
 }
@@ -71,7 +71,7 @@ HRESULT QORJob::RemoveExecutingChild(QSynch::AtomicLong iChildId)
             mId.Get());
     return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        mFamily.mExecutingChildren.remove(iChildId);
+        mFamily.mExecutingChildren.Remove(iChildId);
         return S_OK;
     });
 }
@@ -83,8 +83,8 @@ HRESULT QORJob::MarkChildComplete(QSynch::AtomicLong iChildId)
             mId.Get());
     return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        mFamily.mFinishedChildren.push_back(iChildId);
-        mFamily.mExecutingChildren.remove(iChildId);
+        mFamily.mFinishedChildren.Add(iChildId);
+        mFamily.mExecutingChildren.Remove(iChildId);
         return S_OK;
     });
 }
@@ -99,12 +99,12 @@ HRESULT QORJob::GetFinishedChildrenList(QBase::list<QSynch::AtomicLong>& oChildr
     return CopyIds(mFamily.mFinishedChildren, oChildren);
 }
 
-HRESULT QORJob::CopyIds(const IdList& iIds, IdList& oIds, const char* iOperation) const
+HRESULT QORJob::CopyIds(const ChildList& iIds, IdList& oIds, const char* iOperation) const
 {
     return Boundary(
         [&] {
             QSynch::CriticalSection::SmartLock lock(mpLock);
-            oIds = iIds;
+            iIds.CopyTo(oIds);
             return S_OK;
         },
         iOperation);

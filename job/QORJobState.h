@@ -4,6 +4,7 @@
 #include "base/HeapObject.h"
 #include "base/OnDemand.h"
 #include "base/Unlocked.h"
+#include "job/ChildList.h"
 #include "job/StepQueue.h"
 #include "platform/QBase.h"
 #include "platform/QDataType.h"
@@ -103,8 +104,8 @@ struct QORJobState
     {
         QSynch::AtomicLong mParentId = -1;
         int mRunningChildCount = 0;
-        IdList mExecutingChildren;
-        IdList mFinishedChildren;
+        ChildList mExecutingChildren;
+        ChildList mFinishedChildren;
 
         explicit Family(std::pmr::memory_resource* iMemory) : mExecutingChildren(iMemory), mFinishedChildren(iMemory) {}
     };
