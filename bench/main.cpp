@@ -25,6 +25,8 @@ const std::vector<Ratio> cRatios = {
     {"SnapshotWhole", "SnapshotCopy", 0},
     {"SnapshotBrowsing", "SnapshotCopy", 0},
     {"SnapshotBrowsing2", "SnapshotCopy", 0},
+    {"CompleteChildren/10000", "CompleteChildren/1000", 1.5},
+    {"CompleteChildrenReversed/10000", "CompleteChildrenReversed/1000", 1.5},
     {"NameToId/10/real_time/threads:1", "HashNameToId/10/real_time/threads:1", 1.0},
     {"NameToId/10/real_time/threads:2", "HashNameToId/10/real_time/threads:2", 1.0},
     {"NameToId/100/real_time/threads:1", "HashNameToId/100/real_time/threads:1", 1.0},
