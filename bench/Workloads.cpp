@@ -9,6 +9,8 @@ namespace
 
 constexpr int cUnit = 1;
 
+} // namespace
+
 QBase::PtrI<QORJob> MakeJob(int iSteps)
 {
     static constexpr int cSteps[] = {StepSQLGeneration, StepAnalyticalProcessing, StepSendingReportResult};
@@ -29,8 +31,6 @@ void RunCycles(QORJob& ioJob, int iCycles)
         ioJob.SetStepFinish(step, cUnit, nullptr);
     }
 }
-
-} // namespace
 
 DispatchCycles::DispatchCycles(int iMost, int iLength)
     : mCyclesPerJob(std::max(1, iLength / 2)), mJobs(static_cast<std::size_t>(iMost / mCyclesPerJob))

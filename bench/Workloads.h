@@ -10,6 +10,12 @@
 #include <memory>
 #include <vector>
 
+/// A job with so many steps to run, the last of which closes it.
+QBase::PtrI<QORJob> MakeJob(int iSteps);
+
+/// Asks for a step, starts it and finishes it, so many times.
+void RunCycles(QORJob& ioJob, int iCycles);
+
 /// One side of a comparison: a constructor gets it ready, Run is what is measured, a destructor clears up.
 class Workload
 {

@@ -21,7 +21,6 @@ const std::vector<Ratio> cRatios = {
     {"HandWrittenLife/1/real_time/threads:2", "HandWrittenLife/1/real_time", 0, true},
     {"HeapLife/1000/real_time/threads:2", "HeapLife/1000/real_time", 1.8, true},
     {"ArenaPieces", "MonotonicPieces", 0},
-    {"WorkerWatched/min_time:1.000/manual_time", "WorkerAlone/min_time:1.000/manual_time", 0},
     {"SnapshotWhole", "SnapshotCopy", 0},
     {"SnapshotBrowsing", "SnapshotCopy", 0},
     {"SnapshotBrowsing2", "SnapshotCopy", 0},
