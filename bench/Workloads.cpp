@@ -77,7 +77,7 @@ void LibraryLife::Begin(QBase::Buffer* iBuffer)
     mpJob = QORJob::NewJob(1, RequestReport, 5, nullptr, iBuffer);
     mpJob->AddRef();
     for (int step : cLifeSteps)
-        mpJob->AddStep(new QORJobStep(step), nullptr);
+        mpJob->AddStep(iBuffer != nullptr ? QORJobStep::NewStep(step, iBuffer) : new QORJobStep(step), nullptr);
 }
 
 void LibraryLife::RunAndEnd()

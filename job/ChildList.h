@@ -1,25 +1,25 @@
 // The ids of a job's children, in the order in which they were added.
 #pragma once
 
+#include "base/IndexTable.h"
 #include "platform/QBase.h"
 #include "platform/QSynch.h"
 
+#include <cstddef>
 #include <memory_resource>
+#include <vector>
 
 /// An id may be there several times; all of them are removed at once, and no other child is looked at for that. Their
 /// places are used again, so that a list in an arena takes memory for as many children as it ever had at a time.
 ///
 /// Threads: one at a time; the job that has it has a lock.
-/// Owns:    what it keeps the ids in, which it makes for the first of them: most jobs have no children.
+/// Owns:    what it keeps the ids in.
 /// Errors:  std::bad_alloc of Add and CopyTo, which then have changed nothing.
 /// Locks:   none.
 class ChildList
 {
 public:
-    explicit ChildList(std::pmr::memory_resource* iMemory) : mpMemory(iMemory) {}
-    ~ChildList();
-    ChildList(const ChildList&) = delete;
-    ChildList& operator=(const ChildList&) = delete;
+    explicit ChildList(std::pmr::memory_resource* iMemory) : mChildren(iMemory), mLastOfId(iMemory) {}
 
     void Add(int iId);
     /// Every occurrence; there may be none.
@@ -27,8 +27,20 @@ public:
     void CopyTo(QBase::list<QSynch::AtomicLong>& oIds) const;
 
 private:
-    class Body;
+    static constexpr int cNone = IndexTable::cNone;
 
-    std::pmr::memory_resource* mpMemory;
-    Body* mpBody = nullptr;
+    struct Child
+    {
+        int mId = 0;
+        int mBefore = 0;
+        int mBehind = 0;
+        int mNextOfId = cNone; // the one before it that has the same id; of a free entry the next free one
+    };
+
+    Child& At(int iPlace) { return mChildren[static_cast<std::size_t>(iPlace)]; }
+    const Child& At(int iPlace) const { return mChildren[static_cast<std::size_t>(iPlace)]; }
+
+    std::pmr::vector<Child> mChildren; // a ring in their order, through the first entry, which is none
+    IndexTable mLastOfId;
+    int mFirstFree = cNone;
 };

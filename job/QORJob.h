@@ -463,7 +463,7 @@ private:
     // --- Parents and children ----------------------------------------------------------------------------------------
     HRESULT CopyId(const QSynch::AtomicLong& iField, QSynch::AtomicLong* oId,
                    const char* iOperation = __builtin_FUNCTION()) const;
-    HRESULT CopyIds(const ChildList& iIds, IdList& oIds, const char* iOperation = __builtin_FUNCTION()) const;
+    HRESULT CopyIds(const OnDemand<ChildList>& iIds, IdList& oIds, const char* iOperation = __builtin_FUNCTION()) const;
     HRESULT ChangeRunningChildCount(int iChange, int* oCount, const char* iOperation = __builtin_FUNCTION());
 
     // --- Units -------------------------------------------------------------------------------------------------------

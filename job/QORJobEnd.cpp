@@ -187,8 +187,8 @@ bool QORJob::HasData() const QORJOB_NO_THREAD_SAFETY_ANALYSIS
 void QORJob::ReleaseData() QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
     for (QORJobData*& slot : mData)
-        if (QORJobData* data = std::exchange(slot, nullptr))
-            data->Release();
+        if (slot != nullptr)
+            std::exchange(slot, nullptr)->Release();
 }
 
 void QORJob::MarkDead() QORJOB_NO_THREAD_SAFETY_ANALYSIS

@@ -59,7 +59,7 @@ HRESULT QORJob::AddChild(QSynch::AtomicLong iChildId)
         QSynch::CriticalSection::SmartLock lock(mpLock);
         if (QORJOB::HasEnded(mStatus))
             return E_FAIL;
-        mFamily.mExecutingChildren.Add(iChildId);
+        mFamily.mExecutingChildren.Write(mpMemory).Add(iChildId);
         return S_OK;
     });
 }
@@ -71,7 +71,8 @@ HRESULT QORJob::RemoveExecutingChild(QSynch::AtomicLong iChildId)
             mId.Get());
     return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        mFamily.mExecutingChildren.Remove(iChildId);
+        if (ChildList* executing = mFamily.mExecutingChildren.Get())
+            executing->Remove(iChildId);
         return S_OK;
     });
 }
@@ -83,8 +84,9 @@ HRESULT QORJob::MarkChildComplete(QSynch::AtomicLong iChildId)
             mId.Get());
     return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock);
-        mFamily.mFinishedChildren.Add(iChildId);
-        mFamily.mExecutingChildren.Remove(iChildId);
+        mFamily.mFinishedChildren.Write(mpMemory).Add(iChildId);
+        if (ChildList* executing = mFamily.mExecutingChildren.Get())
+            executing->Remove(iChildId);
         return S_OK;
     });
 }
@@ -99,12 +101,12 @@ HRESULT QORJob::GetFinishedChildrenList(QBase::list<QSynch::AtomicLong>& oChildr
     return CopyIds(mFamily.mFinishedChildren, oChildren);
 }
 
-HRESULT QORJob::CopyIds(const ChildList& iIds, IdList& oIds, const char* iOperation) const
+HRESULT QORJob::CopyIds(const OnDemand<ChildList>& iIds, IdList& oIds, const char* iOperation) const
 {
     return Boundary(
         [&] {
             QSynch::CriticalSection::SmartLock lock(mpLock);
-            iIds.CopyTo(oIds);
+            iIds.Read().CopyTo(oIds);
             return S_OK;
         },
         iOperation);

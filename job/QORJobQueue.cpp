@@ -73,7 +73,7 @@ HRESULT QORJob::AddStepAfterThis(QORJobStep* iStep, int* oCount)
 
 HRESULT QORJob::AddStepAfterThis(int iStepId, int* oCount)
 {
-    auto* step = new QORJobStep(iStepId);
+    QORJobStep* const step = QORJobStep::NewStep(iStepId, GetBuffer());
     return step == nullptr ? E_OUTOFMEMORY : AddStepAfterThis(step, oCount);
 }
 
@@ -142,7 +142,7 @@ HRESULT QORJob::RenewCurrentStep()
         const HRESULT code = old.GetId(&id);
         if (code != S_OK)
             return code;
-        std::unique_ptr<QORJobStep> fresh(new QORJobStep(id));
+        std::unique_ptr<QORJobStep> fresh(QORJobStep::NewStep(id, GetBuffer()));
         if (fresh == nullptr)
         {
             mSteps.Delete(mSteps.GetTodo().begin()); // the old record isn't run again

@@ -40,9 +40,9 @@ QBase::Buffer* MakeLocalBuffer(void* iPlace)
 QORJobState::QORJobState(QSynch::AtomicLong iId, int iRequestType, int iPriority, QorUserSession* iSession,
                          QBase::Buffer* iBuffer, std::pmr::memory_resource* iMemory)
     : mId(iId), mRequestType(iRequestType), mProfileIndex(QPerfMon::GetProfileIndex("Job Execution")),
-      mbExternalBuffer(iBuffer != nullptr), mpMemory(iMemory), mpLocalBuffer(iBuffer), mSteps(iMemory),
-      mPriority(iPriority), mPUPriority(iPriority), mUnits(iMemory), mpUserSession(iSession),
-      mpMemGovernor(std::make_shared<JobMemGovernor>(iId)), mFamily(iMemory)
+      mbExternalBuffer(iBuffer != nullptr), mpMemory(iMemory), mpLocalBuffer(iBuffer), mPriority(iPriority),
+      mPUPriority(iPriority), mSteps(iBuffer), mUnits(iMemory), mpUserSession(iSession),
+      mpMemGovernor(std::make_shared<JobMemGovernor>(iId))
 {
     // The lock first, then a buffer when the caller gave none: what can't be made decides the exception.
     mpOwnedLock = MakeLock(mLockPlace);

@@ -104,10 +104,8 @@ struct QORJobState
     {
         QSynch::AtomicLong mParentId = -1;
         int mRunningChildCount = 0;
-        ChildList mExecutingChildren;
-        ChildList mFinishedChildren;
-
-        explicit Family(std::pmr::memory_resource* iMemory) : mExecutingChildren(iMemory), mFinishedChildren(iMemory) {}
+        OnDemand<ChildList> mExecutingChildren;
+        OnDemand<ChildList> mFinishedChildren;
     };
 
     struct ThreadTimes
@@ -115,6 +113,9 @@ struct QORJobState
         FILETIME mKernel{};
         FILETIME mUser{};
     };
+
+    /// The buffer that the job lives in; null for a job on the heap.
+    QBase::Buffer* GetBuffer() const { return mbExternalBuffer ? mpLocalBuffer : nullptr; }
 
     // --- Constant once the job is made -------------------------------------------------------------------------------
     const QSynch::AtomicLong mId;
@@ -146,7 +147,6 @@ struct QORJobState
     Unlocked<int> mSource = 0;
 
     // --- Under the lock: execution -----------------------------------------------------------------------------------
-    StepQueue mSteps QORJOB_GUARDED_BY(mpLock);
     int mStatus QORJOB_GUARDED_BY(mpLock) = JobReady;
     bool mbRunning QORJOB_GUARDED_BY(mpLock) = false;
     bool mbIAmDead QORJOB_GUARDED_BY(mpLock) = false;
@@ -160,6 +160,7 @@ struct QORJobState
     int mRunawayStep QORJOB_GUARDED_BY(mpLock) = 0;
     int mPriority QORJOB_GUARDED_BY(mpLock);
     int mPUPriority QORJOB_GUARDED_BY(mpLock);
+    StepQueue mSteps QORJOB_GUARDED_BY(mpLock);
     QORJobTask* mpExecutingTask QORJOB_GUARDED_BY(mpLock) = nullptr; // not owned
     ThreadTimes mStepStartTimes QORJOB_GUARDED_BY(mpLock);
     std::unique_ptr<StepProfile> mpStepProfiles QORJOB_GUARDED_BY(mpLock);

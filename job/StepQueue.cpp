@@ -3,19 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <limits>
+#include <stdexcept>
 #include <utility>
-
-namespace
-{
-
-bool IsStarted(const QORJobStep& iStep)
-{
-    DWORD threadId = 0;
-    int unitId = -1;
-    return iStep.GetThreadId(&threadId) == S_OK && iStep.GetPUId(&unitId) == S_OK && (threadId != 0 || unitId != -1);
-}
-
-} // namespace
 
 bool StepQueue::HasFinished(int iStepId) const
 {
@@ -24,12 +14,12 @@ bool StepQueue::HasFinished(int iStepId) const
                        [=](const QORJobStep* iStep) { return HasId(iStep, iStepId); });
 }
 
-/// Closing steps usually stand at the end: from there the walk is over after the last of them.
-const QORJobStep* StepQueue::FindStartedCloseStep() const
+/// Closing steps stand near the end: from there the walk is over after the first of them.
+const QORJobStep* StepQueue::FindStartedOfSeveral() const
 {
     const QORJobStep* started = nullptr;
     int left = mCloseSteps;
-    for (std::size_t place = mCount; left > 0 && place > mFinished; --place)
+    for (unsigned place = mCount; left > 0 && place > mFinished; --place)
     {
         const QORJobStep* const step = mpEntries[place - 1];
         if (!HasId(step, StepCloseJob))
@@ -42,12 +32,15 @@ const QORJobStep* StepQueue::FindStartedCloseStep() const
 }
 
 /// Makes room for entries at that place of all.
-void StepQueue::OpenGap(std::size_t iPlace, std::size_t iEntries)
+void StepQueue::OpenGap(unsigned iPlace, unsigned iEntries)
 {
+    constexpr unsigned cMost = std::numeric_limits<unsigned>::max() / 4;
+    if (mCount > cMost)
+        throw std::length_error("list<T> too long");
     QORJobStep** entries = mpEntries;
-    const std::size_t room = mCount + iEntries <= mRoom ? mRoom : 2 * (mCount + iEntries);
+    const unsigned room = mCount + iEntries <= mRoom ? mRoom : 2 * (mCount + iEntries);
     if (room != mRoom)
-        entries = static_cast<QORJobStep**>(mpMemory->allocate(room * sizeof(QORJobStep*), alignof(QORJobStep*)));
+        entries = static_cast<QORJobStep**>(GetMemory().allocate(room * sizeof(QORJobStep*), alignof(QORJobStep*)));
     std::copy_backward(mpEntries + iPlace, mpEntries + mCount, entries + mCount + iEntries);
     if (room != mRoom)
     {
@@ -59,28 +52,33 @@ void StepQueue::OpenGap(std::size_t iPlace, std::size_t iEntries)
     mCount += iEntries;
 }
 
+std::pmr::memory_resource& StepQueue::GetMemory() const
+{
+    return mpBuffer != nullptr ? *static_cast<std::pmr::memory_resource*>(mpBuffer) : *QBase::DefaultHeap();
+}
+
 void StepQueue::FreeEntries()
 {
     if (mpEntries != mFirstEntries.data())
-        mpMemory->deallocate(mpEntries, mRoom * sizeof(QORJobStep*), alignof(QORJobStep*));
+        GetMemory().deallocate(mpEntries, mRoom * sizeof(QORJobStep*), alignof(QORJobStep*));
 }
 
 HRESULT StepQueue::InsertNew(Position iBefore, int iFirstId, int iSecondId)
 {
     std::array<std::unique_ptr<QORJobStep>, 2> steps;
-    std::size_t count = 0;
+    unsigned count = 0;
     for (int id : {iFirstId, iSecondId})
     {
         if (id == StepNoMore)
             continue;
-        steps[count] = std::make_unique<QORJobStep>(id);
-        if (steps[count] == nullptr) // the class's own `new` doesn't throw
+        steps[count].reset(QORJobStep::NewStep(id, mpBuffer));
+        if (steps[count] == nullptr)
             return E_OUTOFMEMORY;
         ++count;
     }
-    std::size_t place = mFinished + static_cast<std::size_t>(iBefore - GetTodo().begin());
+    unsigned place = PlaceOf(iBefore);
     OpenGap(place, count);
-    for (std::size_t i = 0; i < count; ++i, ++place)
+    for (unsigned i = 0; i < count; ++i, ++place)
     {
         mpEntries[place] = steps[i].release();
         if (HasId(mpEntries[place], StepCloseJob))
@@ -98,7 +96,7 @@ StepQueue::Position StepQueue::Delete(Position iPosition)
 
 void StepQueue::Delete(Position iFrom, Position iTo)
 {
-    QORJobStep** const from = mpEntries + mFinished + (iFrom - GetTodo().begin());
+    QORJobStep** const from = mpEntries + PlaceOf(iFrom);
     QORJobStep** const to = from + (iTo - iFrom);
     for (QORJobStep** entry = from; entry != to; ++entry)
     {
@@ -107,7 +105,7 @@ void StepQueue::Delete(Position iFrom, Position iTo)
         delete *entry;
     }
     std::copy(to, mpEntries + mCount, from);
-    mCount -= static_cast<std::size_t>(to - from);
+    mCount -= static_cast<unsigned>(to - from);
     CountNone();
 }
 
@@ -119,26 +117,10 @@ void StepQueue::DeleteAllOf(int iStepId)
 
 void StepQueue::Clear() { Delete(GetTodo().begin(), GetTodo().end()); }
 
-void StepQueue::MoveToFinished(Position iPosition)
+void StepQueue::BringToFront(Position iPosition)
 {
-    if (HasId(*iPosition, StepCloseJob))
-    {
-        --mCloseSteps;
-        mbCloseFinished = true;
-    }
-    QORJobStep** const front = mpEntries + mFinished;
-    QORJobStep** const moved = front + (iPosition - GetTodo().begin());
-    if (moved != front)
-        std::rotate(front, moved, moved + 1);
-    ++mFinished;
-    CountNone();
-}
-
-/// In an empty list the count is right again, whatever holders of queued steps have made of their ids.
-void StepQueue::CountNone()
-{
-    if (mFinished == mCount)
-        mCloseSteps = 0;
+    QORJobStep** const moved = mpEntries + PlaceOf(iPosition);
+    std::rotate(mpEntries + mFinished, moved, moved + 1);
 }
 
 HRESULT StepQueue::ReduceToClosing(int iReportingStepId)
@@ -158,7 +140,7 @@ void StepQueue::ReplaceCurrent(std::unique_ptr<QORJobStep> iStep)
 
 void StepQueue::DeleteSteps()
 {
-    for (std::size_t place = 0; place < mCount; ++place)
+    for (unsigned place = 0; place < mCount; ++place)
         delete std::exchange(mpEntries[place], nullptr);
 }
 

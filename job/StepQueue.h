@@ -2,6 +2,7 @@
 #pragma once
 
 #include "job/NewestFirst.h"
+#include "platform/QBase.h"
 #include "platform/Windows.h"
 #include "record/QORJobProcessingStep.h"
 #include "record/QORJobStep.h"
@@ -18,7 +19,8 @@
 ///
 /// Threads: one at a time; the job that has it has a lock.
 /// Owns:    its steps.
-/// Errors:  E_OUTOFMEMORY, or std::bad_alloc, without memory for an entry: nothing is queued then.
+/// Errors:  E_OUTOFMEMORY, or std::bad_alloc, without memory for an entry, std::length_error for too many of them:
+///          nothing is queued then.
 /// Locks:   none.
 class StepQueue
 {
@@ -26,7 +28,8 @@ public:
     using List = std::span<QORJobStep* const>;
     using Position = List::iterator; ///< good until the next change
 
-    explicit StepQueue(std::pmr::memory_resource* iMemory) : mpMemory(iMemory) {}
+    /// What the queue makes lies in the buffer; null: on the heap.
+    explicit StepQueue(QBase::Buffer* iBuffer) : mpBuffer(iBuffer) {}
     ~StepQueue();
     StepQueue(const StepQueue&) = delete;
     StepQueue& operator=(const StepQueue&) = delete;
@@ -57,7 +60,16 @@ public:
     bool HasFinished(int iStepId) const;
     bool HasFinishedClosing() const { return mbCloseFinished; }
     /// The first closing step that a thread has started; null when none has been.
-    const QORJobStep* FindStartedCloseStep() const;
+    const QORJobStep* FindStartedCloseStep() const
+    {
+        if (mCloseSteps == 0)
+            return nullptr;
+        // One that stands at the end, as nearly always.
+        const QORJobStep* const last = mpEntries[mCount - 1];
+        if (mCloseSteps == 1 && HasId(last, StepCloseJob))
+            return IsStarted(*last) ? last : nullptr;
+        return FindStartedOfSeveral();
+    }
 
     static bool HasId(const QORJobStep* iStep, int iStepId)
     {
@@ -68,7 +80,7 @@ public:
     /// The step is the queue's once it is in.
     void Insert(Position iBefore, std::unique_ptr<QORJobStep>& ioStep)
     {
-        const std::size_t place = mFinished + static_cast<std::size_t>(iBefore - GetTodo().begin());
+        const unsigned place = PlaceOf(iBefore);
         if (place == mCount && mCount < mRoom)
             ++mCount;
         else
@@ -85,7 +97,19 @@ public:
     void Delete(Position iFrom, Position iTo);
     void DeleteAllOf(int iStepId);
     void Clear();
-    void MoveToFinished(Position iPosition);
+    void MoveToFinished(Position iPosition)
+    {
+        if (iPosition != GetTodo().begin())
+            BringToFront(iPosition);
+        if (HasId(mpEntries[mFinished], StepCloseJob))
+        {
+            --mCloseSteps;
+            mbCloseFinished = true;
+        }
+        ++mFinished;
+        CountNone();
+    }
+
     /// Leaves the current step, and behind it a new one that reports to the client (0 for none) and a closing one, as
     /// far as the current step isn't that itself.
     HRESULT ReduceToClosing(int iReportingStepId);
@@ -95,20 +119,41 @@ public:
     void DeleteSteps();
 
 private:
-    static constexpr std::size_t cFirstRoom = 8; // most jobs have no more steps
+    static constexpr unsigned cFirstRoom = 8; // most jobs have no more steps
 
-    void OpenGap(std::size_t iPlace, std::size_t iEntries);
+    static bool IsStarted(const QORJobStep& iStep)
+    {
+        DWORD threadId = 0;
+        int unitId = -1;
+        return iStep.GetThreadId(&threadId) == S_OK && iStep.GetPUId(&unitId) == S_OK &&
+               (threadId != 0 || unitId != -1);
+    }
+
+    const QORJobStep* FindStartedOfSeveral() const;
+    void OpenGap(unsigned iPlace, unsigned iEntries);
+    unsigned PlaceOf(Position iPosition) const
+    {
+        return mFinished + static_cast<unsigned>(iPosition - GetTodo().begin());
+    }
     void FreeEntries();
-    void CountNone();
+    std::pmr::memory_resource& GetMemory() const;
+    void BringToFront(Position iPosition);
 
-    std::pmr::memory_resource* const mpMemory;
+    /// In an empty list the count is right again, whatever holders of queued steps have made of their ids.
+    void CountNone()
+    {
+        if (mFinished == mCount)
+            mCloseSteps = 0;
+    }
+
+    QBase::Buffer* const mpBuffer;
     std::array<QORJobStep*, cFirstRoom> mFirstEntries;
     // The finished steps, the oldest first, and behind them the queued ones: a step that was in front is finished where
     // it stands.
     QORJobStep** mpEntries = mFirstEntries.data();
-    std::size_t mRoom = cFirstRoom;
-    std::size_t mCount = 0;
-    std::size_t mFinished = 0;
+    unsigned mRoom = cFirstRoom;
+    unsigned mCount = 0;
+    unsigned mFinished = 0;
     int mCloseSteps = 0; // among those queued
     bool mbCloseFinished = false;
 };

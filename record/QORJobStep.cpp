@@ -11,6 +11,18 @@ struct QORJobStep::Record
                                         &QORJobStep::mPUId,      &QORJobStep::mThreadId,   &QORJobStep::mChapterKey};
 };
 
+QORJobStep* QORJobStep::NewStep(int iStepId, QBase::Buffer* iBuffer)
+{
+    if (iBuffer == nullptr)
+        return new QORJobStep(iStepId);
+    void* const place = iBuffer->TryAllocate(sizeof(QORJobStep), alignof(QORJobStep));
+    if (place == nullptr)
+        return nullptr;
+    auto* const step = new (place) QORJobStep(iStepId);
+    step->mbInBuffer = true;
+    return step;
+}
+
 QORJobStep::QORJobStep(const QORJobStep& iOther) : QORJobStep(iOther.mStepId)
 {
     *this = iOther;

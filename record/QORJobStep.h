@@ -7,6 +7,8 @@
 #include "platform/Windows.h"
 #include "record/FieldAccess.h"
 
+#include <new>
+
 /// The id of a step must not change while it is queued in a job, neither by assignment nor by LoadObj: the job counts
 /// its closing steps when they are added.
 ///
@@ -24,6 +26,20 @@ public:
     QORJobStep(const QORJobStep& iOther);
     QORJobStep& operator=(const QORJobStep& iOther);
     ~QORJobStep() = default;
+
+    /// A step that lies in a buffer, as the job that it is given to: its memory comes back with the buffer's. On the
+    /// heap, as with `new`, for null. Null without memory.
+    static QORJobStep* NewStep(int iStepId, QBase::Buffer* iBuffer);
+
+    /// Ends the step, and frees it where it lies on the heap.
+    static void operator delete(QORJobStep* iStep, std::destroying_delete_t) noexcept
+    {
+        const bool bOnHeap = !iStep->mbInBuffer;
+        iStep->~QORJobStep();
+        if (bOnHeap)
+            HeapObject::operator delete(iStep);
+    }
+    using HeapObject::operator delete;
 
     /// Without an argument: now, in UTC.
     HRESULT SetStartTime() { return SetStartTime(QDataType::DateTime::NowUTC()); }
@@ -75,4 +91,5 @@ private:
     DWORD mThreadId = 0;
     int mStepId;
     QBase::WCHAR mChapterKey[cChapterKeyUnits] = {};
+    bool mbInBuffer = false; // of this object: not copied
 };

@@ -103,10 +103,16 @@ TEST_F(Birth, PutsAllThatAJobHoldsIntoTheBufferOfItsCreator)
           SetText{&QORJob::SetUser}, SetText{&QORJob::SetUserLogin}, SetText{&QORJob::SetDescription}})
         EXPECT_EQ((job.Get()->*set)(text), S_OK);
     Queue(*job.Get(), "3 4 5 2");
-    job->SetStepStart(3, 1, nullptr); // also a profile record
+    job->AddStepToRun(QORJobStep::NewStep(StepSendingReportResult, buffer), nullptr);
+    job->AddStepAfterThis(StepFindCube, nullptr);
+    job->RenewCurrentStep(); // in place of one on the heap
+    EXPECT_EQ(TodoOf(*job.Get()), Split("3 23 4 5 2 7"));
+    job->RemoveStep(StepFindCube);
+    job->RemoveStep(StepSendingReportResult);
+    job->SetStepStart(3, 1, nullptr);
     job->SetStepComplete();
     job->SetPUEnter(1, nullptr, 0);
-    EXPECT_EQ(Builtin::Faults::StopCountingBlocks(), 4 + 1); // the steps, the visit
+    EXPECT_EQ(Builtin::Faults::StopCountingBlocks(), 3 + 1); // steps, the visit
     std::pmr::set_default_resource(usual);
     EXPECT_EQ(job->Release(), 0u);
     job.Detach();

@@ -55,7 +55,7 @@ protected:
         EXPECT_EQ(IdsOf(mQueue.GetFinished()), iFinished);
     }
 
-    StepQueue mQueue{QBase::DefaultHeap()};
+    StepQueue mQueue{nullptr};
 };
 
 TEST_F(StepQueueTest, PassesOverEntriesWithoutAStep)
