@@ -11,7 +11,7 @@ constexpr int cUnit = 1;
 /// Half way: six steps done and six to do, two visits, a query's text and its rows.
 QBase::PtrI<QORJob> MakeJobHalfWay()
 {
-    QBase::PtrI<QORJob> job = MakeJob(12);
+    QBase::PtrI<QORJob> job = MakeJobOfSteps(12);
     job->SetOwner(QORJOB_W("benchmark"));
     job->SetDescription(QBase::wstring(QORJOB_W("Report request: sales by region and month")));
     job->SetPUEnter(cUnit, nullptr, 0);

@@ -35,7 +35,7 @@ public:
     JobTable() : mSlots(cLiveJobs)
     {
         for (Slot& slot : mSlots)
-            slot.mpJob = MakeJob(cSteps);
+            slot.mpJob = MakeJobOfSteps(cSteps);
     }
 
     /// A life in each slot: runs the slot's job to its end and puts a new one there.
@@ -44,7 +44,7 @@ public:
         for (Slot& slot : mSlots)
         {
             RunCycles(*slot.mpJob.Get(), cSteps);
-            QBase::PtrI<QORJob> next = MakeJob(cSteps);
+            QBase::PtrI<QORJob> next = MakeJobOfSteps(cSteps);
             const std::lock_guard hold(slot.mMutex);
             std::swap(slot.mpJob, next);
         }

@@ -11,7 +11,7 @@ constexpr int cUnit = 1;
 
 } // namespace
 
-QBase::PtrI<QORJob> MakeJob(int iSteps)
+QBase::PtrI<QORJob> MakeJobOfSteps(int iSteps)
 {
     static constexpr int cSteps[] = {StepSQLGeneration, StepAnalyticalProcessing, StepSendingReportResult};
     QBase::PtrI<QORJob> job(QORJob::NewJob(1, RequestReport, 5, nullptr, nullptr));
@@ -35,7 +35,7 @@ void RunCycles(QORJob& ioJob, int iCycles)
 DispatchCycles::DispatchCycles(int iMost, int iLength)
     : mCyclesPerJob(std::max(1, iLength / 2)), mJobs(static_cast<std::size_t>(iMost / mCyclesPerJob))
 {
-    std::generate(mJobs.begin(), mJobs.end(), [&] { return MakeJob(iLength); });
+    std::generate(mJobs.begin(), mJobs.end(), [&] { return MakeJobOfSteps(iLength); });
 }
 
 void DispatchCycles::Run(int iCount)
@@ -78,20 +78,24 @@ void LibraryLife::Begin(QBase::Buffer* iBuffer)
     mpJob->AddRef();
     for (int step : cLifeSteps)
         mpJob->AddStep(iBuffer != nullptr ? QORJobStep::NewStep(step, iBuffer) : new QORJobStep(step), nullptr);
+    mpJob->GetCurrentStepIdToRun(&mStep, nullptr);
 }
+
+bool LibraryLife::RunStep()
+{
+    mpJob->SetStepStart(mStep, cUnit, nullptr);
+    mpJob->SetStepFinish(mStep, cUnit, nullptr);
+    mpJob->GetCurrentStepIdToRun(&mStep, nullptr);
+    return mStep != StepNoMore;
+}
+
+void LibraryLife::End() { mpJob->Release(); }
 
 void LibraryLife::RunAndEnd()
 {
-    int step = 0;
-    for (;;)
-    {
-        mpJob->GetCurrentStepIdToRun(&step, nullptr);
-        if (step == StepNoMore)
-            break;
-        mpJob->SetStepStart(step, cUnit, nullptr);
-        mpJob->SetStepFinish(step, cUnit, nullptr);
-    }
-    mpJob->Release();
+    while (RunStep())
+        ;
+    End();
 }
 
 void HandWrittenLife::Begin()
@@ -100,14 +104,21 @@ void HandWrittenLife::Begin()
     mpJob->AddRef();
     for (int step : cLifeSteps)
         mpJob->AddStep(std::make_unique<HandWrittenJob::Step>(step));
+    mpJob->NextStep();
 }
+
+bool HandWrittenLife::RunStep()
+{
+    mpJob->Start(cUnit);
+    mpJob->Finish();
+    return mpJob->NextStep() != 0;
+}
+
+void HandWrittenLife::End() { mpJob->Release(); }
 
 void HandWrittenLife::RunAndEnd()
 {
-    while (mpJob->NextStep() != 0)
-    {
-        mpJob->Start(cUnit);
-        mpJob->Finish();
-    }
-    mpJob->Release();
+    while (RunStep())
+        ;
+    End();
 }

@@ -10,12 +10,6 @@
 #include <memory>
 #include <vector>
 
-/// A job with so many steps to run, the last of which closes it.
-QBase::PtrI<QORJob> MakeJob(int iSteps);
-
-/// Asks for a step, starts it and finishes it, so many times.
-void RunCycles(QORJob& ioJob, int iCycles);
-
 /// One side of a comparison: a constructor gets it ready, Run is what is measured, a destructor clears up.
 class Workload
 {
@@ -28,7 +22,13 @@ public:
     Workload& operator=(const Workload&) = delete;
 };
 
-/// Dispatch cycles (ask, start, finish), `iMost` at most. `iLength` steps are queued in each of as many jobs as that
+/// A closing step is the last one of them.
+QBase::PtrI<QORJob> MakeJobOfSteps(int iSteps);
+
+/// Dispatch cycles: ask, start, finish.
+void RunCycles(QORJob& ioJob, int iCycles);
+
+/// Dispatch cycles, `iMost` at most. `iLength` steps are queued in each of as many jobs as that
 /// takes, for half of them are run.
 class DispatchCycles final : public Workload
 {
@@ -93,16 +93,22 @@ private:
 constexpr std::array<int, 6> cLifeSteps = {StepLoadObjectDefinition, StepSQLGeneration,       StepSearchingCache,
                                            StepAnalyticalProcessing, StepSendingReportResult, StepCloseJob};
 
+/// As a kernel drives a job: it asks for the next step, and so for the unit to queue the job at, when one has finished.
 class LibraryLife
 {
 public:
+    /// Runs a step of a life that has begun; false when it was the last one.
+    bool RunStep();
+    void End();
     void RunAndEnd();
 
 protected:
     void Begin(QBase::Buffer* iBuffer);
+    QORJob& GetJob() const { return *mpJob; }
 
 private:
     QORJob* mpJob = nullptr;
+    int mStep = StepNoMore;
 };
 
 class HeapLife : public LibraryLife
@@ -133,6 +139,8 @@ class HandWrittenLife
 {
 public:
     void Begin();
+    bool RunStep();
+    void End();
     void RunAndEnd();
 
 private:
