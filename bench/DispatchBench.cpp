@@ -1,22 +1,13 @@
 // One dispatch cycle (ask, start, finish) against what it can't avoid, and how it grows with the list.
+#include "ThreadSeconds.h"
 #include "Workloads.h"
 
 #include <benchmark/benchmark.h>
-
-#include <ctime>
 
 namespace
 {
 
 constexpr int cCycles = 1024; // in one measured turn: the times shown are for all of them
-
-/// Processor time of the calling thread: on a shared machine the wall clock also tells what others do.
-double ThreadSeconds()
-{
-    timespec used;
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
-    return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) * 1e-9;
-}
 
 template <class Cycles, class... Arguments>
 void MeasureCycles(benchmark::State& ioState, Arguments... iArguments)
