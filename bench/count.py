@@ -5,8 +5,8 @@ callgrind runs a workload of the short bench twice; what the longer run has more
 cost of one. The counts are held against the table in README.md: one that has risen by more than 3 % fails. --record
 writes the table anew instead.
 
-Instructions are counted in two builds, with link-time optimisation (preset bench) and without (shipped). Calls are
-counted in the one without, where few functions disappear into their callers.
+Instructions are counted in two builds, with link-time optimisation (preset bench) and without (plain). Calls are counted
+in the one without, where few functions disappear into their callers.
 """
 import argparse
 import os
@@ -22,9 +22,9 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 README = os.path.join(ROOT, "bench", "README.md")
 BEGIN = "<!-- ./dev bench --count --record writes these lines -->\n"
 END = "<!-- to here -->\n"
-PRESETS = ("bench", "shipped")
+PRESETS = ("bench", "plain")
 ROWS = ("DispatchCycle", "DispatchFloor", "HeapLife", "BufferLife", "HandWrittenLife")
-COLUMNS = ("instructions (Release)", "instructions (RelWithDebInfo)", "allocations", "locks")
+COLUMNS = ("instructions (optimised)", "instructions (plain)", "allocations", "locks")
 TIMES = (500, 1500)
 MOST_RISE = 1.03
 MACHINE = "x86_64"
@@ -95,13 +95,13 @@ def measure():
 
     table = {}
     for row in ROWS:
-        release, shipped = (
+        release, plain = (
             [(long - short) / (TIMES[1] - TIMES[0]) for short, long in zip(*(runs[preset, row, times] for times in TIMES))]
             for preset in PRESETS
         )
-        if shipped[2] == 0:
+        if plain[2] == 0:
             sys.exit(f"count.py: {row} takes no lock: it is taken by a function that isn't known here")
-        table[row] = [f"{release[0]:.0f}", f"{shipped[0]:.0f}", f"{shipped[1]:.1f}", f"{shipped[2]:.1f}"]
+        table[row] = [f"{release[0]:.0f}", f"{plain[0]:.0f}", f"{plain[1]:.1f}", f"{plain[2]:.1f}"]
     return table
 
 

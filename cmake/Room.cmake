@@ -1,8 +1,19 @@
 # A room is one object library; the rooms are joined into the shared library and into its static twin.
 
-# A dispatch cycle crosses several rooms: optimising across them makes it some 5 % shorter.
-include(CheckIPOSupported)
-check_ipo_supported(RESULT QORJOB_IPO OUTPUT ignored LANGUAGES CXX)
+# A job's life crosses all rooms: optimising across them spares an eighth of its instructions.
+option(QORJOB_IPO "Optimise across files, in Release and RelWithDebInfo" ON)
+if(QORJOB_IPO)
+    include(CheckIPOSupported)
+    check_ipo_supported(RESULT QORJOB_IPO_WORKS OUTPUT ignored LANGUAGES CXX)
+endif()
+
+function(qorjob_optimise iTarget)
+    if(QORJOB_IPO AND QORJOB_IPO_WORKS)
+        set_target_properties(${iTarget} PROPERTIES
+            INTERPROCEDURAL_OPTIMIZATION_RELEASE ON
+            INTERPROCEDURAL_OPTIMIZATION_RELWITHDEBINFO ON)
+    endif()
+endfunction()
 
 function(qorjob_room iName)
     add_library(${iName} OBJECT ${ARGN})
@@ -16,9 +27,7 @@ function(qorjob_room iName)
         # Calls among the rooms stay inside the library; no program may put a function of its own in between.
         target_compile_options(${iName} PRIVATE -fno-semantic-interposition)
     endif()
-    if(CMAKE_BUILD_TYPE STREQUAL "Release" AND QORJOB_IPO)
-        set_target_properties(${iName} PROPERTIES INTERPROCEDURAL_OPTIMIZATION ON)
-    endif()
+    qorjob_optimise(${iName})
     qorjob_warnings(${iName})
 
     # The first room's precompiled headers are those of all. The lint preset builds without, and so sees a missing #include.
@@ -47,7 +56,5 @@ function(qorjob_join_rooms iLibrary)
             target_link_options(${iLibrary} PRIVATE LINKER:--no-undefined)
         endif()
     endif()
-    if(CMAKE_BUILD_TYPE STREQUAL "Release" AND QORJOB_IPO)
-        set_target_properties(${iLibrary} PROPERTIES INTERPROCEDURAL_OPTIMIZATION ON)
-    endif()
+    qorjob_optimise(${iLibrary})
 endfunction()

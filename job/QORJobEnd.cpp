@@ -50,9 +50,10 @@ unsigned GetMilliseconds(const QORJobStep& iStep)
 template <class T>
 void QORJob::ReleaseAndLog(QBase::PtrI<T>& ioObject)
 {
+    if (!ioObject)
+        return;
     const auto release = [&] {
-        if (ioObject)
-            ioObject.Detach()->Release();
+        ioObject.Detach()->Release();
         return S_OK;
     };
     Boundary(release, "Release");
@@ -177,10 +178,10 @@ void QORJob::ReleaseContext() QORJOB_NO_THREAD_SAFETY_ANALYSIS
 
 bool QORJob::HasData() const QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
-    bool bHas = false;
     for (const QORJobData* data : mData)
-        bHas |= data != nullptr;
-    return bHas;
+        if (data != nullptr)
+            return true;
+    return false;
 }
 
 /// Each slot is emptied before its item is released: an item whose release throws isn't released again.

@@ -21,11 +21,11 @@ QORJOB_API std::vector<std::string> Stop();
 namespace Detail
 {
 extern std::atomic<bool> gbRecording;
-void Record(const char* iOperation, std::initializer_list<std::int64_t> iArguments);
+[[gnu::cold, gnu::noinline]] void Record(const char* iOperation, std::initializer_list<std::int64_t> iArguments);
 } // namespace Detail
 
 /// The platform's side: records one call; costs one test while the trace is off.
-inline void Note(const char* iOperation, std::initializer_list<std::int64_t> iArguments = {})
+[[gnu::always_inline]] inline void Note(const char* iOperation, std::initializer_list<std::int64_t> iArguments = {})
 {
     if (Detail::gbRecording.load(std::memory_order_relaxed)) [[unlikely]]
         Detail::Record(iOperation, iArguments);

@@ -30,7 +30,7 @@ namespace Detail
 // Bit n: the fault of that number is set; the next bit: blocks are counted. In a server it is 0, and calls read nothing
 // else.
 extern std::atomic<unsigned> gArmed;
-bool TakeTurn(EnumFault iFault) noexcept;
+[[gnu::cold, gnu::noinline]] bool TakeTurn(EnumFault iFault) noexcept;
 } // namespace Detail
 
 /// The platform's side: true when this call is the one to fail.
@@ -39,8 +39,9 @@ inline bool IsDue(EnumFault iFault) noexcept
     return Detail::gArmed.load(std::memory_order_relaxed) != 0 && Detail::TakeTurn(iFault);
 }
 
-/// The platform's side: a block was allocated; a block is about to be freed.
-void NoteBlockTaken(const void* iBlock) noexcept;
-void NoteBlockGoing(const void* iBlock) noexcept;
+/// The platform's side: a block was allocated; a block is about to be freed. Kept out of their callers, which mostly
+/// don't come here.
+[[gnu::cold, gnu::noinline]] void NoteBlockTaken(const void* iBlock) noexcept;
+[[gnu::cold, gnu::noinline]] void NoteBlockGoing(const void* iBlock) noexcept;
 
 } // namespace Builtin::Faults

@@ -245,12 +245,10 @@ void Arena::FreeChunks() noexcept
         HeapFree(std::exchange(mpFurther, mpFurther->mpNext));
 }
 
-void Arena::FreeAll() noexcept
+/// Without the guard: nobody uses the arena any more.
+void Arena::FreeAll() noexcept QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
-    {
-        const GrowthHold hold(mGrowing);
-        FreeChunks();
-    }
+    FreeChunks();
     const bool bOnHeap = mbOnHeap;
     this->~Arena();
     if (bOnHeap)
