@@ -124,6 +124,7 @@ int Usage()
 
 int main(int argc, char** argv)
 {
+    BecomeMultithreaded();
     if (argc == 4 && std::string_view(argv[1]) == "--only")
     {
         const Side* const side = FindSide(argv[2]);

@@ -3,6 +3,7 @@
 #include "HandWrittenJob.h"
 
 #include <algorithm>
+#include <thread>
 
 namespace
 {
@@ -10,6 +11,11 @@ namespace
 constexpr int cUnit = 1;
 
 } // namespace
+
+void BecomeMultithreaded()
+{
+    std::thread([] {}).join();
+}
 
 QBase::PtrI<QORJob> MakeJobOfSteps(int iSteps)
 {

@@ -10,6 +10,10 @@
 #include <memory>
 #include <vector>
 
+/// C libraries take locks and count references at less cost in a process that never had a second thread, which no
+/// server is. After this one it has had one.
+void BecomeMultithreaded();
+
 /// One side of a comparison: a constructor gets it ready, Run is what is measured, a destructor clears up.
 class Workload
 {

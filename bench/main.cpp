@@ -1,5 +1,5 @@
 #include "Ratios.h"
-#include "qorjob.h"
+#include "Workloads.h"
 
 namespace
 {
@@ -65,6 +65,7 @@ const std::vector<Ratio> cRatios = {
 
 int main(int argc, char** argv)
 {
+    BecomeMultithreaded();
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 1;
