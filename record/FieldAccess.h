@@ -3,6 +3,9 @@
 
 #include "platform/Windows.h"
 
+namespace QORJOB
+{
+
 /// E_POINTER for null, else a copy.
 template <class T>
 HRESULT GetField(const T& iField, T* oValue)
@@ -19,3 +22,5 @@ HRESULT SetField(T& oField, const T& iValue)
     oField = iValue;
     return S_OK;
 }
+
+} // namespace QORJOB

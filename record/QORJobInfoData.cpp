@@ -33,13 +33,16 @@ QORJobInfoData& QORJobInfoData::operator=(const QORJobData& iItem)
     return *this;
 }
 
-HRESULT QORJobInfoData::GetId(int* oId) const { return GetField(mId, oId); }
+HRESULT QORJobInfoData::GetId(int* oId) const { return QORJOB::GetField(mId, oId); }
 
-HRESULT QORJobInfoData::GetSize(unsigned* oSize) const { return GetField(mSize, oSize); }
+HRESULT QORJobInfoData::GetSize(unsigned* oSize) const { return QORJOB::GetField(mSize, oSize); }
 
-HRESULT QORJobInfoData::GetData(const void** oData) const { return GetField<const void*>(mData, oData); }
+HRESULT QORJobInfoData::GetData(const void** oData) const { return QORJOB::GetField<const void*>(mData, oData); }
 
-HRESULT QORJobInfoData::GetSaveObjSize(unsigned, unsigned* oSize) const { return GetField(mSize + cHeadSize, oSize); }
+HRESULT QORJobInfoData::GetSaveObjSize(unsigned, unsigned* oSize) const
+{
+    return QORJOB::GetField(mSize + cHeadSize, oSize);
+}
 
 HRESULT QORJobInfoData::SaveObj(unsigned iVersion, unsigned iMaxSize, signed char* oBuffer, unsigned* oSize) const
 {

@@ -21,15 +21,15 @@ public:
 
     /// Without an argument: now, in UTC; SetEnterTime stores the calling thread, too.
     HRESULT SetEnterTime();
-    HRESULT SetEnterTime(QDataType::DateTime iTime) { return SetField(mEnterTime, iTime); }
+    HRESULT SetEnterTime(QDataType::DateTime iTime) { return QORJOB::SetField(mEnterTime, iTime); }
     HRESULT SetStartTime();
-    HRESULT SetStartTime(QDataType::DateTime iTime) { return SetField(mStartTime, iTime); }
+    HRESULT SetStartTime(QDataType::DateTime iTime) { return QORJOB::SetField(mStartTime, iTime); }
     HRESULT SetExitTime();
-    HRESULT SetExitTime(QDataType::DateTime iTime) { return SetField(mExitTime, iTime); }
-    HRESULT GetEnterTime(QDataType::DateTime* oTime) const { return GetField(mEnterTime, oTime); }
-    HRESULT GetStartTime(QDataType::DateTime* oTime) const { return GetField(mStartTime, oTime); }
-    HRESULT GetExitTime(QDataType::DateTime* oTime) const { return GetField(mExitTime, oTime); }
-    HRESULT GetId(int* oPUId) const { return GetField(mPUId, oPUId); }
+    HRESULT SetExitTime(QDataType::DateTime iTime) { return QORJOB::SetField(mExitTime, iTime); }
+    HRESULT GetEnterTime(QDataType::DateTime* oTime) const { return QORJOB::GetField(mEnterTime, oTime); }
+    HRESULT GetStartTime(QDataType::DateTime* oTime) const { return QORJOB::GetField(mStartTime, oTime); }
+    HRESULT GetExitTime(QDataType::DateTime* oTime) const { return QORJOB::GetField(mExitTime, oTime); }
+    HRESULT GetId(int* oPUId) const { return QORJOB::GetField(mPUId, oPUId); }
 
     /// The binary record: enter, exit and start time (in this order) and the PU id, little-endian.
     DWORD GetSaveObjSize(unsigned* oSize) const;

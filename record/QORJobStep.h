@@ -43,26 +43,26 @@ public:
 
     /// Without an argument: now, in UTC.
     HRESULT SetStartTime() { return SetStartTime(QDataType::DateTime::NowUTC()); }
-    HRESULT SetStartTime(QDataType::DateTime iTime) { return SetField(mStartTime, iTime); }
+    HRESULT SetStartTime(QDataType::DateTime iTime) { return QORJOB::SetField(mStartTime, iTime); }
     HRESULT SetFinishTime() { return SetFinishTime(QDataType::DateTime::NowUTC()); }
-    HRESULT SetFinishTime(QDataType::DateTime iTime) { return SetField(mFinishTime, iTime); }
-    HRESULT GetStartTime(QDataType::DateTime* oTime) const { return GetField(mStartTime, oTime); }
-    HRESULT GetFinishTime(QDataType::DateTime* oTime) const { return GetField(mFinishTime, oTime); }
+    HRESULT SetFinishTime(QDataType::DateTime iTime) { return QORJOB::SetField(mFinishTime, iTime); }
+    HRESULT GetStartTime(QDataType::DateTime* oTime) const { return QORJOB::GetField(mStartTime, oTime); }
+    HRESULT GetFinishTime(QDataType::DateTime* oTime) const { return QORJOB::GetField(mFinishTime, oTime); }
 
     /// Stores the CPU time of the calling thread since the two given times.
     HRESULT SetTaskCPUTime(FILETIME iKernelAtStart, FILETIME iUserAtStart);
     /// In 100-nanosecond units, modulo 2^32. `oTime` must not be null.
     HRESULT GetTaskCPUTime(double* oTime) const;
 
-    HRESULT SetPUId(int iPUId) { return SetField(mPUId, iPUId); }
-    HRESULT SetPUPriority(int iPriority) { return SetField(mPUPriority, iPriority); }
+    HRESULT SetPUId(int iPUId) { return QORJOB::SetField(mPUId, iPUId); }
+    HRESULT SetPUPriority(int iPriority) { return QORJOB::SetField(mPUPriority, iPriority); }
     /// Without an argument: the calling thread's.
     HRESULT SetThreadId() { return SetThreadId(QBase::GetCurrentThreadID()); }
-    HRESULT SetThreadId(DWORD iThreadId) { return SetField(mThreadId, iThreadId); }
-    HRESULT GetId(int* oStepId) const { return GetField(mStepId, oStepId); }
-    HRESULT GetPUId(int* oPUId) const { return GetField(mPUId, oPUId); }
-    HRESULT GetPUPriority(int* oPriority) const { return GetField(mPUPriority, oPriority); }
-    HRESULT GetThreadId(DWORD* oThreadId) const { return GetField(mThreadId, oThreadId); }
+    HRESULT SetThreadId(DWORD iThreadId) { return QORJOB::SetField(mThreadId, iThreadId); }
+    HRESULT GetId(int* oStepId) const { return QORJOB::GetField(mStepId, oStepId); }
+    HRESULT GetPUId(int* oPUId) const { return QORJOB::GetField(mPUId, oPUId); }
+    HRESULT GetPUPriority(int* oPriority) const { return QORJOB::GetField(mPUPriority, oPriority); }
+    HRESULT GetThreadId(DWORD* oThreadId) const { return QORJOB::GetField(mThreadId, oThreadId); }
 
     void InitChapterKey();
     /// Null is taken as empty; more than 40 units are truncated.

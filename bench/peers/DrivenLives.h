@@ -1,8 +1,8 @@
 // The ways in which a kernel may drive lives: without a queue, or through one that all workers take from.
 #pragma once
 
-#include "../Workloads.h"
 #include "Crew.h"
+#include "Workloads.h"
 
 #include <atomic>
 #include <condition_variable>

@@ -1,7 +1,7 @@
 // Libraries that schedule by themselves: they run chains of six steps which do nothing.
 #pragma once
 
-#include "../Workloads.h"
+#include "Workloads.h"
 
 #include <memory>
 

@@ -24,11 +24,11 @@ QORObjectInstanceCount& GetCount() { return *QORObjectInstanceCount::GetObjectIn
 TEST(PerfMon, SumsACounterOverMoreThreadsThanItHasShards)
 {
     Builtin::PerfReadings::Reset();
-    RunOnThreads(40, [](int iIndex) {
+    RunOnThreads(100, [](int iIndex) {
         for (int i = 0; i < 100; ++i)
             QPerfMon::GetPerformanceMonitor()->Add(63, iIndex % 2 == 0 ? 3 : -1);
     });
-    EXPECT_EQ(Builtin::PerfReadings::GetCounter(63), 20 * 100 * 3 - 20 * 100);
+    EXPECT_EQ(Builtin::PerfReadings::GetCounter(63), 50 * 100 * 3 - 50 * 100);
 }
 
 TEST(PerfMon, GivesOneIndexToOneNameOnAllThreads)

@@ -27,6 +27,9 @@ struct alignas(cLineBytes) CounterShard
 
 inline constinit CounterShard gCounterShards[cShardCount]{};
 
+/// The sums at the last reset. The shards go on: their threads write to them alone.
+inline constinit CounterShard gCountersAtReset{};
+
 inline bool IsKnownCounter(int iCounterId) { return iCounterId >= 0 && iCounterId < cCounterCount; }
 
 // Profiles
@@ -45,6 +48,7 @@ struct alignas(cLineBytes) ProfileShard
 };
 
 inline constinit ProfileShard gProfileShards[cShardCount]{};
+inline constinit ProfileShard gProfilesAtReset{};
 
 /// Names are only ever added: those below the count never change and are read without a lock.
 inline constinit std::atomic<unsigned> gProfileCount{0};

@@ -8,15 +8,35 @@
 namespace Builtin::PerfReadings
 {
 
-std::int64_t GetCounter(int iCounterId)
+namespace
+{
+
+std::int64_t SumCounter(int iCounterId)
 {
     std::int64_t sum = 0;
-    if (IsKnownCounter(iCounterId))
-    {
-        for (const CounterShard& shard : gCounterShards)
-            sum += shard.mCounters[iCounterId].load(std::memory_order_relaxed);
-    }
+    for (const CounterShard& shard : gCounterShards)
+        sum += shard.mCounters[iCounterId].load(std::memory_order_relaxed);
     return sum;
+}
+
+void SumProfile(std::size_t iIndex, std::uint64_t& oMicroseconds, std::uint64_t& oCount)
+{
+    oMicroseconds = 0;
+    oCount = 0;
+    for (const ProfileShard& shard : gProfileShards)
+    {
+        oMicroseconds += shard.mTotals[iIndex].mMicroseconds.load(std::memory_order_relaxed);
+        oCount += shard.mTotals[iIndex].mCount.load(std::memory_order_relaxed);
+    }
+}
+
+} // namespace
+
+std::int64_t GetCounter(int iCounterId)
+{
+    if (!IsKnownCounter(iCounterId))
+        return 0;
+    return SumCounter(iCounterId) - gCountersAtReset.mCounters[iCounterId].load(std::memory_order_relaxed);
 }
 
 std::vector<Profile> GetProfiles()
@@ -26,11 +46,10 @@ std::vector<Profile> GetProfiles()
     {
         Profile& profile = profiles[index];
         profile.mName = gProfileNames[index];
-        for (const ProfileShard& shard : gProfileShards)
-        {
-            profile.mMicroseconds += shard.mTotals[index].mMicroseconds.load(std::memory_order_relaxed);
-            profile.mCount += shard.mTotals[index].mCount.load(std::memory_order_relaxed);
-        }
+        SumProfile(index, profile.mMicroseconds, profile.mCount);
+        const ProfileTotals& atReset = gProfilesAtReset.mTotals[index];
+        profile.mMicroseconds -= atReset.mMicroseconds.load(std::memory_order_relaxed);
+        profile.mCount -= atReset.mCount.load(std::memory_order_relaxed);
     }
     return profiles;
 }
@@ -70,19 +89,16 @@ std::vector<Pulse> TakePulses()
 
 void Reset()
 {
-    for (CounterShard& shard : gCounterShards)
-    {
-        for (std::atomic<std::int64_t>& counter : shard.mCounters)
-            counter.store(0, std::memory_order_relaxed);
-    }
+    for (int counter = 0; counter < cCounterCount; ++counter)
+        gCountersAtReset.mCounters[counter].store(SumCounter(counter), std::memory_order_relaxed);
     const unsigned profiles = gProfileCount.load(std::memory_order_acquire);
-    for (ProfileShard& shard : gProfileShards)
+    for (unsigned index = 0; index < profiles; ++index)
     {
-        for (unsigned index = 0; index < profiles; ++index)
-        {
-            shard.mTotals[index].mMicroseconds.store(0, std::memory_order_relaxed);
-            shard.mTotals[index].mCount.store(0, std::memory_order_relaxed);
-        }
+        std::uint64_t microseconds = 0;
+        std::uint64_t count = 0;
+        SumProfile(index, microseconds, count);
+        gProfilesAtReset.mTotals[index].mMicroseconds.store(microseconds, std::memory_order_relaxed);
+        gProfilesAtReset.mTotals[index].mCount.store(count, std::memory_order_relaxed);
     }
     TakePulses();
 }

@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -22,20 +23,15 @@ namespace Builtin
 namespace
 {
 
-template <class Number>
-void AddTo(std::atomic<Number>& ioNumber, Number iDelta)
-{
-    ioNumber.fetch_add(iDelta, std::memory_order_relaxed);
-}
-
 class Monitor final : public QPerfMon::PerformanceMonitor
 {
 public:
     void Add(int iCounterId, std::int64_t iDelta) noexcept override
     {
         EventTrace::Note("QPerfMon::PerformanceMonitor::Add", {iCounterId, iDelta});
+        const std::size_t shard = GetThreadShard();
         if (IsKnownCounter(iCounterId))
-            AddTo(gCounterShards[GetThreadShard()].mCounters[iCounterId], iDelta);
+            AddTo(gCounterShards[shard].mCounters[iCounterId], iDelta, shard);
     }
 };
 
@@ -83,11 +79,12 @@ void AddToProfile(unsigned iProfileIndex, std::uint64_t iMicroseconds, std::uint
 {
     if (!IsKnownProfile(iProfileIndex))
         return;
-    ProfileTotals& totals = gProfileShards[GetThreadShard()].mTotals[iProfileIndex];
+    const std::size_t shard = GetThreadShard();
+    ProfileTotals& totals = gProfileShards[shard].mTotals[iProfileIndex];
     if (iMicroseconds != 0)
-        AddTo(totals.mMicroseconds, iMicroseconds);
+        AddTo(totals.mMicroseconds, iMicroseconds, shard);
     if (iCount != 0)
-        AddTo(totals.mCount, iCount);
+        AddTo(totals.mCount, iCount, shard);
 }
 
 class Profiler final : public QPerfMon::QORProfiler

@@ -10,8 +10,9 @@ namespace
 
 void AddToCount(int iCategory, std::int64_t iDelta) noexcept
 {
+    const std::size_t shard = GetThreadShard();
     if (IsKnownCategory(iCategory))
-        gInstanceShards[GetThreadShard()].mCounts[iCategory].fetch_add(iDelta, std::memory_order_relaxed);
+        AddTo(gInstanceShards[shard].mCounts[iCategory], iDelta, shard);
 }
 
 AddressSet& GetSet(int iCategory, const void* iObject)

@@ -10,7 +10,7 @@ namespace Builtin
 namespace
 {
 
-constinit std::atomic<unsigned> gThreadsSeen{0};
+constinit std::atomic<std::size_t> gThreadsSeen{0};
 QORJOB_NEAR_THREAD_LOCAL std::size_t tShard = cShardCount; // out of range: not taken yet
 
 } // namespace
@@ -18,7 +18,10 @@ QORJOB_NEAR_THREAD_LOCAL std::size_t tShard = cShardCount; // out of range: not 
 std::size_t GetThreadShard() noexcept
 {
     if (tShard == cShardCount) [[unlikely]]
-        tShard = gThreadsSeen.fetch_add(1, std::memory_order_relaxed) % cShardCount;
+    {
+        const std::size_t seen = gThreadsSeen.fetch_add(1, std::memory_order_relaxed);
+        tShard = seen < cOwnShards ? seen : cOwnShards + seen % cSharedShards;
+    }
     return tShard;
 }
 
