@@ -21,7 +21,7 @@ void MeasureBytes(benchmark::State& ioState, bool ibInBuffer)
         const std::size_t before = mallinfo2().uordblks;
         for (QORJob*& job : jobs)
         {
-            QBase::Buffer* buffer = ibInBuffer ? QBase::CreateBuffer(1280, 2, 256, false) : nullptr;
+            QBase::Buffer* buffer = ibInBuffer ? QBase::CreateBuffer(640, 2, 256, false) : nullptr;
             job = QORJob::NewJob(1, RequestReport, 5, nullptr, buffer);
             job->AddRef();
             for (int step : {StepLoadObjectDefinition, StepSQLGeneration, StepSearchingCache, StepAnalyticalProcessing,

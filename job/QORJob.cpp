@@ -25,15 +25,14 @@ QORJob* QORJob::NewJob(QSynch::AtomicLong iId, int iRequestType, int iPriority, 
     }
     if (place == nullptr)
         return nullptr;
-    std::pmr::memory_resource* memory = iBuffer != nullptr ? iBuffer : QBase::DefaultHeap();
-    QORJob* job = ::new (place) QORJob(iId, iRequestType, iPriority, iSession, iBuffer, memory);
+    QORJob* job = ::new (place) QORJob(iId, iRequestType, iPriority, iSession, iBuffer);
     heapPlace.release();
     return job;
 }
 
 QORJob::QORJob(QSynch::AtomicLong iId, int iRequestType, int iPriority, QorUserSession* iSession,
-               QBase::Buffer* iBuffer, std::pmr::memory_resource* iMemory)
-    : QORJobState(iId, iRequestType, iPriority, iSession, iBuffer, iMemory)
+               QBase::Buffer* iBuffer)
+    : QORJobState(iId, iRequestType, iPriority, iSession, iBuffer)
 {
     if (mbExternalBuffer)
         mpLocalBuffer->Register();

@@ -389,8 +389,7 @@ public:
     DWORD LoadObj(unsigned iVersion, const signed char* iBuffer);
 
 private:
-    QORJob(QSynch::AtomicLong iId, int iRequestType, int iPriority, QorUserSession* iSession, QBase::Buffer* iBuffer,
-           std::pmr::memory_resource* iMemory);
+    QORJob(QSynch::AtomicLong iId, int iRequestType, int iPriority, QorUserSession* iSession, QBase::Buffer* iBuffer);
     ~QORJob();
 
     template <class T>

@@ -30,8 +30,8 @@ HRESULT QORJob::SetText(OnDemand<Part>& ioPart, QBase::wstring Part::*iField, co
     if (iText == nullptr)
         return E_POINTER;
     const auto store = [&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
-        ioPart.Write(mpMemory).*iField = iText;
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
+        ioPart.Write(GetMemory()).*iField = iText;
         return S_OK;
     };
     return Boundary(store, iOperation);
@@ -133,7 +133,7 @@ bool QORJob::GetGovernorCancelFlag() const QORJOB_NO_THREAD_SAFETY_ANALYSIS { re
 HRESULT QORJob::SetType(int iType, int* oOld)
 {
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         const int old = mType;
         mType = iType;
         if (oOld != nullptr)
@@ -145,7 +145,7 @@ HRESULT QORJob::SetType(int iType, int* oOld)
 HRESULT QORJob::SetSource(int iSource)
 {
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         mSource = iSource;
         return S_OK;
     });
@@ -159,7 +159,7 @@ HRESULT QORJob::GetTimeoutExtended(bool* obExtended) const
 HRESULT QORJob::SetDeliveryType(EnumSubscriptionDeliveryType iType)
 {
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         mDeliveryType = iType;
         if (iType != EnumSubscriptionDeliveryType{} && mpMemGovernor)
             mpMemGovernor->mbNotGoverned = true;
@@ -170,8 +170,8 @@ HRESULT QORJob::SetDeliveryType(EnumSubscriptionDeliveryType iType)
 HRESULT QORJob::SetUserID(GUID iUserID)
 {
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
-        mRequest.Write(mpMemory).mUserID = iUserID;
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
+        mRequest.Write(GetMemory()).mUserID = iUserID;
         if (mpMemGovernor)
             mpMemGovernor->mUserGuid = iUserID;
         return S_OK;
@@ -183,7 +183,7 @@ HRESULT QORJob::SetUserSession(QorUserSession* iSession)
     return Boundary([&] {
         QBase::PtrI<QorUserSession> old;
         {
-            QSynch::CriticalSection::SmartLock lock(mpLock);
+            QSynch::CriticalSection::SmartLock lock(mpLock.get());
             if (mpUserSession.Get() == iSession)
                 return S_OK;
             old = std::exchange(mpUserSession, QBase::PtrI<QorUserSession>(iSession));
@@ -201,7 +201,7 @@ HRESULT QORJob::SetProcessContext(ICKDXProcessContext* iContext)
     return Boundary([&] {
         // The context is called under the lock on purpose: a thread that reads the new context finds the priority and
         // the governor in it.
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         QBase::PtrI<ICKDXProcessContext> old(iContext);
         std::swap(old, mpProcessContext);
         // In a boundary of its own: the new context is told even when the old one's Release throws.

@@ -24,7 +24,7 @@ HRESULT QORJob::Cancel()
 {
     LogLine(EnumKernelRouter::JobTrace, "[DEBUG TRACING]QORJob::Cancel: job %1 is cancel start", mId.Get());
     const HRESULT code = Boundary([&]() -> HRESULT {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (mStatus != JobCompleted && mStatus != JobCancelled && mStatus != JobStopped)
         {
             const HRESULT cancelled = CancelSteps();
@@ -122,7 +122,7 @@ void QORJob::PauseCurrentStep()
     if (mRequestType != RequestDocument)
         return;
     const HRESULT code = Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (!QORJOB::HasFailed(mStatus))
             mStatus = JobPausing;
         mStatusTime = QDataType::DateTime::NowUTC();
@@ -148,7 +148,7 @@ void QORJob::ResetStatusBeforeResumeExecution()
 HRESULT QORJob::StopRunningIfHang(int, DWORD, QORJobTask* iTask)
 {
     return Boundary([&]() -> HRESULT {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (mpExecutingTask == nullptr || mpExecutingTask != iTask)
         {
             LogLine(EnumKernelRouter::Warning,

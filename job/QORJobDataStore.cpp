@@ -11,7 +11,7 @@ HRESULT QORJob::SetJobData(QORJobData* iData)
     if (iData == nullptr)
         return E_POINTER;
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         unsigned id = 0;
         iData->GetId(&id);
         if (id >= mData.size())
@@ -31,7 +31,7 @@ HRESULT QORJob::GetJobData(int iId, QORJobData** oData) const
     if (oData == nullptr)
         return E_POINTER;
     const HRESULT code = Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         const auto id = static_cast<unsigned>(iId);
         if (id >= mData.size())
             return S_OK;
@@ -48,7 +48,7 @@ HRESULT QORJob::IsDataAvailable(int iId, bool* obAvailable) const
 {
     if (obAvailable == nullptr)
         return E_POINTER;
-    QSynch::CriticalSection::SmartLock lock(mpLock);
+    QSynch::CriticalSection::SmartLock lock(mpLock.get());
     const auto id = static_cast<unsigned>(iId);
     *obAvailable = id < mData.size() && mData[id] != nullptr;
     return S_OK;
@@ -57,7 +57,7 @@ HRESULT QORJob::IsDataAvailable(int iId, bool* obAvailable) const
 HRESULT QORJob::CreateJobDataObject(int iId, QORJobData** oData) const
 {
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         return QORJobData::CreateJobDataObject(this, iId, oData);
     });
 }

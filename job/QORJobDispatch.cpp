@@ -93,7 +93,7 @@ HRESULT QORJob::GetCurrentStepId(int* oStepId, int* oRunningStepId) const
     if (oRunningStepId != nullptr)
         *oRunningStepId = -1;
     return Boundary([&]() -> HRESULT {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         int current = StepNoMore;
         HRESULT code = S_OK;
         if (mSteps.HasFinishedClosing() || mSteps.GetTodo().empty() || QORJOB::IsHeld(mStatus))
@@ -121,7 +121,7 @@ HRESULT QORJob::GetCurrentStepIdToRun(int* oStepId, int* oRunningStepId)
     if (oRunningStepId != nullptr)
         *oRunningStepId = -1;
     return Boundary([&]() -> HRESULT {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (mStatus == JobStoppedWithError || mStatus == JobCancelled)
             DropDocumentResult();
         if (KernelLog::EnabledRouter(EnumKernelRouter::JobTrace) != nullptr)
@@ -290,7 +290,7 @@ HRESULT QORJob::HandOutOfDeadJob(int iLostStepId, int* oStepId)
 HRESULT QORJob::SetStepStart(int iStepId, int iPUId, QORJobTask* iTask)
 {
     const HRESULT code = Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         const auto none = mSteps.GetTodo().end();
         const auto found = IsRunnableStep(iStepId) ? mSteps.Find(iStepId) : none;
         if (found != none)
@@ -378,7 +378,7 @@ HRESULT QORJob::SetStepFinish(int iStepId, int iPUId, QORJobTask* iTask)
     return Boundary([&] {
         HRESULT result = S_OK;
         {
-            QSynch::CriticalSection::SmartLock lock(mpLock);
+            QSynch::CriticalSection::SmartLock lock(mpLock.get());
             if (iStepId == StepQueryExecution)
             {
                 JobTaskStatus state = JobTaskStatusNone;

@@ -153,7 +153,7 @@ const wchar_t* StatusWord(int iStatus)
 void QORJob::GetJobInfo(QBase::wstring& oText) const
 {
     Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         AddIdentity(oText);
         AddState(oText);
         AddLine(oText, "\tTodoStepList:\n");
@@ -223,7 +223,7 @@ void QORJob::AddState(QBase::wstring& ioText) const
 std::wostream* QORJob::WriteJobInfo(std::wostream& ioStream) const
 {
     const HRESULT code = Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         ioStream << std::dec << L"Job " << mId.Get() << L": Priority = " << mPriority << L", StepsCompleted = <";
         WriteSteps(ioStream, mSteps.GetFinished());
         ioStream << L", StepsToDo = <";

@@ -230,7 +230,7 @@ void QORJob::EndInBuffer() QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
     QBase::Buffer* buffer = mpLocalBuffer;
     ReleaseLeftovers();
-    mpOwnedLock.reset();
+    mpLock.reset();
     ReleaseAndLog(mpUserSession);
     ReleaseAndLog(mpInBoxMessage);
     buffer->Destroy();

@@ -8,7 +8,7 @@ QORJobError::QORJobError(QORJob& ioJob, HRESULT iCode) QORJOB_NO_THREAD_SAFETY_A
 {
     // Before the job is locked: the context may take a while to answer.
     const int reportingStepId = QORJob::FindReportingStep(ioJob.GetValue(ioJob.mpProcessContext).Get());
-    mpLock = std::make_unique<LockHold>(ioJob.mpLock);
+    mpLock = std::make_unique<LockHold>(ioJob.mpLock.get());
     if (!ioJob.BecomeErrorJob(iCode, reportingStepId))
         return;
     const HRESULT code = ioJob.FetchContextMessage(mpMessage);

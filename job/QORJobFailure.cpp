@@ -60,7 +60,7 @@ HRESULT QORJob::GetJobError(QBase::wstring& oText) const
     return Boundary([&]() -> HRESULT {
         // The context, its session and its message are called under the lock on purpose: all errors of the text are
         // there at one moment.
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         QBase::PtrI<ICKDXWriteMessage> message;
         if (FAILED(FetchContextMessage(message)) || !message)
             return S_OK;
@@ -88,7 +88,7 @@ HRESULT QORJob::GetJobError(QBase::WCHAR** oText) const
 HRESULT QORJob::UpdateJobError(const QBase::WCHAR* iSource, unsigned iCode, int iArgument)
 {
     return Boundary([&]() -> HRESULT {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         QBase::PtrI<ICKDXWriteMessage> message;
         const HRESULT code = FetchContextMessage(message);
         if (FAILED(code))
@@ -107,7 +107,7 @@ HRESULT QORJob::IsError(bool* obError) const
     if (obError == nullptr)
         return E_POINTER;
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (mStatus != JobStoppedWithError)
             *obError = false;
         return S_OK;
@@ -125,7 +125,7 @@ HRESULT QORJob::GetComponentErrorCodeEx(HRESULT* oCode) const
     if (oCode == nullptr)
         return E_POINTER;
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         *oCode = mComponentErrorCode != S_OK ? mComponentErrorCode : mErrorCode;
         return S_OK;
     });

@@ -8,7 +8,7 @@ HRESULT QORJob::SetParentId(QSynch::AtomicLong iId) { return Set(mFamily.mParent
 HRESULT QORJob::SetParentId(QSynch::AtomicLong iId, std::shared_ptr<JobMemGovernor> iGovernor)
 {
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         mFamily.mParentId = iId;
         mpMemGovernor.swap(iGovernor);
         if (mpProcessContext)
@@ -42,7 +42,7 @@ HRESULT QORJob::ChangeRunningChildCount(int iChange, int* oCount, const char* iO
 {
     return Boundary(
         [&] {
-            QSynch::CriticalSection::SmartLock lock(mpLock);
+            QSynch::CriticalSection::SmartLock lock(mpLock.get());
             mFamily.mRunningChildCount += iChange;
             if (oCount != nullptr)
                 *oCount = mFamily.mRunningChildCount;
@@ -56,10 +56,10 @@ HRESULT QORJob::AddChild(QSynch::AtomicLong iChildId)
     LogLine(EnumKernelRouter::JobTrace, "[DEBUG TRACING]QORJob::AddChild: child job %1 is added into document job %2",
             iChildId.Get(), mId.Get());
     return Boundary([&]() -> HRESULT {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (QORJOB::HasEnded(mStatus))
             return E_FAIL;
-        mFamily.mExecutingChildren.Write(mpMemory).Add(iChildId);
+        mFamily.mExecutingChildren.Write(GetMemory()).Add(iChildId);
         return S_OK;
     });
 }
@@ -70,7 +70,7 @@ HRESULT QORJob::RemoveExecutingChild(QSynch::AtomicLong iChildId)
             "[DEBUG TRACING]QORJob::RemoveExecutingChild: child job %1 is removed from document job %2", iChildId.Get(),
             mId.Get());
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (ChildList* executing = mFamily.mExecutingChildren.Get())
             executing->Remove(iChildId);
         return S_OK;
@@ -83,8 +83,8 @@ HRESULT QORJob::MarkChildComplete(QSynch::AtomicLong iChildId)
             "[DEBUG TRACING]QORJob::MarkChildComplete: child job %1 of document job %2 is completed", iChildId.Get(),
             mId.Get());
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
-        mFamily.mFinishedChildren.Write(mpMemory).Add(iChildId);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
+        mFamily.mFinishedChildren.Write(GetMemory()).Add(iChildId);
         if (ChildList* executing = mFamily.mExecutingChildren.Get())
             executing->Remove(iChildId);
         return S_OK;
@@ -105,7 +105,7 @@ HRESULT QORJob::CopyIds(const OnDemand<ChildList>& iIds, IdList& oIds, const cha
 {
     return Boundary(
         [&] {
-            QSynch::CriticalSection::SmartLock lock(mpLock);
+            QSynch::CriticalSection::SmartLock lock(mpLock.get());
             iIds.Read().CopyTo(oIds);
             return S_OK;
         },

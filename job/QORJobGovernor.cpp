@@ -30,7 +30,7 @@ HRESULT QORJob::UpdateJobCloseCounters()
 {
     int status = JobReady;
     {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (std::exchange(mbCloseCountersUpdated, true))
             return S_OK;
         status = mStatus;

@@ -12,7 +12,7 @@ HRESULT QORJob::GetChannelRequest(QORChannelRequest** oRequest, int iIndex) cons
     if (oRequest == nullptr)
         return E_POINTER;
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         const QBase::list<QORChannelRequest*>& requests = mRequests.Read().mChannels;
         *oRequest = requests.empty() ? nullptr : *std::next(requests.begin(), std::max(iIndex, 0));
         return S_OK;
@@ -22,8 +22,8 @@ HRESULT QORJob::GetChannelRequest(QORChannelRequest** oRequest, int iIndex) cons
 HRESULT QORJob::AddChannelRequest(QORChannelRequest* iRequest)
 {
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
-        mRequests.Write(mpMemory).mChannels.push_back(iRequest);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
+        mRequests.Write(GetMemory()).mChannels.push_back(iRequest);
         return S_OK;
     });
 }
@@ -31,7 +31,7 @@ HRESULT QORJob::AddChannelRequest(QORChannelRequest* iRequest)
 HRESULT QORJob::CompleteChannelRequest(QORChannelRequest* iRequest)
 {
     return Boundary([&]() -> HRESULT {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         Requests* const requests = mRequests.Get();
         if (requests == nullptr || requests->mChannels.empty())
             return E_UNEXPECTED;
@@ -50,7 +50,7 @@ HRESULT QORJob::SetInMessage(ICKDXReadMessage* iMessage)
     return Boundary([&] {
         QBase::PtrI<ICKDXReadMessage> old;
         {
-            QSynch::CriticalSection::SmartLock lock(mpLock);
+            QSynch::CriticalSection::SmartLock lock(mpLock.get());
             old = std::exchange(mpInMessage, QBase::PtrI<ICKDXReadMessage>(iMessage));
         }
         if (old)
@@ -71,7 +71,7 @@ HRESULT QORJob::SetInBoxMsgPtr(CKDXServerMessage* iMessage)
     return Boundary([&] {
         QBase::PtrI<CKDXServerMessage> old;
         {
-            QSynch::CriticalSection::SmartLock lock(mpLock);
+            QSynch::CriticalSection::SmartLock lock(mpLock.get());
             if (iMessage != nullptr && (mStatus == JobStoppedWithError || mStatus == JobCancelled))
                 return S_FALSE;
             old = std::exchange(mpInBoxMessage, QBase::PtrI<CKDXServerMessage>(iMessage));

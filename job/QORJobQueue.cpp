@@ -15,7 +15,7 @@ HRESULT QORJob::AddStep(QORJobStep* iStep, int* oCount)
 {
     std::unique_ptr<QORJobStep> step(iStep);
     return Boundary([&]() -> HRESULT {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (mStatus == JobCancelled)
             return S_OK;
         int id = StepNoMore;
@@ -34,7 +34,7 @@ HRESULT QORJob::AddStepToRun(QORJobStep* iStep, int* oStatus)
 {
     std::unique_ptr<QORJobStep> step(iStep);
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (mStatus == JobCancelled)
             return S_OK;
         mSteps.Insert(mSteps.GetTodo().end(), step);
@@ -48,7 +48,7 @@ HRESULT QORJob::AddStepAtFront(QORJobStep* iStep, int* oCount)
 {
     std::unique_ptr<QORJobStep> step(iStep);
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (mStatus == JobCancelled)
             return S_OK;
         mSteps.Insert(mSteps.GetTodo().begin(), step);
@@ -61,7 +61,7 @@ HRESULT QORJob::AddStepAfterThis(QORJobStep* iStep, int* oCount)
 {
     std::unique_ptr<QORJobStep> step(iStep);
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (mStatus == JobCancelled)
             return S_OK;
         const StepQueue::List todo = mSteps.GetTodo();
@@ -80,7 +80,7 @@ HRESULT QORJob::AddStepAfterThis(int iStepId, int* oCount)
 HRESULT QORJob::SetStepComplete()
 {
     return Boundary([&]() -> HRESULT {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         mbExecutingInWarehouse = false;
         if (mSteps.GetTodo().empty())
             return E_UNEXPECTED;
@@ -103,7 +103,7 @@ HRESULT QORJob::SetStepComplete()
 HRESULT QORJob::SetStepComplete(int iStepId)
 {
     return Boundary([&]() -> HRESULT {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         const auto found = mSteps.Find(iStepId);
         if (found == mSteps.GetTodo().end())
             return E_INVALIDARG;
@@ -116,7 +116,7 @@ HRESULT QORJob::SetStepComplete(int iStepId)
 HRESULT QORJob::ClearTodoSteps()
 {
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         mSteps.Clear();
         return S_OK;
     });
@@ -125,7 +125,7 @@ HRESULT QORJob::ClearTodoSteps()
 HRESULT QORJob::RemoveStep(QORJobProcessingStep iStepId)
 {
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         mSteps.DeleteAllOf(iStepId);
         return S_OK;
     });
@@ -134,7 +134,7 @@ HRESULT QORJob::RemoveStep(QORJobProcessingStep iStepId)
 HRESULT QORJob::RenewCurrentStep()
 {
     return Boundary([&]() -> HRESULT {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (mSteps.GetCurrent() == nullptr)
             return S_OK;
         const QORJobStep& old = *mSteps.GetCurrent();
@@ -161,7 +161,7 @@ HRESULT QORJob::AddCommonStepsAtRebuild(EnumKDXDocumentManipulationType iType)
     const bool bExecutes =
         !bManipulates || iType == DocumentManipulationApply || iType == DocumentManipulationReexecute;
     return Boundary([&]() -> HRESULT {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (mStatus == JobCancelled)
             return S_OK;
         // By the rules of AddStep, but both steps or none.
@@ -175,6 +175,6 @@ HRESULT QORJob::AddCommonStepsAtRebuild(EnumKDXDocumentManipulationType iType)
 
 bool QORJob::IsLastComponentExport() const
 {
-    QSynch::CriticalSection::SmartLock lock(mpLock);
+    QSynch::CriticalSection::SmartLock lock(mpLock.get());
     return mSteps.HasFinished(StepDocumentFormatting);
 }

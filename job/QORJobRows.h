@@ -21,7 +21,7 @@ HRESULT QORJob::Get(const T& iField, T* oValue, const char* iOperation) const
     if (oValue == nullptr)
         return E_POINTER;
     const auto copy = [&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         *oValue = iField;
         return S_OK;
     };
@@ -35,7 +35,7 @@ HRESULT QORJob::Get(const OnDemand<Part>& iPart, T Part::*iField, T* oValue, con
     if (oValue == nullptr)
         return E_POINTER;
     const auto copy = [&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         *oValue = iPart.Read().*iField;
         return S_OK;
     };
@@ -56,7 +56,7 @@ HRESULT QORJob::GetUnlocked(const Unlocked<T>& iField, T* oValue) const
 template <class T>
 T QORJob::GetValue(const T& iField) const
 {
-    QSynch::CriticalSection::SmartLock lock(mpLock);
+    QSynch::CriticalSection::SmartLock lock(mpLock.get());
     return iField;
 }
 
@@ -66,7 +66,7 @@ HRESULT QORJob::Set(T& oField, T iValue, T* oOld, const char* iOperation)
 {
     const auto store = [&] {
         {
-            QSynch::CriticalSection::SmartLock lock(mpLock);
+            QSynch::CriticalSection::SmartLock lock(mpLock.get());
             std::swap(oField, iValue);
         }
         if (oOld != nullptr)
@@ -81,8 +81,8 @@ template <class Part, class T>
 HRESULT QORJob::Set(OnDemand<Part>& ioPart, T Part::*iField, const T& iValue, const char* iOperation)
 {
     const auto store = [&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
-        ioPart.Write(mpMemory).*iField = iValue;
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
+        ioPart.Write(GetMemory()).*iField = iValue;
         return S_OK;
     };
     return Boundary(store, iOperation);
@@ -95,7 +95,7 @@ HRESULT QORJob::GetPointer(const QBase::PtrI<T>& iField, T** oObject, const char
     if (oObject == nullptr)
         return E_POINTER;
     const auto copy = [&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         *oObject = QBase::PtrI<T>(iField).Detach();
         return S_OK;
     };

@@ -17,7 +17,7 @@ enum EnumRunAwayStatus : int
 void QORJob::SetRunAwayStatus()
 {
     Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         const int step = mCurrentStepForStatistics;
         switch (mRunawayStatus)
         {
@@ -47,7 +47,7 @@ bool QORJob::NeedToPerisistMsgStatusForRunAway(EnumRunAwayCaller iCaller)
 {
     bool bSecond = false;
     Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (iCaller != RunAwayThread && iCaller != RunAwayCleanUp)
             return S_OK;
         const int own = iCaller == RunAwayThread ? RunAwayReturned : RunAwayCleanedUp;
@@ -70,7 +70,7 @@ bool QORJob::NeedToKeepMsgInJobForRunAway() const
 {
     bool bKeep = false;
     Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         bKeep = mRunawayStatus >= RunAwayDeclared && mRunawayStatus <= RunAwayReturned;
         if (!bKeep && mRunawayStatus != NotRunAway)
             LogLine(EnumKernelRouter::Error,

@@ -35,7 +35,7 @@ HRESULT QORJob::GetJobInfo(QORJobInfo* oInfo) const
     if (oInfo == nullptr)
         return E_POINTER;
     const auto fill = [&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         oInfo->mJobId = mId;
         oInfo->mPriority = mPriority;
         oInfo->mStatus = mStatus;
@@ -75,7 +75,7 @@ HRESULT QORJob::GetJobBrowsingInfo(QORJobBrowsingInfo* oInfo) const
     if (oInfo == nullptr)
         return E_POINTER;
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         oInfo->mJobId = mId;
         oInfo->mStatus = mStatus;
         oInfo->mPriority = mPriority;
@@ -93,7 +93,7 @@ HRESULT QORJob::GetJobBrowsingInfo2(QORJobBrowsingInfo2* oInfo) const
     if (oInfo == nullptr)
         return E_POINTER;
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         const Request& request = mRequest.Read();
         const Delivery& delivery = mDelivery.Read();
         GetIsSendNowJob(&oInfo->mbSendNow);

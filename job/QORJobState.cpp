@@ -38,15 +38,14 @@ QBase::Buffer* MakeLocalBuffer(void* iPlace)
 } // namespace
 
 QORJobState::QORJobState(QSynch::AtomicLong iId, int iRequestType, int iPriority, QorUserSession* iSession,
-                         QBase::Buffer* iBuffer, std::pmr::memory_resource* iMemory)
+                         QBase::Buffer* iBuffer)
     : mId(iId), mRequestType(iRequestType), mProfileIndex(QPerfMon::GetProfileIndex("Job Execution")),
-      mbExternalBuffer(iBuffer != nullptr), mpMemory(iMemory), mpLocalBuffer(iBuffer), mPriority(iPriority),
-      mPUPriority(iPriority), mSteps(iBuffer), mUnits(iMemory), mpUserSession(iSession),
+      mbExternalBuffer(iBuffer != nullptr), mpLocalBuffer(iBuffer), mPriority(iPriority), mPUPriority(iPriority),
+      mSteps(iBuffer), mUnits(GetMemory()), mpUserSession(iSession),
       mpMemGovernor(std::make_shared<JobMemGovernor>(iId))
 {
     // The lock first, then a buffer when the caller gave none: what can't be made decides the exception.
-    mpOwnedLock = MakeLock(mLockPlace);
-    mpLock = mpOwnedLock.get();
+    mpLock = MakeLock(mLockPlace);
     if (mbExternalBuffer)
         return;
     mpOwnedBuffer.reset(MakeLocalBuffer(mBufferPlace));

@@ -53,7 +53,7 @@ struct QORJobState
     };
 
     QORJobState(QSynch::AtomicLong iId, int iRequestType, int iPriority, QorUserSession* iSession,
-                QBase::Buffer* iBuffer, std::pmr::memory_resource* iMemory);
+                QBase::Buffer* iBuffer);
     ~QORJobState();
     QORJobState(const QORJobState&) = delete;
     QORJobState& operator=(const QORJobState&) = delete;
@@ -116,19 +116,19 @@ struct QORJobState
 
     /// The buffer that the job lives in; null for a job on the heap.
     QBase::Buffer* GetBuffer() const { return mbExternalBuffer ? mpLocalBuffer : nullptr; }
+    /// Of all that the job holds by itself.
+    std::pmr::memory_resource* GetMemory() const { return mbExternalBuffer ? mpLocalBuffer : QBase::DefaultHeap(); }
 
     // --- Constant once the job is made -------------------------------------------------------------------------------
     const QSynch::AtomicLong mId;
     const int mRequestType;
     const unsigned mProfileIndex;
     const bool mbExternalBuffer;
-    std::pmr::memory_resource* const mpMemory; ///< of all that the job holds by itself
     QBase::Buffer* mpLocalBuffer;
+    QSynch::CriticalSectionPtr mpLock; // in mLockPlace
     alignas(QBase::cHeapAlignment) std::byte mBufferPlace[QBase::cBufferBytes];
     std::unique_ptr<QBase::Buffer, BufferDestroyer> mpOwnedBuffer; // in mBufferPlace
     alignas(QSynch::cCriticalSectionAlignment) std::byte mLockPlace[QSynch::cCriticalSectionBytes];
-    QSynch::CriticalSectionPtr mpOwnedLock; // in mLockPlace
-    QSynch::CriticalSection* mpLock = nullptr;
     QDataType::DateTime mCreationTime;
     std::int64_t mCreationSeconds = 0; // the same since 1970
 

@@ -50,7 +50,7 @@ HRESULT QORJob::SetStatus(int iStatus, int* oOld)
         int old = JobReady;
         bool bRefused = false;
         {
-            QSynch::CriticalSection::SmartLock lock(mpLock);
+            QSynch::CriticalSection::SmartLock lock(mpLock.get());
             old = mStatus;
             bRefused = iStatus == JobHeld13 && old != JobHeld8;
             if (!bRefused)
@@ -107,7 +107,7 @@ void QORJob::AnswerChannelRequest()
     QBase::wstring project;
     {
         // The request belongs to its owner, who may delete it once the lock is free.
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         const QBase::list<QORChannelRequest*>& requests = mRequests.Read().mChannels;
         if (requests.empty() || requests.front() == nullptr || !mpProcessContext)
             return;
@@ -136,7 +136,7 @@ HRESULT QORJob::Is(int iStatus, bool* obIs, const char* iOperation) const
         return E_POINTER;
     return Boundary(
         [&] {
-            QSynch::CriticalSection::SmartLock lock(mpLock);
+            QSynch::CriticalSection::SmartLock lock(mpLock.get());
             *obIs = mStatus == iStatus;
             return S_OK;
         },
@@ -163,7 +163,7 @@ HRESULT QORJob::IsExecuting(bool* obExecuting, int* oStepId, DWORD* oThreadId, i
     if (obExecuting == nullptr)
         return E_POINTER;
     return Boundary([&]() -> HRESULT {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         *obExecuting = mpExecutingTask != nullptr;
         if (oTask != nullptr)
             *oTask = mpExecutingTask;
@@ -193,7 +193,7 @@ HRESULT QORJob::SetIAmDead(bool ibDead, bool* obWasDead, QORJobProcessingStep iS
     if (obWasDead == nullptr)
         return E_POINTER;
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         *obWasDead = mbIAmDead;
         mbIAmDead = ibDead;
         mDeadStepId = iStepId;
@@ -206,7 +206,7 @@ HRESULT QORJob::GetIAmDead(bool* obDead, QORJobProcessingStep* oStepId) const
     if (obDead == nullptr || oStepId == nullptr)
         return E_POINTER;
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         *obDead = mbIAmDead;
         *oStepId = static_cast<QORJobProcessingStep>(mDeadStepId);
         return S_OK;
@@ -215,7 +215,7 @@ HRESULT QORJob::GetIAmDead(bool* obDead, QORJobProcessingStep* oStepId) const
 
 bool QORJob::IsQueryEngineServerAborted() const
 {
-    QSynch::CriticalSection::SmartLock lock(mpLock);
+    QSynch::CriticalSection::SmartLock lock(mpLock.get());
     return mbQueryResult && mSteps.HasFinished(StepQueryExecution);
 }
 

@@ -15,7 +15,7 @@ HRESULT QORJob::SetPUEnter(int iPUId, const QBase::WCHAR*, int)
         if (visit == nullptr)
             return E_OUTOFMEMORY;
         visit->SetEnterTime();
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         mUnits.push_back(visit.get());
         visit.release();
         if (!QORJOB::HasFailed(mStatus)) // a completed job waits again
@@ -30,7 +30,7 @@ HRESULT QORJob::SetPUEnter(int iPUId, const QBase::WCHAR*, int)
 HRESULT QORJob::SetPUStart(int iPUId)
 {
     return Boundary([&]() -> HRESULT {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         for (QORJobPUInfo* visit : GetVisits())
         {
             int id = -1;
@@ -73,7 +73,7 @@ void QORJob::CountFirstStart()
 HRESULT QORJob::SetPUExit(int iPUId, const QBase::WCHAR*)
 {
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         // Of several visits the oldest is stamped, which readers of the visits expect.
         for (QORJobPUInfo* visit : mUnits)
         {
@@ -93,7 +93,7 @@ HRESULT QORJob::GetPUId(int* oPUId) const
     if (oPUId == nullptr)
         return E_POINTER;
     return Boundary([&]() -> HRESULT {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (mSteps.GetTodo().empty())
             return E_FAIL;
         if (mSteps.GetCurrent() == nullptr)
@@ -111,7 +111,7 @@ HRESULT QORJob::GetPUId(int* oPUId) const
 HRESULT QORJob::SetPriority(int iPriority, int* oOld)
 {
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         // The line names the other operation: log readers search for that name.
         if (mPriority != iPriority)
             LogLine(EnumKernelRouter::JobTrace, "QORJob::SetPUPriority: Changing Job:%1 priority to %2 from %3.",
@@ -126,7 +126,7 @@ HRESULT QORJob::GetPriority(int* oPriority) const { return Get(mPriority, oPrior
 HRESULT QORJob::SetPUPriority(int iPriority)
 {
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (mPUPriority != iPriority)
             LogLine(EnumKernelRouter::JobTrace, "QORJob::SetPUPriority: Changing Job:%1 PU priority to %2 from %3.",
                     mId.Get(), iPriority, mPUPriority);
@@ -140,7 +140,7 @@ HRESULT QORJob::GetPUPriority(int* oPriority) const { return Get(mPUPriority, oP
 HRESULT QORJob::GetWaitingTime(unsigned* oMilliseconds) const
 {
     return Boundary([&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock);
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
         return GetWaitingTimeInternal(oMilliseconds);
     });
 }
