@@ -5,13 +5,13 @@ namespace
 {
 
 const std::vector<Ratio> cRatios = {
-    {"DispatchCycle/manual_time", "DispatchFloor/manual_time", 1.15},
+    {"DispatchCycle/manual_time", "DispatchFloor/manual_time", 1.1},
     {"DispatchCycleOfList/16/manual_time", "DispatchCycleOfList/2/manual_time", 0},
     {"DispatchCycleOfList/128/manual_time", "DispatchCycleOfList/2/manual_time", 0},
     {"DispatchCycleOfList/1024/manual_time", "DispatchCycleOfList/2/manual_time", 0},
-    {"HeapLife/1/real_time", "HandWrittenLife/1/real_time", 1.3},
-    {"HeapLife/1000/real_time", "HandWrittenLife/1000/real_time", 1.3},
-    {"HeapLife/100000/real_time", "HandWrittenLife/100000/real_time", 1.3},
+    {"HeapLife/1/real_time", "HandWrittenLife/1/real_time", 1.2},
+    {"HeapLife/1000/real_time", "HandWrittenLife/1000/real_time", 1.2},
+    {"HeapLife/100000/real_time", "HandWrittenLife/100000/real_time", 1.2},
     {"BufferLife/1/real_time", "HandWrittenLife/1/real_time", 1.0},
     {"BufferLife/1000/real_time", "HandWrittenLife/1000/real_time", 1.0},
     {"BufferLife/100000/real_time", "HandWrittenLife/100000/real_time", 1.0},
