@@ -2,7 +2,6 @@
 
 #include "platform/builtin/Faults.h"
 #include "platform/builtin/base/NeverDestroyed.h"
-#include "platform/builtin/base/System.h"
 #include "platform/builtin/base/ThreadId.h"
 
 #include <cstdint>
@@ -76,12 +75,7 @@ std::pmr::memory_resource* DefaultHeap() noexcept
     return &heap.Get();
 }
 
-DWORD GetCurrentThreadID() noexcept
-{
-    if (Builtin::tThreadId == 0) [[unlikely]]
-        Builtin::tThreadId = Builtin::System::GetThreadId();
-    return Builtin::tThreadId;
-}
+DWORD GetCurrentThreadID() noexcept { return Builtin::GetOwnThreadId(); }
 
 std::string ToString(const GUID& iGuid)
 {

@@ -9,7 +9,7 @@
 namespace Builtin::System
 {
 
-/// The calling thread's id as the system shows it; never 0.
+/// The calling thread's id as the system shows it; never 0. In posix/ only: on Windows ThreadId.h needs no call.
 DWORD GetThreadId() noexcept;
 
 /// Kernel and user time of the calling thread; false when the system can't tell.

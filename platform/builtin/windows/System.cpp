@@ -3,8 +3,6 @@
 namespace Builtin::System
 {
 
-DWORD GetThreadId() noexcept { return ::GetCurrentThreadId(); }
-
 bool GetThreadTimes(FILETIME& oKernel, FILETIME& oUser) noexcept
 {
     FILETIME created;
