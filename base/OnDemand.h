@@ -26,7 +26,7 @@ public:
     T& Write(std::pmr::memory_resource* iMemory)
     {
         if (mpPart == nullptr)
-            mpPart.reset(::new (iMemory->allocate(sizeof(Part), alignof(Part))) Part(iMemory));
+            mpPart.reset(std::pmr::polymorphic_allocator<>(iMemory).new_object<Part>(iMemory));
         return mpPart->mValue;
     }
 
@@ -43,9 +43,7 @@ private:
     {
         void operator()(Part* iPart) const noexcept
         {
-            std::pmr::memory_resource* const memory = iPart->mpMemory;
-            iPart->~Part();
-            memory->deallocate(iPart, sizeof(Part), alignof(Part));
+            std::pmr::polymorphic_allocator<>(iPart->mpMemory).delete_object(iPart);
         }
     };
 

@@ -32,8 +32,8 @@ QBase::PtrI<QORJob> MakeJobOfSteps(int iSteps);
 /// Dispatch cycles: ask, start, finish.
 void RunCycles(QORJob& ioJob, int iCycles);
 
-/// Dispatch cycles, `iMost` at most. `iLength` steps are queued in each of as many jobs as that
-/// takes, for half of them are run.
+/// Dispatch cycles, `iMost` at most. `iLength` steps are queued in each of as many jobs as that takes, for half of them
+/// are run: that half goes into `iMost`.
 class DispatchCycles final : public Workload
 {
 public:

@@ -19,7 +19,7 @@ void ChildList::Add(int iId)
     }
     else
     {
-        mFirstFree = At(place).mNextOfId;
+        mFirstFree = At(place).mPreviousOfId;
     }
     // Nothing fails from here on.
     int& lastOfId = mLastOfId.At(static_cast<unsigned>(iId));
@@ -40,7 +40,7 @@ void ChildList::Remove(int iId) noexcept
         Child& child = At(place);
         At(child.mBefore).mBehind = child.mBehind;
         At(child.mBehind).mBefore = child.mBefore;
-        const int next = std::exchange(child.mNextOfId, mFirstFree);
+        const int next = std::exchange(child.mPreviousOfId, mFirstFree);
         mFirstFree = std::exchange(place, next);
     }
 }

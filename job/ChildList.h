@@ -34,7 +34,7 @@ private:
         int mId = 0;
         int mBefore = 0;
         int mBehind = 0;
-        int mNextOfId = cNone; // the one before it that has the same id; of a free entry the next free one
+        int mPreviousOfId = cNone; // the one that had the id before it; of a free entry another free one
     };
 
     Child& At(int iPlace) { return mChildren[static_cast<std::size_t>(iPlace)]; }

@@ -412,8 +412,8 @@ private:
     T GetValue(const T& iField) const;
     template <class T>
     HRESULT Set(T& oField, T iValue, T* oOld = nullptr, const char* iOperation = __builtin_FUNCTION());
-    template <class Part, class T>
-    HRESULT Set(OnDemand<Part>& ioPart, T Part::*iField, const T& iValue,
+    template <class Part, class T, class Value>
+    HRESULT Set(OnDemand<Part>& ioPart, T Part::*iField, const Value& iValue,
                 const char* iOperation = __builtin_FUNCTION());
     HRESULT Is(int iStatus, bool* obIs, const char* iOperation = __builtin_FUNCTION()) const;
     template <class Part>

@@ -5,6 +5,8 @@
 #include "job/QORJobRows.h"
 #include "platform/QorUserSession.h"
 
+#include <utility>
+
 namespace
 {
 
@@ -27,14 +29,7 @@ template <class Part>
 HRESULT QORJob::SetText(OnDemand<Part>& ioPart, QBase::wstring Part::*iField, const QBase::WCHAR* iText,
                         const char* iOperation)
 {
-    if (iText == nullptr)
-        return E_POINTER;
-    const auto store = [&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock.get());
-        ioPart.Write(GetMemory()).*iField = iText;
-        return S_OK;
-    };
-    return Boundary(store, iOperation);
+    return iText == nullptr ? E_POINTER : Set(ioPart, iField, iText, iOperation);
 }
 
 // clang-format off
@@ -59,27 +54,27 @@ HRESULT QORJob::GetType(int* oType) const { return GetUnlocked(mType, oType); }
 HRESULT QORJob::GetSource(int* oSource) const { return GetUnlocked(mSource, oSource); }
 HRESULT QORJob::SetProjectId(int iProjectId, int* oOld) { return Set(mProjectId, iProjectId, oOld); }
 HRESULT QORJob::GetProjectId(int* oProjectId) const { return Get(mProjectId, oProjectId); }
-HRESULT QORJob::SetProjectID(const GUID& iProjectID) { return Set(mRequest, &Request::mProjectID, iProjectID); }
-HRESULT QORJob::GetProjectID(GUID* oProjectID) const { return Get(mRequest, &Request::mProjectID, oProjectID); }
-HRESULT QORJob::SetProjectName(const QBase::wstring& iName) { return Set(mRequest, &Request::mProjectName, iName); }
-HRESULT QORJob::SetProjectName(const QBase::WCHAR* iName) { return SetText(mRequest, &Request::mProjectName, iName); }
-HRESULT QORJob::GetProjectName(QBase::wstring& oName) const { return GetText(mRequest, &Request::mProjectName, oName); }
-HRESULT QORJob::SetOwner(const QBase::wstring& iOwner) { return Set(mRequest, &Request::mOwner, iOwner); }
-HRESULT QORJob::SetOwner(const QBase::WCHAR* iOwner) { return SetText(mRequest, &Request::mOwner, iOwner); }
-HRESULT QORJob::GetOwner(QBase::wstring& oOwner) const { return GetText(mRequest, &Request::mOwner, oOwner); }
-HRESULT QORJob::SetUser(const QBase::wstring& iUser) { return Set(mRequest, &Request::mUser, iUser); }
-HRESULT QORJob::SetUser(const QBase::WCHAR* iUser) { return SetText(mRequest, &Request::mUser, iUser); }
-HRESULT QORJob::GetUser(QBase::wstring& oUser) const { return GetText(mRequest, &Request::mUser, oUser); }
-HRESULT QORJob::SetUserLogin(const QBase::wstring& iLogin) { return Set(mRequest, &Request::mUserLogin, iLogin); }
-HRESULT QORJob::SetUserLogin(const QBase::WCHAR* iLogin) { return SetText(mRequest, &Request::mUserLogin, iLogin); }
-HRESULT QORJob::GetUserLogin(QBase::wstring& oLogin) const { return GetText(mRequest, &Request::mUserLogin, oLogin); }
-HRESULT QORJob::GetUserID(GUID& oUserID) const { return Get(mRequest, &Request::mUserID, &oUserID); }
-HRESULT QORJob::SetSessionID(GUID iSessionID) { return Set(mRequest, &Request::mSessionID, iSessionID); }
-HRESULT QORJob::GetSessionID(GUID& oSessionID) const { return Get(mRequest, &Request::mSessionID, &oSessionID); }
-HRESULT QORJob::SetWarehouseID(GUID iWarehouseID) { return Set(mRequest, &Request::mWarehouseID, iWarehouseID); }
-HRESULT QORJob::GetWarehouseID(GUID& oWarehouseID) const { return Get(mRequest, &Request::mWarehouseID, &oWarehouseID); }
-HRESULT QORJob::SetDescription(const QBase::wstring& iDescription) { return Set(mRequest, &Request::mDescription, iDescription); }
-HRESULT QORJob::GetDescription(QBase::wstring& oDescription) const { return GetText(mRequest, &Request::mDescription, oDescription); }
+HRESULT QORJob::SetProjectID(const GUID& iProjectID) { return Set(mOrigin, &Origin::mProjectID, iProjectID); }
+HRESULT QORJob::GetProjectID(GUID* oProjectID) const { return Get(mOrigin, &Origin::mProjectID, oProjectID); }
+HRESULT QORJob::SetProjectName(const QBase::wstring& iName) { return Set(mOrigin, &Origin::mProjectName, iName); }
+HRESULT QORJob::SetProjectName(const QBase::WCHAR* iName) { return SetText(mOrigin, &Origin::mProjectName, iName); }
+HRESULT QORJob::GetProjectName(QBase::wstring& oName) const { return GetText(mOrigin, &Origin::mProjectName, oName); }
+HRESULT QORJob::SetOwner(const QBase::wstring& iOwner) { return Set(mOrigin, &Origin::mOwner, iOwner); }
+HRESULT QORJob::SetOwner(const QBase::WCHAR* iOwner) { return SetText(mOrigin, &Origin::mOwner, iOwner); }
+HRESULT QORJob::GetOwner(QBase::wstring& oOwner) const { return GetText(mOrigin, &Origin::mOwner, oOwner); }
+HRESULT QORJob::SetUser(const QBase::wstring& iUser) { return Set(mOrigin, &Origin::mUser, iUser); }
+HRESULT QORJob::SetUser(const QBase::WCHAR* iUser) { return SetText(mOrigin, &Origin::mUser, iUser); }
+HRESULT QORJob::GetUser(QBase::wstring& oUser) const { return GetText(mOrigin, &Origin::mUser, oUser); }
+HRESULT QORJob::SetUserLogin(const QBase::wstring& iLogin) { return Set(mOrigin, &Origin::mUserLogin, iLogin); }
+HRESULT QORJob::SetUserLogin(const QBase::WCHAR* iLogin) { return SetText(mOrigin, &Origin::mUserLogin, iLogin); }
+HRESULT QORJob::GetUserLogin(QBase::wstring& oLogin) const { return GetText(mOrigin, &Origin::mUserLogin, oLogin); }
+HRESULT QORJob::GetUserID(GUID& oUserID) const { return Get(mOrigin, &Origin::mUserID, &oUserID); }
+HRESULT QORJob::SetSessionID(GUID iSessionID) { return Set(mOrigin, &Origin::mSessionID, iSessionID); }
+HRESULT QORJob::GetSessionID(GUID& oSessionID) const { return Get(mOrigin, &Origin::mSessionID, &oSessionID); }
+HRESULT QORJob::SetWarehouseID(GUID iWarehouseID) { return Set(mOrigin, &Origin::mWarehouseID, iWarehouseID); }
+HRESULT QORJob::GetWarehouseID(GUID& oWarehouseID) const { return Get(mOrigin, &Origin::mWarehouseID, &oWarehouseID); }
+HRESULT QORJob::SetDescription(const QBase::wstring& iDescription) { return Set(mOrigin, &Origin::mDescription, iDescription); }
+HRESULT QORJob::GetDescription(QBase::wstring& oDescription) const { return GetText(mOrigin, &Origin::mDescription, oDescription); }
 HRESULT QORJob::SetTimeoutExtended(bool ibExtended, bool* obOld) { return Set(mbTimeoutExtended, ibExtended, obOld); }
 
 // clang-format on
@@ -171,9 +166,9 @@ HRESULT QORJob::SetUserID(GUID iUserID)
 {
     return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock.get());
-        mRequest.Write(GetMemory()).mUserID = iUserID;
         if (mpMemGovernor)
             mpMemGovernor->mUserGuid = iUserID;
+        mOrigin.Write(GetMemory()).mUserID = iUserID;
         return S_OK;
     });
 }

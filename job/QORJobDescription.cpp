@@ -65,7 +65,7 @@ HRESULT QORJob::SetDescription()
     return Boundary([&] {
         // The context is called under the lock on purpose: nobody reads a description that is half made.
         QSynch::CriticalSection::SmartLock lock(mpLock.get());
-        QBase::wstring& description = mRequest.Write(GetMemory()).mDescription;
+        QBase::wstring& description = mOrigin.Write(GetMemory()).mDescription;
         description.clear();
         const unsigned locale =
             mpProcessContext ? SessionLocaleOf(*mpProcessContext.Get()) : QFormat::GetUserDefaultLCID();
@@ -85,12 +85,12 @@ void QORJob::DescribeObject(ICKDXProcessContext& iContext)
         return;
     GUID id = GUID_NULL;
     if (SUCCEEDED(definition->get_DefinitionID(&id)))
-        mRequest.Write(GetMemory()).mObjectID = id;
+        mOrigin.Write(GetMemory()).mObjectID = id;
     BSTR text = nullptr;
     const HRESULT code = definition->get_Name(&text);
     const Bstr name(text);
     if (SUCCEEDED(code) && name != nullptr)
-        mRequest.Write(GetMemory()).mDescription.append(name.get(), SysStringLen(name.get()));
+        mOrigin.Write(GetMemory()).mDescription.append(name.get(), SysStringLen(name.get()));
 }
 
 void QORJob::MarkJobTraceFlags(unsigned iFlag)

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <iterator>
 #include <new>
+#include <utility>
 
 namespace
 {
@@ -267,10 +268,10 @@ HRESULT QORJob::HandOut(int iCandidate, int* oStepId)
 /// The thread that ran the front step died: only error reporting and closing are left for its job.
 HRESULT QORJob::HandOutOfDeadJob(int iLostStepId, int* oStepId)
 {
-    // Memory is taken first: without it the job stays as it is.
     const StepQueue::List todo = mSteps.GetTodo();
     const bool bEnds = std::any_of(std::next(todo.begin()), todo.end(), EndsDeadJob);
-    // A cancelled job takes no new step; its caller is still told to close it.
+    // What takes memory comes first: without it the job stays as it is. A cancelled job takes no new step; its caller
+    // is still told to close it.
     HRESULT code = bEnds || mStatus == JobCancelled ? S_OK : mSteps.InsertNew(todo.end(), StepCloseJob, StepNoMore);
     if (code == S_OK)
         code = SetStepComplete(iLostStepId);
@@ -336,8 +337,11 @@ void QORJob::StartStep(QORJobStep& ioStep, int iStepId, int iPUId, QORJobTask* i
         StartProfile(iStepId);
 }
 
+/// Each start of a step has one profile: an agent is made by the first one, and started again by the others.
 void QORJob::StartProfile(int iStepId)
 {
+    if (mUnprofiledStepId == iStepId)
+        return;
     for (const StepProfile* profile = mpStepProfiles.get(); profile != nullptr; profile = profile->mpNext.get())
     {
         if (profile->mStepId != iStepId)
@@ -348,21 +352,26 @@ void QORJob::StartProfile(int iStepId)
     int index = -1;
     if (QORJobTask::GetProfileIndex(iStepId, &index) != S_OK)
         return;
-    QORProfileAgent* const agent = QPerfMon::CreateQORProfileAgent(index);
-    if (agent == nullptr)
-        return;
-    std::unique_ptr<StepProfile> profile(new StepProfile(iStepId, agent));
-    if (profile == nullptr) // without memory the step runs all the same, unprofiled
+    StepProfile::AgentPtr agent(QPerfMon::CreateQORProfileAgent(index));
+    if (agent == nullptr && mUnprofiledStepId == StepNoMore)
     {
-        QBase::HeapFree(agent);
+        mUnprofiledStepId = static_cast<unsigned char>(iStepId); // nearly always, and it takes no memory
         return;
     }
+    std::unique_ptr<StepProfile> profile(new StepProfile(iStepId, std::move(agent)));
+    if (profile == nullptr)
+        return; // without memory the step runs all the same, unprofiled
     profile->mpNext = std::move(mpStepProfiles);
     mpStepProfiles = std::move(profile);
 }
 
 void QORJob::EndProfile(int iStepId)
 {
+    if (mUnprofiledStepId == iStepId)
+    {
+        mUnprofiledStepId = StepNoMore;
+        return;
+    }
     for (std::unique_ptr<StepProfile>* profile = &mpStepProfiles; *profile != nullptr; profile = &(*profile)->mpNext)
     {
         if ((*profile)->mStepId != iStepId)

@@ -172,7 +172,7 @@ void QORJob::GetJobInfo(QBase::wstring& oText) const
 
 void QORJob::AddIdentity(QBase::wstring& ioText) const
 {
-    const Request& request = mRequest.Read();
+    const Origin& origin = mOrigin.Read();
     AddLine(ioText, "Job Trace Flags: 0x%x\n", mTraceFlags.load());
     AddLine(ioText, "JobId: %d\n", mId.Get());
     AddLine(ioText, "Parent JobId: %d\n", mFamily.mParentId.Get());
@@ -182,14 +182,14 @@ void QORJob::AddIdentity(QBase::wstring& ioText) const
     AddLine(ioText, "\tType: %d\n", mType.Get());
     AddLine(ioText, "\tRequest Type: %d\n", mRequestType);
     AddLine(ioText, "\tProject Internal Id: %d\n", mProjectId);
-    AddLine(ioText, "\tProject Name: %ls\n", request.mProjectName);
-    AddLine(ioText, "\tProject GUID: %ls\n", request.mProjectID);
-    AddLine(ioText, "\tOwner: %ls\n", request.mOwner);
-    AddLine(ioText, "\tUser: %ls\n", request.mUser);
-    AddLine(ioText, "\tUser Login: %ls\n", request.mUserLogin);
-    AddLine(ioText, "\tUser GUID: %ls\n", request.mUserID);
-    AddLine(ioText, "\tWarehouse GUID: %ls\n", request.mWarehouseID);
-    AddLine(ioText, "\tDescription: %ls\n", request.mDescription);
+    AddLine(ioText, "\tProject Name: %ls\n", origin.mProjectName);
+    AddLine(ioText, "\tProject GUID: %ls\n", origin.mProjectID);
+    AddLine(ioText, "\tOwner: %ls\n", origin.mOwner);
+    AddLine(ioText, "\tUser: %ls\n", origin.mUser);
+    AddLine(ioText, "\tUser Login: %ls\n", origin.mUserLogin);
+    AddLine(ioText, "\tUser GUID: %ls\n", origin.mUserID);
+    AddLine(ioText, "\tWarehouse GUID: %ls\n", origin.mWarehouseID);
+    AddLine(ioText, "\tDescription: %ls\n", origin.mDescription);
 }
 
 void QORJob::AddState(QBase::wstring& ioText) const

@@ -14,7 +14,7 @@
 #include "record/QORJobPUInfo.h"
 #include "record/QORJobStep.h"
 
-#include <algorithm>
+#include <utility>
 
 namespace
 {
@@ -30,8 +30,8 @@ void DeleteRecords(Records& ioRecords)
 /// False for a time that isn't set, and for one of a clock that wasn't.
 bool IsPlausible(const QDataType::DateTime& iTime)
 {
-    constexpr std::int64_t c2001 = 36'892; // days from the clock's first one to New Year of 2001
-    return iTime.GetTicks() >= c2001 * 24 * 60 * 60 * 10'000'000;
+    constexpr std::int64_t cDaysTo2001 = 36'892; // from the first day of DateTime
+    return iTime.GetTicks() >= cDaysTo2001 * 24 * 60 * 60 * 10'000'000;
 }
 
 unsigned GetMilliseconds(const QORJobStep& iStep)
@@ -118,7 +118,7 @@ void QORJob::ReleaseCollaborators() QORJOB_NO_THREAD_SAFETY_ANALYSIS
     mpMemGovernor.reset();
     ProfileJob();
     mpStepProfiles.reset();
-    if (Requests* requests = mRequests.Get())
+    if (ChannelRequests* requests = mChannelRequests.Get())
     {
         DeleteRecords(requests->mChannels);
         DeleteRecords(requests->mFurther);
@@ -134,8 +134,8 @@ void QORJob::ReleaseCollaborators() QORJOB_NO_THREAD_SAFETY_ANALYSIS
     mpExecutingTask = nullptr;
 }
 
-/// Books the time that the job's steps took: of the first ones that a snapshot has room for, but for the newest, which
-/// closes the job. Items see that they are asked for a snapshot, and nobody sees one of a job without items.
+/// Books the time that the job's steps took: of the newest ones that a snapshot has room for, without the very newest,
+/// which closes the job. The snapshot itself is for the items alone, which are asked for their bytes.
 void QORJob::ProfileJob() const QORJOB_NO_THREAD_SAFETY_ANALYSIS
 {
     unsigned milliseconds = 0; // 32 bits: readers of the profile know that the sum wraps

@@ -66,7 +66,7 @@ HRESULT QORJob::GetJobError(QBase::wstring& oText) const
             return S_OK;
         const unsigned locale = QFormat::GetUserDefaultLCID();
         if (const auto session = SessionOf(*mpProcessContext.Get()))
-            session->FillLocalisation(mRequest.Read().mProjectID, cLocaliseProject);
+            session->FillLocalisation(mOrigin.Read().mProjectID, cLocaliseProject);
         return QMessage::CKDXWriteMessage::GetErrorsFromMessage(locale, message.Get(), oText);
     });
 }

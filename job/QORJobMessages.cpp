@@ -13,7 +13,7 @@ HRESULT QORJob::GetChannelRequest(QORChannelRequest** oRequest, int iIndex) cons
         return E_POINTER;
     return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock.get());
-        const QBase::list<QORChannelRequest*>& requests = mRequests.Read().mChannels;
+        const QBase::list<QORChannelRequest*>& requests = mChannelRequests.Read().mChannels;
         *oRequest = requests.empty() ? nullptr : *std::next(requests.begin(), std::max(iIndex, 0));
         return S_OK;
     });
@@ -23,7 +23,7 @@ HRESULT QORJob::AddChannelRequest(QORChannelRequest* iRequest)
 {
     return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock.get());
-        mRequests.Write(GetMemory()).mChannels.push_back(iRequest);
+        mChannelRequests.Write(GetMemory()).mChannels.push_back(iRequest);
         return S_OK;
     });
 }
@@ -32,7 +32,7 @@ HRESULT QORJob::CompleteChannelRequest(QORChannelRequest* iRequest)
 {
     return Boundary([&]() -> HRESULT {
         QSynch::CriticalSection::SmartLock lock(mpLock.get());
-        Requests* const requests = mRequests.Get();
+        ChannelRequests* const requests = mChannelRequests.Get();
         if (requests == nullptr || requests->mChannels.empty())
             return E_UNEXPECTED;
         const auto found = std::find(requests->mChannels.cbegin(), requests->mChannels.cend(), iRequest);

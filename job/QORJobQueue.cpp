@@ -13,7 +13,7 @@ void QORJob::GiveTodoSize(int* oCount) const
 
 HRESULT QORJob::AddStep(QORJobStep* iStep, int* oCount)
 {
-    std::unique_ptr<QORJobStep> step(iStep);
+    QORJobStepPtr step(iStep);
     return Boundary([&]() -> HRESULT {
         QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (mStatus == JobCancelled)
@@ -32,7 +32,7 @@ HRESULT QORJob::AddStep(QORJobStep* iStep, int* oCount)
 
 HRESULT QORJob::AddStepToRun(QORJobStep* iStep, int* oStatus)
 {
-    std::unique_ptr<QORJobStep> step(iStep);
+    QORJobStepPtr step(iStep);
     return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (mStatus == JobCancelled)
@@ -46,7 +46,7 @@ HRESULT QORJob::AddStepToRun(QORJobStep* iStep, int* oStatus)
 
 HRESULT QORJob::AddStepAtFront(QORJobStep* iStep, int* oCount)
 {
-    std::unique_ptr<QORJobStep> step(iStep);
+    QORJobStepPtr step(iStep);
     return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (mStatus == JobCancelled)
@@ -59,7 +59,7 @@ HRESULT QORJob::AddStepAtFront(QORJobStep* iStep, int* oCount)
 
 HRESULT QORJob::AddStepAfterThis(QORJobStep* iStep, int* oCount)
 {
-    std::unique_ptr<QORJobStep> step(iStep);
+    QORJobStepPtr step(iStep);
     return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (mStatus == JobCancelled)
@@ -73,7 +73,7 @@ HRESULT QORJob::AddStepAfterThis(QORJobStep* iStep, int* oCount)
 
 HRESULT QORJob::AddStepAfterThis(int iStepId, int* oCount)
 {
-    QORJobStep* const step = QORJobStep::NewStep(iStepId, GetBuffer());
+    auto* const step = new QORJobStep(iStepId);
     return step == nullptr ? E_OUTOFMEMORY : AddStepAfterThis(step, oCount);
 }
 
@@ -142,7 +142,7 @@ HRESULT QORJob::RenewCurrentStep()
         const HRESULT code = old.GetId(&id);
         if (code != S_OK)
             return code;
-        std::unique_ptr<QORJobStep> fresh(QORJobStep::NewStep(id, GetBuffer()));
+        QORJobStepPtr fresh(new QORJobStep(id));
         if (fresh == nullptr)
         {
             mSteps.Delete(mSteps.GetTodo().begin()); // the old record isn't run again

@@ -4,7 +4,7 @@
 #include "base/ExceptionBoundary.h"
 #include "job/QORJob.h"
 
-#include <type_traits>
+#include <utility>
 
 /// Runs the body of an operation and keeps its exceptions inside; they are logged with the operation's name. That is
 /// the calling function's by default: lambdas and templates, whose name is another, pass it on.
@@ -77,8 +77,8 @@ HRESULT QORJob::Set(T& oField, T iValue, T* oOld, const char* iOperation)
 }
 
 /// Locked store into a part that the job may not have had.
-template <class Part, class T>
-HRESULT QORJob::Set(OnDemand<Part>& ioPart, T Part::*iField, const T& iValue, const char* iOperation)
+template <class Part, class T, class Value>
+HRESULT QORJob::Set(OnDemand<Part>& ioPart, T Part::*iField, const Value& iValue, const char* iOperation)
 {
     const auto store = [&] {
         QSynch::CriticalSection::SmartLock lock(mpLock.get());

@@ -80,10 +80,10 @@ HRESULT QORJob::GetJobBrowsingInfo(QORJobBrowsingInfo* oInfo) const
         oInfo->mStatus = mStatus;
         oInfo->mPriority = mPriority;
         oInfo->mProjectId = mProjectId;
-        const Request& request = mRequest.Read();
-        CopyText(request.mOwner, oInfo->mOwner);
-        CopyText(request.mDescription, oInfo->mDescription);
-        CopyText(request.mProjectName, oInfo->mProjectName);
+        const Origin& origin = mOrigin.Read();
+        CopyText(origin.mOwner, oInfo->mOwner);
+        CopyText(origin.mDescription, oInfo->mDescription);
+        CopyText(origin.mProjectName, oInfo->mProjectName);
         return S_OK;
     });
 }
@@ -94,17 +94,17 @@ HRESULT QORJob::GetJobBrowsingInfo2(QORJobBrowsingInfo2* oInfo) const
         return E_POINTER;
     return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock.get());
-        const Request& request = mRequest.Read();
+        const Origin& origin = mOrigin.Read();
         const Delivery& delivery = mDelivery.Read();
         GetIsSendNowJob(&oInfo->mbSendNow);
         GetDeliveryType(&oInfo->mDeliveryType);
         oInfo->mSubscriptionOwner = delivery.mSubscriptionOwner;
         oInfo->mSubscriptionRecipient = delivery.mRecipient;
         oInfo->mDestination = delivery.mDestination;
-        oInfo->mProjectGuid = request.mProjectID;
-        oInfo->mObjectGuid = request.mObjectID;
-        oInfo->mWholeDescription = request.mDescription;
-        oInfo->mUserLogin = request.mUserLogin;
+        oInfo->mProjectGuid = origin.mProjectID;
+        oInfo->mObjectGuid = origin.mObjectID;
+        oInfo->mWholeDescription = origin.mDescription;
+        oInfo->mUserLogin = origin.mUserLogin;
         oInfo->mbExecutingInWarehouse = mbExecutingInWarehouse;
         return S_OK;
     });

@@ -41,7 +41,7 @@ QORJobState::QORJobState(QSynch::AtomicLong iId, int iRequestType, int iPriority
                          QBase::Buffer* iBuffer)
     : mId(iId), mRequestType(iRequestType), mProfileIndex(QPerfMon::GetProfileIndex("Job Execution")),
       mbExternalBuffer(iBuffer != nullptr), mpLocalBuffer(iBuffer), mPriority(iPriority), mPUPriority(iPriority),
-      mSteps(iBuffer), mUnits(GetMemory()), mpUserSession(iSession),
+      mSteps(GetMemory()), mUnits(GetMemory()), mpUserSession(iSession),
       mpMemGovernor(std::make_shared<JobMemGovernor>(iId))
 {
     // The lock first, then a buffer when the caller gave none: what can't be made decides the exception.

@@ -20,6 +20,7 @@
 #include <cstdint>
 #include <memory>
 #include <memory_resource>
+#include <utility>
 
 class ICKDXProcessContext;
 class JobMemGovernor;
@@ -37,13 +38,15 @@ struct QORJobState
 {
     using IdList = QBase::list<QSynch::AtomicLong>;
 
-    /// The profile of a step that runs, and behind it those of others. There are none while profiling is off.
+    /// The profile of a step that runs, and behind it those of others. Its agent is null while profiling is off.
     struct StepProfile : HeapObject
     {
-        StepProfile(int iStepId, QORProfileAgent* iAgent) : mStepId(iStepId), mpAgent(iAgent) {}
+        using AgentPtr = std::unique_ptr<QORProfileAgent, QBase::HeapDeleter>; // freed as plain memory
+
+        StepProfile(int iStepId, AgentPtr iAgent) : mStepId(iStepId), mpAgent(std::move(iAgent)) {}
 
         const int mStepId;
-        const std::unique_ptr<QORProfileAgent, QBase::HeapDeleter> mpAgent; // freed as plain memory
+        const AgentPtr mpAgent;
         std::unique_ptr<StepProfile> mpNext;
     };
 
@@ -59,7 +62,7 @@ struct QORJobState
     QORJobState& operator=(const QORJobState&) = delete;
 
     /// Who asked for what.
-    struct Request
+    struct Origin
     {
         GUID mProjectID = GUID_NULL;
         QBase::wstring mProjectName;
@@ -72,7 +75,7 @@ struct QORJobState
         GUID mObjectID = GUID_NULL;
         QBase::wstring mDescription;
 
-        explicit Request(std::pmr::memory_resource* iMemory)
+        explicit Origin(std::pmr::memory_resource* iMemory)
             : mProjectName(iMemory), mOwner(iMemory), mUser(iMemory), mUserLogin(iMemory), mDescription(iMemory)
         {
         }
@@ -92,12 +95,12 @@ struct QORJobState
     };
 
     /// Requests of channels that wait for an answer.
-    struct Requests
+    struct ChannelRequests
     {
         QBase::list<QORChannelRequest*> mChannels;
         QBase::list<QORChannelRequest*> mFurther; // nothing here fills it
 
-        explicit Requests(std::pmr::memory_resource* iMemory) : mChannels(iMemory), mFurther(iMemory) {}
+        explicit ChannelRequests(std::pmr::memory_resource* iMemory) : mChannels(iMemory), mFurther(iMemory) {}
     };
 
     struct Family
@@ -114,8 +117,6 @@ struct QORJobState
         FILETIME mUser{};
     };
 
-    /// The buffer that the job lives in; null for a job on the heap.
-    QBase::Buffer* GetBuffer() const { return mbExternalBuffer ? mpLocalBuffer : nullptr; }
     /// Of all that the job holds by itself.
     std::pmr::memory_resource* GetMemory() const { return mbExternalBuffer ? mpLocalBuffer : QBase::DefaultHeap(); }
 
@@ -154,6 +155,7 @@ struct QORJobState
     bool mbExecutingInWarehouse QORJOB_GUARDED_BY(mpLock) = false;
     bool mbStartedOnce QORJOB_GUARDED_BY(mpLock) = false;
     bool mbCloseCountersUpdated QORJOB_GUARDED_BY(mpLock) = false;
+    unsigned char mUnprofiledStepId QORJOB_GUARDED_BY(mpLock) = 0; // the profile of one step without an agent; 0: none
     int mActiveCount QORJOB_GUARDED_BY(mpLock) = 0;
     int mDeadStepId QORJOB_GUARDED_BY(mpLock) = 0;
     int mRunawayStatus QORJOB_GUARDED_BY(mpLock) = 0;
@@ -175,13 +177,13 @@ struct QORJobState
     std::shared_ptr<JobMemGovernor> mpMemGovernor QORJOB_GUARDED_BY(mpLock);
     QBase::PtrI<ICKDXReadMessage> mpInMessage QORJOB_GUARDED_BY(mpLock);
     QBase::PtrI<CKDXServerMessage> mpInBoxMessage QORJOB_GUARDED_BY(mpLock);
-    OnDemand<Requests> mRequests QORJOB_GUARDED_BY(mpLock);
+    OnDemand<ChannelRequests> mChannelRequests QORJOB_GUARDED_BY(mpLock);
     std::array<QORJobData*, 5> mData QORJOB_GUARDED_BY(mpLock){};
     HRESULT mErrorCode QORJOB_GUARDED_BY(mpLock) = S_OK;
     HRESULT mComponentErrorCode QORJOB_GUARDED_BY(mpLock) = S_OK;
 
     // --- Under the lock: attributes ----------------------------------------------------------------------------------
-    OnDemand<Request> mRequest QORJOB_GUARDED_BY(mpLock);
+    OnDemand<Origin> mOrigin QORJOB_GUARDED_BY(mpLock);
     OnDemand<Delivery> mDelivery QORJOB_GUARDED_BY(mpLock);
     EnumSubscriptionDeliveryType mDeliveryType QORJOB_GUARDED_BY(mpLock){};
     bool mbSendNow QORJOB_GUARDED_BY(mpLock) = false;

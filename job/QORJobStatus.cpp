@@ -108,11 +108,11 @@ void QORJob::AnswerChannelRequest()
     {
         // The request belongs to its owner, who may delete it once the lock is free.
         QSynch::CriticalSection::SmartLock lock(mpLock.get());
-        const QBase::list<QORChannelRequest*>& requests = mRequests.Read().mChannels;
+        const QBase::list<QORChannelRequest*>& requests = mChannelRequests.Read().mChannels;
         if (requests.empty() || requests.front() == nullptr || !mpProcessContext)
             return;
         context = mpProcessContext;
-        project = mRequest.Read().mProjectName;
+        project = mOrigin.Read().mProjectName;
         channel = requests.front()->get_Channel();
         requests.front()->set_Channel(nullptr);
     }

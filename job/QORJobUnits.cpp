@@ -6,6 +6,9 @@
 #include "record/QORJobPUInfo.h"
 #include "record/QORJobStep.h"
 
+#include <memory>
+#include <utility>
+
 NewestFirst<QORJobPUInfo> QORJob::GetVisits() const { return {mUnits.data(), mUnits.size()}; }
 
 HRESULT QORJob::SetPUEnter(int iPUId, const QBase::WCHAR*, int)

@@ -18,8 +18,8 @@ bool StepQueue::HasFinished(int iStepId) const
 const QORJobStep* StepQueue::FindStartedOfSeveral() const
 {
     const QORJobStep* started = nullptr;
-    int left = mCloseSteps;
-    for (unsigned place = mCount; left > 0 && place > mFinished; --place)
+    int left = mCloseStepCount;
+    for (unsigned place = mCount; left > 0 && place > mFinishedCount; --place)
     {
         const QORJobStep* const step = mpEntries[place - 1];
         if (!HasId(step, StepCloseJob))
@@ -31,59 +31,50 @@ const QORJobStep* StepQueue::FindStartedOfSeveral() const
     return started;
 }
 
-/// Makes room for entries at that place of all.
+/// Makes room for entries in front of the one at that place.
 void StepQueue::OpenGap(unsigned iPlace, unsigned iEntries)
 {
-    constexpr unsigned cMost = std::numeric_limits<unsigned>::max() / 4;
+    constexpr unsigned cMost = std::numeric_limits<unsigned>::max() / 4; // the room is doubled
     if (mCount > cMost)
-        throw std::length_error("list<T> too long");
+        throw std::length_error("list<T> too long"); // as log readers know it
     QORJobStep** entries = mpEntries;
     const unsigned room = mCount + iEntries <= mRoom ? mRoom : 2 * (mCount + iEntries);
     if (room != mRoom)
-        entries = static_cast<QORJobStep**>(GetMemory().allocate(room * sizeof(QORJobStep*), alignof(QORJobStep*)));
+        entries = static_cast<QORJobStep**>(mpMemory->allocate(room * sizeof(QORJobStep*), alignof(QORJobStep*)));
     std::copy_backward(mpEntries + iPlace, mpEntries + mCount, entries + mCount + iEntries);
     if (room != mRoom)
     {
         std::copy(mpEntries, mpEntries + iPlace, entries);
-        FreeEntries();
+        FreeRoom();
         mpEntries = entries;
         mRoom = room;
     }
     mCount += iEntries;
 }
 
-std::pmr::memory_resource& StepQueue::GetMemory() const
+void StepQueue::FreeRoom()
 {
-    return mpBuffer != nullptr ? *static_cast<std::pmr::memory_resource*>(mpBuffer) : *QBase::DefaultHeap();
-}
-
-void StepQueue::FreeEntries()
-{
-    if (mpEntries != mFirstEntries.data())
-        GetMemory().deallocate(mpEntries, mRoom * sizeof(QORJobStep*), alignof(QORJobStep*));
+    if (mpEntries != mOwnRoom.data())
+        mpMemory->deallocate(mpEntries, mRoom * sizeof(QORJobStep*), alignof(QORJobStep*));
 }
 
 HRESULT StepQueue::InsertNew(Position iBefore, int iFirstId, int iSecondId)
 {
-    std::array<std::unique_ptr<QORJobStep>, 2> steps;
+    std::array<QORJobStepPtr, 2> steps;
     unsigned count = 0;
     for (int id : {iFirstId, iSecondId})
     {
         if (id == StepNoMore)
             continue;
-        steps[count].reset(QORJobStep::NewStep(id, mpBuffer));
-        if (steps[count] == nullptr)
+        steps[count].reset(new QORJobStep(id));
+        if (steps[count] == nullptr) // the class's own `new` doesn't throw
             return E_OUTOFMEMORY;
         ++count;
     }
-    unsigned place = PlaceOf(iBefore);
+    const unsigned place = PlaceOf(iBefore);
     OpenGap(place, count);
-    for (unsigned i = 0; i < count; ++i, ++place)
-    {
-        mpEntries[place] = steps[i].release();
-        if (HasId(mpEntries[place], StepCloseJob))
-            ++mCloseSteps;
-    }
+    for (unsigned i = 0; i < count; ++i)
+        Put(place + i, steps[i]);
     return S_OK;
 }
 
@@ -101,12 +92,12 @@ void StepQueue::Delete(Position iFrom, Position iTo)
     for (QORJobStep** entry = from; entry != to; ++entry)
     {
         if (HasId(*entry, StepCloseJob))
-            --mCloseSteps;
-        delete *entry;
+            --mCloseStepCount;
+        const QORJobStepPtr ended(*entry);
     }
     std::copy(to, mpEntries + mCount, from);
     mCount -= static_cast<unsigned>(to - from);
-    CountNone();
+    ForgetCloseStepsOfEmptyList();
 }
 
 void StepQueue::DeleteAllOf(int iStepId)
@@ -120,7 +111,7 @@ void StepQueue::Clear() { Delete(GetTodo().begin(), GetTodo().end()); }
 void StepQueue::BringToFront(Position iPosition)
 {
     QORJobStep** const moved = mpEntries + PlaceOf(iPosition);
-    std::rotate(mpEntries + mFinished, moved, moved + 1);
+    std::rotate(mpEntries + mFinishedCount, moved, moved + 1);
 }
 
 HRESULT StepQueue::ReduceToClosing(int iReportingStepId)
@@ -133,19 +124,19 @@ HRESULT StepQueue::ReduceToClosing(int iReportingStepId)
     return code;
 }
 
-void StepQueue::ReplaceCurrent(std::unique_ptr<QORJobStep> iStep)
+void StepQueue::ReplaceCurrent(QORJobStepPtr iStep)
 {
-    delete std::exchange(mpEntries[mFinished], iStep.release());
+    const QORJobStepPtr old(std::exchange(mpEntries[mFinishedCount], iStep.release()));
 }
 
 void StepQueue::DeleteSteps()
 {
     for (unsigned place = 0; place < mCount; ++place)
-        delete std::exchange(mpEntries[place], nullptr);
+        const QORJobStepPtr ended(std::exchange(mpEntries[place], nullptr));
 }
 
 StepQueue::~StepQueue()
 {
     DeleteSteps();
-    FreeEntries();
+    FreeRoom();
 }

@@ -28,17 +28,16 @@ public:
     using List = std::span<QORJobStep* const>;
     using Position = List::iterator; ///< good until the next change
 
-    /// What the queue makes lies in the buffer; null: on the heap.
-    explicit StepQueue(QBase::Buffer* iBuffer) : mpBuffer(iBuffer) {}
+    explicit StepQueue(std::pmr::memory_resource* iMemory) : mpMemory(iMemory) {}
     ~StepQueue();
     StepQueue(const StepQueue&) = delete;
     StepQueue& operator=(const StepQueue&) = delete;
 
-    List GetTodo() const { return {mpEntries + mFinished, mCount - mFinished}; }
-    NewestFirst<QORJobStep> GetFinished() const { return {mpEntries, mFinished}; }
+    List GetTodo() const { return {mpEntries + mFinishedCount, mCount - mFinishedCount}; }
+    NewestFirst<QORJobStep> GetFinished() const { return {mpEntries, mFinishedCount}; }
 
     /// The current step; null without one, and for an entry without a step.
-    QORJobStep* GetCurrent() const { return mFinished == mCount ? nullptr : mpEntries[mFinished]; }
+    QORJobStep* GetCurrent() const { return mFinishedCount == mCount ? nullptr : mpEntries[mFinishedCount]; }
     bool IsCurrent(int iStepId) const { return HasId(GetCurrent(), iStepId); }
     /// The end when no step of that id is queued.
     Position Find(int iStepId) const
@@ -62,11 +61,11 @@ public:
     /// The first closing step that a thread has started; null when none has been.
     const QORJobStep* FindStartedCloseStep() const
     {
-        if (mCloseSteps == 0)
+        if (mCloseStepCount == 0)
             return nullptr;
         // One that stands at the end, as nearly always.
         const QORJobStep* const last = mpEntries[mCount - 1];
-        if (mCloseSteps == 1 && HasId(last, StepCloseJob))
+        if (mCloseStepCount == 1 && HasId(last, StepCloseJob))
             return IsStarted(*last) ? last : nullptr;
         return FindStartedOfSeveral();
     }
@@ -78,16 +77,14 @@ public:
     }
 
     /// The step is the queue's once it is in.
-    void Insert(Position iBefore, std::unique_ptr<QORJobStep>& ioStep)
+    void Insert(Position iBefore, QORJobStepPtr& ioStep)
     {
         const unsigned place = PlaceOf(iBefore);
         if (place == mCount && mCount < mRoom)
             ++mCount;
         else
             OpenGap(place, 1);
-        mpEntries[place] = ioStep.release();
-        if (HasId(mpEntries[place], StepCloseJob))
-            ++mCloseSteps;
+        Put(place, ioStep);
     }
 
     /// Queues new steps of these ids, 0 for none: all of them or none.
@@ -101,25 +98,25 @@ public:
     {
         if (iPosition != GetTodo().begin())
             BringToFront(iPosition);
-        if (HasId(mpEntries[mFinished], StepCloseJob))
+        if (HasId(mpEntries[mFinishedCount], StepCloseJob))
         {
-            --mCloseSteps;
+            --mCloseStepCount;
             mbCloseFinished = true;
         }
-        ++mFinished;
-        CountNone();
+        ++mFinishedCount;
+        ForgetCloseStepsOfEmptyList();
     }
 
     /// Leaves the current step, and behind it a new one that reports to the client (0 for none) and a closing one, as
     /// far as the current step isn't that itself.
     HRESULT ReduceToClosing(int iReportingStepId);
     /// Puts a step of the same id in the current one's entry.
-    void ReplaceCurrent(std::unique_ptr<QORJobStep> iStep);
+    void ReplaceCurrent(QORJobStepPtr iStep);
     /// Deletes all steps and keeps the entries: for the end, when nobody asks for closing steps any more.
     void DeleteSteps();
 
 private:
-    static constexpr unsigned cFirstRoom = 8; // most jobs have no more steps
+    static constexpr unsigned cOwnRoom = 8; // most jobs have no more steps
 
     static bool IsStarted(const QORJobStep& iStep)
     {
@@ -133,27 +130,33 @@ private:
     void OpenGap(unsigned iPlace, unsigned iEntries);
     unsigned PlaceOf(Position iPosition) const
     {
-        return mFinished + static_cast<unsigned>(iPosition - GetTodo().begin());
+        return mFinishedCount + static_cast<unsigned>(iPosition - GetTodo().begin());
     }
-    void FreeEntries();
-    std::pmr::memory_resource& GetMemory() const;
+    void FreeRoom();
+    void Put(unsigned iPlace, QORJobStepPtr& ioStep)
+    {
+        if (HasId(ioStep.get(), StepCloseJob))
+            ++mCloseStepCount;
+        mpEntries[iPlace] = ioStep.release();
+    }
+
     void BringToFront(Position iPosition);
 
     /// In an empty list the count is right again, whatever holders of queued steps have made of their ids.
-    void CountNone()
+    void ForgetCloseStepsOfEmptyList()
     {
-        if (mFinished == mCount)
-            mCloseSteps = 0;
+        if (mFinishedCount == mCount)
+            mCloseStepCount = 0;
     }
 
-    QBase::Buffer* const mpBuffer;
-    std::array<QORJobStep*, cFirstRoom> mFirstEntries;
+    std::pmr::memory_resource* const mpMemory;
+    std::array<QORJobStep*, cOwnRoom> mOwnRoom;
     // The finished steps, the oldest first, and behind them the queued ones: a step that was in front is finished where
     // it stands.
-    QORJobStep** mpEntries = mFirstEntries.data();
-    unsigned mRoom = cFirstRoom;
+    QORJobStep** mpEntries = mOwnRoom.data();
+    unsigned mRoom = cOwnRoom;
     unsigned mCount = 0;
-    unsigned mFinished = 0;
-    int mCloseSteps = 0; // among those queued
+    unsigned mFinishedCount = 0;
+    int mCloseStepCount = 0; // among those queued
     bool mbCloseFinished = false;
 };

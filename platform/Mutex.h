@@ -32,8 +32,8 @@ public:
     SystemMutex(const SystemMutex&) = delete;
     SystemMutex& operator=(const SystemMutex&) = delete;
 
-    void lock() noexcept;
-    void unlock() noexcept;
+    void Enter() noexcept;
+    void Leave() noexcept;
 
 private:
     SRWLOCK mLock = SRWLOCK_INIT;
@@ -41,8 +41,8 @@ private:
 
 #else
 
-/// A lock of four bytes, where the standard's has forty: there is one in each of many objects. Taking a free one is a
-/// single exchange; a thread that has to wait sleeps in the system.
+/// A lock of four bytes, where the standard's has forty: there is one in each of many objects. Taking a free one is
+/// one compare-and-exchange; a thread that has to wait sleeps in the system.
 class QORJOB_API SystemMutex
 {
 public:
@@ -50,7 +50,7 @@ public:
     SystemMutex(const SystemMutex&) = delete;
     SystemMutex& operator=(const SystemMutex&) = delete;
 
-    [[gnu::always_inline]] void lock() noexcept
+    [[gnu::always_inline]] void Enter() noexcept
     {
         QORJOB_TELL_SANITIZER(__tsan_mutex_pre_lock(this, 0));
         std::uint32_t state = cFree;
@@ -59,7 +59,7 @@ public:
         QORJOB_TELL_SANITIZER(__tsan_mutex_post_lock(this, 0, 0));
     }
 
-    [[gnu::always_inline]] void unlock() noexcept
+    [[gnu::always_inline]] void Leave() noexcept
     {
         QORJOB_TELL_SANITIZER(__tsan_mutex_pre_unlock(this, 0));
         if (mState.exchange(cFree, std::memory_order_release) == cAwaited)
@@ -84,8 +84,8 @@ private:
 class QORJOB_CAPABILITY("mutex") Mutex
 {
 public:
-    void Enter() QORJOB_ACQUIRE() { mMutex.lock(); }
-    void Leave() QORJOB_RELEASE() { mMutex.unlock(); }
+    void Enter() QORJOB_ACQUIRE() { mMutex.Enter(); }
+    void Leave() QORJOB_RELEASE() { mMutex.Leave(); }
 
 private:
     SystemMutex mMutex;

@@ -122,8 +122,8 @@ protected:
 
 /// Makes an arena. `iReserveBytes` are taken from the heap at once (0: with the first allocation); each further chunk
 /// is `iGrowth` times the last one, and the first has `iChunkBytes`; for `ibReusable` see Destroy. The arena itself and
-/// its reserve lie in `iPlace`, cBufferBytes and the reserve that stay the caller's, or on the heap for null. Null when
-/// there is no memory.
+/// its reserve lie in `iPlace`, cBufferBytes and the reserve that stay the caller's, or on the heap for null: an arena
+/// in a place ends with that memory, whoever is registered. Null when there is no memory.
 QORJOB_API Buffer* CreateBuffer(std::size_t iReserveBytes, unsigned iGrowth, std::size_t iChunkBytes, bool ibReusable,
                                 void* iPlace = nullptr) noexcept;
 

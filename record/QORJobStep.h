@@ -3,11 +3,12 @@
 
 #include "base/HeapObject.h"
 #include "platform/Export.h"
+#include "platform/QBase.h"
 #include "platform/QDataType.h"
 #include "platform/Windows.h"
 #include "record/FieldAccess.h"
 
-#include <new>
+#include <memory>
 
 /// The id of a step must not change while it is queued in a job, neither by assignment nor by LoadObj: the job counts
 /// its closing steps when they are added.
@@ -27,19 +28,22 @@ public:
     QORJobStep& operator=(const QORJobStep& iOther);
     ~QORJobStep() = default;
 
-    /// A step that lies in a buffer, as the job that it is given to: its memory comes back with the buffer's. On the
-    /// heap, as with `new`, for null. Null without memory.
+    /// Makes a step in the buffer of the job that it will be given to, and which it must not outlive; its memory comes
+    /// back with the buffer's. On the heap, as with `new`, for null. Null without memory. `delete` is for steps on the
+    /// heap only.
     static QORJobStep* NewStep(int iStepId, QBase::Buffer* iBuffer);
 
-    /// Ends the step, and frees it where it lies on the heap.
-    static void operator delete(QORJobStep* iStep, std::destroying_delete_t) noexcept
+    /// Ends a step wherever it lies; for std::unique_ptr.
+    struct Ender
     {
-        const bool bOnHeap = !iStep->mbInBuffer;
-        iStep->~QORJobStep();
-        if (bOnHeap)
-            HeapObject::operator delete(iStep);
-    }
-    using HeapObject::operator delete;
+        void operator()(QORJobStep* iStep) const noexcept
+        {
+            if (iStep->mbInBuffer)
+                iStep->~QORJobStep();
+            else
+                delete iStep;
+        }
+    };
 
     /// Without an argument: now, in UTC.
     HRESULT SetStartTime() { return SetStartTime(QDataType::DateTime::NowUTC()); }
@@ -93,3 +97,6 @@ private:
     QBase::WCHAR mChapterKey[cChapterKeyUnits] = {};
     bool mbInBuffer = false; // of this object: not copied
 };
+
+/// Owns a step that a job is to have or has had.
+using QORJobStepPtr = std::unique_ptr<QORJobStep, QORJobStep::Ender>;

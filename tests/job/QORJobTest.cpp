@@ -105,14 +105,14 @@ TEST_F(Birth, PutsAllThatAJobHoldsIntoTheBufferOfItsCreator)
     Queue(*job.Get(), "3 4 5 2");
     job->AddStepToRun(QORJobStep::NewStep(StepSendingReportResult, buffer), nullptr);
     job->AddStepAfterThis(StepFindCube, nullptr);
-    job->RenewCurrentStep(); // in place of one on the heap
+    job->RenewCurrentStep();
     EXPECT_EQ(TodoOf(*job.Get()), Split("3 23 4 5 2 7"));
     job->RemoveStep(StepFindCube);
     job->RemoveStep(StepSendingReportResult);
     job->SetStepStart(3, 1, nullptr);
     job->SetStepComplete();
     job->SetPUEnter(1, nullptr, 0);
-    EXPECT_EQ(Builtin::Faults::StopCountingBlocks(), 3 + 1); // steps, the visit
+    EXPECT_EQ(Builtin::Faults::StopCountingBlocks(), 4 + 1); // the steps of `new` and the job's own, the visit
     std::pmr::set_default_resource(usual);
     EXPECT_EQ(job->Release(), 0u);
     job.Detach();

@@ -39,7 +39,7 @@ protected:
     {
         for (int id : iIds)
         {
-            std::unique_ptr<QORJobStep> step(id == 0 ? nullptr : new QORJobStep(id));
+            QORJobStepPtr step(id == 0 ? nullptr : new QORJobStep(id));
             mQueue.Insert(mQueue.GetTodo().end(), step);
         }
     }
@@ -55,7 +55,7 @@ protected:
         EXPECT_EQ(IdsOf(mQueue.GetFinished()), iFinished);
     }
 
-    StepQueue mQueue{nullptr};
+    StepQueue mQueue{QBase::DefaultHeap()};
 };
 
 TEST_F(StepQueueTest, PassesOverEntriesWithoutAStep)

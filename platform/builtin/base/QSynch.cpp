@@ -8,6 +8,7 @@
 #include "platform/builtin/base/ThreadId.h"
 
 #include <atomic>
+#include <cstdint>
 #include <new>
 
 namespace QSynch
@@ -16,25 +17,25 @@ namespace QSynch
 namespace
 {
 
-/// The thread that holds the lock is known by its id, so that to take it once more is a look at a number.
+/// The thread that holds the lock is known by its mark, so that to take it once more is a look at a number.
 class CriticalSectionBody final : public CriticalSection
 {
 public:
-    CriticalSectionBody(int iCategory, bool ibOnHeap) : mCategory(iCategory), mbOnHeap(ibOnHeap) {}
+    CriticalSectionBody(int iCategory, bool ibOnHeap) : mCategory(static_cast<short>(iCategory)), mbOnHeap(ibOnHeap) {}
 
-    const int mCategory;
-    const bool mbOnHeap;
+    int GetCategory() const noexcept { return mCategory; }
+    bool IsOnHeap() const noexcept { return mbOnHeap; }
 
     void Lock() noexcept
     {
-        const DWORD self = Builtin::GetOwnThreadId();
-        // Relaxed: whatever another thread writes here meanwhile, it isn't this one's id.
+        const std::uintptr_t self = Builtin::GetThreadMark();
+        // Relaxed: whatever another thread writes here meanwhile, it isn't this one's mark.
         if (mOwner.load(std::memory_order_relaxed) == self)
         {
             ++mFurtherEntries;
             return;
         }
-        mMutex.lock();
+        mMutex.Enter();
         mOwner.store(self, std::memory_order_relaxed);
     }
 
@@ -46,13 +47,15 @@ public:
             return;
         }
         mOwner.store(0, std::memory_order_relaxed);
-        mMutex.unlock();
+        mMutex.Leave();
     }
 
 private:
+    std::atomic<std::uintptr_t> mOwner{0};
     SystemMutex mMutex;
-    std::atomic<DWORD> mOwner{0}; // 0 is no thread's id
-    int mFurtherEntries = 0;      // the owner's
+    int mFurtherEntries = 0; // the owner's
+    const short mCategory;
+    const bool mbOnHeap;
 };
 
 static_assert(sizeof(CriticalSectionBody) <= cCriticalSectionBytes &&
@@ -89,8 +92,8 @@ void DestroyCriticalSection(CriticalSection* iLock) noexcept
     if (iLock == nullptr)
         return;
     CriticalSectionBody& body = BodyOf(iLock);
-    Builtin::EventTrace::Note("QSynch::DestroyCriticalSection", {body.mCategory});
-    const bool bOnHeap = body.mbOnHeap;
+    Builtin::EventTrace::Note("QSynch::DestroyCriticalSection", {body.GetCategory()});
+    const bool bOnHeap = body.IsOnHeap();
     body.~CriticalSectionBody();
     if (bOnHeap)
         QBase::HeapFree(&body);

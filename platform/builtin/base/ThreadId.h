@@ -1,7 +1,9 @@
-// The calling thread's id, for those who ask for it all the time.
+// The calling thread's id and its mark, for those who ask for them all the time.
 #pragma once
 
 #include "platform/Windows.h"
+
+#include <cstdint>
 
 #if !defined(_WIN32)
 #include "platform/builtin/base/System.h"
@@ -13,8 +15,9 @@ namespace Builtin
 
 #if defined(_WIN32)
 
-// Windows keeps it where a thread finds it by itself.
+// Windows keeps the id where a thread finds it by itself.
 inline DWORD GetOwnThreadId() noexcept { return ::GetCurrentThreadId(); }
+inline std::uintptr_t GetThreadMark() noexcept { return ::GetCurrentThreadId(); }
 
 #else
 
@@ -26,6 +29,10 @@ inline DWORD GetOwnThreadId() noexcept
         tThreadId = System::GetThreadId();
     return tThreadId;
 }
+
+/// What no other live thread has; never 0. It stays the thread's in a forked process, whose new threads may get the ids
+/// of threads before.
+inline std::uintptr_t GetThreadMark() noexcept { return reinterpret_cast<std::uintptr_t>(&tThreadId); }
 
 #endif
 

@@ -5,8 +5,8 @@
 namespace QSynch
 {
 
-void SystemMutex::lock() noexcept { Builtin::UnlessEnding(::AcquireSRWLockExclusive, mLock); }
+void SystemMutex::Enter() noexcept { Builtin::UnlessEnding(::AcquireSRWLockExclusive, mLock); }
 
-void SystemMutex::unlock() noexcept { Builtin::UnlessEnding(::ReleaseSRWLockExclusive, mLock); }
+void SystemMutex::Leave() noexcept { Builtin::UnlessEnding(::ReleaseSRWLockExclusive, mLock); }
 
 } // namespace QSynch
