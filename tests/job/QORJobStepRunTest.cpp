@@ -3,6 +3,21 @@
 
 using StepRun = JobTest;
 
+namespace
+{
+
+/// What was asked of agents since the trace began.
+Texts StopTraceOfAgents()
+{
+    Texts calls = Builtin::EventTrace::Stop();
+    std::erase_if(calls, [](const std::string& iCall) { return iCall.find("Agent") == std::string::npos; });
+    for (std::string& call : calls)
+        call.resize(call.find(' '));
+    return calls;
+}
+
+} // namespace
+
 TEST_F(StepRun, ProfilesEachStepOnce)
 {
     Builtin::PerfReadings::EnableProfiling(true);
@@ -17,12 +32,8 @@ TEST_F(StepRun, ProfilesEachStepOnce)
         job->SetStepStart(4, 1, nullptr);
         job->SetStepFinish(4, 1, nullptr);
         Builtin::Settings::ReleaseThreadTimes();
-        Texts calls = Builtin::EventTrace::Stop();
-        std::erase_if(calls, [](const std::string& iCall) { return iCall.find("Agent") == std::string::npos; });
-        for (std::string& call : calls)
-            call.resize(call.find(' '));
-        EXPECT_EQ(calls, (Texts{"QPerfMon::CreateQORProfileAgent", "QPerfMon::StartProfileAgent",
-                                "QPerfMon::EndProfileAgent", "QPerfMon::CreateQORProfileAgent"}));
+        EXPECT_EQ(StopTraceOfAgents(), (Texts{"QPerfMon::CreateQORProfileAgent", "QPerfMon::StartProfileAgent",
+                                              "QPerfMon::EndProfileAgent", "QPerfMon::CreateQORProfileAgent"}));
     }
     const JobPtr job = NewJobWith("3 2");
     for (int nth = 1; nth <= 2; ++nth) // the agent, its place
@@ -31,4 +42,21 @@ TEST_F(StepRun, ProfilesEachStepOnce)
         job->SetStepStart(3, 1, nullptr);
     }
     Builtin::PerfReadings::EnableProfiling(false);
+}
+
+TEST_F(StepRun, StaysUnprofiledWhenProfilingIsSwitchedOnMeanwhile)
+{
+    const JobPtr job = NewJobWith("3 4 5 2");
+    Builtin::EventTrace::Start();
+    for (int id : {3, 4})
+        job->SetStepStart(id, 0, nullptr);
+    Builtin::PerfReadings::EnableProfiling(true);
+    for (int id : {3, 4, 5})
+    {
+        job->SetStepStart(id, 1, nullptr);
+        job->SetStepFinish(id, 1, nullptr);
+    }
+    Builtin::PerfReadings::EnableProfiling(false);
+    const std::string create = "QPerfMon::CreateQORProfileAgent"; // once a step, and step 5 only gets one
+    EXPECT_EQ(StopTraceOfAgents(), (Texts{create, create, create, "QPerfMon::EndProfileAgent"}));
 }
