@@ -121,11 +121,11 @@ public:
     void Begin() { LibraryLife::Begin(nullptr); }
 };
 
-/// In a buffer that each life uses again.
+/// In a buffer that each life uses again, just large enough for the job and its steps.
 class BufferLife : public LibraryLife
 {
 public:
-    BufferLife() : mpBuffer(QBase::CreateBuffer(2048, 2, 2048, true)) {}
+    BufferLife() : mpBuffer(QBase::CreateBuffer(1408, 2, 512, true)) {}
     void Begin() { LibraryLife::Begin(mpBuffer.get()); }
 
 private:
