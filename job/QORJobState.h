@@ -21,6 +21,7 @@
 #include <memory>
 #include <memory_resource>
 #include <utility>
+#include <vector>
 
 class ICKDXProcessContext;
 class JobMemGovernor;
@@ -169,7 +170,7 @@ struct QORJobState
     QDataType::DateTime mStatusTime QORJOB_GUARDED_BY(mpLock);
     QDataType::DateTime mFinishTime QORJOB_GUARDED_BY(mpLock);
     QDataType::DateTime mTimeOutTime QORJOB_GUARDED_BY(mpLock);
-    QBase::vector<QORJobPUInfo*> mUnits QORJOB_GUARDED_BY(mpLock); // the newest last
+    std::pmr::vector<QORJobPUInfo*> mUnits QORJOB_GUARDED_BY(mpLock); // the newest last
 
     // --- Under the lock: what the job works with ---------------------------------------------------------------------
     QBase::PtrI<ICKDXProcessContext> mpProcessContext QORJOB_GUARDED_BY(mpLock);

@@ -40,7 +40,7 @@ void StepQueue::OpenGap(unsigned iPlace, unsigned iEntries)
     QORJobStep** entries = mpEntries;
     const unsigned room = mCount + iEntries <= mRoom ? mRoom : 2 * (mCount + iEntries);
     if (room != mRoom)
-        entries = static_cast<QORJobStep**>(mpMemory->allocate(room * sizeof(QORJobStep*), alignof(QORJobStep*)));
+        entries = std::pmr::polymorphic_allocator<QORJobStep*>(mpMemory).allocate(room);
     std::copy_backward(mpEntries + iPlace, mpEntries + mCount, entries + mCount + iEntries);
     if (room != mRoom)
     {
@@ -55,7 +55,7 @@ void StepQueue::OpenGap(unsigned iPlace, unsigned iEntries)
 void StepQueue::FreeRoom()
 {
     if (mpEntries != mOwnRoom.data())
-        mpMemory->deallocate(mpEntries, mRoom * sizeof(QORJobStep*), alignof(QORJobStep*));
+        std::pmr::polymorphic_allocator<QORJobStep*>(mpMemory).deallocate(mpEntries, mRoom);
 }
 
 HRESULT StepQueue::InsertNew(Position iBefore, int iFirstId, int iSecondId)
