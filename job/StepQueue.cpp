@@ -14,21 +14,13 @@ bool StepQueue::HasFinished(int iStepId) const
                        [=](const QORJobStep* iStep) { return HasId(iStep, iStepId); });
 }
 
-/// Closing steps stand near the end: from there the walk is over after the first of them.
 const QORJobStep* StepQueue::FindStartedOfSeveral() const
 {
-    const QORJobStep* started = nullptr;
-    int left = mCloseStepCount;
-    for (unsigned place = mCount; left > 0 && place > mFinishedCount; --place)
-    {
-        const QORJobStep* const step = mpEntries[place - 1];
-        if (!HasId(step, StepCloseJob))
-            continue;
-        --left;
-        if (IsStarted(*step))
-            started = step;
-    }
-    return started;
+    const List todo = GetTodo();
+    const Position started = std::find_if(todo.begin(), todo.end(), [](const QORJobStep* iStep) {
+        return HasId(iStep, StepCloseJob) && IsStarted(*iStep);
+    });
+    return started == todo.end() ? nullptr : *started;
 }
 
 /// Makes room for entries in front of the one at that place.
@@ -119,7 +111,7 @@ HRESULT StepQueue::ReduceToClosing(int iReportingStepId)
     const auto queued = static_cast<std::ptrdiff_t>(GetTodo().size());
     const HRESULT code = InsertNew(GetTodo().end(), IsCurrent(iReportingStepId) ? StepNoMore : iReportingStepId,
                                    IsCurrent(StepCloseJob) ? StepNoMore : StepCloseJob);
-    if (code == S_OK && queued > 1)
+    if (code == S_OK && queued > 0)
         Delete(std::next(GetTodo().begin()), GetTodo().begin() + queued);
     return code;
 }

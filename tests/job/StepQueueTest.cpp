@@ -77,8 +77,12 @@ TEST_F(StepQueueTest, PassesOverEntriesWithoutAStep)
 
 TEST_F(StepQueueTest, TakesBothNewStepsOrNone)
 {
-    const Ids queued = {3, 4, 5, 6, 7, 8, 9, 11}; // there is no room for another entry
-    Add(queued);
+    // Eight entries take no memory of their own, the next one does.
+    Add({5, 6, 7, 8, 9, 11});
+    Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, 3);
+    EXPECT_EQ(mQueue.InsertNew(At(0), 3, 4), S_OK);
+    const Ids queued = {3, 4, 5, 6, 7, 8, 9, 11};
+    Expect(queued, {});
     for (int failing = 1; failing <= 3; ++failing) // two steps and their entries
     {
         Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, failing);
