@@ -16,19 +16,10 @@
 #include <memory>
 #include <memory_resource>
 
-class ICKDXProcessContext;
-class JobMemGovernor;
-class QORChannelRequest;
-class QorUserSession;
 class QORJobBrowsingInfo;
 class QORJobBrowsingInfo2;
 class QORJobError;
-class QORJobData;
 class QORJobInfo;
-class QORJobPUInfo;
-class QORJobStep;
-class QORJobTask;
-struct QORProfileAgent;
 
 /// A job: who asked for what, the steps that are to be run and have been run, and how it stands.
 ///
@@ -401,6 +392,8 @@ private:
     // --- Rows and the exception boundary: QORJobRows.h ---------------------------------------------------------------
     template <class Body>
     HRESULT Boundary(Body&& iBody, const char* iOperation = __builtin_FUNCTION()) const;
+    template <class T, class Read>
+    HRESULT GetBy(Read iRead, T* oValue, const char* iOperation) const;
     template <class T>
     HRESULT Get(const T& iField, T* oValue, const char* iOperation = __builtin_FUNCTION()) const;
     template <class Part, class T>

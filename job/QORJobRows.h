@@ -14,32 +14,32 @@ HRESULT QORJob::Boundary(Body&& iBody, const char* iOperation) const
     return ::Boundary(mId, iBody, iOperation);
 }
 
-/// Null rule E_POINTER; locked copy.
-template <class T>
-HRESULT QORJob::Get(const T& iField, T* oValue, const char* iOperation) const
+/// Null rule E_POINTER; locked copy of what `iRead` gives, which is called under the lock.
+template <class T, class Read>
+HRESULT QORJob::GetBy(Read iRead, T* oValue, const char* iOperation) const
 {
     if (oValue == nullptr)
         return E_POINTER;
     const auto copy = [&] {
         QSynch::CriticalSection::SmartLock lock(mpLock.get());
-        *oValue = iField;
+        *oValue = iRead();
         return S_OK;
     };
     return Boundary(copy, iOperation);
+}
+
+/// Null rule E_POINTER; locked copy.
+template <class T>
+HRESULT QORJob::Get(const T& iField, T* oValue, const char* iOperation) const
+{
+    return GetBy([&]() -> const T& { return iField; }, oValue, iOperation);
 }
 
 /// The same of a part that the job may not have.
 template <class Part, class T>
 HRESULT QORJob::Get(const OnDemand<Part>& iPart, T Part::*iField, T* oValue, const char* iOperation) const
 {
-    if (oValue == nullptr)
-        return E_POINTER;
-    const auto copy = [&] {
-        QSynch::CriticalSection::SmartLock lock(mpLock.get());
-        *oValue = iPart.Read().*iField;
-        return S_OK;
-    };
-    return Boundary(copy, iOperation);
+    return GetBy([&]() -> const T& { return iPart.Read().*iField; }, oValue, iOperation);
 }
 
 /// Null rule E_POINTER; no lock.
