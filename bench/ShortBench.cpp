@@ -1,8 +1,8 @@
 // The short bench: dispatch and a job's life beside their peers, in rounds, with the standard library alone.
+#include "ParseNumber.h"
 #include "Workloads.h"
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <memory>
@@ -104,16 +104,6 @@ const Side* FindSide(std::string_view iName)
     return nullptr;
 }
 
-std::optional<int> ParseCount(std::string_view iText)
-{
-    int count = 0;
-    const char* const end = iText.data() + iText.size();
-    const auto [stop, error] = std::from_chars(iText.data(), end, count);
-    if (error != std::errc() || stop != end || count < 1 || count > cMost)
-        return std::nullopt;
-    return count;
-}
-
 int Usage()
 {
     std::fprintf(stderr, "usage: qorjob_short_bench [ROUNDS | --only NAME COUNT], numbers from 1 to %d\n", cMost);
@@ -128,13 +118,13 @@ int main(int argc, char** argv)
     if (argc == 4 && std::string_view(argv[1]) == "--only")
     {
         const Side* const side = FindSide(argv[2]);
-        const std::optional<int> count = ParseCount(argv[3]);
+        const std::optional<int> count = ParseNumber(argv[3], 1, cMost);
         if (side == nullptr || !count)
             return Usage();
         side->mMake()->Run(*count);
         return 0;
     }
-    const std::optional<int> rounds = argc == 2 ? ParseCount(argv[1]) : cRounds;
+    const std::optional<int> rounds = argc == 2 ? ParseNumber(argv[1], 1, cMost) : cRounds;
     if (argc > 2 || !rounds)
         return Usage();
     std::printf("%-16s %9s   %-16s %9s %7s %7s %7s\n", "figure", "ns", "held against", "ns", "ratio", "lowest",

@@ -27,6 +27,7 @@ class TemporaryFolder
 public:
     TemporaryFolder()
     {
+        // mkdtemp puts letters of its own in the places of the last six.
         std::string path = (std::filesystem::temp_directory_path() / "qorjob_bench_XXXXXX").string();
         if (mkdtemp(path.data()) == nullptr)
             throw std::runtime_error("no temporary folder can be made like " + path);

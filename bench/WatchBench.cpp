@@ -1,15 +1,14 @@
 // What a worker pays for being watched: turns alone and turns beside a monitor, in pairs.
+#include "ParseNumber.h"
 #include "Workloads.h"
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <mutex>
 #include <optional>
-#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -152,21 +151,11 @@ void PrintRatio(const char* iName, double Cost::*iTime, const std::vector<std::p
                 (ratios[(count - 1) / 2] + ratios[count / 2]) / 2, ratios[rank - 1], ratios[count - rank]);
 }
 
-std::optional<int> ParsePairs(std::string_view iText)
-{
-    int pairs = 0;
-    const char* const end = iText.data() + iText.size();
-    const auto [stop, error] = std::from_chars(iText.data(), end, pairs);
-    if (error != std::errc() || stop != end || pairs < cFewestPairs || pairs > cMostPairs)
-        return std::nullopt;
-    return pairs;
-}
-
 } // namespace
 
 int main(int argc, char** argv)
 {
-    const std::optional<int> pairs = argc == 2 ? ParsePairs(argv[1]) : cPairs;
+    const std::optional<int> pairs = argc == 2 ? ParseNumber(argv[1], cFewestPairs, cMostPairs) : cPairs;
     if (argc > 2 || !pairs)
     {
         std::fprintf(stderr, "usage: qorjob_watch_bench [PAIRS], from %d to %d\n", cFewestPairs, cMostPairs);

@@ -1,10 +1,10 @@
 // The library beside its peers in one run: what it takes to bring a job of six empty steps through.
 #include "DrivenLives.h"
+#include "ParseNumber.h"
 #include "Schedulers.h"
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
@@ -144,21 +144,11 @@ void Print(const Results& iResults, int iWorkers)
     }
 }
 
-std::optional<int> ParseRounds(std::string_view iText)
-{
-    int rounds = 0;
-    const char* const end = iText.data() + iText.size();
-    const auto [stop, error] = std::from_chars(iText.data(), end, rounds);
-    if (error != std::errc() || stop != end || rounds < 1 || rounds > cMostRounds)
-        return std::nullopt;
-    return rounds;
-}
-
 } // namespace
 
 int main(int argc, char** argv)
 {
-    const std::optional<int> rounds = argc == 2 ? ParseRounds(argv[1]) : cRounds;
+    const std::optional<int> rounds = argc == 2 ? ParseNumber(argv[1], 1, cMostRounds) : cRounds;
     if (argc > 2 || !rounds)
     {
         std::fprintf(stderr, "usage: qorjob_peers_bench [ROUNDS], from 1 to %d\n", cMostRounds);
