@@ -7,4 +7,5 @@ set(QORJOB_BUILTIN_HEADERS
     platform/builtin/PerfReadings.h
     platform/builtin/RegistryTree.h
     platform/builtin/Settings.h
+    platform/builtin/Texts.h
     platform/builtin/ThreadContextListener.h)

@@ -22,17 +22,23 @@ const Entry* FindIn(const Language& iLanguage, Match iMatch) noexcept
 template <class Match>
 const Entry* FindFor(unsigned iLanguageId, Match iMatch) noexcept
 {
-    for (const unsigned bits : {0xFFFFu, cPrimaryLanguage})
+    struct Choice
     {
-        for (const Language& language : GetLanguages())
-        {
-            if ((language.mLanguageId & bits) != (iLanguageId & bits))
-                continue;
-            if (const Entry* const entry = FindIn(language, iMatch))
-                return entry;
-        }
+        unsigned mLanguageId;
+        unsigned mBits; // those that count
+    };
+    constexpr unsigned cAll = 0xFFFF;
+    for (const Choice choice : {Choice{iLanguageId, cAll}, Choice{iLanguageId, cPrimaryLanguage},
+                                Choice{GetLanguages().front().mLanguageId, cAll}, Choice{0, 0}})
+    {
+        const Entry* const entry = FindInAny([&](const Language& iLanguage) {
+            const bool bChosen = ((iLanguage.mLanguageId ^ choice.mLanguageId) & choice.mBits) == 0;
+            return bChosen ? FindIn(iLanguage, iMatch) : nullptr;
+        });
+        if (entry != nullptr)
+            return entry;
     }
-    return FindIn(GetLanguages().front(), iMatch);
+    return nullptr;
 }
 
 bool IsIn(const Entry& iEntry, const char* iBundle)
@@ -42,10 +48,21 @@ bool IsIn(const Entry& iEntry, const char* iBundle)
 
 } // namespace
 
+constinit std::atomic<AddedLanguage*> gFirstAdded{nullptr};
+
+void Append(AddedLanguage& iLanguage) noexcept
+{
+    std::atomic<AddedLanguage*>* end = &gFirstAdded;
+    while (AddedLanguage* const added = end->load(std::memory_order_relaxed))
+        end = &added->mpNext;
+    end->store(&iLanguage, std::memory_order_release);
+}
+
 const char* FindBundle(std::string_view iName) noexcept
 {
-    const Entry* const entry =
-        FindIn(GetLanguages().front(), [&](const Entry& iEntry) { return iEntry.mpBundle == iName; });
+    const Entry* const entry = FindInAny([&](const Language& iLanguage) {
+        return FindIn(iLanguage, [&](const Entry& iEntry) { return iEntry.mpBundle == iName; });
+    });
     return entry == nullptr ? nullptr : entry->mpBundle;
 }
 
