@@ -2,12 +2,14 @@
 // program's own.
 #include "platform/builtin/LogSinks.h"
 #include "platform/builtin/PerfReadings.h"
+#include "platform/builtin/Texts.h"
 #include "qorjob.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace
@@ -80,6 +82,23 @@ TEST(Surface, LetsUsersHoldRecordsAndValues)
     int index = 0;
     EXPECT_EQ(QORJobTask::GetProfileIndex(41, &index), E_POINTER);
     EXPECT_EQ(QORJobTask::GetProfileIndex(40, &index), S_OK);
+}
+
+TEST(Surface, BringsTextsOfAServersOwnToItsClients)
+{
+    [[maybe_unused]] static const bool bOnce = [] { // the test may be repeated
+        Builtin::Texts::Add("language 0x0409\nbundle Orders\n0x80051001 ORDER_GONE Order %1 is gone.\n", "english");
+        Builtin::Texts::Add("language 0x0407\nbundle Orders\n0x80051001 ORDER_GONE Auftrag %1 ist weg.\n", "german");
+        return true;
+    }();
+    const auto message = QMessage::NewServerMessage();
+    QORMessagePacker(message.Get(), QORJOB_W("Orders"), 0x80051001) << 7;
+    for (const auto& [locale, expected] : {std::pair{0x407u, "Auftrag 7 ist weg."}, {0x809u, "Order 7 is gone."}})
+    {
+        QBase::wstring text;
+        EXPECT_EQ(QMessage::CKDXWriteMessage::GetErrorsFromMessage(locale, message.Get(), text), S_OK);
+        EXPECT_EQ(QBase::WideCharToUTF8(text), expected);
+    }
 }
 
 TEST(Surface, EndsTheProcessWhereAnOperationOfAUsersClassHasNoBody)
