@@ -10,7 +10,23 @@
 namespace Builtin::PerfReadings
 {
 
+/// Counters have the ids 0 to 63. Up to 50 they belong to the libraries (job/KernelCounters.h has the job's); 51 to 63
+/// are left to the server, which adds to them through QPerfMon::GetPerformanceMonitor(). 0 for an id that there isn't.
 QORJOB_API std::int64_t GetCounter(int iCounterId);
+
+struct Counter
+{
+    int mId = 0;
+    std::string mName;
+    std::int64_t mValue = 0;
+};
+
+/// Names a counter for GetCounters; doing so once more changes nothing. Throws QBase::Message for an empty name, for an
+/// id that there isn't or that has another name, and for a name that another counter has.
+QORJOB_API void NameCounter(int iCounterId, const std::string& iName);
+
+/// Those that have names, by id.
+QORJOB_API std::vector<Counter> GetCounters();
 
 struct Profile
 {

@@ -31,6 +31,39 @@ TEST(PerfMon, SumsACounterOverMoreThreadsThanItHasShards)
     EXPECT_EQ(Builtin::PerfReadings::GetCounter(63), 50 * 100 * 3 - 50 * 100);
 }
 
+TEST(PerfMon, ListsTheCountersThatHaveNames)
+{
+    using Builtin::PerfReadings::NameCounter;
+    const auto errorOf = [](int iCounterId, const char* iName) -> std::string {
+        try
+        {
+            NameCounter(iCounterId, iName);
+            return "";
+        }
+        catch (const QBase::Message& error)
+        {
+            return error.what();
+        }
+    };
+    NameCounter(62, "orders");
+    NameCounter(51, "clients");
+    NameCounter(62, "orders");
+    EXPECT_EQ(errorOf(64, "too many"), "Counter 64 doesn't exist.");
+    EXPECT_EQ(errorOf(-1, "too few"), "Counter -1 doesn't exist.");
+    EXPECT_EQ(errorOf(52, ""), "Counter 52 can't have an empty name.");
+    EXPECT_EQ(errorOf(62, "other"), "Counter 62 can't be named other: orders is counter 62.");
+    EXPECT_EQ(errorOf(62, "clients"), "Counter 62 can't be named clients: clients is counter 51.");
+    EXPECT_EQ(errorOf(52, "clients"), "Counter 52 can't be named clients: clients is counter 51.");
+
+    Builtin::PerfReadings::Reset();
+    QPerfMon::GetPerformanceMonitor()->Add(51, 3);
+    QPerfMon::GetPerformanceMonitor()->Add(62, -4);
+    std::string listed;
+    for (const auto& [id, name, value] : Builtin::PerfReadings::GetCounters())
+        listed += std::to_string(id) + ' ' + name + ' ' + std::to_string(value) + ';';
+    EXPECT_EQ(listed, "51 clients 3;62 orders -4;");
+}
+
 TEST(PerfMon, GivesOneIndexToOneNameOnAllThreads)
 {
     std::vector<unsigned> indices[4];

@@ -1,8 +1,13 @@
 #include "platform/builtin/PerfReadings.h"
 
 #include "platform/Mutex.h"
+#include "platform/QBase.h"
+#include "platform/ThreadSafety.h"
+#include "platform/builtin/base/NeverDestroyed.h"
 #include "platform/builtin/perf/PerfData.h"
 
+#include <algorithm>
+#include <map>
 #include <utility>
 
 namespace Builtin::PerfReadings
@@ -10,6 +15,18 @@ namespace Builtin::PerfReadings
 
 namespace
 {
+
+struct CounterNames
+{
+    QSynch::Mutex mMutex;
+    std::map<int, std::string> mNames QORJOB_GUARDED_BY(mMutex);
+};
+
+CounterNames& GetCounterNames()
+{
+    static NeverDestroyed<CounterNames> names;
+    return names.Get();
+}
 
 std::int64_t SumCounter(int iCounterId)
 {
@@ -37,6 +54,35 @@ std::int64_t GetCounter(int iCounterId)
     if (!IsKnownCounter(iCounterId))
         return 0;
     return SumCounter(iCounterId) - gCountersAtReset.mCounters[iCounterId].load(std::memory_order_relaxed);
+}
+
+void NameCounter(int iCounterId, const std::string& iName)
+{
+    const std::string counter = "Counter " + std::to_string(iCounterId);
+    if (!IsKnownCounter(iCounterId))
+        throw QBase::Message(counter + " doesn't exist.");
+    if (iName.empty())
+        throw QBase::Message(counter + " can't have an empty name.");
+    CounterNames& names = GetCounterNames();
+    const QSynch::MutexHold hold(names.mMutex);
+    const auto other = std::find_if(names.mNames.begin(), names.mNames.end(), [&](const auto& iThere) {
+        return (iThere.first == iCounterId) != (iThere.second == iName);
+    });
+    if (other != names.mNames.end())
+        throw QBase::Message(counter + " can't be named " + iName + ": " + other->second + " is counter " +
+                             std::to_string(other->first) + ".");
+    names.mNames.emplace(iCounterId, iName);
+}
+
+std::vector<Counter> GetCounters()
+{
+    std::vector<Counter> counters;
+    CounterNames& names = GetCounterNames();
+    const QSynch::MutexHold hold(names.mMutex);
+    counters.reserve(names.mNames.size());
+    for (const auto& [id, name] : names.mNames)
+        counters.push_back({id, name, GetCounter(id)});
+    return counters;
 }
 
 std::vector<Profile> GetProfiles()
