@@ -1,6 +1,7 @@
 // The one header for users of the job library.
 #pragma once
 
+#include "base/Categories.h"
 #include "base/QORJobInitializer.h"
 #include "context/CKDXProcessContext.h"
 #include "context/COMStatus.h"
@@ -16,6 +17,7 @@
 #include "data/QORStringData.h"
 #include "data/QORTextFileData.h"
 #include "job/JobMemGovernor.h"
+#include "job/KernelCounters.h"
 #include "job/QORJob.h"
 #include "job/QORJobError.h"
 #include "job/QORJobTask.h"

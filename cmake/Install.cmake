@@ -29,6 +29,7 @@ set(QORJOB_HEADERS
     platform/ThreadSafety.h
     platform/ThreadTimes.h
     platform/Windows.h
+    base/Categories.h
     base/HeapObject.h
     base/IndexTable.h
     base/QORJobInitializer.h
@@ -60,6 +61,7 @@ set(QORJOB_HEADERS
     record/QORJobTypes.h
     job/ChildList.h
     job/JobMemGovernor.h
+    job/KernelCounters.h
     job/NewestFirst.h
     job/QORJob.h
     job/QORJobError.h

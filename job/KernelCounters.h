@@ -26,6 +26,41 @@ enum EnumKernelCounter : int
     CounterDocumentMilliseconds = 50,
 };
 
+namespace QORJOB
+{
+
+struct CounterName
+{
+    EnumKernelCounter mId;
+    const char* mName;
+};
+
+/// What people call the counters, by number. The performance monitor itself knows their numbers only.
+inline constexpr CounterName cCounterNames[] = {
+    {CounterReportQueueMilliseconds, "report queue milliseconds"},
+    {CounterReportsExecuting, "reports active"},
+    {CounterReportsCompleted, "reports completed"},
+    {CounterReportsFailed, "reports failed"},
+    {CounterReportsOpen, "report jobs alive"},
+    {CounterReportsCreated, "reports created"},
+    {CounterJobsCreated, "requests created"},
+    {CounterReportMilliseconds, "report milliseconds"},
+    {CounterMetaDataRequests, "metadata requests created"},
+    {CounterMetaDataFailures, "metadata requests failed"},
+    {CounterElementRequests, "element requests created"},
+    {CounterElementFailures, "element requests failed"},
+    {CounterDocumentsCreated, "documents created"},
+    {CounterDocumentsCompleted, "documents completed"},
+    {CounterDocumentsFailed, "documents failed"},
+    {CounterKind7Completed, "reports of kind 7 completed"},
+    {CounterKind8Completed, "reports of kind 8 completed"},
+    {CounterKind7Milliseconds, "milliseconds of kind 7"},
+    {CounterKind8Milliseconds, "milliseconds of kind 8"},
+    {CounterDocumentMilliseconds, "document milliseconds"},
+};
+
+} // namespace QORJOB
+
 /// What a report instance answers as its execution kind. The report module gives the kinds their meaning; the job knows
 /// them by what it does.
 enum EnumExecutionKind : int

@@ -1,6 +1,8 @@
 #include "Metrics.h"
 
 #include "TextTable.h"
+#include "base/Categories.h"
+#include "job/KernelCounters.h"
 #include "platform/builtin/PerfReadings.h"
 
 #include <cstdint>
@@ -10,38 +12,18 @@
 namespace
 {
 
-struct NamedId
+struct Category
 {
-    int mId;
+    EnumInstanceCategory mId;
     const char* mName;
 };
 
-/// The counters by their numbers, which is all that the library knows them by, and what it counts there.
-constexpr NamedId cCounters[] = {
-    {0, "report queue milliseconds"},
-    {1, "reports active"},
-    {2, "reports completed"},
-    {4, "reports failed"},
-    {5, "report jobs alive"},
-    {6, "reports created"},
-    {7, "requests created"},
-    {8, "report milliseconds"},
-    {10, "metadata requests created"},
-    {11, "metadata requests failed"},
-    {12, "element requests created"},
-    {13, "element requests failed"},
-    {17, "documents created"},
-    {18, "documents completed"},
-    {19, "documents failed"},
-    {38, "reports of kind 7 completed"},
-    {39, "reports of kind 8 completed"},
-    {42, "milliseconds of kind 7"},
-    {43, "milliseconds of kind 8"},
-    {50, "document milliseconds"},
+/// Under which the library counts its objects.
+constexpr Category cCategories[] = {
+    {InstanceCategoryJob, "QORJob"},
+    {InstanceCategoryTask, "QORJobTask"},
+    {InstanceCategoryProcessContext, "CKDXProcessContext"},
 };
-
-/// The categories under which the library counts its objects.
-constexpr NamedId cCategories[] = {{4, "QORJob"}, {7, "QORJobTask"}, {11, "CKDXProcessContext"}};
 
 std::string ToHead(const std::string& iMetric, const char* iType, const char* iHelp)
 {
@@ -66,9 +48,9 @@ std::string MakeCounters()
 {
     const std::string metric = "qorjob_counter";
     std::string text = ToHead(metric, "gauge", "Counters of the performance monitor, by number.");
-    for (const NamedId& counter : cCounters)
+    for (const Builtin::PerfReadings::Counter& counter : Builtin::PerfReadings::GetCounters())
         text += ToLine(metric, "id=\"" + std::to_string(counter.mId) + "\",name=" + Quote(counter.mName),
-                       std::to_string(Builtin::PerfReadings::GetCounter(counter.mId)));
+                       std::to_string(counter.mValue));
     return text;
 }
 
@@ -94,14 +76,19 @@ std::string MakeProfiles()
 std::string MakeInstances(const char* iMetric, const char* iHelp, std::int64_t (*iReading)(int))
 {
     std::string text = ToHead(iMetric, "gauge", iHelp);
-    for (const NamedId& category : cCategories)
+    for (const Category& category : cCategories)
         text += ToLine(iMetric, "class=" + Quote(category.mName), std::to_string(iReading(category.mId)));
     return text;
 }
 
 } // namespace
 
-Metrics::Metrics(const std::filesystem::path& iPath) : mFile(iPath) { Builtin::PerfReadings::EnableProfiling(true); }
+Metrics::Metrics(const std::filesystem::path& iPath) : mFile(iPath)
+{
+    for (const QORJOB::CounterName& counter : QORJOB::cCounterNames)
+        Builtin::PerfReadings::NameCounter(counter.mId, counter.mName);
+    Builtin::PerfReadings::EnableProfiling(true);
+}
 
 bool Metrics::Write()
 {
