@@ -1,0 +1,65 @@
+// The host's one boundary to what may throw: the server's code, and calls of the job library that fail.
+#pragma once
+
+#include "host/QORHostTypes.h"
+
+#include <exception>
+#include <stdexcept>
+#include <string>
+
+namespace QORHOST
+{
+
+/// An operation of the job library has failed.
+class CallError : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Throws CallError, with the operation's name and the code, unless the code is a success.
+void Expect(HRESULT iCode, const char* iOperation);
+
+int StatusOf(const QORJob& iJob);
+
+/// "0x80043095"
+std::string ToText(HRESULT iCode);
+
+/// In words, whatever it is.
+std::string ReasonOf(const std::exception_ptr& iFailure);
+
+/// What the body throws; null when it throws nothing.
+template <class Body>
+std::exception_ptr Catch(Body&& iBody) noexcept
+{
+    try
+    {
+        iBody();
+        return nullptr;
+    }
+    catch (...)
+    {
+        return std::current_exception();
+    }
+}
+
+/// Whether it was thrown as `Exception`; `iThen` gets it.
+template <class Exception, class Then>
+bool IsA(const std::exception_ptr& iFailure, Then&& iThen)
+{
+    try
+    {
+        std::rethrow_exception(iFailure);
+    }
+    catch (const Exception& exception)
+    {
+        iThen(exception);
+        return true;
+    }
+    catch (...)
+    {
+        return false;
+    }
+}
+
+} // namespace QORHOST

@@ -1,0 +1,116 @@
+// What is done to a job from outside, under its record's lock.
+#include "host/Boundary.h"
+#include "host/Core.h"
+#include "host/Failure.h"
+
+#include <new>
+#include <utility>
+
+namespace QORHOST
+{
+
+bool Core::IsTooLate(const Record& iRecord)
+{
+    return iRecord.mbCommitted || iRecord.mbBroken || QORJOB::HasEnded(StatusOf(*iRecord.mpJob.Get()));
+}
+
+/// The running step learns that it is to stop, by its run, its token and its context.
+void Core::TellToStop(Hold& ioHold)
+{
+    Record& record = ioHold.GetRecord();
+    if (record.mpContext)
+        record.mpContext->put_LongB(ICKDXProcessContext::cStop);
+    if (record.mpRunning == nullptr)
+        return;
+    record.mpRunning->mbTold = true;
+    ioHold.StopLater(record.mpRunning->mStop);
+}
+
+EnumHostAnswer Core::Cancel(Hold& ioHold, const std::string& iReason)
+{
+    Record& record = ioHold.GetRecord();
+    if (IsTooLate(record))
+        return EnumHostAnswer::TooLate;
+    std::string reason = iReason; // memory first: a cancelled job stays cancelled
+    if (FAILED(record.mpJob->Cancel()) || StatusOf(*record.mpJob.Get()) != JobCancelled)
+        return EnumHostAnswer::NotPossible;
+    record.mReason.swap(reason);
+    record.mbPaused = false;
+    record.mRetryAt = cNever;
+    if (const auto failure = Catch([&] { ReportCancellation(record.mpContext.Get(), record.mReason); }))
+        mLog.Write(EnumRouter::Error, "Job %1 is cancelled, but its answer doesn't say so: %2", record.mId,
+                   ReasonOf(failure).c_str());
+    TellToStop(ioHold);
+    ioHold.CancelChildrenLater();
+    Advance(ioHold);
+    return EnumHostAnswer::Done;
+}
+
+EnumHostAnswer Core::Pause(Hold& ioHold)
+{
+    Record& record = ioHold.GetRecord();
+    if (IsTooLate(record))
+        return EnumHostAnswer::TooLate;
+    if (record.mbPaused || mClosing != ClosingNot || record.mpJob->GetRequestType() != RequestDocument)
+        return EnumHostAnswer::NotPossible;
+    record.mpJob->PauseCurrentStep();
+    record.mbPaused = true;
+    TellToStop(ioHold);
+    if (record.mState == EnumHostState::Delayed)
+        record.mState = EnumHostState::Paused;
+    else if (record.mState == EnumHostState::Queued && record.mpUnit != nullptr && record.mpUnit->Remove(record))
+    {
+        record.mpJob->SetPUExit(record.mpUnit->GetPlan().mId, QORJOB_W(""));
+        record.mState = EnumHostState::Paused;
+    }
+    return EnumHostAnswer::Done; // a thread that has it leaves it as soon as its step has ended
+}
+
+EnumHostAnswer Core::Resume(Hold& ioHold)
+{
+    Record& record = ioHold.GetRecord();
+    if (IsTooLate(record))
+        return EnumHostAnswer::TooLate;
+    if (!record.mbPaused)
+        return EnumHostAnswer::NotPossible;
+    record.mbPaused = false;
+    record.mRetryAt = cNever; // it has waited enough
+    if (record.mState != EnumHostState::Paused && record.mState != EnumHostState::WaitingForChildren)
+        return EnumHostAnswer::Done; // the thread that has it goes on with it
+    GoOn(record);
+    if (record.mState == EnumHostState::Paused)
+        Enter(ioHold);
+    else
+        Expect(record.mpJob->SetStatus(cWaitingForChildren, nullptr), "SetStatus");
+    return EnumHostAnswer::Done;
+}
+
+EnumHostAnswer Core::SetTimeLeft(Hold& ioHold, std::chrono::milliseconds iTime)
+{
+    Record& record = ioHold.GetRecord();
+    if (IsTooLate(record) || record.mpOverdue != nullptr)
+        return EnumHostAnswer::TooLate;
+    const Moment now = Clock::now();
+    QDataType::DateTime creation;
+    mTimers.Prepare(record);
+    Expect(record.mpJob->GetJobCreationTime(&creation), "GetJobCreationTime");
+    const auto age = (QDataType::DateTime::NowUTC() - creation).GetTotalMilliseconds();
+    const auto period = static_cast<unsigned>(std::clamp<std::int64_t>(age + iTime.count(), 0, UINT32_MAX));
+    Expect(record.mpJob->SetTimeOutPeriodInMilliseconds(period), "SetTimeOutPeriodInMilliseconds");
+    record.mLifeEnd = record.mGivenUntil = After(std::max(iTime, std::chrono::milliseconds(1)), now);
+    SetTimer(record);
+    return EnumHostAnswer::Done;
+}
+
+EnumHostAnswer Core::SetPriority(Hold& ioHold, int iPriority)
+{
+    Record& record = ioHold.GetRecord();
+    if (IsTooLate(record))
+        return EnumHostAnswer::TooLate;
+    Expect(record.mpJob->SetPUPriority(iPriority), "SetPUPriority");
+    if (record.mState == EnumHostState::Queued && record.mpUnit != nullptr && record.mpUnit->Remove(record))
+        record.mpUnit->Put(record, iPriority, false, record.mEntered);
+    return EnumHostAnswer::Done;
+}
+
+} // namespace QORHOST

@@ -1,0 +1,341 @@
+// What a thread does with a job that it has taken from a unit's queue.
+#include "host/Boundary.h"
+#include "host/Core.h"
+#include "host/Failure.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace QORHOST
+{
+
+namespace
+{
+
+thread_local const Own* tOwn = nullptr;
+
+/// The steps that are still run in a job that has failed or was cancelled: a host without work for them passes on.
+bool IsLastStep(int iStepId)
+{
+    return iStepId == StepCloseJob || iStepId == StepSendingErrorMessage || iStepId == StepSendingOutputMessage ||
+           iStepId == StepSendingDocumentResult || iStepId == StepDelivery;
+}
+
+bool HasWork(const QORHostStep& iStep) { return iStep.mStepId != StepNoMore; }
+
+} // namespace
+
+Own::Own(const Core& iCore, const Record& iRecord) : mpCore(&iCore), mpRecord(&iRecord), mpBefore(tOwn) { tOwn = this; }
+
+Own::~Own() { tOwn = mpBefore; }
+
+bool Core::IsOwnThread() const
+{
+    for (const Own* own = tOwn; own != nullptr; own = own->mpBefore)
+        if (own->mpCore == this)
+            return true;
+    return false;
+}
+
+/// Of the innermost step or callback that the calling thread is in; null when it is in none.
+const Record* Core::GetOwnRecord() { return tOwn == nullptr ? nullptr : tOwn->mpRecord; }
+
+/// Such a wait would never end.
+bool Core::IsWaitForOneself(const Record& iRecord)
+{
+    for (const Own* own = tOwn; own != nullptr; own = own->mpBefore)
+        for (const Record* waiting = own->mpRecord; waiting != nullptr; waiting = waiting->mpParent.get())
+            if (waiting == &iRecord)
+                return true;
+    return false;
+}
+
+bool Core::RunOne(Unit& ioUnit, Moment iUntil, std::uint64_t iWakes)
+{
+    const std::shared_ptr<Record> record = ioUnit.Take(iUntil, iWakes);
+    if (record != nullptr)
+        Drive(record, ioUnit, nullptr);
+    return record != nullptr;
+}
+
+bool Core::RunUntil(Unit& ioUnit, const QORHostJob& iJob, Moment iUntil)
+{
+    ++mRunUntils;
+    bool bEnded = false;
+    for (;;)
+    {
+        const std::uint64_t wakes = ioUnit.CountWakes(); // before the look at the job, whose end wakes
+        bEnded = iJob.HasEnded();
+        if (bEnded || Clock::now() >= iUntil)
+            break;
+        RunOne(ioUnit, iUntil, wakes);
+    }
+    --mRunUntils;
+    return bEnded;
+}
+
+void Core::Drive(const std::shared_ptr<Record>& iRecord, Unit& ioUnit, Worker* iWorker)
+{
+    EnumLeave leave = EnumLeave::Elsewhere;
+    {
+        std::optional<QORHostRun> run; // ends after the hold: what it lets go is the server's
+        Hold hold(*this, *iRecord);
+        run.emplace(*this, iRecord, ioUnit, iWorker);
+        const std::exception_ptr failure = Catch([&] { leave = DriveSteps(hold, *run); });
+        if (failure != nullptr)
+        {
+            Break(hold, failure);
+            iRecord->mpUnit->Leave(*iRecord);
+            leave = EnumLeave::Ended;
+        }
+    }
+    if (leave == EnumLeave::Ended)
+        EndJob(iRecord);
+}
+
+/// Until the job isn't this thread's any more. All is done under the record's lock, but for the steps themselves.
+EnumLeave Core::DriveSteps(Hold& ioHold, QORHostRun& ioRun)
+{
+    Record& record = ioHold.GetRecord();
+    QORJob& job = *record.mpJob.Get();
+    record.mState = EnumHostState::Running;
+    if (!record.mbBroken)
+    {
+        job.DequeuePulse();
+        Expect(job.SetPUStart(ioRun.mUnit.GetPlan().mId), "SetPUStart");
+    }
+    for (;;)
+    {
+        const QORHostStep* step = nullptr;
+        const EnumLeave leave = ChooseStep(ioHold, ioRun, step);
+        if (step == nullptr)
+            return leave;
+        if (!RunStep(*step, ioHold, ioRun))
+            return EnumLeave::Elsewhere;
+    }
+}
+
+/// The step that this thread runs next; null when the job rests, goes to another unit or ends.
+EnumLeave Core::ChooseStep(Hold& ioHold, QORHostRun& ioRun, const QORHostStep*& oStep)
+{
+    Record& record = ioHold.GetRecord();
+    QORJob& job = *record.mpJob.Get();
+    const auto rest = [&](EnumHostState iState) {
+        Exit(record);
+        Rest(ioHold, iState);
+        return EnumLeave::Elsewhere;
+    };
+    if (record.mbBroken)
+    {
+        Exit(record);
+        return EnumLeave::Ended;
+    }
+    if (IsStopping())
+        StopWork(ioHold);
+    if (!record.mChildren.empty())
+        return rest(EnumHostState::WaitingForChildren);
+    if (record.mbPaused)
+        return rest(EnumHostState::Paused);
+    if (record.mRetryAt != cNever)
+        return rest(EnumHostState::Delayed);
+    if (job.IsStepPausing()) // and was resumed before it could rest
+        GoOn(record);
+
+    int stepId = record.mOwedStep;
+    if (stepId == StepNoMore)
+        Expect(job.GetCurrentStepId(&stepId, nullptr), "GetCurrentStepId");
+    if (&UnitOf(stepId, ioRun.mUnit) != &ioRun.mUnit)
+    {
+        // It is asked for there only: a step that is handed out and not started is warned of.
+        Exit(record);
+        Enter(ioHold);
+        return EnumLeave::Elsewhere;
+    }
+    if (record.mOwedStep == StepNoMore)
+        Expect(job.GetCurrentStepIdToRun(&stepId, nullptr), "GetCurrentStepIdToRun");
+    if (stepId == StepNoMore)
+    {
+        const int status = StatusOf(job);
+        record.mbPaused = QORJOB::IsHeld(status); // by a step: until it is resumed
+        if (record.mbPaused)
+            return rest(EnumHostState::Paused);
+        if (!QORJOB::HasEnded(status))
+            throw CallError("no step to run, but the job wasn't closed");
+        Exit(record);
+        return EnumLeave::Ended;
+    }
+    oStep = FindStep(stepId);
+    if (oStep == nullptr)
+        throw CallError("step " + std::to_string(stepId) + " isn't one that can be run");
+    ioRun.mStepId = stepId;
+    return EnumLeave::Elsewhere;
+}
+
+/// False when the step was given up meanwhile: then the job went on without this thread.
+bool Core::RunStep(const QORHostStep& iStep, Hold& ioHold, QORHostRun& ioRun)
+{
+    Record& record = ioHold.GetRecord();
+    QORJob& job = *record.mpJob.Get();
+    const bool bOwed = record.mOwedStep == ioRun.mStepId;
+    ioRun.Begin(iStep, QORJOB::HasEnded(StatusOf(job)));
+    Outcome outcome = PrepareTask(iStep, ioHold, ioRun);
+    if (!bOwed)
+    {
+        SetCurrentStep(record, ioRun.mStepId);
+        Expect(job.SetStepStart(ioRun.mStepId, ioRun.mUnit.GetPlan().mId, ioRun.GetTask()), "SetStepStart");
+    }
+    if (outcome.mKind == Outcome::EnumKind::Done && HasWork(iStep))
+    {
+        record.mpRunning = &ioRun;
+        record.mbCommitted = record.mbCommitted || iStep.mbCommits || iStep.mStepId == StepCloseJob;
+        StartTimes(record);
+        ioHold.Release();
+        outcome = Execute(iStep, ioRun);
+        ioHold.Take();
+        if (record.mpRunning != &ioRun)
+        {
+            ioHold.Release();
+            ReturnLate(ioRun);
+            return false;
+        }
+        record.mpRunning = nullptr;
+    }
+    FinishStep(outcome, ioHold, ioRun);
+    return true;
+}
+
+/// Has the server make a task, where the step has a maker. Not Done when the step isn't to be run at all.
+Core::Outcome Core::PrepareTask(const QORHostStep& iStep, Hold& ioHold, QORHostRun& ioRun)
+{
+    const QORJob& job = *ioHold.GetRecord().mpJob.Get();
+    if (!HasWork(iStep) && !IsLastStep(ioRun.mStepId) && !ioRun.mbEndedBefore)
+        return {Outcome::EnumKind::Failed,
+                std::make_exception_ptr(
+                    MakeError(GetStepName(ioRun.mStepId), ioHold.GetRecord().mId, "no unit runs this step"))};
+    if (iStep.mMakeTask == nullptr)
+        return {};
+    ioHold.Release();
+    std::exception_ptr failure = Catch([&] {
+        ioRun.mpMadeTask = iStep.mMakeTask(ioRun);
+        if (ioRun.mpMadeTask == nullptr)
+            throw std::bad_alloc();
+    });
+    ioHold.Take();
+    if (failure != nullptr)
+        return {Outcome::EnumKind::Failed, std::move(failure)};
+    const int status = StatusOf(job);
+    const bool bStop = (QORJOB::HasEnded(status) && !ioRun.mbEndedBefore) || status == JobPausing;
+    return {bStop ? Outcome::EnumKind::Stopped : Outcome::EnumKind::Done, nullptr};
+}
+
+Core::Outcome Core::Execute(const QORHostStep& iStep, QORHostRun& ioRun) const
+{
+    const Own own(*this, *ioRun.mpRecord);
+    QORJobTask& task = *ioRun.GetTask();
+    Outcome outcome;
+    outcome.mFailure = Catch([&] {
+        if (ioRun.mpMadeTask == nullptr)
+            return iStep.mRun(ioRun);
+        const HRESULT code = task.Run();
+        if (FAILED(code))
+            throw QORHostError(code, {}, "the task gave " + ToText(code));
+        JobTaskStatus status = JobTaskStatusNone;
+        if (task.GetStatus(&status) == S_OK && status == JobTaskStatusAborted)
+            throw QORHostError(cTaskAborted, {}, "the task was aborted");
+    });
+    if (outcome.mFailure == nullptr)
+    {
+        task.SetComplete();
+        return outcome;
+    }
+    JobTaskStatus status = JobTaskStatusNone;
+    if (task.GetStatus(&status) == S_OK && status == JobTaskStatusNone)
+        task.SetAbort();
+    outcome.mKind = ioRun.IsToldToStop() ? Outcome::EnumKind::Stopped : Outcome::EnumKind::Failed;
+    const auto again = [&](const RetryRequest& iRequest) {
+        outcome = {Outcome::EnumKind::TryAgain, std::make_exception_ptr(QORHostError(iRequest.mError)),
+                   iRequest.mRetry};
+    };
+    if (outcome.mKind == Outcome::EnumKind::Failed)
+        IsA<RetryRequest>(outcome.mFailure, again);
+    return outcome;
+}
+
+/// What comes of a step that has ended in its thread.
+void Core::FinishStep(const Outcome& iOutcome, Hold& ioHold, QORHostRun& ioRun)
+{
+    using enum Outcome::EnumKind;
+    Record& record = ioHold.GetRecord();
+    QORJob& job = *record.mpJob.Get();
+    const char* const overdue = std::exchange(record.mpOverdue, nullptr);
+    record.mGraceEnd = cNever;
+    ioRun.ReturnMemory();
+    if (std::exchange(record.mOwedStep, StepNoMore) == ioRun.mStepId)
+        return; // the library knows nothing of this run
+
+    const int status = StatusOf(job);
+    const bool bEnded = QORJOB::HasEnded(status);
+    bool bStays = false; // the step is to be run again
+    if (iOutcome.mKind == Done)
+    {
+        if (overdue != nullptr && !bEnded && record.mpContext)
+            Expect(record.mpContext->put_LongB(ICKDXProcessContext::cGoOn), "put_LongB"); // it made it after all
+        if (ioRun.mStepId == StepCloseJob && !bEnded)
+            Expect(job.SetStatus(JobCompleted, nullptr), "SetStatus");
+        else if (status == JobPausing)
+            Expect(job.SetStatus(JobExecuting, nullptr), "SetStatus"); // else the library would keep the step queued
+    }
+    else if (!bEnded)
+    {
+        bStays = iOutcome.mKind != Failed && (status == JobPausing || MayTryAgain(iOutcome, record, ioRun));
+        if (overdue != nullptr)
+            bStays = false;
+        if (!bStays && !(iOutcome.mKind == Stopped && overdue == nullptr && IsStopping()))
+            Fail(ioHold, overdue != nullptr ? MakeError(GetStepName(ioRun.mStepId), record.mId, overdue)
+                                            : ToError(iOutcome.mFailure, GetStepName(ioRun.mStepId), record.mId));
+    }
+    // Only a step that pauses stays queued when it is finished. Looking started, it has to be made anew.
+    if (bStays && status != JobPausing)
+        Expect(job.SetStatus(JobPausing, nullptr), "SetStatus");
+    Expect(job.SetStepFinish(ioRun.mStepId, ioRun.mUnit.GetPlan().mId, ioRun.GetTask()), "SetStepFinish");
+    if (!bStays)
+        record.mRetries = 0;
+    else
+        Expect(job.RenewCurrentStep(), "RenewCurrentStep");
+    if (bStays && status != JobPausing)
+        Expect(job.SetStatus(JobExecuting, nullptr), "SetStatus");
+}
+
+/// Counts one more run of the step, and sets when.
+bool Core::MayTryAgain(const Outcome& iOutcome, Record& ioRecord, const QORHostRun& iRun) const
+{
+    if (iOutcome.mKind != Outcome::EnumKind::TryAgain || IsStopping() || iRun.mAttempt >= iOutcome.mRetry.mMostTimes)
+        return false;
+    double delay = static_cast<double>(iOutcome.mRetry.mDelay.count());
+    const auto longest = static_cast<double>(iOutcome.mRetry.mLongestDelay.count());
+    for (unsigned i = 1; i < iRun.mAttempt && delay < longest; ++i)
+        delay *= iOutcome.mRetry.mGrowth;
+    ioRecord.mRetries = iRun.mAttempt;
+    ioRecord.mRetryAt = Clock::now() + std::chrono::milliseconds(static_cast<std::int64_t>(std::min(delay, longest)));
+    return true;
+}
+
+/// The job goes on after a pause.
+void Core::GoOn(Record& ioRecord)
+{
+    ioRecord.mpJob->ResetStatusBeforeResumeExecution();
+    Expect(ioRecord.mpJob->SetRunning(true, nullptr), "SetRunning");
+}
+
+/// For a thread whose step was given up; what it uses is its own.
+void Core::ReturnLate(QORHostRun& ioRun)
+{
+    ioRun.ReturnMemory();
+    --mLateThreads;
+    if (ioRun.mbRunAway)
+        ioRun.mpJob->NeedToPerisistMsgStatusForRunAway(RunAwayThread);
+    mLog.Write(EnumRouter::Info, "The thread that was left in %1 of job %2 has come back",
+               GetStepName(ioRun.mStepId).c_str(), ioRun.mpRecord->mId);
+}
+
+} // namespace QORHOST

@@ -1,0 +1,22 @@
+#include "host/Log.h"
+
+#include <cstdio>
+
+namespace QORHOST
+{
+
+Log::Log()
+{
+    constexpr int cRouterLocks = 0; // the category is for diagnostics
+    constexpr const char* cNames[] = {"Error", "Warning", "Info"};
+    for (std::size_t i = 0; i < std::size(cNames); ++i)
+        mRouters[i] = QLog::CreateRouter("Host", cNames[i], cRouterLocks);
+}
+
+/// To standard error, which takes no memory.
+void Log::ReportLost(const char* iTemplate) noexcept
+{
+    std::fprintf(stderr, "Host: a line couldn't be logged: %s\n", iTemplate);
+}
+
+} // namespace QORHOST

@@ -1,0 +1,52 @@
+// The host's log: the routers Error, Warning and Info of the component "Host".
+#pragma once
+
+#include "platform/QLog.h"
+
+namespace QORHOST
+{
+
+enum class EnumRouter
+{
+    Error,
+    Warning,
+    Info,
+};
+
+/// Threads: any.
+/// Owns:    a reference to each router.
+/// Errors:  the constructor throws QBase::Message or std::bad_alloc. What can't be written is left out: logging never
+///          changes what becomes of a job.
+/// Locks:   the log sinks'.
+class Log
+{
+public:
+    Log();
+
+    /// Fills `iTemplate` with the arguments: numbers and texts.
+    template <class... Arguments>
+    void Write(EnumRouter iRouter, const char* iTemplate, const Arguments&... iArguments) const noexcept
+    {
+        QLog::Router* const router = mRouters[static_cast<std::size_t>(iRouter)].Get();
+        if (!router->IsEnabled())
+            return;
+        try
+        {
+            QLog::MessageFormatter formatter;
+            static_cast<void>((formatter << ... << iArguments));
+            router->LogLine(iTemplate, formatter);
+        }
+        catch (const std::exception&)
+        {
+            ReportLost(iTemplate);
+        }
+    }
+
+private:
+    static void ReportLost(const char* iTemplate) noexcept;
+
+    QLog::Initializer mInitializer;
+    QBase::PtrI<QLog::Router> mRouters[3];
+};
+
+} // namespace QORHOST

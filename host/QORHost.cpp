@@ -1,0 +1,62 @@
+#include "host/QORHost.h"
+
+#include "host/Core.h"
+
+#include <stdexcept>
+#include <utility>
+
+using namespace QORHOST;
+
+namespace
+{
+
+Unit& Find(const Core& iCore, int iUnit)
+{
+    if (Unit* const unit = iCore.FindUnit(iUnit))
+        return *unit;
+    throw std::invalid_argument("there is no unit " + std::to_string(iUnit));
+}
+
+} // namespace
+
+QORHost::QORHost(QORHostConfig iConfig) : mpCore(std::make_shared<Core>(std::move(iConfig))) { mpCore->Start(); }
+
+QORHost::~QORHost() { mpCore->End(); }
+
+QORHostSubmission QORHost::Submit(QBase::PtrI<QORJob> iJob, QORHostSubmit iOptions)
+{
+    return mpCore->Submit(std::move(iJob), std::move(iOptions));
+}
+
+std::vector<QORHostJob> QORHost::GetJobs() const { return mpCore->GetJobs(); }
+
+QORHostCounts QORHost::GetCounts() const { return mpCore->GetCounts(); }
+
+std::string QORHost::GetUnitName(int iUnit) const { return Find(*mpCore, iUnit).GetPlan().mName; }
+
+std::string QORHost::GetStepName(int iStepId) const { return mpCore->GetStepName(iStepId); }
+
+bool QORHost::RunOne(int iUnit)
+{
+    const std::shared_ptr<Core> core = mpCore; // for a step that is given up and comes back after the host
+    return core->RunOne(Find(*core, iUnit), Clock::now(), 0);
+}
+
+bool QORHost::RunUntil(int iUnit, const QORHostJob& iJob, std::chrono::milliseconds iLimit)
+{
+    const std::shared_ptr<Core> core = mpCore;
+    return core->RunUntil(Find(*core, iUnit), iJob, After(iLimit, Clock::now()));
+}
+
+bool QORHost::Drain(std::chrono::milliseconds iLimit) { return mpCore->Drain(Clock::now() + iLimit); }
+
+std::vector<std::string> QORHost::Stop(std::chrono::milliseconds iLimit) { return mpCore->Stop(Clock::now() + iLimit); }
+
+void QORHost::RequestDrain() noexcept { mpCore->Request(ClosingDrain); }
+
+void QORHost::RequestStop() noexcept { mpCore->Request(ClosingStop); }
+
+bool QORHost::WaitForClose(std::chrono::milliseconds iLimit) const
+{
+    return mpCore->WaitForClose(After(iLimit, Clock::now()));
+}

@@ -1,0 +1,126 @@
+#include "host/QORHostJob.h"
+
+#include "host/Boundary.h"
+#include "host/Core.h"
+
+#include <new>
+
+using namespace QORHOST;
+
+namespace
+{
+
+/// Runs a command under the record's lock; what the library or the memory doesn't allow isn't possible.
+template <class Command>
+EnumHostAnswer Do(Record& ioRecord, Command&& iCommand)
+{
+    std::shared_ptr<Core> core;
+    {
+        const std::lock_guard hold(ioRecord.mMutex);
+        core = ioRecord.mpCore;
+    }
+    if (core == nullptr)
+        return EnumHostAnswer::TooLate;
+    EnumHostAnswer answer = EnumHostAnswer::NotPossible;
+    Hold hold(*core, ioRecord);
+    if (ioRecord.mpCore == nullptr)
+        return EnumHostAnswer::TooLate;
+    static_cast<void>(Catch([&] { answer = iCommand(*core, hold); }));
+    return answer;
+}
+
+} // namespace
+
+int QORHostJob::GetId() const { return mpRecord->mId; }
+
+EnumHostState QORHostJob::GetState() const
+{
+    const std::lock_guard hold(mpRecord->mMutex);
+    return mpRecord->mState;
+}
+
+int QORHostJob::GetStatus() const
+{
+    const std::lock_guard hold(mpRecord->mMutex);
+    return mpRecord->mpJob ? StatusOf(*mpRecord->mpJob.Get()) : mpRecord->mStatus;
+}
+
+HRESULT QORHostJob::GetErrorCode() const
+{
+    const std::lock_guard hold(mpRecord->mMutex);
+    HRESULT code = mpRecord->mErrorCode;
+    if (mpRecord->mpJob)
+        mpRecord->mpJob->GetErrCode(&code);
+    return code;
+}
+
+std::string QORHostJob::GetReason() const
+{
+    const std::lock_guard hold(mpRecord->mMutex);
+    return mpRecord->mReason;
+}
+
+int QORHostJob::GetProgress() const { return mpRecord->mProgress; }
+
+HRESULT QORHostJob::GetSnapshot(QORJobInfo& oInfo) const
+{
+    QBase::PtrI<QORJob> job;
+    {
+        const std::lock_guard hold(mpRecord->mMutex);
+        if (mpRecord->mpSnapshot != nullptr)
+        {
+            oInfo = *mpRecord->mpSnapshot;
+            return S_OK;
+        }
+        if (!mpRecord->mpJob)
+            return mpRecord->mbSnapshotMissing ? E_OUTOFMEMORY : E_HANDLE;
+        job = mpRecord->mpJob;
+    }
+    return job->GetJobInfo(&oInfo);
+}
+
+bool QORHostJob::Wait() const
+{
+    if (HasEnded())
+        return true;
+    if (Core::IsWaitForOneself(*mpRecord))
+        return false;
+    std::unique_lock hold(mpRecord->mMutex);
+    mpRecord->mEnded.wait(hold, [this] { return mpRecord->mState == EnumHostState::Ended; });
+    return true;
+}
+
+bool QORHostJob::WaitFor(std::chrono::milliseconds iLimit) const
+{
+    if (HasEnded())
+        return true;
+    if (Core::IsWaitForOneself(*mpRecord))
+        return false;
+    std::unique_lock hold(mpRecord->mMutex);
+    return mpRecord->mEnded.wait_for(hold, iLimit, [this] { return mpRecord->mState == EnumHostState::Ended; });
+}
+
+EnumHostAnswer QORHostJob::Cancel(const std::string& iReason)
+{
+    return Do(*mpRecord, [&](Core& ioCore, Hold& ioHold) { return ioCore.Cancel(ioHold, iReason); });
+}
+
+EnumHostAnswer QORHostJob::Pause()
+{
+    return Do(*mpRecord, [](Core& ioCore, Hold& ioHold) { return ioCore.Pause(ioHold); });
+}
+
+EnumHostAnswer QORHostJob::Resume()
+{
+    return Do(*mpRecord, [](Core& ioCore, Hold& ioHold) { return ioCore.Resume(ioHold); });
+}
+
+EnumHostAnswer QORHostJob::SetTimeLeft(std::chrono::milliseconds iTime)
+{
+    return Do(*mpRecord, [=](Core& ioCore, Hold& ioHold) { return ioCore.SetTimeLeft(ioHold, iTime); });
+}
+
+EnumHostAnswer QORHostJob::SetPriority(int iPriority)
+{
+    return Do(*mpRecord, [=](Core& ioCore, Hold& ioHold) { return ioCore.SetPriority(ioHold, iPriority); });
+}

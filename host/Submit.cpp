@@ -1,0 +1,208 @@
+#include "host/Boundary.h"
+#include "host/Core.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+namespace QORHOST
+{
+
+void Hold::Release()
+{
+    if (!mLock.owns_lock())
+        return;
+    mLock.unlock();
+    std::exchange(mStop, std::stop_source(std::nostopstate)).request_stop();
+    if (std::exchange(mbCancelChildren, false))
+        mCore.CancelChildren(mRecord);
+}
+
+Core::Core(QORHostConfig iConfig) : mConfig(std::move(iConfig))
+{
+    for (const QORHostUnit& plan : mConfig.mUnits)
+    {
+        if (plan.mId < 1 || FindUnit(plan.mId) != nullptr)
+            throw std::invalid_argument("units have ids of their own, 1 or more: " + std::to_string(plan.mId));
+        mUnits.push_back(std::make_unique<Unit>(plan, mUnits.size(), *this));
+        mbUsersCount = mbUsersCount || plan.mMostAUser != 0;
+    }
+    if (mUnits.empty())
+        throw std::invalid_argument("a host has units");
+    mbTimed = mConfig.mLongestWait.count() > 0 || mConfig.mLongestLife.count() > 0 || mConfig.mLongestRun.count() > 0 ||
+              mConfig.mLongestSilence.count() > 0;
+    for (const QORHostStep& step : mConfig.mSteps)
+        AddStep(step);
+}
+
+void Core::AddStep(const QORHostStep& iStep)
+{
+    const std::string text = "step " + std::to_string(iStep.mStepId);
+    if (!IsRunnableStep(iStep.mStepId))
+        throw std::invalid_argument(text + " isn't one that jobs can run");
+    if (iStep.mUnit != 0 && FindUnit(iStep.mUnit) == nullptr)
+        throw std::invalid_argument(text + " is for a unit that there isn't: " + std::to_string(iStep.mUnit));
+    if ((iStep.mRun != nullptr) == (iStep.mMakeTask != nullptr))
+        throw std::invalid_argument(text + " takes either a function or a maker of tasks");
+    QORHostStep& entry = mSteps[static_cast<std::size_t>(iStep.mStepId)];
+    if (entry.mStepId != StepNoMore)
+        throw std::invalid_argument(text + " is there twice");
+    entry = iStep;
+    entry.mLongestRun = iStep.mLongestRun.count() > 0 ? iStep.mLongestRun : mConfig.mLongestRun;
+    entry.mLongestSilence = iStep.mLongestSilence.count() > 0 ? iStep.mLongestSilence : mConfig.mLongestSilence;
+    mbTimed = mbTimed || entry.mLongestRun.count() > 0 || entry.mLongestSilence.count() > 0;
+}
+
+/// Null for a step that no job can run. One that isn't in the table has the id 0.
+const QORHostStep* Core::FindStep(int iStepId) const
+{
+    return IsRunnableStep(iStepId) ? &mSteps[static_cast<std::size_t>(iStepId)] : nullptr;
+}
+
+Unit* Core::FindUnit(int iUnit) const
+{
+    const auto place =
+        std::find_if(mUnits.begin(), mUnits.end(), [=](const auto& iEach) { return iEach->GetPlan().mId == iUnit; });
+    return place == mUnits.end() ? nullptr : place->get();
+}
+
+std::string Core::GetStepName(int iStepId) const
+{
+    const QORHostStep* const step = FindStep(iStepId);
+    return step == nullptr || step->mName.empty() ? QBase::WideCharToUTF8(::GetStepName(iStepId)) : step->mName;
+}
+
+QORHostSubmission Core::Submit(QBase::PtrI<QORJob> iJob, QORHostSubmit iOptions)
+{
+    if (!iJob)
+        throw std::invalid_argument("there is no job");
+    try
+    {
+        const std::shared_ptr<Record> record = MakeRecord(std::move(iJob), std::move(iOptions), nullptr);
+        const EnumHostSubmit result = Admit(record);
+        if (result != EnumHostSubmit::Accepted)
+            return {result, {}};
+        Hold hold(*this, *record);
+        Begin(hold);
+        return {result, QORHostJob(record)};
+    }
+    catch (const std::bad_alloc&)
+    {
+        return {EnumHostSubmit::NoMemory, {}};
+    }
+}
+
+/// Takes all the memory that the host needs for the job.
+std::shared_ptr<Record> Core::MakeRecord(QBase::PtrI<QORJob> iJob, QORHostSubmit iOptions,
+                                         std::shared_ptr<Record> iParent)
+{
+    auto record = std::make_shared<Record>(std::move(iJob), std::move(iOptions), std::move(iParent));
+    Expect(record->mpJob->GetProcessContext(record->mpContext.Receive()), "GetProcessContext");
+    record->mpCore = shared_from_this();
+    record->mQueueNode = MakeNode(*record);
+    if (record->mOptions.mLongestWait.count() <= 0)
+        record->mOptions.mLongestWait = mConfig.mLongestWait;
+    if (record->mOptions.mLongestLife.count() <= 0)
+        record->mOptions.mLongestLife = mConfig.mLongestLife;
+    if (mbTimed || record->mOptions.mLongestWait.count() > 0 || record->mOptions.mLongestLife.count() > 0)
+        mTimers.Prepare(*record);
+    return record;
+}
+
+/// Among the open jobs, if there is room for it.
+EnumHostSubmit Core::Admit(const std::shared_ptr<Record>& iRecord)
+{
+    std::list<std::shared_ptr<Record>> added{iRecord};
+    QBase::wstring user;
+    if (mbUsersCount)
+        Expect(iRecord->mpJob->GetUser(user), "GetUser");
+    std::unique_lock hold(mMutex);
+    const bool bChild = iRecord->mpParent != nullptr; // it was counted by its document
+    if (!bChild)
+    {
+        // A thread of the host doesn't wait for others of it.
+        const Moment until = Clock::now() + (IsOwnThread() ? Clock::duration{} : iRecord->mOptions.mWaitForRoom);
+        while (mClosing == ClosingNot && !HasRoom(*iRecord))
+            if (mRoom.wait_until(hold, until) == std::cv_status::timeout && !HasRoom(*iRecord))
+                return EnumHostSubmit::Full;
+        if (mClosing != ClosingNot)
+            return EnumHostSubmit::Closed;
+    }
+    if (mbUsersCount)
+    {
+        const auto [place, bNew] = mUsers.try_emplace(std::move(user), mUnits.size());
+        iRecord->mpUser = &place->second;
+        iRecord->mUserPlace = place;
+        ++iRecord->mpUser->mOpenJobs;
+    }
+    mOpen.splice(mOpen.end(), added);
+    iRecord->mOpenPlace = std::prev(mOpen.end());
+    mOpenJobs += bChild ? 0 : 1;
+    ++mUnfinished;
+    mBytes += iRecord->mOptions.mBytes;
+    return EnumHostSubmit::Accepted;
+}
+
+bool Core::HasRoom(const Record& iRecord) const
+{
+    return mOpenJobs < mConfig.mMostJobs &&
+           (mConfig.mMostBytes == 0 || mBytes + iRecord.mOptions.mBytes <= mConfig.mMostBytes);
+}
+
+/// Into its first queue.
+void Core::Begin(Hold& ioHold)
+{
+    Record& record = ioHold.GetRecord();
+    record.mLifeEnd = After(record.mOptions.mLongestLife, Clock::now());
+    const std::exception_ptr failure = Catch([&] {
+        Expect(record.mpJob->SetRunning(true, nullptr), "SetRunning");
+        if (IsStopping())
+            StopWork(ioHold);
+    });
+    if (failure != nullptr)
+        Break(ioHold, failure);
+    Enter(ioHold);
+}
+
+void Core::AddBytes(std::int64_t iBytes)
+{
+    mBytes += static_cast<std::uint64_t>(iBytes);
+    if (iBytes >= 0 || mConfig.mMostBytes == 0)
+        return;
+    {
+        const std::lock_guard hold(mMutex); // nobody is between looking and waiting then
+    }
+    mRoom.notify_all();
+}
+
+std::vector<QORHostJob> Core::GetJobs()
+{
+    std::vector<QORHostJob> jobs;
+    const std::lock_guard hold(mMutex);
+    jobs.reserve(mOpen.size());
+    for (const std::shared_ptr<Record>& record : mOpen)
+        jobs.push_back(QORHostJob(record));
+    return jobs;
+}
+
+QORHostCounts Core::GetCounts()
+{
+    QORHostCounts counts;
+    for (const auto& unit : mUnits)
+    {
+        counts.mQueued += unit->CountQueued();
+        counts.mMissingThreads += unit->CountMissing();
+    }
+    counts.mBytes = mBytes;
+    counts.mLateThreads = mLateThreads;
+    const std::lock_guard hold(mMutex);
+    counts.mOpen = mOpen.size();
+    return counts;
+}
+
+std::thread Core::StartThread(std::function<void()> iBody) const
+{
+    return mConfig.mStartThread ? mConfig.mStartThread(std::move(iBody)) : std::thread(std::move(iBody));
+}
+
+} // namespace QORHOST

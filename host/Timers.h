@@ -1,0 +1,45 @@
+// Which records are to be looked at when.
+#pragma once
+
+#include "host/Record.h"
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+
+namespace QORHOST
+{
+
+/// One timer a record, which only ever moves forward in time by itself: a record that was looked at too early is set
+/// again. So a step that begins and ends in time costs nothing.
+///
+/// Threads: any.
+/// Owns:    nothing.
+/// Errors:  Prepare throws std::bad_alloc.
+/// Locks:   its own; taken after a record's, with none taken under it.
+class Timers
+{
+public:
+    /// Takes the memory that the record's timer will need.
+    void Prepare(Record& ioRecord);
+    bool IsPrepared(const Record& iRecord) const;
+    /// At that moment, or at the earlier one that is set.
+    void Set(Record& ioRecord, Moment iWhen);
+    /// The record's end.
+    void Forget(Record& ioRecord);
+
+    /// One whose time has come, which isn't set any more; null when there is none.
+    std::shared_ptr<Record> TakeDue(Moment iNow);
+    /// Until the next one is due, or that moment; false when it was closed.
+    bool Wait(Moment iUntil);
+    void Close();
+
+private:
+    mutable std::mutex mMutex; // guards what follows
+    std::condition_variable mChanged;
+    Tickets mTimers;
+    std::uint64_t mLastNumber = 0;
+    bool mbClosed = false;
+};
+
+} // namespace QORHOST

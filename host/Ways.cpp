@@ -1,0 +1,197 @@
+// The ways of a job that no thread runs: into a queue, to rest, to the end.
+#include "host/Boundary.h"
+#include "host/Core.h"
+#include "host/Failure.h"
+
+#include <new>
+#include <utility>
+
+namespace QORHOST
+{
+
+/// Into the queue of the unit that runs its next step; in front of all others once the job has ended and only tells of
+/// it. Another thread may have it then as soon as the record is let go.
+void Core::Enter(Hold& ioHold)
+{
+    Record& record = ioHold.GetRecord();
+    QORJob& job = *record.mpJob.Get();
+    Unit* unit = record.mpUnit != nullptr ? record.mpUnit : mUnits.front().get();
+    int priority = 0;
+    bool bFirst = true;
+    const std::exception_ptr failure = Catch([&] {
+        if (record.mbBroken)
+            return;
+        int stepId = record.mOwedStep;
+        if (stepId == StepNoMore)
+            Expect(job.GetCurrentStepId(&stepId, nullptr), "GetCurrentStepId");
+        unit = &UnitOf(stepId, *unit);
+        bFirst = IsStopping() || QORJOB::HasEnded(StatusOf(job));
+        Expect(job.GetPUPriority(&priority), "GetPUPriority");
+        SetCurrentStep(record, stepId);
+        Expect(job.SetPUEnter(unit->GetPlan().mId, QORJOB_W(""), 0), "SetPUEnter");
+        job.EnqueuePulse();
+    });
+    if (failure != nullptr)
+        Break(ioHold, failure);
+    record.mState = EnumHostState::Queued;
+    record.mpUnit = unit;
+    record.mEntered = Clock::now();
+    SetTimer(record);
+    unit->Put(record, priority, bFirst || record.mbBroken, record.mEntered);
+}
+
+/// The one that runs the step; `ioWhere` for a step that runs where the job is.
+Unit& Core::UnitOf(int iStepId, Unit& ioWhere) const
+{
+    const QORHostStep* const step = FindStep(iStepId);
+    return step == nullptr || step->mUnit == 0 ? ioWhere : *FindUnit(step->mUnit);
+}
+
+void Core::SetCurrentStep(Record& ioRecord, int iStepId)
+{
+    if (std::exchange(ioRecord.mStatisticsStep, iStepId) != iStepId)
+        Expect(ioRecord.mpJob->SetCurrentStepForStatistics(iStepId), "SetCurrentStepForStatistics");
+}
+
+/// The job leaves the unit that has run it.
+void Core::Exit(Record& ioRecord)
+{
+    ioRecord.mpUnit->Leave(ioRecord);
+    Expect(ioRecord.mpJob->SetPUExit(ioRecord.mpUnit->GetPlan().mId, QORJOB_W("")), "SetPUExit");
+}
+
+/// After a command or a failure: a job that no thread has goes on to what tells of it. Whoever has it sees for himself.
+void Core::Advance(Hold& ioHold)
+{
+    Record& record = ioHold.GetRecord();
+    switch (record.mState)
+    {
+    case EnumHostState::Queued:
+        if (record.mpUnit == nullptr || !record.mpUnit->Remove(record))
+            return;
+        if (record.mbBroken || &UnitOf(NextStepOf(record), *record.mpUnit) == record.mpUnit)
+            return record.mpUnit->Put(record, 0, true, record.mEntered);
+        record.mpJob->SetPUExit(record.mpUnit->GetPlan().mId, QORJOB_W(""));
+        return Enter(ioHold);
+    case EnumHostState::Paused:
+    case EnumHostState::Delayed:
+        return Enter(ioHold);
+    default:
+        return;
+    }
+}
+
+/// For choosing a unit: 0 where the job can't tell.
+int Core::NextStepOf(const Record& iRecord)
+{
+    int stepId = StepNoMore;
+    iRecord.mpJob->GetCurrentStepId(&stepId, nullptr);
+    return iRecord.mOwedStep != StepNoMore ? iRecord.mOwedStep : stepId;
+}
+
+/// The job is with no thread and in no unit.
+void Core::Rest(Hold& ioHold, EnumHostState iState)
+{
+    Record& record = ioHold.GetRecord();
+    QORJob& job = *record.mpJob.Get();
+    const int status = StatusOf(job);
+    if (iState == EnumHostState::WaitingForChildren && !QORJOB::HasEnded(status))
+        Expect(job.SetStatus(cWaitingForChildren, nullptr), "SetStatus");
+    if (iState == EnumHostState::Paused && !QORJOB::IsHeld(status))
+        job.PauseCurrentStep(); // to be in a queue meanwhile was another status
+    record.mState = iState;
+    SetTimer(record);
+}
+
+/// When the host is stopped. A job that has ended, and tells of it or closes, is left alone.
+void Core::StopWork(Hold& ioHold)
+{
+    Record& record = ioHold.GetRecord();
+    QORJob& job = *record.mpJob.Get();
+    if (record.mbCommitted || QORJOB::HasEnded(StatusOf(job)))
+        return;
+    record.mbPaused = false;
+    record.mRetryAt = cNever;
+    record.mReason = "the host was stopped";
+    Expect(job.SetStatus(JobStopped, nullptr), "SetStatus");
+    Expect(job.ClearTodoSteps(), "ClearTodoSteps");
+    // Without memory for it the job has nothing left to run, and ends as well.
+    if (auto* const close = new QORJobStep(StepCloseJob))
+        Expect(job.AddStep(close, nullptr), "AddStep");
+}
+
+/// The job has ended: once, by the thread that had it last.
+void Core::EndJob(const std::shared_ptr<Record>& iRecord)
+{
+    Record& record = *iRecord;
+    bool bHandles = false;
+    {
+        const std::lock_guard hold(mMutex);
+        const std::shared_ptr<Record> open = std::move(*record.mOpenPlace);
+        mOpen.erase(record.mOpenPlace);
+        // Others than this function, its caller and the document have it: from here on only copies of theirs are made.
+        bHandles = iRecord.use_count() > (record.mpParent == nullptr ? 2 : 3);
+        if (record.mpParent == nullptr)
+            --mOpenJobs;
+        mBytes -= record.mOptions.mBytes;
+        if (record.mpUser != nullptr && --record.mpUser->mOpenJobs == 0)
+            mUsers.erase(record.mUserPlace);
+    }
+    mRoom.notify_all();
+
+    QBase::PtrI<QORJob> job;
+    QBase::PtrI<ICKDXProcessContext> context;
+    std::shared_ptr<Core> core;
+    {
+        const std::lock_guard hold(record.mMutex);
+        KeepEnd(record, bHandles);
+        mTimers.Forget(record);
+        record.mState = EnumHostState::Ended;
+        job = std::move(record.mpJob);
+        context = std::move(record.mpContext);
+        core = std::move(record.mpCore);
+    }
+    record.mEnded.notify_all();
+    if (mRunUntils > 0)
+        for (const auto& unit : mUnits)
+            unit->Wake();
+    CallBack(iRecord, *job.Get());
+    if (record.mpParent != nullptr)
+        EndChild(iRecord);
+    context = {};
+    job = {};
+    const std::lock_guard hold(mMutex);
+    if (--mUnfinished == 0)
+        mAllEnded.notify_all();
+}
+
+/// What handles are asked for afterwards.
+void Core::KeepEnd(Record& ioRecord, bool ibSnapshot)
+{
+    QORJob& job = *ioRecord.mpJob.Get();
+    job.UpdateJobCloseCounters();
+    if (ioRecord.mbRunAway)
+        job.NeedToPerisistMsgStatusForRunAway(RunAwayCleanUp);
+    job.GetStatus(&ioRecord.mStatus);
+    job.GetErrCode(&ioRecord.mErrorCode);
+    if (!ibSnapshot)
+        return;
+    const std::exception_ptr failure = Catch([&] {
+        auto snapshot = std::make_unique<QORJobInfo>();
+        Expect(job.GetJobInfo(snapshot.get()), "GetJobInfo");
+        ioRecord.mpSnapshot = std::move(snapshot);
+    });
+    ioRecord.mbSnapshotMissing = failure != nullptr;
+}
+
+void Core::CallBack(const std::shared_ptr<Record>& iRecord, QORJob& ioJob)
+{
+    const auto onEnd = std::exchange(iRecord->mOptions.mOnEnd, {});
+    if (onEnd == nullptr)
+        return;
+    const Own own(*this, *iRecord);
+    if (const std::exception_ptr failure = Catch([&] { onEnd(QORHostJob(iRecord), ioJob); }))
+        mLog.Write(EnumRouter::Error, "The callback of job %1 has thrown: %2", iRecord->mId, ReasonOf(failure).c_str());
+}
+
+} // namespace QORHOST

@@ -1,0 +1,88 @@
+// Jobs and hosts for tests of the host.
+#pragma once
+
+#include "qorhost.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <initializer_list>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace HostTest
+{
+
+using namespace std::chrono_literals;
+
+/// A wait that a sound host never has to the end.
+inline constexpr auto cLong = 30s;
+
+/// The steps of most jobs here: two of work, and closing.
+inline constexpr QORJobProcessingStep cFirst = StepSQLGeneration;
+inline constexpr QORJobProcessingStep cSecond = StepQueryExecution;
+
+/// With a process context and a request in it, so that its errors are kept.
+inline QBase::PtrI<QORJob> MakeJob(int iId, std::initializer_list<QORJobProcessingStep> iSteps,
+                                   int iRequestType = RequestDocument, int iPriority = 5)
+{
+    QBase::PtrI<CKDXProcessContext> context;
+    EXPECT_EQ(CreateProcessContext(context), S_OK);
+    EXPECT_EQ(context->SetRequestIn(0, QMessage::NewReadMessage(nullptr, 0).Get(), nullptr, nullptr, GUID_NULL), S_OK);
+    QBase::PtrI<QORJob> job(QORJob::NewJob(iId, iRequestType, iPriority, nullptr, nullptr));
+    EXPECT_EQ(job->SetProcessContext(context.Get()), S_OK);
+    for (const QORJobProcessingStep step : iSteps)
+        EXPECT_EQ(job->AddStep(new QORJobStep(step), nullptr), S_OK);
+    return job;
+}
+
+/// Opened once; who comes before waits.
+class Gate
+{
+public:
+    void Open()
+    {
+        {
+            const std::lock_guard hold(mMutex);
+            mbOpen = true;
+        }
+        mOpened.notify_all();
+    }
+
+    /// False when that took too long.
+    bool Wait()
+    {
+        std::unique_lock hold(mMutex);
+        return mOpened.wait_for(hold, cLong, [this] { return mbOpen; });
+    }
+
+private:
+    std::mutex mMutex;
+    std::condition_variable mOpened;
+    bool mbOpen = false;
+};
+
+/// What happened, in its order.
+class Journal
+{
+public:
+    void Add(const std::string& iEvent)
+    {
+        const std::lock_guard hold(mMutex);
+        mEvents.push_back(iEvent);
+    }
+
+    std::vector<std::string> Get() const
+    {
+        const std::lock_guard hold(mMutex);
+        return mEvents;
+    }
+
+private:
+    mutable std::mutex mMutex;
+    std::vector<std::string> mEvents;
+};
+
+} // namespace HostTest
