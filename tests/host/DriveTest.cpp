@@ -1,22 +1,232 @@
+#include "platform/builtin/LogSinks.h"
 #include "tests/host/HostTest.h"
+
+#include <map>
+#include <thread>
 
 using namespace HostTest;
 
-TEST(HostDrive, RunsAJobThroughItsUnits)
+namespace
+{
+
+/// Ids in the order in which one thread runs them: the first one blocks until the others are queued.
+std::vector<int> OrderOf(const std::vector<std::pair<int, std::string>>& iJobs, QORHostUnit iUnit)
+{
+    std::vector<int> order;
+    Gate queued;
+    iUnit.mThreads = 1;
+    QORHost host({.mUnits = {iUnit}, .mSteps = {{.mStepId = cFirst, .mRun = [&](QORHostRun& ioRun) {
+                                                     order.push_back(ioRun.GetJob().GetId().Get());
+                                                     EXPECT_TRUE(queued.Wait());
+                                                 }}}});
+    int id = 0;
+    for (const auto& [priority, user] : iJobs)
+    {
+        const auto job = MakeJob(++id, {cFirst, StepCloseJob}, RequestReport, priority);
+        job->SetUser(QBase::UTF8ToWideChar(user));
+        EXPECT_TRUE(host.Submit(job));
+        while (id == 1 && host.GetCounts().mQueued > 0)
+            std::this_thread::yield();
+    }
+    queued.Open();
+    EXPECT_TRUE(host.Drain(cLong));
+    return order;
+}
+
+} // namespace
+
+TEST(HostDrive, TakesAJobThroughItsUnitsAndRecordsIt)
 {
     Journal journal;
-    QORHost host({.mUnits = {{.mId = 1}, {.mId = 2}},
-                  .mSteps = {{.mStepId = cFirst, .mUnit = 1, .mRun = [&](QORHostRun&) { journal.Add("first"); }},
-                             {.mStepId = cSecond, .mUnit = 2, .mRun = [&](QORHostRun&) { journal.Add("second"); }}}});
-    const auto [result, job] = host.Submit(MakeJob(7, {cFirst, cSecond, StepCloseJob}),
-                                           {.mOnEnd = [&](const QORHostJob&, QORJob&) { journal.Add("end"); }});
+    QORHost host(
+        {.mUnits = {{.mId = 4, .mName = "one"}, {.mId = 9, .mName = "other"}},
+         .mSteps = {{.mStepId = cFirst, .mUnit = 4, .mRun = [&](QORHostRun&) { journal.Add("first"); }},
+                    {.mStepId = cSecond,
+                     .mUnit = 9,
+                     .mRun = [&](QORHostRun& ioRun) { journal.Add(ioRun.Report(70) ? "second" : "told"); },
+                     .mName = "fetching"},
+                    {.mStepId = StepAnalyticalProcessing, .mRun = [&](QORHostRun&) { journal.Add("third"); }},
+                    {.mStepId = StepCloseJob, .mUnit = 4, .mRun = [&](QORHostRun&) { journal.Add("close"); }}}});
+    const auto end = [&](const QORHostJob& iJob, QORJob& ioJob) {
+        journal.Add("end " + std::to_string(iJob.GetStatus()) + (iJob.Wait() ? "" : " open") + " " +
+                    std::to_string(ioJob.GetId().Get()));
+    };
+    const auto [result, job] =
+        host.Submit(MakeJob(7, {cFirst, cSecond, StepAnalyticalProcessing, StepCloseJob}), {.mOnEnd = end});
     ASSERT_EQ(result, EnumHostSubmit::Accepted);
     EXPECT_TRUE(job.WaitFor(cLong));
     EXPECT_TRUE(host.Drain(cLong));
-    EXPECT_EQ(job.GetStatus(), JobCompleted);
-    EXPECT_EQ(journal.Get(), (std::vector<std::string>{"first", "second", "end"}));
+    EXPECT_EQ(journal.Get(), (std::vector<std::string>{"first", "second", "third", "close", "end 3 7"}));
+
     QORJobInfo info;
-    EXPECT_EQ(job.GetSnapshot(info), S_OK);
-    EXPECT_EQ(info.mFinishedCount, 3);
-    EXPECT_EQ(info.mPUCount, 2);
+    ASSERT_EQ(job.GetSnapshot(info), S_OK);
+    const std::vector<int> units = {4, 9, 9, 4}; // a step without a unit runs where the job is
+    ASSERT_EQ(info.mFinishedCount, 4);
+    for (int i = 0; i < 4; ++i)
+    {
+        int unit = 0;
+        EXPECT_EQ(info.mFinishedSteps.at(static_cast<std::size_t>(3 - i)).GetPUId(&unit), S_OK);
+        EXPECT_EQ(unit, units.at(static_cast<std::size_t>(i)));
+    }
+    EXPECT_EQ(info.mPUCount, 3);
+    EXPECT_EQ(job.GetProgress(), 70);
+    EXPECT_EQ(host.GetStepName(cSecond), "fetching");
+    EXPECT_EQ(host.GetStepName(cFirst), "SQL Generation");
+    EXPECT_EQ(host.GetUnitName(9), "other");
+    EXPECT_EQ(host.GetCounts().mOpen, 0U);
+}
+
+TEST(HostDrive, TakesHigherPrioritiesFirstButLetsNobodyWaitForEver)
+{
+    const std::vector<std::pair<int, std::string>> jobs = {{9, ""}, {1, ""}, {5, ""}, {9, ""}, {5, ""}, {1, ""}};
+    EXPECT_EQ(OrderOf(jobs, {.mRaiseEvery = 1h}), (std::vector<int>{1, 4, 3, 5, 2, 6}));
+    EXPECT_EQ(OrderOf(jobs, {.mRaiseEvery = 0ms}), (std::vector<int>{1, 2, 3, 4, 5, 6}))
+        << "waiting is all that counts";
+}
+
+TEST(HostDrive, RunsNoMoreOfAUsersJobsThanAreAllowed)
+{
+    Gate mayEnd;
+    std::atomic<int> running{0};
+    std::atomic<int> most{0};
+    Journal started;
+    QORHost host({.mUnits = {{.mThreads = 3, .mMostAUser = 1}},
+                  .mSteps = {{.mStepId = cFirst, .mRun = [&](QORHostRun& ioRun) {
+                                  QBase::wstring user;
+                                  ioRun.GetJob().GetUser(user);
+                                  const bool bGreedy = user == QORJOB_W("greedy");
+                                  if (bGreedy)
+                                      most = std::max(most.load(), ++running);
+                                  else
+                                      mayEnd.Open();
+                                  EXPECT_TRUE(mayEnd.Wait()) << "the other user waits for ever";
+                                  if (bGreedy)
+                                      --running;
+                              }}}});
+    for (int id = 1; id <= 20; ++id)
+    {
+        const auto job = MakeJob(id, {cFirst, StepCloseJob}, RequestReport, id == 20 ? 1 : 9);
+        job->SetUser(id == 20 ? QORJOB_W("modest") : QORJOB_W("greedy"));
+        EXPECT_TRUE(host.Submit(job));
+    }
+    EXPECT_TRUE(host.Drain(cLong));
+    EXPECT_EQ(most, 1);
+}
+
+TEST(HostDrive, RunsOnThreadsOfTheServer)
+{
+    std::vector<int> order;
+    const auto run = [&](QORHostRun& ioRun) { order.push_back(ioRun.GetStepId()); };
+    QORHost host(
+        {.mUnits = {{.mId = 1, .mThreads = 0}, {.mId = 2, .mThreads = 0}},
+         .mSteps = {{.mStepId = cFirst, .mUnit = 1, .mRun = run}, {.mStepId = cSecond, .mUnit = 2, .mRun = run}}});
+    EXPECT_FALSE(host.RunOne(1));
+    const QORHostJob job = host.Submit(MakeJob(1, {cFirst, cSecond, StepCloseJob})).mJob;
+    EXPECT_FALSE(host.RunOne(2));
+    EXPECT_FALSE(host.RunUntil(1, job, 1ms));
+    EXPECT_EQ(order, std::vector<int>{cFirst});
+    EXPECT_TRUE(host.RunUntil(2, job));
+    EXPECT_EQ(order, (std::vector<int>{cFirst, cSecond}));
+    EXPECT_EQ(job.GetStatus(), JobCompleted);
+    EXPECT_THROW(host.RunOne(3), std::invalid_argument);
+}
+
+namespace
+{
+
+class Doubler final : public QORJobTask
+{
+public:
+    explicit Doubler(QORHostRun& ioRun) : QORJobTask(&ioRun.GetJob()), mRun(ioRun) {}
+
+    HRESULT Run() override
+    {
+        mRun.SetText(QORJOB_W("Text"), mRun.GetText(QORJOB_W("Text")) + mRun.GetText(QORJOB_W("Text")));
+        return SetComplete();
+    }
+
+private:
+    QORHostRun& mRun;
+};
+
+} // namespace
+
+TEST(HostDrive, HandsItemsFromStepToStepByName)
+{
+    ASSERT_EQ(QORJobData::AddName(QORJOB_W("Text"), 2), S_OK);
+    std::string text;
+    std::map<std::string, std::string> refused;
+    const auto look = [&](QORHostRun& ioRun) {
+        text = ioRun.GetText(QORJOB_W("Text"));
+        EXPECT_STREQ(
+            static_cast<QORJobData*>(ioRun.GetItem<QORStringData>(QORJOB_W("Text")).Get()) == nullptr ? "" : "is there",
+            "is there");
+        EXPECT_THROW(ioRun.GetItem<QORBinaryData>(QORJOB_W("Text")), QORHostError);
+        EXPECT_THROW(ioRun.GetText(QORJOB_W("Nobody's")), QORHostError);
+    };
+    QORHost host(
+        {.mUnits = {{}},
+         .mSteps = {
+             {.mStepId = cFirst, .mRun = [](QORHostRun& ioRun) { ioRun.SetText(QORJOB_W("Text"), "ab"); }},
+             {.mStepId = cSecond, .mMakeTask = [](QORHostRun& ioRun) { return std::make_unique<Doubler>(ioRun); }},
+             {.mStepId = StepAnalyticalProcessing, .mRun = look}}});
+    const QORHostJob job = host.Submit(MakeJob(1, {cFirst, cSecond, StepAnalyticalProcessing, StepCloseJob})).mJob;
+    EXPECT_TRUE(job.WaitFor(cLong));
+    EXPECT_EQ(job.GetReason(), "");
+    EXPECT_EQ(text, "abab");
+}
+
+TEST(HostDrive, RefusesUnitsAndStepsThatDontFit)
+{
+    const auto nothing = [](QORHostRun&) {};
+    const std::vector<std::pair<QORHostConfig, std::string>> cases = {
+        {{}, "a host has units"},
+        {{.mUnits = {{.mId = 0}}}, "units have ids of their own, 1 or more: 0"},
+        {{.mUnits = {{.mId = 1}, {.mId = 1}}}, "units have ids of their own, 1 or more: 1"},
+        {{.mUnits = {{}}, .mSteps = {{.mStepId = 40, .mRun = nothing}}}, "step 40 isn't one that jobs can run"},
+        {{.mUnits = {{}}, .mSteps = {{.mStepId = 3, .mUnit = 2, .mRun = nothing}}},
+         "step 3 is for a unit that there isn't: 2"},
+        {{.mUnits = {{}}, .mSteps = {{.mStepId = 3}}}, "step 3 takes either a function or a maker of tasks"},
+        {{.mUnits = {{}}, .mSteps = {{.mStepId = 3, .mRun = nothing}, {.mStepId = 3, .mRun = nothing}}},
+         "step 3 is there twice"}};
+    for (const auto& [config, text] : cases)
+    {
+        try
+        {
+            const QORHost host(config);
+            ADD_FAILURE() << text;
+        }
+        catch (const std::invalid_argument& error)
+        {
+            EXPECT_EQ(error.what(), text);
+        }
+    }
+}
+
+TEST(HostDrive, LogsNoWarningInASoundRun)
+{
+    std::string lines;
+    const int sink = Builtin::LogSinks::AddSink([&](const auto& iLine) { lines += iLine.mText + "\n"; });
+    for (const char* router : {"Warning", "Error"})
+        for (const char* component : {"Kernel", "Host"})
+            Builtin::LogSinks::Enable(component, router, true);
+    {
+        const auto nothing = [](QORHostRun&) {};
+        QORHost host({.mUnits = {{.mId = 1}, {.mId = 2}},
+                      .mSteps = {{.mStepId = cFirst, .mUnit = 1, .mRun = nothing},
+                                 {.mStepId = cSecond, .mUnit = 2, .mRun = nothing},
+                                 {.mStepId = StepAnalyticalProcessing, .mUnit = 1, .mRun = nothing}}});
+        for (int id = 1; id <= 50; ++id)
+        {
+            QORHostJob job = host.Submit(MakeJob(id, {cFirst, cSecond, StepAnalyticalProcessing, StepCloseJob})).mJob;
+            if (id % 3 == 0)
+                job.Cancel("enough");
+        }
+        EXPECT_TRUE(host.Drain(cLong));
+    }
+    for (const char* router : {"Warning", "Error"})
+        for (const char* component : {"Kernel", "Host"})
+            Builtin::LogSinks::Enable(component, router, false);
+    Builtin::LogSinks::RemoveSink(sink);
+    EXPECT_EQ(lines, "");
 }

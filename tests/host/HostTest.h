@@ -10,6 +10,7 @@
 #include <initializer_list>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace HostTest
@@ -51,6 +52,12 @@ public:
         mOpened.notify_all();
     }
 
+    bool IsOpen() const
+    {
+        const std::lock_guard hold(mMutex);
+        return mbOpen;
+    }
+
     /// False when that took too long.
     bool Wait()
     {
@@ -59,7 +66,7 @@ public:
     }
 
 private:
-    std::mutex mMutex;
+    mutable std::mutex mMutex;
     std::condition_variable mOpened;
     bool mbOpen = false;
 };

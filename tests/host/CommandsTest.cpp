@@ -1,0 +1,258 @@
+#include "tests/host/HostTest.h"
+
+#include <functional>
+#include <optional>
+
+using namespace HostTest;
+
+namespace
+{
+
+/// One worker, and a job that is brought to a moment of its life and held there. Its first step reports; its second one
+/// commits.
+class Stage
+{
+public:
+    explicit Stage(int iRequestType = RequestDocument)
+        : mHost({.mUnits = {{}},
+                 .mSteps = {{.mStepId = StepElementBrowsing, .mRun = [this](QORHostRun&) { mBlocker.Wait(); }},
+                            {.mStepId = cFirst, .mRun = [this](QORHostRun& ioRun) { RunFirst(ioRun); }},
+                            {.mStepId = cSecond,
+                             .mRun =
+                                 [this](QORHostRun&) {
+                                     mInSecond.Open();
+                                     mSecondMayEnd.Wait();
+                                 },
+                             .mbCommits = true},
+                            {.mStepId = StepSendingErrorMessage,
+                             .mRun =
+                                 [this](QORHostRun& ioRun) {
+                                     EXPECT_FALSE(ioRun.IsToldToStop()) << "what tells of the end isn't told to stop";
+                                     mEvents.Add("told");
+                                 }}}}),
+          mRequestType(iRequestType)
+    {
+    }
+
+    ~Stage() { OpenAll(); }
+
+    void OpenAll()
+    {
+        mBlocker.Open();
+        mFirstMayEnd.Open();
+        mSecondMayEnd.Open();
+    }
+
+    void Submit(const std::function<void(QORJob&)>& iPrepare = {})
+    {
+        const auto job = MakeJob(1, {cFirst, cSecond, StepCloseJob}, mRequestType);
+        if (iPrepare)
+            iPrepare(*job.Get());
+        mJob = mHost
+                   .Submit(job, {.mOnEnd =
+                                     [this](const QORHostJob&, QORJob& ioJob) {
+                                         mEvents.Add("end");
+                                         ioJob.GetJobError(mError);
+                                     }})
+                   .mJob;
+    }
+
+    void BringTo(const std::string& iMoment)
+    {
+        if (iMoment == "queued")
+        {
+            EXPECT_TRUE(mHost.Submit(MakeJob(99, {StepElementBrowsing, StepCloseJob}, RequestReport, 100)));
+            Submit();
+            return;
+        }
+        Submit();
+        EXPECT_TRUE(mInFirst.Wait());
+        if (iMoment == "paused")
+        {
+            EXPECT_EQ(mJob.Pause(), EnumHostAnswer::Done);
+            while (mJob.GetState() != EnumHostState::Paused)
+                std::this_thread::yield();
+        }
+        if (iMoment == "committed" || iMoment == "ended")
+        {
+            mFirstMayEnd.Open();
+            EXPECT_TRUE(mInSecond.Wait());
+        }
+        if (iMoment == "ended")
+        {
+            mSecondMayEnd.Open();
+            EXPECT_TRUE(mJob.WaitFor(cLong));
+        }
+    }
+
+    void RunFirst(QORHostRun& ioRun)
+    {
+        ++mRuns;
+        mInFirst.Open();
+        const std::stop_callback opener(ioRun.GetStopToken(), [this] { mStopped.Open(); });
+        while (ioRun.Report(10) && !mFirstMayEnd.IsOpen())
+            std::this_thread::yield();
+        if (mFirstMayEnd.IsOpen())
+            return;
+        EXPECT_TRUE(mStopped.Wait()) << "the token tells, too";
+        ioRun.CheckStop();
+    }
+
+    QORHostJob mJob;
+    Gate mBlocker, mInFirst, mFirstMayEnd, mInSecond, mSecondMayEnd, mStopped;
+    std::atomic<int> mRuns{0};
+    Journal mEvents;
+    QBase::wstring mError;
+    QORHost mHost;
+
+private:
+    const int mRequestType;
+};
+
+using Command = std::function<EnumHostAnswer(QORHostJob&)>;
+const std::vector<std::pair<std::string, Command>> cCommands = {
+    {"cancel", [](QORHostJob& ioJob) { return ioJob.Cancel("no longer wanted"); }},
+    {"pause", [](QORHostJob& ioJob) { return ioJob.Pause(); }},
+    {"resume", [](QORHostJob& ioJob) { return ioJob.Resume(); }},
+    {"time", [](QORHostJob& ioJob) { return ioJob.SetTimeLeft(1h); }},
+    {"priority", [](QORHostJob& ioJob) { return ioJob.SetPriority(7); }},
+};
+
+} // namespace
+
+TEST(HostCommands, SayWhatTheyCameToAtEachMoment)
+{
+    constexpr auto cDone = EnumHostAnswer::Done;
+    constexpr auto cLate = EnumHostAnswer::TooLate;
+    constexpr auto cNot = EnumHostAnswer::NotPossible;
+    struct Row
+    {
+        std::string mMoment;
+        int mRequestType;
+        std::vector<EnumHostAnswer> mAnswers; // of cCommands
+    };
+    const std::vector<Row> rows = {
+        {"queued", RequestDocument, {cDone, cDone, cNot, cDone, cDone}},
+        {"queued", RequestReport, {cDone, cNot, cNot, cDone, cDone}},
+        {"running", RequestDocument, {cDone, cDone, cNot, cDone, cDone}},
+        {"running", RequestReport, {cDone, cNot, cNot, cDone, cDone}},
+        {"paused", RequestDocument, {cDone, cNot, cDone, cDone, cDone}},
+        {"committed", RequestDocument, {cLate, cLate, cLate, cLate, cLate}},
+        {"ended", RequestDocument, {cLate, cLate, cLate, cLate, cLate}},
+    };
+    for (const Row& row : rows)
+    {
+        for (std::size_t i = 0; i < cCommands.size(); ++i)
+        {
+            SCOPED_TRACE(row.mMoment + " " + std::to_string(row.mRequestType) + " " + cCommands[i].first);
+            Stage stage(row.mRequestType);
+            stage.BringTo(row.mMoment);
+            EXPECT_EQ(cCommands[i].second(stage.mJob), row.mAnswers[i]);
+            const bool bCancelled = i == 0 && row.mAnswers[i] == cDone;
+            if (bCancelled)
+            {
+                EXPECT_EQ(stage.mJob.GetStatus(), JobCancelled) << "at once";
+            }
+            const bool bRests = stage.mJob.GetState() == EnumHostState::Paused || (i == 1 && row.mAnswers[i] == cDone);
+            stage.OpenAll();
+            if (bRests)
+            {
+                EXPECT_FALSE(stage.mJob.HasEnded());
+                EXPECT_EQ(stage.mJob.Resume(), cDone);
+            }
+            EXPECT_TRUE(stage.mJob.WaitFor(cLong));
+            EXPECT_TRUE(stage.mHost.Drain(cLong));
+            EXPECT_EQ(stage.mJob.GetStatus(), bCancelled ? JobCancelled : JobCompleted);
+            EXPECT_EQ(stage.mEvents.Get(),
+                      bCancelled ? std::vector<std::string>({"told", "end"}) : std::vector<std::string>{"end"});
+            EXPECT_EQ(stage.mJob.GetReason(), bCancelled ? "no longer wanted" : "");
+            EXPECT_EQ(stage.mError, bCancelled ? QORJOB_W("The job was cancelled.") : QORJOB_W(""));
+        }
+    }
+}
+
+TEST(HostCommands, RunAPausedStepAgainIfItStoppedAndNotIfItEnded)
+{
+    for (const bool bEnds : {false, true})
+    {
+        Stage stage;
+        stage.BringTo("running");
+        if (!bEnds)
+        {
+            EXPECT_EQ(stage.mJob.Pause(), EnumHostAnswer::Done);
+            EXPECT_TRUE(stage.mStopped.Wait());
+        }
+        else
+        {
+            // The step has seen the gate open and returns, whatever the pause tells it.
+            stage.mFirstMayEnd.Open();
+            EXPECT_EQ(stage.mJob.Pause(), EnumHostAnswer::Done);
+        }
+        while (stage.mJob.GetState() != EnumHostState::Paused && !stage.mJob.HasEnded())
+            std::this_thread::yield();
+        EXPECT_EQ(stage.mJob.GetStatus(), JobPausing);
+        stage.OpenAll();
+        EXPECT_EQ(stage.mJob.Resume(), EnumHostAnswer::Done);
+        EXPECT_TRUE(stage.mJob.WaitFor(cLong));
+        EXPECT_EQ(stage.mJob.GetStatus(), JobCompleted);
+        EXPECT_EQ(stage.mRuns, bEnds ? 1 : 2);
+        QORJobInfo info;
+        ASSERT_EQ(stage.mJob.GetSnapshot(info), S_OK);
+        EXPECT_EQ(info.mFinishedCount, 3);
+    }
+}
+
+TEST(HostCommands, LeaveACancelledJobCancelledWhateverItsStepThrows)
+{
+    Gate inStep, mayThrow;
+    QORHost host({.mUnits = {{}}, .mSteps = {{.mStepId = cFirst, .mRun = [&](QORHostRun&) {
+                                                  inStep.Open();
+                                                  mayThrow.Wait();
+                                                  throw std::runtime_error("the connection was closed");
+                                              }}}});
+    QORHostJob job = host.Submit(MakeJob(1, {cFirst, StepCloseJob})).mJob;
+    EXPECT_TRUE(inStep.Wait());
+    EXPECT_EQ(job.Cancel("enough"), EnumHostAnswer::Done);
+    EXPECT_EQ(job.Cancel("again"), EnumHostAnswer::TooLate);
+    mayThrow.Open();
+    EXPECT_TRUE(job.WaitFor(cLong));
+    EXPECT_EQ(job.GetStatus(), JobCancelled);
+    EXPECT_EQ(job.GetReason(), "enough");
+    EXPECT_EQ(job.GetErrorCode(), static_cast<HRESULT>(0x80043014));
+}
+
+TEST(HostCommands, ComeInFrontWhenTheyCancelAndInTheirPlaceOtherwise)
+{
+    Stage stage;
+    EXPECT_TRUE(stage.mHost.Submit(MakeJob(99, {StepElementBrowsing, StepCloseJob}, RequestReport, 100)));
+    while (stage.mHost.GetCounts().mQueued > 0)
+        std::this_thread::yield();
+    Journal order;
+    std::vector<QORHostJob> jobs;
+    for (int id = 1; id <= 4; ++id)
+        jobs.push_back(
+            stage.mHost
+                .Submit(MakeJob(id, {StepElementBrowsing, StepCloseJob}),
+                        {.mOnEnd = [&](const QORHostJob& iJob, QORJob&) { order.Add(std::to_string(iJob.GetId())); }})
+                .mJob);
+    EXPECT_EQ(jobs[2].SetPriority(9), EnumHostAnswer::Done);
+    EXPECT_EQ(jobs[3].Cancel("not needed"), EnumHostAnswer::Done);
+    stage.OpenAll();
+    EXPECT_TRUE(stage.mHost.Drain(cLong));
+    EXPECT_EQ(order.Get(), (std::vector<std::string>{"4", "3", "1", "2"}));
+}
+
+TEST(HostCommands, ReachNothingThroughAHandleThatOutlivesItsHost)
+{
+    QORHostJob job;
+    {
+        QORHost host({.mUnits = {{}}, .mSteps = {{.mStepId = cFirst, .mRun = [](QORHostRun&) {}}}});
+        job = host.Submit(MakeJob(5, {cFirst, StepCloseJob})).mJob;
+    }
+    EXPECT_TRUE(job.Wait());
+    EXPECT_EQ(job.GetId(), 5);
+    EXPECT_EQ(job.Cancel(""), EnumHostAnswer::TooLate);
+    QORJobInfo info;
+    EXPECT_EQ(job.GetSnapshot(info), S_OK);
+    EXPECT_EQ(info.mJobId.Get(), 5);
+}

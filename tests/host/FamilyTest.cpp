@@ -1,0 +1,175 @@
+#include "tests/host/HostTest.h"
+
+using namespace HostTest;
+
+namespace
+{
+
+/// A document whose first step makes children, each of which fails, completes or waits for its cancellation.
+class Family
+{
+public:
+    explicit Family(std::vector<std::string> iChildren) : mKinds(std::move(iChildren))
+    {
+        const auto make = [this](QORHostRun& ioRun) {
+            for (std::size_t i = 0; i < mKinds.size(); ++i)
+            {
+                const auto job = MakeJob(100 + static_cast<int>(i), {StepElementBrowsing, StepCloseJob}, RequestReport);
+                const auto [result, child] = ioRun.SubmitChild(
+                    job, {.mOnEnd = [this](const QORHostJob& iJob, QORJob&) {
+                        EXPECT_FALSE(mDocument && mDocument.HasEnded()) << "a document ends after its children";
+                        mEvents.Add("child " + std::to_string(iJob.GetId()) + " " + std::to_string(iJob.GetStatus()));
+                    }});
+                EXPECT_EQ(result, EnumHostSubmit::Accepted);
+                mChildren.push_back(child);
+            }
+            mMade.Open();
+        };
+        const auto child = [this](QORHostRun& ioRun) {
+            const std::string kind = mKinds.at(static_cast<std::size_t>(ioRun.GetJob().GetId().Get()) - 100);
+            EXPECT_EQ(ioRun.GetJob().GetParentId(), 7);
+            EXPECT_TRUE(mMade.Wait());
+            if (kind == "fails")
+                throw std::runtime_error("no such table");
+            while (kind == "waits" && !ioRun.IsToldToStop())
+                std::this_thread::yield();
+            while (kind == "holds" && !mMayEnd.IsOpen())
+                std::this_thread::yield();
+            ioRun.CheckStop();
+        };
+        mpHost = std::make_unique<QORHost>(QORHostConfig{
+            .mUnits = {{.mId = 1}, {.mId = 2, .mThreads = 2}},
+            .mSteps = {{.mStepId = cFirst, .mUnit = 1, .mRun = make},
+                       {.mStepId = cSecond, .mUnit = 1, .mRun = [this](QORHostRun&) { mEvents.Add("formatted"); }},
+                       {.mStepId = StepElementBrowsing, .mUnit = 2, .mRun = child}}});
+    }
+    ~Family() { mMayEnd.Open(); }
+
+    QORHostJob Submit(EnumHostFamilyRule iRule)
+    {
+        mDocument = mpHost->Submit(MakeJob(7, {cFirst, cSecond, StepCloseJob}), {.mFamilyRule = iRule}).mJob;
+        return mDocument;
+    }
+
+    void WaitUntilItRests() const
+    {
+        while (mDocument.GetState() != EnumHostState::WaitingForChildren)
+            std::this_thread::yield();
+    }
+
+    const std::vector<std::string> mKinds;
+    Journal mEvents;
+    Gate mMade, mMayEnd;
+    std::vector<QORHostJob> mChildren;
+    QORHostJob mDocument;
+    std::unique_ptr<QORHost> mpHost;
+};
+
+} // namespace
+
+TEST(HostFamily, GoesOnWhenAllHaveEndedOrFailsWithTheFirst)
+{
+    struct Row
+    {
+        std::vector<std::string> mKinds;
+        EnumHostFamilyRule mRule;
+        int mStatus;
+        std::vector<int> mChildren;
+        std::string mReason;
+    };
+    const std::vector<Row> rows = {
+        {{"completes", "completes"}, EnumHostFamilyRule::FailWithFirst, JobCompleted, {JobCompleted, JobCompleted}, ""},
+        {{"fails", "waits", "waits"},
+         EnumHostFamilyRule::FailWithFirst,
+         JobStoppedWithError,
+         {JobStoppedWithError, JobCancelled, JobCancelled},
+         "its child 100 didn't complete: no such table"},
+        {{"fails", "completes"}, EnumHostFamilyRule::WaitForAll, JobCompleted, {JobStoppedWithError, JobCompleted}, ""},
+    };
+    for (const Row& row : rows)
+    {
+        Family family(row.mKinds);
+        const QORHostJob document = family.Submit(row.mRule);
+        EXPECT_TRUE(document.WaitFor(cLong));
+        EXPECT_TRUE(family.mpHost->Drain(cLong));
+        EXPECT_EQ(document.GetStatus(), row.mStatus);
+        EXPECT_EQ(document.GetReason(), row.mReason);
+        for (std::size_t i = 0; i < row.mChildren.size(); ++i)
+            EXPECT_EQ(family.mChildren.at(i).GetStatus(), row.mChildren[i]) << i;
+        const auto events = family.mEvents.Get();
+        EXPECT_EQ(std::count(events.begin(), events.end(), "formatted"), row.mStatus == JobCompleted ? 1 : 0);
+        EXPECT_EQ(events.size(), row.mKinds.size() + (row.mStatus == JobCompleted ? 1 : 0));
+    }
+}
+
+TEST(HostFamily, RestsWithoutAThreadAndIsCancelledWithItsChildren)
+{
+    Family family({"waits", "waits", "waits"}); // the third one is queued
+    QORHostJob document = family.Submit(EnumHostFamilyRule::WaitForAll);
+    family.WaitUntilItRests();
+    EXPECT_EQ(document.GetStatus(), JobHeld18);
+    EXPECT_TRUE(family.mpHost->Submit(MakeJob(8, {cSecond, StepCloseJob})).mJob.WaitFor(cLong)) << "the unit is free";
+    EXPECT_EQ(document.Cancel("closed"), EnumHostAnswer::Done);
+    EXPECT_TRUE(document.WaitFor(cLong));
+    EXPECT_EQ(document.GetStatus(), JobCancelled);
+    for (const QORHostJob& child : family.mChildren)
+    {
+        EXPECT_EQ(child.GetStatus(), JobCancelled);
+        EXPECT_EQ(child.GetReason(), "its document was cancelled or has failed");
+    }
+}
+
+TEST(HostFamily, PausesTheDocumentOnly)
+{
+    Family family({"holds", "completes"});
+    QORHostJob document = family.Submit(EnumHostFamilyRule::FailWithFirst);
+    family.WaitUntilItRests();
+    for (const bool bResumeBefore : {true, false})
+    {
+        EXPECT_EQ(document.Pause(), EnumHostAnswer::Done);
+        EXPECT_EQ(document.GetStatus(), JobPausing);
+        if (!bResumeBefore)
+            break;
+        EXPECT_EQ(document.Resume(), EnumHostAnswer::Done);
+        EXPECT_EQ(document.GetStatus(), JobHeld18);
+    }
+    family.mMayEnd.Open();
+    for (const QORHostJob& child : family.mChildren)
+        EXPECT_TRUE(child.WaitFor(cLong));
+    while (document.GetState() != EnumHostState::Paused)
+        std::this_thread::yield();
+    EXPECT_EQ(document.Resume(), EnumHostAnswer::Done);
+    EXPECT_TRUE(document.WaitFor(cLong));
+    EXPECT_EQ(document.GetStatus(), JobCompleted);
+    QORJobInfo info;
+    EXPECT_EQ(document.GetSnapshot(info), S_OK);
+}
+
+TEST(HostFamily, SharesTheGovernorAndItsLimits)
+{
+    std::vector<EnumHostSubmit> results;
+    HRESULT refused = S_OK;
+    QORHostJob document;
+    QORHostConfig config{.mUnits = {{.mThreads = 2}}, .mMostChildren = 2};
+    config.mSteps.push_back(
+        {.mStepId = cFirst, .mRun = [&](QORHostRun& ioRun) {
+             ioRun.GetJob().GetMemGovernor()->mLimitBytes = 1'000;
+             ioRun.TakeMemory(600);
+             for (int id = 100; id < 103; ++id)
+                 results.push_back(ioRun.SubmitChild(MakeJob(id, {cSecond, StepCloseJob}, RequestReport)).mResult);
+             while (refused == S_OK && !ioRun.IsToldToStop())
+                 std::this_thread::yield();
+             EXPECT_EQ(ioRun.SubmitChild(MakeJob(104, {cSecond, StepCloseJob})).mResult, EnumHostSubmit::Closed)
+                 << "it has failed with its child";
+         }});
+    config.mSteps.push_back({.mStepId = cSecond, .mRun = [&](QORHostRun& ioRun) {
+                                 if (ioRun.GetJob().GetId().Get() == 100)
+                                     ioRun.TakeMemory(401);
+                             }});
+    QORHost host(config);
+    document = host.Submit(MakeJob(7, {cFirst, StepCloseJob})).mJob;
+    EXPECT_TRUE(document.WaitFor(cLong));
+    EXPECT_EQ(results, (std::vector{EnumHostSubmit::Accepted, EnumHostSubmit::Accepted, EnumHostSubmit::Full}));
+    EXPECT_EQ(document.GetStatus(), JobStoppedWithError);
+    EXPECT_EQ(host.GetCounts().mBytes, 0U);
+}

@@ -1,0 +1,241 @@
+#include "tests/host/HostTest.h"
+
+#include <optional>
+
+using namespace HostTest;
+
+namespace
+{
+
+/// A host of one worker, whose first step waits until it is told to stop, or for the gate if it is deaf.
+struct Hanging
+{
+    explicit Hanging(QORHostConfig iConfig, bool ibDeaf)
+    {
+        iConfig.mUnits = {{}};
+        iConfig.mGrace = ibDeaf ? 1ms : 30'000ms;
+        const auto report = [this](QORHostRun&) { mEvents.Add("told"); };
+        iConfig.mSteps.push_back({.mStepId = cFirst, .mRun = [this, ibDeaf](QORHostRun& ioRun) {
+                                      mInStep.Open();
+                                      while (ibDeaf ? !mMayReturn.IsOpen() : !ioRun.IsToldToStop())
+                                          std::this_thread::yield();
+                                      mEvents.Add("returned");
+                                      ioRun.CheckStop();
+                                  }});
+        for (const QORJobProcessingStep step : {StepSendingErrorMessage, StepDelivery})
+            iConfig.mSteps.push_back({.mStepId = step, .mRun = report});
+        iConfig.mSteps.push_back({.mStepId = cSecond, .mRun = [](QORHostRun&) {}});
+        mpHost.emplace(std::move(iConfig));
+    }
+    ~Hanging() { mMayReturn.Open(); }
+
+    QORHostJob Submit(const QBase::PtrI<QORJob>& iJob, QORHostSubmit iOptions = {})
+    {
+        iOptions.mOnEnd = [this](const QORHostJob&, QORJob& ioJob) {
+            mEvents.Add("end");
+            ioJob.GetJobError(mError);
+        };
+        return mpHost->Submit(iJob, std::move(iOptions)).mJob;
+    }
+
+    Gate mInStep, mMayReturn;
+    Journal mEvents;
+    QBase::wstring mError;
+    std::optional<QORHost> mpHost;
+};
+
+} // namespace
+
+TEST(HostTimes, EndAStepThatListensAndGiveUpOneThatDoesnt)
+{
+    struct Row
+    {
+        std::string mName;
+        QORHostConfig mConfig;
+        QORHostSubmit mOptions;
+        std::chrono::milliseconds mLeft;
+        std::string mReason;
+    };
+    const std::vector<Row> rows = {
+        {"run", {.mLongestRun = 1ms}, {}, 0ms, "it ran for longer than it may"},
+        {"silence",
+         {.mLongestRun = 1h, .mLongestSilence = 1ms},
+         {},
+         0ms,
+         "it reported no progress for longer than it may"},
+        {"life", {.mLongestLife = 1ms}, {.mLongestLife = 20ms}, 0ms, "the job's time was over"},
+        {"default life", {.mLongestLife = 20ms}, {}, 0ms, "the job's time was over"},
+        {"command", {.mLongestRun = 1h}, {}, 1ms, "the job's time was over"},
+    };
+    for (const Row& row : rows)
+    {
+        for (const bool bDeaf : {false, true})
+        {
+            SCOPED_TRACE(row.mName + (bDeaf ? ", deaf" : ""));
+            Hanging hanging(row.mConfig, bDeaf);
+            QORHostJob job = hanging.Submit(MakeJob(3, {cFirst, cSecond, StepCloseJob}), row.mOptions);
+            EXPECT_TRUE(hanging.mInStep.Wait());
+            if (row.mLeft > 0ms)
+            {
+                EXPECT_EQ(job.SetTimeLeft(row.mLeft), EnumHostAnswer::Done);
+            }
+            EXPECT_TRUE(job.WaitFor(cLong));
+            EXPECT_EQ(hanging.mpHost->GetCounts().mLateThreads, bDeaf ? 1U : 0U);
+            // The unit has its strength back: another job is run while the thread is away.
+            EXPECT_TRUE(hanging.Submit(MakeJob(4, {cSecond, StepCloseJob})).WaitFor(cLong));
+            hanging.mMayReturn.Open();
+            while (hanging.mpHost->GetCounts().mLateThreads > 0)
+                std::this_thread::yield();
+            EXPECT_TRUE(hanging.mpHost->Drain(cLong));
+            EXPECT_EQ(job.GetStatus(), JobStoppedWithError);
+            EXPECT_EQ(job.GetReason(), row.mReason);
+            const auto events = hanging.mEvents.Get();
+            EXPECT_EQ(std::count(events.begin(), events.end(), "told"), 1);
+            EXPECT_EQ(std::count(events.begin(), events.end(), "returned"), 1);
+            EXPECT_EQ(std::count(events.begin(), events.end(), "end"), 2);
+        }
+    }
+}
+
+TEST(HostTimes, DontEndAStepThatReports)
+{
+    QORHost host({.mUnits = {{}},
+                  .mSteps = {{.mStepId = cFirst,
+                              .mRun =
+                                  [](QORHostRun& ioRun) {
+                                      const auto end = std::chrono::steady_clock::now() + 60ms;
+                                      while (std::chrono::steady_clock::now() < end)
+                                          if (!ioRun.Report(50))
+                                              throw std::runtime_error("it was told to stop");
+                                  }}},
+                  .mLongestSilence = 20ms});
+    const QORHostJob job = host.Submit(MakeJob(1, {cFirst, StepCloseJob})).mJob;
+    EXPECT_TRUE(job.WaitFor(cLong));
+    EXPECT_EQ(job.GetReason(), "");
+}
+
+TEST(HostTimes, EndWhatWaitsTooLong)
+{
+    for (const bool bWait : {true, false})
+    {
+        Hanging hanging({}, true);
+        hanging.Submit(MakeJob(1, {cFirst, StepCloseJob}));
+        EXPECT_TRUE(hanging.mInStep.Wait());
+        const QORHostJob job =
+            hanging.Submit(MakeJob(2, {cSecond, StepCloseJob}),
+                           bWait ? QORHostSubmit{.mLongestWait = 1ms} : QORHostSubmit{.mLongestLife = 1ms});
+        while (job.GetStatus() != JobStoppedWithError) // at once; it ends when a thread is free
+            std::this_thread::yield();
+        EXPECT_EQ(job.GetReason(), bWait ? "it waited in the queue for longer than it may" : "the job's time was over");
+        EXPECT_EQ(job.GetState(), EnumHostState::Queued);
+        hanging.mMayReturn.Open();
+        EXPECT_TRUE(job.WaitFor(cLong));
+        QORJobInfo info;
+        ASSERT_EQ(job.GetSnapshot(info), S_OK);
+        EXPECT_TRUE(hanging.mpHost->Drain(cLong));
+        EXPECT_EQ(hanging.mEvents.Get(), (std::vector<std::string>{"returned", "end", "told", "end"}));
+    }
+}
+
+TEST(HostTimes, DeliverTheErrorOfAJobThatLostItsStep)
+{
+    // The library keeps the sending of an error for it, but not its delivery: that is the host's.
+    Hanging hanging({.mLongestRun = 1ms}, true);
+    const auto job = MakeJob(3, {cFirst, cSecond, StepCloseJob});
+    ICKDXProcessContext* context = nullptr;
+    ASSERT_EQ(job->GetProcessContext(&context), S_OK);
+    QBase::PtrI<CKDXProcessContext> delivery; // any object
+    ASSERT_EQ(CreateProcessContext(delivery), S_OK);
+    context->put_ContextObjectN(delivery.Get());
+    context->Release();
+    const QORHostJob handle = hanging.Submit(job);
+    EXPECT_TRUE(handle.WaitFor(cLong));
+    EXPECT_EQ(hanging.mEvents.Get(), (std::vector<std::string>{"told", "end"}));
+    EXPECT_EQ(hanging.mError, QORJOB_W("SQL Generation of job 3 failed: it ran for longer than it may"));
+    QORJobInfo info;
+    ASSERT_EQ(handle.GetSnapshot(info), S_OK);
+    hanging.mMayReturn.Open();
+    hanging.mpHost.reset();
+}
+
+TEST(HostTimes, EndAJobWhoseLastStepsHang)
+{
+    for (const QORJobProcessingStep second : {StepCloseJob, StepSendingErrorMessage})
+    {
+        std::atomic<int> runs{0};
+        Gate mayReturn;
+        const auto hang = [&](QORHostRun&) {
+            ++runs;
+            mayReturn.Wait();
+        };
+        QORHostConfig config{.mUnits = {{}}, .mLongestRun = 1ms, .mGrace = 1ms};
+        config.mSteps.push_back({.mStepId = second, .mRun = hang});
+        if (second != StepCloseJob)
+            config.mSteps.push_back({.mStepId = cFirst, .mRun = hang});
+        QORHost host(config);
+        const auto job = second == StepCloseJob ? MakeJob(1, {StepCloseJob}) : MakeJob(1, {cFirst, StepCloseJob});
+        const QORHostJob handle = host.Submit(job).mJob;
+        EXPECT_TRUE(handle.WaitFor(cLong));
+        EXPECT_EQ(handle.GetStatus(), JobStoppedWithError);
+        EXPECT_EQ(runs, second == StepCloseJob ? 1 : 2) << "no step twice";
+        mayReturn.Open();
+        while (host.GetCounts().mLateThreads > 0)
+            std::this_thread::yield();
+    }
+}
+
+TEST(HostTimes, TryAStepAgainAfterGrowingDelays)
+{
+    for (const unsigned succeedsAt : {3U, 9U})
+    {
+        std::vector<std::chrono::steady_clock::time_point> runs;
+        QORHost host(
+            {.mUnits = {{}},
+             .mSteps = {{.mStepId = cFirst,
+                         .mRun =
+                             [&](QORHostRun& ioRun) {
+                                 runs.push_back(std::chrono::steady_clock::now());
+                                 EXPECT_EQ(ioRun.GetAttempt(), runs.size());
+                                 if (ioRun.GetAttempt() < succeedsAt)
+                                     ioRun.TryAgain(
+                                         {.mMostTimes = 4, .mDelay = 2ms, .mGrowth = 3, .mLongestDelay = 7ms},
+                                         "the database is away");
+                             }},
+                        {.mStepId = cSecond, .mRun = [](QORHostRun& ioRun) { EXPECT_EQ(ioRun.GetAttempt(), 1U); }}}});
+        const QORHostJob job = host.Submit(MakeJob(8, {cFirst, cSecond, StepCloseJob}, RequestReport)).mJob;
+        EXPECT_TRUE(job.WaitFor(cLong));
+        EXPECT_EQ(job.GetStatus(), succeedsAt == 3 ? JobCompleted : JobStoppedWithError);
+        EXPECT_EQ(job.GetReason(), succeedsAt == 3 ? "" : "the database is away");
+        ASSERT_EQ(runs.size(), std::min(succeedsAt, 4U));
+        const std::vector<std::chrono::milliseconds> least = {2ms, 6ms, 7ms};
+        for (std::size_t i = 1; i < runs.size(); ++i)
+            EXPECT_GE(runs[i] - runs[i - 1], least[i - 1]);
+        QORJobInfo info;
+        ASSERT_EQ(job.GetSnapshot(info), S_OK);
+        EXPECT_EQ(info.mPUCount, static_cast<int>(runs.size())) << "it rests in no unit";
+    }
+}
+
+TEST(HostTimes, LetADelayedJobBeCancelledAndPaused)
+{
+    for (const bool bPause : {false, true})
+    {
+        QORHost host({.mUnits = {{}}, .mSteps = {{.mStepId = cFirst, .mRun = [](QORHostRun& ioRun) {
+                                                      if (ioRun.GetAttempt() == 1)
+                                                          ioRun.TryAgain({.mDelay = 1h, .mLongestDelay = 1h}, "later");
+                                                  }}}});
+        QORHostJob job = host.Submit(MakeJob(8, {cFirst, StepCloseJob})).mJob;
+        while (job.GetState() != EnumHostState::Delayed)
+            std::this_thread::yield();
+        if (bPause)
+        {
+            EXPECT_EQ(job.Pause(), EnumHostAnswer::Done);
+            EXPECT_EQ(job.GetState(), EnumHostState::Paused);
+            EXPECT_EQ(job.Resume(), EnumHostAnswer::Done);
+        }
+        else
+            EXPECT_EQ(job.Cancel("too late"), EnumHostAnswer::Done);
+        EXPECT_TRUE(job.WaitFor(cLong));
+        EXPECT_EQ(job.GetStatus(), bPause ? JobCompleted : JobCancelled);
+    }
+}
