@@ -1,0 +1,182 @@
+#include "platform/builtin/LogSinks.h"
+#include "tests/host/HostTest.h"
+
+#include <csignal>
+#include <optional>
+
+using namespace HostTest;
+
+namespace
+{
+
+/// Two workers: one in a step that waits to be told, one that closes; others queued, paused, delayed and with a child.
+struct Busy
+{
+    explicit Busy(bool ibDeaf = false)
+    {
+        const auto run = [this, ibDeaf](QORHostRun& ioRun) {
+            mInStep.Open();
+            while (!mMayReturn.IsOpen() && (ibDeaf || !ioRun.IsToldToStop()))
+                std::this_thread::yield();
+            ioRun.CheckStop();
+        };
+        mpHost.emplace(QORHostConfig{.mUnits = {{.mId = 1}, {.mId = 2}, {.mId = 3}},
+                                     .mSteps = {{.mStepId = cFirst, .mUnit = 1, .mRun = run, .mName = "the long step"},
+                                                {.mStepId = cSecond, .mUnit = 2, .mRun = [](QORHostRun&) {}},
+                                                {.mStepId = StepExecutingDocument,
+                                                 .mUnit = 2,
+                                                 .mRun =
+                                                     [](QORHostRun& ioRun) {
+                                                         ioRun.SubmitChild(MakeJob(50, {cFirst, StepCloseJob}));
+                                                     }},
+                                                {.mStepId = StepAnalyticalProcessing,
+                                                 .mUnit = 2,
+                                                 .mRun =
+                                                     [](QORHostRun& ioRun) {
+                                                         if (ioRun.GetAttempt() == 1)
+                                                             ioRun.TryAgain({.mDelay = 1h, .mLongestDelay = 1h},
+                                                                            "later");
+                                                     }},
+                                                {.mStepId = StepElementBrowsing,
+                                                 .mUnit = 3,
+                                                 .mRun =
+                                                     [this](QORHostRun&) {
+                                                         mInAnswer.Open();
+                                                         mMayAnswer.Wait();
+                                                     },
+                                                 .mbCommits = true}},
+                                     .mGrace = 1ms,
+                                     .mEndTime = 1ms});
+    }
+    ~Busy()
+    {
+        mMayReturn.Open();
+        mMayAnswer.Open();
+    }
+
+    QORHostJob Submit(int iId, QORJobProcessingStep iStep)
+    {
+        return mpHost
+            ->Submit(MakeJob(iId, {iStep, StepCloseJob}), {.mOnEnd = [this](const QORHostJob&, QORJob&) { ++mEnds; }})
+            .mJob;
+    }
+
+    Gate mInStep, mMayReturn, mInAnswer, mMayAnswer;
+    std::atomic<int> mEnds{0};
+    std::optional<QORHost> mpHost;
+};
+
+} // namespace
+
+TEST(HostClose, DrainsWhatIsThereAndStopsIt)
+{
+    for (const bool bStop : {false, true})
+    {
+        for (const bool bSignal : {false, true})
+        {
+            SCOPED_TRACE(std::string(bStop ? "stop" : "drain") + (bSignal ? " by a signal" : ""));
+            Busy busy;
+            QORHostJob running = busy.Submit(1, cFirst);
+            EXPECT_TRUE(busy.mInStep.Wait());
+            QORHostJob queued = busy.Submit(2, cFirst);
+            QORHostJob paused = busy.Submit(3, cFirst);
+            EXPECT_EQ(paused.Pause(), EnumHostAnswer::Done);
+            QORHostJob parent = busy.Submit(4, StepExecutingDocument);
+            QORHostJob delayed = busy.Submit(5, StepAnalyticalProcessing);
+            QORHostJob answering = busy.Submit(6, StepElementBrowsing);
+            EXPECT_TRUE(busy.mInAnswer.Wait());
+            while (parent.GetState() != EnumHostState::WaitingForChildren ||
+                   delayed.GetState() != EnumHostState::Delayed)
+                std::this_thread::yield();
+            EXPECT_FALSE(busy.mpHost->WaitForClose(1ms));
+            if (bSignal)
+                bStop ? busy.mpHost->RequestStop() : busy.mpHost->RequestDrain();
+            else if (bStop)
+                std::thread([&] { EXPECT_TRUE(busy.mpHost->Stop(cLong).empty()); }).detach();
+            else
+                EXPECT_FALSE(busy.mpHost->Drain(1ms));
+            EXPECT_TRUE(busy.mpHost->WaitForClose(cLong));
+            EXPECT_EQ(busy.mpHost->Submit(MakeJob(9, {cSecond})).mResult, EnumHostSubmit::Closed);
+            if (!bStop)
+            {
+                EXPECT_EQ(queued.Pause(), EnumHostAnswer::NotPossible);
+                EXPECT_EQ(delayed.Resume(), EnumHostAnswer::NotPossible);
+                EXPECT_EQ(delayed.Cancel("don't wait for it"), EnumHostAnswer::Done);
+                EXPECT_FALSE(running.HasEnded());
+                busy.mMayReturn.Open();
+            }
+            for (QORHostJob* job : {&running, &queued, &paused, &parent, &delayed})
+                EXPECT_TRUE(job->WaitFor(cLong));
+            EXPECT_FALSE(answering.HasEnded());
+            busy.mMayAnswer.Open();
+            EXPECT_TRUE(busy.mpHost->Drain(cLong));
+            for (QORHostJob* job : {&running, &queued, &paused, &parent})
+            {
+                EXPECT_EQ(job->GetStatus(), bStop ? JobStopped : JobCompleted) << job->GetId();
+                EXPECT_EQ(job->GetReason(), bStop ? "the host was stopped" : "");
+            }
+            EXPECT_EQ(delayed.GetStatus(), bStop ? JobStopped : JobCancelled);
+            EXPECT_EQ(answering.GetStatus(), JobCompleted);
+            EXPECT_EQ(busy.mEnds, 6);
+        }
+    }
+}
+
+TEST(HostClose, LeavesAHungStepBehindAndSaysWhich)
+{
+    std::string lines;
+    Builtin::LogSinks::Enable("Host", "Error", true);
+    const int sink = Builtin::LogSinks::AddSink([&](const auto& iLine) { lines += iLine.mText + "\n"; });
+    Gate mayReturn, returned, inStep;
+    const auto hang = [&](QORHostRun& ioRun) {
+        inStep.Open();
+        mayReturn.Wait();
+        EXPECT_TRUE(ioRun.IsToldToStop());
+        EXPECT_EQ(ioRun.GetJob().GetId().Get(), 1) << "what it has is still there";
+        EXPECT_EQ(ioRun.SubmitChild(MakeJob(2, {cFirst})).mResult, EnumHostSubmit::Closed);
+        returned.Open();
+    };
+    QORHostJob job;
+    {
+        QORHost host({.mUnits = {{}},
+                      .mSteps = {{.mStepId = cFirst, .mRun = hang, .mName = "the long step"}},
+                      .mGrace = 1ms,
+                      .mEndTime = 1ms});
+        job = host.Submit(MakeJob(1, {cFirst, StepCloseJob})).mJob;
+        EXPECT_TRUE(inStep.Wait());
+    }
+    EXPECT_TRUE(job.HasEnded());
+    EXPECT_EQ(job.GetStatus(), JobStoppedWithError);
+    mayReturn.Open();
+    EXPECT_TRUE(returned.Wait());
+    Builtin::LogSinks::RemoveSink(sink);
+    Builtin::LogSinks::Enable("Host", "Error", false);
+    EXPECT_EQ(lines, "Job 1 failed: the host ends\nThe host ends, and leaves a thread in the long step of job 1\n");
+}
+
+TEST(HostClose, EndsWhatNobodyRuns)
+{
+    std::vector<int> ended;
+    const auto onEnd = [&](const QORHostJob& iJob, QORJob&) { ended.push_back(iJob.GetId()); };
+    QORHostJob job;
+    {
+        QORHost host({.mUnits = {{.mThreads = 0}}, .mGrace = 1ms, .mEndTime = 1ms});
+        job = host.Submit(MakeJob(1, {cFirst, StepCloseJob}), {.mOnEnd = onEnd}).mJob;
+        host.Submit(MakeJob(2, {cFirst, StepCloseJob}), {.mOnEnd = onEnd});
+    }
+    EXPECT_EQ(job.GetStatus(), JobStopped);
+    EXPECT_EQ(ended.size(), 2U);
+}
+
+TEST(HostClose, MayBeDestroyedByACallback)
+{
+    Gate gone;
+    auto host = std::make_unique<QORHost>(QORHostConfig{.mUnits = {{.mThreads = 2}}, .mGrace = 1ms, .mEndTime = 1ms});
+    QORHost& alive = *host;
+    alive.Submit(MakeJob(1, {StepCloseJob}), {.mOnEnd = [&](const QORHostJob&, QORJob&) {
+                     EXPECT_FALSE(host->Drain(1h)) << "it would wait for itself";
+                     host.reset();
+                     gone.Open();
+                 }});
+    EXPECT_TRUE(gone.Wait());
+}
