@@ -1,6 +1,6 @@
 include(CMakePackageConfigHelpers)
 
-install(TARGETS qorjob EXPORT qorjob
+install(TARGETS qorjob qorhost EXPORT qorjob
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
@@ -68,7 +68,12 @@ set(QORJOB_HEADERS
     job/QORJobState.h
     job/QORJobTask.h
     job/StepQueue.h
-    qorjob.h)
+    qorjob.h
+    host/QORHost.h
+    host/QORHostJob.h
+    host/QORHostRun.h
+    host/QORHostTypes.h
+    qorhost.h)
 if(QORJOB_PLATFORM STREQUAL "qorjob_builtin")
     include(platform/builtin/Headers.cmake)
     list(APPEND QORJOB_HEADERS ${QORJOB_BUILTIN_HEADERS})
@@ -80,8 +85,13 @@ foreach(header IN LISTS QORJOB_HEADERS)
     install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qorjob/${room})
 endforeach()
 
-# The package is the exported target and its version: the library has no dependency that its users need to find.
+# The library itself has no dependency that its users need to find; the host has the system's threads.
 set(packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/qorjob)
-install(EXPORT qorjob NAMESPACE qorjob:: FILE qorjobConfig.cmake DESTINATION ${packageDir})
+install(EXPORT qorjob NAMESPACE qorjob:: FILE qorjobTargets.cmake DESTINATION ${packageDir})
+file(WRITE ${PROJECT_BINARY_DIR}/qorjobConfig.cmake "include(CMakeFindDependencyMacro)
+find_dependency(Threads)
+include(\${CMAKE_CURRENT_LIST_DIR}/qorjobTargets.cmake)
+")
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/qorjobConfigVersion.cmake COMPATIBILITY SameMinorVersion)
-install(FILES ${PROJECT_BINARY_DIR}/qorjobConfigVersion.cmake DESTINATION ${packageDir})
+install(FILES ${PROJECT_BINARY_DIR}/qorjobConfig.cmake ${PROJECT_BINARY_DIR}/qorjobConfigVersion.cmake
+    DESTINATION ${packageDir})

@@ -114,6 +114,7 @@ void Core::GiveUpRunning(std::vector<std::string>& oLeft)
             mLog.Write(EnumRouter::Error, "A step that is given up can't be told: %1", ReasonOf(failure).c_str());
         TakeAway(hold, "the host ends");
     }
+    RefillUnits();
 }
 
 /// What even then nobody runs ends without its last steps: a job of a unit whose threads are the server's, and one

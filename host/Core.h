@@ -173,7 +173,6 @@ private:
     EnumLeave DriveSteps(Hold& ioHold, QORHostRun& ioRun);
     EnumLeave ChooseStep(Hold& ioHold, QORHostRun& ioRun, const QORHostStep*& oStep);
     bool RunStep(const QORHostStep& iStep, Hold& ioHold, QORHostRun& ioRun);
-    Outcome PrepareTask(const QORHostStep& iStep, Hold& ioHold, QORHostRun& ioRun);
     Outcome Execute(const QORHostStep& iStep, QORHostRun& ioRun) const;
     void FinishStep(const Outcome& iOutcome, Hold& ioHold, QORHostRun& ioRun);
     bool MayTryAgain(const Outcome& iOutcome, Record& ioRecord, const QORHostRun& iRun) const;
@@ -234,6 +233,7 @@ private:
     bool mbUsersCount = false; // a unit asks for users
     bool mbTimed = false;      // there are limits of time for all
     Timers mTimers;
+    std::atomic<Moment> mNextRefill{Moment{}};
     std::thread mWatch;
     std::atomic<int> mRequested{ClosingNot};
     std::atomic<int> mClosing{ClosingNot};

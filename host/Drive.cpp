@@ -77,6 +77,8 @@ bool Core::RunUntil(Unit& ioUnit, const QORHostJob& iJob, Moment iUntil)
 void Core::Drive(const std::shared_ptr<Record>& iRecord, Unit& ioUnit, Worker* iWorker)
 {
     EnumLeave leave = EnumLeave::Elsewhere;
+    if (iWorker != nullptr)
+        iWorker->mJob = iRecord->mId;
     {
         std::optional<QORHostRun> run; // ends after the hold: what it lets go is the server's
         Hold hold(*this, *iRecord);
@@ -178,13 +180,16 @@ bool Core::RunStep(const QORHostStep& iStep, Hold& ioHold, QORHostRun& ioRun)
     QORJob& job = *record.mpJob.Get();
     const bool bOwed = record.mOwedStep == ioRun.mStepId;
     ioRun.Begin(iStep, QORJOB::HasEnded(StatusOf(job)));
-    Outcome outcome = PrepareTask(iStep, ioHold, ioRun);
+    Outcome outcome;
+    if (!HasWork(iStep) && !IsLastStep(ioRun.mStepId) && !ioRun.mbEndedBefore)
+        outcome = {Outcome::EnumKind::Failed, std::make_exception_ptr(MakeError(GetStepName(ioRun.mStepId), record.mId,
+                                                                                "no unit runs this step"))};
     if (!bOwed)
     {
         SetCurrentStep(record, ioRun.mStepId);
-        Expect(job.SetStepStart(ioRun.mStepId, ioRun.mUnit.GetPlan().mId, ioRun.GetTask()), "SetStepStart");
+        Expect(job.SetStepStart(ioRun.mStepId, ioRun.mUnit.GetPlan().mId, &ioRun.mTask), "SetStepStart");
     }
-    if (outcome.mKind == Outcome::EnumKind::Done && HasWork(iStep))
+    if (HasWork(iStep))
     {
         record.mpRunning = &ioRun;
         record.mbCommitted = record.mbCommitted || iStep.mbCommits || iStep.mStepId == StepCloseJob;
@@ -204,53 +209,30 @@ bool Core::RunStep(const QORHostStep& iStep, Hold& ioHold, QORHostRun& ioRun)
     return true;
 }
 
-/// Has the server make a task, where the step has a maker. Not Done when the step isn't to be run at all.
-Core::Outcome Core::PrepareTask(const QORHostStep& iStep, Hold& ioHold, QORHostRun& ioRun)
-{
-    const QORJob& job = *ioHold.GetRecord().mpJob.Get();
-    if (!HasWork(iStep) && !IsLastStep(ioRun.mStepId) && !ioRun.mbEndedBefore)
-        return {Outcome::EnumKind::Failed,
-                std::make_exception_ptr(
-                    MakeError(GetStepName(ioRun.mStepId), ioHold.GetRecord().mId, "no unit runs this step"))};
-    if (iStep.mMakeTask == nullptr)
-        return {};
-    ioHold.Release();
-    std::exception_ptr failure = Catch([&] {
-        ioRun.mpMadeTask = iStep.mMakeTask(ioRun);
-        if (ioRun.mpMadeTask == nullptr)
-            throw std::bad_alloc();
-    });
-    ioHold.Take();
-    if (failure != nullptr)
-        return {Outcome::EnumKind::Failed, std::move(failure)};
-    const int status = StatusOf(job);
-    const bool bStop = (QORJOB::HasEnded(status) && !ioRun.mbEndedBefore) || status == JobPausing;
-    return {bStop ? Outcome::EnumKind::Stopped : Outcome::EnumKind::Done, nullptr};
-}
-
+/// Runs the server's function, or a task that it makes, without the lock.
 Core::Outcome Core::Execute(const QORHostStep& iStep, QORHostRun& ioRun) const
 {
     const Own own(*this, *ioRun.mpRecord);
-    QORJobTask& task = *ioRun.GetTask();
     Outcome outcome;
     outcome.mFailure = Catch([&] {
-        if (ioRun.mpMadeTask == nullptr)
+        if (iStep.mRun != nullptr)
             return iStep.mRun(ioRun);
-        const HRESULT code = task.Run();
+        const std::unique_ptr<QORJobTask> task = iStep.mMakeTask(ioRun);
+        if (task == nullptr)
+            throw std::bad_alloc();
+        const HRESULT code = task->Run();
         if (FAILED(code))
             throw QORHostError(code, {}, "the task gave " + ToText(code));
         JobTaskStatus status = JobTaskStatusNone;
-        if (task.GetStatus(&status) == S_OK && status == JobTaskStatusAborted)
+        if (task->GetStatus(&status) == S_OK && status == JobTaskStatusAborted)
             throw QORHostError(cTaskAborted, {}, "the task was aborted");
     });
     if (outcome.mFailure == nullptr)
     {
-        task.SetComplete();
+        ioRun.mTask.SetComplete();
         return outcome;
     }
-    JobTaskStatus status = JobTaskStatusNone;
-    if (task.GetStatus(&status) == S_OK && status == JobTaskStatusNone)
-        task.SetAbort();
+    ioRun.mTask.SetAbort();
     outcome.mKind = ioRun.IsToldToStop() ? Outcome::EnumKind::Stopped : Outcome::EnumKind::Failed;
     const auto again = [&](const RetryRequest& iRequest) {
         outcome = {Outcome::EnumKind::TryAgain, std::make_exception_ptr(QORHostError(iRequest.mError)),
@@ -297,7 +279,7 @@ void Core::FinishStep(const Outcome& iOutcome, Hold& ioHold, QORHostRun& ioRun)
     // Only a step that pauses stays queued when it is finished. Looking started, it has to be made anew.
     if (bStays && status != JobPausing)
         Expect(job.SetStatus(JobPausing, nullptr), "SetStatus");
-    Expect(job.SetStepFinish(ioRun.mStepId, ioRun.mUnit.GetPlan().mId, ioRun.GetTask()), "SetStepFinish");
+    Expect(job.SetStepFinish(ioRun.mStepId, ioRun.mUnit.GetPlan().mId, &ioRun.mTask), "SetStepFinish");
     if (!bStays)
         record.mRetries = 0;
     else

@@ -1,7 +1,10 @@
 // The host's log: the routers Error, Warning and Info of the component "Host".
 #pragma once
 
-#include "platform/QLog.h"
+#include "qorjob.h"
+
+#include <cstddef>
+#include <exception>
 
 namespace QORHOST
 {

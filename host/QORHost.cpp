@@ -25,7 +25,8 @@ QORHost::~QORHost() { mpCore->End(); }
 
 QORHostSubmission QORHost::Submit(QBase::PtrI<QORJob> iJob, QORHostSubmit iOptions)
 {
-    return mpCore->Submit(std::move(iJob), std::move(iOptions));
+    const std::shared_ptr<Core> core = mpCore; // for one that waits for room when the host ends
+    return core->Submit(std::move(iJob), std::move(iOptions));
 }
 
 std::vector<QORHostJob> QORHost::GetJobs() const { return mpCore->GetJobs(); }

@@ -20,15 +20,12 @@ QORHostRun::~QORHostRun() { ReturnMemory(); }
 void QORHostRun::Begin(const QORHostStep& iStep, bool ibEndedBefore)
 {
     mpStep = &iStep;
-    mpLastTask = std::move(mpMadeTask);
     mTask.SetStatus(JobTaskStatusNone, nullptr);
     mAttempt = mpRecord->mRetries + 1;
     mbEndedBefore = ibEndedBefore;
     mbTold = false;
     mStop = std::stop_source(std::nostopstate);
 }
-
-QORJobTask* QORHostRun::GetTask() { return mpMadeTask != nullptr ? mpMadeTask.get() : &mTask; }
 
 QORHostJob QORHostRun::GetHandle() const { return QORHostJob(mpRecord); }
 

@@ -76,7 +76,6 @@ private:
     friend class QORHOST::Core;
 
     void Begin(const QORHostStep& iStep, bool ibEndedBefore);
-    QORJobTask* GetTask();
 
     QBase::PtrI<QORJobData> FindItem(const QBase::WCHAR* iName) const;
     [[noreturn]] void RefuseItem(const QBase::WCHAR* iName) const;
@@ -88,13 +87,11 @@ private:
     const QBase::PtrI<ICKDXProcessContext> mpContext; // null for a job without one
     QORHOST::Unit& mUnit;
     QORHOST::Worker* const mpWorker; // null on a thread of the server's own
-    QORJobTask mTask;                // what the job knows a function by
+    QORJobTask mTask;                // what the job knows the step's run by
 
     // Of the step that is running; the record's mutex guards what isn't atomic, but for the thread's own.
     const QORHostStep* mpStep = nullptr;
     int mStepId = StepNoMore;
-    std::unique_ptr<QORJobTask> mpMadeTask; // in place of mTask
-    std::unique_ptr<QORJobTask> mpLastTask; // of the step before, to be destroyed without the lock
     unsigned mAttempt = 1;
     bool mbEndedBefore = false; // the job had: the context's stop flag is not for this step
     std::atomic<bool> mbTold{false};

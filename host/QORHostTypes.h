@@ -24,11 +24,11 @@ class QORHostRun;
 /// d times `mRaiseEvery` earlier. So a stream of urgent jobs doesn't keep it waiting for ever.
 struct QORHostUnit
 {
-    int mId = 1;             ///< that jobs know it under: 1 or more
-    std::string mName = {};  ///< for people
-    unsigned mThreads = 1;   ///< 0: the server's own run it, by QORHost::RunOne and RunUntil
-    unsigned mMostAUser = 0; ///< jobs of one user that it runs at a time, by QORJob::GetUser
-    std::chrono::milliseconds mRaiseEvery{1'000};
+    int mId = 1;                                  ///< that jobs know it under: 1 or more
+    std::string mName = {};                       ///< for people
+    unsigned mThreads = 1;                        ///< 0: the server's own run it, by QORHost::RunOne and RunUntil
+    unsigned mMostAUser = 0;                      ///< jobs of one user that it runs at a time, by QORJob::GetUser
+    std::chrono::milliseconds mRaiseEvery{1'000}; ///< an hour at most
 };
 
 /// What runs a step: a function, or a maker of tasks. Either may throw, and is called on a thread of its unit. A

@@ -1,5 +1,6 @@
 #include "host/Unit.h"
 
+#include "host/Boundary.h"
 #include "host/Core.h"
 
 #include <algorithm>
@@ -25,8 +26,14 @@ void Unit::Refill()
             const std::lock_guard hold(mMutex);
             if (mMissing == 0 || mbClosed)
                 return;
+            --mMissing;
         }
-        AddWorker();
+        if (const std::exception_ptr failure = Catch([this] { AddWorker(); }))
+        {
+            const std::lock_guard hold(mMutex);
+            ++mMissing;
+            std::rethrow_exception(failure);
+        }
     }
 }
 
@@ -41,7 +48,6 @@ void Unit::AddWorker()
         const std::lock_guard hold(mMutex);
         worker.mThread = std::move(thread);
         mWorkers.splice(mWorkers.end(), added);
-        --mMissing;
     }
     mFilled.notify_all();
 }
@@ -81,11 +87,14 @@ void Unit::Move(Record& ioRecord, Tickets& ioTo)
 
 void Unit::Put(Record& ioRecord, int iPriority, bool ibFirst, Moment iNow)
 {
-    constexpr int cMost = 1'000'000; // beyond it the clock would not reach
+    // Beyond these the clock would not reach.
+    constexpr int cMost = 1'000'000;
+    constexpr std::chrono::hours cLongest{1};
+    const auto ahead = std::clamp(iPriority, -cMost, cMost) * std::min<Clock::duration>(mPlan.mRaiseEvery, cLongest);
     {
         const std::lock_guard hold(mMutex);
         Ticket& ticket = ioRecord.mQueueNode.value();
-        ticket.mMoment = ibFirst ? Moment::min() : iNow - std::clamp(iPriority, -cMost, cMost) * mPlan.mRaiseEvery;
+        ticket.mMoment = ibFirst ? Moment::min() : iNow - ahead;
         ticket.mNumber = ++mLastNumber;
         // Mostly it is the last one, so that is where the search for its place begins.
         ioRecord.mQueuePlace = mQueue.insert(ibFirst ? mQueue.begin() : mQueue.end(), std::move(ioRecord.mQueueNode));
@@ -99,10 +108,13 @@ bool Unit::Remove(Record& ioRecord)
     const std::lock_guard hold(mMutex);
     if (!ioRecord.mQueuePlace)
         return false;
-    if (ioRecord.mpQueue != &mQueue)
-        --mParked;
+    const bool bParked = ioRecord.mpQueue != &mQueue;
     ioRecord.mQueueNode = ioRecord.mpQueue->extract(*ioRecord.mQueuePlace);
     ioRecord.mQueuePlace.reset();
+    if (bParked)
+        --mParked;
+    else
+        Unpark(ioRecord); // whose turn it was
     return true;
 }
 
@@ -139,6 +151,18 @@ std::shared_ptr<Record> Unit::Take(Moment iUntil, std::uint64_t iWakes)
     }
 }
 
+/// The next job of that user has its turn.
+void Unit::Unpark(const Record& iRecord)
+{
+    if (mPlan.mMostAUser == 0 || iRecord.mpUser == nullptr)
+        return;
+    const Tickets& parked = iRecord.mpUser->mShares[mPlace].mParked;
+    if (parked.empty())
+        return;
+    Move(*parked.begin()->mpRecord, mQueue);
+    --mParked;
+}
+
 void Unit::Leave(Record& ioRecord)
 {
     if (mPlan.mMostAUser == 0)
@@ -147,12 +171,8 @@ void Unit::Leave(Record& ioRecord)
         const std::lock_guard hold(mMutex);
         if (!std::exchange(ioRecord.mbCounted, false))
             return;
-        User::Share& share = ioRecord.mpUser->mShares[mPlace];
-        --share.mRunning;
-        if (share.mParked.empty())
-            return;
-        Move(*share.mParked.begin()->mpRecord, mQueue);
-        --mParked;
+        --ioRecord.mpUser->mShares[mPlace].mRunning;
+        Unpark(ioRecord);
     }
     mFilled.notify_one();
 }

@@ -69,6 +69,7 @@ private:
     void Run(Worker& ioWorker);
     bool IsOver() const;
     static void Move(Record& ioRecord, Tickets& ioTo);
+    void Unpark(const Record& iRecord);
 
     const QORHostUnit mPlan;
     const std::size_t mPlace;

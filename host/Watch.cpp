@@ -33,13 +33,20 @@ void Core::Watch()
     }
 }
 
+/// Starts the threads that are missing: that of a step that was given up, and those that couldn't be started before.
 void Core::RefillUnits()
 {
+    constexpr std::chrono::milliseconds cPause{500}; // after a failure
+    if (Clock::now() < mNextRefill.load())
+        return;
     for (const auto& unit : mUnits)
         if (unit->CountMissing() > 0)
             if (const auto failure = Catch([&] { unit->Refill(); }))
-                mLog.Write(EnumRouter::Error, "Unit %1 lacks a thread: %2", unit->GetPlan().mName.c_str(),
-                           ReasonOf(failure).c_str());
+            {
+                mNextRefill = Clock::now() + cPause;
+                mLog.Write(EnumRouter::Error, "Unit %1 lacks a thread, which doesn't start: %2",
+                           unit->GetPlan().mName.c_str(), ReasonOf(failure).c_str());
+            }
 }
 
 void Core::CheckTimes(const std::shared_ptr<Record>& iRecord)
@@ -159,7 +166,6 @@ void Core::TakeAway(Hold& ioHold, const char* iWhy)
         Break(ioHold, failure);
     if (run.mpWorker != nullptr)
         unit.Replace(*run.mpWorker); // from here on the run is its thread's
-    RefillUnits();
     Enter(ioHold);
 }
 
@@ -169,7 +175,7 @@ void Core::GoOnWithout(Hold& ioHold, QORHostRun& ioRun, const char* iWhy)
     QORJob& job = *record.mpJob.Get();
     ioRun.mbRunAway = record.mbRunAway = true;
     job.SetRunAwayStatus();
-    if (job.StopRunningIfHang(0, 0, ioRun.GetTask()) != S_OK)
+    if (job.StopRunningIfHang(0, 0, &ioRun.mTask) != S_OK)
         throw CallError("StopRunningIfHang found another task");
     if (!QORJOB::HasEnded(StatusOf(job)))
         Fail(ioHold, MakeError(GetStepName(ioRun.mStepId), record.mId, iWhy));

@@ -35,8 +35,12 @@ check("platform/builtin/" "platform/")
 # nobody else's. The platform's tests see its private parts, too.
 check("qorjob.h$" "${below}")
 set(library "[^/]*$|platform/builtin/[^/]*$|${below}")
+# What stands beside the library sees what users see. Its tests and other users see its public headers only.
+check("host/" "qorjob.h$|host/")
+string(APPEND library "|host/QORHost[A-Za-z]*.h$")
+check("qorhost.h$" "host/QORHost")
 check("bench/" "${library}")
-foreach(room IN ITEMS base context data fuzz job record support surface windows)
+foreach(room IN ITEMS base context data fuzz host job record support surface windows)
     check("tests/${room}/" "tests/(support|${room})/|${library}")
 endforeach()
 check("tests/platform/" "tests/(support|platform)/|platform/|${library}")

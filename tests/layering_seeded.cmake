@@ -27,6 +27,10 @@ write(tests/job/Down.cpp platform/builtin/LogSinks.h TRUE)
 write(tests/job/Behind.cpp platform/builtin/log/Routers.h FALSE)
 write(tests/platform/Behind.cpp platform/builtin/log/Routers.h TRUE)
 write(tests/job/Neighbour.cpp tests/data/Fakes.h FALSE)
+write(host/Private.cpp base/KernelLog.h FALSE)
+write(host/Down.h qorjob.h TRUE)
+write(tests/host/Behind.cpp host/Core.h FALSE)
+write(examples/pool/Down.cpp host/QORHost.h TRUE)
 write(examples/server/Neighbour.cpp tests/support/JobTest.h FALSE)
 
 execute_process(COMMAND ${CMAKE_COMMAND} -D ROOT=${ROOT} -P ${CMAKE_CURRENT_LIST_DIR}/layering.cmake

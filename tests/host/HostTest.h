@@ -45,10 +45,8 @@ class Gate
 public:
     void Open()
     {
-        {
-            const std::lock_guard hold(mMutex);
-            mbOpen = true;
-        }
+        const std::lock_guard hold(mMutex); // until the end: who has waited may destroy the gate
+        mbOpen = true;
         mOpened.notify_all();
     }
 

@@ -1,7 +1,7 @@
 # Installs the library and uses it as a stranger's project does, with each compiler. Run with
 #   cmake -D BUILD=<the build tree> -D WORK=<a folder to write> -D GENERATOR=<CMake's> -D COMPILERS=<...>
 #       -D TOOLCHAIN=<that of a cross build, or empty> -D SYSTEM=<CMake's name> -D HEADERS=<what a program includes>
-#       -D HELLO=<a first program's source> -P install.cmake
+#       -D EXAMPLES=<the folder of the first programs> -P install.cmake
 # ctest does.
 cmake_minimum_required(VERSION 3.22)
 
@@ -61,7 +61,7 @@ foreach(compiler IN LISTS COMPILERS)
         set(with -D CMAKE_TOOLCHAIN_FILE=${TOOLCHAIN})
     endif()
     run(ignored ${CMAKE_COMMAND} -S ${CMAKE_CURRENT_LIST_DIR}/consumer -B ${WORK}/${name} -G ${GENERATOR} ${with}
-        -D CMAKE_PREFIX_PATH=${prefix} -D "HEADERS=${headers}" -D "STANDARD=${standard}" -D HELLO=${HELLO})
+        -D CMAKE_PREFIX_PATH=${prefix} -D "HEADERS=${headers}" -D "STANDARD=${standard}" -D EXAMPLES=${EXAMPLES})
     run(ignored ${CMAKE_COMMAND} --build ${WORK}/${name} --parallel 2)
     run(ignored ${CMAKE_CTEST_COMMAND} --test-dir ${WORK}/${name} --output-on-failure)
 endforeach()
