@@ -65,7 +65,7 @@ bool Core::RunUntil(Unit& ioUnit, const QORHostJob& iJob, Moment iUntil)
     for (;;)
     {
         const std::uint64_t wakes = ioUnit.CountWakes(); // before the look at the job, whose end wakes
-        bEnded = iJob.HasEnded();
+        bEnded = iJob.WaitFor({});
         if (bEnded || Clock::now() >= iUntil)
             break;
         RunOne(ioUnit, iUntil, wakes);

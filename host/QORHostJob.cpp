@@ -81,23 +81,19 @@ HRESULT QORHostJob::GetSnapshot(QORJobInfo& oInfo) const
 
 bool QORHostJob::Wait() const
 {
-    if (HasEnded())
-        return true;
-    if (Core::IsWaitForOneself(*mpRecord))
-        return false;
     std::unique_lock hold(mpRecord->mMutex);
-    mpRecord->mEnded.wait(hold, [this] { return mpRecord->mState == EnumHostState::Ended; });
+    if (Core::IsWaitForOneself(*mpRecord))
+        return mpRecord->mState == EnumHostState::Ended;
+    mpRecord->mEnded.wait(hold, [this] { return mpRecord->mbCalledBack; });
     return true;
 }
 
 bool QORHostJob::WaitFor(std::chrono::milliseconds iLimit) const
 {
-    if (HasEnded())
-        return true;
-    if (Core::IsWaitForOneself(*mpRecord))
-        return false;
     std::unique_lock hold(mpRecord->mMutex);
-    return mpRecord->mEnded.wait_for(hold, iLimit, [this] { return mpRecord->mState == EnumHostState::Ended; });
+    if (Core::IsWaitForOneself(*mpRecord))
+        return mpRecord->mState == EnumHostState::Ended;
+    return mpRecord->mEnded.wait_for(hold, iLimit, [this] { return mpRecord->mbCalledBack; });
 }
 
 EnumHostAnswer QORHostJob::Cancel(const std::string& iReason)

@@ -42,8 +42,8 @@ public:
     /// E_OUTOFMEMORY when there was no memory to keep it.
     HRESULT GetSnapshot(QORJobInfo& oInfo) const;
 
-    /// Until the job has ended. The second is false when that took longer; a step that waits for its own job, or for a
-    /// document that waits for it, gets false at once.
+    /// Until the job has ended, and its callback has. The second is false when that took longer; a step or a callback
+    /// that waits for its own job, or for a document that waits for it, gets at once whether that has ended.
     bool Wait() const;
     bool WaitFor(std::chrono::milliseconds iLimit) const;
 

@@ -116,7 +116,8 @@ struct Record : std::enable_shared_from_this<Record>
     QBase::PtrI<QORJob> mpJob;                  ///< the same
     QBase::PtrI<ICKDXProcessContext> mpContext; ///< the same; null for a job without one
     EnumHostState mState = EnumHostState::Queued;
-    Unit* mpUnit = nullptr; ///< where it is queued or runs
+    bool mbCalledBack = false; ///< it has ended, and its callback has, too
+    Unit* mpUnit = nullptr;    ///< where it is queued or runs
 
     QORHostRun* mpRunning = nullptr;  ///< whoever takes it away owns the step's end: its thread, or the watch
     int mStatisticsStep = StepNoMore; ///< what the job knows as its current step

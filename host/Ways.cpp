@@ -142,20 +142,27 @@ void Core::EndJob(const std::shared_ptr<Record>& iRecord)
     QBase::PtrI<QORJob> job;
     QBase::PtrI<ICKDXProcessContext> context;
     std::shared_ptr<Core> core;
+    const bool bCalledBack = record.mOptions.mOnEnd == nullptr;
     {
         const std::lock_guard hold(record.mMutex);
         KeepEnd(record, bHandles);
         mTimers.Forget(record);
         record.mState = EnumHostState::Ended;
+        record.mbCalledBack = bCalledBack;
         job = std::move(record.mpJob);
         context = std::move(record.mpContext);
         core = std::move(record.mpCore);
+    }
+    if (!bCalledBack)
+    {
+        CallBack(iRecord, *job.Get());
+        const std::lock_guard hold(record.mMutex);
+        record.mbCalledBack = true;
     }
     record.mEnded.notify_all();
     if (mRunUntils > 0)
         for (const auto& unit : mUnits)
             unit->Wake();
-    CallBack(iRecord, *job.Get());
     if (record.mpParent != nullptr)
         EndChild(iRecord);
     context = {};
@@ -187,8 +194,6 @@ void Core::KeepEnd(Record& ioRecord, bool ibSnapshot)
 void Core::CallBack(const std::shared_ptr<Record>& iRecord, QORJob& ioJob)
 {
     const auto onEnd = std::exchange(iRecord->mOptions.mOnEnd, {});
-    if (onEnd == nullptr)
-        return;
     const Own own(*this, *iRecord);
     if (const std::exception_ptr failure = Catch([&] { onEnd(QORHostJob(iRecord), ioJob); }))
         mLog.Write(EnumRouter::Error, "The callback of job %1 has thrown: %2", iRecord->mId, ReasonOf(failure).c_str());

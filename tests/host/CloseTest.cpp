@@ -140,7 +140,7 @@ TEST(HostClose, LeavesAHungStepBehindAndSaysWhich)
     {
         QORHost host({.mUnits = {{}},
                       .mSteps = {{.mStepId = cFirst, .mRun = hang, .mName = "the long step"}},
-                      .mGrace = 1ms,
+                      .mGrace = 30'000ms,
                       .mEndTime = 1ms});
         job = host.Submit(MakeJob(1, {cFirst, StepCloseJob})).mJob;
         EXPECT_TRUE(inStep.Wait());
