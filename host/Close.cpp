@@ -41,7 +41,7 @@ std::shared_ptr<Record> Core::NextOpen(int iClosing)
     const std::lock_guard hold(mMutex);
     if (mOpen.empty() || mOpen.front()->mClosingSeen >= iClosing)
         return nullptr;
-    const std::shared_ptr<Record> record = mOpen.front();
+    std::shared_ptr<Record> record = mOpen.front();
     record->mClosingSeen = iClosing;
     mOpen.splice(mOpen.end(), mOpen, mOpen.begin());
     return record;

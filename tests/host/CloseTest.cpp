@@ -127,7 +127,9 @@ TEST(HostClose, LeavesAHungStepBehindAndSaysWhich)
     std::string lines;
     Builtin::LogSinks::Enable("Host", "Error", true);
     const int sink = Builtin::LogSinks::AddSink([&](const auto& iLine) { lines += iLine.mText + "\n"; });
-    Gate mayReturn, returned, inStep;
+    Gate mayReturn;
+    Gate returned;
+    Gate inStep;
     const auto hang = [&](QORHostRun& ioRun) {
         inStep.Open();
         mayReturn.Wait();

@@ -204,7 +204,8 @@ TEST(HostCommands, RunAPausedStepAgainIfItStoppedAndNotIfItEnded)
 
 TEST(HostCommands, LeaveACancelledJobCancelledWhateverItsStepThrows)
 {
-    Gate inStep, mayThrow;
+    Gate inStep;
+    Gate mayThrow;
     QORHost host({.mUnits = {{}}, .mSteps = {{.mStepId = cFirst, .mRun = [&](QORHostRun&) {
                                                   inStep.Open();
                                                   mayThrow.Wait();
