@@ -189,7 +189,7 @@ bool Core::RunStep(const QORHostStep& iStep, Hold& ioHold, QORHostRun& ioRun)
         SetCurrentStep(record, ioRun.mStepId);
         Expect(job.SetStepStart(ioRun.mStepId, ioRun.mUnit.GetPlan().mId, &ioRun.mTask), "SetStepStart");
     }
-    if (HasWork(iStep))
+    if (HasWork(iStep) && !(record.mbSilent && ioRun.mStepId != StepCloseJob))
     {
         record.mpRunning = &ioRun;
         record.mbCommitted = record.mbCommitted || iStep.mbCommits || iStep.mStepId == StepCloseJob;

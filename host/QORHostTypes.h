@@ -43,7 +43,9 @@ struct QORHostStep
     std::string mName = {};                                                       ///< the library's when it is empty
     std::chrono::milliseconds mLongestRun{0};
     std::chrono::milliseconds mLongestSilence{0}; ///< between two reports of its progress
-    bool mbCommits = false; ///< once it has begun it is too late for commands, and it isn't told to stop
+    /// It answers: once it has begun it is too late for commands, and it isn't told to stop. If it throws, the error is
+    /// answered; if it is given up, nobody answers any more.
+    bool mbCommits = false;
 };
 
 /// What becomes of a document when one of its children fails or is cancelled. A child is cancelled whenever its

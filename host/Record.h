@@ -129,6 +129,7 @@ struct Record : std::enable_shared_from_this<Record>
     bool mbPaused = false;           ///< somebody wants it to rest, or has wanted until it did
     bool mbRunAway = false;          ///< a step was given up
     bool mbBroken = false;           ///< the library doesn't drive it any further: it ends without another step
+    bool mbSilent = false;           ///< a step that commits was given up: nobody else answers
     int mOwedStep = StepNoMore;      ///< a reporting step that the library has dropped with a step that was given up
 
     Moment mEntered{}; ///< into the queue

@@ -174,6 +174,7 @@ void Core::GoOnWithout(Hold& ioHold, QORHostRun& ioRun, const char* iWhy)
     Record& record = ioHold.GetRecord();
     QORJob& job = *record.mpJob.Get();
     ioRun.mbRunAway = record.mbRunAway = true;
+    record.mbSilent = ioRun.mpStep->mbCommits;
     job.SetRunAwayStatus();
     if (job.StopRunningIfHang(0, 0, &ioRun.mTask) != S_OK)
         throw CallError("StopRunningIfHang found another task");

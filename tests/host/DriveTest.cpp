@@ -123,8 +123,9 @@ TEST(HostDrive, RunsOnThreadsOfTheServer)
     EXPECT_FALSE(host.RunOne(1));
     const QORHostJob job = host.Submit(MakeJob(1, {cFirst, cSecond, StepCloseJob})).mJob;
     EXPECT_FALSE(host.RunOne(2));
-    EXPECT_FALSE(host.RunUntil(1, job, 1ms));
+    EXPECT_TRUE(host.RunOne(1));
     EXPECT_EQ(order, std::vector<int>{cFirst});
+    EXPECT_FALSE(host.RunUntil(1, job, 1ms));
     EXPECT_TRUE(host.RunUntil(2, job));
     EXPECT_EQ(order, (std::vector<int>{cFirst, cSecond}));
     EXPECT_EQ(job.GetStatus(), JobCompleted);
