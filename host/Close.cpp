@@ -111,7 +111,7 @@ void Core::GiveUpRunning(std::vector<std::string>& oLeft)
         if (const auto failure = Catch([&] {
                 oLeft.push_back(GetStepName(record->mpRunning->mStepId) + " of job " + std::to_string(record->mId));
             }))
-            mLog.Write(EnumRouter::Error, "A step that is given up can't be told: %1", ReasonOf(failure).c_str());
+            mLog.Write(EnumRouter::Error, "A step that is given up can't be told: %1", failure);
         TakeAway(hold, "the host ends");
     }
     RefillUnits();
@@ -145,7 +145,7 @@ void Core::EndOpen()
 void Core::End()
 {
     for (const std::string& step : Stop(Clock::now() + mConfig.mEndTime))
-        mLog.Write(EnumRouter::Error, "The host ends, and leaves a thread in %1", step.c_str());
+        mLog.Write(EnumRouter::Error, "The host ends, and leaves a thread in %1", step);
     mTimers.Close();
     if (mWatch.joinable())
         mWatch.join();

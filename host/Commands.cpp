@@ -38,8 +38,7 @@ EnumHostAnswer Core::Cancel(Hold& ioHold, const std::string& iReason)
     record.mbPaused = false;
     record.mRetryAt = cNever;
     if (const auto failure = Catch([&] { ReportCancellation(record.mpContext.Get(), record.mReason); }))
-        mLog.Write(EnumRouter::Error, "Job %1 is cancelled, but its answer doesn't say so: %2", record.mId,
-                   ReasonOf(failure).c_str());
+        mLog.Write(EnumRouter::Error, "Job %1 is cancelled, but its answer doesn't say so: %2", record.mId, failure);
     TellToStop(ioHold);
     ioHold.CancelChildrenLater();
     Advance(ioHold);

@@ -107,7 +107,7 @@ public:
     QORHostCounts GetCounts();
     const QORHostStep* FindStep(int iStepId) const;
     Unit* FindUnit(int iUnit) const;
-    std::string GetStepName(int iStepId) const;
+    const std::string& GetStepName(int iStepId) const;
 
     // --- Drive.cpp ---
     /// A thread has taken the job from the unit's queue. `iWorker` is null for a thread of the server's own.
@@ -228,7 +228,7 @@ private:
 
     const QORHostConfig mConfig;
     const Log mLog;
-    std::array<QORHostStep, StepNoOp + 1> mSteps; // by id; what isn't in the table has no unit and no work
+    std::array<QORHostStep, StepNoOp + 1> mSteps; // by id; what isn't in the table has a name only
     std::vector<std::unique_ptr<Unit>> mUnits;
     bool mbUsersCount = false; // a unit asks for users
     bool mbTimed = false;      // there are limits of time for all

@@ -316,8 +316,8 @@ void Core::ReturnLate(QORHostRun& ioRun)
     --mLateThreads;
     if (ioRun.mbRunAway)
         ioRun.mpJob->NeedToPerisistMsgStatusForRunAway(RunAwayThread);
-    mLog.Write(EnumRouter::Info, "The thread that was left in %1 of job %2 has come back",
-               GetStepName(ioRun.mStepId).c_str(), ioRun.mpRecord->mId);
+    mLog.Write(EnumRouter::Info, "The thread that was left in %1 of job %2 has come back", GetStepName(ioRun.mStepId),
+               ioRun.mpRecord->mId);
 }
 
 } // namespace QORHOST

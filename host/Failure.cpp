@@ -131,7 +131,7 @@ void Core::Fail(Hold& ioHold, const QORHostError& iError)
     record.mbPaused = false;
     record.mRetryAt = cNever;
     ioHold.CancelChildrenLater();
-    mLog.Write(EnumRouter::Error, "Job %1 failed: %2", record.mId, record.mReason.c_str());
+    mLog.Write(EnumRouter::Error, "Job %1 failed: %2", record.mId, record.mReason);
 }
 
 void Core::FailOverdue(Hold& ioHold, const char* iReason)

@@ -77,8 +77,7 @@ void Core::CancelChildren(Record& ioParent)
                 Cancel(hold, "its document was cancelled or has failed");
         });
         if (failure != nullptr)
-            mLog.Write(EnumRouter::Error, "Job %1 couldn't be cancelled with its document: %2", child->mId,
-                       ReasonOf(failure).c_str());
+            mLog.Write(EnumRouter::Error, "Job %1 couldn't be cancelled with its document: %2", child->mId, failure);
     }
 }
 

@@ -1,5 +1,7 @@
 #include "host/Log.h"
 
+#include "host/Boundary.h"
+
 #include <cstdio>
 
 namespace QORHOST
@@ -12,6 +14,8 @@ Log::Log()
     for (std::size_t i = 0; i < std::size(cNames); ++i)
         mRouters[i] = QLog::CreateRouter("Host", cNames[i], cRouterLocks);
 }
+
+std::string Log::Show(const std::exception_ptr& iFailure) { return ReasonOf(iFailure); }
 
 /// To standard error, which takes no memory.
 void Log::ReportLost(const char* iTemplate) noexcept

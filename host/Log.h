@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <exception>
+#include <string>
 
 namespace QORHOST
 {
@@ -26,7 +27,7 @@ class Log
 public:
     Log();
 
-    /// Fills `iTemplate` with the arguments: numbers and texts.
+    /// Fills `iTemplate` with the arguments: numbers, texts, and exceptions, of which the reason is shown.
     template <class... Arguments>
     void Write(EnumRouter iRouter, const char* iTemplate, const Arguments&... iArguments) const noexcept
     {
@@ -36,7 +37,7 @@ public:
         try
         {
             QLog::MessageFormatter formatter;
-            static_cast<void>((formatter << ... << iArguments));
+            static_cast<void>((formatter << ... << Show(iArguments)));
             router->LogLine(iTemplate, formatter);
         }
         catch (const std::exception&)
@@ -46,6 +47,12 @@ public:
     }
 
 private:
+    template <class Argument>
+    static const Argument& Show(const Argument& iArgument)
+    {
+        return iArgument;
+    }
+    static std::string Show(const std::exception_ptr& iFailure);
     static void ReportLost(const char* iTemplate) noexcept;
 
     QLog::Initializer mInitializer;

@@ -31,6 +31,8 @@ Core::Core(QORHostConfig iConfig) : mConfig(std::move(iConfig))
         throw std::invalid_argument("a host has units");
     mbTimed = mConfig.mLongestWait.count() > 0 || mConfig.mLongestLife.count() > 0 || mConfig.mLongestRun.count() > 0 ||
               mConfig.mLongestSilence.count() > 0;
+    for (std::size_t id = 0; id < mSteps.size(); ++id)
+        mSteps[id].mName = QBase::WideCharToUTF8(::GetStepName(static_cast<int>(id)));
     for (const QORHostStep& step : mConfig.mSteps)
         AddStep(step);
 }
@@ -47,7 +49,9 @@ void Core::AddStep(const QORHostStep& iStep)
     QORHostStep& entry = mSteps[static_cast<std::size_t>(iStep.mStepId)];
     if (entry.mStepId != StepNoMore)
         throw std::invalid_argument(text + " is there twice");
+    std::string name = iStep.mName.empty() ? entry.mName : iStep.mName;
     entry = iStep;
+    entry.mName.swap(name);
     entry.mLongestRun = iStep.mLongestRun.count() > 0 ? iStep.mLongestRun : mConfig.mLongestRun;
     entry.mLongestSilence = iStep.mLongestSilence.count() > 0 ? iStep.mLongestSilence : mConfig.mLongestSilence;
     mbTimed = mbTimed || entry.mLongestRun.count() > 0 || entry.mLongestSilence.count() > 0;
@@ -66,10 +70,9 @@ Unit* Core::FindUnit(int iUnit) const
     return place == mUnits.end() ? nullptr : place->get();
 }
 
-std::string Core::GetStepName(int iStepId) const
+const std::string& Core::GetStepName(int iStepId) const
 {
-    const QORHostStep* const step = FindStep(iStepId);
-    return step == nullptr || step->mName.empty() ? QBase::WideCharToUTF8(::GetStepName(iStepId)) : step->mName;
+    return mSteps[static_cast<std::size_t>(IsRunnableStep(iStepId) ? iStepId : StepNoMore)].mName;
 }
 
 QORHostSubmission Core::Submit(QBase::PtrI<QORJob> iJob, QORHostSubmit iOptions)

@@ -28,7 +28,8 @@ void Core::Watch()
         if (const int requested = mRequested; requested > mClosing)
             Close(requested);
         while (const std::shared_ptr<Record> record = mTimers.TakeDue(Clock::now()))
-            CheckTimes(record);
+            if (const auto failure = Catch([&] { CheckTimes(record); }))
+                mLog.Write(EnumRouter::Error, "The times of job %1 couldn't be looked at: %2", record->mId, failure);
         RefillUnits();
     }
 }
@@ -44,8 +45,8 @@ void Core::RefillUnits()
             if (const auto failure = Catch([&] { unit->Refill(); }))
             {
                 mNextRefill = Clock::now() + cPause;
-                mLog.Write(EnumRouter::Error, "Unit %1 lacks a thread, which doesn't start: %2",
-                           unit->GetPlan().mName.c_str(), ReasonOf(failure).c_str());
+                mLog.Write(EnumRouter::Error, "Unit %1 lacks a thread, which doesn't start: %2", unit->GetPlan().mName,
+                           failure);
             }
 }
 
@@ -116,6 +117,7 @@ void Core::StartTimes(Record& ioRecord)
 {
     ioRecord.mpOverdue = nullptr;
     ioRecord.mGraceEnd = cNever;
+    ioRecord.mGivenUntil = {};
     if (!mTimers.IsPrepared(ioRecord))
         return;
     ioRecord.mStepStart = Clock::now();
@@ -134,8 +136,8 @@ void Core::CheckStep(Hold& ioHold, Moment iNow)
             return;
         record.mpOverdue = why;
         record.mGraceEnd = iNow + mConfig.mGrace;
-        mLog.Write(EnumRouter::Warning, "%1 of job %2 is told to stop: %3",
-                   GetStepName(record.mpRunning->mStepId).c_str(), record.mId, why);
+        mLog.Write(EnumRouter::Warning, "%1 of job %2 is told to stop: %3", GetStepName(record.mpRunning->mStepId),
+                   record.mId, why);
         if (!record.mpRunning->mpStep->mbCommits)
             TellToStop(ioHold);
     }
@@ -149,7 +151,7 @@ void Core::TakeAway(Hold& ioHold, const char* iWhy)
     Record& record = ioHold.GetRecord();
     QORHostRun& run = *record.mpRunning;
     Unit& unit = run.mUnit;
-    mLog.Write(EnumRouter::Warning, "%1 of job %2 is given up: %3", GetStepName(run.mStepId).c_str(), record.mId, iWhy);
+    mLog.Write(EnumRouter::Warning, "%1 of job %2 is given up: %3", GetStepName(run.mStepId), record.mId, iWhy);
     ++mLateThreads;
     TellToStop(ioHold);
     record.mpRunning = nullptr;

@@ -196,7 +196,7 @@ void Core::CallBack(const std::shared_ptr<Record>& iRecord, QORJob& ioJob)
     const auto onEnd = std::exchange(iRecord->mOptions.mOnEnd, {});
     const Own own(*this, *iRecord);
     if (const std::exception_ptr failure = Catch([&] { onEnd(QORHostJob(iRecord), ioJob); }))
-        mLog.Write(EnumRouter::Error, "The callback of job %1 has thrown: %2", iRecord->mId, ReasonOf(failure).c_str());
+        mLog.Write(EnumRouter::Error, "The callback of job %1 has thrown: %2", iRecord->mId, failure);
 }
 
 } // namespace QORHOST
