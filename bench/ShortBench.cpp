@@ -1,4 +1,5 @@
 // The short bench: dispatch and a job's life beside their peers, in rounds, with the standard library alone.
+#include "HostLives.h"
 #include "ParseNumber.h"
 #include "Workloads.h"
 
@@ -35,6 +36,8 @@ std::unique_ptr<Workload> MakeDispatchCycle() { return std::make_unique<Dispatch
 
 std::unique_ptr<Workload> MakeDispatchFloor() { return std::make_unique<DispatchFloor>(cMost); }
 
+std::unique_ptr<Workload> MakeHostLife() { return std::make_unique<HostLives>(); }
+
 constexpr Side cHandWrittenLife = {"HandWrittenLife", MakeLife<HandWrittenLife>};
 
 constexpr struct
@@ -45,6 +48,7 @@ constexpr struct
     {{"DispatchCycle", MakeDispatchCycle}, {"DispatchFloor", MakeDispatchFloor}},
     {{"HeapLife", MakeLife<HeapLife>}, cHandWrittenLife},
     {{"BufferLife", MakeLife<BufferLife>}, cHandWrittenLife},
+    {{"HostLife", MakeHostLife}, {"UnitLife", MakeLife<UnitLife>}},
 };
 
 /// Nanoseconds that one of `iCount` takes.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <thread>
+#include <utility>
 
 namespace
 {
@@ -78,26 +79,68 @@ void DispatchFloor::Run(int iCount)
     }
 }
 
-void LibraryLife::Begin(QBase::Buffer* iBuffer)
+QORJob* NewLifeJob(QBase::Buffer* iBuffer)
 {
-    mpJob = QORJob::NewJob(1, RequestReport, 5, nullptr, iBuffer);
-    mpJob->AddRef();
+    QORJob* const job = QORJob::NewJob(1, RequestReport, 5, nullptr, iBuffer);
     for (int step : cLifeSteps)
-        mpJob->AddStep(iBuffer != nullptr ? QORJobStep::NewStep(step, iBuffer) : new QORJobStep(step), nullptr);
-    mpJob->GetCurrentStepIdToRun(&mStep, nullptr);
+        job->AddStep(iBuffer != nullptr ? QORJobStep::NewStep(step, iBuffer) : new QORJobStep(step), nullptr);
+    return job;
 }
+
+void LibraryLife::Make(QBase::Buffer* iBuffer)
+{
+    mpJob = NewLifeJob(iBuffer);
+    mpJob->AddRef();
+}
+
+void LibraryLife::AskForStep() { mpJob->GetCurrentStepIdToRun(&mStep, nullptr); }
 
 bool LibraryLife::RunStep()
 {
     mpJob->SetStepStart(mStep, cUnit, nullptr);
     mpJob->SetStepFinish(mStep, cUnit, nullptr);
-    mpJob->GetCurrentStepIdToRun(&mStep, nullptr);
+    AskForStep();
     return mStep != StepNoMore;
 }
 
 void LibraryLife::End() { mpJob->Release(); }
 
 void LibraryLife::RunAndEnd()
+{
+    while (RunStep())
+        ;
+    End();
+}
+
+void UnitLife::Begin()
+{
+    Make(nullptr);
+    GetJob().SetRunning(true, nullptr);
+    GetJob().SetPUEnter(cUnit, QORJOB_W(""), 0);
+    GetJob().EnqueuePulse();
+    mbQueued = true;
+}
+
+bool UnitLife::RunStep()
+{
+    if (std::exchange(mbQueued, false))
+    {
+        GetJob().DequeuePulse();
+        GetJob().SetPUStart(cUnit);
+        AskForStep();
+    }
+    GetJob().SetCurrentStepForStatistics(GetStep());
+    return LibraryLife::RunStep();
+}
+
+void UnitLife::End()
+{
+    GetJob().SetPUExit(cUnit, QORJOB_W(""));
+    GetJob().UpdateJobCloseCounters();
+    LibraryLife::End();
+}
+
+void UnitLife::RunAndEnd()
 {
     while (RunStep())
         ;

@@ -97,6 +97,9 @@ private:
 constexpr std::array<int, 6> cLifeSteps = {StepLoadObjectDefinition, StepSQLGeneration,       StepSearchingCache,
                                            StepAnalyticalProcessing, StepSendingReportResult, StepCloseJob};
 
+/// A job of those steps, on the heap when there is no buffer.
+QORJob* NewLifeJob(QBase::Buffer* iBuffer);
+
 /// As a kernel drives a job: it asks for the next step, and so for the unit to queue the job at, when one has finished.
 class LibraryLife
 {
@@ -107,8 +110,10 @@ public:
     void RunAndEnd();
 
 protected:
-    void Begin(QBase::Buffer* iBuffer);
+    void Make(QBase::Buffer* iBuffer);
+    void AskForStep();
     QORJob& GetJob() const { return *mpJob; }
+    int GetStep() const { return mStep; }
 
 private:
     QORJob* mpJob = nullptr;
@@ -118,7 +123,25 @@ private:
 class HeapLife : public LibraryLife
 {
 public:
-    void Begin() { LibraryLife::Begin(nullptr); }
+    void Begin()
+    {
+        Make(nullptr);
+        AskForStep();
+    }
+};
+
+/// With what a kernel also tells the library of its units, here of one: that the job runs, which step is current, when
+/// it came into the unit, began there and left it, and that it has closed.
+class UnitLife : private LibraryLife
+{
+public:
+    void Begin();
+    bool RunStep();
+    void End();
+    void RunAndEnd();
+
+private:
+    bool mbQueued = false;
 };
 
 /// In a buffer that each life uses again, just large enough for the job and its steps.
@@ -126,7 +149,11 @@ class BufferLife : public LibraryLife
 {
 public:
     BufferLife() : mpBuffer(QBase::CreateBuffer(1408, 2, 512, true)) {}
-    void Begin() { LibraryLife::Begin(mpBuffer.get()); }
+    void Begin()
+    {
+        Make(mpBuffer.get());
+        AskForStep();
+    }
 
 private:
     struct Freer
