@@ -1,10 +1,8 @@
 // A job's life: made, given six steps, run, released; with some number of jobs alive at any time.
+#include "FlowGraphLife.h"
 #include "Workloads.h"
 
 #include <benchmark/benchmark.h>
-#include <tbb/flow_graph.h>
-
-#include <optional>
 
 namespace
 {
@@ -18,37 +16,6 @@ void MeasureLives(benchmark::State& ioState)
         lives.Run(1);
     ioState.SetItemsProcessed(ioState.iterations());
 }
-
-/// A chain of six nodes in a flow graph, which keeps neither times nor status nor history.
-class FlowGraphLife
-{
-public:
-    void Begin()
-    {
-        mGraph.emplace();
-        for (std::size_t i = 0; i < mNodes.size(); ++i)
-        {
-            mNodes[i].emplace(*mGraph, [](const tbb::flow::continue_msg&) {});
-            if (i > 0)
-                tbb::flow::make_edge(*mNodes[i - 1], *mNodes[i]);
-        }
-    }
-
-    void RunAndEnd()
-    {
-        mNodes.front()->try_put(tbb::flow::continue_msg());
-        mGraph->wait_for_all();
-        for (auto& node : mNodes)
-            node.reset();
-        mGraph.reset();
-    }
-
-private:
-    using Node = tbb::flow::continue_node<tbb::flow::continue_msg>;
-
-    std::optional<tbb::flow::graph> mGraph;
-    std::array<std::optional<Node>, cLifeSteps.size()> mNodes;
-};
 
 // Real time: the two threads' lives are independent, so that twice the work in the same time is what can be had.
 #define LIFE_BENCHMARK(life)                                                                            \

@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <random>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -26,7 +27,7 @@ constexpr int cMostRounds = 1000;
 struct Contestant
 {
     std::string_view mWay;
-    const char* mName;
+    std::string_view mName;
     double mAim; ///< 0: none
     const char* mKeeps;
     std::unique_ptr<Workload> (*mMake)(int iWorkers, int iInFlight);
@@ -43,6 +44,8 @@ using LivesWhole = LivesInQueue<Life, EnumTake::WholeLife>;
 template <class Life>
 using LivesByStep = LivesInQueue<Life, EnumTake::Step>;
 
+constexpr char cQueuePerJob[] = "queue per job";
+constexpr char cHost[] = "host";
 constexpr char cAll[] = "times, status, history, cancel";
 constexpr char cTimes[] = "times, history";
 
@@ -51,14 +54,30 @@ constexpr Contestant cContestants[] = {
     {"no queue", "hand-written job", 0, cTimes, Make<LivesWithoutQueue<HandWrittenLife>>},
     {"no queue", "library, heap", 1.15, cAll, Make<LivesWithoutQueue<HeapLife>>},
     {"no queue", "library, buffer", 1.15, cAll, Make<LivesWithoutQueue<BufferLife>>},
-    {"queue per job", "hand-written job", 0, cTimes, Make<LivesWhole<HandWrittenLife>>},
-    {"queue per job", "library, heap", 1.1, cAll, Make<LivesWhole<HeapLife>>},
-    {"queue per job", "library, buffer", 1.1, cAll, Make<LivesWhole<BufferLife>>},
+    {cQueuePerJob, "hand-written job", 0, cTimes, Make<LivesWhole<HandWrittenLife>>},
+    {cQueuePerJob, "library, heap", 1.1, cAll, Make<LivesWhole<HeapLife>>},
+    {cQueuePerJob, "library, buffer", 1.1, cAll, Make<LivesWhole<BufferLife>>},
+    {cQueuePerJob, "library, unit", 0, cAll, Make<LivesWhole<UnitLife>>},
+    {cQueuePerJob, cHost, 0, cAll, MakeHost},
+    {cQueuePerJob, "oneTBB, graphs", 0, "nothing", MakeOneTbbGraphs},
     {"re-queued each step", "hand-written job", 0, cTimes, Make<LivesByStep<HandWrittenLife>>},
     {"re-queued each step", "library, heap", 1.1, cAll, Make<LivesByStep<HeapLife>>},
     {"re-queued each step", "library, buffer", 1.1, cAll, Make<LivesByStep<BufferLife>>},
     {"re-queued each step", "oneTBB", 0, "nothing", MakeOneTbb},
     {"re-queued each step", "ThreadWeaver", 0, "status, cancel", MakeThreadWeaver},
+};
+
+/// Who else the host is held against, and the ratio that is aimed at.
+constexpr struct
+{
+    std::string_view mWay;
+    std::string_view mName;
+    double mAim; ///< 0: none
+} cHostAims[] = {
+    {cQueuePerJob, "library, heap", 1.2},
+    {cQueuePerJob, "library, unit", 0},
+    {cQueuePerJob, "oneTBB, graphs", 1.4},
+    {"re-queued each step", "ThreadWeaver", 1},
 };
 
 /// What one job took in each round, in nanoseconds.
@@ -100,10 +119,20 @@ Results RunRounds(int iRounds, int iWorkers, int iInFlight)
     return results;
 }
 
+template <class Is>
+const Contestant& FindFirst(Is iIs)
+{
+    return *std::find_if(std::begin(cContestants), std::end(cContestants), iIs);
+}
+
+const Contestant& Find(std::string_view iWay, std::string_view iName)
+{
+    return FindFirst([=](const Contestant& iEach) { return iEach.mWay == iWay && iEach.mName == iName; });
+}
+
 const Contestant& FindBase(const Contestant& iContestant)
 {
-    return *std::find_if(std::begin(cContestants), std::end(cContestants),
-                         [&](const Contestant& iOther) { return iOther.mWay == iContestant.mWay; });
+    return FindFirst([&](const Contestant& iEach) { return iEach.mWay == iContestant.mWay; });
 }
 
 struct Summary
@@ -121,26 +150,46 @@ struct Summary
     double mHighest;
 };
 
-void Print(const Results& iResults, int iWorkers)
+Summary RatioOf(const Results& iResults, const Contestant& iFigure, const Contestant& iBase, int iWorkers)
 {
-    std::printf("%-20s %-17s %8s %8s %8s %9s %6s %7s %7s %5s  %s\n", "way", "who", "ns a job", "lowest", "highest",
-                "processor", "ratio", "lowest", "highest", "aim", "keeps");
+    const std::vector<double>& judged = iResults.at(&iFigure).GetJudged(iWorkers);
+    const std::vector<double>& base = iResults.at(&iBase).GetJudged(iWorkers);
+    std::vector<double> ratios(judged.size());
+    std::transform(judged.begin(), judged.end(), base.begin(), ratios.begin(), std::divides<>());
+    return Summary(ratios);
+}
+
+std::string ToText(double iValue)
+{
+    char text[16] = "-";
+    if (iValue > 0)
+        std::snprintf(text, sizeof(text), "%.2f", iValue);
+    return text;
+}
+
+/// `iAlone` are one worker's results, for what the second one adds: its time that passes beside one's processor time.
+void Print(const Results& iResults, int iWorkers, const Results& iAlone)
+{
+    std::printf("%-20s %-17s %8s %8s %8s %9s %6s %7s %7s %5s %5s  %s\n", "way", "who", "ns a job", "lowest", "highest",
+                "processor", "ratio", "lowest", "highest", "aim", "gain", "keeps");
     for (const Contestant& contestant : cContestants)
     {
         const Times& times = iResults.at(&contestant);
-        const std::vector<double>& judged = times.GetJudged(iWorkers);
-        const std::vector<double>& base = iResults.at(&FindBase(contestant)).GetJudged(iWorkers);
-        std::vector<double> ratios(judged.size());
-        std::transform(judged.begin(), judged.end(), base.begin(), ratios.begin(), std::divides<>());
         const Summary passed(times.mPassed);
         const Summary processor(times.mProcessor);
-        const Summary ratio(ratios);
-        char aim[8] = "-";
-        if (contestant.mAim > 0)
-            std::snprintf(aim, sizeof(aim), "%.2f", contestant.mAim);
-        std::printf("%-20s %-17s %8.0f %8.0f %8.0f %9.0f %6.2f %7.2f %7.2f %5s  %s\n", contestant.mWay.data(),
-                    contestant.mName, passed.mMedian, passed.mLowest, passed.mHighest, processor.mMedian, ratio.mMedian,
-                    ratio.mLowest, ratio.mHighest, aim, contestant.mKeeps);
+        const Summary ratio = RatioOf(iResults, contestant, FindBase(contestant), iWorkers);
+        const double gain = iWorkers == 1 ? 0 : Summary(iAlone.at(&contestant).mProcessor).mMedian / passed.mMedian;
+        std::printf("%-20s %-17s %8.0f %8.0f %8.0f %9.0f %6.2f %7.2f %7.2f %5s %5s  %s\n", contestant.mWay.data(),
+                    contestant.mName.data(), passed.mMedian, passed.mLowest, passed.mHighest, processor.mMedian,
+                    ratio.mMedian, ratio.mLowest, ratio.mHighest, ToText(contestant.mAim).c_str(), ToText(gain).c_str(),
+                    contestant.mKeeps);
+    }
+    std::printf("the host against\n");
+    for (const auto& [way, name, aim] : cHostAims)
+    {
+        const Summary ratio = RatioOf(iResults, Find(cQueuePerJob, cHost), Find(way, name), iWorkers);
+        std::printf("%-20s %-17s %43.2f %7.2f %7.2f %5s\n", way.data(), name.data(), ratio.mMedian, ratio.mLowest,
+                    ratio.mHighest, ToText(aim).c_str());
     }
 }
 
@@ -155,13 +204,19 @@ int main(int argc, char** argv)
         return 2;
     }
     for (int inFlight : {10, 10'000})
+    {
+        Results alone;
         for (int workers : {1, 2})
         {
             std::printf("%d jobs in flight, %s\n", inFlight,
                         workers == 1 ? "one worker: ratios of processor time"
                                      : "two workers: ratios of time that passes");
-            Print(RunRounds(*rounds, workers, inFlight), workers);
+            Results results = RunRounds(*rounds, workers, inFlight);
+            if (workers == 1)
+                alone = results;
+            Print(results, workers, alone);
             std::printf("\n");
         }
+    }
     return 0;
 }
