@@ -105,6 +105,8 @@ struct Record : std::enable_shared_from_this<Record>
     Tickets* mpQueue = nullptr;                   ///< the unit's queue, or what its user has parked
     bool mbCounted = false;                       ///< among the running ones of its user
 
+    std::atomic<bool> mbTimer{false}; ///< its timer can be set; it stays so
+
     // --- Under the timers' mutex. ---
     Tickets::node_type mTimerNode; ///< empty while the timer is set, and where there never was one
     std::optional<Tickets::iterator> mTimerPlace;

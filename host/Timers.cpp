@@ -11,13 +11,9 @@ void Timers::Prepare(Record& ioRecord)
         return;
     Tickets::node_type node = MakeNode(ioRecord);
     const std::lock_guard hold(mMutex);
-    ioRecord.mTimerNode = std::move(node);
-}
-
-bool Timers::IsPrepared(const Record& iRecord) const
-{
-    const std::lock_guard hold(mMutex);
-    return iRecord.mTimerPlace || !iRecord.mTimerNode.empty();
+    if (!ioRecord.mbTimer)
+        ioRecord.mTimerNode = std::move(node);
+    ioRecord.mbTimer = true;
 }
 
 void Timers::Set(Record& ioRecord, Moment iWhen)
@@ -42,6 +38,8 @@ void Timers::Set(Record& ioRecord, Moment iWhen)
 
 void Timers::Forget(Record& ioRecord)
 {
+    if (!IsPrepared(ioRecord))
+        return;
     const std::lock_guard hold(mMutex);
     if (ioRecord.mTimerPlace)
         ioRecord.mTimerNode = mTimers.extract(*ioRecord.mTimerPlace);

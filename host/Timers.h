@@ -22,7 +22,8 @@ class Timers
 public:
     /// Takes the memory that the record's timer will need.
     void Prepare(Record& ioRecord);
-    bool IsPrepared(const Record& iRecord) const;
+    /// Without the mutex: each step of each job asks.
+    static bool IsPrepared(const Record& iRecord) { return iRecord.mbTimer; }
     /// At that moment, or at the earlier one that is set.
     void Set(Record& ioRecord, Moment iWhen);
     /// The record's end.
@@ -35,7 +36,7 @@ public:
     void Close();
 
 private:
-    mutable std::mutex mMutex; // guards what follows
+    std::mutex mMutex; // guards what follows
     std::condition_variable mChanged;
     Tickets mTimers;
     std::uint64_t mLastNumber = 0;
