@@ -64,9 +64,16 @@ void Unit::Run(Worker& ioWorker)
         std::unique_lock hold(mMutex);
         mFilled.wait(hold, [&] { return ioWorker.mThread.joinable() || ioWorker.mbGivenUp; });
     }
-    while (!ioWorker.mbGivenUp && !IsOver())
-        if (const std::shared_ptr<Record> record = Take(cNever, CountWakes()))
+    std::uint64_t wakes = 0; // only who got nothing has to look
+    while (!ioWorker.mbGivenUp)
+    {
+        if (const std::shared_ptr<Record> record = Take(cNever, wakes))
             mCore.Drive(record, *this, &ioWorker);
+        else if (IsOver())
+            break;
+        else
+            wakes = CountWakes();
+    }
     const std::lock_guard hold(mMutex);
     ioWorker.mbEnded = true;
     mWorkerEnded.notify_all();
