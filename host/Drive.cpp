@@ -140,7 +140,9 @@ EnumLeave Core::ChooseStep(Hold& ioHold, QORHostRun& ioRun, const QORHostStep*& 
         return rest(EnumHostState::Paused);
     if (record.mRetryAt != cNever)
         return rest(EnumHostState::Delayed);
-    if (job.IsStepPausing()) // and was resumed before it could rest
+    const int before = StatusOf(job);
+    ioRun.mbEndedBefore = QORJOB::HasEnded(before); // a job that gets a step below neither ends there nor begins anew
+    if (before == JobPausing)                       // and was resumed before it could rest
         GoOn(record);
 
     int stepId = record.mOwedStep;
@@ -179,7 +181,7 @@ bool Core::RunStep(const QORHostStep& iStep, Hold& ioHold, QORHostRun& ioRun)
     Record& record = ioHold.GetRecord();
     QORJob& job = *record.mpJob.Get();
     const bool bOwed = record.mOwedStep == ioRun.mStepId;
-    ioRun.Begin(iStep, QORJOB::HasEnded(StatusOf(job)));
+    ioRun.Begin(iStep);
     Outcome outcome;
     if (!HasWork(iStep) && !IsLastStep(ioRun.mStepId) && !ioRun.mbEndedBefore)
         outcome = {Outcome::EnumKind::Failed, std::make_exception_ptr(MakeError(GetStepName(ioRun.mStepId), record.mId,

@@ -17,12 +17,11 @@ QORHostRun::QORHostRun(Core& ioCore, std::shared_ptr<Record> iRecord, Unit& ioUn
 QORHostRun::~QORHostRun() { ReturnMemory(); }
 
 /// Under the record's lock.
-void QORHostRun::Begin(const QORHostStep& iStep, bool ibEndedBefore)
+void QORHostRun::Begin(const QORHostStep& iStep)
 {
     mpStep = &iStep;
     mTask.SetStatus(JobTaskStatusNone, nullptr);
     mAttempt = mpRecord->mRetries + 1;
-    mbEndedBefore = ibEndedBefore;
     mbTold = false;
     mStop = std::stop_source(std::nostopstate);
 }

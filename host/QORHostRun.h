@@ -75,7 +75,7 @@ public:
 private:
     friend class QORHOST::Core;
 
-    void Begin(const QORHostStep& iStep, bool ibEndedBefore);
+    void Begin(const QORHostStep& iStep);
 
     QBase::PtrI<QORJobData> FindItem(const QBase::WCHAR* iName) const;
     [[noreturn]] void RefuseItem(const QBase::WCHAR* iName) const;
