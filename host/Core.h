@@ -229,6 +229,7 @@ private:
     const QORHostConfig mConfig;
     const Log mLog;
     std::array<QORHostStep, StepNoOp + 1> mSteps; // by id; what isn't in the table has a name only
+    std::array<Unit*, StepNoOp + 1> mStepUnits{}; // null: where the job is
     std::vector<std::unique_ptr<Unit>> mUnits;
     bool mbUsersCount = false; // a unit asks for users
     bool mbTimed = false;      // there are limits of time for all

@@ -42,7 +42,8 @@ void Core::AddStep(const QORHostStep& iStep)
     const std::string text = "step " + std::to_string(iStep.mStepId);
     if (!IsRunnableStep(iStep.mStepId))
         throw std::invalid_argument(text + " isn't one that jobs can run");
-    if (iStep.mUnit != 0 && FindUnit(iStep.mUnit) == nullptr)
+    Unit* const unit = FindUnit(iStep.mUnit);
+    if (iStep.mUnit != 0 && unit == nullptr)
         throw std::invalid_argument(text + " is for a unit that there isn't: " + std::to_string(iStep.mUnit));
     if ((iStep.mRun != nullptr) == (iStep.mMakeTask != nullptr))
         throw std::invalid_argument(text + " takes either a function or a maker of tasks");
@@ -52,6 +53,7 @@ void Core::AddStep(const QORHostStep& iStep)
     std::string name = iStep.mName.empty() ? entry.mName : iStep.mName;
     entry = iStep;
     entry.mName.swap(name);
+    mStepUnits[static_cast<std::size_t>(iStep.mStepId)] = unit;
     entry.mLongestRun = iStep.mLongestRun.count() > 0 ? iStep.mLongestRun : mConfig.mLongestRun;
     entry.mLongestSilence = iStep.mLongestSilence.count() > 0 ? iStep.mLongestSilence : mConfig.mLongestSilence;
     mbTimed = mbTimed || entry.mLongestRun.count() > 0 || entry.mLongestSilence.count() > 0;

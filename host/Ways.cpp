@@ -43,8 +43,8 @@ void Core::Enter(Hold& ioHold)
 /// The one that runs the step; `ioWhere` for a step that runs where the job is.
 Unit& Core::UnitOf(int iStepId, Unit& ioWhere) const
 {
-    const QORHostStep* const step = FindStep(iStepId);
-    return step == nullptr || step->mUnit == 0 ? ioWhere : *FindUnit(step->mUnit);
+    Unit* const unit = IsRunnableStep(iStepId) ? mStepUnits[static_cast<std::size_t>(iStepId)] : nullptr;
+    return unit == nullptr ? ioWhere : *unit;
 }
 
 void Core::SetCurrentStep(Record& ioRecord, int iStepId)
