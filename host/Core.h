@@ -240,7 +240,8 @@ private:
     std::atomic<int> mClosing{ClosingNot};
     std::atomic<std::uint64_t> mBytes{0};
     std::atomic<std::size_t> mLateThreads{0};
-    std::atomic<int> mRunUntils{0}; // threads of the server's own that wait for a job's end
+    std::atomic<int> mRunUntils{0};          // threads of the server's own that wait for a job's end
+    std::atomic<std::size_t> mUnfinished{0}; // jobs, until their callbacks have ended; who waits for 0 has the mutex
 
     std::mutex mMutex; // guards what follows
     std::condition_variable mRoom;
@@ -248,7 +249,6 @@ private:
     std::condition_variable mAllEnded;
     std::list<std::shared_ptr<Record>> mOpen; // until the job has ended
     std::size_t mOpenJobs = 0;                // those that aren't children, until their callbacks have ended
-    std::size_t mUnfinished = 0;              // all, until their callbacks have ended
     Users mUsers;                             // with open jobs
 };
 

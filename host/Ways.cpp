@@ -167,9 +167,10 @@ void Core::EndJob(const std::shared_ptr<Record>& iRecord)
         EndChild(iRecord);
     context = {};
     job = {};
+    if (--mUnfinished > 0)
+        return;
     const std::lock_guard hold(mMutex);
-    if (--mUnfinished == 0)
-        mAllEnded.notify_all();
+    mAllEnded.notify_all();
 }
 
 /// What handles are asked for afterwards.
