@@ -146,7 +146,7 @@ EnumLeave Core::ChooseStep(Hold& ioHold, QORHostRun& ioRun, const QORHostStep*& 
         GoOn(record);
 
     int stepId = record.mOwedStep;
-    if (stepId == StepNoMore)
+    if (stepId == StepNoMore && mUnits.size() > 1)
         Expect(job.GetCurrentStepId(&stepId, nullptr), "GetCurrentStepId");
     if (&UnitOf(stepId, ioRun.mUnit) != &ioRun.mUnit)
     {
