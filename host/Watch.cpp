@@ -13,8 +13,8 @@ namespace
 {
 
 constexpr const char* cWaitedTooLong = "it waited in the queue for longer than it may";
-constexpr const char* cLivedTooLong = "the job's time was over";
-constexpr const char* cRanTooLong = "it ran for longer than it may";
+constexpr const char* cLivedTooLong = "it took longer than the job's time allows";
+constexpr const char* cRanTooLong = "it took longer than a step may take";
 constexpr const char* cSilentTooLong = "it reported no progress for longer than it may";
 
 } // namespace
