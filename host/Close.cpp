@@ -3,6 +3,7 @@
 #include "host/Core.h"
 #include "host/Failure.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace QORHOST
@@ -21,29 +22,41 @@ void Core::Start()
     }
 }
 
+void Core::Request(int iClosing) noexcept
+{
+    int before = mRequested;
+    while (before < iClosing && !mRequested.compare_exchange_weak(before, iClosing))
+        continue;
+}
+
 void Core::Close(int iClosing)
 {
+    unsigned pass = 0;
     {
         const std::lock_guard hold(mMutex);
         if (mClosing >= iClosing)
             return;
         mClosing = iClosing;
+        pass = ++mPasses;
     }
     mRoom.notify_all();
     mClosingBegun.notify_all();
-    while (const std::shared_ptr<Record> record = NextOpen(iClosing))
+    while (const std::shared_ptr<Record> record = NextOpen(pass))
         CloseJob(*record, iClosing);
 }
 
-/// One that hasn't been told yet that the host closes so. Those that have are at the list's end.
-std::shared_ptr<Record> Core::NextOpen(int iClosing)
+/// One that this pass and later ones haven't come by. Those that have been seen are at the list's end, mostly: two
+/// passes at once mix them.
+std::shared_ptr<Record> Core::NextOpen(unsigned iPass)
 {
     const std::lock_guard hold(mMutex);
-    if (mOpen.empty() || mOpen.front()->mClosingSeen >= iClosing)
+    const auto place =
+        std::find_if(mOpen.begin(), mOpen.end(), [=](const auto& iRecord) { return iRecord->mPass < iPass; });
+    if (place == mOpen.end())
         return nullptr;
-    std::shared_ptr<Record> record = mOpen.front();
-    record->mClosingSeen = iClosing;
-    mOpen.splice(mOpen.end(), mOpen, mOpen.begin());
+    (*place)->mPass = iPass;
+    std::shared_ptr<Record> record = *place;
+    mOpen.splice(mOpen.end(), mOpen, place);
     return record;
 }
 
@@ -72,13 +85,14 @@ void Core::CloseJob(Record& ioRecord, int iClosing)
         Advance(hold);
 }
 
-/// False as well for a thread of the host, which would wait for itself.
+/// A thread of the host doesn't wait for its own jobs, which can't end before.
 bool Core::WaitForEnd(Moment iUntil)
 {
+    ++mEndWaiters;
     std::unique_lock hold(mMutex);
-    if (IsOwnThread())
-        return mUnfinished == 0;
-    return mAllEnded.wait_until(hold, iUntil, [this] { return mUnfinished == 0; });
+    mAllEnded.wait_until(hold, iUntil, [this] { return mUnfinished <= CountOwn(); });
+    --mEndWaiters;
+    return mUnfinished == 0;
 }
 
 bool Core::Drain(Moment iUntil)
@@ -94,19 +108,21 @@ std::vector<std::string> Core::Stop(Moment iUntil)
     if (WaitForEnd(iUntil))
         return left;
     GiveUpRunning(left);
-    if (!WaitForEnd(Clock::now() + mConfig.mGrace))
-        EndOpen();
+    WaitForEnd(Clock::now() + mConfig.mGrace);
     return left;
 }
 
 /// The steps that run go on without the host; what is left of their jobs is run by other threads.
 void Core::GiveUpRunning(std::vector<std::string>& oLeft)
 {
-    const Record* const own = GetOwnRecord();
-    while (const std::shared_ptr<Record> record = NextOpen(ClosingGivenUp))
+    const unsigned pass = [this] {
+        const std::lock_guard hold(mMutex);
+        return ++mPasses;
+    }();
+    while (const std::shared_ptr<Record> record = NextOpen(pass))
     {
         Hold hold(*this, *record);
-        if (record->mpRunning == nullptr || record.get() == own)
+        if (record->mpRunning == nullptr || IsOwn(*record))
             continue;
         if (const auto failure = Catch([&] {
                 oLeft.push_back(GetStepName(record->mpRunning->mStepId) + " of job " + std::to_string(record->mId));
@@ -118,26 +134,26 @@ void Core::GiveUpRunning(std::vector<std::string>& oLeft)
 }
 
 /// What even then nobody runs ends without its last steps: a job of a unit whose threads are the server's, and one
-/// whose last steps hang, too.
+/// whose last steps hang, too. Whatever would be queued from here on ends instead.
 void Core::EndOpen()
 {
-    while (const std::shared_ptr<Record> record = NextOpen(ClosingEnded))
+    unsigned pass = 0;
     {
-        bool bTaken = false;
-        {
-            Hold hold(*this, *record);
-            if (record->mpCore == nullptr)
-                continue;
-            if (record->mpRunning != nullptr && record.get() != GetOwnRecord())
-                TakeAway(hold, "the host ends");
-            bTaken = (record->mState == EnumHostState::Queued && record->mpUnit != nullptr &&
-                      record->mpUnit->Remove(*record)) ||
-                     record->mState == EnumHostState::WaitingForChildren;
-            if (bTaken)
-                Break(hold, std::make_exception_ptr(CallError("nobody runs its last steps")));
-        }
-        if (bTaken)
-            EndJob(record);
+        const std::lock_guard hold(mMutex);
+        mClosing = ClosingEnded;
+        pass = ++mPasses;
+    }
+    while (const std::shared_ptr<Record> record = NextOpen(pass))
+    {
+        Hold hold(*this, *record);
+        if (record->mpCore == nullptr)
+            continue;
+        if (record->mpRunning != nullptr && !IsOwn(*record))
+            TakeAway(hold, "the host ends");
+        else if (record->mState == EnumHostState::Queued ? record->mpUnit != nullptr && record->mpUnit->Remove(*record)
+                                                         : record->mState != EnumHostState::Running)
+            EndUnrun(hold);
+        // Any other is with a thread, which ends it before its next step, or is entering its first queue.
     }
 }
 
@@ -146,6 +162,8 @@ void Core::End()
 {
     for (const std::string& step : Stop(Clock::now() + mConfig.mEndTime))
         mLog.Write(EnumRouter::Error, "The host ends, and leaves a thread in %1", step);
+    if (!WaitForEnd(Clock::now()))
+        EndOpen();
     mTimers.Close();
     if (mWatch.joinable())
         mWatch.join();

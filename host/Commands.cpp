@@ -18,6 +18,7 @@ bool Core::IsTooLate(const Record& iRecord)
 void Core::TellToStop(Hold& ioHold)
 {
     Record& record = ioHold.GetRecord();
+    record.mbContextTold = true;
     if (record.mpContext)
         record.mpContext->put_LongB(ICKDXProcessContext::cStop);
     if (record.mpRunning == nullptr)
@@ -68,10 +69,10 @@ EnumHostAnswer Core::Pause(Hold& ioHold)
 EnumHostAnswer Core::Resume(Hold& ioHold)
 {
     Record& record = ioHold.GetRecord();
-    if (IsTooLate(record))
+    if (record.mbBroken || QORJOB::HasEnded(StatusOf(*record.mpJob.Get())))
         return EnumHostAnswer::TooLate;
     if (!record.mbPaused)
-        return EnumHostAnswer::NotPossible;
+        return record.mbCommitted ? EnumHostAnswer::TooLate : EnumHostAnswer::NotPossible;
     record.mbPaused = false;
     record.mRetryAt = cNever; // it has waited enough
     if (record.mState != EnumHostState::Paused && record.mState != EnumHostState::WaitingForChildren)
@@ -93,10 +94,12 @@ EnumHostAnswer Core::SetTimeLeft(Hold& ioHold, std::chrono::milliseconds iTime)
     QDataType::DateTime creation;
     mTimers.Prepare(record);
     Expect(record.mpJob->GetJobCreationTime(&creation), "GetJobCreationTime");
-    const auto age = (QDataType::DateTime::NowUTC() - creation).GetTotalMilliseconds();
-    const auto period = static_cast<unsigned>(std::clamp<std::int64_t>(age + iTime.count(), 0, UINT32_MAX));
+    const std::int64_t age = (QDataType::DateTime::NowUTC() - creation).GetTotalMilliseconds();
+    const Moment end = After(iTime, now);
+    const auto left = end == cNever ? std::chrono::milliseconds(UINT32_MAX) : iTime;
+    const auto period = static_cast<unsigned>(std::clamp<std::int64_t>(age + left.count(), 0, UINT32_MAX));
     Expect(record.mpJob->SetTimeOutPeriodInMilliseconds(period), "SetTimeOutPeriodInMilliseconds");
-    record.mLifeEnd = record.mGivenUntil = After(std::max(iTime, std::chrono::milliseconds(1)), now);
+    record.mLifeEnd = record.mGivenUntil = end;
     SetTimer(record);
     return EnumHostAnswer::Done;
 }

@@ -73,6 +73,7 @@ public:
 
     void StopLater(const std::stop_source& iStop) { mStop = iStop; }
     void CancelChildrenLater() { mbCancelChildren = true; }
+    void EndLater() { mbEnd = true; }
 
 private:
     Core& mCore;
@@ -80,6 +81,7 @@ private:
     std::unique_lock<std::mutex> mLock;
     std::stop_source mStop{std::nostopstate};
     bool mbCancelChildren = false;
+    bool mbEnd = false;
 };
 
 /// How a host ends. It never goes back.
@@ -88,8 +90,7 @@ enum EnumClosing : int
     ClosingNot = 0,
     ClosingDrain = 1,
     ClosingStop = 2,
-    ClosingGivenUp = 3, ///< so far a stop has come with the jobs that it waited for
-    ClosingEnded = 4,   ///< and with those that waited for others
+    ClosingEnded = 3, ///< nobody runs anything any more: what would be queued ends instead
 };
 
 /// Lives as long as one of its threads, the ones that were left behind included. Its bodies are in Drive.cpp (what a
@@ -114,10 +115,9 @@ public:
     void Drive(const std::shared_ptr<Record>& iRecord, Unit& ioUnit, Worker* iWorker);
     bool RunOne(Unit& ioUnit, Moment iUntil, std::uint64_t iWakes);
     bool RunUntil(Unit& ioUnit, const QORHostJob& iJob, Moment iUntil);
-    /// Whether the calling thread is in a step or a callback of this host.
-    bool IsOwnThread() const;
-    /// Whether the calling thread is in a step or a callback of that job, or of a job that it waits for.
-    static bool IsWaitForOneself(const Record& iRecord);
+    bool IsOwnThread() const { return CountOwn() > 0; }
+    static bool IsOwn(const Record& iRecord);
+    static bool IsWaitInVain(const Record& iRecord);
 
     // --- Commands.cpp: under the record's lock ---
     EnumHostAnswer Cancel(Hold& ioHold, const std::string& iReason);
@@ -125,6 +125,9 @@ public:
     EnumHostAnswer Resume(Hold& ioHold);
     EnumHostAnswer SetTimeLeft(Hold& ioHold, std::chrono::milliseconds iTime);
     EnumHostAnswer SetPriority(Hold& ioHold, int iPriority);
+
+    // --- Ways.cpp ---
+    void EndJob(const std::shared_ptr<Record>& iRecord);
 
     // --- Family.cpp ---
     QORHostSubmission SubmitChild(const QORHostRun& iRun, QBase::PtrI<QORJob> iJob, QORHostSubmit iOptions);
@@ -137,7 +140,7 @@ public:
     bool Drain(Moment iUntil);
     std::vector<std::string> Stop(Moment iUntil);
     void End();
-    void Request(int iClosing) noexcept { mRequested = iClosing; }
+    void Request(int iClosing) noexcept;
     bool WaitForClose(Moment iUntil);
 
     std::thread StartThread(std::function<void()> iBody) const;
@@ -157,7 +160,7 @@ private:
         };
 
         EnumKind mKind = EnumKind::Done;
-        std::exception_ptr mFailure = nullptr;
+        std::exception_ptr mError = nullptr; ///< of the job, unless that wanted it: QORHostError, or that memory lacks
         QORHostRetry mRetry = {};
     };
 
@@ -184,16 +187,18 @@ private:
     void Advance(Hold& ioHold);
     Unit& UnitOf(int iStepId, Unit& ioWhere) const;
     static int NextStepOf(const Record& iRecord);
+    void EndUnrun(Hold& ioHold);
     static void SetCurrentStep(Record& ioRecord, int iStepId);
     void Exit(Record& ioRecord);
     void Rest(Hold& ioHold, EnumHostState iState);
     void StopWork(Hold& ioHold);
-    void KeepEnd(Record& ioRecord, bool ibSnapshot);
-    void EndJob(const std::shared_ptr<Record>& iRecord);
+    void KeepEnd(Record& ioRecord);
+    void KeepSnapshot(Record& ioRecord);
     void CallBack(const std::shared_ptr<Record>& iRecord, QORJob& ioJob);
 
     // Failure.cpp: under the record's lock
     void Fail(Hold& ioHold, const QORHostError& iError);
+    void Fail(Hold& ioHold, const std::exception_ptr& iError);
     void FailOverdue(Hold& ioHold, const char* iReason);
     void Break(Hold& ioHold, const std::exception_ptr& iFailure) noexcept;
 
@@ -219,10 +224,10 @@ private:
     // Close.cpp
     void Close(int iClosing);
     void CloseJob(Record& ioRecord, int iClosing);
-    std::shared_ptr<Record> NextOpen(int iClosing);
+    std::shared_ptr<Record> NextOpen(unsigned iPass);
     bool WaitForEnd(Moment iUntil);
     void GiveUpRunning(std::vector<std::string>& oLeft);
-    static const Record* GetOwnRecord();
+    std::size_t CountOwn() const;
     void EndOpen();
     bool IsStopping() const { return mClosing == ClosingStop; }
 
@@ -240,6 +245,7 @@ private:
     std::atomic<int> mClosing{ClosingNot};
     std::atomic<std::uint64_t> mBytes{0};
     std::atomic<std::size_t> mLateThreads{0};
+    std::atomic<int> mEndWaiters{0};
     std::atomic<int> mRunUntils{0};          // threads of the server's own that wait for a job's end
     std::atomic<std::size_t> mUnfinished{0}; // jobs, until their callbacks have ended; who waits for 0 has the mutex
 
@@ -248,7 +254,8 @@ private:
     std::condition_variable mClosingBegun;
     std::condition_variable mAllEnded;
     std::list<std::shared_ptr<Record>> mOpen; // until the job has ended
-    std::size_t mOpenJobs = 0;                // those that aren't children, until their callbacks have ended
+    std::size_t mOpenJobs = 0;                // those that aren't children
+    unsigned mPasses = 0;                     // through the open jobs, at the end
     Users mUsers;                             // with open jobs
 };
 

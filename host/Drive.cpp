@@ -29,19 +29,27 @@ Own::Own(const Core& iCore, const Record& iRecord) : mpCore(&iCore), mpRecord(&i
 
 Own::~Own() { tOwn = mpBefore; }
 
-bool Core::IsOwnThread() const
+/// The steps and callbacks of this host that the calling thread is in.
+std::size_t Core::CountOwn() const
 {
+    std::size_t count = 0;
     for (const Own* own = tOwn; own != nullptr; own = own->mpBefore)
-        if (own->mpCore == this)
-            return true;
-    return false;
+        count += own->mpCore == this ? 1 : 0;
+    return count;
 }
 
-/// Of the innermost step or callback that the calling thread is in; null when it is in none.
-const Record* Core::GetOwnRecord() { return tOwn == nullptr ? nullptr : tOwn->mpRecord; }
+/// Whether the wait for that job's end would never end: it is the calling thread's own, or waits for that, or nobody
+/// runs jobs any more.
+bool Core::IsWaitInVain(const Record& iRecord)
+{
+    for (const Own* own = tOwn; own != nullptr; own = own->mpBefore)
+        if (iRecord.mpCore.get() == own->mpCore && own->mpCore->mClosing == ClosingEnded)
+            return true;
+    return IsOwn(iRecord);
+}
 
-/// Such a wait would never end.
-bool Core::IsWaitForOneself(const Record& iRecord)
+/// Whether the calling thread is in a step or a callback of that job, or of a child of it.
+bool Core::IsOwn(const Record& iRecord)
 {
     for (const Own* own = tOwn; own != nullptr; own = own->mpBefore)
         for (const Record* waiting = own->mpRecord; waiting != nullptr; waiting = waiting->mpParent.get())
@@ -60,6 +68,8 @@ bool Core::RunOne(Unit& ioUnit, Moment iUntil, std::uint64_t iWakes)
 
 bool Core::RunUntil(Unit& ioUnit, const QORHostJob& iJob, Moment iUntil)
 {
+    if (IsOwn(*iJob.mpRecord))
+        return iJob.HasEnded();
     ++mRunUntils;
     bool bEnded = false;
     for (;;)
@@ -127,6 +137,8 @@ EnumLeave Core::ChooseStep(Hold& ioHold, QORHostRun& ioRun, const QORHostStep*& 
         Rest(ioHold, iState);
         return EnumLeave::Elsewhere;
     };
+    if (mClosing == ClosingEnded && !record.mbBroken)
+        Break(ioHold, std::make_exception_ptr(CallError("the host has ended")));
     if (record.mbBroken)
     {
         Exit(record);
@@ -145,22 +157,28 @@ EnumLeave Core::ChooseStep(Hold& ioHold, QORHostRun& ioRun, const QORHostStep*& 
     if (before == JobPausing)                       // and was resumed before it could rest
         GoOn(record);
 
-    int stepId = record.mOwedStep;
-    if (stepId == StepNoMore && mUnits.size() > 1)
-        Expect(job.GetCurrentStepId(&stepId, nullptr), "GetCurrentStepId");
-    if (&UnitOf(stepId, ioRun.mUnit) != &ioRun.mUnit)
-    {
-        // It is asked for there only: a step that is handed out and not started is warned of.
+    const auto moves = [&](int iStepId) {
+        if (&UnitOf(iStepId, ioRun.mUnit) == &ioRun.mUnit)
+            return false;
         Exit(record);
         Enter(ioHold);
+        return true;
+    };
+    // Another unit's is asked for there only: a step that is handed out and not started is warned of.
+    if (mUnits.size() > 1 && moves(NextStepOf(record)))
         return EnumLeave::Elsewhere;
-    }
-    if (record.mOwedStep == StepNoMore)
+    int stepId = record.mOwedStep != StepNoMore ? record.mOwedStep : std::exchange(record.mHandedStep, StepNoMore);
+    if (stepId == StepNoMore)
         Expect(job.GetCurrentStepIdToRun(&stepId, nullptr), "GetCurrentStepIdToRun");
     if (stepId == StepNoMore)
     {
         const int status = StatusOf(job);
-        record.mbPaused = QORJOB::IsHeld(status); // by a step: until it is resumed
+        if (QORJOB::IsHeld(status) && mClosing != ClosingNot) // by a step, and nobody may resume it any more
+        {
+            GoOn(record);
+            return ChooseStep(ioHold, ioRun, oStep);
+        }
+        record.mbPaused = QORJOB::IsHeld(status);
         if (record.mbPaused)
             return rest(EnumHostState::Paused);
         if (!QORJOB::HasEnded(status))
@@ -172,6 +190,12 @@ EnumLeave Core::ChooseStep(Hold& ioHold, QORHostRun& ioRun, const QORHostStep*& 
     if (oStep == nullptr)
         throw CallError("step " + std::to_string(stepId) + " isn't one that can be run");
     ioRun.mStepId = stepId;
+    if (&UnitOf(stepId, ioRun.mUnit) == &ioRun.mUnit)
+        return EnumLeave::Elsewhere;
+    // What is left of a job that has failed or lost a step is known only now.
+    record.mHandedStep = stepId;
+    oStep = nullptr;
+    static_cast<void>(moves(stepId));
     return EnumLeave::Elsewhere;
 }
 
@@ -211,12 +235,13 @@ bool Core::RunStep(const QORHostStep& iStep, Hold& ioHold, QORHostRun& ioRun)
     return true;
 }
 
-/// Runs the server's function, or a task that it makes, without the lock.
+/// Runs the server's function, or a task that it makes, without the lock. What it throws is the server's, too, and is
+/// put in words here.
 Core::Outcome Core::Execute(const QORHostStep& iStep, QORHostRun& ioRun) const
 {
+    using enum Outcome::EnumKind;
     const Own own(*this, *ioRun.mpRecord);
-    Outcome outcome;
-    outcome.mFailure = Catch([&] {
+    const std::exception_ptr thrown = Catch([&] {
         if (iStep.mRun != nullptr)
             return iStep.mRun(ioRun);
         const std::unique_ptr<QORJobTask> task = iStep.mMakeTask(ioRun);
@@ -229,19 +254,22 @@ Core::Outcome Core::Execute(const QORHostStep& iStep, QORHostRun& ioRun) const
         if (task->GetStatus(&status) == S_OK && status == JobTaskStatusAborted)
             throw QORHostError(cTaskAborted, {}, "the task was aborted");
     });
-    if (outcome.mFailure == nullptr)
+    if (thrown == nullptr)
     {
         ioRun.mTask.SetComplete();
-        return outcome;
+        return {};
     }
     ioRun.mTask.SetAbort();
-    outcome.mKind = ioRun.IsToldToStop() ? Outcome::EnumKind::Stopped : Outcome::EnumKind::Failed;
-    const auto again = [&](const RetryRequest& iRequest) {
-        outcome = {Outcome::EnumKind::TryAgain, std::make_exception_ptr(QORHostError(iRequest.mError)),
-                   iRequest.mRetry};
-    };
-    if (outcome.mKind == Outcome::EnumKind::Failed)
-        IsA<RetryRequest>(outcome.mFailure, again);
+    Outcome outcome{ioRun.IsToldToStop() ? Stopped : Failed};
+    outcome.mError = Catch([&] {
+        const auto again = [&](const RetryRequest& iRequest) {
+            outcome.mKind = outcome.mKind == Stopped ? Stopped : TryAgain;
+            outcome.mRetry = iRequest.mRetry;
+            throw QORHostError(iRequest.mError);
+        };
+        IsA<RetryRequest>(thrown, again);
+        throw ToError(thrown, GetStepName(ioRun.mStepId), ioRun.mpRecord->mId);
+    });
     return outcome;
 }
 
@@ -262,8 +290,6 @@ void Core::FinishStep(const Outcome& iOutcome, Hold& ioHold, QORHostRun& ioRun)
     bool bStays = false; // the step is to be run again
     if (iOutcome.mKind == Done)
     {
-        if (overdue != nullptr && !bEnded && record.mpContext)
-            Expect(record.mpContext->put_LongB(ICKDXProcessContext::cGoOn), "put_LongB"); // it made it after all
         if (ioRun.mStepId == StepCloseJob && !bEnded)
             Expect(job.SetStatus(JobCompleted, nullptr), "SetStatus");
         else if (status == JobPausing)
@@ -271,12 +297,12 @@ void Core::FinishStep(const Outcome& iOutcome, Hold& ioHold, QORHostRun& ioRun)
     }
     else if (!bEnded)
     {
-        bStays = iOutcome.mKind != Failed && (status == JobPausing || MayTryAgain(iOutcome, record, ioRun));
+        bStays = overdue == nullptr && iOutcome.mKind != Failed &&
+                 (status == JobPausing || MayTryAgain(iOutcome, record, ioRun));
         if (overdue != nullptr)
-            bStays = false;
-        if (!bStays && !(iOutcome.mKind == Stopped && overdue == nullptr && IsStopping()))
-            Fail(ioHold, overdue != nullptr ? MakeError(GetStepName(ioRun.mStepId), record.mId, overdue)
-                                            : ToError(iOutcome.mFailure, GetStepName(ioRun.mStepId), record.mId));
+            Fail(ioHold, MakeError(GetStepName(ioRun.mStepId), record.mId, overdue));
+        else if (!bStays && (iOutcome.mKind == Failed || !IsStopping()))
+            Fail(ioHold, iOutcome.mError);
     }
     // Only a step that pauses stays queued when it is finished. Looking started, it has to be made anew.
     if (bStays && status != JobPausing)
@@ -307,6 +333,7 @@ bool Core::MayTryAgain(const Outcome& iOutcome, Record& ioRecord, const QORHostR
 /// The job goes on after a pause.
 void Core::GoOn(Record& ioRecord)
 {
+    ioRecord.mbContextTold = false;
     ioRecord.mpJob->ResetStatusBeforeResumeExecution();
     Expect(ioRecord.mpJob->SetRunning(true, nullptr), "SetRunning");
 }

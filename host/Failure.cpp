@@ -134,6 +134,14 @@ void Core::Fail(Hold& ioHold, const QORHostError& iError)
     mLog.Write(EnumRouter::Error, "Job %1 failed: %2", record.mId, record.mReason);
 }
 
+/// Of a step, as Execute has put it.
+void Core::Fail(Hold& ioHold, const std::exception_ptr& iError)
+{
+    const Record& record = ioHold.GetRecord();
+    if (!IsA<QORHostError>(iError, [&](const QORHostError& iHosts) { Fail(ioHold, iHosts); }))
+        Fail(ioHold, ToError(iError, GetStepName(record.mStatisticsStep), record.mId));
+}
+
 void Core::FailOverdue(Hold& ioHold, const char* iReason)
 {
     const Record& record = ioHold.GetRecord();

@@ -30,6 +30,10 @@ QORHostSubmission Core::SubmitChild(const QORHostRun& iRun, QBase::PtrI<QORJob> 
     {
         return {EnumHostSubmit::NoMemory, {}};
     }
+    catch (const CallError&) // memory is all that these calls can lack
+    {
+        return {EnumHostSubmit::NoMemory, {}};
+    }
 }
 
 /// Among the document's children and the open jobs, both or neither.
@@ -95,7 +99,7 @@ void Core::EndChild(const std::shared_ptr<Record>& iChild)
         Expect(job.MarkChildComplete(child->mId), "MarkChildComplete");
         Expect(job.DecrementRunningChildCount(nullptr), "DecrementRunningChildCount");
         if (child->mStatus != JobCompleted && parent.mOptions.mFamilyRule == EnumHostFamilyRule::FailWithFirst &&
-            !IsTooLate(parent))
+            !IsStopping() && !IsTooLate(parent))
         {
             Fail(hold, MakeError(GetStepName(parent.mStatisticsStep), parent.mId,
                                  "its child " + std::to_string(child->mId) + " didn't complete: " + child->mReason));

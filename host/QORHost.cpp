@@ -25,7 +25,7 @@ QORHost::~QORHost() { mpCore->End(); }
 
 QORHostSubmission QORHost::Submit(QBase::PtrI<QORJob> iJob, QORHostSubmit iOptions)
 {
-    const std::shared_ptr<Core> core = mpCore; // for one that waits for room when the host ends
+    const std::shared_ptr<Core> core = mpCore; // the host may end while this waits for room
     return core->Submit(std::move(iJob), std::move(iOptions));
 }
 
@@ -37,9 +37,11 @@ std::string QORHost::GetUnitName(int iUnit) const { return Find(*mpCore, iUnit).
 
 std::string QORHost::GetStepName(int iStepId) const { return mpCore->GetStepName(iStepId); }
 
+// A copy of the core, where the host may be destroyed meanwhile: by a callback, or while a step hangs.
+
 bool QORHost::RunOne(int iUnit)
 {
-    const std::shared_ptr<Core> core = mpCore; // for a step that is given up and comes back after the host
+    const std::shared_ptr<Core> core = mpCore;
     return core->RunOne(Find(*core, iUnit), Clock::now(), 0);
 }
 
@@ -49,9 +51,17 @@ bool QORHost::RunUntil(int iUnit, const QORHostJob& iJob, std::chrono::milliseco
     return core->RunUntil(Find(*core, iUnit), iJob, After(iLimit, Clock::now()));
 }
 
-bool QORHost::Drain(std::chrono::milliseconds iLimit) { return mpCore->Drain(Clock::now() + iLimit); }
+bool QORHost::Drain(std::chrono::milliseconds iLimit)
+{
+    const std::shared_ptr<Core> core = mpCore;
+    return core->Drain(Until(iLimit));
+}
 
-std::vector<std::string> QORHost::Stop(std::chrono::milliseconds iLimit) { return mpCore->Stop(Clock::now() + iLimit); }
+std::vector<std::string> QORHost::Stop(std::chrono::milliseconds iLimit)
+{
+    const std::shared_ptr<Core> core = mpCore;
+    return core->Stop(Until(iLimit));
+}
 
 void QORHost::RequestDrain() noexcept { mpCore->Request(ClosingDrain); }
 
@@ -59,5 +69,6 @@ void QORHost::RequestStop() noexcept { mpCore->Request(ClosingStop); }
 
 bool QORHost::WaitForClose(std::chrono::milliseconds iLimit) const
 {
-    return mpCore->WaitForClose(After(iLimit, Clock::now()));
+    const std::shared_ptr<Core> core = mpCore;
+    return core->WaitForClose(After(iLimit, Clock::now()));
 }

@@ -11,19 +11,20 @@ namespace
 {
 
 /// Runs a command under the record's lock; what the library or the memory doesn't allow isn't possible.
+/// `iRecord` is a copy: what is told to stop may drop the handle.
 template <class Command>
-EnumHostAnswer Do(Record& ioRecord, Command&& iCommand)
+EnumHostAnswer Do(const std::shared_ptr<Record> iRecord, Command&& iCommand)
 {
     std::shared_ptr<Core> core;
     {
-        const std::lock_guard hold(ioRecord.mMutex);
-        core = ioRecord.mpCore;
+        const std::lock_guard hold(iRecord->mMutex);
+        core = iRecord->mpCore;
     }
     if (core == nullptr)
         return EnumHostAnswer::TooLate;
     EnumHostAnswer answer = EnumHostAnswer::NotPossible;
-    Hold hold(*core, ioRecord);
-    if (ioRecord.mpCore == nullptr)
+    Hold hold(*core, *iRecord);
+    if (iRecord->mpCore == nullptr)
         return EnumHostAnswer::TooLate;
     static_cast<void>(Catch([&] { answer = iCommand(*core, hold); }));
     return answer;
@@ -79,44 +80,37 @@ HRESULT QORHostJob::GetSnapshot(QORJobInfo& oInfo) const
     return job->GetJobInfo(&oInfo);
 }
 
-bool QORHostJob::Wait() const
-{
-    std::unique_lock hold(mpRecord->mMutex);
-    if (Core::IsWaitForOneself(*mpRecord))
-        return mpRecord->mState == EnumHostState::Ended;
-    mpRecord->mEnded.wait(hold, [this] { return mpRecord->mbCalledBack; });
-    return true;
-}
+bool QORHostJob::Wait() const { return WaitFor(std::chrono::milliseconds::max()); }
 
 bool QORHostJob::WaitFor(std::chrono::milliseconds iLimit) const
 {
     std::unique_lock hold(mpRecord->mMutex);
-    if (Core::IsWaitForOneself(*mpRecord))
+    if (Core::IsWaitInVain(*mpRecord))
         return mpRecord->mState == EnumHostState::Ended;
-    return mpRecord->mEnded.wait_for(hold, iLimit, [this] { return mpRecord->mbCalledBack; });
+    return mpRecord->mEnded.wait_until(hold, Until(iLimit), [this] { return mpRecord->mbCalledBack; });
 }
 
 EnumHostAnswer QORHostJob::Cancel(const std::string& iReason)
 {
-    return Do(*mpRecord, [&](Core& ioCore, Hold& ioHold) { return ioCore.Cancel(ioHold, iReason); });
+    return Do(mpRecord, [&](Core& ioCore, Hold& ioHold) { return ioCore.Cancel(ioHold, iReason); });
 }
 
 EnumHostAnswer QORHostJob::Pause()
 {
-    return Do(*mpRecord, [](Core& ioCore, Hold& ioHold) { return ioCore.Pause(ioHold); });
+    return Do(mpRecord, [](Core& ioCore, Hold& ioHold) { return ioCore.Pause(ioHold); });
 }
 
 EnumHostAnswer QORHostJob::Resume()
 {
-    return Do(*mpRecord, [](Core& ioCore, Hold& ioHold) { return ioCore.Resume(ioHold); });
+    return Do(mpRecord, [](Core& ioCore, Hold& ioHold) { return ioCore.Resume(ioHold); });
 }
 
 EnumHostAnswer QORHostJob::SetTimeLeft(std::chrono::milliseconds iTime)
 {
-    return Do(*mpRecord, [=](Core& ioCore, Hold& ioHold) { return ioCore.SetTimeLeft(ioHold, iTime); });
+    return Do(mpRecord, [=](Core& ioCore, Hold& ioHold) { return ioCore.SetTimeLeft(ioHold, iTime); });
 }
 
 EnumHostAnswer QORHostJob::SetPriority(int iPriority)
 {
-    return Do(*mpRecord, [=](Core& ioCore, Hold& ioHold) { return ioCore.SetPriority(ioHold, iPriority); });
+    return Do(mpRecord, [=](Core& ioCore, Hold& ioHold) { return ioCore.SetPriority(ioHold, iPriority); });
 }

@@ -23,6 +23,8 @@ void QORHostRun::Begin(const QORHostStep& iStep)
     mTask.SetStatus(JobTaskStatusNone, nullptr);
     mAttempt = mpRecord->mRetries + 1;
     mbTold = false;
+    if (!mbEndedBefore && std::exchange(mpRecord->mbContextTold, false) && mpContext)
+        mpContext->put_LongB(ICKDXProcessContext::cGoOn); // it was for a step before
     mStop = std::stop_source(std::nostopstate);
 }
 

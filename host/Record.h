@@ -3,6 +3,7 @@
 
 #include "host/QORHostTypes.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -36,6 +37,13 @@ inline Moment After(std::chrono::milliseconds iLimit, Moment iFrom)
 {
     constexpr std::chrono::hours cLongest{24 * 365 * 100};
     return iLimit.count() <= 0 || iLimit > cLongest ? cNever : iFrom + iLimit;
+}
+
+/// For waits, where a limit of 0 is no wait.
+inline Moment Until(std::chrono::milliseconds iLimit)
+{
+    constexpr std::chrono::hours cLongest{24 * 365 * 100};
+    return Clock::now() + std::clamp<std::chrono::milliseconds>(iLimit, std::chrono::milliseconds(0), cLongest);
 }
 
 /// A place in a row of records: in a unit's queue, or among the timers. A record brings the set's node with it, so that
@@ -97,7 +105,7 @@ struct Record : std::enable_shared_from_this<Record>
 
     // --- Under the core's mutex. ---
     std::list<std::shared_ptr<Record>>::iterator mOpenPlace;
-    int mClosingSeen = 0; ///< how the host closes, as far as the job was told
+    unsigned mPass = 0; ///< the last one that has come by
 
     // --- Under the mutex of the unit that has the job. ---
     Tickets::node_type mQueueNode;                ///< while the record isn't queued
@@ -122,6 +130,8 @@ struct Record : std::enable_shared_from_this<Record>
     Unit* mpUnit = nullptr;    ///< where it is queued or runs
 
     QORHostRun* mpRunning = nullptr;  ///< whoever takes it away owns the step's end: its thread, or the watch
+    int mHandedStep = StepNoMore;     ///< that dispatch has handed out, and another unit is to start
+    bool mbContextTold = false;       ///< the context's stop flag is set
     int mStatisticsStep = StepNoMore; ///< what the job knows as its current step
     Moment mStepStart{};
     Moment mGivenUntil{};            ///< the time that a command has given the step

@@ -16,6 +16,8 @@ void Hold::Release()
     std::exchange(mStop, std::stop_source(std::nostopstate)).request_stop();
     if (std::exchange(mbCancelChildren, false))
         mCore.CancelChildren(mRecord);
+    if (std::exchange(mbEnd, false))
+        mCore.EndJob(mRecord.shared_from_this());
 }
 
 Core::Core(QORHostConfig iConfig) : mConfig(std::move(iConfig))
@@ -95,6 +97,10 @@ QORHostSubmission Core::Submit(QBase::PtrI<QORJob> iJob, QORHostSubmit iOptions)
     {
         return {EnumHostSubmit::NoMemory, {}};
     }
+    catch (const CallError&) // memory is all that these calls can lack
+    {
+        return {EnumHostSubmit::NoMemory, {}};
+    }
 }
 
 /// Takes all the memory that the host needs for the job.
@@ -133,7 +139,7 @@ EnumHostSubmit Core::Admit(const std::shared_ptr<Record>& iRecord)
         if (mClosing != ClosingNot)
             return EnumHostSubmit::Closed;
     }
-    if (mbUsersCount)
+    if (!user.empty())
     {
         const auto [place, bNew] = mUsers.try_emplace(std::move(user), mUnits.size());
         iRecord->mpUser = &place->second;
@@ -161,6 +167,8 @@ void Core::Begin(Hold& ioHold)
     record.mLifeEnd = After(record.mOptions.mLongestLife, Clock::now());
     const std::exception_ptr failure = Catch([&] {
         Expect(record.mpJob->SetRunning(true, nullptr), "SetRunning");
+        if (record.mpContext) // it may have served another job
+            Expect(record.mpContext->put_LongB(ICKDXProcessContext::cGoOn), "put_LongB");
         if (IsStopping())
             StopWork(ioHold);
     });
@@ -207,7 +215,10 @@ QORHostCounts Core::GetCounts()
 
 std::thread Core::StartThread(std::function<void()> iBody) const
 {
-    return mConfig.mStartThread ? mConfig.mStartThread(std::move(iBody)) : std::thread(std::move(iBody));
+    std::thread thread = mConfig.mStartThread ? mConfig.mStartThread(std::move(iBody)) : std::thread(std::move(iBody));
+    if (!thread.joinable())
+        throw std::invalid_argument("the server has started no thread");
+    return thread;
 }
 
 } // namespace QORHOST

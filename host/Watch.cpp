@@ -88,10 +88,10 @@ Moment Core::GetEnd(const Record& iRecord, const char** oWhy)
     };
     const QORHostRun* const run = iRecord.mpRunning;
     const bool bOpen = !IsTooLate(iRecord);
-    if (bOpen)
+    if (run == nullptr ? bOpen : !run->mbEndedBefore)
         limit(iRecord.mLifeEnd, cLivedTooLong);
     if (bOpen && iRecord.mState == EnumHostState::Queued)
-        limit(After(iRecord.mOptions.mLongestWait, iRecord.mEntered), cWaitedTooLong);
+        limit(std::max(After(iRecord.mOptions.mLongestWait, iRecord.mEntered), iRecord.mGivenUntil), cWaitedTooLong);
     if (run != nullptr)
     {
         const Moment reported{Clock::duration(run->mLastReport)};
@@ -159,8 +159,11 @@ void Core::TakeAway(Hold& ioHold, const char* iWhy)
     record.mpOverdue = nullptr;
     const auto failure = Catch([&] {
         Exit(record);
+        const bool bOwed = record.mOwedStep != StepNoMore;
+        if (!bOwed && record.mpJob->StopRunningIfHang(0, 0, &run.mTask) != S_OK)
+            throw CallError("StopRunningIfHang found another task");
         // The library gives up one step of a job, and would run a closing one again.
-        if (record.mbRunAway || run.mStepId == StepCloseJob || record.mOwedStep != StepNoMore)
+        if (record.mbRunAway || bOwed || run.mStepId == StepCloseJob)
             throw CallError("its last steps hang");
         GoOnWithout(ioHold, run, iWhy);
     });
@@ -178,15 +181,13 @@ void Core::GoOnWithout(Hold& ioHold, QORHostRun& ioRun, const char* iWhy)
     ioRun.mbRunAway = record.mbRunAway = true;
     record.mbSilent = ioRun.mpStep->mbCommits;
     job.SetRunAwayStatus();
-    if (job.StopRunningIfHang(0, 0, &ioRun.mTask) != S_OK)
-        throw CallError("StopRunningIfHang found another task");
     if (!QORJOB::HasEnded(StatusOf(job)))
         Fail(ioHold, MakeError(GetStepName(ioRun.mStepId), record.mId, iWhy));
     Expect(job.SetRunning(true, nullptr), "SetRunning");
     // Of a job that has lost a step the library keeps the sending of the error and the closing: what else reports is
     // the host's to run.
     const int next = NextStepOf(record);
-    if (next != StepSendingErrorMessage && next != StepCloseJob)
+    if (next != StepSendingErrorMessage && next != StepCloseJob && next != ioRun.mStepId)
         record.mOwedStep = next;
 }
 

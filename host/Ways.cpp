@@ -14,6 +14,8 @@ namespace QORHOST
 void Core::Enter(Hold& ioHold)
 {
     Record& record = ioHold.GetRecord();
+    if (mClosing == ClosingEnded)
+        return EndUnrun(ioHold);
     QORJob& job = *record.mpJob.Get();
     Unit* unit = record.mpUnit != nullptr ? record.mpUnit : mUnits.front().get();
     int priority = 0;
@@ -21,9 +23,7 @@ void Core::Enter(Hold& ioHold)
     const std::exception_ptr failure = Catch([&] {
         if (record.mbBroken)
             return;
-        int stepId = record.mOwedStep;
-        if (stepId == StepNoMore)
-            Expect(job.GetCurrentStepId(&stepId, nullptr), "GetCurrentStepId");
+        const int stepId = NextStepOf(record);
         unit = &UnitOf(stepId, *unit);
         bFirst = IsStopping() || QORJOB::HasEnded(StatusOf(job));
         Expect(job.GetPUPriority(&priority), "GetPUPriority");
@@ -75,24 +75,38 @@ void Core::Advance(Hold& ioHold)
         return Enter(ioHold);
     case EnumHostState::Paused:
     case EnumHostState::Delayed:
+        record.mRetryAt = cNever;
         return Enter(ioHold);
     default:
         return;
     }
 }
 
-/// For choosing a unit: 0 where the job can't tell.
+/// For choosing a unit; 0 when there is none, and where the job can't tell, which is noticed when it is asked to run
+/// one.
 int Core::NextStepOf(const Record& iRecord)
 {
-    int stepId = StepNoMore;
-    iRecord.mpJob->GetCurrentStepId(&stepId, nullptr);
-    return iRecord.mOwedStep != StepNoMore ? iRecord.mOwedStep : stepId;
+    int stepId = iRecord.mOwedStep != StepNoMore ? iRecord.mOwedStep : iRecord.mHandedStep;
+    if (stepId == StepNoMore)
+        iRecord.mpJob->GetCurrentStepId(&stepId, nullptr);
+    return stepId;
+}
+
+/// Nobody runs the job's last steps any more.
+void Core::EndUnrun(Hold& ioHold)
+{
+    Record& record = ioHold.GetRecord();
+    record.mState = EnumHostState::Running; // it is this thread's
+    Break(ioHold, std::make_exception_ptr(CallError("the host has ended")));
+    ioHold.EndLater();
 }
 
 /// The job is with no thread and in no unit.
 void Core::Rest(Hold& ioHold, EnumHostState iState)
 {
     Record& record = ioHold.GetRecord();
+    if (mClosing == ClosingEnded)
+        return EndUnrun(ioHold);
     QORJob& job = *record.mpJob.Get();
     const int status = StatusOf(job);
     if (iState == EnumHostState::WaitingForChildren && !QORJOB::HasEnded(status))
@@ -108,7 +122,8 @@ void Core::StopWork(Hold& ioHold)
 {
     Record& record = ioHold.GetRecord();
     QORJob& job = *record.mpJob.Get();
-    if (record.mbCommitted || QORJOB::HasEnded(StatusOf(job)))
+    const int status = StatusOf(job);
+    if (QORJOB::HasEnded(status) || (record.mbCommitted && !QORJOB::IsHeld(status)))
         return;
     record.mbPaused = false;
     record.mRetryAt = cNever;
@@ -124,13 +139,10 @@ void Core::StopWork(Hold& ioHold)
 void Core::EndJob(const std::shared_ptr<Record>& iRecord)
 {
     Record& record = *iRecord;
-    bool bHandles = false;
     {
         const std::lock_guard hold(mMutex);
         const std::shared_ptr<Record> open = std::move(*record.mOpenPlace);
         mOpen.erase(record.mOpenPlace);
-        // Others than this function, its caller and the document have it: from here on only copies of theirs are made.
-        bHandles = iRecord.use_count() > (record.mpParent == nullptr ? 2 : 3);
         if (record.mpParent == nullptr)
             --mOpenJobs;
         mBytes -= record.mOptions.mBytes;
@@ -139,25 +151,33 @@ void Core::EndJob(const std::shared_ptr<Record>& iRecord)
     }
     mRoom.notify_all();
 
+    std::shared_ptr<Core> core;
+    if (record.mOptions.mOnEnd != nullptr)
+    {
+        QORJob* job = nullptr;
+        {
+            const std::lock_guard hold(record.mMutex);
+            KeepEnd(record);
+            core = std::move(record.mpCore);
+            job = record.mpJob.Get();
+        }
+        CallBack(iRecord, *job);
+    }
     QBase::PtrI<QORJob> job;
     QBase::PtrI<ICKDXProcessContext> context;
-    std::shared_ptr<Core> core;
-    const bool bCalledBack = record.mOptions.mOnEnd == nullptr;
     {
         const std::lock_guard hold(record.mMutex);
-        KeepEnd(record, bHandles);
-        mTimers.Forget(record);
-        record.mState = EnumHostState::Ended;
-        record.mbCalledBack = bCalledBack;
+        if (record.mState != EnumHostState::Ended)
+        {
+            KeepEnd(record);
+            core = std::move(record.mpCore);
+        }
+        // Others than the caller and the document have it: from here on only copies of theirs are made.
+        if (iRecord.use_count() > (record.mpParent == nullptr ? 1 : 2))
+            KeepSnapshot(record);
+        record.mbCalledBack = true;
         job = std::move(record.mpJob);
         context = std::move(record.mpContext);
-        core = std::move(record.mpCore);
-    }
-    if (!bCalledBack)
-    {
-        CallBack(iRecord, *job.Get());
-        const std::lock_guard hold(record.mMutex);
-        record.mbCalledBack = true;
     }
     record.mEnded.notify_all();
     if (mRunUntils > 0)
@@ -167,26 +187,31 @@ void Core::EndJob(const std::shared_ptr<Record>& iRecord)
         EndChild(iRecord);
     context = {};
     job = {};
-    if (--mUnfinished > 0)
+    --mUnfinished;
+    if (mEndWaiters == 0)
         return;
     const std::lock_guard hold(mMutex);
     mAllEnded.notify_all();
 }
 
-/// What handles are asked for afterwards.
-void Core::KeepEnd(Record& ioRecord, bool ibSnapshot)
+/// What handles are told from here on.
+void Core::KeepEnd(Record& ioRecord)
 {
     QORJob& job = *ioRecord.mpJob.Get();
+    mTimers.Forget(ioRecord);
+    ioRecord.mState = EnumHostState::Ended;
     job.UpdateJobCloseCounters();
     if (ioRecord.mbRunAway)
         job.NeedToPerisistMsgStatusForRunAway(RunAwayCleanUp);
     job.GetStatus(&ioRecord.mStatus);
     job.GetErrCode(&ioRecord.mErrorCode);
-    if (!ibSnapshot)
-        return;
+}
+
+void Core::KeepSnapshot(Record& ioRecord)
+{
     const std::exception_ptr failure = Catch([&] {
         auto snapshot = std::make_unique<QORJobInfo>();
-        Expect(job.GetJobInfo(snapshot.get()), "GetJobInfo");
+        Expect(ioRecord.mpJob->GetJobInfo(snapshot.get()), "GetJobInfo");
         ioRecord.mpSnapshot = std::move(snapshot);
     });
     ioRecord.mbSnapshotMissing = failure != nullptr;

@@ -57,15 +57,15 @@ TEST(HostTimes, EndAStepThatListensAndGiveUpOneThatDoesnt)
         std::string mReason;
     };
     const std::vector<Row> rows = {
-        {"run", {.mLongestRun = 1ms}, {}, 0ms, "it ran for longer than it may"},
+        {"run", {.mLongestRun = 1ms}, {}, 0ms, "it took longer than a step may take"},
         {"silence",
          {.mLongestRun = 1h, .mLongestSilence = 1ms},
          {},
          0ms,
          "it reported no progress for longer than it may"},
-        {"life", {.mLongestLife = 1ms}, {.mLongestLife = 20ms}, 0ms, "the job's time was over"},
-        {"default life", {.mLongestLife = 20ms}, {}, 0ms, "the job's time was over"},
-        {"command", {.mLongestRun = 1h}, {}, 1ms, "the job's time was over"},
+        {"life", {.mLongestLife = 1ms}, {.mLongestLife = 20ms}, 0ms, "it took longer than the job's time allows"},
+        {"default life", {.mLongestLife = 20ms}, {}, 0ms, "it took longer than the job's time allows"},
+        {"command", {.mLongestRun = 1h}, {}, 1ms, "it took longer than the job's time allows"},
     };
     for (const Row& row : rows)
     {
@@ -126,7 +126,8 @@ TEST(HostTimes, EndWhatWaitsTooLong)
                            bWait ? QORHostSubmit{.mLongestWait = 1ms} : QORHostSubmit{.mLongestLife = 1ms});
         while (job.GetStatus() != JobStoppedWithError) // at once; it ends when a thread is free
             std::this_thread::yield();
-        EXPECT_EQ(job.GetReason(), bWait ? "it waited in the queue for longer than it may" : "the job's time was over");
+        EXPECT_EQ(job.GetReason(), bWait ? "it waited in the queue for longer than it may"
+                                         : "it took longer than the job's time allows");
         EXPECT_EQ(job.GetState(), EnumHostState::Queued);
         hanging.mMayReturn.Open();
         EXPECT_TRUE(job.WaitFor(cLong));
@@ -151,7 +152,7 @@ TEST(HostTimes, DeliverTheErrorOfAJobThatLostItsStep)
     const QORHostJob handle = hanging.Submit(job);
     EXPECT_TRUE(handle.WaitFor(cLong));
     EXPECT_EQ(hanging.mEvents.Get(), (std::vector<std::string>{"told", "end"}));
-    EXPECT_EQ(hanging.mError, QORJOB_W("SQL Generation of job 3 failed: it ran for longer than it may"));
+    EXPECT_EQ(hanging.mError, QORJOB_W("SQL Generation of job 3 failed: it took longer than a step may take"));
     QORJobInfo info;
     ASSERT_EQ(handle.GetSnapshot(info), S_OK);
     hanging.mMayReturn.Open();
