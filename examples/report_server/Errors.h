@@ -1,5 +1,7 @@
-// The two kinds of errors, and where each is reported.
+// The kinds of errors, and where each is reported.
 #pragma once
+
+#include "qorjob.h"
 
 #include <functional>
 #include <stdexcept>
@@ -19,13 +21,16 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// Throws std::runtime_error, with the library's operation and its code, unless the code is a success.
+void Expect(HRESULT iCode, const char* iOperation);
+
 /// Why the system has refused the last call.
 std::string SystemReason();
 
 /// One line to standard error. Any thread.
 void LogError(const std::string& iText);
 
-/// For who draws on the terminal: takes the lines in place of standard error and writes them when there is room. Must
-/// not log errors. An empty one: standard error again.
+/// For who draws on the terminal: takes the lines in place of standard error. Must not log errors. An empty one:
+/// standard error again.
 using ErrorTaker = std::function<void(const std::string& iText)>;
 void SetErrorTaker(ErrorTaker iTaker);

@@ -1,20 +1,12 @@
-// The performance monitor's counters as text that Prometheus reads.
+// The performance monitor's readings: for people as tables, for Prometheus as text.
 #pragma once
 
-#include "OutputFile.h"
+#include <string>
 
-/// Threads: one.
-/// Owns:    its file.
-/// Errors:  as OutputFile.
-class Metrics
-{
-public:
-    /// From here on steps are profiled.
-    explicit Metrics(const std::filesystem::path& iPath);
+/// Before the first job: without it nothing but the counters is kept. `ibWaits`: the waits, too, for the report.
+void StartProfile(bool ibWaits);
 
-    /// When all jobs have ended.
-    bool Write();
+// When all jobs have ended.
 
-private:
-    OutputFile mFile;
-};
+std::string MakeProfileReport();
+std::string MakeMetrics();

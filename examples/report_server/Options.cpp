@@ -4,7 +4,6 @@
 #include "Text.h"
 
 #include <algorithm>
-#include <array>
 #include <set>
 #include <string_view>
 
@@ -13,45 +12,40 @@ namespace
 
 constexpr std::uint64_t cMegabyte = 1'024 * 1'024;
 
-int ReadNumber(const std::string& iText, int iMost)
+constexpr int cMost = 1'000'000;
+
+unsigned ReadNumber(const std::string& iText, int iMost)
 {
     int number = 0;
-    if (!ParseInt(iText, number) || number < 1 || number > iMost)
+    if (!ParseNumber(iText, number) || number < 1 || number > iMost)
         throw SetupError("a number from 1 to " + std::to_string(iMost) + " is needed, not \"" + iText + "\"");
-    return number;
+    return static_cast<unsigned>(number);
 }
 
 struct OptionEntry
 {
     std::string_view mName;
     bool mbValue;
-    void (*mpRead)(const std::string& iValue, Options& ioOptions); ///< throws SetupError
+    void (*mpRead)(Options& ioOptions, const std::string& iValue); ///< throws SetupError
 };
 
 constexpr OptionEntry cOptions[] = {
-    {"--data", true, [](const std::string& iValue, Options& ioOptions) { ioOptions.mData = iValue; }},
-    {"--requests", true, [](const std::string& iValue, Options& ioOptions) { ioOptions.mRequests = iValue; }},
-    {"--threads", true,
-     [](const std::string& iValue, Options& ioOptions) {
-         ioOptions.mThreadsPerUnit = static_cast<std::size_t>(ReadNumber(iValue, 64));
-     }},
+    {"--data", true, [](auto& ioOptions, auto& iValue) { ioOptions.mData = iValue; }},
+    {"--requests", true, [](auto& ioOptions, auto& iValue) { ioOptions.mRequests = iValue; }},
+    {"--threads", true, [](auto& ioOptions, auto& iValue) { ioOptions.mThreadsPerUnit = ReadNumber(iValue, 64); }},
     {"--job-memory", true,
-     [](const std::string& iValue, Options& ioOptions) {
-         ioOptions.mLimits.mJobMemory = cMegabyte * static_cast<unsigned>(ReadNumber(iValue, 1'000'000));
-     }},
+     [](auto& ioOptions, auto& iValue) { ioOptions.mJobMemory = cMegabyte * ReadNumber(iValue, cMost); }},
     {"--step-time", true,
-     [](const std::string& iValue, Options& ioOptions) {
-         ioOptions.mLimits.mStepTime = std::chrono::seconds(ReadNumber(iValue, 1'000'000));
-     }},
-    {"--log", true, [](const std::string& iValue, Options& ioOptions) { ioOptions.mLogRouters = iValue; }},
-    {"--dump", true, [](const std::string& iValue, Options& ioOptions) { ioOptions.mDump = iValue; }},
-    {"--trace", true, [](const std::string& iValue, Options& ioOptions) { ioOptions.mTrace = iValue; }},
-    {"--metrics", true, [](const std::string& iValue, Options& ioOptions) { ioOptions.mMetrics = iValue; }},
-    {"--profile", false, [](const std::string&, Options& ioOptions) { ioOptions.mbProfile = true; }},
-    {"--watch", false, [](const std::string&, Options& ioOptions) { ioOptions.mbWatch = true; }},
-    {"--results-only", false, [](const std::string&, Options& ioOptions) { ioOptions.mbResultsOnly = true; }},
-    {"--help", false, [](const std::string&, Options& ioOptions) { ioOptions.mbHelp = true; }},
-    {"-h", false, [](const std::string&, Options& ioOptions) { ioOptions.mbHelp = true; }},
+     [](auto& ioOptions, auto& iValue) { ioOptions.mStepTime = std::chrono::seconds(ReadNumber(iValue, cMost)); }},
+    {"--log", true, [](auto& ioOptions, auto& iValue) { ioOptions.mLogRouters = iValue; }},
+    {"--dump", true, [](auto& ioOptions, auto& iValue) { ioOptions.mDump = iValue; }},
+    {"--trace", true, [](auto& ioOptions, auto& iValue) { ioOptions.mTrace = iValue; }},
+    {"--metrics", true, [](auto& ioOptions, auto& iValue) { ioOptions.mMetrics = iValue; }},
+    {"--profile", false, [](auto& ioOptions, auto&) { ioOptions.mbProfile = true; }},
+    {"--watch", false, [](auto& ioOptions, auto&) { ioOptions.mbWatch = true; }},
+    {"--results-only", false, [](auto& ioOptions, auto&) { ioOptions.mbResultsOnly = true; }},
+    {"--help", false, [](auto& ioOptions, auto&) { ioOptions.mbHelp = true; }},
+    {"-h", false, [](auto& ioOptions, auto&) { ioOptions.mbHelp = true; }},
 };
 
 const OptionEntry& Find(std::string_view iName)
@@ -88,7 +82,7 @@ Options ParseOptions(const std::vector<std::string>& iArguments)
             throw SetupError(name + " needs a value");
         try
         {
-            option.mpRead(value, options);
+            option.mpRead(options, value);
         }
         catch (const SetupError& error)
         {
@@ -115,7 +109,7 @@ the jobs went.
 
   --threads N      worker threads in each of the four processing units (2)
   --job-memory MB  what a job may take of memory for rows; one that asks for more fails (no limit)
-  --step-time S    seconds that a step may work; one that takes longer is given up (60)
+  --step-time S    seconds that a step may work; one that takes longer is stopped (60)
   --log ROUTERS    switch log routers on, to standard error: "Kernel/Job Trace,Kernel/Error", "all"
   --profile        show step times, waits in the queues and counters at the end
   --watch          show the jobs that are open, while they are; the results come afterwards

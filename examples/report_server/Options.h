@@ -1,9 +1,8 @@
 // The command line.
 #pragma once
 
-#include "Limits.h"
-
-#include <cstddef>
+#include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -12,10 +11,11 @@ struct Options
 {
     std::filesystem::path mData;
     std::filesystem::path mRequests;
-    std::size_t mThreadsPerUnit = 2;
-    Limits mLimits;
-    std::string mLogRouters;     ///< "Kernel/Job Trace,Kernel/Error", or "all"; empty: none
-    std::filesystem::path mDump; ///< these three: empty for none
+    unsigned mThreadsPerUnit = 2;
+    std::uint64_t mJobMemory = ~std::uint64_t{0}; ///< of a job and its children, in bytes
+    std::chrono::seconds mStepTime{60};           ///< of each step that works; one that takes longer is stopped
+    std::string mLogRouters;                      ///< "Kernel/Job Trace,Kernel/Error", or "all"; empty: none
+    std::filesystem::path mDump;                  ///< these three: empty for none
     std::filesystem::path mTrace;
     std::filesystem::path mMetrics;
     bool mbWatch = false;

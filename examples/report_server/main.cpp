@@ -1,31 +1,22 @@
 // A small analytics server: reads requests from a file and runs each as a job.
-#include "Client.h"
-#include "Control.h"
-#include "Dump.h"
 #include "Errors.h"
-#include "FileAccess.h"
-#include "JobItems.h"
-#include "JobTable.h"
-#include "Kernel.h"
-#include "Keyboard.h"
-#include "Mailboxes.h"
 #include "Metrics.h"
 #include "Options.h"
-#include "Printable.h"
-#include "ProfileReport.h"
-#include "Request.h"
-#include "StepTask.h"
-#include "StopSignal.h"
+#include "Server.h"
 #include "Text.h"
-#include "Trace.h"
-#include "Warehouse.h"
 #include "Watch.h"
+#include "client/Client.h"
+#include "client/Request.h"
 #include "platform/builtin/LogSinks.h"
 #include "qorjob.h"
+#include "tasks/Steps.h"
+#include "warehouse/Warehouse.h"
 
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
@@ -45,7 +36,36 @@ enum EnumExitCode : int
     ExitAllDone = 0,
     ExitNotAllDone = 1,
     ExitNotStarted = 2,
+    ExitSignal = 128, ///< and its number, as a shell tells of it
 };
+
+std::atomic<int> gSignal{0}; // the first that came of those that stop the server
+static_assert(std::atomic<int>::is_always_lock_free, "a signal handler may touch it");
+
+extern "C" void OnStop(int iSignal)
+{
+    int none = 0;
+    if (gSignal.compare_exchange_strong(none, iSignal))
+        return;
+    std::signal(iSignal, SIG_DFL);
+    std::raise(iSignal); // comes when this function has returned
+}
+
+/// From here on these signals are noted, unless they are ignored already, as nohup has it; a second one, of whatever
+/// kind, ends the process at once. A reader of the output that goes away is an error of writing, no signal.
+void CatchSignals()
+{
+    std::signal(SIGPIPE, SIG_IGN);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    {
+        struct sigaction action = {};
+        if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN)
+            continue;
+        action.sa_handler = OnStop;
+        action.sa_flags = SA_RESTART; // a result that is being written stays whole
+        sigaction(signal, &action, nullptr);
+    }
+}
 
 void SwitchLogOn(const std::string& iRouters)
 {
@@ -63,104 +83,77 @@ void SwitchLogOn(const std::string& iRouters)
 }
 
 /// Until all jobs have ended. A paused one that nobody will resume any more goes on.
-void ObeyKeyboard(Kernel& ioKernel, Watch* iWatch)
+void ObeyUntilEnd(Server& ioServer)
 {
-    constexpr std::chrono::milliseconds cMoment{50};
+    constexpr std::chrono::milliseconds cMoment{20};
     Keyboard keyboard;
-    while (!ioKernel.WaitFor(cMoment))
+    while (!ioServer.WaitFor(cMoment))
     {
+        if (gSignal != 0)
+            ioServer.Stop();
         while (const auto line = keyboard.TakeLine())
-        {
-            if (iWatch != nullptr)
-                iWatch->AddTypedLine();
             try
             {
-                const bool bDone = ioKernel.Obey(ParseControl(*line));
+                const bool bDone = ioServer.Obey(ParseControl(*line));
                 LogError(*line + (bDone ? ": done" : ": will be done when the step comes"));
             }
-            catch (const std::exception& error)
+            catch (const RequestError& error)
             {
                 LogError(*line + ": " + error.what());
             }
-        }
-        if (!keyboard.IsOpen() || StopSignal::IsRaised())
-            ioKernel.ResumeAll();
+        ioServer.ResumePaused(!keyboard.IsOpen());
     }
 }
 
-/// The files that the options ask for; null those that they don't.
-struct Files
+/// Null when nobody asks for it.
+std::unique_ptr<OutputFile> Open(const std::filesystem::path& iPath)
 {
-    explicit Files(const Options& iOptions)
-        : mpDump(Open<Dump>(iOptions.mDump)), mpTrace(Open<Trace>(iOptions.mTrace)),
-          mpMetrics(Open<Metrics>(iOptions.mMetrics))
-    {
-    }
-
-    /// None of them may be a file that the server reads or writes otherwise.
-    static void Check(const Options& iOptions)
-    {
-        std::vector<std::filesystem::path> inUse = ListDataFiles(iOptions.mData);
-        inUse.push_back(iOptions.mRequests);
-        if (const char* const log = std::getenv("QORJOB_LOG_FILE"))
-            inUse.emplace_back(log);
-        RefuseFilesInUse({iOptions.mDump, iOptions.mTrace, iOptions.mMetrics}, std::move(inUse));
-    }
-
-    /// False when not all of it could be written.
-    bool Close()
-    {
-        const bool bDump = mpDump == nullptr || mpDump->Close();
-        const bool bTrace = mpTrace == nullptr || mpTrace->Close();
-        const bool bMetrics = mpMetrics == nullptr || mpMetrics->Write();
-        return bDump && bTrace && bMetrics;
-    }
-
-    template <class File>
-    static std::unique_ptr<File> Open(const std::filesystem::path& iPath)
-    {
-        return iPath.empty() ? nullptr : std::make_unique<File>(iPath);
-    }
-
-    std::unique_ptr<Dump> mpDump;
-    std::unique_ptr<Trace> mpTrace;
-    std::unique_ptr<Metrics> mpMetrics;
-};
-
-/// While the jobs are watched, their results are held back.
-void Run(const Options& iOptions, const RequestFile& iFile, Client& ioClient, Kernel& ioKernel)
-{
-    std::optional<Watch> watch;
-    if (iOptions.mbWatch)
-        watch.emplace(ioKernel, std::cout, isatty(STDOUT_FILENO) == 1).Start();
-    for (const Request& request : iFile.mRequests)
-        ioClient.Send(request, ioKernel);
-    ObeyKeyboard(ioKernel, watch ? &*watch : nullptr);
+    return iPath.empty() ? nullptr : std::make_unique<OutputFile>(iPath);
 }
 
-/// True when all requests have their results. The kernel with all its threads has ended then.
-bool ServeRequests(const Options& iOptions, const Warehouse& iWarehouse, const RequestFile& iFile, const Files& iFiles)
+/// None of the outputs may be a file that the server reads or writes otherwise.
+void CheckOutputs(const Options& iOptions)
 {
-    std::ostringstream held;
+    std::vector<std::filesystem::path> inUse = ListDataFiles(iOptions.mData);
+    inUse.push_back(iOptions.mRequests);
+    if (const char* const log = std::getenv("QORJOB_LOG_FILE"))
+        inUse.emplace_back(log);
+    RefuseFilesInUse({iOptions.mDump, iOptions.mTrace, iOptions.mMetrics}, std::move(inUse));
+}
+
+/// True when all requests have their results. The server with all its threads has ended then.
+bool ServeRequests(const Options& iOptions, Warehouse& ioWarehouse, const RequestFile& iFile, OutputFile* iDump,
+                   OutputFile* iTrace)
+{
+    std::ostringstream held; // the results, while the jobs are watched
     Client client(iOptions.mbWatch ? held : std::cout, iOptions.mbResultsOnly);
     Mailboxes mailboxes;
-    Kernel kernel(iWarehouse, mailboxes, iOptions.mThreadsPerUnit, iOptions.mLimits,
-                  {iFiles.mpDump.get(), iFiles.mpTrace.get()});
+    std::optional<Trace> trace;
+    if (iTrace != nullptr)
+        trace.emplace(*iTrace);
+    Server server(ioWarehouse, mailboxes, iOptions, iDump, trace ? &*trace : nullptr);
     for (const Control& control : iFile.mControls)
-        kernel.Order(control);
-    Run(iOptions, iFile, client, kernel);
+        server.Order(control);
+    {
+        std::optional<Watch> watch;
+        if (iOptions.mbWatch)
+            watch.emplace(server, std::cout, isatty(STDOUT_FILENO) == 1);
+        for (const Request& request : iFile.mRequests)
+            client.Send(request, server);
+        ObeyUntilEnd(server);
+    }
     client.WriteRest();
     std::cout << held.str();
     mailboxes.Write(std::cout);
-    for (const Control& order : kernel.GetOrders())
+    for (const Control& order : server.GetOrders())
         LogError(ToText(order) + ": the step never came");
 
     if (!iOptions.mbResultsOnly)
-        std::cout << MakeJobTable(kernel.GetRecords()) << '\n';
+        std::cout << MakeJobTable(server.GetRows()) << '\n';
     if (iOptions.mbProfile)
         std::cout << MakeProfileReport() << '\n';
-    std::cout << MakeSummary(kernel.GetRecords(), iFile.mBadLines.size()) << std::flush;
-    return HaveAllCompleted(kernel.GetRecords()) && iFile.mBadLines.empty() && kernel.GetOrders().empty();
+    std::cout << MakeSummary(server.GetRows(), iFile.mBadLines.size()) << std::flush;
+    return HaveAllCompleted(server.GetRows()) && iFile.mBadLines.empty() && server.GetOrders().empty();
 }
 
 /// False, with an error told, when not all of it could be written.
@@ -174,26 +167,31 @@ bool FlushOutput()
 
 int Serve(const Options& iOptions)
 {
-    Files::Check(iOptions);
+    CheckOutputs(iOptions);
     const QORJOB::Initializer initializer;
-    NameJobItems();
-    NameTasks();
+    NameSteps();
     if (!iOptions.mLogRouters.empty())
         SwitchLogOn(iOptions.mLogRouters);
-    if (iOptions.mbProfile)
-        StartProfile();
+    if (iOptions.mbProfile || !iOptions.mMetrics.empty())
+        StartProfile(iOptions.mbProfile);
 
     const RequestFile file = ReadRequests(iOptions.mRequests);
     for (const std::string& line : file.mBadLines)
         LogError(line);
-    const Warehouse warehouse(iOptions.mData);
-    Files files(iOptions); // one that is a pipe waits for its reader: until then a signal ends the process
-    StopSignal::Install(); // from here on there is work to end
-    const bool bAllDone = ServeRequests(iOptions, warehouse, file, files);
-    const bool bFilesWritten = files.Close();
-    const bool bAllWritten = FlushOutput() && bFilesWritten;
-    if (StopSignal::IsRaised())
-        return StopSignal::GetExitCode();
+    Warehouse warehouse(iOptions.mData);
+    // One that is a pipe waits for its reader: until then a signal ends the process.
+    const auto dump = Open(iOptions.mDump);
+    const auto trace = Open(iOptions.mTrace);
+    const auto metrics = Open(iOptions.mMetrics);
+    CatchSignals(); // from here on there is work to end
+    const bool bAllDone = ServeRequests(iOptions, warehouse, file, dump.get(), trace.get());
+    if (metrics != nullptr)
+        metrics->Write(MakeMetrics());
+    bool bAllWritten = FlushOutput();
+    for (const auto* const output : {&dump, &trace, &metrics})
+        bAllWritten = (*output == nullptr || (*output)->Close()) && bAllWritten;
+    if (gSignal != 0)
+        return ExitSignal + gSignal;
     return bAllDone && bAllWritten ? ExitAllDone : ExitNotAllDone;
 }
 
