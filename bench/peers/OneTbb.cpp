@@ -83,8 +83,8 @@ private:
     }
 };
 
-/// Each job is a graph of its own, run once. It is made when its turn in the arena has come: with more than 4,095 graphs
-/// at a time an arena comes to a stop.
+/// Each job is a graph of its own, run once. It is made when its turn in the arena has come: with more than 4,095
+/// graphs at a time an arena comes to a stop.
 class GraphsInArena final : public JobsInArena
 {
 public:
