@@ -17,8 +17,14 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+[[noreturn]] void ThrowCallError(HRESULT iCode, const char* iOperation);
+
 /// Throws CallError, with the operation's name and the code, unless the code is a success.
-void Expect(HRESULT iCode, const char* iOperation);
+inline void Expect(HRESULT iCode, const char* iOperation)
+{
+    if (FAILED(iCode)) [[unlikely]]
+        ThrowCallError(iCode, iOperation);
+}
 
 int StatusOf(const QORJob& iJob);
 

@@ -164,11 +164,14 @@ EnumLeave Core::ChooseStep(Hold& ioHold, QORHostRun& ioRun, const QORHostStep*& 
         Enter(ioHold);
         return true;
     };
-    // Another unit's is asked for there only: a step that is handed out and not started is warned of.
-    if (mUnits.size() > 1 && moves(NextStepOf(record)))
+    // Who asks for a step to run marks it as started, and is warned when it isn't started next. So in the ordinary way
+    // the host looks, starts what it sees, and asks only where that changes the list: at the end, and to begin anew.
+    int stepId = NextStepOf(record);
+    if (moves(stepId))
         return EnumLeave::Elsewhere;
-    int stepId = record.mOwedStep != StepNoMore ? record.mOwedStep : std::exchange(record.mHandedStep, StepNoMore);
-    if (stepId == StepNoMore)
+    const bool bKnown = record.mOwedStep != StepNoMore || record.mHandedStep != StepNoMore;
+    record.mHandedStep = StepNoMore;
+    if (!bKnown && (stepId == StepNoMore || ioRun.mbEndedBefore || before == JobRequeued))
         Expect(job.GetCurrentStepIdToRun(&stepId, nullptr), "GetCurrentStepIdToRun");
     if (stepId == StepNoMore)
     {
@@ -285,7 +288,9 @@ void Core::FinishStep(const Outcome& iOutcome, Hold& ioHold, QORHostRun& ioRun)
     if (std::exchange(record.mOwedStep, StepNoMore) == ioRun.mStepId)
         return; // the library knows nothing of this run
 
-    const int status = StatusOf(job);
+    // Of a step that has done its work the status matters to the closing, and to what has paused meanwhile.
+    const bool bAsks = iOutcome.mKind != Done || ioRun.mStepId == StepCloseJob || record.mbContextTold;
+    const int status = bAsks ? StatusOf(job) : JobExecuting;
     const bool bEnded = QORJOB::HasEnded(status);
     bool bStays = false; // the step is to be run again
     if (iOutcome.mKind == Done)

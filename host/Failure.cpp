@@ -45,10 +45,9 @@ bool HasText(HRESULT iCode)
 
 } // namespace
 
-void Expect(HRESULT iCode, const char* iOperation)
+void ThrowCallError(HRESULT iCode, const char* iOperation)
 {
-    if (FAILED(iCode))
-        throw CallError(std::string(iOperation) + " failed with " + ToText(iCode));
+    throw CallError(std::string(iOperation) + " failed with " + ToText(iCode));
 }
 
 int StatusOf(const QORJob& iJob)

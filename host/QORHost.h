@@ -30,7 +30,9 @@ struct QORHostCounts
 ///          that don't fit together, and std::system_error or what QORHostConfig::mStartThread throws for threads that
 ///          don't start. Logs to the routers Error, Warning and Info of the component "Host".
 /// Locks:   a job's record first; then one of a unit's queue, the timers' or the host's own, never two of them; then
-///          the job's. No code of the server is called under them, but for what jobs call in theirs.
+///          the job's. Of the server's code only the job's process context, and what that calls, is called under
+///          them. What is registered with a stop token is called by whoever tells the step to stop: if it blocks, so
+///          does the watch over all times.
 class QORHost
 {
 public:

@@ -56,7 +56,8 @@ public:
     EnumHostAnswer Pause();
     /// NotPossible for a job that isn't paused; also goes on with one that a step has put into a held state.
     EnumHostAnswer Resume();
-    /// The job, and the step that it is running, have that much time left from now on, whatever the limits were.
+    /// The job, and the queue or the step that it is in, have that much time left from now on, whatever the limits
+    /// were; 0: as much as they like. TooLate once the step was told that its time is over.
     EnumHostAnswer SetTimeLeft(std::chrono::milliseconds iTime);
     EnumHostAnswer SetPriority(int iPriority);
 

@@ -25,7 +25,8 @@ void QORHostRun::Begin(const QORHostStep& iStep)
     mbTold = false;
     if (!mbEndedBefore && std::exchange(mpRecord->mbContextTold, false) && mpContext)
         mpContext->put_LongB(ICKDXProcessContext::cGoOn); // it was for a step before
-    mStop = std::stop_source(std::nostopstate);
+    if (mStop.stop_possible())
+        mStop = std::stop_source(std::nostopstate);
 }
 
 QORHostJob QORHostRun::GetHandle() const { return QORHostJob(mpRecord); }

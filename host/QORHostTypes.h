@@ -17,17 +17,17 @@
 class QORHostJob;
 class QORHostRun;
 
-// A limit of 0 is none, here and everywhere in the host.
+// A limit of a job's or a step's time is none where it is 0.
 
 /// A group of threads with a queue of their own. The highest priority is taken first, and first come, first served
 /// among equals; but a job of a priority that is d lower than another's waits behind that one only if it came less than
 /// d times `mRaiseEvery` earlier. So a stream of urgent jobs doesn't keep it waiting for ever.
 struct QORHostUnit
 {
-    int mId = 1;                                  ///< that jobs know it under: 1 or more
-    std::string mName = {};                       ///< for people
-    unsigned mThreads = 1;                        ///< 0: the server's own run it, by QORHost::RunOne and RunUntil
-    unsigned mMostAUser = 0;                      ///< jobs of one user that it runs at a time, by QORJob::GetUser
+    int mId = 1;             ///< that jobs know it under: 1 or more
+    std::string mName = {};  ///< for people
+    unsigned mThreads = 1;   ///< 0: the server's own run it, by QORHost::RunOne and RunUntil
+    unsigned mMostAUser = 0; ///< jobs of one user that it runs at a time, by QORJob::GetUser; of no user: all
     std::chrono::milliseconds mRaiseEvery{1'000}; ///< an hour at most
 };
 
@@ -52,7 +52,7 @@ struct QORHostStep
 /// document is cancelled or fails; pausing is nobody's but one's own. A document ends after its children.
 enum class EnumHostFamilyRule
 {
-    FailWithFirst, ///< it fails with that child's reason, and its other children are cancelled
+    FailWithFirst, ///< it fails with that child's reason, unless it commits, and its other children are cancelled
     WaitForAll,    ///< it goes on when all of them have ended, whatever they came to
 };
 
@@ -98,7 +98,7 @@ enum class EnumHostSubmit
     Accepted,
     Full,     ///< there is no room, or there was none in time; the job is as it was
     Closed,   ///< the host takes no jobs any more, or the document no children
-    NoMemory, ///< the job is as it was, but for its parent's id if it is a child
+    NoMemory, ///< the job is as it was, but for its parent's id and governor if it is a child
 };
 
 /// What a command came to, at the moment when it returns.

@@ -13,7 +13,8 @@ void Hold::Release()
     if (!mLock.owns_lock())
         return;
     mLock.unlock();
-    std::exchange(mStop, std::stop_source(std::nostopstate)).request_stop();
+    if (mStop.stop_possible())
+        std::exchange(mStop, std::stop_source(std::nostopstate)).request_stop();
     if (std::exchange(mbCancelChildren, false))
         mCore.CancelChildren(mRecord);
     if (std::exchange(mbEnd, false))

@@ -88,7 +88,9 @@ Moment Core::GetEnd(const Record& iRecord, const char** oWhy)
     };
     const QORHostRun* const run = iRecord.mpRunning;
     const bool bOpen = !IsTooLate(iRecord);
-    if (run == nullptr ? bOpen : !run->mbEndedBefore)
+    if (run != nullptr && run->mbEndedBefore) // what tells of the end has as much time again
+        limit(After(iRecord.mOptions.mLongestLife, iRecord.mStepStart), cLivedTooLong);
+    else if (run != nullptr || bOpen)
         limit(iRecord.mLifeEnd, cLivedTooLong);
     if (bOpen && iRecord.mState == EnumHostState::Queued)
         limit(std::max(After(iRecord.mOptions.mLongestWait, iRecord.mEntered), iRecord.mGivenUntil), cWaitedTooLong);
