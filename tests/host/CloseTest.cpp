@@ -182,3 +182,88 @@ TEST(HostClose, MayBeDestroyedByACallback)
                  }});
     EXPECT_TRUE(gone.Wait());
 }
+
+TEST(HostClose, MayBeDestroyedByAStepWhoseJobIsThenAnothersUnits)
+{
+    Gate gone;
+    QORHostJob job;
+    std::unique_ptr<QORHost> host;
+    host = std::make_unique<QORHost>(
+        QORHostConfig{.mUnits = {{.mId = 1}, {.mId = 2}},
+                      .mSteps = {{.mStepId = cFirst,
+                                  .mUnit = 1,
+                                  .mRun =
+                                      [&](QORHostRun&) {
+                                          host.reset();
+                                          gone.Open();
+                                      }},
+                                 {.mStepId = StepCloseJob, .mUnit = 2, .mRun = [](QORHostRun&) {}}},
+                      .mGrace = 1ms,
+                      .mEndTime = 1ms});
+    QORHost& alive = *host;
+    job = alive.Submit(MakeJob(1, {cFirst, StepCloseJob})).mJob;
+    EXPECT_TRUE(gone.Wait());
+    EXPECT_TRUE(job.WaitFor(cLong));
+}
+
+TEST(HostClose, StopsThoughItDrainsAtTheSameTime)
+{
+    for (const bool bSignals : {false, true})
+    {
+        QORHost host({.mUnits = {{}}, .mSteps = {{.mStepId = cFirst, .mRun = [](QORHostRun& ioRun) {
+                                                      if (ioRun.GetAttempt() == 1)
+                                                          ioRun.TryAgain({.mDelay = 1h, .mLongestDelay = 1h}, "later");
+                                                  }}}});
+        std::vector<QORHostJob> jobs;
+        for (int id = 1; id <= 500; ++id)
+            jobs.push_back(host.Submit(MakeJob(id, {cFirst, StepCloseJob})).mJob);
+        for (const QORHostJob& job : jobs)
+            while (job.GetState() != EnumHostState::Delayed)
+                std::this_thread::yield();
+        if (bSignals)
+        {
+            host.RequestStop();
+            host.RequestDrain();
+        }
+        std::thread drain([&] { EXPECT_TRUE(host.Drain(cLong)); });
+        if (!bSignals)
+            host.Stop(cLong);
+        drain.join();
+        for (const QORHostJob& job : jobs)
+            EXPECT_EQ(job.GetStatus(), JobStopped);
+    }
+}
+
+TEST(HostClose, EndsADocumentOnceThoughItsChildEndsThen)
+{
+    for (int turn = 0; turn < 100; ++turn)
+    {
+        std::atomic<int> ends{0};
+        const auto rests = std::make_shared<Gate>(); // its thread may be left behind
+        std::thread opener;
+        QORHostJob document;
+        {
+            const auto count = [&](const QORHostJob&, QORJob&) { ++ends; };
+            QORHost host({.mUnits = {{.mId = 1}, {.mId = 2}},
+                          .mSteps = {{.mStepId = cFirst,
+                                      .mUnit = 1,
+                                      .mRun =
+                                          [&](QORHostRun& ioRun) {
+                                              ioRun.SubmitChild(MakeJob(2, {cSecond, StepCloseJob}), {.mOnEnd = count});
+                                          }},
+                                     {.mStepId = cSecond,
+                                      .mUnit = 2,
+                                      .mRun = [rests](QORHostRun&) { rests->Wait(); },
+                                      .mbCommits = true}},
+                          .mGrace = 1ms,
+                          .mEndTime = 1ms});
+            document = host.Submit(MakeJob(1, {cFirst, StepCloseJob}), {.mOnEnd = count}).mJob;
+            while (document.GetState() != EnumHostState::WaitingForChildren)
+                std::this_thread::yield();
+            opener = std::thread([rests] { rests->Open(); });
+        }
+        opener.join();
+        EXPECT_TRUE(document.WaitFor(cLong));
+        EXPECT_EQ(ends, 2);
+    }
+}

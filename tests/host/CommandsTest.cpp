@@ -202,6 +202,27 @@ TEST(HostCommands, RunAPausedStepAgainIfItStoppedAndNotIfItEnded)
     }
 }
 
+TEST(HostCommands, TellOneStepToStopAndNotTheNext)
+{
+    Gate inStep;
+    Gate mayEnd;
+    std::vector<bool> told;
+    const auto run = [&](QORHostRun& ioRun) {
+        inStep.Open();
+        EXPECT_TRUE(mayEnd.Wait());
+        told.push_back(ioRun.IsToldToStop());
+    };
+    QORHost host({.mUnits = {{}}, .mSteps = {{.mStepId = cFirst, .mRun = run}, {.mStepId = cSecond, .mRun = run}}});
+    QORHostJob job = host.Submit(MakeJob(1, {cFirst, cSecond, StepCloseJob})).mJob;
+    EXPECT_TRUE(inStep.Wait());
+    EXPECT_EQ(job.Pause(), EnumHostAnswer::Done);
+    EXPECT_EQ(job.Resume(), EnumHostAnswer::Done);
+    mayEnd.Open();
+    EXPECT_TRUE(job.WaitFor(cLong));
+    EXPECT_EQ(told, (std::vector<bool>{true, false}));
+    EXPECT_EQ(job.GetStatus(), JobCompleted);
+}
+
 TEST(HostCommands, LeaveACancelledJobCancelledWhateverItsStepThrows)
 {
     Gate inStep;

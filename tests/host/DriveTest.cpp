@@ -50,6 +50,8 @@ TEST(HostDrive, TakesAJobThroughItsUnitsAndRecordsIt)
     const auto end = [&](const QORHostJob& iJob, QORJob& ioJob) {
         journal.Add("end " + std::to_string(iJob.GetStatus()) + (iJob.Wait() ? "" : " open") + " " +
                     std::to_string(ioJob.GetId().Get()));
+        QORJobInfo info;
+        EXPECT_EQ(iJob.GetSnapshot(info), S_OK) << "the callback's handle is one, too";
     };
     const auto [result, job] =
         host.Submit(MakeJob(7, {cFirst, cSecond, StepAnalyticalProcessing, StepCloseJob}), {.mOnEnd = end});

@@ -148,7 +148,7 @@ TEST(HostFamily, PausesTheDocumentOnly)
 TEST(HostFamily, SharesTheGovernorAndItsLimits)
 {
     std::vector<EnumHostSubmit> results;
-    HRESULT refused = S_OK;
+    Gate submitted;
     QORHostJob document;
     QORHostConfig config{.mUnits = {{.mThreads = 2}}, .mMostChildren = 2};
     config.mSteps.push_back(
@@ -157,12 +157,14 @@ TEST(HostFamily, SharesTheGovernorAndItsLimits)
              ioRun.TakeMemory(600);
              for (int id = 100; id < 103; ++id)
                  results.push_back(ioRun.SubmitChild(MakeJob(id, {cSecond, StepCloseJob}, RequestReport)).mResult);
-             while (refused == S_OK && !ioRun.IsToldToStop())
+             submitted.Open();
+             while (!ioRun.IsToldToStop())
                  std::this_thread::yield();
              EXPECT_EQ(ioRun.SubmitChild(MakeJob(104, {cSecond, StepCloseJob})).mResult, EnumHostSubmit::Closed)
                  << "it has failed with its child";
          }});
     config.mSteps.push_back({.mStepId = cSecond, .mRun = [&](QORHostRun& ioRun) {
+                                 submitted.Wait();
                                  if (ioRun.GetJob().GetId().Get() == 100)
                                      ioRun.TakeMemory(401);
                              }});

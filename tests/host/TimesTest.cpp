@@ -27,7 +27,12 @@ struct Hanging
         iConfig.mSteps.push_back({.mStepId = cSecond, .mRun = [](QORHostRun&) {}});
         mpHost.emplace(std::move(iConfig));
     }
-    ~Hanging() { mMayReturn.Open(); }
+    ~Hanging()
+    {
+        mMayReturn.Open();
+        while (mpHost->GetCounts().mLateThreads > 0) // they use this
+            std::this_thread::yield();
+    }
 
     QORHostJob Submit(const QBase::PtrI<QORJob>& iJob, QORHostSubmit iOptions = {})
     {
@@ -103,12 +108,12 @@ TEST(HostTimes, DontEndAStepThatReports)
                   .mSteps = {{.mStepId = cFirst,
                               .mRun =
                                   [](QORHostRun& ioRun) {
-                                      const auto end = std::chrono::steady_clock::now() + 60ms;
+                                      const auto end = std::chrono::steady_clock::now() + 700ms;
                                       while (std::chrono::steady_clock::now() < end)
                                           if (!ioRun.Report(50))
                                               throw std::runtime_error("it was told to stop");
                                   }}},
-                  .mLongestSilence = 20ms});
+                  .mLongestSilence = 500ms});
     const QORHostJob job = host.Submit(MakeJob(1, {cFirst, StepCloseJob})).mJob;
     EXPECT_TRUE(job.WaitFor(cLong));
     EXPECT_EQ(job.GetReason(), "");
@@ -155,30 +160,58 @@ TEST(HostTimes, DeliverTheErrorOfAJobThatLostItsStep)
     EXPECT_EQ(hanging.mError, QORJOB_W("SQL Generation of job 3 failed: it took longer than a step may take"));
     QORJobInfo info;
     ASSERT_EQ(handle.GetSnapshot(info), S_OK);
-    hanging.mMayReturn.Open();
-    hanging.mpHost.reset();
 }
 
-TEST(HostTimes, EndAJobWhoseLastStepsHang)
+TEST(HostTimes, EndAJobWhoseLastStepsHangWithoutRunningOneTwice)
 {
-    for (const QORJobProcessingStep second : {StepCloseJob, StepSendingErrorMessage})
+    // Hung are the steps of that id, and with `mFirst` one before, after which that one is run.
+    struct Row
     {
+        QORJobProcessingStep mHung;
+        bool mbFirst;
+        bool mbCancel;
+    };
+    for (const Row& row : {Row{StepCloseJob, false, false}, Row{StepSendingErrorMessage, true, false},
+                           Row{StepSendingErrorMessage, false, false}, Row{StepSendingOutputMessage, false, false},
+                           Row{StepDelivery, false, true}, Row{StepSendingDocumentResult, false, true}})
+    {
+        SCOPED_TRACE(std::to_string(row.mHung) + (row.mbFirst ? " after another" : ""));
         std::atomic<int> runs{0};
+        std::atomic<int> closed{0};
+        std::atomic<bool> bStrange{false};
+        Gate inStep;
         Gate mayReturn;
         const auto hang = [&](QORHostRun&) {
             ++runs;
+            inStep.Open();
             mayReturn.Wait();
         };
-        QORHostConfig config{.mUnits = {{}}, .mLongestRun = 1ms, .mGrace = 1ms};
-        config.mSteps.push_back({.mStepId = second, .mRun = hang});
-        if (second != StepCloseJob)
-            config.mSteps.push_back({.mStepId = cFirst, .mRun = hang});
+        QORHostConfig config{.mUnits = {{}, {.mId = 2}}, .mLongestLife = row.mbCancel ? 20ms : 0ms, .mGrace = 1ms};
+        config.mLongestRun = row.mbCancel ? 0ms : 1ms;
+        config.mSteps.push_back({.mStepId = row.mHung, .mUnit = 1, .mRun = hang});
+        if (row.mbFirst)
+            config.mSteps.push_back({.mStepId = cFirst, .mUnit = 1, .mRun = hang});
+        const auto close = [&](QORHostRun& ioRun) {
+            ++closed;
+            int unit = 0;
+            ioRun.GetJob().GetPUId(&unit);
+            bStrange = unit != 2;
+        };
+        if (row.mHung != StepCloseJob)
+            config.mSteps.push_back({.mStepId = StepCloseJob, .mUnit = 2, .mRun = close});
         QORHost host(config);
-        const auto job = second == StepCloseJob ? MakeJob(1, {StepCloseJob}) : MakeJob(1, {cFirst, StepCloseJob});
-        const QORHostJob handle = host.Submit(job).mJob;
-        EXPECT_TRUE(handle.WaitFor(cLong));
-        EXPECT_EQ(handle.GetStatus(), JobStoppedWithError);
-        EXPECT_EQ(runs, second == StepCloseJob ? 1 : 2) << "no step twice";
+        QORHostJob job =
+            host.Submit(row.mbFirst ? MakeJob(1, {cFirst, StepCloseJob}) : MakeJob(1, {row.mHung, StepCloseJob})).mJob;
+        EXPECT_TRUE(inStep.Wait());
+        if (row.mbCancel)
+        {
+            EXPECT_EQ(job.Cancel("the limit of its life stays"), EnumHostAnswer::Done);
+        }
+        EXPECT_TRUE(job.WaitFor(cLong));
+        EXPECT_EQ(job.GetStatus(), row.mbCancel ? JobCancelled : JobStoppedWithError);
+        EXPECT_EQ(runs, row.mbFirst ? 2 : 1);
+        EXPECT_LE(closed, 1);
+        EXPECT_FALSE(bStrange) << "the closing step is another unit's";
         mayReturn.Open();
         while (host.GetCounts().mLateThreads > 0)
             std::this_thread::yield();
