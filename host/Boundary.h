@@ -28,6 +28,13 @@ inline void Expect(HRESULT iCode, const char* iOperation)
 
 int StatusOf(const QORJob& iJob);
 
+/// The steps that are still run in a job that has failed or was cancelled, beside the closing one.
+constexpr bool IsReportingStep(int iStepId)
+{
+    return iStepId == StepSendingErrorMessage || iStepId == StepSendingOutputMessage ||
+           iStepId == StepSendingDocumentResult || iStepId == StepDelivery;
+}
+
 /// "0x80043095"
 std::string ToText(HRESULT iCode);
 

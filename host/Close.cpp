@@ -41,6 +41,7 @@ void Core::Close(int iClosing)
     }
     mRoom.notify_all();
     mClosingBegun.notify_all();
+    WakeRunUntils();
     while (const std::shared_ptr<Record> record = NextOpen(pass))
         CloseJob(*record, iClosing);
 }

@@ -33,8 +33,13 @@ EnumHostAnswer Core::Cancel(Hold& ioHold, const std::string& iReason)
     if (IsTooLate(record))
         return EnumHostAnswer::TooLate;
     std::string reason = iReason; // memory first: a cancelled job stays cancelled
+    const bool bMade = MakeWayForReport(record);
     if (FAILED(record.mpJob->Cancel()) || StatusOf(*record.mpJob.Get()) != JobCancelled)
+    {
+        if (bMade)
+            Expect(record.mpJob->AddStep(new QORJobStep(StepCloseJob), nullptr), "AddStep");
         return EnumHostAnswer::NotPossible;
+    }
     record.mReason.swap(reason);
     record.mbPaused = false;
     record.mRetryAt = cNever;

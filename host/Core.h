@@ -115,6 +115,7 @@ public:
     void Drive(const std::shared_ptr<Record>& iRecord, Unit& ioUnit, Worker* iWorker);
     bool RunOne(Unit& ioUnit, Moment iUntil, std::uint64_t iWakes);
     bool RunUntil(Unit& ioUnit, const QORHostJob& iJob, Moment iUntil);
+    void RunUntilClosed(Unit& ioUnit);
     bool IsOwnThread() const { return CountOwn() > 0; }
     static bool IsOwn(const Record& iRecord);
     static bool IsWaitInVain(const Record& iRecord);
@@ -142,6 +143,7 @@ public:
     void End();
     void Request(int iClosing) noexcept;
     bool WaitForClose(Moment iUntil);
+    bool IsClosing() const { return mClosing != ClosingNot; }
 
     std::thread StartThread(std::function<void()> iBody) const;
     /// What steps have taken or given back.
@@ -192,6 +194,7 @@ private:
     void Exit(Record& ioRecord);
     void Rest(Hold& ioHold, EnumHostState iState);
     void StopWork(Hold& ioHold);
+    void WakeRunUntils();
     void KeepEnd(Record& ioRecord);
     void KeepSnapshot(Record& ioRecord);
     void CallBack(const std::shared_ptr<Record>& iRecord, QORJob& ioJob);
@@ -199,6 +202,7 @@ private:
     // Failure.cpp: under the record's lock
     void Fail(Hold& ioHold, const QORHostError& iError);
     void Fail(Hold& ioHold, const std::exception_ptr& iError);
+    static bool MakeWayForReport(Record& ioRecord);
     void FailOverdue(Hold& ioHold, const char* iReason);
     void Break(Hold& ioHold, const std::exception_ptr& iFailure) noexcept;
 

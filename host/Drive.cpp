@@ -14,13 +14,6 @@ namespace
 
 thread_local const Own* tOwn = nullptr;
 
-/// The steps that are still run in a job that has failed or was cancelled: a host without work for them passes on.
-bool IsLastStep(int iStepId)
-{
-    return iStepId == StepCloseJob || iStepId == StepSendingErrorMessage || iStepId == StepSendingOutputMessage ||
-           iStepId == StepSendingDocumentResult || iStepId == StepDelivery;
-}
-
 bool HasWork(const QORHostStep& iStep) { return iStep.mStepId != StepNoMore; }
 
 } // namespace
@@ -64,6 +57,19 @@ bool Core::RunOne(Unit& ioUnit, Moment iUntil, std::uint64_t iWakes)
     if (record != nullptr)
         Drive(record, ioUnit, nullptr);
     return record != nullptr;
+}
+
+void Core::RunUntilClosed(Unit& ioUnit)
+{
+    ++mRunUntils;
+    for (;;)
+    {
+        const std::uint64_t wakes = ioUnit.CountWakes();
+        if (mClosing != ClosingNot && mUnfinished <= CountOwn())
+            break;
+        RunOne(ioUnit, cNever, wakes);
+    }
+    --mRunUntils;
 }
 
 bool Core::RunUntil(Unit& ioUnit, const QORHostJob& iJob, Moment iUntil)
@@ -210,7 +216,8 @@ bool Core::RunStep(const QORHostStep& iStep, Hold& ioHold, QORHostRun& ioRun)
     const bool bOwed = record.mOwedStep == ioRun.mStepId;
     ioRun.Begin(iStep);
     Outcome outcome;
-    if (!HasWork(iStep) && !IsLastStep(ioRun.mStepId) && !ioRun.mbEndedBefore)
+    const bool bMayPass = IsReportingStep(ioRun.mStepId) || ioRun.mStepId == StepCloseJob || ioRun.mbEndedBefore;
+    if (!HasWork(iStep) && !bMayPass)
         outcome = {Outcome::EnumKind::Failed, std::make_exception_ptr(MakeError(GetStepName(ioRun.mStepId), record.mId,
                                                                                 "no unit runs this step"))};
     if (!bOwed)

@@ -121,10 +121,23 @@ void ReportCancellation(ICKDXProcessContext* ioContext, const std::string& iReas
 
 // --- The core's part, under the record's lock. ---
 
+/// A job that fails or is cancelled keeps its current step and gets what reports behind it. Where that is the closing
+/// step, which nobody has begun, it would close before it reports: it goes, and is made anew behind that.
+bool Core::MakeWayForReport(Record& ioRecord)
+{
+    int stepId = StepNoMore; // so it is in a held state, too, whatever the current step
+    if (ioRecord.mState == EnumHostState::Running || FAILED(ioRecord.mpJob->GetCurrentStepId(&stepId, nullptr)) ||
+        (stepId != StepCloseJob && stepId != StepNoMore))
+        return false;
+    Expect(ioRecord.mpJob->RemoveStep(StepCloseJob), "RemoveStep");
+    return true;
+}
+
 /// What tells of the error is left of the job's steps, and the closing one.
 void Core::Fail(Hold& ioHold, const QORHostError& iError)
 {
     Record& record = ioHold.GetRecord();
+    MakeWayForReport(record);
     ReportError(*record.mpJob.Get(), record.mpContext.Get(), iError);
     record.mReason = iError.what();
     record.mbPaused = false;

@@ -33,7 +33,11 @@ std::vector<QORHostJob> QORHost::GetJobs() const { return mpCore->GetJobs(); }
 
 QORHostCounts QORHost::GetCounts() const { return mpCore->GetCounts(); }
 
-std::string QORHost::GetUnitName(int iUnit) const { return Find(*mpCore, iUnit).GetPlan().mName; }
+std::string QORHost::GetUnitName(int iUnit) const
+{
+    const Unit* const unit = mpCore->FindUnit(iUnit);
+    return unit == nullptr ? "unit " + std::to_string(iUnit) : unit->GetPlan().mName;
+}
 
 std::string QORHost::GetStepName(int iStepId) const { return mpCore->GetStepName(iStepId); }
 
@@ -43,6 +47,12 @@ bool QORHost::RunOne(int iUnit)
 {
     const std::shared_ptr<Core> core = mpCore;
     return core->RunOne(Find(*core, iUnit), Clock::now(), 0);
+}
+
+void QORHost::RunUntilClosed(int iUnit)
+{
+    const std::shared_ptr<Core> core = mpCore;
+    core->RunUntilClosed(Find(*core, iUnit));
 }
 
 bool QORHost::RunUntil(int iUnit, const QORHostJob& iJob, std::chrono::milliseconds iLimit)
@@ -62,6 +72,8 @@ std::vector<std::string> QORHost::Stop(std::chrono::milliseconds iLimit)
     const std::shared_ptr<Core> core = mpCore;
     return core->Stop(Until(iLimit));
 }
+
+bool QORHost::IsClosing() const { return mpCore->IsClosing(); }
 
 void QORHost::RequestDrain() noexcept { mpCore->Request(ClosingDrain); }
 

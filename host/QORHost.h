@@ -43,14 +43,14 @@ public:
     QORHost(const QORHost&) = delete;
     QORHost& operator=(const QORHost&) = delete;
 
-    /// The job's id, buffer, context, priority and steps are the server's. A job that isn't accepted is as it was.
-    /// Throws std::invalid_argument for null.
+    /// The job's id, buffer, context, priority and steps are the server's; ids that are used again are only confusing.
+    /// A job that isn't accepted is as it was. Throws std::invalid_argument for null.
     QORHostSubmission Submit(QBase::PtrI<QORJob> iJob, QORHostSubmit iOptions = {});
 
     /// Those that are open.
     std::vector<QORHostJob> GetJobs() const;
     QORHostCounts GetCounts() const;
-    /// The name of a unit or a step, for people.
+    /// For people; of a unit that there isn't, its number.
     std::string GetUnitName(int iUnit) const;
     std::string GetStepName(int iStepId) const;
 
@@ -58,13 +58,16 @@ public:
 
     /// Takes one job from the unit's queue and runs what the unit can of it. False when the queue is empty.
     bool RunOne(int iUnit);
+    /// Runs jobs as they come, until Drain or Stop was begun and all jobs of the host have ended.
+    void RunUntilClosed(int iUnit);
     /// Runs jobs until that one has ended (true), or the time is over; 0: until it has ended.
     bool RunUntil(int iUnit, const QORHostJob& iJob, std::chrono::milliseconds iLimit = {});
 
     // --- The end ---
 
     /// Takes no new jobs, resumes those that are paused, and waits until all have ended, with their callbacks. False
-    /// when that takes longer; it may be called again.
+    /// when that takes longer; it may be called again. Jobs of a unit without threads end if somebody runs them
+    /// meanwhile.
     bool Drain(std::chrono::milliseconds iLimit);
     /// Takes no new jobs. What is queued or rests closes, as stopped; what runs is told to stop and then closes, and
     /// after the limit it is given up. The names of the steps that were left running, for people.
@@ -75,6 +78,7 @@ public:
     void RequestStop() noexcept;
     /// Until one of the four was called; 0: without limit. False when that takes longer.
     bool WaitForClose(std::chrono::milliseconds iLimit = {}) const;
+    bool IsClosing() const;
 
 private:
     std::shared_ptr<QORHOST::Core> mpCore;

@@ -38,8 +38,9 @@ public:
     std::string GetReason() const;
     /// The percentage that a step has reported last.
     int GetProgress() const;
-    /// The job as it is, or as it was at its end. E_HANDLE when it has ended and nobody had a handle then;
-    /// E_OUTOFMEMORY when there was no memory to keep it.
+    /// The job as it is, or as it was at its end. A step that was passed over stands among the finished ones, too,
+    /// without a start. E_HANDLE when it has ended and nobody had a handle then; E_OUTOFMEMORY when there was no memory
+    /// to keep it.
     HRESULT GetSnapshot(QORJobInfo& oInfo) const;
 
     /// Until the job has ended, and its callback has. The second is false when that took longer; a step or a callback

@@ -73,12 +73,19 @@ QBase::PtrI<QORJobData> QORHostRun::FindItem(const QBase::WCHAR* iName) const
 
 void QORHostRun::RefuseItem(const QBase::WCHAR* iName) const
 {
-    const std::string reason =
-        "the job has no item \"" + QBase::WideCharToUTF8(iName) + "\" of the class that is asked for";
-    throw MakeError(mCore.GetStepName(mStepId), mpRecord->mId, reason);
+    Refuse("the job has no item \"" + QBase::WideCharToUTF8(iName) + "\" of the class that is asked for");
 }
 
-void QORHostRun::SetItem(QORJobData& ioItem) { Expect(mpJob->SetJobData(&ioItem), "SetJobData"); }
+void QORHostRun::Refuse(const std::string& iReason) const
+{
+    throw MakeError(mCore.GetStepName(mStepId), mpRecord->mId, iReason);
+}
+
+void QORHostRun::SetItem(QORJobData& ioItem)
+{
+    if (mpJob->SetJobData(&ioItem) == E_FAIL)
+        Refuse("a job has room for data items of the ids 0 to 4 only");
+}
 
 std::string QORHostRun::GetText(const QBase::WCHAR* iName) const
 {
@@ -91,7 +98,7 @@ void QORHostRun::SetText(const QBase::WCHAR* iName, const std::string& iText)
 {
     int id = -1;
     if (QORJobData::GetId(iName, &id) != S_OK || id < 0)
-        RefuseItem(iName);
+        Refuse("no data item has the name \"" + QBase::WideCharToUTF8(iName) + "\"");
     const QBase::PtrI<QORStringData> item(
         new QORStringData(id, QBase::UTF8ToWideChar(iText).c_str(), QORStringData::COPY_STRING));
     if (!item)

@@ -54,6 +54,7 @@ public:
     /// Throws QORHostError when the name is unknown, or the job has no such item, or one of another class.
     template <class Item>
     QBase::PtrI<Item> GetItem(const QBase::WCHAR* iName) const;
+    /// The setters throw it for a name that isn't registered, and for an id past 4.
     void SetItem(QORJobData& ioItem);
     /// Texts, as QORStringData; in UTF-8.
     std::string GetText(const QBase::WCHAR* iName) const;
@@ -68,7 +69,8 @@ public:
     [[noreturn]] void TryAgain(const QORHostRetry& iRetry, const std::string& iReason);
 
     /// A child of this job, which then rests without a thread when this step has ended, until its children have. The
-    /// child gets this job's id as its parent's and shares its governor. Never waits for room. Closed when this job has
+    /// child gets this job's id as its parent's and shares its governor; user, context and priority are the server's to
+    /// set. Never waits for room. Closed when this job has
     /// failed or was cancelled meanwhile, or the step was given up.
     QORHostSubmission SubmitChild(QBase::PtrI<QORJob> iJob, QORHostSubmit iOptions = {});
 
@@ -79,6 +81,7 @@ private:
 
     QBase::PtrI<QORJobData> FindItem(const QBase::WCHAR* iName) const;
     [[noreturn]] void RefuseItem(const QBase::WCHAR* iName) const;
+    [[noreturn]] void Refuse(const std::string& iReason) const;
     void ReturnMemory() noexcept;
 
     QORHOST::Core& mCore;

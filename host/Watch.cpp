@@ -186,6 +186,9 @@ void Core::GoOnWithout(Hold& ioHold, QORHostRun& ioRun, const char* iWhy)
     if (!QORJOB::HasEnded(StatusOf(job)))
         Fail(ioHold, MakeError(GetStepName(ioRun.mStepId), record.mId, iWhy));
     Expect(job.SetRunning(true, nullptr), "SetRunning");
+    // A reporting step needn't be the first in the list, which is all that the library looks at: it would run it again.
+    if (IsReportingStep(ioRun.mStepId))
+        Expect(job.SetStepComplete(ioRun.mStepId), "SetStepComplete");
     // Of a job that has lost a step the library keeps the sending of the error and the closing: what else reports is
     // the host's to run.
     const int next = NextStepOf(record);

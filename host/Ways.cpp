@@ -180,18 +180,24 @@ void Core::EndJob(const std::shared_ptr<Record>& iRecord)
         context = std::move(record.mpContext);
     }
     record.mEnded.notify_all();
-    if (mRunUntils > 0)
-        for (const auto& unit : mUnits)
-            unit->Wake();
     if (record.mpParent != nullptr)
         EndChild(iRecord);
     context = {};
     job = {};
     --mUnfinished;
+    WakeRunUntils();
     if (mEndWaiters == 0)
         return;
     const std::lock_guard hold(mMutex);
     mAllEnded.notify_all();
+}
+
+/// Threads of the server's own look again whether what they run jobs for has come.
+void Core::WakeRunUntils()
+{
+    if (mRunUntils > 0)
+        for (const auto& unit : mUnits)
+            unit->Wake();
 }
 
 /// What handles are told from here on.

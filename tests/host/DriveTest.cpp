@@ -132,6 +132,14 @@ TEST(HostDrive, RunsOnThreadsOfTheServer)
     EXPECT_EQ(order, (std::vector<int>{cFirst, cSecond}));
     EXPECT_EQ(job.GetStatus(), JobCompleted);
     EXPECT_THROW(host.RunOne(3), std::invalid_argument);
+
+    const QORHostJob second = host.Submit(MakeJob(2, {cFirst, cSecond, StepCloseJob})).mJob;
+    std::thread other([&] { host.RunUntilClosed(1); });
+    EXPECT_TRUE(host.RunUntil(2, second));
+    EXPECT_FALSE(host.IsClosing());
+    EXPECT_TRUE(host.Drain(cLong));
+    EXPECT_TRUE(host.IsClosing());
+    other.join();
 }
 
 namespace

@@ -119,6 +119,44 @@ TEST(HostFamily, RestsWithoutAThreadAndIsCancelledWithItsChildren)
     }
 }
 
+TEST(HostFamily, TellsOfTheEndThoughOnlyTheClosingStepWasLeft)
+{
+    for (const std::string way : {"cancel", "life", "child"})
+    {
+        SCOPED_TRACE(way);
+        Journal events;
+        const auto make = [&](QORHostRun& ioRun) {
+            ioRun.SubmitChild(MakeJob(2, {cSecond, StepCloseJob}, RequestReport));
+        };
+        const auto child = [&](QORHostRun& ioRun) {
+            while (way != "child" && !ioRun.IsToldToStop())
+                std::this_thread::yield();
+            throw std::runtime_error("it fails");
+        };
+        const auto note = [&](QORHostRun& ioRun) {
+            if (ioRun.GetJob().GetId().Get() == 1)
+                events.Add(std::to_string(ioRun.GetStepId()));
+        };
+        QORHost host({.mUnits = {{.mThreads = 2}},
+                      .mSteps = {{.mStepId = cFirst, .mRun = make},
+                                 {.mStepId = cSecond, .mRun = child},
+                                 {.mStepId = StepSendingErrorMessage, .mRun = note},
+                                 {.mStepId = StepCloseJob, .mRun = note}}});
+        QORHostJob document = host.Submit(MakeJob(1, {cFirst, StepCloseJob}),
+                                          {.mLongestLife = std::chrono::milliseconds(way == "life" ? 20 : 0)})
+                                  .mJob;
+        while (way == "cancel" && document.GetState() != EnumHostState::WaitingForChildren)
+            std::this_thread::yield();
+        if (way == "cancel")
+        {
+            EXPECT_EQ(document.Cancel("closed"), EnumHostAnswer::Done);
+        }
+        EXPECT_TRUE(document.WaitFor(cLong));
+        EXPECT_EQ(document.GetStatus(), way == "cancel" ? JobCancelled : JobStoppedWithError);
+        EXPECT_EQ(events.Get(), (std::vector<std::string>{"10", "2"}));
+    }
+}
+
 TEST(HostFamily, PausesTheDocumentOnly)
 {
     Family family({"holds", "completes"});

@@ -122,7 +122,8 @@ public:
             if (!fate.mJob)
                 continue;
             EXPECT_EQ(fate.mEnds, 1);
-            EXPECT_LE(fate.mAnswers, 1);
+            EXPECT_LE(fate.mAnswers, 1) << fate.mJob.GetId() << " " << fate.mJob.GetStatus() << " "
+                                        << fate.mJob.GetReason();
             EXPECT_LE(fate.mCancels, 1);
             EXPECT_TRUE(fate.mJob.HasEnded());
             const int status = fate.mJob.GetStatus();
