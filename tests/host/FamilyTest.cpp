@@ -17,7 +17,7 @@ public:
                 const auto job = MakeJob(100 + static_cast<int>(i), {StepElementBrowsing, StepCloseJob}, RequestReport);
                 const auto [result, child] = ioRun.SubmitChild(
                     job, {.mOnEnd = [this](const QORHostJob& iJob, QORJob&) {
-                        EXPECT_FALSE(mDocument && mDocument.HasEnded()) << "a document ends after its children";
+                        EXPECT_FALSE(mbDocumentEnded) << "a document ends after its children";
                         mEvents.Add("child " + std::to_string(iJob.GetId()) + " " + std::to_string(iJob.GetStatus()));
                     }});
                 EXPECT_EQ(result, EnumHostSubmit::Accepted);
@@ -47,7 +47,11 @@ public:
 
     QORHostJob Submit(EnumHostFamilyRule iRule)
     {
-        mDocument = mpHost->Submit(MakeJob(7, {cFirst, cSecond, StepCloseJob}), {.mFamilyRule = iRule}).mJob;
+        mDocument = mpHost
+                        ->Submit(MakeJob(7, {cFirst, cSecond, StepCloseJob}),
+                                 {.mOnEnd = [this](const QORHostJob&, QORJob&) { mbDocumentEnded = true; },
+                                  .mFamilyRule = iRule})
+                        .mJob;
         return mDocument;
     }
 
@@ -62,6 +66,7 @@ public:
     Gate mMade, mMayEnd;
     std::vector<QORHostJob> mChildren;
     QORHostJob mDocument;
+    std::atomic<bool> mbDocumentEnded{false};
     std::unique_ptr<QORHost> mpHost;
 };
 
