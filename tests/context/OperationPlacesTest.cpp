@@ -4,19 +4,8 @@
 #include "context/ICKDXReportInstance.h"
 #include "tests/support/OperationPlace.h"
 
-#include <gtest/gtest.h>
-
 namespace
 {
-
-/// The operations are in consecutive slots, from that one on.
-template <class... Operation>
-void ExpectPlaces(std::size_t iFirst, Operation... iOperations)
-{
-    std::size_t expected = iFirst;
-    for (const std::size_t place : {PlaceOf(iOperations)...})
-        EXPECT_EQ(place, expected++);
-}
 
 TEST(ProcessContextOperations, StandWhereOtherModulesHaveThem)
 {

@@ -189,16 +189,14 @@ TEST_F(JobTask, LetsItsInputsGoBeforeItsStatusChangesAndItsJobGoes)
 
 TEST_F(JobTask, HasItsOperationsWhereOtherModulesHaveThem)
 {
-    using Factory = QORJobTask::DataObjectFactory;
+    using Task = QORJobTask;
+    using Factory = Task::DataObjectFactory;
     // The destructor stands third, in as many places as the compiler likes.
-    const std::size_t cancelLog = PlaceOf(&QORJobTask::CancelLog);
-    EXPECT_EQ(PlaceOf(&QORJobTask::Run), 0u);
-    EXPECT_EQ(PlaceOf(&QORJobTask::Clone), 1u);
+    const std::size_t cancelLog = PlaceOf(&Task::CancelLog);
     EXPECT_TRUE(cancelLog == 3 || cancelLog == 4);
-    EXPECT_EQ(PlaceOf(&QORJobTask::Cancel), cancelLog + 1);
-    EXPECT_EQ(PlaceOf(static_cast<DWORD (QORJobTask::*)(Factory)>(&QORJobTask::Init)), cancelLog + 2);
-    EXPECT_EQ(PlaceOf(static_cast<unsigned (QORJobTask::*)(ConfigManager*, Factory)>(&QORJobTask::Init)),
-              cancelLog + 3);
+    ExpectPlaces(0, &Task::Run, &Task::Clone);
+    ExpectPlaces(cancelLog, &Task::CancelLog, &Task::Cancel, static_cast<DWORD (Task::*)(Factory)>(&Task::Init),
+                 static_cast<unsigned (Task::*)(ConfigManager*, Factory)>(&Task::Init));
 }
 
 TEST_F(JobTask, MakesItemsByItsFactoryAndRefusesNull)

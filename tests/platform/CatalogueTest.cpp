@@ -51,14 +51,11 @@ TEST(Catalogues, SayTheSameInEachLanguage)
 
 TEST(Bundles, HaveTheirOperationsAtTheirPlaces)
 {
-    EXPECT_EQ(PlaceOf(&Bundle::GetTemplate), 9u);
-    EXPECT_EQ(PlaceOf(&Bundle::FindMessage), 10u);
-    EXPECT_EQ(PlaceOf(&QResource::MessageFormatter::AddArgument), 0u);
-    EXPECT_EQ(PlaceOf(&QResource::MessageFormatter::Format), 1u);
-    EXPECT_EQ(PlaceOf(&QResource::MessageSource::GetResourceBundle), 2u);
-    EXPECT_EQ(PlaceOf(&QResource::MessageSource::RecordText), 5u);
-    EXPECT_EQ(PlaceOf(&QLog::Router::LogLine), 6u);
-    EXPECT_EQ(PlaceOf(&QLog::Router::LogCoded), 7u);
+    using Formatter = QResource::MessageFormatter;
+    ExpectPlaces(9, &Bundle::GetTemplate, &Bundle::FindMessage);
+    ExpectPlaces(0, &Formatter::AddArgument, &Formatter::Format);
+    ExpectPlaces(2, &QResource::MessageSource::GetResourceBundle);
+    ExpectPlaces(5, &QResource::MessageSource::RecordText, &QLog::Router::LogLine, &QLog::Router::LogCoded);
 }
 
 TEST(MessageSources, AreTheRouters)

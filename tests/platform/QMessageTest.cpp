@@ -47,25 +47,17 @@ PtrI<ICKDXWriteMessage> Answer(const PtrI<ICKDXReadMessage>& iMessage, bool ibWi
 
 TEST(MessageOperations, StandAtTheirPlaces)
 {
-    EXPECT_EQ(PlaceOf(&ICKDXReadMessage::CopyTo), 3u);
-    EXPECT_EQ(PlaceOf(&ICKDXReadMessage::get_BlockStream), 4u);
-    EXPECT_EQ(PlaceOf(&ICKDXReadMessage::BelongsTo), 5u);
-    EXPECT_EQ(PlaceOf(&ICKDXReadMessage::get_Content), 9u);
-    EXPECT_EQ(PlaceOf(&ICKDXReadMessage::get_Item), 17u);
-    EXPECT_EQ(PlaceOf(&ICKDXReadMessage::get_ErrorCode), 18u);
-    EXPECT_EQ(PlaceOf(&ICKDXWriteMessage::get_State), 3u);
-    EXPECT_EQ(PlaceOf(&ICKDXWriteMessage::get_Item), 31u);
-    EXPECT_EQ(PlaceOf(&ICKDXWriteMessage::set_ErrorCode), 32u);
-    EXPECT_EQ(PlaceOf(&ICKDXWriteMessage::get_ErrorCode), 33u);
-    EXPECT_EQ(PlaceOf(&ICKDXWriteMessage::AppendBlocks), 34u);
-    EXPECT_EQ(PlaceOf(&ICKDXWriteMessage::get_BlockStream), 35u);
-    EXPECT_EQ(PlaceOf(&ICKDXWriteMessage::Close), 36u);
-    EXPECT_EQ(PlaceOf(&CKDXServerMessage::SetResult), 37u);
-    EXPECT_EQ(PlaceOf(&CKDXServerMessage::Send), 38u);
-    EXPECT_EQ(PlaceOf(&CKDXServerMessage::Reset), 39u);
-    EXPECT_EQ(PlaceOf(&ICKDXReadBlockStream::Read), 3u);
-    EXPECT_EQ(PlaceOf(&ICKDXReadBlockStream::GetPosition), 4u);
-    EXPECT_EQ(PlaceOf(&QORChannel::Close), PlaceOf(&QORChannel::Send) + 1);
+    using Read = ICKDXReadMessage;
+    using Write = ICKDXWriteMessage;
+    using Server = CKDXServerMessage;
+    ExpectPlaces(3, &Read::CopyTo, &Read::get_BlockStream, &Read::BelongsTo);
+    ExpectPlaces(9, &Read::get_Content);
+    ExpectPlaces(17, &Read::get_Item, &Read::get_ErrorCode);
+    ExpectPlaces(3, &Write::get_State);
+    ExpectPlaces(31, &Write::get_Item, &Write::set_ErrorCode, &Write::get_ErrorCode, &Write::AppendBlocks,
+                 &Write::get_BlockStream, &Write::Close, &Server::SetResult, &Server::Send, &Server::Reset);
+    ExpectPlaces(3, &ICKDXReadBlockStream::Read, &ICKDXReadBlockStream::GetPosition);
+    ExpectPlaces(PlaceOf(&QORChannel::Send), &QORChannel::Send, &QORChannel::Close);
 }
 
 TEST(WriteMessages, TakeNothingOnceTheyAreRead)

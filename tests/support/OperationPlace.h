@@ -1,6 +1,8 @@
 // The slot of an operation in its table: other modules reach it by that number.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -53,3 +55,12 @@ std::size_t PlaceOf(Operation iOperation)
 }
 
 #endif
+
+/// The operations are in consecutive slots, from that one on.
+template <class... Operation>
+void ExpectPlaces(std::size_t iFirst, Operation... iOperations)
+{
+    std::size_t expected = iFirst;
+    for (const std::size_t place : {PlaceOf(iOperations)...})
+        EXPECT_EQ(place, expected++);
+}
