@@ -60,6 +60,7 @@ TEST_F(Control, AnswersTheFirstPendingRequestOnce)
     }
 }
 
+/// The model of a job hardly comes by this.
 TEST_F(Control, KnowsOfAnAbortedQueryThoughTheJobPauses)
 {
     QORJobTask task(nullptr);
