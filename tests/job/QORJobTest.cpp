@@ -4,6 +4,7 @@
 
 #include <map>
 #include <memory_resource>
+#include <tuple>
 
 namespace
 {
@@ -26,21 +27,34 @@ Counters ReadCounters()
 TEST_F(Birth, LogsAndCountsByRequestType)
 {
     const Counters cReport = {{5, 1}, {6, 1}, {7, 1}};
-    const std::map<int, Counters> cRaised = {
-        {0, {{7, 1}, {10, 1}}}, {1, cReport}, {2, {{7, 1}, {17, 1}}}, {3, {{7, 1}, {12, 1}}}, {5, cReport},
-        {6, {{7, 1}}},          {7, cReport}};
-    for (int type = -1; type <= 11; ++type)
+    const std::tuple<int, std::string, unsigned, Counters> cRows[] = {
+        {-1, "Unknown job type", 0x40063F71, {}},
+        {0, "Meta data request", 0x40063F6A, {{7, 1}, {10, 1}}},
+        {1, "Report request", 0x40063F6C, cReport},
+        {2, "Document request", 0x40063F6D, {{7, 1}, {17, 1}}},
+        {3, "Request element", 0x40063F6B, {{7, 1}, {12, 1}}},
+        {4, "Request SQL", 0x40063F97, {}},
+        {5, "Batch child report request", 0x40063F6E, cReport},
+        {6, "Batch execution request", 0x40063F6F, {{7, 1}}},
+        {7, "Datamart report request", 0x40063F70, cReport},
+        {8, "Plazabox job request", 0x40063F94, {}},
+        {9, "Import .vtx job request", 0x40063F95, {}},
+        {10, "External Notification job request", 0x40063F96, {}},
+        {11, "Unknown job type", 0x40063F71, {}},
+    };
+    for (const auto& [type, name, messageId, raised] : cRows)
     {
         Builtin::PerfReadings::Reset();
         TakeLog();
-        const auto row = cRaised.find(type);
-        Counters expected = row == cRaised.end() ? Counters() : row->second;
-        Texts lines(expected == cReport ? 2 : 1, "Scope Trace: QORJob::Created: Job:4711, Job Type:" +
-                                                     QBase::WideCharToUTF8(QORJob::ConvertIDToName(type)));
+        Counters expected = raised;
+        Texts lines(expected == cReport ? 2 : 1, "Scope Trace: QORJob::Created: Job:4711, Job Type:" + name);
         lines.emplace_back("Job Trace: QORJob::QORJob Job:4711 created.");
 
         JobPtr job = NewJob(type);
         EXPECT_EQ(job->GetRequestType(), type);
+        EXPECT_EQ(Read(*job.Get(), &QORJob::GetRequestType), type);
+        EXPECT_EQ(job->GetJobStringIDFromRequestType(), messageId) << type;
+        EXPECT_EQ(QBase::WideCharToUTF8(QORJob::ConvertIDToName(type)), name);
         EXPECT_EQ(ReadCounters(), expected) << type;
         EXPECT_EQ(TakeLog(), lines);
         expected.erase(5); // the open reports; the others count what ever was

@@ -81,33 +81,6 @@ TEST_F(JobTexts, DescribeTheTypeInTheSessionsLanguageAndNameTheObject)
     }
 }
 
-TEST_F(JobTexts, NameEachRequestType)
-{
-    const std::tuple<int, const char*, unsigned> rows[] = {
-        {-1, "Unknown job type", 0x40063F71},
-        {0, "Meta data request", 0x40063F6A},
-        {1, "Report request", 0x40063F6C},
-        {2, "Document request", 0x40063F6D},
-        {3, "Request element", 0x40063F6B},
-        {4, "Request SQL", 0x40063F97},
-        {5, "Batch child report request", 0x40063F6E},
-        {6, "Batch execution request", 0x40063F6F},
-        {7, "Datamart report request", 0x40063F70},
-        {8, "Plazabox job request", 0x40063F94},
-        {9, "Import .vtx job request", 0x40063F95},
-        {10, "External Notification job request", 0x40063F96},
-        {11, "Unknown job type", 0x40063F71},
-    };
-    for (const auto& [type, name, messageId] : rows)
-    {
-        const JobPtr job = NewJob(type);
-        EXPECT_EQ(QBase::WideCharToUTF8(QORJob::ConvertIDToName(type)), name);
-        EXPECT_EQ(job->GetJobStringIDFromRequestType(), messageId) << type;
-        EXPECT_EQ(job->GetRequestType(), type);
-        EXPECT_EQ(Read(*job.Get(), &QORJob::GetRequestType), type);
-    }
-}
-
 TEST_F(JobTexts, DumpAllThereIs)
 {
     const FullJob full;
