@@ -132,26 +132,32 @@ TEST_F(JobContext, OfAnExemptKindExemptsTheJob)
 TEST_F(JobContext, ThatThrowsGivesACodeAndLeavesTheLockFree)
 {
     FakeProcessContext context;
-    const JobPtr job = NewJob();
+    const JobPtr job = NewJobWith("", JobStoppedWithError);
+    QBase::wstring text;
+    ICKDXWriteMessage* message = nullptr;
+    const std::pair<const char*, std::function<HRESULT()>> cOperations[] = {
+        {"SetProcessContext", [&] { return job->SetProcessContext(&context); }},
+        {"GetJobError", [&] { return job->GetJobError(text); }},
+        {"UpdateJobError", [&] { return job->UpdateJobError(QORJOB_W("Kernel"), 1, 2); }},
+        {"GetErrMessage", [&] { return job->GetErrMessage(&message); }},
+        {"GetOutMessage", [&] { return job->GetOutMessage(&message); }},
+        {"DequeuePulse", [&] { return job->DequeuePulse(), HRESULT{S_OK}; }},
+    };
     Builtin::PerfReadings::EnablePulses(true);
-    for (const bool bMessage : {true, false})
+    for (const char* fault : {"no room", static_cast<const char*>(nullptr)})
     {
         context.mOnCall = [&](const std::string& iOperation) {
-            if (bMessage && iOperation != "Release")
-                throw QBase::Message("no room");
+            if (fault != nullptr && iOperation != "Release")
+                throw QBase::Message(fault);
             if (iOperation != "Release")
                 throw 1;
         };
-        const auto line = [&](const std::string& iName) {
-            const std::string origin = " (" + iName + "): " + iName + ", 4711";
-            return Texts{bMessage ? "Error: 8004308E QOR_JOB_EXCEPTION" + origin + ", no room"
-                                  : "Fatal: 8004308F QOR_JOB_SYSTEMEXCEPTION" + origin};
-        };
-        TakeLog();
-        EXPECT_EQ(job->SetProcessContext(&context), static_cast<HRESULT>(bMessage ? 0x8004308B : 0x8004308C));
-        EXPECT_EQ(TakeLog(), line("SetProcessContext"));
-        EXPECT_NO_THROW(job->DequeuePulse());
-        EXPECT_EQ(TakeLog(), line("DequeuePulse"));
+        for (const auto& [name, operation] : cOperations)
+        {
+            const unsigned code = name == std::string("DequeuePulse") ? 0 : fault != nullptr ? 0x8004308B : 0x8004308C;
+            EXPECT_EQ(operation(), static_cast<HRESULT>(code)) << name;
+            EXPECT_EQ(TakeLog(), Texts{Caught(name, fault)});
+        }
     }
     Builtin::PerfReadings::EnablePulses(false);
     EXPECT_TRUE(Builtin::PerfReadings::TakePulses().empty());

@@ -90,8 +90,6 @@ TEST_F(DataStore, KeepsOneItemOfEachIdFrom0To4)
               (Texts{"4 GetId", "3 Release", "4 AddRef", "4 AddRef"}));
     EXPECT_EQ(job->GetJobData(2, &found), S_OK);
     EXPECT_EQ(found, nullptr);
-    EXPECT_EQ(job->SetJobData(nullptr), E_POINTER);
-    EXPECT_EQ(job->GetJobData(9, nullptr), E_POINTER);
 }
 
 TEST_F(DataStore, SurvivesItemsThatThrow)
@@ -99,11 +97,7 @@ TEST_F(DataStore, SurvivesItemsThatThrow)
     for (const bool bMessage : {true, false})
         for (const char* fault : {"second GetId", "first Release", "second AddRef"})
         {
-            const auto line = [&](const std::string& iName) {
-                return (bMessage ? "Error: 8004308E QOR_JOB_EXCEPTION ("
-                                 : "Fatal: 8004308F QOR_JOB_SYSTEMEXCEPTION (") +
-                       iName + "): " + iName + ", 4711" + (bMessage ? ", broken" : "");
-            };
+            const char* const message = bMessage ? "broken" : nullptr;
             Calls calls;
             FakeData first("first", 2, calls);
             FakeData second("second", 2, calls);
@@ -116,7 +110,7 @@ TEST_F(DataStore, SurvivesItemsThatThrow)
             EXPECT_EQ(found, &first) << "handed out before the reference is taken";
             calls.mThrowing = fault;
             EXPECT_EQ(job->SetJobData(&second), static_cast<HRESULT>(bMessage ? 0x8004308B : 0x8004308C));
-            EXPECT_EQ(TakeLog(), (Texts{line("GetJobData"), line("SetJobData")}));
+            EXPECT_EQ(TakeLog(), (Texts{Caught("GetJobData", message), Caught("SetJobData", message)}));
             const bool bKept =
                 calls.mThrowing == "second GetId"; // the first item, whose slot is empty as it is released
             std::thread([&] { EXPECT_EQ(IsAvailable(*job.Get(), 2), bKept); }).join(); // the lock is free

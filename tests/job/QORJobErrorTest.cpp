@@ -222,32 +222,3 @@ TEST_F(JobError, DoesWithoutContextMessageOrMemory)
     context.mOnCall = {};
     RunOnThreads(1, [&](int) { EXPECT_EQ(TodoOf(*other.Get()), Split("3 4 5 6 7 8 9 2")) << "the lock is free"; });
 }
-
-TEST_F(JobError, PassesWhatAContextThrowsOnAndIsReportedByItsReaders)
-{
-    FakeProcessContext context;
-    const JobPtr job = NewJobWith("3 4 2", 1);
-    job->SetProcessContext(&context);
-    context.mOnCall = [](const std::string& iOperation) {
-        if (iOperation == "get_OutMessage")
-            throw QBase::Message("no message");
-    };
-    EXPECT_THROW(job->GetJobErrorBuilder(cFailure), QBase::Message);
-    TakeLog();
-    QBase::wstring text(QORJOB_W("-"));
-    ICKDXWriteMessage* message = nullptr;
-    const std::pair<const char*, HRESULT> cResults[] = {
-        {"GetJobError", job->GetJobError(text)},
-        {"UpdateJobError", job->UpdateJobError(QORJOB_W("Kernel"), 1, 2)},
-        {"GetErrMessage", job->GetErrMessage(&message)},
-        {"GetOutMessage", job->GetOutMessage(&message)},
-    };
-    Texts lines;
-    for (const auto& [name, code] : cResults)
-    {
-        EXPECT_EQ(code, static_cast<HRESULT>(0x8004308B)) << name;
-        lines.push_back(std::string("Error: 8004308E QOR_JOB_EXCEPTION (") + name + "): " + name +
-                        ", 4711, no message");
-    }
-    EXPECT_EQ(TakeLog(), lines);
-}

@@ -217,10 +217,8 @@ TEST_F(JobTask, MakesItemsByItsFactoryAndRefusesNull)
 
 TEST_F(JobTask, AbortsWhateverTheReportAndTheInputsMeet)
 {
-    const std::string cOfItem = "Fatal: 8004308F QOR_JOB_SYSTEMEXCEPTION (QORJobTask::ReleaseContextData): "
-                                "QORJobTask::ReleaseContextData, 4711";
-    const std::string cOfReport = "Error: 8004308E QOR_JOB_EXCEPTION (QORJobTask::SetAbort): QORJobTask::SetAbort, "
-                                  "4711, a fault";
+    const std::string cOfItem = Caught("QORJobTask::ReleaseContextData", nullptr);
+    const std::string cOfReport = Caught("QORJobTask::SetAbort", "a fault");
     for (const auto& [bReporter, fault, calls] : {std::tuple(false, "", "reporter;"),
                                                   {true, "", "reporter;4;locale;65039Die Aufgabe wurde abgebrochen.;"},
                                                   {true, "locale", "reporter;4;locale;65039The task was aborted.;"},

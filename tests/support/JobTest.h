@@ -155,6 +155,14 @@ protected:
         return ids;
     }
 
+    /// The line that tells what an operation has caught: a message with its text, or anything else.
+    static std::string Caught(const std::string& iName, const char* iMessage)
+    {
+        const std::string place = " (" + iName + "): " + iName + ", 4711";
+        return iMessage == nullptr ? "Fatal: 8004308F QOR_JOB_SYSTEMEXCEPTION" + place
+                                   : "Error: 8004308E QOR_JOB_EXCEPTION" + place + ", " + iMessage;
+    }
+
     /// What was logged since the last call; a line as "Job Trace: text", a coded entry as
     /// "Error: 8004308E TEMPLATE (origin): arguments".
     Texts TakeLog() { return std::exchange(mLines, {}); }
