@@ -83,44 +83,38 @@ TEST(NewLocks, KeepTwoFirstUsersApart)
               0);
 }
 
-TEST(Mutexes, LetOneThreadInAtATime)
-{
-    QSynch::Mutex mutex;
-    int count = 0;
-    RunOnThreads(4, [&](int) {
-        for (int i = 0; i < 500; ++i)
-        {
-            const QSynch::MutexHold hold(mutex);
-            const int seen = count;
-            std::this_thread::yield(); // the others would come in here
-            count = seen + 1;
-        }
-    });
-    EXPECT_EQ(count, 2000);
-}
-
-/// On the heap, and in memory of the caller's.
-TEST(CriticalSections, AreReentrantAndHeldUntilTheLastLeave)
+/// A section is made on the heap, and in memory of the caller's.
+TEST(Locks, LetOneThreadInAtATimeAndASectionsThreadAgainUntilItsLastLeave)
 {
     alignas(QSynch::cCriticalSectionAlignment) std::byte place[QSynch::cCriticalSectionBytes];
-    for (void* where : {static_cast<void*>(nullptr), static_cast<void*>(place)})
-    {
-        CriticalSection* const lock = QSynch::CreateCriticalSection(1, where);
-        int count = 0;
-        RunOnThreads(4, [&](int) QORJOB_NO_THREAD_SAFETY_ANALYSIS {
-            for (int i = 0; i < 500; ++i)
+    QSynch::Mutex mutex;
+    CriticalSection* const sections[] = {QSynch::CreateCriticalSection(1), QSynch::CreateCriticalSection(1, place)};
+    int counts[3] = {};
+    const auto countUp = [](int& ioCount) {
+        const int seen = ioCount;
+        std::this_thread::yield(); // the others would come in here
+        ioCount = seen + 1;
+    };
+    RunOnThreads(4, [&](int) QORJOB_NO_THREAD_SAFETY_ANALYSIS {
+        for (int i = 0; i < 500; ++i)
+        {
             {
-                const CriticalSection::SmartLock outer(lock);
-                const int seen = count;
-                for (int further = 0; further < 2; ++further)
-                    const CriticalSection::SmartLock inner(lock);
-                std::this_thread::yield(); // the others would come in here
-                count = seen + 1;
+                const QSynch::MutexHold hold(mutex);
+                countUp(counts[0]);
             }
-        });
+            for (const int which : {0, 1})
+            {
+                const CriticalSection::SmartLock outer(sections[which]);
+                for (int further = 0; further < 2; ++further)
+                    const CriticalSection::SmartLock inner(sections[which]);
+                countUp(counts[1 + which]);
+            }
+        }
+    });
+    for (const int count : counts)
         EXPECT_EQ(count, 2000);
-        QSynch::DestroyCriticalSection(lock);
-    }
+    for (CriticalSection* section : sections)
+        QSynch::DestroyCriticalSection(section);
 }
 
 TEST(ReadersWriterLocks, LetReadersInTogetherAndKeepWritersAlone)
