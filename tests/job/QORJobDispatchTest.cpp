@@ -81,28 +81,6 @@ TEST_F(Dispatch, TakesNothingFromADeadJobWhenMemoryRunsOut)
     }
 }
 
-TEST_F(Dispatch, StartsNoStepWhenMemoryRunsOut)
-{
-    FakeProcessContext context;
-    QORJobTask task(nullptr);
-    const JobPtr job = NewJobWith("39 2");
-    job->SetProcessContext(&context);
-    job->SetStepStart(StepNoMore, 0, &task); // the task alone
-    context.mCalls.clear();
-    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
-    const BSTR probe = SysAllocString(QORJOB_W("key"));
-    SysFreeString(probe);
-    if (probe != nullptr)
-        GTEST_SKIP() << "the system's own strings don't fail on demand";
-    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
-    EXPECT_TRUE(FAILED(job->SetStepStart(StepNoOp, 1, nullptr)));
-    EXPECT_EQ(context.mCalls, Texts());
-    EXPECT_EQ(job->SetStepFinish(StepNoMore, 0, &task), S_OK) << "still the executing task";
-    int step = -1;
-    EXPECT_EQ(job->GetCurrentStepIdToRun(&step, nullptr), S_OK);
-    EXPECT_EQ(step, StepNoOp);
-}
-
 TEST_F(Dispatch, HandsTheClosingStepToOneThreadOnly)
 {
     for (int round = 0; round < 100; ++round)

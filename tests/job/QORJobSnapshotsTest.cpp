@@ -198,23 +198,28 @@ TEST_F(JobSnapshots, ShowAllThereIsAndAreCopiedWhole)
     EXPECT_EQ(ShowInfo(QORJobInfoOld(fresh)), ShowInfo(fresh));
 }
 
-TEST_F(JobSnapshots, ConvertNoMoreToTheOlderLayoutThanCounts)
+TEST_F(JobSnapshots, ConvertNoMoreToTheOlderLayoutThanCountsAndThanItHolds)
 {
     QORJobInfo info;
-    info.mTodoCount = info.mFinishedCount = info.mPUCount = 1;
     const std::unique_ptr<QORJobStep> step(FullJob::NewStep(5));
     info.mTodoSteps[1] = info.mFinishedSteps[1] = info.mFinishedSteps[0] = *step;
     info.mPUInfos[0] = info.mPUInfos[1] = QORJobPUInfo(9);
     info.mPUInfos[0].SetEnterTime();
-    const QORJobInfoOld old(info);
+    for (const auto& [count, shown, items] : {std::tuple(99, 16, 5), {-1, 0, 0}, {1, 1, 1}})
+    {
+        info.mTodoCount = info.mFinishedCount = info.mPUCount = info.mDataCount = count;
+        const QORJobInfoOld held(info);
+        EXPECT_TRUE(held.mTodoCount == shown && held.mFinishedCount == shown && held.mPUCount == shown) << count;
+        EXPECT_EQ(held.mDataCount, items);
+    }
+    const QORJobInfoOld old(info); // of each list the first entry
     EXPECT_EQ(old.mTodoSteps[1].mStepId, 0);
     EXPECT_EQ(old.mFinishedSteps[1].mStepId, 0);
     EXPECT_EQ(old.mPUInfos[0].mThreadId, QBase::GetCurrentThreadID());
     EXPECT_EQ(old.mPUInfos[1].mPUId, -1);
-    EXPECT_EQ(old.mFinishedSteps[0].mStartTime.mWeek, 12) << At(10);
-    EXPECT_EQ(old.mFinishedSteps[0].mStartTime.mDayOfWeek, 6) << At(10);
-    EXPECT_EQ(OldDateTime().mWeek, -1);
-    EXPECT_EQ(OldDateTime().mDayOfWeek, -1);
+    for (const auto& [time, week, dayOfWeek] :
+         {std::tuple(old.mFinishedSteps[0].mStartTime, 12, 6), {OldDateTime(), -1, -1}})
+        EXPECT_TRUE(time.mWeek == week && time.mDayOfWeek == dayOfWeek) << At(10);
 }
 
 TEST_F(JobSnapshots, ListAJobByTwoOperationsEachWithItsPart)
@@ -243,18 +248,4 @@ TEST_F(JobSnapshots, ListAJobByTwoOperationsEachWithItsPart)
     EXPECT_EQ(Read(read, &QORJobBrowsingInfo::get_Status), 8);
     for (const HRESULT code : {read.get_ID(nullptr), read.get_Priority(nullptr), read.get_Status(nullptr)})
         EXPECT_EQ(code, E_POINTER);
-}
-
-TEST_F(JobSnapshots, CountNoMoreInTheOlderLayoutThanItHolds)
-{
-    for (const auto& [count, shown, items] : {std::tuple(99, 16, 5), {-1, 0, 0}})
-    {
-        QORJobInfo info;
-        info.mTodoCount = info.mFinishedCount = info.mPUCount = info.mDataCount = count;
-        const QORJobInfoOld old(info);
-        EXPECT_EQ(old.mTodoCount, shown);
-        EXPECT_EQ(old.mFinishedCount, shown);
-        EXPECT_EQ(old.mPUCount, shown);
-        EXPECT_EQ(old.mDataCount, items);
-    }
 }
