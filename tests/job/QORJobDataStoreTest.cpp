@@ -9,44 +9,6 @@ namespace
 
 using DataStore = JobTest;
 
-/// What the items of a test were asked, and which call throws.
-struct Calls
-{
-    Texts mCalls;
-    std::string mThrowing;
-    bool mbMessage = false;
-};
-
-/// Counts its references and tells of its calls; goes with the test, not with its last reference.
-class FakeData final : public QORBinaryData
-{
-public:
-    FakeData(const std::string& iName, int iId, Calls& ioCalls)
-        : QORBinaryData(iId, nullptr, 0), mName(iName), mCalls(ioCalls)
-    {
-    }
-
-    HRESULT GetId(unsigned* oId) const override { return Note(" GetId") + QORBinaryData::GetId(oId); }
-    DWORD AddRef() override { return Note(" AddRef") + ++mReferences; }
-    DWORD Release() override { return Note(" Release") + --mReferences; }
-
-    DWORD mReferences = 0;
-
-private:
-    int Note(const char* iOperation) const
-    {
-        mCalls.mCalls.push_back(mName + iOperation);
-        if (mCalls.mCalls.back() != mCalls.mThrowing)
-            return 0;
-        if (mCalls.mbMessage)
-            throw QBase::Message("broken");
-        throw 7;
-    }
-
-    const std::string mName;
-    Calls& mCalls;
-};
-
 /// Throws when its payload is to go, and tells when it goes itself.
 class FaultyData final : public QORBinaryData
 {
@@ -70,7 +32,7 @@ bool IsAvailable(const QORJob& iJob, int iId)
 
 TEST_F(DataStore, KeepsOneItemOfEachIdFrom0To4)
 {
-    Calls calls;
+    Strangers calls;
     FakeData untouched("untouched", 0, calls);
     std::deque<FakeData> items;
     const JobPtr job = NewJob();
@@ -98,7 +60,7 @@ TEST_F(DataStore, SurvivesItemsThatThrow)
         for (const char* fault : {"second GetId", "first Release", "second AddRef"})
         {
             const char* const message = bMessage ? "broken" : nullptr;
-            Calls calls;
+            Strangers calls;
             FakeData first("first", 2, calls);
             FakeData second("second", 2, calls);
             const JobPtr job = NewJob();
@@ -112,9 +74,8 @@ TEST_F(DataStore, SurvivesItemsThatThrow)
             EXPECT_EQ(job->SetJobData(&second), static_cast<HRESULT>(bMessage ? 0x8004308B : 0x8004308C));
             EXPECT_EQ(TakeLog(), (Texts{Caught("GetJobData", message), Caught("SetJobData", message)}));
             const bool bKept =
-                calls.mThrowing == "second GetId"; // the first item, whose slot is empty as it is released
+                fault == std::string("second GetId"); // the first item, whose slot is empty as it is released
             std::thread([&] { EXPECT_EQ(IsAvailable(*job.Get(), 2), bKept); }).join(); // the lock is free
-            calls.mThrowing = "";
         }
 }
 

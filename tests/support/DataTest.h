@@ -10,6 +10,48 @@ using Bytes = std::vector<signed char>;
 
 inline constexpr signed char cUntouched = 0x55;
 
+/// Notes what strangers are called, and throws from the one call that it is told of.
+struct Strangers
+{
+    void Note(const std::string& iCall)
+    {
+        mCalls.push_back(iCall);
+        if (iCall != mThrowing)
+            return;
+        mThrowing.clear();
+        if (mbMessage)
+            throw QBase::Message("broken");
+        throw 1;
+    }
+
+    Texts mCalls{};
+    std::string mThrowing{};
+    bool mbMessage = false;
+};
+
+/// Counts its references and tells of its calls; goes with the test, not with its last reference.
+class FakeData final : public QORBinaryData
+{
+public:
+    FakeData(const std::string& iName, int iId, Strangers& ioStrangers)
+        : QORBinaryData(iId, nullptr, 0), mName(iName), mStrangers(ioStrangers)
+    {
+    }
+
+    HRESULT GetId(unsigned* oId) const override { return Note(" GetId"), QORBinaryData::GetId(oId); }
+    HRESULT GetSaveObjSize(unsigned, unsigned* oSize) const override { return Note(" save"), *oSize = 0, S_OK; }
+    DWORD AddRef() override { return ++mReferences, Note(" AddRef"), mReferences; }
+    DWORD Release() override { return --mReferences, Note(" Release"), mReferences; }
+
+    DWORD mReferences = 0;
+
+private:
+    void Note(const char* iOperation) const { mStrangers.Note(mName + iOperation); }
+
+    const std::string mName;
+    Strangers& mStrangers;
+};
+
 inline std::string TextOf(const QBase::WCHAR* iText)
 {
     return iText == nullptr ? "(null)" : QBase::WideCharToUTF8(iText);
