@@ -5,9 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <thread>
+#include <vector>
 
 using QSynch::CriticalSection;
 using QSynch::RWLock;
@@ -15,27 +17,13 @@ using QSynch::RWLock;
 namespace
 {
 
-/// Lets two threads go on together, again and again.
-class Meeting
-{
-public:
-    void Wait(int iRound)
-    {
-        for (++mArrived; mArrived.load() < 2 * iRound;)
-            std::this_thread::yield();
-    }
-
-private:
-    std::atomic<int> mArrived{0};
-};
-
 /// How often the first two users of a new lock, who come at once, met inside; of 2,000 locks.
-template <class FirstHold, class SecondHold, class Lock>
-int CountMeetingsInside(Lock* (*iCreate)(), void (*iDestroy)(Lock*))
+template <class FirstHold, class SecondHold, class LockPtr>
+int CountMeetingsInside(LockPtr (*iMake)(int))
 {
-    Meeting before;
-    Meeting after;
-    Lock* lock = nullptr;
+    std::vector<LockPtr> locks(2000);
+    std::generate(locks.begin(), locks.end(), [iMake] { return iMake(1); });
+    std::atomic<std::size_t> arrived{0};
     std::atomic<int> inside{0};
     std::atomic<int> meetings{0};
     const auto stay = [&] {
@@ -46,24 +34,20 @@ int CountMeetingsInside(Lock* (*iCreate)(), void (*iDestroy)(Lock*))
         meetings += bAlone ? 0 : 1;
     };
     RunOnThreads(2, [&](int iIndex) {
-        for (int round = 1; round <= 2000; ++round)
+        for (std::size_t round = 0; round < locks.size(); ++round)
         {
-            if (iIndex == 0)
-                lock = iCreate();
-            before.Wait(round);
+            for (++arrived; arrived.load() < 2 * (round + 1);)
+                std::this_thread::yield();
             if (iIndex == 0)
             {
-                const FirstHold hold(lock);
+                const FirstHold hold(locks[round].get());
                 stay();
             }
             else
             {
-                const SecondHold hold(lock);
+                const SecondHold hold(locks[round].get());
                 stay();
             }
-            after.Wait(round);
-            if (iIndex == 0)
-                iDestroy(lock);
         }
     });
     return meetings;
@@ -73,14 +57,10 @@ int CountMeetingsInside(Lock* (*iCreate)(), void (*iDestroy)(Lock*))
 
 TEST(NewLocks, KeepTwoFirstUsersApart)
 {
-    constexpr auto cNewRWLock = [] { return QSynch::CreateRWLock(1); };
-    constexpr auto cNewSection = [] { return QSynch::CreateCriticalSection(1); };
-    EXPECT_EQ((CountMeetingsInside<RWLock::WriteHold, RWLock::WriteHold, RWLock>(cNewRWLock, QSynch::DestroyRWLock)),
-              0);
-    EXPECT_EQ((CountMeetingsInside<RWLock::WriteHold, RWLock::ReadHold, RWLock>(cNewRWLock, QSynch::DestroyRWLock)), 0);
-    EXPECT_EQ((CountMeetingsInside<CriticalSection::SmartLock, CriticalSection::SmartLock, CriticalSection>(
-                  cNewSection, QSynch::DestroyCriticalSection)),
-              0);
+    using Section = CriticalSection::SmartLock;
+    EXPECT_EQ((CountMeetingsInside<RWLock::WriteHold, RWLock::WriteHold>(QSynch::MakeRWLock)), 0);
+    EXPECT_EQ((CountMeetingsInside<RWLock::WriteHold, RWLock::ReadHold>(QSynch::MakeRWLock)), 0);
+    EXPECT_EQ((CountMeetingsInside<Section, Section>(QSynch::MakeCriticalSection)), 0);
 }
 
 /// A section is made on the heap, and in memory of the caller's.
