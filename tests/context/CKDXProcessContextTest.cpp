@@ -409,38 +409,34 @@ TEST_F(ProcessContext, TakesAllThatItKeepsOfTheGeneralHeap)
     other->SetTextByGuid(cGuid, bstr.mText);
     mContext->put_ContextObjectA(&mSession);
     mSession.mpName9 = text;
-    const std::function<HRESULT(C&)> puts[] = {
-        [&](C& iContext) { return iContext.put_TextB(text); },
-        [&](C& iContext) { return iContext.put_TextC(text); },
-        [&](C& iContext) { return iContext.put_BstrA(bstr.mText); },
-        [&](C& iContext) { return iContext.put_BstrB(bstr.mText); },
-        [&](C& iContext) { return iContext.SetTextByGuid(cGuid, bstr.mText); },
-        [&](C& iContext) { return iContext.MoveTextByGuid(cOtherGuid, moved); },
-        [&](C& iContext) { return iContext.CopyTextTable(other.Get()); },
-        [&](C& iContext) { return iContext.SetNamedPair(text, 1, 2); },
-        [&](C& iContext) { return iContext.SetGuidList(1, &cGuid); },
-        [&](C& iContext) { return iContext.SetLogProperty(narrow, narrow); },
-        [&](C& iContext) { return iContext.BeginThreadMessage(); },
-    };
-    const std::function<void(C&)> silentPuts[] = {
-        [&](C& iContext) { iContext.put_BstrC(bstr.mText); },
-        [&](C& iContext) { iContext.put_BstrD(bstr.mText); },
-        [&](C& iContext) { iContext.put_BstrE(bstr.mText); },
+    C& context = *mContext.Get();
+    const std::function<HRESULT()> puts[] = {
+        [&] { return context.put_TextB(text); },
+        [&] { return context.put_TextC(text); },
+        [&] { return context.put_BstrA(bstr.mText); },
+        [&] { return context.put_BstrB(bstr.mText); },
+        [&] { return context.SetTextByGuid(cGuid, bstr.mText); },
+        [&] { return context.MoveTextByGuid(cOtherGuid, moved); },
+        [&] { return context.CopyTextTable(other.Get()); },
+        [&] { return context.SetNamedPair(text, 1, 2); },
+        [&] { return context.SetGuidList(1, &cGuid); },
+        [&] { return context.SetLogProperty(narrow, narrow); },
+        [&] { return context.BeginThreadMessage(); },
     };
     // The context doesn't use the program's default memory resource.
     std::pmr::memory_resource* const usual = std::pmr::set_default_resource(std::pmr::null_memory_resource());
     for (std::size_t row = 0; row < std::size(puts); ++row)
     {
         Builtin::Faults::FailNth(EnumFault::Allocation, 1);
-        EXPECT_EQ(puts[row](*mContext.Get()), cSystemExceptionMet) << row;
+        EXPECT_EQ(puts[row](), cSystemExceptionMet) << row;
         Builtin::Faults::StartCountingBlocks();
-        EXPECT_EQ(puts[row](*mContext.Get()), S_OK) << row;
+        EXPECT_EQ(puts[row](), S_OK) << row;
         EXPECT_GE(Builtin::Faults::StopCountingBlocks(), 1) << row;
     }
-    for (const auto& put : silentPuts)
+    for (const auto put : {&C::put_BstrC, &C::put_BstrD, &C::put_BstrE})
     {
         Builtin::Faults::StartCountingBlocks();
-        put(*mContext.Get());
+        (context.*put)(bstr.mText);
         EXPECT_EQ(Builtin::Faults::StopCountingBlocks(), 1);
     }
     EXPECT_EQ(TextOf(mContext, cGuid), bstr.Text());

@@ -61,7 +61,7 @@ TEST_F(MemGovernor, GrantsTheLimitToAllThreadsTogetherAndNotOneByteMore)
         EXPECT_EQ(job->SetGovernedControl(control) == S_OK && job->ApplyGovernorOrNot(), control != 1) << control;
 }
 
-TEST_F(MemGovernor, KeepsItsPeakAndNeverOwes)
+TEST_F(MemGovernor, KeepsItsPeakNeverOwesAndRefusesThoughItCantSayWhy)
 {
     JobMemGovernor governor(cJobId);
     governor.mLimitBytes = 1000;
@@ -72,7 +72,12 @@ TEST_F(MemGovernor, KeepsItsPeakAndNeverOwes)
     EXPECT_EQ(governor.mPeakBytes, 900u);
     governor.Release(501);
     EXPECT_TRUE(IsGranted(governor, 1000)) << "nothing is owed, and the limit itself is no hit";
-    EXPECT_FALSE(IsGranted(governor, cMost)) << "the sum overflows";
+    EXPECT_FALSE(governor.mbCancel);
+    QBase::wstring text(QORJOB_W("of before"));
+    Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, 1);
+    EXPECT_EQ(governor.Request(cMost, text), cMemoryRefused) << "the sum overflows";
+    EXPECT_TRUE(text.empty()) << "no memory for the reason";
+    EXPECT_TRUE(governor.mbCancel);
 }
 
 TEST_F(MemGovernor, SaysWhatItRefusesAndHowMuchIsLeft)
@@ -91,17 +96,6 @@ TEST_F(MemGovernor, SaysWhatItRefusesAndHowMuchIsLeft)
         {0, "0.00"}, {5242, "0.00"}, {5243, "0.01"}, {cMegabyte - 1, "1.00"}, {cMost, "17592186044416.00"}};
     for (const auto& [bytes, expected] : sizes)
         EXPECT_STREQ(Megabytes(bytes).GetText(), expected);
-}
-
-TEST_F(MemGovernor, RefusesByTheSameCodeWhereItCantSayWhy)
-{
-    JobMemGovernor governor(cJobId);
-    governor.mLimitBytes = 0;
-    QBase::wstring text(QORJOB_W("of before"));
-    Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, 1);
-    EXPECT_EQ(governor.Request(1, text), cMemoryRefused);
-    EXPECT_TRUE(text.empty());
-    EXPECT_TRUE(governor.mbCancel);
 }
 
 TEST_F(MemGovernor, ReportsAtTheFinishHowThePeakStandsToTheLimit)
