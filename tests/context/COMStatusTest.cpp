@@ -188,7 +188,7 @@ TEST_F(COMStatus, ReportsOneErrorWithItsHelp)
 {
     const auto resource = [](std::uintptr_t iId) { return reinterpret_cast<const QBase::WCHAR*>(iId); };
     const std::tuple<const QBase::WCHAR*, DWORD, const QBase::WCHAR*, HRESULT, HRESULT, const char*> rows[] = {
-        {QORJOB_W("text"), 0, nullptr, 0, DISP_E_EXCEPTION, "text|||0"},
+        {QORJOB_W("text"), 0, QORJOB_W("help"), 0, DISP_E_EXCEPTION, "text|||0"},
         {QORJOB_W("text"), 5, QORJOB_W("help"), S_FALSE, S_FALSE, "text||help|5"},
         {resource(0xFFFF), 0, nullptr, 0, static_cast<HRESULT>(0x8004FFFF), "Unknown Error|||0"},
         {nullptr, 0, nullptr, 0, static_cast<HRESULT>(0x80040000), "Unknown Error|||0"},

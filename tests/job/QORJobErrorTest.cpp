@@ -119,6 +119,8 @@ TEST_F(JobError, KeepsTheFirstErrorAndTakesMoreByUpdate)
     EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), cOther);
     HRESULT code = E_FAIL;
     const auto message = Given(mContext, &ICKDXProcessContext::get_OutMessage);
+    for (const auto get : {&QORJob::GetErrMessage, &QORJob::GetOutMessage})
+        EXPECT_EQ(QBase::PtrI<ICKDXWriteMessage>::Adopt(Read(*job.Get(), get)).Get(), message.Get());
     EXPECT_EQ(message->get_ErrorCode(&code), S_OK);
     EXPECT_EQ(code, cOther);
     EXPECT_EQ(job->UpdateJobError(QORJOB_W("Kernel"), 0x8000FE24, 12), S_OK);

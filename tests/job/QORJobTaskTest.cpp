@@ -179,6 +179,8 @@ TEST_F(JobTask, LetsItsInputsGoBeforeItsStatusChangesAndItsJobGoes)
         borrow(task, true);
         EXPECT_EQ((task.*end)(), S_OK);
         EXPECT_EQ(std::exchange(seen, ""), "status 0, jobs 1;");
+        EXPECT_EQ(Read(task, &QORJobTask::GetStatus),
+                  end == &QORJobTask::SetComplete ? JobTaskStatusComplete : JobTaskStatusAborted);
     }
     {
         QORJobTask task(NewJob().Get()); // nobody else holds that job

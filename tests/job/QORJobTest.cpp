@@ -53,6 +53,7 @@ TEST_F(Birth, LogsAndCountsByRequestType)
         JobPtr job = NewJob(type);
         EXPECT_EQ(job->GetRequestType(), type);
         EXPECT_EQ(Read(*job.Get(), &QORJob::GetRequestType), type);
+        EXPECT_EQ(Read(*job.Get(), &QORJob::GetId).Get(), cJobId);
         EXPECT_EQ(job->GetJobStringIDFromRequestType(), messageId) << type;
         EXPECT_EQ(QBase::WideCharToUTF8(QORJob::ConvertIDToName(type)), name);
         EXPECT_EQ(ReadCounters(), expected) << type;

@@ -68,7 +68,7 @@ constexpr GUID GuidOf(BYTE iNumber) { return {0x12345678, 0x9ABC, 0xDEF0, {1, 2,
 template <class T, class Object>
 T Read(const Object& iObject, HRESULT (Object::*iGetter)(T*) const)
 {
-    T value(0);
+    auto value = T(0);
     EXPECT_EQ((iObject.*iGetter)(&value), S_OK);
     return value;
 }
