@@ -20,15 +20,6 @@ bool IsGranted(JobMemGovernor& ioGovernor, std::uint64_t iBytes)
     return ioGovernor.Request(iBytes, text) == S_OK;
 }
 
-std::string ReadCounters()
-{
-    std::string counters;
-    for (int id = 0; id < 64; ++id)
-        if (const auto value = Builtin::PerfReadings::GetCounter(id); value != 0)
-            counters += std::to_string(id) + ':' + std::to_string(value) + ' ';
-    return counters;
-}
-
 } // namespace
 
 TEST_F(MemGovernor, GrantsTheLimitToAllThreadsTogetherAndNotOneByteMore)
@@ -123,16 +114,16 @@ TEST_F(MemGovernor, ReportsAtTheFinishHowThePeakStandsToTheLimit)
 
 TEST_F(CloseCounters, CountAJobOnceByTypeStatusAndKind)
 {
-    const std::tuple<int, int, int, const char*> rows[] = {
+    const std::tuple<int, int, int, Counters> rows[] = {
         // The kind -1: the context throws.
-        {RequestReport, JobCompleted, 0, "2:1 8:250 "},
-        {RequestReport, JobCompleted, -1, "2:1 8:250 "},
-        {RequestBatchChildReport, JobCompleted, 8, "2:1 8:250 39:1 43:250 "},
-        {RequestDatamartReport, JobStoppedWithError, 7, "4:1 8:250 42:250 "},
-        {RequestDocument, JobCompleted, 7, "18:1 50:250 "},
-        {RequestReport, JobExecuting, 7, "2:1 8:250 38:1 42:250 "},
-        {RequestDocument, JobStopped, 0, "19:1 50:250 "},
-        {RequestMetaData, JobCompleted, 7, ""},
+        {RequestReport, JobCompleted, 0, {{2, 1}, {8, 250}}},
+        {RequestReport, JobCompleted, -1, {{2, 1}, {8, 250}}},
+        {RequestBatchChildReport, JobCompleted, 8, {{2, 1}, {8, 250}, {39, 1}, {43, 250}}},
+        {RequestDatamartReport, JobStoppedWithError, 7, {{4, 1}, {8, 250}, {42, 250}}},
+        {RequestDocument, JobCompleted, 7, {{18, 1}, {50, 250}}},
+        {RequestReport, JobExecuting, 7, {{2, 1}, {8, 250}, {38, 1}, {42, 250}}},
+        {RequestDocument, JobStopped, 0, {{19, 1}, {50, 250}}},
+        {RequestMetaData, JobCompleted, 7, {}},
     };
     for (const auto& [type, status, kind, counters] : rows)
     {

@@ -88,13 +88,21 @@ TEST_F(JobAttributes, KeepOneReferenceToTheUserSession)
     }
 }
 
-TEST_F(JobContext, GetsPriorityAndGovernor)
+TEST_F(JobContext, GetsPriorityAndGovernorThoughTheOldOneThrowsAsItGoes)
 {
+    FakeProcessContext old;
     FakeProcessContext context;
     const JobPtr job = NewJob();
-    int old = 0;
-    job->SetPriority(8, &old);
-    EXPECT_EQ(job->SetProcessContext(&context), S_OK);
+    int priority = 0;
+    job->SetPriority(8, &priority);
+    EXPECT_EQ(job->SetProcessContext(&old), S_OK);
+    old.mOnCall = [](const std::string& iOperation) {
+        if (iOperation == "Release")
+            throw 1;
+    };
+    context.mOnCall = [&](const std::string&) { EXPECT_EQ(old.mReferences, 0u) << "it goes first"; };
+    EXPECT_EQ(job->SetProcessContext(&context), static_cast<HRESULT>(0x8004308C));
+    old.mOnCall = context.mOnCall = nullptr;
     EXPECT_EQ(context.mCalls, (Texts{"put_LimitA 8", "put_SharedHandle", "get_ContextObjectB"}));
     EXPECT_EQ(context.mpGovernor, job->GetMemGovernor());
     for (FakeProcessContext* each : {&context, static_cast<FakeProcessContext*>(nullptr)})
@@ -163,22 +171,4 @@ TEST_F(JobContext, ThatThrowsGivesACodeAndLeavesTheLockFree)
     EXPECT_TRUE(Builtin::PerfReadings::TakePulses().empty());
     context.mOnCall = nullptr;
     RunOnThreads(1, [&](int) { EXPECT_EQ(job->SetIsBatchJob(true), S_OK); });
-}
-
-TEST_F(JobContext, IsToldOfTheJobThoughTheOldOneThrowsAsItGoes)
-{
-    FakeProcessContext old;
-    FakeProcessContext context;
-    const JobPtr job = NewJob();
-    job->SetProcessContext(&old);
-    old.mOnCall = [](const std::string& iOperation) {
-        if (iOperation == "Release")
-            throw 1;
-    };
-    context.mOnCall = [&](const std::string&) { EXPECT_EQ(old.mReferences, 0u) << "it goes first"; };
-    EXPECT_EQ(job->SetProcessContext(&context), static_cast<HRESULT>(0x8004308C));
-    context.mOnCall = nullptr;
-    EXPECT_EQ(context.mCalls, (Texts{"put_LimitA 5", "put_SharedHandle", "get_ContextObjectB"}));
-    EXPECT_EQ(old.mReferences, 0u);
-    old.mOnCall = nullptr;
 }

@@ -2,7 +2,6 @@
 #include "platform/QPerfMon.h"
 #include "tests/support/JobTest.h"
 
-#include <map>
 #include <memory_resource>
 #include <tuple>
 
@@ -11,16 +10,6 @@ namespace
 
 using Birth = JobTest;
 using Life = JobTest;
-using Counters = std::map<int, std::int64_t>;
-
-Counters ReadCounters()
-{
-    Counters counters;
-    for (int id = 0; id < 32; ++id)
-        if (Builtin::PerfReadings::GetCounter(id) != 0)
-            counters[id] = Builtin::PerfReadings::GetCounter(id);
-    return counters;
-}
 
 } // namespace
 

@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
+#include <map>
 #include <sstream>
 #include <string>
 #include <type_traits>
@@ -71,6 +72,18 @@ T Read(const Object& iObject, HRESULT (Object::*iGetter)(T*) const)
     auto value = T(0);
     EXPECT_EQ((iObject.*iGetter)(&value), S_OK);
     return value;
+}
+
+using Counters = std::map<int, std::int64_t>;
+
+/// Those that aren't 0.
+inline Counters ReadCounters()
+{
+    Counters counters;
+    for (int id = 0; id < 64; ++id)
+        if (const auto value = Builtin::PerfReadings::GetCounter(id); value != 0)
+            counters[id] = value;
+    return counters;
 }
 
 /// Begins with all settings at rest. At its end no job is left, and no block that was taken of the heap.
