@@ -11,20 +11,20 @@ namespace
 {
 
 /// Runs a command under the record's lock; what the library or the memory doesn't allow isn't possible.
-/// `iRecord` is a copy: what is told to stop may drop the handle.
 template <class Command>
-EnumHostAnswer Do(const std::shared_ptr<Record> iRecord, Command&& iCommand)
+EnumHostAnswer Do(const std::shared_ptr<Record>& iHandles, Command&& iCommand)
 {
+    const std::shared_ptr<Record> record = iHandles; // what is told to stop may drop the handle
     std::shared_ptr<Core> core;
     {
-        const std::lock_guard hold(iRecord->mMutex);
-        core = iRecord->mpCore;
+        const std::lock_guard hold(record->mMutex);
+        core = record->mpCore;
     }
     if (core == nullptr)
         return EnumHostAnswer::TooLate;
     EnumHostAnswer answer = EnumHostAnswer::NotPossible;
-    Hold hold(*core, *iRecord);
-    if (iRecord->mpCore == nullptr)
+    Hold hold(*core, *record);
+    if (record->mpCore == nullptr)
         return EnumHostAnswer::TooLate;
     static_cast<void>(Catch([&] { answer = iCommand(*core, hold); }));
     return answer;

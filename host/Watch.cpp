@@ -120,7 +120,7 @@ void Core::StartTimes(Record& ioRecord)
     ioRecord.mpOverdue = nullptr;
     ioRecord.mGraceEnd = cNever;
     ioRecord.mGivenUntil = {};
-    if (!mTimers.IsPrepared(ioRecord))
+    if (!Timers::IsPrepared(ioRecord))
         return;
     ioRecord.mStepStart = Clock::now();
     ioRecord.mpRunning->mLastReport = 0;
