@@ -265,10 +265,7 @@ Core::Outcome Core::Execute(const QORHostStep& iStep, QORHostRun& ioRun) const
             throw QORHostError(cTaskAborted, {}, "the task was aborted");
     });
     if (thrown == nullptr)
-    {
-        ioRun.mTask.SetComplete();
         return {};
-    }
     ioRun.mTask.SetAbort();
     Outcome outcome{ioRun.IsToldToStop() ? Stopped : Failed};
     outcome.mError = Catch([&] {

@@ -22,7 +22,8 @@ void QORHostRun::Begin(const QORHostStep& iStep)
     mpStep = &iStep;
     mTask.SetStatus(JobTaskStatusNone, nullptr);
     mAttempt = mpRecord->mRetries + 1;
-    mbTold = false;
+    if (mbTold)
+        mbTold = false;
     if (!mbEndedBefore && std::exchange(mpRecord->mbContextTold, false) && mpContext)
         mpContext->put_LongB(ICKDXProcessContext::cGoOn); // it was for a step before
     if (mStop.stop_possible())
