@@ -109,7 +109,7 @@ std::vector<std::string> Core::Stop(Moment iUntil)
     if (WaitForEnd(iUntil))
         return left;
     GiveUpRunning(left);
-    WaitForEnd(Clock::now() + mConfig.mGrace);
+    WaitForEnd(Until(mConfig.mGrace));
     return left;
 }
 
@@ -161,7 +161,7 @@ void Core::EndOpen()
 /// Afterwards no thread of the host is left but those in steps that were given up and in callbacks that don't end.
 void Core::End()
 {
-    for (const std::string& step : Stop(Clock::now() + mConfig.mEndTime))
+    for (const std::string& step : Stop(Until(mConfig.mEndTime)))
         mLog.Write(EnumRouter::Error, "The host ends, and leaves a thread in %1", step);
     if (!WaitForEnd(Clock::now()))
         EndOpen();
@@ -170,7 +170,7 @@ void Core::End()
         mWatch.join();
     for (const auto& unit : mUnits)
         unit->Close();
-    const Moment until = Clock::now() + mConfig.mGrace;
+    const Moment until = Until(mConfig.mGrace);
     for (const auto& unit : mUnits)
         for (const int job : unit->Join(until))
             mLog.Write(EnumRouter::Error, "The host ends, and leaves a thread in the callback of job %1", job);

@@ -3,7 +3,7 @@
 #include "host/Core.h"
 #include "host/Failure.h"
 
-#include <new>
+#include <memory>
 #include <utility>
 
 namespace QORHOST
@@ -32,12 +32,15 @@ EnumHostAnswer Core::Cancel(Hold& ioHold, const std::string& iReason)
     Record& record = ioHold.GetRecord();
     if (IsTooLate(record))
         return EnumHostAnswer::TooLate;
-    std::string reason = iReason; // memory first: a cancelled job stays cancelled
+    std::string reason = iReason;                                    // memory first: a cancelled job stays cancelled
+    std::unique_ptr<QORJobStep> close(new QORJobStep(StepCloseJob)); // in case that the job refuses
+    if (close == nullptr)
+        return EnumHostAnswer::NotPossible;
     const bool bMade = MakeWayForReport(record);
     if (FAILED(record.mpJob->Cancel()) || StatusOf(*record.mpJob.Get()) != JobCancelled)
     {
         if (bMade)
-            Expect(record.mpJob->AddStep(new QORJobStep(StepCloseJob), nullptr), "AddStep");
+            Expect(record.mpJob->AddStep(close.release(), nullptr), "AddStep");
         return EnumHostAnswer::NotPossible;
     }
     record.mReason.swap(reason);

@@ -15,7 +15,6 @@
 #include <exception>
 #include <functional>
 #include <list>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -184,7 +183,7 @@ private:
     static void GoOn(Record& ioRecord);
     void ReturnLate(QORHostRun& ioRun);
 
-    // Ways.cpp: under the record's lock, but for the last three
+    // Ways.cpp: under the record's lock, but for the last two
     void Enter(Hold& ioHold);
     void Advance(Hold& ioHold);
     Unit& UnitOf(int iStepId, Unit& ioWhere) const;
@@ -194,10 +193,10 @@ private:
     void Exit(Record& ioRecord);
     void Rest(Hold& ioHold, EnumHostState iState);
     void StopWork(Hold& ioHold);
-    void WakeRunUntils();
     void KeepEnd(Record& ioRecord);
     void KeepSnapshot(Record& ioRecord);
     void CallBack(const std::shared_ptr<Record>& iRecord, QORJob& ioJob);
+    void WakeRunUntils();
 
     // Failure.cpp: under the record's lock
     void Fail(Hold& ioHold, const QORHostError& iError);
@@ -233,7 +232,7 @@ private:
     void GiveUpRunning(std::vector<std::string>& oLeft);
     std::size_t CountOwn() const;
     void EndOpen();
-    bool IsStopping() const { return mClosing == ClosingStop; }
+    bool IsStopping() const { return mClosing >= ClosingStop; }
 
     const QORHostConfig mConfig;
     const Log mLog;

@@ -65,7 +65,7 @@ void Core::RunUntilClosed(Unit& ioUnit)
     for (;;)
     {
         const std::uint64_t wakes = ioUnit.CountWakes();
-        if (mClosing != ClosingNot && mUnfinished <= CountOwn())
+        if ((mClosing != ClosingNot && mUnfinished <= CountOwn()) || ioUnit.IsClosed())
             break;
         RunOne(ioUnit, cNever, wakes);
     }
@@ -82,7 +82,7 @@ bool Core::RunUntil(Unit& ioUnit, const QORHostJob& iJob, Moment iUntil)
     {
         const std::uint64_t wakes = ioUnit.CountWakes(); // before the look at the job, whose end wakes
         bEnded = iJob.WaitFor({});
-        if (bEnded || Clock::now() >= iUntil)
+        if (bEnded || Clock::now() >= iUntil || ioUnit.IsClosed())
             break;
         RunOne(ioUnit, iUntil, wakes);
     }
@@ -201,8 +201,12 @@ EnumLeave Core::ChooseStep(Hold& ioHold, QORHostRun& ioRun, const QORHostStep*& 
     ioRun.mStepId = stepId;
     if (&UnitOf(stepId, ioRun.mUnit) == &ioRun.mUnit)
         return EnumLeave::Elsewhere;
-    // What is left of a job that has failed or lost a step is known only now.
-    record.mHandedStep = stepId;
+    // What is left of a job that has failed or lost a step, and what one begins anew with, is known only now. The list
+    // of the former stays as it is; the step of the latter is to be looked at there as any other.
+    if (ioRun.mbEndedBefore)
+        record.mHandedStep = stepId;
+    else
+        Expect(job.RenewCurrentStep(), "RenewCurrentStep");
     oStep = nullptr;
     static_cast<void>(moves(stepId));
     return EnumLeave::Elsewhere;
@@ -292,9 +296,7 @@ void Core::FinishStep(const Outcome& iOutcome, Hold& ioHold, QORHostRun& ioRun)
     if (std::exchange(record.mOwedStep, StepNoMore) == ioRun.mStepId)
         return; // the library knows nothing of this run
 
-    // Of a step that has done its work the status matters to the closing, and to what has paused meanwhile.
-    const bool bAsks = iOutcome.mKind != Done || ioRun.mStepId == StepCloseJob || record.mbContextTold;
-    const int status = bAsks ? StatusOf(job) : JobExecuting;
+    const int status = StatusOf(job); // the step may have changed it, too
     const bool bEnded = QORJOB::HasEnded(status);
     bool bStays = false; // the step is to be run again
     if (iOutcome.mKind == Done)
@@ -335,7 +337,8 @@ bool Core::MayTryAgain(const Outcome& iOutcome, Record& ioRecord, const QORHostR
     for (unsigned i = 1; i < iRun.mAttempt && delay < longest; ++i)
         delay *= iOutcome.mRetry.mGrowth;
     ioRecord.mRetries = iRun.mAttempt;
-    ioRecord.mRetryAt = Clock::now() + std::chrono::milliseconds(static_cast<std::int64_t>(std::min(delay, longest)));
+    constexpr double cMost = 1e12; // beyond it Until says never
+    ioRecord.mRetryAt = Until(std::chrono::milliseconds(static_cast<std::int64_t>(std::min({delay, longest, cMost}))));
     return true;
 }
 

@@ -58,7 +58,8 @@ public:
 
     /// Takes one job from the unit's queue and runs what the unit can of it. False when the queue is empty.
     bool RunOne(int iUnit);
-    /// Runs jobs as they come, until Drain or Stop was begun and all jobs of the host have ended.
+    /// Runs jobs as they come, until Drain or Stop was begun and all jobs of the host have ended, or the host is
+    /// destroyed.
     void RunUntilClosed(int iUnit);
     /// Runs jobs until that one has ended (true), or the time is over; 0: until it has ended.
     bool RunUntil(int iUnit, const QORHostJob& iJob, std::chrono::milliseconds iLimit = {});

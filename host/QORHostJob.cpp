@@ -3,8 +3,6 @@
 #include "host/Boundary.h"
 #include "host/Core.h"
 
-#include <new>
-
 using namespace QORHOST;
 
 namespace

@@ -50,9 +50,11 @@ std::stop_token QORHostRun::GetStopToken()
     std::stop_source made; // the memory for it before the lock
     const std::lock_guard hold(mpRecord->mMutex);
     if (!mStop.stop_possible())
+    {
         mStop = std::move(made);
-    if (mbTold)
-        mStop.request_stop(); // nobody can have registered yet
+        if (mbTold)
+            mStop.request_stop(); // nobody has registered with it yet
+    }
     return mStop.get_token();
 }
 

@@ -70,8 +70,7 @@ public:
 
     /// A child of this job, which then rests without a thread when this step has ended, until its children have. The
     /// child gets this job's id as its parent's and shares its governor; user, context and priority are the server's to
-    /// set. Never waits for room. Closed when this job has
-    /// failed or was cancelled meanwhile, or the step was given up.
+    /// set. Never waits for room. Closed when this job has failed or was cancelled meanwhile, or the step was given up.
     QORHostSubmission SubmitChild(QBase::PtrI<QORJob> iJob, QORHostSubmit iOptions = {});
 
 private:

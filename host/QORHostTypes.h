@@ -26,7 +26,7 @@ struct QORHostUnit
 {
     int mId = 1;             ///< that jobs know it under: 1 or more
     std::string mName = {};  ///< for people
-    unsigned mThreads = 1;   ///< 0: the server's own run it, by QORHost::RunOne and RunUntil
+    unsigned mThreads = 1;   ///< 0: the server's own run it, by QORHost::RunOne and its like
     unsigned mMostAUser = 0; ///< jobs of one user that it runs at a time, by QORJob::GetUser; of no user: all
     std::chrono::milliseconds mRaiseEvery{1'000}; ///< an hour at most
 };

@@ -133,7 +133,7 @@ EnumHostSubmit Core::Admit(const std::shared_ptr<Record>& iRecord)
     if (!bChild)
     {
         // A thread of the host doesn't wait for others of it.
-        const Moment until = Clock::now() + (IsOwnThread() ? Clock::duration{} : iRecord->mOptions.mWaitForRoom);
+        const Moment until = Until(IsOwnThread() ? std::chrono::milliseconds(0) : iRecord->mOptions.mWaitForRoom);
         while (mClosing == ClosingNot && !HasRoom(*iRecord))
             if (mRoom.wait_until(hold, until) == std::cv_status::timeout && !HasRoom(*iRecord))
                 return EnumHostSubmit::Full;

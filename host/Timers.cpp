@@ -60,8 +60,9 @@ std::shared_ptr<Record> Timers::TakeDue(Moment iNow)
 bool Timers::Wait(Moment iUntil)
 {
     std::unique_lock hold(mMutex);
+    const Moment next = mTimers.empty() ? iUntil : std::min(iUntil, mTimers.begin()->mMoment); // a copy: it may go
     if (!mbClosed)
-        mChanged.wait_until(hold, mTimers.empty() ? iUntil : std::min(iUntil, mTimers.begin()->mMoment));
+        mChanged.wait_until(hold, next);
     return !mbClosed;
 }
 

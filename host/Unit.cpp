@@ -46,8 +46,14 @@ void Unit::AddWorker()
         mCore.StartThread([core = mCore.shared_from_this(), this, worker = added.front()] { Run(*worker); });
     {
         const std::lock_guard hold(mMutex);
-        worker.mThread = std::move(thread);
-        mWorkers.splice(mWorkers.end(), added);
+        worker.mbGivenUp = mbClosed; // nobody would join it
+        if (mbClosed)
+            thread.detach();
+        else
+        {
+            worker.mThread = std::move(thread);
+            mWorkers.splice(mWorkers.end(), added);
+        }
     }
     mFilled.notify_all();
 }
@@ -77,6 +83,12 @@ void Unit::Run(Worker& ioWorker)
     const std::lock_guard hold(mMutex);
     ioWorker.mbEnded = true;
     mWorkerEnded.notify_all();
+}
+
+bool Unit::IsClosed() const
+{
+    const std::lock_guard hold(mMutex);
+    return mbClosed;
 }
 
 bool Unit::IsOver() const

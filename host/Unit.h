@@ -56,6 +56,7 @@ public:
     /// Threads that wait in Take get nothing and look again.
     void Wake();
     std::size_t CountQueued() const;
+    bool IsClosed() const;
 
     /// Another thread takes the place of one that hangs.
     void Replace(Worker& ioWorker);

@@ -137,7 +137,7 @@ void Core::CheckStep(Hold& ioHold, Moment iNow)
         if (iNow < GetEnd(record, &why) || why == nullptr)
             return;
         record.mpOverdue = why;
-        record.mGraceEnd = iNow + mConfig.mGrace;
+        record.mGraceEnd = Until(mConfig.mGrace);
         mLog.Write(EnumRouter::Warning, "%1 of job %2 is told to stop: %3", GetStepName(record.mpRunning->mStepId),
                    record.mId, why);
         if (!record.mpRunning->mpStep->mbCommits)

@@ -3,7 +3,6 @@
 #include "host/Core.h"
 #include "host/Failure.h"
 
-#include <new>
 #include <utility>
 
 namespace QORHOST

@@ -223,6 +223,18 @@ TEST(HostCommands, TellOneStepToStopAndNotTheNext)
     EXPECT_EQ(job.GetStatus(), JobCompleted);
 }
 
+TEST(HostCommands, RunAStepOnceThatSetsThePauseItself)
+{
+    int runs = 0;
+    QORHost host({.mUnits = {{}}, .mSteps = {{.mStepId = cFirst, .mRun = [&](QORHostRun& ioRun) {
+                                                  if (++runs < 3)
+                                                      ioRun.GetJob().PauseCurrentStep();
+                                              }}}});
+    const QORHostJob job = host.Submit(MakeJob(1, {cFirst, StepCloseJob})).mJob;
+    EXPECT_TRUE(job.WaitFor(cLong));
+    EXPECT_EQ(runs, 1);
+}
+
 TEST(HostCommands, LeaveACancelledJobCancelledWhateverItsStepThrows)
 {
     Gate inStep;
