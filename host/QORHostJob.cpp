@@ -12,7 +12,7 @@ namespace
 template <class Command>
 EnumHostAnswer Do(const std::shared_ptr<Record>& iHandles, Command&& iCommand)
 {
-    const std::shared_ptr<Record> record = iHandles; // what is told to stop may drop the handle
+    const std::shared_ptr<Record> record = iHandles->shared_from_this(); // what is told to stop may drop the handle
     std::shared_ptr<Core> core;
     {
         const std::lock_guard hold(record->mMutex);
