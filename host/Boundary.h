@@ -1,9 +1,10 @@
 // The host's one boundary to what may throw: the server's code, and calls of the job library that fail.
 #pragma once
 
-#include "host/QORHostTypes.h"
+#include "host/QORHostJob.h"
 
 #include <exception>
+#include <new>
 #include <stdexcept>
 #include <string>
 
@@ -53,6 +54,25 @@ std::exception_ptr Catch(Body&& iBody) noexcept
     catch (...)
     {
         return std::current_exception();
+    }
+}
+
+/// What the body gives; that there is no memory, where that is what it lacks. Calls of the library that fail while a
+/// job is submitted can lack nothing else.
+template <class Body>
+QORHostSubmission OrNoMemory(Body&& iBody)
+{
+    try
+    {
+        return iBody();
+    }
+    catch (const std::bad_alloc&)
+    {
+        return {EnumHostSubmit::NoMemory, {}};
+    }
+    catch (const CallError&)
+    {
+        return {EnumHostSubmit::NoMemory, {}};
     }
 }
 

@@ -240,7 +240,7 @@ private:
     std::array<Unit*, StepNoOp + 1> mStepUnits{}; // null: where the job is
     std::vector<std::unique_ptr<Unit>> mUnits;
     bool mbUsersCount = false; // a unit asks for users
-    bool mbTimed = false;      // there are limits of time for all
+    bool mbTimed = false;      // there are steps with limits of time
     Timers mTimers;
     std::atomic<Moment> mNextRefill{Moment{}};
     std::thread mWatch;

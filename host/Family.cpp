@@ -13,8 +13,7 @@ QORHostSubmission Core::SubmitChild(const QORHostRun& iRun, QBase::PtrI<QORJob> 
 {
     if (!iJob)
         throw std::invalid_argument("there is no job");
-    try
-    {
+    return OrNoMemory([&]() -> QORHostSubmission {
         const std::shared_ptr<Record> child = MakeRecord(std::move(iJob), std::move(iOptions), iRun.mpRecord);
         {
             Hold parent(*this, *iRun.mpRecord);
@@ -25,15 +24,7 @@ QORHostSubmission Core::SubmitChild(const QORHostRun& iRun, QBase::PtrI<QORJob> 
         Hold hold(*this, *child);
         Begin(hold);
         return {EnumHostSubmit::Accepted, QORHostJob(child)};
-    }
-    catch (const std::bad_alloc&)
-    {
-        return {EnumHostSubmit::NoMemory, {}};
-    }
-    catch (const CallError&) // memory is all that these calls can lack
-    {
-        return {EnumHostSubmit::NoMemory, {}};
-    }
+    });
 }
 
 /// Among the document's children and the open jobs, both or neither.

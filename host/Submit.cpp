@@ -32,8 +32,6 @@ Core::Core(QORHostConfig iConfig) : mConfig(std::move(iConfig))
     }
     if (mUnits.empty())
         throw std::invalid_argument("a host has units");
-    mbTimed = mConfig.mLongestWait.count() > 0 || mConfig.mLongestLife.count() > 0 || mConfig.mLongestRun.count() > 0 ||
-              mConfig.mLongestSilence.count() > 0;
     for (std::size_t id = 0; id < mSteps.size(); ++id)
         mSteps[id].mName = QBase::WideCharToUTF8(::GetStepName(static_cast<int>(id)));
     for (const QORHostStep& step : mConfig.mSteps)
@@ -84,8 +82,7 @@ QORHostSubmission Core::Submit(QBase::PtrI<QORJob> iJob, QORHostSubmit iOptions)
 {
     if (!iJob)
         throw std::invalid_argument("there is no job");
-    try
-    {
+    return OrNoMemory([&]() -> QORHostSubmission {
         const std::shared_ptr<Record> record = MakeRecord(std::move(iJob), std::move(iOptions), nullptr);
         const EnumHostSubmit result = Admit(record);
         if (result != EnumHostSubmit::Accepted)
@@ -93,15 +90,7 @@ QORHostSubmission Core::Submit(QBase::PtrI<QORJob> iJob, QORHostSubmit iOptions)
         Hold hold(*this, *record);
         Begin(hold);
         return {result, QORHostJob(record)};
-    }
-    catch (const std::bad_alloc&)
-    {
-        return {EnumHostSubmit::NoMemory, {}};
-    }
-    catch (const CallError&) // memory is all that these calls can lack
-    {
-        return {EnumHostSubmit::NoMemory, {}};
-    }
+    });
 }
 
 /// Takes all the memory that the host needs for the job.
