@@ -16,8 +16,7 @@ struct Busy
     {
         const auto run = [this, ibDeaf](QORHostRun& ioRun) {
             mInStep.Open();
-            while (!mMayReturn.IsOpen() && (ibDeaf || !ioRun.IsToldToStop()))
-                std::this_thread::yield();
+            WaitWhile([&] { return !mMayReturn.IsOpen() && (ibDeaf || !ioRun.IsToldToStop()); });
             ioRun.CheckStop();
         };
         mpHost.emplace(QORHostConfig{.mUnits = {{.mId = 1}, {.mId = 2}, {.mId = 3}},
@@ -85,9 +84,10 @@ TEST(HostClose, DrainsWhatIsThereAndStopsIt)
             QORHostJob delayed = busy.Submit(5, StepAnalyticalProcessing);
             QORHostJob answering = busy.Submit(6, StepElementBrowsing);
             EXPECT_TRUE(busy.mInAnswer.Wait());
-            while (parent.GetState() != EnumHostState::WaitingForChildren ||
-                   delayed.GetState() != EnumHostState::Delayed)
-                std::this_thread::yield();
+            WaitWhile([&] {
+                return parent.GetState() != EnumHostState::WaitingForChildren ||
+                       delayed.GetState() != EnumHostState::Delayed;
+            });
             EXPECT_FALSE(busy.mpHost->WaitForClose(1ms));
             if (bSignal)
                 bStop ? busy.mpHost->RequestStop() : busy.mpHost->RequestDrain();
@@ -218,8 +218,7 @@ TEST(HostClose, StopsThoughItDrainsAtTheSameTime)
         for (int id = 1; id <= 500; ++id)
             jobs.push_back(host.Submit(MakeJob(id, {cFirst, StepCloseJob})).mJob);
         for (const QORHostJob& job : jobs)
-            while (job.GetState() != EnumHostState::Delayed)
-                std::this_thread::yield();
+            WaitWhile([&] { return job.GetState() != EnumHostState::Delayed; });
         if (bSignals)
         {
             host.RequestStop();
@@ -258,8 +257,7 @@ TEST(HostClose, EndsADocumentOnceThoughItsChildEndsThen)
                           .mGrace = 1ms,
                           .mEndTime = 1ms});
             document = host.Submit(MakeJob(1, {cFirst, StepCloseJob}), {.mOnEnd = count}).mJob;
-            while (document.GetState() != EnumHostState::WaitingForChildren)
-                std::this_thread::yield();
+            WaitWhile([&] { return document.GetState() != EnumHostState::WaitingForChildren; });
             opener = std::thread([rests] { rests->Open(); });
         }
         opener.join();

@@ -70,8 +70,7 @@ public:
         if (iMoment == "paused")
         {
             EXPECT_EQ(mJob.Pause(), EnumHostAnswer::Done);
-            while (mJob.GetState() != EnumHostState::Paused)
-                std::this_thread::yield();
+            WaitWhile([&] { return mJob.GetState() != EnumHostState::Paused; });
         }
         if (iMoment == "committed" || iMoment == "ended")
         {
@@ -90,8 +89,7 @@ public:
         ++mRuns;
         mInFirst.Open();
         const std::stop_callback opener(ioRun.GetStopToken(), [this] { mStopped.Open(); });
-        while (ioRun.Report(10) && !mFirstMayEnd.IsOpen())
-            std::this_thread::yield();
+        WaitWhile([&] { return ioRun.Report(10) && !mFirstMayEnd.IsOpen(); });
         if (mFirstMayEnd.IsOpen())
             return;
         EXPECT_TRUE(mStopped.Wait()) << "the token tells, too";
@@ -188,8 +186,7 @@ TEST(HostCommands, RunAPausedStepAgainIfItStoppedAndNotIfItEnded)
             stage.mFirstMayEnd.Open();
             EXPECT_EQ(stage.mJob.Pause(), EnumHostAnswer::Done);
         }
-        while (stage.mJob.GetState() != EnumHostState::Paused && !stage.mJob.HasEnded())
-            std::this_thread::yield();
+        WaitWhile([&] { return stage.mJob.GetState() != EnumHostState::Paused && !stage.mJob.HasEnded(); });
         EXPECT_EQ(stage.mJob.GetStatus(), JobPausing);
         stage.OpenAll();
         EXPECT_EQ(stage.mJob.Resume(), EnumHostAnswer::Done);
@@ -259,8 +256,7 @@ TEST(HostCommands, ComeInFrontWhenTheyCancelAndInTheirPlaceOtherwise)
 {
     Stage stage;
     EXPECT_TRUE(stage.mHost.Submit(MakeJob(99, {StepElementBrowsing, StepCloseJob}, RequestReport, 100)));
-    while (stage.mHost.GetCounts().mQueued > 0)
-        std::this_thread::yield();
+    WaitWhile([&] { return stage.mHost.GetCounts().mQueued > 0; });
     Journal order;
     std::vector<QORHostJob> jobs;
     for (int id = 1; id <= 4; ++id)

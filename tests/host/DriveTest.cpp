@@ -25,8 +25,7 @@ std::vector<int> OrderOf(const std::vector<std::pair<int, std::string>>& iJobs, 
         const auto job = MakeJob(++id, {cFirst, StepCloseJob}, RequestReport, priority);
         job->SetUser(QBase::UTF8ToWideChar(user));
         EXPECT_TRUE(host.Submit(job));
-        while (id == 1 && host.GetCounts().mQueued > 0)
-            std::this_thread::yield();
+        WaitWhile([&] { return id == 1 && host.GetCounts().mQueued > 0; });
     }
     queued.Open();
     EXPECT_TRUE(host.Drain(cLong));

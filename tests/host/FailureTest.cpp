@@ -174,8 +174,7 @@ TEST(HostFailure, TakesNoMoreThanFits)
             .mResult;
     };
     EXPECT_EQ(submit(20, 0ms), EnumHostSubmit::Accepted);
-    while (host.GetCounts().mBytes != 70)
-        std::this_thread::yield();
+    WaitWhile([&] { return host.GetCounts().mBytes != 70; });
     EXPECT_EQ(submit(31, 0ms), EnumHostSubmit::Full);
     EXPECT_EQ(submit(30, 0ms), EnumHostSubmit::Accepted);
     EXPECT_EQ(submit(0, 0ms), EnumHostSubmit::Accepted);
@@ -213,14 +212,12 @@ TEST(HostFailure, SaysWhichThreadsDontStartAndTriesAgain)
     config.mSteps.push_back({.mStepId = cFirst, .mRun = [&](QORHostRun&) { mayReturn.Wait(); }});
     QORHost host(config);
     const QORHostJob job = host.Submit(MakeJob(1, {cFirst, StepCloseJob})).mJob;
-    while (host.GetCounts().mMissingThreads == 0)
-        std::this_thread::yield();
+    WaitWhile([&] { return host.GetCounts().mMissingThreads == 0; });
     EXPECT_EQ(job.GetStatus(), JobStoppedWithError);
     EXPECT_FALSE(job.HasEnded());
     left = 1;
     EXPECT_TRUE(job.WaitFor(cLong)) << "the thread is started as soon as that is possible";
     EXPECT_EQ(host.GetCounts().mMissingThreads, 0U);
     mayReturn.Open();
-    while (host.GetCounts().mLateThreads > 0)
-        std::this_thread::yield();
+    WaitWhile([&] { return host.GetCounts().mLateThreads > 0; });
 }

@@ -31,10 +31,8 @@ public:
             EXPECT_TRUE(mMade.Wait());
             if (kind == "fails")
                 throw std::runtime_error("no such table");
-            while (kind == "waits" && !ioRun.IsToldToStop())
-                std::this_thread::yield();
-            while (kind == "holds" && !mMayEnd.IsOpen())
-                std::this_thread::yield();
+            WaitWhile([&] { return kind == "waits" && !ioRun.IsToldToStop(); });
+            WaitWhile([&] { return kind == "holds" && !mMayEnd.IsOpen(); });
             ioRun.CheckStop();
         };
         mpHost = std::make_unique<QORHost>(QORHostConfig{
@@ -57,8 +55,7 @@ public:
 
     void WaitUntilItRests() const
     {
-        while (mDocument.GetState() != EnumHostState::WaitingForChildren)
-            std::this_thread::yield();
+        WaitWhile([&] { return mDocument.GetState() != EnumHostState::WaitingForChildren; });
     }
 
     const std::vector<std::string> mKinds;
@@ -134,8 +131,7 @@ TEST(HostFamily, TellsOfTheEndThoughOnlyTheClosingStepWasLeft)
             ioRun.SubmitChild(MakeJob(2, {cSecond, StepCloseJob}, RequestReport));
         };
         const auto child = [&](QORHostRun& ioRun) {
-            while (way != "child" && !ioRun.IsToldToStop())
-                std::this_thread::yield();
+            WaitWhile([&] { return way != "child" && !ioRun.IsToldToStop(); });
             throw std::runtime_error("it fails");
         };
         const auto note = [&](QORHostRun& ioRun) {
@@ -150,8 +146,7 @@ TEST(HostFamily, TellsOfTheEndThoughOnlyTheClosingStepWasLeft)
         QORHostJob document = host.Submit(MakeJob(1, {cFirst, StepCloseJob}),
                                           {.mLongestLife = std::chrono::milliseconds(way == "life" ? 20 : 0)})
                                   .mJob;
-        while (way == "cancel" && document.GetState() != EnumHostState::WaitingForChildren)
-            std::this_thread::yield();
+        WaitWhile([&] { return way == "cancel" && document.GetState() != EnumHostState::WaitingForChildren; });
         if (way == "cancel")
         {
             EXPECT_EQ(document.Cancel("closed"), EnumHostAnswer::Done);
@@ -179,8 +174,7 @@ TEST(HostFamily, PausesTheDocumentOnly)
     family.mMayEnd.Open();
     for (const QORHostJob& child : family.mChildren)
         EXPECT_TRUE(child.WaitFor(cLong));
-    while (document.GetState() != EnumHostState::Paused)
-        std::this_thread::yield();
+    WaitWhile([&] { return document.GetState() != EnumHostState::Paused; });
     EXPECT_EQ(document.Resume(), EnumHostAnswer::Done);
     EXPECT_TRUE(document.WaitFor(cLong));
     EXPECT_EQ(document.GetStatus(), JobCompleted);
@@ -201,8 +195,7 @@ TEST(HostFamily, SharesTheGovernorAndItsLimits)
              for (int id = 100; id < 103; ++id)
                  results.push_back(ioRun.SubmitChild(MakeJob(id, {cSecond, StepCloseJob}, RequestReport)).mResult);
              submitted.Open();
-             while (!ioRun.IsToldToStop())
-                 std::this_thread::yield();
+             WaitWhile([&] { return !ioRun.IsToldToStop(); });
              EXPECT_EQ(ioRun.SubmitChild(MakeJob(104, {cSecond, StepCloseJob})).mResult, EnumHostSubmit::Closed)
                  << "it has failed with its child";
          }});

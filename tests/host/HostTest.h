@@ -39,6 +39,17 @@ inline QBase::PtrI<QORJob> MakeJob(int iId, std::initializer_list<QORJobProcessi
     return job;
 }
 
+template <class Condition>
+void WaitWhile(Condition iCondition)
+{
+    const auto end = std::chrono::steady_clock::now() + cLong;
+    while (iCondition())
+    {
+        ASSERT_LT(std::chrono::steady_clock::now(), end) << "it took too long";
+        std::this_thread::yield();
+    }
+}
+
 /// Opened once; who comes before waits.
 class Gate
 {

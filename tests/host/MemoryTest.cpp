@@ -76,8 +76,7 @@ void RunFamily(const std::function<void()>& iFailFrom)
         while (host.RunOne(1) || host.RunOne(2))
             continue;
         if (first && first.mJob.GetState() == EnumHostState::Delayed)
-            while (host.GetCounts().mQueued == 0)
-                std::this_thread::yield();
+            WaitWhile([&] { return host.GetCounts().mQueued == 0; });
         while (host.RunOne(1) || host.RunOne(2))
             continue;
         EXPECT_EQ(host.GetCounts().mOpen, 0U);

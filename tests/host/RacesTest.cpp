@@ -115,8 +115,7 @@ public:
         threads.pop_back();
         for (std::thread& thread : threads)
             thread.join();
-        while (mWorking > 0)
-            std::this_thread::yield();
+        WaitWhile([&] { return mWorking > 0; });
         for (const Fate& fate : mFates)
         {
             if (!fate.mJob)

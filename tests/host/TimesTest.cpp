@@ -17,8 +17,7 @@ struct Hanging
         const auto report = [this](QORHostRun&) { mEvents.Add("told"); };
         iConfig.mSteps.push_back({.mStepId = cFirst, .mRun = [this, ibDeaf](QORHostRun& ioRun) {
                                       mInStep.Open();
-                                      while (ibDeaf ? !mMayReturn.IsOpen() : !ioRun.IsToldToStop())
-                                          std::this_thread::yield();
+                                      WaitWhile([&] { return ibDeaf ? !mMayReturn.IsOpen() : !ioRun.IsToldToStop(); });
                                       mEvents.Add("returned");
                                       ioRun.CheckStop();
                                   }});
@@ -30,8 +29,7 @@ struct Hanging
     ~Hanging()
     {
         mMayReturn.Open();
-        while (mpHost->GetCounts().mLateThreads > 0) // they use this
-            std::this_thread::yield();
+        WaitWhile([&] { return mpHost->GetCounts().mLateThreads > 0; }); // they use this
     }
 
     QORHostJob Submit(const QBase::PtrI<QORJob>& iJob, QORHostSubmit iOptions = {})
@@ -89,8 +87,7 @@ TEST(HostTimes, EndAStepThatListensAndGiveUpOneThatDoesnt)
             // The unit has its strength back: another job is run while the thread is away.
             EXPECT_TRUE(hanging.Submit(MakeJob(4, {cSecond, StepCloseJob})).WaitFor(cLong));
             hanging.mMayReturn.Open();
-            while (hanging.mpHost->GetCounts().mLateThreads > 0)
-                std::this_thread::yield();
+            WaitWhile([&] { return hanging.mpHost->GetCounts().mLateThreads > 0; });
             EXPECT_TRUE(hanging.mpHost->Drain(cLong));
             EXPECT_EQ(job.GetStatus(), JobStoppedWithError);
             EXPECT_EQ(job.GetReason(), row.mReason);
@@ -129,8 +126,7 @@ TEST(HostTimes, EndWhatWaitsTooLong)
         const QORHostJob job =
             hanging.Submit(MakeJob(2, {cSecond, StepCloseJob}),
                            bWait ? QORHostSubmit{.mLongestWait = 1ms} : QORHostSubmit{.mLongestLife = 1ms});
-        while (job.GetStatus() != JobStoppedWithError) // at once; it ends when a thread is free
-            std::this_thread::yield();
+        WaitWhile([&] { return job.GetStatus() != JobStoppedWithError; }); // at once; it ends when a thread is free
         EXPECT_EQ(job.GetReason(), bWait ? "it waited in the queue for longer than it may"
                                          : "it took longer than the job's time allows");
         EXPECT_EQ(job.GetState(), EnumHostState::Queued);
@@ -213,8 +209,7 @@ TEST(HostTimes, EndAJobWhoseLastStepsHangWithoutRunningOneTwice)
         EXPECT_LE(closed, 1);
         EXPECT_FALSE(bStrange) << "the closing step is another unit's";
         mayReturn.Open();
-        while (host.GetCounts().mLateThreads > 0)
-            std::this_thread::yield();
+        WaitWhile([&] { return host.GetCounts().mLateThreads > 0; });
     }
 }
 
@@ -259,8 +254,7 @@ TEST(HostTimes, LetADelayedJobBeCancelledAndPaused)
                                                           ioRun.TryAgain({.mDelay = 1h, .mLongestDelay = 1h}, "later");
                                                   }}}});
         QORHostJob job = host.Submit(MakeJob(8, {cFirst, StepCloseJob})).mJob;
-        while (job.GetState() != EnumHostState::Delayed)
-            std::this_thread::yield();
+        WaitWhile([&] { return job.GetState() != EnumHostState::Delayed; });
         if (bPause)
         {
             EXPECT_EQ(job.Pause(), EnumHostAnswer::Done);
