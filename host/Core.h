@@ -105,6 +105,7 @@ public:
     QORHostSubmission Submit(QBase::PtrI<QORJob> iJob, QORHostSubmit iOptions);
     std::vector<QORHostJob> GetJobs();
     QORHostCounts GetCounts();
+    const std::vector<QORHostUnit>& GetPlans() const { return mConfig.mUnits; }
     const QORHostStep* FindStep(int iStepId) const;
     Unit* FindUnit(int iUnit) const;
     const std::string& GetStepName(int iStepId) const;

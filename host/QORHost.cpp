@@ -33,6 +33,8 @@ std::vector<QORHostJob> QORHost::GetJobs() const { return mpCore->GetJobs(); }
 
 QORHostCounts QORHost::GetCounts() const { return mpCore->GetCounts(); }
 
+std::vector<QORHostUnit> QORHost::GetUnits() const { return mpCore->GetPlans(); }
+
 std::string QORHost::GetUnitName(int iUnit) const
 {
     const Unit* const unit = mpCore->FindUnit(iUnit);

@@ -47,9 +47,10 @@ public:
     /// A job that isn't accepted is as it was. Throws std::invalid_argument for null.
     QORHostSubmission Submit(QBase::PtrI<QORJob> iJob, QORHostSubmit iOptions = {});
 
-    /// Those that are open.
+    /// Those that are open, in the order in which they were submitted.
     std::vector<QORHostJob> GetJobs() const;
     QORHostCounts GetCounts() const;
+    std::vector<QORHostUnit> GetUnits() const;
     /// For people; of a unit that there isn't, its number.
     std::string GetUnitName(int iUnit) const;
     std::string GetStepName(int iStepId) const;

@@ -61,6 +61,26 @@ std::string QORHostJob::GetReason() const
 
 int QORHostJob::GetProgress() const { return mpRecord->mProgress; }
 
+QORHostLook QORHostJob::GetLook() const
+{
+    QORHostLook look;
+    const std::lock_guard hold(mpRecord->mMutex);
+    look.mState = mpRecord->mState;
+    look.mUnit = mpRecord->mpUnit != nullptr ? mpRecord->mpUnit->GetPlan().mId : 0;
+    look.mStepId = mpRecord->mStatisticsStep;
+    look.mProgress = mpRecord->mProgress;
+    look.mSince = look.mState == EnumHostState::Queued ? mpRecord->mEntered : mpRecord->mStepStart;
+    look.mStatus = mpRecord->mpJob ? StatusOf(*mpRecord->mpJob.Get()) : mpRecord->mStatus;
+    look.mPriority = mpRecord->mpJob ? PriorityOf(*mpRecord->mpJob.Get()) : mpRecord->mPriority;
+    return look;
+}
+
+QBase::PtrI<QORJob> QORHostJob::GetJob() const
+{
+    const std::lock_guard hold(mpRecord->mMutex);
+    return mpRecord->mpJob;
+}
+
 HRESULT QORHostJob::GetSnapshot(QORJobInfo& oInfo) const
 {
     QBase::PtrI<QORJob> job;

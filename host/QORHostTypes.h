@@ -88,6 +88,9 @@ struct QORHostConfig
     std::chrono::milliseconds mGrace{5'000};    ///< for a step that was told to stop before it is given up
     std::chrono::milliseconds mEndTime{10'000}; ///< for the jobs that are open when the host is destroyed
 
+    /// Called for each job at its end, before its own QORHostSubmit::mOnEnd and in the same way.
+    std::function<void(const QORHostJob& iJob, QORJob& ioJob)> mOnEnd = {};
+
     /// Makes each thread, for servers that set theirs up; it may throw. std::thread where there is none.
     std::function<std::thread(std::function<void()> iBody)> mStartThread = {};
 };
@@ -118,6 +121,19 @@ enum class EnumHostState
     WaitingForChildren,
     Delayed, ///< a step is tried again later
     Ended,
+};
+
+/// A job at one moment: what a list of many jobs takes of each.
+struct QORHostLook
+{
+    EnumHostState mState = EnumHostState::Queued;
+    int mStatus = JobReady;   ///< one of EnumJobStatus
+    int mUnit = 0;            ///< where it is queued or runs, or was last; 0: it was in none
+    int mStepId = StepNoMore; ///< that runs, or was chosen to run next when the job was queued
+    int mProgress = 0;        ///< percent
+    int mPriority = 0;
+    std::chrono::steady_clock::time_point
+        mSince; ///< queued or running since then; of a job that rests, it ran since then
 };
 
 /// How often a step is tried, and after which delays: the first one, and then each `mGrowth` times the last one.

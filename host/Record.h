@@ -155,6 +155,7 @@ struct Record : std::enable_shared_from_this<Record>
 
     // What is left at the end.
     int mStatus = JobReady;
+    int mPriority = 0;
     HRESULT mErrorCode = S_OK;
     std::string mReason;
     std::atomic<int> mProgress{0};

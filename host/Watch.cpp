@@ -120,9 +120,9 @@ void Core::StartTimes(Record& ioRecord)
     ioRecord.mpOverdue = nullptr;
     ioRecord.mGraceEnd = cNever;
     ioRecord.mGivenUntil = {};
+    ioRecord.mStepStart = Clock::now();
     if (!Timers::IsPrepared(ioRecord))
         return;
-    ioRecord.mStepStart = Clock::now();
     ioRecord.mpRunning->mLastReport = 0;
     SetTimer(ioRecord);
 }

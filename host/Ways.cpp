@@ -25,7 +25,7 @@ void Core::Enter(Hold& ioHold)
         const int stepId = NextStepOf(record);
         unit = &UnitOf(stepId, *unit);
         bFirst = IsStopping() || QORJOB::HasEnded(StatusOf(job));
-        Expect(job.GetPUPriority(&priority), "GetPUPriority");
+        priority = PriorityOf(job);
         SetCurrentStep(record, stepId);
         Expect(job.SetPUEnter(unit->GetPlan().mId, QORJOB_W(""), 0), "SetPUEnter");
         job.EnqueuePulse();
@@ -151,7 +151,7 @@ void Core::EndJob(const std::shared_ptr<Record>& iRecord)
     mRoom.notify_all();
 
     std::shared_ptr<Core> core;
-    if (record.mOptions.mOnEnd != nullptr)
+    if (record.mOptions.mOnEnd != nullptr || mConfig.mOnEnd != nullptr)
     {
         QORJob* job = nullptr;
         {
@@ -209,6 +209,7 @@ void Core::KeepEnd(Record& ioRecord)
     if (ioRecord.mbRunAway)
         job.NeedToPerisistMsgStatusForRunAway(RunAwayCleanUp);
     job.GetStatus(&ioRecord.mStatus);
+    job.GetPUPriority(&ioRecord.mPriority);
     job.GetErrCode(&ioRecord.mErrorCode);
 }
 
@@ -226,8 +227,12 @@ void Core::CallBack(const std::shared_ptr<Record>& iRecord, QORJob& ioJob)
 {
     const auto onEnd = std::exchange(iRecord->mOptions.mOnEnd, {});
     const Own own(*this, *iRecord);
-    if (const std::exception_ptr failure = Catch([&] { onEnd(QORHostJob(iRecord), ioJob); }))
-        mLog.Write(EnumRouter::Error, "The callback of job %1 has thrown: %2", iRecord->mId, failure);
+    for (const auto* const callback : {&mConfig.mOnEnd, &onEnd})
+        if (const std::exception_ptr failure = Catch([&] {
+                if (*callback != nullptr)
+                    (*callback)(QORHostJob(iRecord), ioJob);
+            }))
+            mLog.Write(EnumRouter::Error, "The callback of job %1 has thrown: %2", iRecord->mId, failure);
 }
 
 } // namespace QORHOST
