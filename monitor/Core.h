@@ -1,0 +1,4 @@
+// What a monitor keeps.
+#pragma once
+
+#include "monitor/QORMonitor.h"

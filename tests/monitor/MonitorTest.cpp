@@ -1,0 +1,3 @@
+#include "monitor/QORMonitor.h"
+
+#include <gtest/gtest.h>

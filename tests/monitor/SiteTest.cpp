@@ -1,0 +1,3 @@
+#include "monitor/QORMonitorSite.h"
+
+#include <gtest/gtest.h>

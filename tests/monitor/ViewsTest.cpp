@@ -1,0 +1,3 @@
+#include "monitor/QORMonitorViews.h"
+
+#include <gtest/gtest.h>

@@ -1,0 +1,3 @@
+#include "monitor/QORWebServer.h"
+
+#include <gtest/gtest.h>
