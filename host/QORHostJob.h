@@ -69,10 +69,29 @@ public:
 private:
     friend class QORHOST::Core;
     friend class QORHost;
+    friend class QORHostJobReference;
     friend class QORHostRun;
     explicit QORHostJob(std::shared_ptr<QORHOST::Record> iRecord) : mpRecord(std::move(iRecord)) {}
 
     std::shared_ptr<QORHOST::Record> mpRecord;
+};
+
+/// What finds a handle again without keeping what is left of the job.
+class QORHostJobReference
+{
+public:
+    QORHostJobReference() = default;
+    explicit QORHostJobReference(const QORHostJob& iJob) : mpRecord(iJob.mpRecord) {}
+
+    /// Empty once the job has ended and nobody has a handle.
+    QORHostJob Lock() const { return QORHostJob(mpRecord.lock()); }
+    bool IsOf(const QORHostJob& iJob) const
+    {
+        return !mpRecord.owner_before(iJob.mpRecord) && !iJob.mpRecord.owner_before(mpRecord);
+    }
+
+private:
+    std::weak_ptr<QORHOST::Record> mpRecord;
 };
 
 /// What Submit gives: the handle is empty unless the job was accepted.

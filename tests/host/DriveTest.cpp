@@ -75,6 +75,49 @@ TEST(HostDrive, TakesAJobThroughItsUnitsAndRecordsIt)
     EXPECT_EQ(host.GetStepName(cFirst), "SQL Generation");
     EXPECT_EQ(host.GetUnitName(9), "other");
     EXPECT_EQ(host.GetCounts().mOpen, 0U);
+    EXPECT_EQ(host.GetUnits().at(1).mName, "other");
+    EXPECT_FALSE(job.GetJob());
+}
+
+TEST(HostDrive, ShowsWhereAJobStandsAtAGlance)
+{
+    Gate ran;
+    Gate goOn;
+    QORHost host({.mUnits = {{.mId = 4}, {.mId = 9}},
+                  .mSteps = {{.mStepId = cSecond, .mUnit = 9, .mRun = [&](QORHostRun& ioRun) {
+                                  static_cast<void>(ioRun.Report(70));
+                                  ran.Open();
+                                  goOn.Wait();
+                              }}}});
+    const auto before = std::chrono::steady_clock::now();
+    QORHostJob job = host.Submit(MakeJob(1, {cSecond, StepCloseJob}, RequestReport, 3)).mJob;
+    ASSERT_TRUE(ran.Wait());
+    const auto expect = [](const QORHostJob& iJob, EnumHostState iState, int iStatus, int iStep, int iProgress,
+                           int iPriority) {
+        const QORHostLook look = iJob.GetLook();
+        EXPECT_EQ(look.mState, iState);
+        EXPECT_EQ(look.mStatus, iStatus);
+        EXPECT_EQ(look.mUnit, 9);
+        EXPECT_EQ(look.mStepId, iStep);
+        EXPECT_EQ(look.mProgress, iProgress);
+        EXPECT_EQ(look.mPriority, iPriority);
+        return look.mSince;
+    };
+    const auto running = expect(job, EnumHostState::Running, JobExecuting, cSecond, 70, 3);
+    EXPECT_GE(running, before);
+    const QORHostJob next = host.Submit(MakeJob(2, {cSecond, StepCloseJob}, RequestReport, 6)).mJob;
+    EXPECT_GE(expect(next, EnumHostState::Queued, JobWaiting, cSecond, 0, 6), running);
+    EXPECT_EQ(host.GetJobs(), (std::vector<QORHostJob>{job, next}));
+
+    const QORHostJobReference reference(job);
+    EXPECT_TRUE(reference.IsOf(job));
+    EXPECT_FALSE(reference.IsOf(next));
+    EXPECT_EQ(reference.Lock(), job);
+    goOn.Open();
+    EXPECT_TRUE(host.Drain(cLong));
+    expect(job, EnumHostState::Ended, JobCompleted, StepCloseJob, 70, 3);
+    job = {};
+    WaitWhile([&] { return static_cast<bool>(reference.Lock()); }); // its thread lets it go a moment later
 }
 
 TEST(HostDrive, TakesHigherPrioritiesFirstButLetsNobodyWaitForEver)

@@ -117,8 +117,14 @@ TEST(HostFailure, TakesATasksCodeAndItsAbortForFailures)
 
 TEST(HostFailure, GoesOnAfterCallbacksThatThrowSubmitAndWait)
 {
-    QORHost host({.mUnits = {{}}, .mSteps = {{.mStepId = cFirst, .mRun = [](QORHostRun&) {}}}, .mMostJobs = 1});
     Journal events;
+    const auto each = [&](const QORHostJob& iJob, QORJob& ioJob) {
+        EXPECT_EQ(iJob.GetJob().Get(), &ioJob);
+        events.Add("end of " + std::to_string(iJob.GetId()));
+        throw 42;
+    };
+    QORHost host(
+        {.mUnits = {{}}, .mSteps = {{.mStepId = cFirst, .mRun = [](QORHostRun&) {}}}, .mMostJobs = 1, .mOnEnd = each});
     Gate lastEnded;
     const auto last = [&](const QORHostJob&, QORJob&) {
         events.Add("last");
@@ -139,7 +145,7 @@ TEST(HostFailure, GoesOnAfterCallbacksThatThrowSubmitAndWait)
     EXPECT_TRUE(host.Submit(MakeJob(2, {cFirst, StepCloseJob}), {.mOnEnd = second, .mWaitForRoom = 30s}));
     EXPECT_TRUE(lastEnded.Wait());
     EXPECT_TRUE(host.Drain(cLong));
-    EXPECT_EQ(events.Get(), (std::vector<std::string>{"second", "last"}));
+    EXPECT_EQ(events.Get(), (std::vector<std::string>{"end of 1", "end of 2", "second", "end of 3", "last"}));
 }
 
 TEST(HostFailure, LetsAStepDropItsHandleAndNotWaitForItself)
