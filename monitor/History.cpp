@@ -1,0 +1,107 @@
+#include "monitor/History.h"
+
+#include "monitor/Read.h"
+
+#include <algorithm>
+#include <utility>
+
+void QORMonitorHistogram::Add(double iSeconds)
+{
+    const auto bound = std::lower_bound(cBounds.begin(), cBounds.end(), iSeconds); // a bound belongs to what it ends
+    ++mCounts[static_cast<std::size_t>(bound - cBounds.begin())];
+    mSum += iSeconds;
+}
+
+namespace QORMONITOR
+{
+
+namespace
+{
+
+double ToSeconds(QORMonitorTime iSpan)
+{
+    constexpr double cMicroseconds = 1e6;
+    return static_cast<double>(std::max<QORMonitorTime>(iSpan, 0)) / cMicroseconds;
+}
+
+} // namespace
+
+void History::Add(QORMonitorDetail iJob, std::uint64_t iGovernedPeak)
+{
+    std::vector<Kept> gone; // is destroyed without the lock
+    {
+        const std::lock_guard hold(mMutex);
+        CountFigures(iJob);
+        mFigures.mGovernedPeak = std::max(mFigures.mGovernedPeak, iGovernedPeak);
+    }
+    const std::size_t size = SizeOf(iJob);
+    const int id = iJob.mRow.mpIdentity->mId;
+    const auto job = std::make_shared<const QORMonitorDetail>(std::move(iJob));
+    const std::lock_guard hold(mMutex);
+    mKept.push_back({job, size});
+    ++mCount;
+    mById[id] = job;
+    mFigures.mKeptBytes += size;
+    while (mKept.size() > mMost || mFigures.mKeptBytes > mMostBytes)
+    {
+        Kept& oldest = mKept.front();
+        mFigures.mKeptBytes -= oldest.mSize;
+        const auto place = mById.find(oldest.mpJob->mRow.mpIdentity->mId);
+        if (place->second == oldest.mpJob)
+            mById.erase(place);
+        gone.push_back(std::move(oldest));
+        mKept.pop_front();
+    }
+}
+
+void History::CountFigures(const QORMonitorDetail& iJob)
+{
+    ++mFigures.mEnded[{iJob.mRow.mpIdentity->mType, iJob.mRow.mStatus}];
+    for (const QORMonitorStep& step : iJob.mFinished)
+        if (step.mFinish != 0)
+            mFigures.mStepSeconds[{step.mUnit, step.mId}].Add(ToSeconds(step.mFinish - step.mStart));
+        else if (step.mStart != 0)
+            ++mFigures.mGivenUp[{step.mUnit, step.mId}];
+    for (std::size_t i = 0; i < iJob.mVisits.size(); ++i)
+    {
+        const QORMonitorVisit& visit = iJob.mVisits[i];
+        const QORMonitorStep* const step = FindFirstStep(iJob, i);
+        if (visit.mStart != 0)
+            mFigures.mWaitSeconds[{visit.mUnit, step != nullptr ? step->mId : StepNoMore}].Add(
+                ToSeconds(visit.mStart - visit.mEnter));
+    }
+}
+
+Ended History::Find(int iJob) const
+{
+    const std::lock_guard hold(mMutex);
+    const auto job = mById.find(iJob);
+    return job == mById.end() ? nullptr : job->second;
+}
+
+std::uint64_t History::Count() const
+{
+    const std::lock_guard hold(mMutex);
+    return mCount;
+}
+
+std::vector<Ended> History::Get(std::uint64_t iCount, std::size_t& oNew) const
+{
+    std::vector<Ended> jobs;
+    const std::lock_guard hold(mMutex);
+    jobs.reserve(mKept.size());
+    for (auto kept = mKept.rbegin(); kept != mKept.rend(); ++kept)
+        jobs.push_back(kept->mpJob);
+    oNew = std::min<std::uint64_t>(mCount - iCount, mKept.size());
+    return jobs;
+}
+
+QORMonitorFigures History::GetFigures() const
+{
+    const std::lock_guard hold(mMutex);
+    QORMonitorFigures figures = mFigures;
+    figures.mKept = mKept.size();
+    return figures;
+}
+
+} // namespace QORMONITOR
