@@ -40,7 +40,7 @@ public:
     int GetProgress() const;
     /// Costs less than the others together, and much less than a snapshot.
     QORHostLook GetLook() const;
-    /// For its reading operations, which any thread may call: null once it has ended.
+    /// For its reading operations, which any thread may call: null once it has ended and its callbacks have.
     QBase::PtrI<QORJob> GetJob() const;
     /// The job as it is, or as it was at its end. A step that was passed over stands among the finished ones, too,
     /// without a start. E_HANDLE when it has ended and nobody had a handle then; E_OUTOFMEMORY when there was no memory

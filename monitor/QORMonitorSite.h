@@ -4,33 +4,38 @@
 #include "monitor/QORMonitor.h"
 #include "monitor/QORWeb.h"
 
-#include <functional>
 #include <memory>
 #include <optional>
-#include <string>
+
+namespace QORMONITOR
+{
+class Streams;
+} // namespace QORMONITOR
 
 /// docs/monitor.md lists the addresses.
 ///
-/// Threads: any.
-/// Owns:    the streams of events, and a thread that feeds them.
-/// Errors:  bad requests are answered with 400, 404, 405 or 409.
-/// Locks:   its own, for the list of streams.
+/// Threads: any. One is its own, which feeds the streams of events.
+/// Owns:    the streams. The monitor has to outlive it.
+/// Errors:  bad requests are answered with 400, 404, 405 or 409; std::bad_alloc.
+/// Locks:   that of the streams.
 class QORMonitorSite
 {
 public:
+    /// The paths that hold nothing of any job: the page and its parts. For QORWebAccess::mOpenPaths.
+    static constexpr const char* cOpenPaths[] = {"/", "/page.css", "/page.js"};
+
     explicit QORMonitorSite(QORMonitor& ioMonitor);
     ~QORMonitorSite();
     QORMonitorSite(const QORMonitorSite&) = delete;
     QORMonitorSite& operator=(const QORMonitorSite&) = delete;
 
-    /// The answer to one of the site's requests, but for streams; nothing for a path that isn't the site's.
+    /// The answer to one of the site's requests, but for the stream of events; nothing for a path that isn't the
+    /// site's. Who may ask is the server's to decide (QORWebAccess).
     std::optional<QORWebAnswer> Answer(const QORWebRequest& iRequest);
-    /// The same with streams; false for a path that isn't the site's.
+    /// The same with the stream; false for a path that isn't the site's.
     bool Handle(const QORWebRequest& iRequest, const std::shared_ptr<QORWebCall>& iCall);
 
 private:
-    class Streams;
-
     QORMonitor& mMonitor;
-    std::unique_ptr<Streams> mpStreams;
+    std::unique_ptr<QORMONITOR::Streams> mpStreams;
 };

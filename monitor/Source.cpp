@@ -81,8 +81,8 @@ public:
         {
             auto identity = TakeIdentity(iOld, old, [&](const Open& iOpen) { return iOpen.mHandle.IsOf(handle); });
             const QBase::PtrI<QORJob> job = handle.GetJob();
-            if (!job)
-                continue; // it has ended meanwhile
+            if (!job || handle.HasEnded())
+                continue;
             Open open{QORHostJobReference(handle), nullptr, {}};
             open.mRow.mpIdentity = identity != nullptr ? std::move(identity) : ReadIdentity(*job.Get());
             Fill(handle, open.mRow);

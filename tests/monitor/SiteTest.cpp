@@ -1,3 +1,233 @@
 #include "monitor/QORMonitorSite.h"
 
-#include <gtest/gtest.h>
+#include "tests/host/HostTest.h"
+
+#include <nlohmann/json.hpp>
+
+#include <set>
+
+using namespace HostTest;
+using nlohmann::json;
+
+namespace
+{
+
+constexpr const char* cHostile = "<script>alert(1)</script>\n\x1b[31m";
+
+/// A document that waits at its first step, and a report that has failed.
+class Site : public testing::Test
+{
+protected:
+    Site()
+    {
+        mMonitor.Watch(mHost);
+        mFailed = mHost.Submit(MakeJob(3, {cSecond, StepCloseJob}, RequestReport)).mJob;
+        EXPECT_TRUE(mFailed.WaitFor(cLong));
+        QBase::PtrI<QORJob> job = MakeJob(7, {cFirst, StepCloseJob});
+        job->SetUser(QORJOB_W("anna"));
+        job->SetDescription(QBase::UTF8ToWideChar(cHostile));
+        mOpen = mHost.Submit(job).mJob;
+        EXPECT_TRUE(mRuns.Wait());
+    }
+    ~Site() override
+    {
+        mGoOn.Open();
+        mMonitor.Forget();
+    }
+
+    QORWebAnswer Ask(const std::string& iMethod, const std::string& iPath, std::map<std::string, std::string> iQuery = {},
+                     const std::string& iBody = {})
+    {
+        return mSite.Answer({iMethod, iPath, std::move(iQuery), {}, iBody}).value_or(QORWebAnswer{404, "none", ""});
+    }
+    json Get(const std::string& iPath, std::map<std::string, std::string> iQuery = {})
+    {
+        return json::parse(Ask("GET", iPath, std::move(iQuery)).mBody, nullptr, false);
+    }
+
+    Gate mRuns;
+    Gate mGoOn;
+    QORMonitor mMonitor;
+    QORHost mHost{{.mUnits = {{.mId = 4, .mName = "only"}},
+                   .mSteps = {{.mStepId = cFirst,
+                               .mRun =
+                                   [this](QORHostRun& ioRun) {
+                                       mRuns.Open();
+                                       mGoOn.Wait();
+                                       ioRun.CheckStop();
+                                   }},
+                              {.mStepId = cSecond, .mRun = [](QORHostRun&) { throw std::runtime_error("no luck"); }}},
+                   .mOnEnd = mMonitor.GetOnEnd()}};
+    QORMonitorSite mSite{mMonitor};
+    QORHostJob mFailed;
+    QORHostJob mOpen;
+};
+
+/// Keeps what it is given.
+class Call final : public QORWebCall
+{
+public:
+    void Answer(QORWebAnswer iAnswer) override
+    {
+        const std::lock_guard hold(mMutex);
+        mAnswer = std::move(iAnswer);
+    }
+    void Begin(QORWebAnswer iHead) override { Answer(std::move(iHead)); }
+    bool Send(std::string iPart) override
+    {
+        const std::lock_guard hold(mMutex);
+        mParts.push_back(std::move(iPart));
+        return !mbGone;
+    }
+    void Close() override
+    {
+        const std::lock_guard hold(mMutex);
+        mbClosed = true;
+    }
+    void OnGone(std::function<void()>) override {}
+
+    std::size_t CountParts() const
+    {
+        const std::lock_guard hold(mMutex);
+        return mParts.size();
+    }
+
+    mutable std::mutex mMutex;
+    QORWebAnswer mAnswer;
+    std::vector<std::string> mParts;
+    bool mbGone = false;
+    bool mbClosed = false;
+};
+
+} // namespace
+
+TEST_F(Site, RefusesWhatItDoesntKnow)
+{
+    struct Row
+    {
+        std::string mMethod;
+        std::string mPath;
+        std::map<std::string, std::string> mQuery;
+        std::string mBody;
+        unsigned mStatus;
+    };
+    const std::vector<Row> rows = {
+        {"GET", "/", {}, "", 200},
+        {"HEAD", "/page.js", {}, "", 200},
+        {"POST", "/", {}, "", 405},
+        {"GET", "/nothing", {}, "", 404},
+        {"GET", "/jobs", {{"status", "3"}, {"user", ""}, {"sort", ""}}, "", 200},
+        {"GET", "/jobs", {{"colour", "red"}}, "", 400},
+        {"GET", "/jobs", {{"status", "x"}}, "", 400},
+        {"GET", "/jobs", {{"status", "-1"}}, "", 400},
+        {"GET", "/jobs", {{"unit", "99999999999"}}, "", 400},
+        {"GET", "/jobs", {{"state", "lost"}}, "", 400},
+        {"GET", "/jobs", {{"sort", "beauty"}}, "", 400},
+        {"GET", "/jobs", {{"order", "up"}}, "", 400},
+        {"GET", "/jobs", {{"limit", "0"}}, "", 400},
+        {"GET", "/jobs", {{"limit", "501"}}, "", 400},
+        {"GET", "/jobs", {{"open", "yes"}}, "", 400},
+        {"DELETE", "/jobs", {}, "", 405},
+        {"GET", "/jobs/7", {{"lang", "de"}}, "", 200},
+        {"GET", "/jobs/7", {{"lang", "fr"}}, "", 400},
+        {"GET", "/jobs/8", {}, "", 404},
+        {"GET", "/jobs/", {}, "", 404},
+        {"GET", "/jobs/7x", {}, "", 404},
+        {"GET", "/jobs/7/8", {}, "", 404},
+        {"GET", "/jobs/99999999999", {}, "", 404},
+        {"GET", "/jobs/7/dump", {{"form", "raw"}}, "", 200},
+        {"GET", "/jobs/7/dump", {{"form", "odd"}}, "", 400},
+        {"GET", "/jobs/7/cancel", {}, "", 405},
+        {"POST", "/jobs/7", {}, "", 405},
+        {"POST", "/jobs/8/cancel", {}, "", 404},
+        {"POST", "/jobs/3/cancel", {}, "", 409},
+        {"POST", "/jobs/7/cancel", {}, "[]", 400},
+        {"POST", "/jobs/7/cancel", {}, "{", 400},
+        {"POST", "/jobs/7/cancel", {}, R"({"reason": 7})", 400},
+        {"POST", "/jobs/7/time", {}, "", 400},
+        {"POST", "/jobs/7/time", {}, R"({"seconds": "60"})", 400},
+        {"POST", "/jobs/7/time", {}, R"({"seconds": -1})", 400},
+        {"POST", "/jobs/7/time", {}, R"({"seconds": 1e300})", 400},
+        {"GET", "/timeline", {{"seconds", "0"}}, "", 400},
+        {"GET", "/trace", {{"seconds", "86401"}}, "", 400},
+    };
+    for (const Row& row : rows)
+    {
+        SCOPED_TRACE(row.mMethod + " " + row.mPath + (row.mQuery.empty() ? "" : " " + row.mQuery.begin()->second) + row.mBody);
+        const QORWebAnswer answer = Ask(row.mMethod, row.mPath, row.mQuery, row.mBody);
+        EXPECT_EQ(answer.mStatus, row.mStatus);
+        if (row.mStatus == 400 || row.mStatus == 405)
+            EXPECT_NE(json::parse(answer.mBody).at("error"), "");
+    }
+    EXPECT_FALSE(mOpen.HasEnded());
+}
+
+TEST_F(Site, ShowsJobsAsTextsOnly)
+{
+    const json list = Get("/jobs", {{"sort", "id"}, {"order", "desc"}});
+    ASSERT_EQ(list.at("jobs").size(), 2U);
+    const json& row = list.at("jobs")[0];
+    EXPECT_EQ(row.at("id"), 7);
+    EXPECT_EQ(row.at("state"), "running");
+    EXPECT_EQ(row.at("unitName"), "only");
+    EXPECT_NE(row.at("description").get<std::string>().find("<script>"), std::string::npos) << "JSON needs no other escape";
+    EXPECT_EQ(row.at("description").get<std::string>().find('\n'), std::string::npos);
+    EXPECT_EQ(Get("/jobs", {{"state", "ended"}}).at("jobs").at(0).at("id"), 3);
+
+    const json job = Get("/jobs/3", {{"lang", "de"}});
+    EXPECT_EQ(job.at("job").at("statusName"), "Stopped with error");
+    EXPECT_EQ(job.at("errors").at(0).at("language"), "de");
+    EXPECT_NE(job.at("errors").at(0).at("lines").dump().find("no luck"), std::string::npos);
+    EXPECT_NE(Ask("GET", "/jobs/3/dump", {{"form", "raw"}}).mBody.find("JobId: 3\n"), std::string::npos);
+    EXPECT_EQ(Ask("GET", "/jobs/7/dump").mType, "text/plain; charset=utf-8");
+    EXPECT_NE(Ask("GET", "/metrics").mBody.find("# TYPE "), std::string::npos);
+    EXPECT_TRUE(Get("/trace").at("traceEvents").is_array());
+    EXPECT_EQ(Get("/timeline").at("tracks").at(0).at("unitName"), "only");
+    EXPECT_NE(Ask("GET", "/").mBody.find("page.js"), std::string::npos);
+}
+
+TEST_F(Site, CommandsJobs)
+{
+    const auto post = [&](const char* iPath, const char* iBody = "") {
+        const QORWebAnswer answer = Ask("POST", iPath, {}, iBody);
+        return std::to_string(answer.mStatus) + " " + json::parse(answer.mBody).value("answer", "");
+    };
+    EXPECT_EQ(post("/jobs/7/resume"), "409 not possible");
+    EXPECT_EQ(post("/jobs/7/time", R"({"seconds": 60.5})"), "200 done");
+    EXPECT_EQ(post("/jobs/7/pause"), "200 done");
+    mGoOn.Open();
+    WaitWhile([&] { return mOpen.GetState() != EnumHostState::Paused; });
+    EXPECT_EQ(post("/jobs/7/pause"), "409 not possible");
+    EXPECT_EQ(post("/jobs/7/cancel", R"({"reason": "two\nlines"})"), "200 done");
+    EXPECT_TRUE(mOpen.WaitFor(cLong));
+    EXPECT_EQ(mOpen.GetReason().find('\n'), std::string::npos);
+    EXPECT_EQ(mOpen.GetReason().substr(0, 3), "two");
+    EXPECT_EQ(post("/jobs/7/cancel"), "409 too late");
+}
+
+TEST_F(Site, SendsEventsWhenSomethingHasChanged)
+{
+    const auto call = std::make_shared<Call>();
+    const auto gone = std::make_shared<Call>();
+    gone->mbGone = true;
+    const auto refused = std::make_shared<Call>();
+    EXPECT_TRUE(mSite.Handle({"GET", "/events", {{"user", "anna"}}, {}, ""}, call));
+    EXPECT_TRUE(mSite.Handle({"GET", "/events", {}, {}, ""}, gone));
+    EXPECT_TRUE(mSite.Handle({"GET", "/events", {{"limit", "x"}}, {}, ""}, refused));
+    EXPECT_FALSE(mSite.Handle({"GET", "/other", {}, {}, ""}, refused));
+    EXPECT_EQ(refused->mAnswer.mStatus, 400U);
+    EXPECT_EQ(call->mAnswer.mType, "text/event-stream; charset=utf-8");
+    const auto stateIn = [&](std::size_t iPart) {
+        const std::string& part = call->mParts.at(iPart);
+        constexpr std::string_view cHead = "event: jobs\ndata: ";
+        EXPECT_EQ(part.substr(0, cHead.size()), cHead);
+        EXPECT_EQ(part.find('\n', cHead.size()), part.size() - 2) << "one line of data";
+        return json::parse(part.substr(cHead.size())).at("jobs").at(0).at("state").get<std::string>();
+    };
+    ASSERT_EQ(call->CountParts(), 1U);
+    EXPECT_EQ(stateIn(0), "running");
+    mGoOn.Open();
+    WaitWhile([&] { return call->CountParts() < 2; });
+    EXPECT_EQ(stateIn(1), "ended");
+    EXPECT_EQ(gone->CountParts(), 1U);
+}
