@@ -1,6 +1,10 @@
 include(CMakePackageConfigHelpers)
 
-install(TARGETS qorjob qorhost EXPORT qorjob
+set(QORJOB_TARGETS qorjob qorhost)
+if(QORJOB_BUILD_MONITOR)
+    list(APPEND QORJOB_TARGETS qormonitor)
+endif()
+install(TARGETS ${QORJOB_TARGETS} EXPORT qorjob
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
@@ -77,6 +81,16 @@ set(QORJOB_HEADERS
 if(QORJOB_PLATFORM STREQUAL "qorjob_builtin")
     include(platform/builtin/Headers.cmake)
     list(APPEND QORJOB_HEADERS ${QORJOB_BUILTIN_HEADERS})
+endif()
+if(QORJOB_BUILD_MONITOR)
+    list(APPEND QORJOB_HEADERS
+        monitor/QORMonitor.h
+        monitor/QORMonitorSite.h
+        monitor/QORMonitorTypes.h
+        monitor/QORMonitorViews.h
+        monitor/QORWeb.h
+        monitor/QORWebServer.h
+        qormonitor.h)
 endif()
 
 # They keep their rooms, so that an #include reads the same inside the project and outside.

@@ -1,5 +1,4 @@
 #include "monitor/QORMonitorSite.h"
-
 #include "tests/host/HostTest.h"
 
 #include <nlohmann/json.hpp>
@@ -35,8 +34,8 @@ protected:
         mMonitor.Forget();
     }
 
-    QORWebAnswer Ask(const std::string& iMethod, const std::string& iPath, std::map<std::string, std::string> iQuery = {},
-                     const std::string& iBody = {})
+    QORWebAnswer Ask(const std::string& iMethod, const std::string& iPath,
+                     std::map<std::string, std::string> iQuery = {}, const std::string& iBody = {})
     {
         return mSite.Answer({iMethod, iPath, std::move(iQuery), {}, iBody}).value_or(QORWebAnswer{404, "none", ""});
     }
@@ -153,7 +152,8 @@ TEST_F(Site, RefusesWhatItDoesntKnow)
     };
     for (const Row& row : rows)
     {
-        SCOPED_TRACE(row.mMethod + " " + row.mPath + (row.mQuery.empty() ? "" : " " + row.mQuery.begin()->second) + row.mBody);
+        SCOPED_TRACE(row.mMethod + " " + row.mPath + (row.mQuery.empty() ? "" : " " + row.mQuery.begin()->second) +
+                     row.mBody);
         const QORWebAnswer answer = Ask(row.mMethod, row.mPath, row.mQuery, row.mBody);
         EXPECT_EQ(answer.mStatus, row.mStatus);
         if (row.mStatus == 400 || row.mStatus == 405)
@@ -170,7 +170,8 @@ TEST_F(Site, ShowsJobsAsTextsOnly)
     EXPECT_EQ(row.at("id"), 7);
     EXPECT_EQ(row.at("state"), "running");
     EXPECT_EQ(row.at("unitName"), "only");
-    EXPECT_NE(row.at("description").get<std::string>().find("<script>"), std::string::npos) << "JSON needs no other escape";
+    EXPECT_NE(row.at("description").get<std::string>().find("<script>"), std::string::npos)
+        << "JSON needs no other escape";
     EXPECT_EQ(row.at("description").get<std::string>().find('\n'), std::string::npos);
     EXPECT_EQ(Get("/jobs", {{"state", "ended"}}).at("jobs").at(0).at("id"), 3);
 
