@@ -158,9 +158,10 @@ Core::View Core::GetView()
     for (std::size_t i = 0; i < since; ++i)
         ended.insert(view.mEnded[i]->mRow.mpIdentity->mId);
     view.mRows.reserve(view.mpTable->mOpen.size() + view.mEnded.size());
-    for (const Open& open : view.mpTable->mOpen)
-        if (ended.empty() || !ended.contains(open.mRow.mpIdentity->mId))
-            view.mRows.push_back(&open.mRow);
+    const std::vector<Open>& open = view.mpTable->mOpen;
+    for (auto each = open.rbegin(); each != open.rend(); ++each) // the newest first: most sorts want them so
+        if (ended.empty() || !ended.contains(each->mRow.mpIdentity->mId))
+            view.mRows.push_back(&each->mRow);
     view.mOpen = view.mRows.size();
     for (const Ended& job : view.mEnded)
         view.mRows.push_back(&job->mRow);

@@ -16,10 +16,18 @@ char ToLower(char iCharacter)
     return iCharacter >= 'A' && iCharacter <= 'Z' ? static_cast<char>(iCharacter + ('a' - 'A')) : iCharacter;
 }
 
+/// `iPart` is in lower case already.
 bool Holds(std::string_view iText, std::string_view iPart)
 {
-    return std::search(iText.begin(), iText.end(), iPart.begin(), iPart.end(),
-                       [](char iLeft, char iRight) { return ToLower(iLeft) == ToLower(iRight); }) != iText.end();
+    for (std::size_t i = 0; i + iPart.size() <= iText.size(); ++i)
+    {
+        std::size_t same = 0;
+        while (same < iPart.size() && ToLower(iText[i + same]) == iPart[same])
+            ++same;
+        if (same == iPart.size())
+            return true;
+    }
+    return false;
 }
 
 bool IsFound(const QORMonitorRow& iRow, const std::string& iSearch)
@@ -29,7 +37,8 @@ bool IsFound(const QORMonitorRow& iRow, const std::string& iSearch)
            Holds(iRow.mReason, iSearch) || std::to_string(job.mId) == iSearch;
 }
 
-bool IsAskedFor(const QORMonitorQuery& iQuery, QORMonitorTime iNow, const QORMonitorRow& iRow)
+bool IsAskedFor(const QORMonitorQuery& iQuery, const std::string& iSearch, QORMonitorTime iNow,
+                const QORMonitorRow& iRow)
 {
     const auto fits = [](int iAsked, int iValue) { return iAsked == -1 || iAsked == iValue; };
     const bool bEnded = iRow.mState == EnumHostState::Ended;
@@ -37,10 +46,10 @@ bool IsAskedFor(const QORMonitorQuery& iQuery, QORMonitorTime iNow, const QORMon
         !fits(iQuery.mUnit, iRow.mUnit) || !fits(iQuery.mState, static_cast<int>(iRow.mState)))
         return false;
     const std::chrono::microseconds older = iQuery.mOlder;
-    return fits(iQuery.mType, iRow.mpIdentity->mType) &&
+    return (iQuery.mType == -1 || iQuery.mType == iRow.mpIdentity->mType) &&
            (older.count() <= 0 || iNow - iRow.mpIdentity->mCreated >= older.count()) &&
            (iQuery.mUser.empty() || iRow.mpIdentity->mUser == iQuery.mUser) &&
-           (iQuery.mSearch.empty() || IsFound(iRow, iQuery.mSearch));
+           (iSearch.empty() || IsFound(iRow, iSearch));
 }
 
 /// What an engineer wants to see first.
@@ -68,14 +77,15 @@ void Sort(const QORMonitorQuery& iQuery, std::vector<const QORMonitorRow*>& ioRo
     const std::size_t shown =
         iQuery.mOffset < ioRows.size() ? std::min(ioRows.size() - iQuery.mOffset, iQuery.mLimit) : 0;
     const auto middle = ioRows.begin() + static_cast<std::ptrdiff_t>(shown == 0 ? 0 : iQuery.mOffset + shown);
-    std::partial_sort(ioRows.begin(), middle, ioRows.end(),
-                      [&](const QORMonitorRow* iLeft, const QORMonitorRow* iRight) {
-                          const auto left = iKey(*iLeft);
-                          const auto right = iKey(*iRight);
-                          if (left != right)
-                              return iQuery.mbDescending ? right < left : left < right;
-                          return iLeft->mpIdentity->mId > iRight->mpIdentity->mId;
-                      });
+    const auto isBefore = [&](const QORMonitorRow* iLeft, const QORMonitorRow* iRight) {
+        const auto left = iKey(*iLeft);
+        const auto right = iKey(*iRight);
+        if (left != right)
+            return iQuery.mbDescending ? right < left : left < right;
+        return iLeft->mpIdentity->mId > iRight->mpIdentity->mId;
+    };
+    std::nth_element(ioRows.begin(), middle, ioRows.end(), isBefore); // takes no longer for rows in a bad order
+    std::sort(ioRows.begin(), middle, isBefore);
     ioRows.erase(middle, ioRows.end());
     ioRows.erase(ioRows.begin(), middle - static_cast<std::ptrdiff_t>(shown));
 }
@@ -84,7 +94,9 @@ void Sort(const QORMonitorQuery& iQuery, std::vector<const QORMonitorRow*>& ioRo
 
 std::size_t Select(const QORMonitorQuery& iQuery, QORMonitorTime iNow, std::vector<const QORMonitorRow*>& ioRows)
 {
-    std::erase_if(ioRows, [&](const QORMonitorRow* iRow) { return !IsAskedFor(iQuery, iNow, *iRow); });
+    std::string search = iQuery.mSearch;
+    std::transform(search.begin(), search.end(), search.begin(), ToLower);
+    std::erase_if(ioRows, [&](const QORMonitorRow* iRow) { return !IsAskedFor(iQuery, search, iNow, *iRow); });
     const std::size_t total = ioRows.size();
     const auto sort = [&](auto&& iKey) { Sort(iQuery, ioRows, iKey); };
     switch (iQuery.mSort)
