@@ -23,16 +23,16 @@ struct QORMonitorIdentity
     int mParentId = -1; ///< -1: none
     int mType = 0;      ///< one of EnumJobRequestType
     QORMonitorTime mCreated = 0;
-    std::string mUser;
-    std::string mLogin;
-    std::string mProject;
-    std::string mDescription;
+    std::string mUser = {};
+    std::string mLogin = {};
+    std::string mProject = {};
+    std::string mDescription = {};
 };
 
 /// A job in a list. Once it has ended the state says so, and the rest is as it was then.
 struct QORMonitorRow
 {
-    std::shared_ptr<const QORMonitorIdentity> mpIdentity;
+    std::shared_ptr<const QORMonitorIdentity> mpIdentity = {};
     EnumHostState mState = EnumHostState::Queued;
     int mStatus = JobReady; ///< one of EnumJobStatus
     int mPriority = 0;
@@ -44,7 +44,7 @@ struct QORMonitorRow
     double mWaiting = 0; ///< seconds in queues, until now; of ended jobs only
     double mRunning = 0; ///< seconds in steps; the same
     HRESULT mErrorCode = S_OK;
-    std::string mReason; ///< in English why it failed, was cancelled or stopped, else empty
+    std::string mReason = {}; ///< in English why it failed, was cancelled or stopped, else empty
 };
 
 struct QORMonitorStep
@@ -75,12 +75,12 @@ struct QORMonitorItem
 struct QORMonitorDetail
 {
     QORMonitorRow mRow;
-    std::vector<QORMonitorStep> mTodo;     ///< the next one first
-    std::vector<QORMonitorStep> mFinished; ///< the oldest first
-    std::vector<QORMonitorVisit> mVisits;  ///< the oldest first
-    std::vector<QORMonitorItem> mItems;
-    std::map<unsigned, std::string> mErrors; ///< the errors' texts, a line each, by language id; empty for none
-    std::string mDump;                       ///< the job's own, UTF-8; empty where it wasn't kept
+    std::vector<QORMonitorStep> mTodo = {};     ///< the next one first
+    std::vector<QORMonitorStep> mFinished = {}; ///< the oldest first
+    std::vector<QORMonitorVisit> mVisits = {};  ///< the oldest first
+    std::vector<QORMonitorItem> mItems = {};
+    std::map<unsigned, std::string> mErrors = {}; ///< the errors' texts, a line each, by language id; empty for none
+    std::string mDump = {};                       ///< the job's own, UTF-8; empty where it wasn't kept
 };
 
 enum class EnumMonitorSort
@@ -101,15 +101,15 @@ enum class EnumMonitorSort
 /// Which jobs, and in which order. An empty text and a -1 ask for nothing.
 struct QORMonitorQuery
 {
-    std::string mUser;
+    std::string mUser = {};
     int mStatus = -1;
     int mUnit = -1;
     int mType = -1;
     int mState = -1;                     ///< an EnumHostState
     std::chrono::milliseconds mOlder{0}; ///< the job was created at least that long ago
-    std::string mSearch; ///< part of description, user, project, reason or number; case of A to Z doesn't count
-    bool mbOpen = true;  ///< those that haven't ended
-    bool mbEnded = true; ///< those that have, as far back as they are kept
+    std::string mSearch = {}; ///< part of description, user, project, reason or number; case of A to Z doesn't count
+    bool mbOpen = true;       ///< those that haven't ended
+    bool mbEnded = true;      ///< those that have, as far back as they are kept
     EnumMonitorSort mSort = EnumMonitorSort::Urgency;
     bool mbDescending = false; ///< the other way round
     std::size_t mOffset = 0;
@@ -120,7 +120,7 @@ struct QORMonitorQuery
 struct QORMonitorUnit
 {
     int mId = 0;
-    std::string mName;
+    std::string mName = {};
     unsigned mThreads = 0;
     std::size_t mBusy = 0;
     std::size_t mQueued = 0;
@@ -134,9 +134,10 @@ struct QORMonitorPage
     std::size_t mOpen = 0;   ///< all that haven't ended, whatever was asked for
     std::size_t mKept = 0;   ///< ended ones
     std::size_t mTotal = 0;  ///< that the query finds
-    std::vector<QORMonitorRow> mRows;
-    std::vector<QORMonitorUnit> mUnits;
-    QORHostCounts mCounts;
+    std::size_t mOffset = 0; ///< of the first row among these
+    std::vector<QORMonitorRow> mRows = {};
+    std::vector<QORMonitorUnit> mUnits = {};
+    QORHostCounts mCounts = {};
 };
 
 /// How often a value fell below each bound. The last one has none.
