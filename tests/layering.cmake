@@ -32,7 +32,7 @@ endforeach()
 check("platform/builtin/" "platform/")
 
 # Users see the library whole and the builtin platform's features (the headers beside its rooms), their own folder and
-# nobody else's. The platform's tests see its private parts, too.
+# nobody else's. The platform's and the monitor's tests see their private parts, too.
 check("qorjob.h$" "${below}")
 set(library "[^/]*$|platform/builtin/[^/]*$|${below}")
 # What stands beside the library sees what users see. Its tests and other users see its public headers only.
@@ -48,4 +48,5 @@ foreach(room IN ITEMS base context data fuzz host job record support surface win
 endforeach()
 check("tests/monitor/" "tests/(support|host|monitor)/|monitor/|${library}")
 check("tests/platform/" "tests/(support|platform)/|platform/|${library}")
+check("tests/monitor/" "tests/(support|monitor)/|monitor/|${library}")
 check("examples/" "${library}|(client|tasks|warehouse)/") # the last are folders of an example
