@@ -177,6 +177,7 @@ QORMonitorPage Core::List(const QORMonitorQuery& iQuery)
     page.mKept = view.mEnded.size();
     page.mUnits = view.mpTable->mUnits;
     page.mCounts = view.mpTable->mCounts;
+    page.mOffset = iQuery.mOffset;
     page.mTotal = Select(iQuery, page.mNow, view.mRows);
     page.mRows.reserve(view.mRows.size());
     for (const QORMonitorRow* const row : view.mRows)

@@ -62,6 +62,25 @@ std::vector<QORMonitorVisit> ReadVisits(const QORJobInfo& iInfo)
     return visits;
 }
 
+/// One line for each entry of the message, whatever its text holds.
+std::string ReadEntries(ICKDXWriteMessage& iMessage, unsigned iLanguage)
+{
+    std::string lines;
+    QBase::PtrI<ICKDXReadBlockStream> stream;
+    if (FAILED(iMessage.get_BlockStream(stream.Receive())))
+        return lines;
+    std::unique_ptr<QORMessageUnpacker> entry;
+    while (SUCCEEDED(QORMessageUnpacker::Create(stream.Get(), iLanguage, entry)))
+    {
+        std::string line = entry->IsMessageEmpty() ? std::string() : entry->Build();
+        std::replace(line.begin(), line.end(), '\n', ' ');
+        lines.append(lines.empty() || line.empty() ? "" : "\n").append(line);
+        if (entry->IsLastMessageInStream())
+            break;
+    }
+    return lines;
+}
+
 /// By language. Jobs without an error have an answer at most, which isn't ours to show.
 std::map<unsigned, std::string> ReadErrors(const QORJob& iJob, const std::vector<unsigned>& iLanguages)
 {
@@ -70,11 +89,8 @@ std::map<unsigned, std::string> ReadErrors(const QORJob& iJob, const std::vector
     if (FAILED(iJob.GetErrMessage(message.Receive())) || !message)
         return errors;
     for (const unsigned language : iLanguages)
-    {
-        QBase::wstring text;
-        if (SUCCEEDED(QMessage::CKDXWriteMessage::GetErrorsFromMessage(language, message.Get(), text)) && !text.empty())
-            errors[language] = QBase::WideCharToUTF8(text.c_str());
-    }
+        if (std::string lines = ReadEntries(*message.Get(), language); !lines.empty())
+            errors[language] = std::move(lines);
     return errors;
 }
 

@@ -50,7 +50,7 @@ protected:
                   .mUnit = cLoad,
                   .mRun =
                       [](QORHostRun&) {
-                          throw QORHostError(static_cast<HRESULT>(0x80043095), {"work", "3", "no luck"}, "no luck");
+                          throw QORHostError(static_cast<HRESULT>(0x80043095), {"work", "3", "no\nluck"}, "no luck");
                       }}},
             .mOnEnd = mMonitor->GetOnEnd()});
         mMonitor->Watch(*mHost);
