@@ -1,7 +1,6 @@
 // Requests and answers of a web server, without the server.
 #pragma once
 
-#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -14,11 +13,16 @@
 /// A request that has come whole. Names of headers are in lower case.
 struct QORWebRequest
 {
-    std::string mMethod;                       ///< "GET"
-    std::string mPath;                         ///< decoded, begins with a slash: "/jobs/7"
-    std::map<std::string, std::string> mQuery; ///< decoded; of several values of a name the last
-    std::map<std::string, std::string> mHeaders;
-    std::string mBody;
+    std::string mMethod = {};                       ///< "GET"
+    std::string mPath = {};                         ///< decoded, begins with a slash: "/jobs/7"
+    std::map<std::string, std::string> mQuery = {}; ///< decoded; of several values of a name the last
+    std::map<std::string, std::string> mHeaders = {};
+    std::string mBody = {};
+
+    /// Sets path and query from what stands in a request line: "/jobs?user=anna%20m". False, and nothing is set, for
+    /// one that isn't as it should be, or that might be read in two ways: an escape that is none, characters that don't
+    /// show, what is no UTF-8, a backslash, the segments "", "." and "..", more than 64 names.
+    bool SetTarget(std::string_view iTarget);
 
     /// Empty where there is none.
     std::string GetHeader(std::string_view iName) const;
@@ -29,7 +33,7 @@ struct QORWebAnswer
 {
     unsigned mStatus = 200;
     std::string mType = "application/json; charset=utf-8";
-    std::string mBody;
+    std::string mBody = {};
     std::vector<std::pair<std::string, std::string>> mHeaders = {}; ///< beside those that every answer has
 };
 
@@ -58,9 +62,8 @@ using QORWebHandler = std::function<void(const QORWebRequest& iRequest, std::sha
 /// Who may do what.
 struct QORWebAccess
 {
-    std::string mToken;              ///< empty: none is asked for, which only loopback allows
-    std::vector<std::string> mHosts; ///< names under which the server is known, beside loopback's
-    unsigned short mPort = 0;
+    std::string mToken = {};              ///< empty: none is asked for, which only loopback allows
+    std::vector<std::string> mHosts = {}; ///< names under which the server is known, beside loopback's
 
     /// The answer that refuses the request, if it has to be. Without a token only clients that call the server by a
     /// loopback name are served, and what changes something (all but GET and HEAD) isn't taken of another site's page.
