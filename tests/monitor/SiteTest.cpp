@@ -157,7 +157,9 @@ TEST_F(Site, RefusesWhatItDoesntKnow)
         const QORWebAnswer answer = Ask(row.mMethod, row.mPath, row.mQuery, row.mBody);
         EXPECT_EQ(answer.mStatus, row.mStatus);
         if (row.mStatus == 400 || row.mStatus == 405)
+        {
             EXPECT_NE(json::parse(answer.mBody).at("error"), "");
+        }
     }
     EXPECT_FALSE(mOpen.HasEnded());
 }
