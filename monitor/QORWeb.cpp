@@ -1,5 +1,7 @@
 #include "monitor/QORWeb.h"
 
+#include "monitor/Utf8.h"
+
 #include <boost/asio/ip/address.hpp>
 #include <boost/beast/core/string.hpp>
 
@@ -23,31 +25,6 @@ int ValueOf(char iDigit)
         return iDigit - '0';
     const char lower = static_cast<char>(iDigit | 0x20);
     return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
-/// Without surrogates, overlong forms, and what lies beyond the last plane.
-bool IsUTF8(std::string_view iText)
-{
-    for (std::size_t index = 0; index < iText.size();)
-    {
-        const auto byteAt = [&](std::size_t iIndex) { return static_cast<unsigned char>(iText[iIndex]); };
-        const unsigned lead = byteAt(index++);
-        if (lead < 0x80)
-            continue;
-        const std::size_t more = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : 1;
-        if (lead < 0xC2 || lead > 0xF4 || iText.size() - index < more)
-            return false;
-        const unsigned next = byteAt(index);
-        if ((lead == 0xE0 && next < 0xA0) || (lead == 0xED && next > 0x9F) || (lead == 0xF0 && next < 0x90) ||
-            (lead == 0xF4 && next > 0x8F))
-            return false;
-        for (const std::size_t end = index + more; index < end; ++index)
-        {
-            if ((byteAt(index) & 0xC0) != 0x80)
-                return false;
-        }
-    }
-    return true;
 }
 
 /// Nothing for what is no text of a target.
@@ -79,7 +56,7 @@ std::optional<std::string> Decode(std::string_view iText, bool ibPlusIsBlank)
             return {};
         decoded += character;
     }
-    if (!IsUTF8(decoded))
+    if (!QORMONITOR::IsUtf8(decoded))
         return {};
     return decoded;
 }

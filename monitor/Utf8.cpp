@@ -118,6 +118,17 @@ std::size_t WidthOf(char32_t iCharacter) { return IsIn(cMarks, iCharacter) ? 0 :
 } // namespace
 
 std::string ToLine(std::string_view iText, std::size_t iLongest) { return Clean(iText, iLongest, false); }
+bool IsUtf8(std::string_view iText)
+{
+    std::string_view bytes;
+    while (!iText.empty())
+    {
+        if (TakeCharacter(iText, bytes) == 0 && bytes.front() != 0)
+            return false;
+    }
+    return true;
+}
+
 std::string ToLines(std::string_view iText, std::size_t iLongest) { return Clean(iText, iLongest, true); }
 
 std::size_t WidthOf(std::string_view iText)

@@ -10,6 +10,9 @@
 namespace QORMONITOR
 {
 
+/// Whether it is that: no surrogates, no form that is longer than it need be.
+bool IsUtf8(std::string_view iText);
+
 /// As ToLine, but line feeds and tabs stay.
 std::string ToLines(std::string_view iText, std::size_t iLongest);
 
