@@ -1,8 +1,15 @@
 # Writes the page's files into a source: cmake -D FROM=<folder> -D TO=<source> -P Page.cmake
+file(READ ${FROM}/page.html html)
+file(READ ${FROM}/page.css css)
+# One script of several files: what they declare is each other's.
+set(js "")
+foreach(name IN ITEMS texts base live table timeline job page)
+    file(READ ${FROM}/${name}.js part)
+    string(APPEND js "${part}\n")
+endforeach()
 set(text "// The page's files. Made by Page.cmake.\n#include \"monitor/Page.h\"\n\nnamespace QORMONITOR\n{\n")
 foreach(name IN ITEMS html css js)
-    file(READ ${FROM}/page.${name} content)
     string(TOUPPER ${name} upper)
-    string(APPEND text "\nextern const std::string_view cPage${upper} = R\"page(${content})page\";\n")
+    string(APPEND text "\nextern const std::string_view cPage${upper} = R\"page(${${name}})page\";\n")
 endforeach()
 file(WRITE ${TO} "${text}\n} // namespace QORMONITOR\n")
