@@ -81,8 +81,11 @@ function arrange(parent, items, keyOf, create, update) {
         if (present.get(key) !== node)
             node.remove();
     }
-    if (nodes.length === 0)
+    if (nodes.length === 0) {
+        if (hadFocus)
+            byId('main').focus();
         return;
+    }
     let fixed = nodes.indexOf(hadFocus);
     if (fixed < 0) {
         fixed = 0;

@@ -54,9 +54,12 @@ function refuse(error) {
     if (error.status === 401) {
         hold(true);
     } else if (error.status === 400) {
+        stream.isLive = false;
+        showLink();
+        arrangeRows([]);
         setText(byId('nothing'), say('refused', error.message));
         byId('nothing').hidden = false;
-        arrangeRows([]);
+        announce(say('refused', error.message));
     }
     return error.status === 401 || error.status === 400;
 }
@@ -116,8 +119,10 @@ async function keepReading(path, show, pause) {
                 if (mine !== reading || show(data))
                     return;
             } catch (error) {
-                if (mine === reading && error instanceof Refusal)
-                    show(null, error);
+                if (mine === reading && error.status === 401)
+                    hold(true);
+                if (mine === reading && error instanceof Refusal && show(null, error))
+                    return;
             }
         }
         await new Promise(resolve => { setTimeout(resolve, pause); });
@@ -127,8 +132,8 @@ async function keepReading(path, show, pause) {
 // --- What is shown, as the address says: #/jobs?..., #/timeline?seconds=60, #/job/7 ---
 
 const view = { name: '', job: 0, shown: null, seconds: 60, query: new URLSearchParams(), list: null };
-const cFilters = ['user', 'status', 'unit', 'type', 'state', 'older', 'search', 'open', 'ended'];
-const cQueryNames = [...cFilters, 'sort', 'order', 'offset'];
+const cQueryNames = ['user', 'status', 'unit', 'type', 'state', 'older', 'search', 'open', 'ended',
+    'sort', 'order', 'offset'];
 const jobsAddress = () => `#/jobs${view.query.size ? '?' : ''}${view.query}`;
 
 function route() {

@@ -64,6 +64,8 @@ function fillDescription(cell, job) {
 function fillCommands(cell, job) {
     const may = job.commands.includes('cancel');
     const askFirst = () => obey('cancel', jobOf(job.id));
+    if (!may && cell.contains(document.activeElement))
+        cell.closest('tr').querySelector('a').focus();
     if (!may)
         cell.replaceChildren();
     else if (!cell.firstChild)
@@ -112,11 +114,11 @@ function takeList(list) {
     if (view.name === 'jobs')
         showList();
     const more = list.jobs.filter(job => job.status === 4 && !failed.has(job.id)).map(job => job.id);
-    if (isAsked)
+    if (isAsked && view.name === 'jobs')
         announce(say('found', list.total));
-    else if (more.length && Date.now() - lastNews > 20000)
+    else if (!isAsked && more.length && Date.now() - lastNews > 20000)
         announce(say('failedNews', more.length));
-    else
+    else if (!isAsked)
         return;
     isAsked = false;
     failed = new Set([...failed, ...more]);

@@ -17,7 +17,7 @@ from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.ui import Select, WebDriverWait
 
-REPORT = "report | anna | Climate | 5 | from weather; measure count(*)"
+REPORT = "report | anna | Climate | 9 | from weather; measure count(*)"
 ENDLESS = ("report | hana | Climate | 4 | from weather; measure count(*); "
            "where (select count(*) from weather a, weather b, weather c, weather d) > 0")
 FAILING = "report | farid | Wildlife | 3 | from fishstrikes; measure count(*)"
@@ -115,6 +115,7 @@ def cancels_by_click(page, job):
     page.wait("its end", lambda: page.mark(job) == "cancelled")
     page.wait("the reason", lambda: "nobody <b>wants</b> it" in page.find(f"#rows [data-job='{job}']").text)
     assert page.find("#toast").text == f"Job {job} is cancelled."
+    assert page.focused_job() == job, "the focus went with the button"
 
 
 def cancels_by_keyboard(page):
