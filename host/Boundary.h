@@ -28,7 +28,6 @@ inline void Expect(HRESULT iCode, const char* iOperation)
 }
 
 int StatusOf(const QORJob& iJob);
-int PriorityOf(const QORJob& iJob);
 
 /// The steps that are still run in a job that has failed or was cancelled, beside the closing one.
 constexpr bool IsReportingStep(int iStepId)

@@ -118,6 +118,7 @@ EnumHostAnswer Core::SetPriority(Hold& ioHold, int iPriority)
     if (IsTooLate(record))
         return EnumHostAnswer::TooLate;
     Expect(record.mpJob->SetPUPriority(iPriority), "SetPUPriority");
+    record.mPriority = iPriority;
     if (record.mState == EnumHostState::Queued && record.mpUnit != nullptr && record.mpUnit->Remove(record))
         record.mpUnit->Put(record, iPriority, false, record.mEntered);
     return EnumHostAnswer::Done;

@@ -57,13 +57,6 @@ int StatusOf(const QORJob& iJob)
     return status;
 }
 
-int PriorityOf(const QORJob& iJob)
-{
-    int priority = 0;
-    Expect(iJob.GetPUPriority(&priority), "GetPUPriority");
-    return priority;
-}
-
 std::string ToText(HRESULT iCode)
 {
     char text[16] = "";

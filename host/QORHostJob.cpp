@@ -71,7 +71,7 @@ QORHostLook QORHostJob::GetLook() const
     look.mProgress = mpRecord->mProgress;
     look.mSince = look.mState == EnumHostState::Queued ? mpRecord->mEntered : mpRecord->mStepStart;
     look.mStatus = mpRecord->mpJob ? StatusOf(*mpRecord->mpJob.Get()) : mpRecord->mStatus;
-    look.mPriority = mpRecord->mpJob ? PriorityOf(*mpRecord->mpJob.Get()) : mpRecord->mPriority;
+    look.mPriority = mpRecord->mPriority;
     return look;
 }
 

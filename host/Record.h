@@ -126,6 +126,7 @@ struct Record : std::enable_shared_from_this<Record>
     QBase::PtrI<QORJob> mpJob;                  ///< the same
     QBase::PtrI<ICKDXProcessContext> mpContext; ///< the same; null for a job without one
     EnumHostState mState = EnumHostState::Queued;
+    int mPriority = 0;         ///< when it was queued last, or that a command has given it since
     bool mbCalledBack = false; ///< it has ended, and its callback has, too
     Unit* mpUnit = nullptr;    ///< where it is queued or runs
 
@@ -155,7 +156,6 @@ struct Record : std::enable_shared_from_this<Record>
 
     // What is left at the end.
     int mStatus = JobReady;
-    int mPriority = 0;
     HRESULT mErrorCode = S_OK;
     std::string mReason;
     std::atomic<int> mProgress{0};

@@ -17,7 +17,6 @@ void Core::Enter(Hold& ioHold)
         return EndUnrun(ioHold);
     QORJob& job = *record.mpJob.Get();
     Unit* unit = record.mpUnit != nullptr ? record.mpUnit : mUnits.front().get();
-    int priority = 0;
     bool bFirst = true;
     const std::exception_ptr failure = Catch([&] {
         if (record.mbBroken)
@@ -25,7 +24,7 @@ void Core::Enter(Hold& ioHold)
         const int stepId = NextStepOf(record);
         unit = &UnitOf(stepId, *unit);
         bFirst = IsStopping() || QORJOB::HasEnded(StatusOf(job));
-        priority = PriorityOf(job);
+        Expect(job.GetPUPriority(&record.mPriority), "GetPUPriority");
         SetCurrentStep(record, stepId);
         Expect(job.SetPUEnter(unit->GetPlan().mId, QORJOB_W(""), 0), "SetPUEnter");
         job.EnqueuePulse();
@@ -36,7 +35,7 @@ void Core::Enter(Hold& ioHold)
     record.mpUnit = unit;
     record.mEntered = Clock::now();
     SetTimer(record);
-    unit->Put(record, priority, bFirst || record.mbBroken, record.mEntered);
+    unit->Put(record, record.mPriority, bFirst || record.mbBroken, record.mEntered);
 }
 
 /// The one that runs the step; `ioWhere` for a step that runs where the job is.
@@ -209,7 +208,6 @@ void Core::KeepEnd(Record& ioRecord)
     if (ioRecord.mbRunAway)
         job.NeedToPerisistMsgStatusForRunAway(RunAwayCleanUp);
     job.GetStatus(&ioRecord.mStatus);
-    job.GetPUPriority(&ioRecord.mPriority);
     job.GetErrCode(&ioRecord.mErrorCode);
 }
 
