@@ -1,0 +1,20 @@
+# qorjob_shared_headers: the headers of Boost and nlohmann-json, for the monitor and its tests. They need no library.
+add_library(qorjob_shared_headers INTERFACE)
+if(NOT CMAKE_CROSSCOMPILING)
+    find_package(Boost 1.74 REQUIRED)
+    find_package(nlohmann_json 3.10 REQUIRED)
+    target_link_libraries(qorjob_shared_headers INTERFACE Boost::headers nlohmann_json::nlohmann_json)
+    return()
+endif()
+
+# They are the same for every system: those of this one, apart from all else that stands beside them.
+find_path(QORJOB_BOOST boost/beast.hpp REQUIRED NO_CMAKE_FIND_ROOT_PATH)
+find_path(QORJOB_NLOHMANN nlohmann/json.hpp REQUIRED NO_CMAKE_FIND_ROOT_PATH)
+set(headers ${PROJECT_BINARY_DIR}/shared_headers)
+file(MAKE_DIRECTORY ${headers})
+file(CREATE_LINK ${QORJOB_BOOST}/boost ${headers}/boost SYMBOLIC)
+file(CREATE_LINK ${QORJOB_NLOHMANN}/nlohmann ${headers}/nlohmann SYMBOLIC)
+target_include_directories(qorjob_shared_headers SYSTEM INTERFACE ${headers})
+if(WIN32)
+    target_compile_definitions(qorjob_shared_headers INTERFACE _WIN32_WINNT=0x0A00)
+endif()
