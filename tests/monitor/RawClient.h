@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <chrono>
 #include <stdexcept>
 #include <string>
@@ -77,7 +76,7 @@ public:
             continue;
         return std::move(mInput);
     }
-    /// Whether ReadAll or ReadUntil came to the connection's end, and not to the limit.
+    /// Whether ReadAll or ReadUntil came to the connection's end, and not to the limit, or to a reset.
     bool HasEnded() const { return mbEnded; }
 
 private:
@@ -85,7 +84,7 @@ private:
     {
         std::array<char, 64 * 1'024> part{};
         const auto size = ::recv(mSocket, part.data(), part.size(), 0);
-        mbEnded = size == 0 || (size < 0 && errno != EAGAIN);
+        mbEnded = size == 0;
         if (size <= 0)
             return false;
         mInput.append(part.data(), static_cast<std::size_t>(size));

@@ -97,6 +97,26 @@ TEST_F(Web, TakesRequestsByTheRules)
     EXPECT_EQ(Body(Connect("GET /throw HTTP/1.0\r\n\r\n").ReadAll()), R"({"error":"no \"luck\""})");
 }
 
+TEST_F(Web, EndsWithItsAnswerForAClientThatIsStillSending)
+{
+    Start();
+    const std::string request = "POST / HTTP/1.1\r\nHost: localhost\r\nContent-Length: 9000000\r\n\r\n";
+    RawClient client = Connect(request + std::string(500'000, 'x'));
+    EXPECT_EQ(Body(client.ReadAll()), R"({"error":"the body is too large"})");
+    EXPECT_TRUE(client.HasEnded());
+}
+
+TEST_F(Web, SendsAllOfAnAnswerToAClientThatSendsNoMore)
+{
+    Start();
+    const std::string large(8'000'000, 'x');
+    RawClient client = Connect(cLater);
+    WaitForCall()->Answer({.mBody = large});
+    client.EndSending();
+    EXPECT_TRUE(Body(client.ReadAll()) == large);
+    EXPECT_TRUE(client.HasEnded());
+}
+
 TEST_F(Web, TakesARequestInAnyPieces)
 {
     Start();
@@ -210,6 +230,7 @@ TEST_F(Web, DropsWhoDoesNotReadAStream)
 {
     QORWebConfig config;
     config.mMostUnsentBytes = 100'000;
+    config.mRequestTime = 1h;
     Start(config);
     RawClient client(mpServer->GetPort(), 4'096);
     client.Send(cStream);
