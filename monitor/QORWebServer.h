@@ -28,8 +28,7 @@ struct QORWebConfig
 ///
 /// Threads: any; one is its own, on which the handler is called.
 /// Owns:    its connections.
-/// Errors:  the constructor throws std::runtime_error, with the reason, when it can't listen, or when that would be
-/// unsafe:
+/// Errors:  the constructor throws std::runtime_error, with the reason, when it can't listen, or when that isn't safe:
 ///          beyond loopback without a token, or with one of less than 16 characters. What the handler throws is
 ///          answered with 500.
 /// Locks:   none while the handler is called.
