@@ -24,6 +24,13 @@ constexpr std::size_t cLongestLine = 4'000'000;
 
 using Locales = std::map<std::string, unsigned>; // by user
 
+template <std::size_t Count>
+void RefuseEmpty(const std::array<std::string, Count>& iFields, std::size_t iField)
+{
+    if (iFields.at(iField).empty())
+        throw RequestError("field " + std::to_string(iField + 1) + " is empty");
+}
+
 /// The last field is the rest of the line: it may hold bars of its own.
 template <std::size_t Count>
 std::array<std::string, Count> SplitFields(std::string_view iLine, const char* iForm)
@@ -36,8 +43,7 @@ std::array<std::string, Count> SplitFields(std::string_view iLine, const char* i
         if (bar == std::string_view::npos)
             throw RequestError(std::string("expected ") + iForm);
         fields[i] = Trim(iLine.substr(0, bar));
-        if (fields[i].empty())
-            throw RequestError("field " + std::to_string(i + 1) + " is empty");
+        RefuseEmpty(fields, i);
         iLine.remove_prefix(std::min(bar + 1, iLine.size()));
     }
     return fields;
@@ -46,9 +52,7 @@ std::array<std::string, Count> SplitFields(std::string_view iLine, const char* i
 void ReadSession(std::string_view iLine, Locales& ioLocales)
 {
     const auto fields = SplitFields<3>(iLine, "session | user | language");
-    if (fields[2] != "en" && fields[2] != "de")
-        throw RequestError("unknown language \"" + fields[2] + "\"; there are en, de");
-    ioLocales[fields[1]] = fields[2] == "en" ? cEnglish : cGerman;
+    ioLocales[fields[1]] = ParseLanguage(fields[2]);
 }
 
 /// Takes the clause that says where the result goes from the end of the body; empty when there is none.
@@ -67,16 +71,11 @@ std::string TakeDestination(std::string& ioBody)
 
 Request ReadRequest(std::string_view iLine, int iLineNumber, const Locales& iLocales)
 {
-    auto fields = SplitFields<5>(iLine, "kind | user | project | priority | body");
-    int priority = 0;
-    if (!ParseNumber(fields[3], priority))
-        throw RequestError("the priority \"" + fields[3] + "\" is no number");
-    const auto locale = iLocales.find(fields[1]);
-    const std::string destination = TakeDestination(fields[4]);
-    return {iLineNumber, ParseKind(fields[0]),
-            fields[1],   locale == iLocales.end() ? cEnglish : locale->second,
-            fields[2],   priority,
-            fields[4],   destination};
+    Request request = ParseRequest(iLine);
+    request.mLine = iLineNumber;
+    if (const auto locale = iLocales.find(request.mUser); locale != iLocales.end())
+        request.mLocale = locale->second;
+    return request;
 }
 
 int ReadNumber(std::istream& ioWords, const std::string& iOf)
@@ -111,6 +110,33 @@ int ParseKind(const std::string& iText)
         if (iText == name)
             return kind;
     throw RequestError("unknown kind \"" + iText + "\"; there are report, sql, element, document");
+}
+
+unsigned ParseLanguage(std::string_view iText)
+{
+    if (iText != "en" && iText != "de")
+        throw RequestError("unknown language \"" + std::string(iText) + "\"; there are en, de");
+    return iText == "en" ? cEnglish : cGerman;
+}
+
+Request MakeRequest(RequestFields iFields)
+{
+    for (std::size_t i = 0; i < iFields.size(); ++i)
+        RefuseEmpty(iFields, i);
+    Request request;
+    if (!ParseNumber(iFields[3], request.mPriority))
+        throw RequestError("the priority \"" + iFields[3] + "\" is no number");
+    request.mDestination = TakeDestination(iFields[4]);
+    request.mKind = ParseKind(iFields[0]);
+    request.mUser = iFields[1];
+    request.mProject = iFields[2];
+    request.mBody = iFields[4];
+    return request;
+}
+
+Request ParseRequest(std::string_view iLine)
+{
+    return MakeRequest(SplitFields<std::tuple_size_v<RequestFields>>(iLine, "kind | user | project | priority | body"));
 }
 
 std::string ToText(const Control& iControl)

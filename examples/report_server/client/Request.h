@@ -17,8 +17,10 @@
 
 #include "qorjob.h"
 
+#include <array>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // The ids under which the message library knows the languages.
@@ -27,7 +29,7 @@ inline constexpr unsigned cGerman = 0x0407;
 
 struct Request
 {
-    int mLine = 0; ///< in the request file
+    int mLine = 0; ///< in the request file; of one that comes otherwise, its number
     /// A report's body is its definition, the result a table; RequestSQL is the same, but the result is the SQL. The
     /// body of RequestElement names a column, the result is its values. A document's is reports with an & between them.
     int mKind = RequestReport;
@@ -43,6 +45,14 @@ struct Request
 std::string KindOf(const Request& iRequest);
 /// Throws RequestError for what is no kind.
 int ParseKind(const std::string& iText);
+/// "en" or "de". Throws RequestError for what is neither.
+unsigned ParseLanguage(std::string_view iText);
+
+/// Kind, user, project, priority and body, as a line has them.
+using RequestFields = std::array<std::string, 5>;
+/// Both throw RequestError. The session's language isn't among the fields: it is English.
+Request MakeRequest(RequestFields iFields);
+Request ParseRequest(std::string_view iLine);
 
 enum class EnumControl
 {
