@@ -1,9 +1,8 @@
-// The kinds of errors, and where each is reported.
+// The kinds of errors.
 #pragma once
 
 #include "qorjob.h"
 
-#include <functional>
 #include <stdexcept>
 #include <string>
 
@@ -26,11 +25,3 @@ void Expect(HRESULT iCode, const char* iOperation);
 
 /// Why the system has refused the last call.
 std::string SystemReason();
-
-/// One line to standard error. Any thread.
-void LogError(const std::string& iText);
-
-/// For who draws on the terminal: takes the lines in place of standard error. Must not log errors. An empty one:
-/// standard error again.
-using ErrorTaker = std::function<void(const std::string& iText)>;
-void SetErrorTaker(ErrorTaker iTaker);

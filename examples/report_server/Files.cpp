@@ -1,6 +1,7 @@
 #include "Files.h"
 
 #include "Errors.h"
+#include "Log.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

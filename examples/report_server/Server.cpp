@@ -1,6 +1,7 @@
 #include "Server.h"
 
 #include "Errors.h"
+#include "Log.h"
 #include "Text.h"
 #include "client/Message.h"
 #include "tasks/JobMaker.h"

@@ -1,6 +1,6 @@
 #include "Watch.h"
 
-#include "Errors.h"
+#include "Log.h"
 #include "Text.h"
 #include "tasks/Steps.h"
 
@@ -39,7 +39,7 @@ Watch::Watch(Server& ioServer, std::ostream& ioStream, bool ibTerminal)
 {
     if (mbTerminal)
     {
-        SetErrorTaker([this](const std::string& iText) {
+        SetLogTaker([this](const std::string& iText) {
             const std::lock_guard hold(mMutex);
             mErrors.push_back(iText);
         });
@@ -58,7 +58,7 @@ Watch::~Watch()
     mThread.join();
     if (!mbTerminal)
         return;
-    SetErrorTaker({});
+    SetLogTaker({});
     mStream << cClear << "\033[H" << std::flush;
     for (const std::string& error : mErrors)
         LogError(error);

@@ -1,5 +1,6 @@
 // A small analytics server: reads requests from a file and runs each as a job.
 #include "Errors.h"
+#include "Log.h"
 #include "Metrics.h"
 #include "Options.h"
 #include "Server.h"
