@@ -2,10 +2,8 @@
 
 #include "Errors.h"
 #include "Text.h"
-#include "tasks/Steps.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <utility>
 
 namespace
@@ -17,13 +15,6 @@ bool IsSet(DateTime iTime) { return iTime != DateTime(0.0); }
 
 double ToMilliseconds(QDataType::TimeSpan iSpan) { return static_cast<double>(iSpan.GetTicks()) / 10'000; }
 
-int IdOf(const QORJobStep& iStep)
-{
-    int id = StepNoMore;
-    Expect(iStep.GetId(&id), "GetId");
-    return id;
-}
-
 /// Adds the step to the visit if it ran in it. Until `iEnd` the job was there.
 void TakeStep(const QORJobStep& iStep, DateTime iEnd, Visit& ioVisit)
 {
@@ -33,20 +24,12 @@ void TakeStep(const QORJobStep& iStep, DateTime iEnd, Visit& ioVisit)
     Expect(iStep.GetStartTime(&run.mStart), "GetStartTime");
     if (unit != ioVisit.mUnit || !IsSet(run.mStart) || run.mStart < ioVisit.mStart || iEnd < run.mStart)
         return;
-    run.mId = IdOf(iStep);
-    Expect(iStep.GetThreadId(&run.mThread), "GetThreadId");
+    Expect(iStep.GetId(&run.mId), "GetId");
     Expect(iStep.GetFinishTime(&run.mEnd), "GetFinishTime");
     run.mbFinished = IsSet(run.mEnd);
     if (!run.mbFinished)
         run.mEnd = iEnd;
     ioVisit.mSteps.push_back(run);
-}
-
-/// In microseconds: the library's clock counts tenths of them.
-std::string ToMicroseconds(QDataType::TimeSpan iSpan)
-{
-    const std::int64_t ticks = iSpan.GetTicks();
-    return std::to_string(ticks / 10) + "." + std::to_string(ticks % 10);
 }
 
 } // namespace
@@ -74,8 +57,6 @@ Journey ReadJourney(const QORJobInfo& iInfo)
         journey.mVisits.push_back(visit);
     }
     std::reverse(journey.mVisits.begin(), journey.mVisits.end());
-    if (iInfo.mTodoCount > 0 || iInfo.mFinishedCount > 0)
-        journey.mStep = IdOf(iInfo.mTodoCount > 0 ? iInfo.mTodoSteps.front() : iInfo.mFinishedSteps.front());
     return journey;
 }
 
@@ -99,10 +80,7 @@ double Journey::GetRunning() const
 const char* StatusText(int iStatus)
 {
     constexpr std::pair<int, const char*> cTexts[] = {
-        {JobReady, "ready"},         {JobExecuting, "executing"},         {JobWaiting, "waiting"},
-        {JobCompleted, "completed"}, {JobCancelled, "cancelled"},         {JobStopped, "stopped"},
-        {JobPausing, "pausing"},     {JobHeld18, "waiting for children"},
-    };
+        {JobCompleted, "completed"}, {JobCancelled, "cancelled"}, {JobStopped, "stopped"}};
     for (const auto& [status, text] : cTexts)
         if (status == iStatus)
             return text;
@@ -168,48 +146,4 @@ bool HaveAllCompleted(const JobRows& iRows)
 {
     return std::all_of(iRows.begin(), iRows.end(),
                        [](const auto& iRow) { return iRow.second.mStatus == JobCompleted; });
-}
-
-void Trace::Add(int iJob, const Journey& iJourney)
-{
-    const std::string job = std::to_string(iJob);
-    const auto toSpan = [&](const Track& iTrack, const std::string& iName, QDataType::DateTime iFrom,
-                            QDataType::DateTime iTo, const std::string& iArguments) {
-        return ",\n{\"ph\":\"X\",\"name\":\"" + iName + "\",\"pid\":" + std::to_string(iTrack.first) +
-               ",\"tid\":" + std::to_string(iTrack.second) + ",\"ts\":" + ToMicroseconds(iFrom - mOrigin) +
-               ",\"dur\":" + ToMicroseconds(iTo - iFrom) + ",\"args\":{\"job\":" + job + iArguments + "}}";
-    };
-    std::string events;
-    const std::lock_guard hold(mMutex);
-    for (const Visit& visit : iJourney.mVisits)
-    {
-        if (visit.mSteps.empty())
-            continue;
-        const Track track{visit.mUnit, visit.mSteps.front().mThread};
-        events += NameTrack(track);
-        events += toSpan(track, "job " + job, visit.mStart, visit.mSteps.back().mEnd,
-                         ",\"queued us\":" + ToMicroseconds(visit.mStart - visit.mEnter));
-        for (const StepRun& step : visit.mSteps)
-            events += toSpan(track, StepNameOf(step.mId), step.mStart, step.mEnd,
-                             ",\"step\":" + std::to_string(step.mId) +
-                                 ",\"finished\":" + (step.mbFinished ? "true" : "false"));
-    }
-    mFile.Write(events);
-}
-
-/// Empty when it has its name.
-std::string Trace::NameTrack(const Track& iTrack)
-{
-    const auto toName = [&](const char* iOf, const std::string& iName) {
-        return std::string(mTracks.empty() ? "" : ",") + "\n{\"ph\":\"M\",\"name\":\"" + iOf +
-               "\",\"pid\":" + std::to_string(iTrack.first) + ",\"tid\":" + std::to_string(iTrack.second) +
-               ",\"args\":{\"name\":\"" + iName + "\"}}";
-    };
-    const auto ofUnit = std::count_if(mTracks.begin(), mTracks.end(),
-                                      [&](const Track& iOther) { return iOther.first == iTrack.first; });
-    if (mTracks.contains(iTrack))
-        return {};
-    const std::string unit = toName("process_name", UnitNameOf(iTrack.first)); // the file's first entry has no comma
-    mTracks.insert(iTrack);
-    return (ofUnit == 0 ? unit : std::string()) + toName("thread_name", "worker " + std::to_string(ofUnit + 1));
 }

@@ -112,10 +112,11 @@ the jobs went.
   --step-time S    seconds that a step may work; one that takes longer is stopped (60)
   --log ROUTERS    switch log routers on, to standard error: "Kernel/Job Trace,Kernel/Error", "all"
   --profile        show step times, waits in the queues and counters at the end
-  --watch          show the jobs that are open, while they are; the results come afterwards
+  --watch          show the open jobs while they run: a table on a terminal, elsewhere a line for
+                   each thing that happens to one; the results come afterwards
   --dump FILE      write all that is known of each job at its end
-  --trace FILE     write the jobs' ways through units and steps as Chrome trace events
-  --metrics FILE   write counters, profiles and instance counts as Prometheus text at the end
+  --trace FILE     write the jobs' ways through units and steps as Chrome trace events at the end
+  --metrics FILE   write what the monitor has counted as Prometheus text at the end
   --results-only   results in the order of the requests, no table of jobs: two runs print the same
   --help, -h       show this
 

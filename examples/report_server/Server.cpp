@@ -62,17 +62,21 @@ void ServerJob::SendAnswer()
     mbAnswered = true;
 }
 
-Server::Server(Warehouse& ioWarehouse, Mailboxes& ioMailboxes, const Options& iOptions, OutputFile* iDump,
-               Trace* iTrace)
-    : mWarehouse(ioWarehouse), mMailboxes(ioMailboxes), mJobMemory(iOptions.mJobMemory), mpDump(iDump), mpTrace(iTrace),
-      mHost(MakeConfig(iOptions))
+Server::Server(Warehouse& ioWarehouse, Mailboxes& ioMailboxes, QORMonitor& ioMonitor, const Options& iOptions,
+               OutputFile* iDump, Listener iListener)
+    : mWarehouse(ioWarehouse), mMailboxes(ioMailboxes), mMonitor(ioMonitor), mJobMemory(iOptions.mJobMemory),
+      mpDump(iDump), mListener(std::move(iListener)), mHost(MakeConfig(iOptions))
 {
     ioWarehouse.PrepareQueries(iOptions.mThreadsPerUnit, iOptions.mThreadsPerUnit * QueryMemoryOf(iOptions));
+    mMonitor.Watch(mHost);
 }
+
+Server::~Server() { mMonitor.Forget(); }
 
 QORHostConfig Server::MakeConfig(const Options& iOptions)
 {
     QORHostConfig config;
+    config.mOnEnd = mMonitor.GetOnEnd();
     config.mMostChildren = cFirstChild - 1;
     for (const int unit : {UnitSqlGeneration, UnitQueryExecution, UnitAnalytics, UnitDelivery})
         config.mUnits.push_back({.mId = unit, .mName = UnitNameOf(unit), .mThreads = iOptions.mThreadsPerUnit});
@@ -154,6 +158,7 @@ bool Server::Launch(const std::shared_ptr<ServerJob>& iJob, SubmitJob&& iSubmit)
         const std::lock_guard hold(mMutex);
         mOpen[iJob->mId] = iJob;
     }
+    Tell(*iJob, "submitted");
     auto result = EnumHostSubmit::NoMemory;
     Try(*iJob, " can't be submitted", [&] { result = iSubmit(job, options).mResult; });
     if (result == EnumHostSubmit::Accepted)
@@ -194,6 +199,7 @@ UserSession* Server::OpenSession(const Request& iRequest)
 void Server::Run(const Step& iStep, QORHostRun& ioRun)
 {
     const std::shared_ptr<ServerJob> job = Find(ioRun.GetJob().GetId().Get());
+    Tell(*job, "running " + StepNameOf(iStep.mId) + " in " + UnitNameOf(iStep.mUnit));
     ObeyOrders(job->mId, iStep.mId);
     if (!iStep.IsAnswer())
         ioRun.CheckStop();
@@ -213,6 +219,7 @@ void Server::Run(const Step& iStep, QORHostRun& ioRun)
 void Server::Refuse(ServerJob& ioJob, const std::string& iReason)
 {
     LogError(ioJob.GetName() + " is refused: " + iReason);
+    Tell(ioJob, "refused: " + iReason);
     Try(ioJob, " has sent no answer", [&] {
         if (!ioJob.mpContext)
             return;
@@ -239,9 +246,15 @@ void Server::End(ServerJob& ioJob, const QORHostJob& iHandle, const QORJob& iEnd
     });
     if (mpDump != nullptr)
         mpDump->Write(QBase::WideCharToUTF8(text.c_str()) + "\n"); // an empty line between two jobs
-    if (mpTrace != nullptr)
-        mpTrace->Add(ioJob.mId, journey);
+    const std::string reason = iHandle.GetReason();
+    Tell(ioJob, std::string("ended: ") + StatusText(iHandle.GetStatus()) + (reason.empty() ? "" : ", " + reason));
     AddRow(ioJob, iHandle.GetStatus(), journey);
+}
+
+void Server::Tell(const ServerJob& iJob, const std::string& iWhat) const
+{
+    if (mListener)
+        mListener(iJob.mId, iWhat);
 }
 
 void Server::AddRow(const ServerJob& iJob, int iStatus, const Journey& iJourney)
@@ -285,13 +298,10 @@ bool Server::Obey(const Control& iControl)
         return false;
     }
     const std::shared_ptr<ServerJob> job = Find(iControl.mJob);
-    const std::vector<QORHostJob> open = mHost.GetJobs();
-    const auto found =
-        std::find_if(open.begin(), open.end(), [&](const QORHostJob& iEach) { return iEach.GetId() == iControl.mJob; });
-    if (job == nullptr || found == open.end())
+    QORHostJob handle = mMonitor.FindHandle(iControl.mJob);
+    if (job == nullptr || !handle)
         throw RequestError("the job has ended, or is about to");
 
-    QORHostJob handle = *found;
     EnumHostAnswer answer = EnumHostAnswer::NotPossible;
     const char* refusal = "the job can't be cancelled now";
     std::string note; // that a job was cancelled says its status
@@ -364,10 +374,10 @@ void Server::ResumePaused(bool ibAll)
 {
     for (const QORHostJob& job : mHost.GetJobs())
     {
-        QORJobInfo info;
-        if (job.GetState() != EnumHostState::Paused || job.GetSnapshot(info) != S_OK)
+        const QORHostLook look = job.GetLook();
+        if (look.mState != EnumHostState::Paused)
             continue;
-        const bool bOrdered = !TakeOrders(job.GetId(), ReadJourney(info).mStep, true).empty();
+        const bool bOrdered = !TakeOrders(job.GetId(), look.mStepId, true).empty();
         if ((bOrdered || ibAll) && QORHostJob(job).Resume() == EnumHostAnswer::Done)
             AddNote(job.GetId(), "resumed");
     }

@@ -7,14 +7,15 @@
 #include "Options.h"
 #include "client/Client.h"
 #include "client/Request.h"
-#include "qorhost.h"
+#include "qormonitor.h"
 #include "tasks/JobMaker.h"
 #include "warehouse/Warehouse.h"
 
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -55,8 +56,15 @@ struct ServerJob
 class Server
 {
 public:
-    /// What it tells of each job at its end goes into the dump and the trace; null for none.
-    Server(Warehouse& ioWarehouse, Mailboxes& ioMailboxes, const Options& iOptions, OutputFile* iDump, Trace* iTrace);
+    /// Is told what happens to a job, on the thread that does it.
+    using Listener = std::function<void(int iJob, const std::string& iWhat)>;
+
+    /// What the library tells of each job at its end goes into the dump; null for none. So may the listener be.
+    Server(Warehouse& ioWarehouse, Mailboxes& ioMailboxes, QORMonitor& ioMonitor, const Options& iOptions,
+           OutputFile* iDump, Listener iListener);
+    ~Server();
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
 
     /// The answer goes to `iClient`, from another thread or before the call returns. The n-th request's job has the id
     /// n, below cFirstChild.
@@ -76,8 +84,6 @@ public:
     /// Those for which there is an order to resume them; or all, when nobody is there any more who could.
     void ResumePaused(bool ibAll);
 
-    /// Those that are open.
-    std::vector<QORHostJob> GetJobs() const { return mHost.GetJobs(); }
     /// Null when it isn't open.
     std::shared_ptr<ServerJob> Find(int iJob);
     /// Not while jobs run.
@@ -95,6 +101,7 @@ private:
     void Refuse(ServerJob& ioJob, const std::string& iReason);
     void End(ServerJob& ioJob, const QORHostJob& iHandle, const QORJob& iEnded);
     void AddRow(const ServerJob& iJob, int iStatus, const Journey& iJourney);
+    void Tell(const ServerJob& iJob, const std::string& iWhat) const;
 
     bool Exists(int iJob);
     void AddNote(int iJob, const std::string& iNote);
@@ -103,9 +110,10 @@ private:
 
     const Warehouse& mWarehouse;
     Mailboxes& mMailboxes;
+    QORMonitor& mMonitor;
     const std::uint64_t mJobMemory;
     OutputFile* const mpDump;
-    Trace* const mpTrace;
+    const Listener mListener;
     std::map<std::pair<std::string, unsigned>, QBase::PtrI<UserSession>> mSessions; // by user and locale
     std::mutex mMutex;                                                              // guards what follows but the host
     int mLastId = 0;

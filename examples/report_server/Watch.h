@@ -1,50 +1,41 @@
-// The periodic table of open jobs.
+// What is shown of the jobs while they run.
 #pragma once
 
-#include "Server.h"
+#include "qormonitor.h"
 
-#include <map>
+#include <condition_variable>
 #include <mutex>
 #include <ostream>
 #include <string>
 #include <thread>
 #include <vector>
 
-/// On a terminal a table that is drawn over and over at its top, with what is logged meanwhile; elsewhere a line
-/// whenever a job has changed. All of it comes from snapshots: a job isn't held up for longer than it takes to copy it.
+/// On a terminal a table of the open jobs that is drawn over and over at its top, the most urgent ones first, with what
+/// is logged meanwhile; elsewhere a line for each thing that happens to a job.
 ///
-/// Threads: one for its operations; the one that looks is its own.
-/// Owns:    its thread; handles of the jobs while it looks.
-/// Errors:  what keeps it from looking is logged, and it looks no more. The constructor throws std::system_error.
+/// Threads: any for Tell, one for the rest; the one that draws is its own.
+/// Owns:    its thread.
+/// Errors:  what keeps it from drawing is logged, and it draws no more. The constructor throws std::system_error.
 /// Locks:   its own is innermost.
 class Watch
 {
 public:
     /// As long as it lives the stream is the watch's alone.
-    Watch(Server& ioServer, std::ostream& ioStream, bool ibTerminal);
+    Watch(const QORMonitor& iMonitor, std::ostream& ioStream, bool ibTerminal);
     ~Watch();
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
 
+    void Tell(int iJob, const std::string& iWhat);
+
 private:
-    /// What is shown of a job: all of it, and what is news when it changes.
-    struct Look
-    {
-        int mJob = 0;
-        std::string mNews;
-        std::vector<std::string> mCells;
-    };
-
     void Run();
-    std::vector<Look> LookAtAll();
-    void Draw(const std::vector<Look>& iLooks);
-    void WriteChanges(const std::vector<Look>& iLooks);
+    void Draw();
 
-    Server& mServer;
+    const QORMonitor& mMonitor;
     std::ostream& mStream;
     const bool mbTerminal;
-    std::map<int, std::string> mShown; // jobs, with what was written of them; the thread's alone
-    std::mutex mMutex;                 // guards what follows but the thread
+    std::mutex mMutex; // guards what follows but the thread, and the stream where it is no terminal
     std::condition_variable mChanged;
     std::vector<std::string> mErrors;
     bool mbStopped = false;

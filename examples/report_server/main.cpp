@@ -1,15 +1,15 @@
 // A small analytics server: reads requests from a file and runs each as a job.
 #include "Errors.h"
 #include "Log.h"
-#include "Metrics.h"
 #include "Options.h"
+#include "Profile.h"
 #include "Server.h"
 #include "Text.h"
 #include "Watch.h"
 #include "client/Client.h"
 #include "client/Request.h"
 #include "platform/builtin/LogSinks.h"
-#include "qorjob.h"
+#include "qormonitor.h"
 #include "tasks/Steps.h"
 #include "warehouse/Warehouse.h"
 
@@ -22,6 +22,7 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <sstream>
@@ -122,27 +123,72 @@ void CheckOutputs(const Options& iOptions)
     RefuseFilesInUse({iOptions.mDump, iOptions.mTrace, iOptions.mMetrics}, std::move(inUse));
 }
 
-/// True when all requests have their results. The server with all its threads has ended then.
-bool ServeRequests(const Options& iOptions, Warehouse& ioWarehouse, const RequestFile& iFile, OutputFile* iDump,
-                   OutputFile* iTrace)
+/// What is written beside the results; null for none.
+struct Outputs
 {
+    explicit Outputs(const Options& iOptions)
+        : mpDump(Open(iOptions.mDump)), mpTrace(Open(iOptions.mTrace)), mpMetrics(Open(iOptions.mMetrics))
+    {
+    }
+
+    /// While the server is there, which has the names.
+    void Write(const QORMonitor& iMonitor) const
+    {
+        if (mpTrace != nullptr)
+            mpTrace->Write(QORMONITOR::MakeTrace(iMonitor, mStart, QORMonitor::Now()));
+        if (mpMetrics != nullptr)
+            mpMetrics->Write(QORMONITOR::MakeMetrics(iMonitor));
+    }
+
+    bool Close() const
+    {
+        bool bAllWritten = true;
+        for (const auto* const output : {&mpDump, &mpTrace, &mpMetrics})
+            bAllWritten = (*output == nullptr || (*output)->Close()) && bAllWritten;
+        return bAllWritten;
+    }
+
+    const QORMonitorTime mStart = QORMonitor::Now();
+    const std::unique_ptr<OutputFile> mpDump;
+    const std::unique_ptr<OutputFile> mpTrace;
+    const std::unique_ptr<OutputFile> mpMetrics;
+};
+
+/// False, with an error told, when not all of it could be written.
+bool FlushOutput()
+{
+    if (std::cout << std::flush)
+        return true;
+    LogError("standard output can't be written");
+    return false;
+}
+
+/// True when all requests have their results.
+bool ServeRequests(const Options& iOptions, Warehouse& ioWarehouse, const RequestFile& iFile, const Outputs& iOutputs)
+{
+    constexpr auto cAll = std::numeric_limits<std::size_t>::max();
     std::ostringstream held; // the results, while the jobs are watched
     Client client(iOptions.mbWatch ? held : std::cout, iOptions.mbResultsOnly);
     Mailboxes mailboxes;
-    std::optional<Trace> trace;
-    if (iTrace != nullptr)
-        trace.emplace(*iTrace);
-    Server server(ioWarehouse, mailboxes, iOptions, iDump, trace ? &*trace : nullptr);
+    QORMonitorConfig config{.mbDumps = false};
+    if (iOutputs.mpTrace != nullptr)
+        config.mMostKept = config.mMostKeptBytes = cAll;
+    QORMonitor monitor(config);
+    std::optional<Watch> watch;
+    Server::Listener listener;
+    if (iOptions.mbWatch)
+    {
+        watch.emplace(monitor, std::cout, isatty(STDOUT_FILENO) == 1);
+        listener = [&watch](int iJob, const std::string& iWhat) { watch->Tell(iJob, iWhat); };
+    }
+    Server server(ioWarehouse, mailboxes, monitor, iOptions, iOutputs.mpDump.get(), listener);
     for (const Control& control : iFile.mControls)
         server.Order(control);
-    {
-        std::optional<Watch> watch;
-        if (iOptions.mbWatch)
-            watch.emplace(server, std::cout, isatty(STDOUT_FILENO) == 1);
-        for (const Request& request : iFile.mRequests)
-            client.Send(request, server);
-        ObeyUntilEnd(server);
-    }
+    for (const Request& request : iFile.mRequests)
+        client.Send(request, server);
+    ObeyUntilEnd(server);
+    watch.reset();
+    iOutputs.Write(monitor);
     client.WriteRest();
     std::cout << held.str();
     mailboxes.Write(std::cout);
@@ -155,15 +201,6 @@ bool ServeRequests(const Options& iOptions, Warehouse& ioWarehouse, const Reques
         std::cout << MakeProfileReport() << '\n';
     std::cout << MakeSummary(server.GetRows(), iFile.mBadLines.size()) << std::flush;
     return HaveAllCompleted(server.GetRows()) && iFile.mBadLines.empty() && server.GetOrders().empty();
-}
-
-/// False, with an error told, when not all of it could be written.
-bool FlushOutput()
-{
-    if (std::cout << std::flush)
-        return true;
-    LogError("standard output can't be written");
-    return false;
 }
 
 int Serve(const Options& iOptions)
@@ -181,16 +218,11 @@ int Serve(const Options& iOptions)
         LogError(line);
     Warehouse warehouse(iOptions.mData);
     // One that is a pipe waits for its reader: until then a signal ends the process.
-    const auto dump = Open(iOptions.mDump);
-    const auto trace = Open(iOptions.mTrace);
-    const auto metrics = Open(iOptions.mMetrics);
+    const Outputs outputs(iOptions);
     CatchSignals(); // from here on there is work to end
-    const bool bAllDone = ServeRequests(iOptions, warehouse, file, dump.get(), trace.get());
-    if (metrics != nullptr)
-        metrics->Write(MakeMetrics());
+    const bool bAllDone = ServeRequests(iOptions, warehouse, file, outputs);
     bool bAllWritten = FlushOutput();
-    for (const auto* const output : {&dump, &trace, &metrics})
-        bAllWritten = (*output == nullptr || (*output)->Close()) && bAllWritten;
+    bAllWritten = outputs.Close() && bAllWritten;
     if (gSignal != 0)
         return ExitSignal + gSignal;
     return bAllDone && bAllWritten ? ExitAllDone : ExitNotAllDone;

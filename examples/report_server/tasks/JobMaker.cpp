@@ -213,6 +213,7 @@ QBase::PtrI<QORJob> MakeJob(int iJob, const Request& iRequest, UserSession* iSes
     QBase::PtrI<QORJob> job = NewJob(iJob, iRequest, iSession);
     Expect(job->SetProcessContext(&ioContext), "SetProcessContext");
     Expect(job->SetUser(user), "SetUser");
+    Expect(job->SetUserLogin(user), "SetUserLogin");
     Expect(job->SetOwner(user), "SetOwner");
     Expect(job->SetProjectName(ToShownText(iRequest.mProject)), "SetProjectName");
     Expect(job->SetDescription(ToShownText(iRequest.mBody)), "SetDescription");

@@ -1,4 +1,4 @@
-// The performance monitor's readings: for people as tables, for Prometheus as text.
+// The performance monitor's readings, as tables for people.
 #pragma once
 
 #include <string>
@@ -6,7 +6,5 @@
 /// Before the first job: without it nothing but the counters is kept. `ibWaits`: the waits, too, for the report.
 void StartProfile(bool ibWaits);
 
-// When all jobs have ended.
-
+/// When all jobs have ended.
 std::string MakeProfileReport();
-std::string MakeMetrics();
