@@ -2,6 +2,7 @@
 
 #include "Errors.h"
 #include "Log.h"
+#include "Text.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -49,6 +50,17 @@ std::ifstream OpenToRead(const std::filesystem::path& iPath)
     else if (stream)
         return stream;
     throw SetupError(iPath.string() + ": the file can't be opened: " + SystemReason());
+}
+
+std::string ReadToken(const std::filesystem::path& iPath)
+{
+    std::ifstream stream = OpenToRead(iPath);
+    std::string line;
+    std::getline(stream, line);
+    const std::string token(Trim(line));
+    if (token.empty())
+        throw SetupError(iPath.string() + " has no token in its first line");
+    return token;
 }
 
 void RefuseFilesInUse(const std::vector<std::filesystem::path>& iOutputs, std::vector<std::filesystem::path> iInUse)

@@ -15,6 +15,9 @@ void OpenStandardStreams();
 /// Throws SetupError, with the reason, when the file can't be read.
 std::ifstream OpenToRead(const std::filesystem::path& iPath);
 
+/// What stands in the file's first line, without blanks around it. Throws SetupError when there is nothing.
+std::string ReadToken(const std::filesystem::path& iPath);
+
 /// Throws SetupError when one of the outputs, where it isn't empty, is one of the files in use, a standard stream, or
 /// another output. It doesn't matter how they are spelt, or linked. Devices may be shared.
 void RefuseFilesInUse(const std::vector<std::filesystem::path>& iOutputs, std::vector<std::filesystem::path> iInUse);

@@ -130,6 +130,15 @@ void UseUtf8()
         throw SetupError("the system has no locale C.UTF-8");
 }
 
+bool IsUtf8(std::string_view iText)
+{
+    std::string_view bytes;
+    while (!iText.empty())
+        if (TakeCharacter(iText, bytes) == 0)
+            return false;
+    return true;
+}
+
 std::string ToPrintable(std::string_view iText)
 {
     std::string text;

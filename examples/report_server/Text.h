@@ -39,6 +39,9 @@ std::string Join(const std::vector<std::string>& iParts, std::string_view iSepar
 /// Texts are UTF-8. Before all else, on one thread. Throws SetupError.
 void UseUtf8();
 
+/// A zero is none.
+bool IsUtf8(std::string_view iText);
+
 /// With a replacement for each character that does something instead of showing something, and for what is no UTF-8.
 /// Line feeds stay.
 std::string ToPrintable(std::string_view iText);

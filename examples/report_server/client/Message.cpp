@@ -115,14 +115,20 @@ Request UnpackRequest(ICKDXReadMessage& iMessage)
             fields[FieldBody],           fields[FieldDestination]};
 }
 
-std::string ReadAnswer(ICKDXReadMessage& iAnswer, unsigned iLocale)
+std::string ReadAnswer(ICKDXReadMessage& iAnswer, unsigned iLocale, const char* iMark)
+{
+    const char* const mark = IsError(iAnswer) ? iMark : "";
+    std::string answer;
+    for (const auto& [entry, text] : UnpackEntries(iAnswer, iLocale))
+        answer += entry == FieldResult ? text : mark + text + "\n";
+    return answer;
+}
+
+bool IsError(ICKDXReadMessage& iAnswer)
 {
     HRESULT code = S_OK;
     Expect(iAnswer.get_ErrorCode(&code), "get_ErrorCode");
-    std::string answer;
-    for (const auto& [entry, text] : UnpackEntries(iAnswer, iLocale))
-        answer += entry == FieldResult ? text : (FAILED(code) ? "error: " : "") + text + "\n";
-    return answer;
+    return FAILED(code);
 }
 
 void PackResult(ICKDXProcessContext& ioContext, const std::string& iText)

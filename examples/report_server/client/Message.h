@@ -12,7 +12,8 @@ QBase::PtrI<ICKDXReadMessage> PackRequest(const Request& iRequest);
 Request UnpackRequest(ICKDXReadMessage& iMessage);
 
 /// An answer in the language of the locale; its errors are marked.
-std::string ReadAnswer(ICKDXReadMessage& iAnswer, unsigned iLocale);
+std::string ReadAnswer(ICKDXReadMessage& iAnswer, unsigned iLocale, const char* iMark = "error: ");
+bool IsError(ICKDXReadMessage& iAnswer);
 
 // --- The server's side. The errors of jobs are packed by the library. ---
 
