@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <limits>
 #include <new>
 
 namespace
@@ -35,6 +36,14 @@ JobPlace PlaceOf(int iJob)
     return {iJob / cFirstChild, iJob % cFirstChild};
 }
 
+std::string ReasonOf(EnumHostSubmit iRefusal)
+{
+    if (iRefusal == EnumHostSubmit::Closed)
+        return "the server takes no requests any more";
+    return iRefusal == EnumHostSubmit::Full ? "the server has too much to do; try it again later"
+                                            : "the server has no memory for it";
+}
+
 /// Logs what it throws.
 template <class Work>
 void Try(const ServerJob& iJob, const char* iWhat, Work&& iWork)
@@ -45,15 +54,16 @@ void Try(const ServerJob& iJob, const char* iWhat, Work&& iWork)
     }
     catch (const std::exception& error)
     {
-        LogError(iJob.GetName() + iWhat + ": " + error.what());
+        iJob.LogError(std::string(iWhat) + ": " + error.what());
     }
 }
 
 } // namespace
 
-std::string ServerJob::GetName() const
+void ServerJob::LogError(const std::string& iText) const
 {
-    return "job " + std::to_string(mId) + " (" + KindOf(mRequest) + " for " + mRequest.mUser + ")";
+    ::LogError("job " + std::to_string(mId) + " (" + KindOf(mRequest) + " for " + mRequest.mUser + ")" + iText,
+               mPlace.first);
 }
 
 void ServerJob::SendAnswer()
@@ -65,7 +75,7 @@ void ServerJob::SendAnswer()
 Server::Server(Warehouse& ioWarehouse, Mailboxes& ioMailboxes, QORMonitor& ioMonitor, const Options& iOptions,
                OutputFile* iDump, Listener iListener)
     : mWarehouse(ioWarehouse), mMailboxes(ioMailboxes), mMonitor(ioMonitor), mJobMemory(iOptions.mJobMemory),
-      mpDump(iDump), mListener(std::move(iListener)), mHost(MakeConfig(iOptions))
+      mbTable(!iOptions.IsService()), mpDump(iDump), mListener(std::move(iListener)), mHost(MakeConfig(iOptions))
 {
     ioWarehouse.PrepareQueries(iOptions.mThreadsPerUnit, iOptions.mThreadsPerUnit * QueryMemoryOf(iOptions));
     mMonitor.Watch(mHost);
@@ -77,6 +87,7 @@ QORHostConfig Server::MakeConfig(const Options& iOptions)
 {
     QORHostConfig config;
     config.mOnEnd = mMonitor.GetOnEnd();
+    config.mMostJobs = iOptions.mMostJobs;
     config.mMostChildren = cFirstChild - 1;
     for (const int unit : {UnitSqlGeneration, UnitQueryExecution, UnitAnalytics, UnitDelivery})
         config.mUnits.push_back({.mId = unit, .mName = UnitNameOf(unit), .mThreads = iOptions.mThreadsPerUnit});
@@ -89,30 +100,32 @@ QORHostConfig Server::MakeConfig(const Options& iOptions)
     return config;
 }
 
-void Server::Submit(ICKDXReadMessage* iRequest, QORChannel* iClient)
+EnumHostSubmit Server::Submit(int iId, ICKDXReadMessage* iRequest, QORChannel* iClient)
 {
     const auto job = std::make_shared<ServerJob>();
-    job->mId = MakeId();
+    auto result = EnumHostSubmit::NoMemory;
+    job->mId = iId;
     job->mPlace = PlaceOf(job->mId);
     job->mpClient = QBase::PtrI<QORChannel>(iClient);
     try
     {
         job->mpContext = MakeContext(job->mId, iRequest);
         job->mRequest = UnpackRequest(*iRequest);
-        job->mpSession = OpenSession(job->mRequest);
+        job->mpSession = QBase::PtrI<UserSession>(new UserSession(job->mRequest.mUser, job->mRequest.mLocale));
         if (!job->mRequest.mDestination.empty())
         {
             SendAccepted(iRequest, *iClient);
             PutDelivery(*job->mpContext.Get(), mMailboxes.Open(job->mId, job->mRequest).Get());
         }
-        const auto submit = [this](auto&... ioWhat) { return mHost.Submit(std::move(ioWhat)...); };
-        if (!Launch(job, submit))
-            throw RequestError("the server takes no requests any more");
+        result = Launch(job, [this](auto&... ioWhat) { return mHost.Submit(std::move(ioWhat)...); });
+        if (result != EnumHostSubmit::Accepted)
+            Refuse(*job, ReasonOf(result));
     }
     catch (const std::exception& error)
     {
         Refuse(*job, error.what());
     }
+    return result;
 }
 
 /// A child answers over a channel as any other job does; at the other end of it is the document.
@@ -140,17 +153,21 @@ void Server::StartChildren(QORHostRun& ioRun, ServerJob& ioDocument)
         if (!child->mpClient)
             throw std::bad_alloc();
         child->mpContext = MakeContext(child->mId, PackRequest(child->mRequest).Get());
-        if (!Launch(child, [&](auto&... ioWhat) { return ioRun.SubmitChild(std::move(ioWhat)...); }))
+        const EnumHostSubmit result =
+            Launch(child, [&](auto&... ioWhat) { return ioRun.SubmitChild(std::move(ioWhat)...); });
+        if (result == EnumHostSubmit::Closed)
             return; // the document was cancelled
+        if (result != EnumHostSubmit::Accepted)
+            throw RequestError(ReasonOf(result));
     }
 }
 
-/// False when jobs aren't taken any more. Its steps find the job by its id, so it is among the open ones before the
-/// host has it.
+/// Its steps find the job by its id, so it is among the open ones before the host has it.
 template <class SubmitJob>
-bool Server::Launch(const std::shared_ptr<ServerJob>& iJob, SubmitJob&& iSubmit)
+EnumHostSubmit Server::Launch(const std::shared_ptr<ServerJob>& iJob, SubmitJob&& iSubmit)
 {
-    QBase::PtrI<QORJob> job = MakeJob(iJob->mId, iJob->mRequest, iJob->mpSession, *iJob->mpContext.Get(), mJobMemory);
+    QBase::PtrI<QORJob> job =
+        MakeJob(iJob->mId, iJob->mRequest, iJob->mpSession.Get(), *iJob->mpContext.Get(), mJobMemory);
     QORHostSubmit options;
     options.mOnEnd = [this, iJob](const QORHostJob& iHandle, QORJob& ioJob) { End(*iJob, iHandle, ioJob); };
     options.mFamilyRule = EnumHostFamilyRule::WaitForAll;
@@ -161,16 +178,12 @@ bool Server::Launch(const std::shared_ptr<ServerJob>& iJob, SubmitJob&& iSubmit)
     Tell(*iJob, "submitted");
     auto result = EnumHostSubmit::NoMemory;
     Try(*iJob, " can't be submitted", [&] { result = iSubmit(job, options).mResult; });
-    if (result == EnumHostSubmit::Accepted)
-        return true;
+    if (result != EnumHostSubmit::Accepted)
     {
         const std::lock_guard hold(mMutex);
         mOpen.erase(iJob->mId);
     }
-    if (result != EnumHostSubmit::Closed)
-        throw RequestError(result == EnumHostSubmit::Full ? "the server has too much to do; try it again later"
-                                                          : "the server has no memory for it");
-    return false;
+    return result;
 }
 
 bool Server::WaitFor(std::chrono::milliseconds iTime)
@@ -182,18 +195,9 @@ bool Server::WaitFor(std::chrono::milliseconds iTime)
 int Server::MakeId()
 {
     const std::lock_guard hold(mMutex);
-    if (++mLastId == cFirstChild)
-        mLastId = cFirstChild * cFirstChild;
+    if (++mLastId == cFirstChild || mLastId == std::numeric_limits<int>::max())
+        mLastId = cFirstChild * cFirstChild; // whoever had that number before has gone long ago
     return mLastId;
-}
-
-/// The one that is open, or a new one. It stays the server's.
-UserSession* Server::OpenSession(const Request& iRequest)
-{
-    QBase::PtrI<UserSession>& session = mSessions[{iRequest.mUser, iRequest.mLocale}];
-    if (!session)
-        session = QBase::PtrI<UserSession>(new UserSession(iRequest.mUser, iRequest.mLocale));
-    return session.Get();
 }
 
 void Server::Run(const Step& iStep, QORHostRun& ioRun)
@@ -218,7 +222,7 @@ void Server::Run(const Step& iStep, QORHostRun& ioRun)
 /// For a request that doesn't become a job.
 void Server::Refuse(ServerJob& ioJob, const std::string& iReason)
 {
-    LogError(ioJob.GetName() + " is refused: " + iReason);
+    ioJob.LogError(" is refused: " + iReason);
     Tell(ioJob, "refused: " + iReason);
     Try(ioJob, " has sent no answer", [&] {
         if (!ioJob.mpContext)
@@ -235,7 +239,7 @@ void Server::End(ServerJob& ioJob, const QORHostJob& iHandle, const QORJob& iEnd
     Journey journey;
     QBase::wstring text;
     if (iHandle.GetStatus() == JobStoppedWithError)
-        LogError(ioJob.GetName() + " failed: " + iHandle.GetReason());
+        ioJob.LogError(" failed: " + iHandle.GetReason());
     if (!ioJob.mbAnswered)
         Try(ioJob, " has sent no answer", [&] { ioJob.SendAnswer(); });
     Try(ioJob, " doesn't tell its way", [&] {
@@ -263,7 +267,8 @@ void Server::AddRow(const ServerJob& iJob, int iStatus, const Journey& iJourney)
     mOpen.erase(iJob.mId);
     if (mOpen.empty())
         mAllEnded.notify_all();
-    mRows[iJob.mPlace] = MakeRow(iJob.mId, iJob.mRequest, iStatus, iJourney, iJob.mNotes);
+    if (mbTable)
+        mRows[iJob.mPlace] = MakeRow(iJob.mId, iJob.mRequest, iStatus, iJourney, iJob.mNotes);
 }
 
 // --- Commands. ---
@@ -357,6 +362,12 @@ void Server::ObeyOrders(int iJob, int iStepId)
     }
 }
 
+bool Server::HasOrders()
+{
+    const std::lock_guard hold(mMutex);
+    return !mOrders.empty();
+}
+
 std::vector<Control> Server::TakeOrders(int iJob, int iStepId, bool ibResume)
 {
     const auto isOther = [=](const Control& iOrder) {
@@ -372,6 +383,8 @@ std::vector<Control> Server::TakeOrders(int iJob, int iStepId, bool ibResume)
 
 void Server::ResumePaused(bool ibAll)
 {
+    if (!ibAll && !HasOrders())
+        return;
     for (const QORHostJob& job : mHost.GetJobs())
     {
         const QORHostLook look = job.GetLook();

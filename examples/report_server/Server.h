@@ -32,15 +32,15 @@ struct Step;
 /// What the server has of an open job. But for the last three it is constant once the host has the job.
 struct ServerJob
 {
-    /// "job 16 (report for farid)"
-    std::string GetName() const;
+    /// "job 16 (report for farid)", and the text behind it.
+    void LogError(const std::string& iText) const;
     /// Throws std::runtime_error.
     void SendAnswer();
 
     int mId = 0;
     JobPlace mPlace;
     QBase::PtrI<QORChannel> mpClient;          ///< where the answer goes
-    UserSession* mpSession = nullptr;          ///< the server's
+    QBase::PtrI<UserSession> mpSession;        ///< a document's children share it
     Request mRequest;                          ///< what the message says
     QBase::PtrI<CKDXProcessContext> mpContext; ///< has the request's message and the answer; the job's, too
     std::vector<std::string> mParts;           ///< of a document: what its children have answered, each in its place
@@ -49,7 +49,8 @@ struct ServerJob
 };
 
 /// Threads: one for Submit; any for the others.
-/// Owns:    the host with its threads and jobs. What has ended it doesn't keep, but for a row of the table.
+/// Owns:    the host with its threads and jobs. What has ended it doesn't keep, but for a row of the table, if there is
+///          one.
 /// Errors:  a request that fails is logged and answered with its error. The constructor throws RequestError when the
 ///          database can't be reached, std::system_error when there are no threads.
 /// Locks:   one, under which nothing is called.
@@ -66,15 +67,19 @@ public:
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    /// The answer goes to `iClient`, from another thread or before the call returns. The n-th request's job has the id
-    /// n, below cFirstChild.
-    void Submit(ICKDXReadMessage* iRequest, QORChannel* iClient);
+    /// For the next request: its number, and its job's id. The n-th is n, below cFirstChild.
+    int MakeId();
+    /// The one answer goes to `iClient`, from another thread or before the call returns: an error if the host doesn't
+    /// accept the job.
+    EnumHostSubmit Submit(int iId, ICKDXReadMessage* iRequest, QORChannel* iClient);
     /// For the step that executes a document: each of its reports becomes a job.
     void StartChildren(QORHostRun& ioRun, ServerJob& ioDocument);
     /// False when jobs are still open at the end of that time.
     bool WaitFor(std::chrono::milliseconds iTime);
     /// From here on jobs only close.
     void Stop() { mHost.RequestStop(); }
+    /// From here on no request is accepted. False when jobs are still open at the end of that time.
+    bool Drain(std::chrono::milliseconds iTime) { return mHost.Drain(iTime); }
 
     /// Is obeyed when the step comes, also for jobs to come; that it can't be done is logged.
     void Order(const Control& iControl);
@@ -93,10 +98,8 @@ public:
 
 private:
     QORHostConfig MakeConfig(const Options& iOptions);
-    int MakeId();
-    UserSession* OpenSession(const Request& iRequest);
     template <class SubmitJob>
-    bool Launch(const std::shared_ptr<ServerJob>& iJob, SubmitJob&& iSubmit);
+    EnumHostSubmit Launch(const std::shared_ptr<ServerJob>& iJob, SubmitJob&& iSubmit);
     void Run(const Step& iStep, QORHostRun& ioRun);
     void Refuse(ServerJob& ioJob, const std::string& iReason);
     void End(ServerJob& ioJob, const QORHostJob& iHandle, const QORJob& iEnded);
@@ -106,16 +109,17 @@ private:
     bool Exists(int iJob);
     void AddNote(int iJob, const std::string& iNote);
     void ObeyOrders(int iJob, int iStepId);
+    bool HasOrders();
     std::vector<Control> TakeOrders(int iJob, int iStepId, bool ibResume);
 
     const Warehouse& mWarehouse;
     Mailboxes& mMailboxes;
     QORMonitor& mMonitor;
     const std::uint64_t mJobMemory;
+    const bool mbTable; ///< rows are kept
     OutputFile* const mpDump;
     const Listener mListener;
-    std::map<std::pair<std::string, unsigned>, QBase::PtrI<UserSession>> mSessions; // by user and locale
-    std::mutex mMutex;                                                              // guards what follows but the host
+    std::mutex mMutex; // guards what follows but the host
     int mLastId = 0;
     std::map<int, std::shared_ptr<ServerJob>> mOpen;
     std::condition_variable mAllEnded;

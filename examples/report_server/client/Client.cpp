@@ -29,7 +29,8 @@ void Client::Send(const Request& iRequest, Server& ioServer)
         const std::lock_guard hold(mMutex);
         mSent.push_back({iRequest, message, mSent.size() + 1, {}});
     }
-    ioServer.Submit(message.Get(), mpChannel.Get()); // without the lock: the answer may come before it returns
+    ioServer.Submit(ioServer.MakeId(), message.Get(),
+                    mpChannel.Get()); // without the lock: the answer may come before it returns
 }
 
 void Client::WriteRest()
@@ -85,7 +86,17 @@ HRESULT Mailboxes::Receive(ICKDXReadMessage& iMessage, int iJob, const Request& 
     if (text.empty())
         return S_FALSE;
     const std::lock_guard hold(mMutex);
+    mBytes += text.size();
+    mOrder.emplace_back(iRequest.mDestination, iJob);
     mLetters[iRequest.mDestination][iJob] = std::move(text);
+    for (; mBytes > mMostBytes; mOrder.pop_front())
+    {
+        const auto& [name, job] = mOrder.front();
+        mBytes -= mLetters[name][job].size();
+        mLetters[name].erase(job);
+        if (mLetters[name].empty())
+            mLetters.erase(name);
+    }
     return S_OK;
 }
 

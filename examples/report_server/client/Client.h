@@ -12,6 +12,7 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <utility>
 
 class Server;
 
@@ -59,11 +60,13 @@ private:
 /// The files that take results and errors which are delivered instead of answered.
 ///
 /// Threads: any.
-/// Owns:    what was delivered.
+/// Owns:    what was delivered, as far as it may: the oldest goes first.
 /// Errors:  throws std::bad_alloc.
 class Mailboxes
 {
 public:
+    explicit Mailboxes(std::size_t iMostBytes = ~std::size_t{0}) : mMostBytes(iMostBytes) {}
+
     /// The mailbox that the request names, for that one job. It takes messages while this object lives.
     QBase::PtrI<QORChannel> Open(int iJob, const Request& iRequest);
 
@@ -73,8 +76,11 @@ public:
 private:
     HRESULT Receive(ICKDXReadMessage& iMessage, int iJob, const Request& iRequest);
 
+    const std::size_t mMostBytes;
     mutable std::mutex mMutex; // guards what follows
     std::map<std::string, std::map<int, std::string>> mLetters;
+    std::deque<std::pair<std::string, int>> mOrder; // in which they came
+    std::size_t mBytes = 0;
 };
 
 /// Lines that are typed while the server works. Only a terminal is read: what a file or a pipe holds is somebody
