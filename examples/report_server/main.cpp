@@ -10,6 +10,7 @@
 #include "client/Request.h"
 #include "platform/builtin/LogSinks.h"
 #include "qormonitor.h"
+#include "service/Service.h"
 #include "tasks/Steps.h"
 #include "warehouse/Warehouse.h"
 
@@ -117,7 +118,7 @@ std::unique_ptr<OutputFile> Open(const std::filesystem::path& iPath)
 void CheckOutputs(const Options& iOptions)
 {
     std::vector<std::filesystem::path> inUse = ListDataFiles(iOptions.mData);
-    inUse.push_back(iOptions.mRequests);
+    inUse.insert(inUse.end(), {iOptions.mRequests, iOptions.mTokenFile});
     if (const char* const log = std::getenv("QORJOB_LOG_FILE"))
         inUse.emplace_back(log);
     RefuseFilesInUse({iOptions.mDump, iOptions.mTrace, iOptions.mMetrics}, std::move(inUse));
@@ -203,27 +204,53 @@ bool ServeRequests(const Options& iOptions, Warehouse& ioWarehouse, const Reques
     return HaveAllCompleted(server.GetRows()) && iFile.mBadLines.empty() && server.GetOrders().empty();
 }
 
+/// Until a signal comes. True when each request that was accepted has been answered.
+bool ServeClients(const Options& iOptions, Warehouse& ioWarehouse, const RequestFile& iFile, const Outputs& iOutputs)
+{
+    constexpr std::chrono::milliseconds cMoment{20};
+    constexpr std::size_t cMostLetterBytes = 4 * 1'024 * 1'024;
+    Mailboxes mailboxes(cMostLetterBytes);
+    QORMonitor monitor;
+    Server server(ioWarehouse, mailboxes, monitor, iOptions, iOutputs.mpDump.get(), {});
+    for (const Control& control : iFile.mControls)
+        server.Order(control);
+    Service service(server, mailboxes, monitor, iOptions, iFile.mRequests);
+    std::cout << "listening on " << service.GetAddress() << std::endl;
+    while (gSignal == 0)
+    {
+        service.Rest(cMoment);
+        server.ResumePaused(false);
+    }
+    LogInfo("signal " + std::to_string(gSignal) + ": no request is taken any more");
+    const bool bAllSent = service.Drain();
+    iOutputs.Write(monitor);
+    return bAllSent;
+}
+
 int Serve(const Options& iOptions)
 {
     CheckOutputs(iOptions);
     const QORJOB::Initializer initializer;
     NameSteps();
+    if (iOptions.IsService())
+        LogAsService();
     if (!iOptions.mLogRouters.empty())
         SwitchLogOn(iOptions.mLogRouters);
     if (iOptions.mbProfile || !iOptions.mMetrics.empty())
         StartProfile(iOptions.mbProfile);
 
-    const RequestFile file = ReadRequests(iOptions.mRequests);
+    const RequestFile file = iOptions.mRequests.empty() ? RequestFile() : ReadRequests(iOptions.mRequests);
     for (const std::string& line : file.mBadLines)
         LogError(line);
     Warehouse warehouse(iOptions.mData);
     // One that is a pipe waits for its reader: until then a signal ends the process.
     const Outputs outputs(iOptions);
     CatchSignals(); // from here on there is work to end
-    const bool bAllDone = ServeRequests(iOptions, warehouse, file, outputs);
+    const auto serve = iOptions.IsService() ? ServeClients : ServeRequests;
+    const bool bAllDone = serve(iOptions, warehouse, file, outputs);
     bool bAllWritten = FlushOutput();
     bAllWritten = outputs.Close() && bAllWritten;
-    if (gSignal != 0)
+    if (gSignal != 0 && !iOptions.IsService())
         return ExitSignal + gSignal;
     return bAllDone && bAllWritten ? ExitAllDone : ExitNotAllDone;
 }
