@@ -118,6 +118,7 @@ const char* GetUsage()
 {
     return R"(usage: report_server --data DIR --requests FILE [options]
        report_server --data DIR --listen ADDRESS:PORT [options]
+       report_server ctl --help
 
 Loads the CSV files of DIR, serves the requests in FILE, and shows the results as they come and how
 the jobs went. Or it is a service: clients send it requests, and a page shows the jobs.

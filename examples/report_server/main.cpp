@@ -10,6 +10,7 @@
 #include "client/Request.h"
 #include "platform/builtin/LogSinks.h"
 #include "qormonitor.h"
+#include "service/Ctl.h"
 #include "service/Service.h"
 #include "tasks/Steps.h"
 #include "warehouse/Warehouse.h"
@@ -263,7 +264,10 @@ int main(int argc, char** argv)
     {
         OpenStandardStreams();
         UseUtf8();
-        const Options options = ParseOptions(std::vector<std::string>(argv + 1, argv + argc));
+        const std::vector<std::string> arguments(argv + 1, argv + argc);
+        if (!arguments.empty() && arguments.front() == "ctl")
+            return RunCtl({arguments.begin() + 1, arguments.end()});
+        const Options options = ParseOptions(arguments);
         if (options.mbHelp)
         {
             std::cout << GetUsage();
