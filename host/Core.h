@@ -104,6 +104,7 @@ public:
     // --- Submit.cpp ---
     QORHostSubmission Submit(QBase::PtrI<QORJob> iJob, QORHostSubmit iOptions);
     std::vector<QORHostJob> GetJobs();
+    QORHostJob FindNew(int iJob, std::size_t iAmong);
     QORHostCounts GetCounts();
     const std::vector<QORHostUnit>& GetPlans() const { return mConfig.mUnits; }
     const QORHostStep* FindStep(int iStepId) const;
@@ -196,7 +197,7 @@ private:
     void StopWork(Hold& ioHold);
     void KeepEnd(Record& ioRecord);
     void KeepSnapshot(Record& ioRecord);
-    void CallBack(const std::shared_ptr<Record>& iRecord, QORJob& ioJob);
+    void CallBack(const std::shared_ptr<Record>& iRecord, const QORHostOnEnd& iOnEnd);
     void WakeRunUntils();
 
     // Failure.cpp: under the record's lock

@@ -31,6 +31,8 @@ QORHostSubmission QORHost::Submit(QBase::PtrI<QORJob> iJob, QORHostSubmit iOptio
 
 std::vector<QORHostJob> QORHost::GetJobs() const { return mpCore->GetJobs(); }
 
+QORHostJob QORHost::FindNew(int iJob, std::size_t iAmong) const { return mpCore->FindNew(iJob, iAmong); }
+
 QORHostCounts QORHost::GetCounts() const { return mpCore->GetCounts(); }
 
 std::vector<QORHostUnit> QORHost::GetUnits() const { return mpCore->GetPlans(); }

@@ -49,6 +49,8 @@ public:
 
     /// Those that are open, in the order in which they were submitted.
     std::vector<QORHostJob> GetJobs() const;
+    /// The newest of that id, among so many that were submitted last; empty where there is none.
+    QORHostJob FindNew(int iJob, std::size_t iAmong = 10'000) const;
     QORHostCounts GetCounts() const;
     std::vector<QORHostUnit> GetUnits() const;
     /// For people; of a unit that there isn't, its number.

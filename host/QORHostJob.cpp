@@ -69,7 +69,7 @@ QORHostLook QORHostJob::GetLook() const
     look.mUnit = mpRecord->mpUnit != nullptr ? mpRecord->mpUnit->GetPlan().mId : 0;
     look.mStepId = mpRecord->mStatisticsStep;
     look.mProgress = mpRecord->mProgress;
-    look.mSince = look.mState == EnumHostState::Queued ? mpRecord->mEntered : mpRecord->mStepStart;
+    look.mSince = mpRecord->mSince;
     look.mStatus = mpRecord->mpJob ? StatusOf(*mpRecord->mpJob.Get()) : mpRecord->mStatus;
     look.mPriority = mpRecord->mPriority;
     return look;

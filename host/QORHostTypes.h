@@ -56,12 +56,15 @@ enum class EnumHostFamilyRule
     WaitForAll,    ///< it goes on when all of them have ended, whatever they came to
 };
 
+/// A callback at a job's end, on the thread that ended it and without locks of the host. What it throws is logged. It
+/// may do all that any thread may; a Submit in it doesn't wait for room.
+using QORHostOnEnd = std::function<void(const QORHostJob& iJob, QORJob& ioJob)>;
+
 /// What a server says of one job.
 struct QORHostSubmit
 {
-    /// Called once, when the job has ended and its handles say so, on the thread that ended it and without locks of the
-    /// host. What it throws is logged. It may do all that any thread may; a Submit in it doesn't wait for room.
-    std::function<void(const QORHostJob& iJob, QORJob& ioJob)> mOnEnd = {};
+    /// Called once, when the job has ended and its handles say so.
+    QORHostOnEnd mOnEnd = {};
     std::chrono::milliseconds mLongestWait{0}; ///< in one queue
     std::chrono::milliseconds mLongestLife{0}; ///< from now on
     std::chrono::milliseconds mWaitForRoom{0}; ///< how long Submit may wait while the host is full
@@ -88,8 +91,8 @@ struct QORHostConfig
     std::chrono::milliseconds mGrace{5'000};    ///< for a step that was told to stop before it is given up
     std::chrono::milliseconds mEndTime{10'000}; ///< for the jobs that are open when the host is destroyed
 
-    /// Called for each job at its end, before its own QORHostSubmit::mOnEnd and in the same way.
-    std::function<void(const QORHostJob& iJob, QORJob& ioJob)> mOnEnd = {};
+    /// Called for each job in the same way, before its own: while GetJobs has it and its place isn't free yet.
+    QORHostOnEnd mOnEnd = {};
 
     /// Makes each thread, for servers that set theirs up; it may throw. std::thread where there is none.
     std::function<std::thread(std::function<void()> iBody)> mStartThread = {};
@@ -133,7 +136,7 @@ struct QORHostLook
     int mProgress = 0;        ///< percent
     int mPriority = 0;
     std::chrono::steady_clock::time_point
-        mSince; ///< queued or running since then; of a job that rests, it ran since then
+        mSince; ///< in this state, or in this step; the epoch until it was queued first
 };
 
 /// How often a step is tried, and after which delays: the first one, and then each `mGrowth` times the last one.

@@ -135,6 +135,7 @@ struct Record : std::enable_shared_from_this<Record>
     bool mbContextTold = false;       ///< the context's stop flag is set
     int mStatisticsStep = StepNoMore; ///< what the job knows as its current step
     Moment mStepStart{};
+    Moment mSince{};                 ///< in this state, or this step
     Moment mGivenUntil{};            ///< the time that a command has given the step
     Moment mGraceEnd = cNever;       ///< when the step is given up; never before its time is over
     const char* mpOverdue = nullptr; ///< why its time is over

@@ -188,6 +188,15 @@ std::vector<QORHostJob> Core::GetJobs()
     return jobs;
 }
 
+QORHostJob Core::FindNew(int iJob, std::size_t iAmong)
+{
+    const std::lock_guard hold(mMutex);
+    for (auto place = mOpen.rbegin(); place != mOpen.rend() && iAmong > 0; ++place, --iAmong)
+        if ((*place)->mId == iJob)
+            return QORHostJob(*place);
+    return {};
+}
+
 QORHostCounts Core::GetCounts()
 {
     QORHostCounts counts;

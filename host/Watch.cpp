@@ -120,9 +120,10 @@ void Core::StartTimes(Record& ioRecord)
     ioRecord.mpOverdue = nullptr;
     ioRecord.mGraceEnd = cNever;
     ioRecord.mGivenUntil = {};
-    ioRecord.mStepStart = Clock::now();
+    ioRecord.mSince = Clock::now();
     if (!Timers::IsPrepared(ioRecord))
         return;
+    ioRecord.mStepStart = ioRecord.mSince;
     ioRecord.mpRunning->mLastReport = 0;
     SetTimer(ioRecord);
 }

@@ -33,7 +33,7 @@ void Core::Enter(Hold& ioHold)
         Break(ioHold, failure);
     record.mState = EnumHostState::Queued;
     record.mpUnit = unit;
-    record.mEntered = Clock::now();
+    record.mSince = record.mEntered = Clock::now();
     SetTimer(record);
     unit->Put(record, record.mPriority, bFirst || record.mbBroken, record.mEntered);
 }
@@ -112,6 +112,7 @@ void Core::Rest(Hold& ioHold, EnumHostState iState)
     if (iState == EnumHostState::Paused && !QORJOB::IsHeld(status))
         job.PauseCurrentStep(); // to be in a queue meanwhile was another status
     record.mState = iState;
+    record.mSince = Clock::now();
     SetTimer(record);
 }
 
@@ -137,6 +138,15 @@ void Core::StopWork(Hold& ioHold)
 void Core::EndJob(const std::shared_ptr<Record>& iRecord)
 {
     Record& record = *iRecord;
+    std::shared_ptr<Core> core;
+    QORHostOnEnd onEnd = std::exchange(record.mOptions.mOnEnd, {});
+    if (onEnd != nullptr || mConfig.mOnEnd != nullptr)
+    {
+        const std::lock_guard hold(record.mMutex);
+        KeepEnd(record);
+        core = std::move(record.mpCore);
+    }
+    CallBack(iRecord, mConfig.mOnEnd); // before it leaves the open ones: who keeps ended jobs misses none
     {
         const std::lock_guard hold(mMutex);
         const std::shared_ptr<Record> open = std::move(*record.mOpenPlace);
@@ -148,19 +158,9 @@ void Core::EndJob(const std::shared_ptr<Record>& iRecord)
             mUsers.erase(record.mUserPlace);
     }
     mRoom.notify_all();
+    CallBack(iRecord, onEnd);
+    onEnd = nullptr; // with what it has captured
 
-    std::shared_ptr<Core> core;
-    if (record.mOptions.mOnEnd != nullptr || mConfig.mOnEnd != nullptr)
-    {
-        QORJob* job = nullptr;
-        {
-            const std::lock_guard hold(record.mMutex);
-            KeepEnd(record);
-            core = std::move(record.mpCore);
-            job = record.mpJob.Get();
-        }
-        CallBack(iRecord, *job);
-    }
     QBase::PtrI<QORJob> job;
     QBase::PtrI<ICKDXProcessContext> context;
     {
@@ -221,16 +221,13 @@ void Core::KeepSnapshot(Record& ioRecord)
     ioRecord.mbSnapshotMissing = failure != nullptr;
 }
 
-void Core::CallBack(const std::shared_ptr<Record>& iRecord, QORJob& ioJob)
+void Core::CallBack(const std::shared_ptr<Record>& iRecord, const QORHostOnEnd& iOnEnd)
 {
-    const auto onEnd = std::exchange(iRecord->mOptions.mOnEnd, {});
+    if (iOnEnd == nullptr)
+        return;
     const Own own(*this, *iRecord);
-    for (const auto* const callback : {&mConfig.mOnEnd, &onEnd})
-        if (const std::exception_ptr failure = Catch([&] {
-                if (*callback != nullptr)
-                    (*callback)(QORHostJob(iRecord), ioJob);
-            }))
-            mLog.Write(EnumRouter::Error, "The callback of job %1 has thrown: %2", iRecord->mId, failure);
+    if (const std::exception_ptr failure = Catch([&] { iOnEnd(QORHostJob(iRecord), *iRecord->mpJob.Get()); }))
+        mLog.Write(EnumRouter::Error, "The callback of job %1 has thrown: %2", iRecord->mId, failure);
 }
 
 } // namespace QORHOST

@@ -108,6 +108,10 @@ TEST(HostDrive, ShowsWhereAJobStandsAtAGlance)
     const QORHostJob next = host.Submit(MakeJob(2, {cSecond, StepCloseJob}, RequestReport, 6)).mJob;
     EXPECT_GE(expect(next, EnumHostState::Queued, JobWaiting, cSecond, 0, 6), running);
     EXPECT_EQ(host.GetJobs(), (std::vector<QORHostJob>{job, next}));
+    EXPECT_EQ(host.FindNew(1), job);
+    EXPECT_EQ(host.FindNew(2, 1), next);
+    EXPECT_FALSE(host.FindNew(1, 1));
+    EXPECT_FALSE(host.FindNew(3));
 
     const QORHostJobReference reference(job);
     EXPECT_TRUE(reference.IsOf(job));

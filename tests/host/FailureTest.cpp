@@ -118,13 +118,17 @@ TEST(HostFailure, TakesATasksCodeAndItsAbortForFailures)
 TEST(HostFailure, GoesOnAfterCallbacksThatThrowSubmitAndWait)
 {
     Journal events;
+    const QORHost* openHost = nullptr;
     const auto each = [&](const QORHostJob& iJob, QORJob& ioJob) {
         EXPECT_EQ(iJob.GetJob().Get(), &ioJob);
+        EXPECT_TRUE(iJob.HasEnded());
+        EXPECT_EQ(openHost->FindNew(iJob.GetId()), iJob) << "it is with the open ones still";
         events.Add("end of " + std::to_string(iJob.GetId()));
         throw 42;
     };
     QORHost host(
         {.mUnits = {{}}, .mSteps = {{.mStepId = cFirst, .mRun = [](QORHostRun&) {}}}, .mMostJobs = 1, .mOnEnd = each});
+    openHost = &host;
     Gate lastEnded;
     const auto last = [&](const QORHostJob&, QORJob&) {
         events.Add("last");
