@@ -57,7 +57,7 @@ std::string ReadToken(const std::filesystem::path& iPath)
     std::ifstream stream = OpenToRead(iPath);
     std::string line;
     std::getline(stream, line);
-    const std::string token(Trim(line));
+    std::string token(Trim(line));
     if (token.empty())
         throw SetupError(iPath.string() + " has no token in its first line");
     return token;

@@ -43,7 +43,7 @@ std::string ReadAccepted(const std::string& iHeader)
 {
     for (const std::string& language : SplitOutsideQuotes(iHeader, ','))
     {
-        const std::string name = language.substr(0, language.find_first_of("-; "));
+        std::string name = language.substr(0, language.find_first_of("-; "));
         if (name == "en" || name == "de")
             return name;
     }

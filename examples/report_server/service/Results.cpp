@@ -122,7 +122,7 @@ QORWebAnswer Results::MakeReceipt(int iRequest)
             .mHeaders = {{"Location", "/requests/" + number}, {"Retry-After", "1"}}};
 }
 
-void Results::Answer(int iRequest, std::shared_ptr<QORWebCall> iCall, std::chrono::seconds iWait,
+void Results::Answer(int iRequest, const std::shared_ptr<QORWebCall>& iCall, std::chrono::seconds iWait,
                      std::function<void()> iGone)
 {
     std::optional<QORWebAnswer> answer;

@@ -33,7 +33,7 @@ public:
     static QORWebAnswer MakeReceipt(int iRequest);
     /// Answers the call when the request's answer is there, or that time is over. `iGone` is called when its client has
     /// gone before that.
-    void Answer(int iRequest, std::shared_ptr<QORWebCall> iCall, std::chrono::seconds iWait,
+    void Answer(int iRequest, const std::shared_ptr<QORWebCall>& iCall, std::chrono::seconds iWait,
                 std::function<void()> iGone = {});
     /// To be called again and again: answers the calls whose time is over.
     void AnswerOverdue();

@@ -54,7 +54,8 @@ Service::Service(Server& ioServer, const Mailboxes& iMailboxes, QORMonitor& ioMo
     for (const Request& request : iRequests)
         Submit(mServer.MakeId(), request);
     mpServer = std::make_unique<QORWebServer>(
-        config, [this](const QORWebRequest& iRequest, std::shared_ptr<QORWebCall> iCall) { Handle(iRequest, iCall); });
+        config,
+        [this](const QORWebRequest& iRequest, const std::shared_ptr<QORWebCall>& iCall) { Handle(iRequest, iCall); });
     mAddress = iOptions.mListen.substr(0, iOptions.mListen.rfind(':') + 1);
 }
 
