@@ -11,7 +11,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <shared_mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -33,63 +32,62 @@ public:
 
     QORMonitorPage List(const QORMonitorQuery& iQuery);
     std::optional<QORMonitorDetail> Find(int iJob);
-    std::vector<QORMonitorRow> FindChildren(int iJob);
+    std::vector<QORMonitorRow> FindChildren(int iJob, std::size_t iMost);
     std::vector<QORMonitorDetail> FindWindow(QORMonitorTime iFrom, QORMonitorTime iTo, std::size_t iMost);
     QORMonitorFigures GetFigures();
     QORHostJob FindHandle(int iJob);
 
-    std::string GetUnitName(int iUnit) const;
-    std::string GetStepName(int iStepId) const;
+    std::string GetUnitName(int iUnit);
+    std::string GetStepName(int iStepId);
     const std::vector<unsigned>& GetLanguages() const { return mConfig.mLanguages; }
 
 private:
     using Clock = std::chrono::steady_clock;
 
-    /// A thread's turn to look; another thread has it where it isn't this one's.
-    class Turn
+    /// The source, which stays as long as this; none where nothing is watched.
+    class Use
     {
     public:
-        explicit Turn(Core& ioCore);
-        ~Turn();
-        Turn(const Turn&) = delete;
-        Turn& operator=(const Turn&) = delete;
+        explicit Use(Core& ioCore);
+        ~Use();
+        Use(const Use&) = delete;
+        Use& operator=(const Use&) = delete;
 
-        bool IsMine() const { return mbMine; }
-        const std::shared_ptr<const Table>& GetTable() const { return mpTable; }
+        explicit operator bool() const { return mpSource != nullptr; }
+        const Source* operator->() const { return mpSource.get(); }
 
     private:
         Core& mCore;
-        const Clock::time_point mBegin;
-        bool mbMine = false;
-        std::shared_ptr<const Table> mpTable; // the last look's
+        std::shared_ptr<const Source> mpSource;
     };
 
     /// What there is to see now.
     struct View
     {
         std::shared_ptr<const Table> mpTable;
-        std::vector<Ended> mEnded;               ///< the last to end first
-        std::vector<const QORMonitorRow*> mRows; ///< the open ones, and then those
-        std::size_t mOpen = 0;
+        std::vector<const Open*> mOpen; ///< of the table, the newest first
+        std::vector<Ended> mEnded;      ///< the last to end first
     };
 
     std::shared_ptr<const Table> GetTable();
-    std::shared_ptr<const Table> Look();
+    std::shared_ptr<const Table> Look(std::unique_lock<std::mutex>& ioHold);
     void Run();
     View GetView();
-    QORMonitorDetail Read(const QORJob& iJob, QORMonitorRow iRow) const;
+    static std::vector<const QORMonitorRow*> GetRows(const View& iView);
     static const Open* FindOpen(const Table& iTable, int iJob);
 
     const QORMonitorConfig mConfig;
     History mHistory;
 
-    mutable std::shared_mutex mSourceMutex; // shared by who uses the source; guards it
-    std::shared_ptr<const Source> mpSource; // null: nothing is watched
+    mutable std::mutex mSourceMutex; // guards what follows
+    std::condition_variable mLeft;   // somebody doesn't use a source any more
+    std::shared_ptr<const Source> mpSource;
 
     std::mutex mLookMutex; // guards what follows but the thread
     std::condition_variable mAsked;
     std::condition_variable mLooked;
-    std::shared_ptr<const Table> mpTable;
+    unsigned mGeneration = 0;             // of the source
+    std::shared_ptr<const Table> mpTable; // null: none of this source yet
     Clock::time_point mLookedAt{};
     Clock::duration mCost{};
     bool mbLooking = false;

@@ -66,7 +66,11 @@ struct ErrorText
     std::vector<std::string> mLines;
 };
 
-/// In that language, else in English; nothing where neither is kept.
+/// Of the languages that texts are likely to be in, such as "de"; others have a number. A country's form has its
+/// language's name.
+std::string ToLanguageName(unsigned iLanguage);
+
+/// In that language, else in English, else in another one; nothing where there is none.
 std::optional<ErrorText> FindErrors(const QORMonitorDetail& iJob, unsigned iLanguage);
 
 struct TextColumn

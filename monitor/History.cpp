@@ -28,29 +28,28 @@ double ToSeconds(QORMonitorTime iSpan)
 
 void History::Add(QORMonitorDetail iJob, std::uint64_t iGovernedPeak)
 {
-    std::vector<Kept> gone; // is destroyed without the lock
+    std::list<Kept> gone; // is destroyed without the lock
     {
         const std::lock_guard hold(mMutex);
         CountFigures(iJob);
         mFigures.mGovernedPeak = std::max(mFigures.mGovernedPeak, iGovernedPeak);
+        ++mCount;
     }
     const std::size_t size = SizeOf(iJob);
     const int id = iJob.mRow.mpIdentity->mId;
     const auto job = std::make_shared<const QORMonitorDetail>(std::move(iJob));
+    std::list<Kept> added{{job, size}};
     const std::lock_guard hold(mMutex);
-    mKept.push_back({job, size});
-    ++mCount;
-    mById[id] = job;
+    mById.try_emplace(id).first->second = job; // from here on nothing throws
+    mKept.splice(mKept.end(), added);
     mFigures.mKeptBytes += size;
     while (mKept.size() > mMost || mFigures.mKeptBytes > mMostBytes)
     {
-        Kept& oldest = mKept.front();
+        const Kept& oldest = mKept.front();
         mFigures.mKeptBytes -= oldest.mSize;
-        const auto place = mById.find(oldest.mpJob->mRow.mpIdentity->mId);
-        if (place->second == oldest.mpJob)
+        if (const auto place = mById.find(oldest.mpJob->mRow.mpIdentity->mId); place->second == oldest.mpJob)
             mById.erase(place);
-        gone.push_back(std::move(oldest));
-        mKept.pop_front();
+        gone.splice(gone.end(), mKept, mKept.begin());
     }
 }
 
@@ -61,6 +60,9 @@ void History::CountFigures(const QORMonitorDetail& iJob)
         if (step.mFinish != 0)
             mFigures.mStepSeconds[{step.mUnit, step.mId}].Add(ToSeconds(step.mFinish - step.mStart));
         else if (step.mStart != 0)
+            ++mFigures.mGivenUp[{step.mUnit, step.mId}];
+    for (const QORMonitorStep& step : iJob.mTodo)
+        if (step.mStart != 0 && step.mFinish == 0)
             ++mFigures.mGivenUp[{step.mUnit, step.mId}];
     for (std::size_t i = 0; i < iJob.mVisits.size(); ++i)
     {
@@ -85,14 +87,14 @@ std::uint64_t History::Count() const
     return mCount;
 }
 
-std::vector<Ended> History::Get(std::uint64_t iCount, std::size_t& oNew) const
+std::vector<Ended> History::Get(std::uint64_t iCount, std::uint64_t& oNew) const
 {
     std::vector<Ended> jobs;
     const std::lock_guard hold(mMutex);
     jobs.reserve(mKept.size());
     for (auto kept = mKept.rbegin(); kept != mKept.rend(); ++kept)
         jobs.push_back(kept->mpJob);
-    oNew = std::min<std::uint64_t>(mCount - iCount, mKept.size());
+    oNew = mCount - iCount;
     return jobs;
 }
 

@@ -5,7 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <unordered_map>
@@ -27,8 +27,8 @@ public:
 
     void Add(QORMonitorDetail iJob, std::uint64_t iGovernedPeak);
 
-    /// The last to end first; `oNew` of them came after so many.
-    std::vector<Ended> Get(std::uint64_t iCount, std::size_t& oNew) const;
+    /// The last to end first. `oNew`: how many came after so many, some of which may not be kept any more.
+    std::vector<Ended> Get(std::uint64_t iCount, std::uint64_t& oNew) const;
     /// The newest of that id; null when it isn't kept.
     Ended Find(int iJob) const;
     /// How many were added so far.
@@ -49,7 +49,7 @@ private:
     const std::uint64_t mMostBytes;
 
     mutable std::mutex mMutex; // guards what follows
-    std::deque<Kept> mKept;    // the last one at the end
+    std::list<Kept> mKept;     // the last one at the end
     std::unordered_map<int, Ended> mById;
     std::uint64_t mCount = 0;
     QORMonitorFigures mFigures;

@@ -41,7 +41,7 @@ Json ToUnitName(const Names& iNames, int iUnit, bool ibThere) { return ibThere ?
 Json ToCommands(const QORMonitorRow& iRow)
 {
     Json commands = Json::array();
-    if (iRow.mState == EnumHostState::Ended || QORJOB::HasEnded(iRow.mStatus))
+    if (!iRow.mbCommands || iRow.mState == EnumHostState::Ended || QORJOB::HasEnded(iRow.mStatus))
         return commands;
     commands = {"cancel", "time"};
     if (iRow.mState == EnumHostState::Paused)

@@ -1,5 +1,7 @@
 #include "monitor/ListQuery.h"
 
+#include "monitor/Forms.h"
+
 #include <algorithm>
 #include <charconv>
 #include <iterator>
@@ -56,6 +58,14 @@ int ReadWord(const std::string& iName, const std::string& iValue, const Word (&i
     throw BadRequest(iName + " is one of " + words);
 }
 
+std::string ReadText(const std::string& iName, const std::string& iValue)
+{
+    constexpr std::size_t cMost = 200;
+    if (iValue.size() > cMost)
+        throw BadRequest(iName + " has " + std::to_string(cMost) + " bytes at most");
+    return iValue;
+}
+
 int ReadWhole(const std::string& iName, const std::string& iValue, int iLeast, int iMost)
 {
     int number = 0;
@@ -73,8 +83,8 @@ struct Part
 };
 
 constexpr Part cParts[] = {
-    {"user", [](auto& ioQuery, auto&, auto& iValue) { ioQuery.mUser = iValue; }},
-    {"search", [](auto& ioQuery, auto&, auto& iValue) { ioQuery.mSearch = iValue; }},
+    {"user", [](auto& ioQuery, auto& iName, auto& iValue) { ioQuery.mUser = ReadText(iName, iValue); }},
+    {"search", [](auto& ioQuery, auto& iName, auto& iValue) { ioQuery.mSearch = ReadText(iName, iValue); }},
     {"status",
      [](auto& ioQuery, auto& iName, auto& iValue) { ioQuery.mStatus = ReadWhole(iName, iValue, 0, cMostNumber); }},
     {"unit",
@@ -124,12 +134,20 @@ int ReadNumber(const QORWebRequest& iRequest, const std::string& iName, int iNon
     return value.empty() ? iNone : ReadWhole(iName, value, iLeast, iMost);
 }
 
-unsigned ReadLanguage(const QORWebRequest& iRequest)
+unsigned ReadLanguage(const QORWebRequest& iRequest, const std::vector<unsigned>& iLanguages)
 {
-    constexpr int cEnglish = 0x0409;
-    constexpr Word cLanguages[] = {{"en", cEnglish}, {"de", 0x0407}};
+    constexpr unsigned cEnglish = 0x0409;
     const std::string value = iRequest.GetQuery("lang");
-    return static_cast<unsigned>(value.empty() ? cEnglish : ReadWord("lang", value, cLanguages));
+    if (value.empty())
+        return cEnglish;
+    std::string names;
+    for (const unsigned language : iLanguages)
+    {
+        if (ToLanguageName(language) == value)
+            return language;
+        names += (names.empty() ? "" : ", ") + ToLanguageName(language);
+    }
+    throw BadRequest("lang is one of " + names);
 }
 
 } // namespace QORMONITOR

@@ -6,6 +6,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace QORMONITOR
 {
@@ -23,7 +24,8 @@ QORMonitorQuery ReadListQuery(const QORWebRequest& iRequest);
 /// `iNone` where the request has no such value. Throws BadRequest for what is no whole number between the two.
 int ReadNumber(const QORWebRequest& iRequest, const std::string& iName, int iNone, int iLeast, int iMost);
 
-/// The language id of "lang"; English where there is none. Throws BadRequest for others than "en" and "de".
-unsigned ReadLanguage(const QORWebRequest& iRequest);
+/// The id of the language that "lang" names, such as "de"; English where there is none. Throws BadRequest for one that
+/// isn't among these.
+unsigned ReadLanguage(const QORWebRequest& iRequest, const std::vector<unsigned>& iLanguages);
 
 } // namespace QORMONITOR

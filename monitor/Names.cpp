@@ -34,7 +34,8 @@ std::string ToText(QORMonitorTime iTime, const char* iFormat, int iUnit)
                   static_cast<int>(clock.subseconds().count()) / iUnit);
 }
 
-/// Of the languages that texts are likely to be in; others have a number. A country's form has its language's name.
+} // namespace
+
 std::string ToLanguageName(unsigned iLanguage)
 {
     constexpr std::pair<unsigned, const char*> cNames[] = {
@@ -47,8 +48,6 @@ std::string ToLanguageName(unsigned iLanguage)
             return name;
     return Format("0x%04X", iLanguage);
 }
-
-} // namespace
 
 Names::Names(Namer iUnitNamer, Namer iStepNamer) : mUnitNamer(std::move(iUnitNamer)), mStepNamer(std::move(iStepNamer))
 {
@@ -123,7 +122,8 @@ std::string FormatDecimals(double iNumber, int iDecimals) { return Format("%.*f"
 std::optional<ErrorText> FindErrors(const QORMonitorDetail& iJob, unsigned iLanguage)
 {
     constexpr unsigned cEnglish = 0x0409;
-    for (const unsigned language : {iLanguage, cEnglish})
+    const unsigned any = iJob.mErrors.empty() ? cEnglish : iJob.mErrors.begin()->first;
+    for (const unsigned language : {iLanguage, cEnglish, any})
     {
         const auto found = iJob.mErrors.find(language);
         if (found == iJob.mErrors.end() || found->second.empty())

@@ -35,7 +35,10 @@ QORMonitorPage QORMonitor::List(const QORMonitorQuery& iQuery) const { return mp
 
 std::optional<QORMonitorDetail> QORMonitor::Find(int iJob) const { return mpCore->Find(iJob); }
 
-std::vector<QORMonitorRow> QORMonitor::FindChildren(int iJob) const { return mpCore->FindChildren(iJob); }
+std::vector<QORMonitorRow> QORMonitor::FindChildren(int iJob, std::size_t iMost) const
+{
+    return mpCore->FindChildren(iJob, iMost);
+}
 
 std::vector<QORMonitorDetail> QORMonitor::FindWindow(QORMonitorTime iFrom, QORMonitorTime iTo, std::size_t iMost) const
 {

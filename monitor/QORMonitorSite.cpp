@@ -11,6 +11,7 @@
 #include <charconv>
 #include <chrono>
 #include <cmath>
+#include <cstdint>
 #include <iterator>
 #include <string>
 #include <string_view>
@@ -114,7 +115,7 @@ std::optional<JobPath> ParseJobPath(std::string_view iPath)
 
 QORWebAnswer ShowJob(const QORMonitor& iMonitor, const QORWebRequest& iRequest, const JobPath& iPath)
 {
-    const unsigned language = ReadLanguage(iRequest);
+    const unsigned language = ReadLanguage(iRequest, iMonitor.GetLanguages());
     const std::string form = iRequest.GetQuery("form");
     if (!form.empty() && form != "raw" && form != "readable")
         throw BadRequest("form is raw or readable");
@@ -130,6 +131,9 @@ QORWebAnswer ShowJob(const QORMonitor& iMonitor, const QORWebRequest& iRequest, 
 
 using Body = nlohmann::json;
 
+const QORWebAnswer cTooLate{409, cJson, R"({"answer":"too late"})"};
+const QORWebAnswer cNotPossible{409, cJson, R"({"answer":"not possible"})"};
+
 EnumHostAnswer Cancel(QORHostJob& ioJob, const Body& iBody)
 {
     const Body reason = iBody.value("reason", Body(""));
@@ -138,14 +142,19 @@ EnumHostAnswer Cancel(QORHostJob& ioJob, const Body& iBody)
     return ioJob.Cancel(ToLine(reason.get<std::string>()));
 }
 
+/// Null: as much as it likes.
 EnumHostAnswer SetTimeLeft(QORHostJob& ioJob, const Body& iBody)
 {
     constexpr double cMost = 1e9;
     constexpr double cMilliseconds = 1'000;
-    const Body seconds = iBody.value("seconds", Body());
-    if (!seconds.is_number() || seconds.get<double>() < 0 || seconds.get<double>() > cMost)
-        throw BadRequest("seconds is a number from 0 to 1000000000");
-    return ioJob.SetTimeLeft(std::chrono::milliseconds(std::llround(seconds.get<double>() * cMilliseconds)));
+    const auto seconds = iBody.find("seconds");
+    if (seconds != iBody.end() && seconds->is_null())
+        return ioJob.SetTimeLeft({});
+    if (seconds == iBody.end() || !seconds->is_number() || !(seconds->get<double>() > 0) ||
+        seconds->get<double>() > cMost)
+        throw BadRequest("seconds is a number above 0, 1000000000 at most, or null");
+    const double milliseconds = std::ceil(seconds->get<double>() * cMilliseconds); // a limit of 0 would be none
+    return ioJob.SetTimeLeft(std::chrono::milliseconds(static_cast<std::int64_t>(milliseconds)));
 }
 
 struct Command
@@ -168,16 +177,20 @@ QORWebAnswer Do(const Command& iCommand, const QORMonitor& iMonitor, const QORWe
         throw BadRequest("the body is no JSON object");
     QORHostJob job = iMonitor.FindHandle(iJob);
     if (!job)
-        return iMonitor.Find(iJob) ? QORWebAnswer{409, cJson, R"({"answer":"too late"})"}
-                                   : Refuse(404, "there is no such job");
+    {
+        const std::optional<QORMonitorDetail> found = iMonitor.Find(iJob);
+        if (!found)
+            return Refuse(404, "there is no such job");
+        return found->mRow.mState == EnumHostState::Ended ? cTooLate : cNotPossible;
+    }
     switch (iCommand.mpDo(job, body))
     {
     case EnumHostAnswer::Done:
         return {200, cJson, R"({"answer":"done"})"};
     case EnumHostAnswer::TooLate:
-        return {409, cJson, R"({"answer":"too late"})"};
+        return cTooLate;
     default:
-        return {409, cJson, R"({"answer":"not possible"})"};
+        return cNotPossible;
     }
 }
 

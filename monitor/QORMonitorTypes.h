@@ -16,7 +16,8 @@
 /// Microseconds since 1970 began, in UTC; 0: not set.
 using QORMonitorTime = std::int64_t;
 
-/// What doesn't change while a job lives; UTF-8, and as the job has it: nothing is escaped.
+/// As it was when the job was seen first, and at its end as it is then. Texts are UTF-8 and as the job has them,
+/// nothing is escaped; what is longer than views show is cut.
 struct QORMonitorIdentity
 {
     int mId = -1;
@@ -45,6 +46,7 @@ struct QORMonitorRow
     double mRunning = 0; ///< seconds in steps; the same
     HRESULT mErrorCode = S_OK;
     std::string mReason = {}; ///< in English why it failed, was cancelled or stopped, else empty
+    bool mbCommands = false;  ///< a host takes commands for it
 };
 
 struct QORMonitorStep
@@ -71,7 +73,8 @@ struct QORMonitorItem
     unsigned mSize = 0; ///< bytes; 0 for those that are too large for a snapshot
 };
 
-/// All there is to see of one job.
+/// All there is to see of one job. Of steps and visits it has as many as a snapshot has: the 16 newest of each, and the
+/// first 16 to do.
 struct QORMonitorDetail
 {
     QORMonitorRow mRow;
@@ -93,7 +96,7 @@ enum class EnumMonitorSort
     Step,
     Priority,
     Created,
-    Since, ///< how long it is in its state
+    Since, ///< how long it is in its state, the shortest first
     Running,
     Waiting,
 };

@@ -10,7 +10,7 @@ namespace QORMONITOR
 namespace
 {
 
-constexpr std::size_t cMostDrawn = 5'000;   // jobs in a timeline
+constexpr std::size_t cMostDrawn = 2'000;   // jobs in a timeline
 constexpr std::size_t cMostTraced = 10'000; // in a trace
 
 Names GetNames(const QORMonitor& iMonitor)

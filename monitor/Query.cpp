@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <utility>
 
 namespace QORMONITOR
 {
@@ -11,45 +12,71 @@ namespace QORMONITOR
 namespace
 {
 
+constexpr QORMonitorTime cMicroseconds = 1'000; // of a millisecond
+
 char ToLower(char iCharacter)
 {
     return iCharacter >= 'A' && iCharacter <= 'Z' ? static_cast<char>(iCharacter + ('a' - 'A')) : iCharacter;
 }
 
-/// `iPart` is in lower case already.
-bool Holds(std::string_view iText, std::string_view iPart)
+/// A text that others are searched for, in a time that grows with theirs only: whoever looks for "aaab" in long texts
+/// of "a" doesn't stop the server.
+class Wanted
 {
-    for (std::size_t i = 0; i + iPart.size() <= iText.size(); ++i)
+public:
+    explicit Wanted(std::string iText) : mText(std::move(iText)), mFallBack(mText.size() + 1)
+    {
+        std::transform(mText.begin(), mText.end(), mText.begin(), ToLower);
+        for (std::size_t i = 1, same = 0; i < mText.size(); ++i)
+        {
+            same = Advance(same, mText[i]);
+            mFallBack[i + 1] = same;
+        }
+    }
+
+    bool IsEmpty() const { return mText.empty(); }
+    bool IsNumber(int iNumber) const { return mText == std::to_string(iNumber); }
+    bool IsIn(std::string_view iText) const
     {
         std::size_t same = 0;
-        while (same < iPart.size() && ToLower(iText[i + same]) == iPart[same])
-            ++same;
-        if (same == iPart.size())
-            return true;
+        for (const char character : iText)
+            if ((same = Advance(same, ToLower(character))) == mText.size())
+                return true;
+        return false;
     }
-    return false;
-}
 
-bool IsFound(const QORMonitorRow& iRow, const std::string& iSearch)
+private:
+    /// How much of the text stands at the end of what has been read, after one more character.
+    std::size_t Advance(std::size_t iSame, char iCharacter) const
+    {
+        while (iSame > 0 && mText[iSame] != iCharacter)
+            iSame = mFallBack[iSame];
+        return mText[iSame] == iCharacter ? iSame + 1 : 0;
+    }
+
+    std::string mText;
+    std::vector<std::size_t> mFallBack; // by how much of the text has been found
+};
+
+bool IsFound(const QORMonitorRow& iRow, const Wanted& iWanted)
 {
     const QORMonitorIdentity& job = *iRow.mpIdentity;
-    return Holds(job.mDescription, iSearch) || Holds(job.mUser, iSearch) || Holds(job.mProject, iSearch) ||
-           Holds(iRow.mReason, iSearch) || std::to_string(job.mId) == iSearch;
+    return iWanted.IsIn(job.mDescription) || iWanted.IsIn(job.mUser) || iWanted.IsIn(job.mProject) ||
+           iWanted.IsIn(iRow.mReason) || iWanted.IsNumber(job.mId);
 }
 
-bool IsAskedFor(const QORMonitorQuery& iQuery, const std::string& iSearch, QORMonitorTime iNow,
-                const QORMonitorRow& iRow)
+bool IsAskedFor(const QORMonitorQuery& iQuery, const Wanted& iWanted, QORMonitorTime iNow, const QORMonitorRow& iRow)
 {
     const auto fits = [](int iAsked, int iValue) { return iAsked == -1 || iAsked == iValue; };
     const bool bEnded = iRow.mState == EnumHostState::Ended;
     if (!(bEnded ? iQuery.mbEnded : iQuery.mbOpen) || !fits(iQuery.mStatus, iRow.mStatus) ||
         !fits(iQuery.mUnit, iRow.mUnit) || !fits(iQuery.mState, static_cast<int>(iRow.mState)))
         return false;
-    const std::chrono::microseconds older = iQuery.mOlder;
     return (iQuery.mType == -1 || iQuery.mType == iRow.mpIdentity->mType) &&
-           (older.count() <= 0 || iNow - iRow.mpIdentity->mCreated >= older.count()) &&
+           (iQuery.mOlder.count() <= 0 ||
+            (iNow - iRow.mpIdentity->mCreated) / cMicroseconds >= iQuery.mOlder.count()) &&
            (iQuery.mUser.empty() || iRow.mpIdentity->mUser == iQuery.mUser) &&
-           (iSearch.empty() || IsFound(iRow, iSearch));
+           (iWanted.IsEmpty() || IsFound(iRow, iWanted));
 }
 
 /// What an engineer wants to see first.
@@ -70,33 +97,45 @@ int GetRank(const QORMonitorRow& iRow)
     }
 }
 
-/// Puts the page's rows in front, those with the least key first; the newest of equals.
+/// A row, and its place among all.
+struct Place
+{
+    const QORMonitorRow* mpRow = nullptr;
+    std::size_t mNumber = 0;
+};
+
+/// Leaves the page's rows, those with the least key first; equals in the order in which they are.
 template <class Key>
 void Sort(const QORMonitorQuery& iQuery, std::vector<const QORMonitorRow*>& ioRows, Key&& iKey)
 {
-    const std::size_t shown =
-        iQuery.mOffset < ioRows.size() ? std::min(ioRows.size() - iQuery.mOffset, iQuery.mLimit) : 0;
-    const auto middle = ioRows.begin() + static_cast<std::ptrdiff_t>(shown == 0 ? 0 : iQuery.mOffset + shown);
-    const auto isBefore = [&](const QORMonitorRow* iLeft, const QORMonitorRow* iRight) {
-        const auto left = iKey(*iLeft);
-        const auto right = iKey(*iRight);
+    std::vector<Place> places;
+    places.reserve(ioRows.size());
+    for (const QORMonitorRow* const row : ioRows)
+        places.push_back({row, places.size()});
+    const std::size_t begin = std::min(iQuery.mOffset, places.size());
+    const std::size_t end = begin + std::min(iQuery.mLimit, places.size() - begin);
+    const auto isBefore = [&](const Place& iLeft, const Place& iRight) {
+        const auto left = iKey(*iLeft.mpRow);
+        const auto right = iKey(*iRight.mpRow);
         if (left != right)
             return iQuery.mbDescending ? right < left : left < right;
-        return iLeft->mpIdentity->mId > iRight->mpIdentity->mId;
+        return iLeft.mNumber < iRight.mNumber;
     };
-    std::nth_element(ioRows.begin(), middle, ioRows.end(), isBefore); // takes no longer for rows in a bad order
-    std::sort(ioRows.begin(), middle, isBefore);
-    ioRows.erase(middle, ioRows.end());
-    ioRows.erase(ioRows.begin(), middle - static_cast<std::ptrdiff_t>(shown));
+    const auto at = [&](std::size_t iPlace) { return places.begin() + static_cast<std::ptrdiff_t>(iPlace); };
+    std::nth_element(at(0), at(begin), places.end(), isBefore); // takes no longer for rows in a bad order
+    std::nth_element(at(begin), at(end), places.end(), isBefore);
+    std::sort(at(begin), at(end), isBefore);
+    ioRows.clear();
+    for (std::size_t place = begin; place < end; ++place)
+        ioRows.push_back(places[place].mpRow);
 }
 
 } // namespace
 
 std::size_t Select(const QORMonitorQuery& iQuery, QORMonitorTime iNow, std::vector<const QORMonitorRow*>& ioRows)
 {
-    std::string search = iQuery.mSearch;
-    std::transform(search.begin(), search.end(), search.begin(), ToLower);
-    std::erase_if(ioRows, [&](const QORMonitorRow* iRow) { return !IsAskedFor(iQuery, search, iNow, *iRow); });
+    const Wanted wanted(iQuery.mSearch);
+    std::erase_if(ioRows, [&](const QORMonitorRow* iRow) { return !IsAskedFor(iQuery, wanted, iNow, *iRow); });
     const std::size_t total = ioRows.size();
     const auto sort = [&](auto&& iKey) { Sort(iQuery, ioRows, iKey); };
     switch (iQuery.mSort)

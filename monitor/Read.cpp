@@ -1,6 +1,7 @@
 #include "monitor/Read.h"
 
 #include "monitor/QORMonitor.h"
+#include "monitor/QORMonitorViews.h"
 
 #include <algorithm>
 
@@ -19,11 +20,17 @@ Value Get(const Object& iObject, HRESULT (Owner::*iGetter)(Value*) const, Value 
     return iNone;
 }
 
+/// A little more than any view shows, so that a view sees that it cuts it.
+std::string ToShownText(const QBase::wstring& iText)
+{
+    return QBase::WideCharToUTF8(std::basic_string_view<QBase::WCHAR>(iText).substr(0, cLongestText + 1));
+}
+
 std::string GetText(const QORJob& iJob, HRESULT (QORJob::*iGetter)(QBase::wstring&) const)
 {
     QBase::wstring text;
     (iJob.*iGetter)(text);
-    return QBase::WideCharToUTF8(text.c_str());
+    return ToShownText(text);
 }
 
 QORMonitorTime GetTime(const auto& iRecord, auto iGetter)
@@ -74,6 +81,7 @@ std::string ReadEntries(ICKDXWriteMessage& iMessage, unsigned iLanguage)
     {
         std::string line = entry->IsMessageEmpty() ? std::string() : entry->Build();
         std::replace(line.begin(), line.end(), '\n', ' ');
+        line.resize(std::min(line.size(), cLongestText + 1));
         lines.append(lines.empty() || line.empty() ? "" : "\n").append(line);
         if (entry->IsLastMessageInStream())
             break;
@@ -141,16 +149,22 @@ QORMonitorDetail ReadDetail(const QORJob& iJob, QORMonitorRow iRow, const std::v
     for (int i = info.mFinishedCount; i > 0; --i)
         detail.mFinished.push_back(ToStep(info.mFinishedSteps[static_cast<std::size_t>(i) - 1]));
     detail.mVisits = ReadVisits(info);
+    if (!detail.mVisits.empty() && detail.mVisits.back().mExit == 0)
+        detail.mVisits.back().mExit = row.mEnded; // the job has stamped an older visit
     for (int i = 0; i < info.mDataCount; ++i)
     {
         const QORJobInfoData& item = info.mData[static_cast<std::size_t>(i)];
         detail.mItems.push_back({info.mDataSlots[static_cast<std::size_t>(i)], Get(item, &QORJobInfoData::GetId, 0),
                                  Get(item, &QORJobInfoData::GetSize, 0U)});
     }
-    for (const QORMonitorVisit& visit : detail.mVisits)
-        row.mWaiting += ToSeconds(visit.mEnter, visit.mStart);
-    for (const QORMonitorStep& step : detail.mFinished)
-        row.mRunning += ToSeconds(step.mStart, step.mFinish);
+    if (row.mEnded != 0)
+    {
+        for (const QORMonitorVisit& visit : detail.mVisits)
+            row.mWaiting += ToSeconds(visit.mEnter, visit.mStart);
+        for (const QORMonitorStep& step : detail.mFinished)
+            row.mRunning += ToSeconds(step.mStart, step.mFinish);
+    }
+    row.mReason.resize(std::min(row.mReason.size(), cLongestText + 1));
     row.mErrorCode = Get(iJob, &QORJob::GetErrCode, row.mErrorCode);
     if (QORJOB::HasFailed(row.mStatus))
         detail.mErrors = ReadErrors(iJob, iLanguages);
@@ -158,7 +172,7 @@ QORMonitorDetail ReadDetail(const QORJob& iJob, QORMonitorRow iRow, const std::v
     {
         QBase::wstring dump;
         iJob.GetJobInfo(dump);
-        detail.mDump = QBase::WideCharToUTF8(dump.c_str());
+        detail.mDump = QBase::WideCharToUTF8(dump);
     }
     return detail;
 }

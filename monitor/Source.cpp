@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <unordered_map>
 #include <utility>
 
 namespace QORMONITOR
@@ -65,6 +66,8 @@ void Add(Open iOpen, const QORJob& iJob, Table& ioTable)
     ioTable.mOpen.push_back(std::move(iOpen));
 }
 
+using SteadyClock = std::chrono::steady_clock;
+
 class HostSource final : public Source
 {
 public:
@@ -91,47 +94,67 @@ public:
         return table;
     }
 
-    QORHostJob FindHandle(int iJob) const override
+    std::vector<Found> FindSeen(const std::vector<const Open*>& iOpen) const override
     {
-        const std::vector<QORHostJob> jobs = mHost.GetJobs();
-        const auto job =
-            std::find_if(jobs.rbegin(), jobs.rend(), [iJob](const QORHostJob& iEach) { return iEach.GetId() == iJob; });
-        return job == jobs.rend() ? QORHostJob() : *job;
+        std::vector<Found> found;
+        for (const Open* const open : iOpen)
+        {
+            found.push_back(Find(open->mHandle.Lock()));
+            found.back().mRow.mpIdentity = open->mRow.mpIdentity;
+        }
+        return found;
     }
 
-    QBase::PtrI<QORJob> FindJob(const Open& iOpen, QORMonitorRow& oRow) const override
+    Found FindNew(int iJob) const override { return Find(mHost.FindNew(iJob)); }
+
+    bool HasEnded(const Open& iOpen) const override
     {
-        return GetJob(iOpen.mHandle.Lock(), oRow);
+        const QORHostJob handle = iOpen.mHandle.Lock();
+        return !handle || handle.HasEnded();
     }
 
-    QBase::PtrI<QORJob> FindJob(int iJob, QORMonitorRow& oRow) const override { return GetJob(FindHandle(iJob), oRow); }
+    QORHostJob FindHandle(const Open* iOpen, int iJob) const override
+    {
+        return iOpen != nullptr ? iOpen->mHandle.Lock() : mHost.FindNew(iJob);
+    }
 
     std::string GetStepName(int iStepId) const override { return mHost.GetStepName(iStepId); }
 
 private:
-    static QBase::PtrI<QORJob> GetJob(const QORHostJob& iHandle, QORMonitorRow& oRow)
+    Found Find(const QORHostJob& iHandle) const
     {
+        Found found;
         if (!iHandle)
-            return {};
-        Fill(iHandle, oRow);
-        oRow.mReason = iHandle.GetReason();
-        return iHandle.GetJob();
+            return found;
+        found.mpJob = iHandle.GetJob();
+        Fill(iHandle, found.mRow);
+        found.mRow.mReason = iHandle.GetReason();
+        return found;
     }
 
-    static void Fill(const QORHostJob& iHandle, QORMonitorRow& oRow)
+    void Fill(const QORHostJob& iHandle, QORMonitorRow& oRow) const
     {
         const QORHostLook look = iHandle.GetLook();
-        const auto age = std::chrono::steady_clock::now() - look.mSince;
         oRow.mState = look.mState;
         oRow.mStatus = look.mStatus;
         oRow.mUnit = look.mUnit;
         oRow.mStep = look.mStepId;
         oRow.mProgress = look.mProgress;
         oRow.mPriority = look.mPriority;
-        oRow.mSince = QORMonitor::Now() - std::chrono::duration_cast<std::chrono::microseconds>(age).count();
+        oRow.mbCommands = true;
+        if (look.mSince != SteadyClock::time_point())
+            oRow.mSince = mBegin + ToMicroseconds(look.mSince - mSteadyBegin);
+    }
+
+    static QORMonitorTime ToMicroseconds(SteadyClock::duration iTime)
+    {
+        return std::chrono::duration_cast<std::chrono::microseconds>(iTime).count();
     }
 
     const QORHost& mHost;
+    // The same moment of both clocks: a moment of the one is always the same of the other.
+    const QORMonitorTime mBegin = QORMonitor::Now();
+    const SteadyClock::time_point mSteadyBegin = SteadyClock::now();
 };
 
 class ListSource final : public Source
@@ -142,45 +165,50 @@ public:
     std::shared_ptr<Table> Look(const Table& iOld) const override
     {
         auto table = MakeTable(GetUnits());
-        const std::vector<QORMonitorOpenJob> jobs = mSource.mList();
         std::size_t old = 0;
-        for (const QORMonitorOpenJob& job : jobs)
+        for (const QORMonitorOpenJob& job : List())
         {
-            const int id = GetId(*job.mJob.Get());
-            auto identity = TakeIdentity(iOld, old, [&](const Open& iOpen) {
-                return iOpen.mpJob == job.mJob.Get() && iOpen.mRow.mpIdentity->mId == id;
-            });
+            auto identity = TakeIdentity(iOld, old, [&](const Open& iOpen) { return Is(iOpen, job); });
             Open open{{}, job.mJob.Get(), {}};
             open.mRow.mpIdentity = identity != nullptr ? std::move(identity) : ReadIdentity(*job.mJob.Get());
             open.mRow.mState = job.mState;
             ReadPlace(*job.mJob.Get(), open.mRow);
+            ++table->mCounts.mOpen;
             table->mCounts.mQueued += job.mState == EnumHostState::Queued ? 1 : 0;
             Add(std::move(open), *job.mJob.Get(), *table);
         }
-        table->mCounts.mOpen = jobs.size();
         table->mCounts.mBytes = table->mGovernedBytes;
         return table;
     }
 
-    QORHostJob FindHandle(int) const override { return {}; }
-
-    QBase::PtrI<QORJob> FindJob(const Open& iOpen, QORMonitorRow& oRow) const override
+    std::vector<Found> FindSeen(const std::vector<const Open*>& iOpen) const override
     {
-        return FindJob(iOpen.mRow.mpIdentity->mId, oRow);
+        const std::vector<QORMonitorOpenJob> jobs = List();
+        std::unordered_map<const QORJob*, const QORMonitorOpenJob*> places;
+        for (const QORMonitorOpenJob& job : jobs)
+            places[job.mJob.Get()] = &job;
+        std::vector<Found> found;
+        for (const Open* const open : iOpen)
+        {
+            const auto place = places.find(open->mpJob);
+            found.push_back(place != places.end() && Is(*open, *place->second) ? Read(*place->second) : Found());
+            found.back().mRow.mpIdentity = open->mRow.mpIdentity;
+        }
+        return found;
     }
 
-    QBase::PtrI<QORJob> FindJob(int iJob, QORMonitorRow& oRow) const override
+    Found FindNew(int iJob) const override
     {
-        const std::vector<QORMonitorOpenJob> jobs = mSource.mList();
+        const std::vector<QORMonitorOpenJob> jobs = List();
         const auto job = std::find_if(jobs.rbegin(), jobs.rend(), [iJob](const QORMonitorOpenJob& iEach) {
             return GetId(*iEach.mJob.Get()) == iJob;
         });
-        if (job == jobs.rend())
-            return {};
-        oRow.mState = job->mState;
-        ReadPlace(*job->mJob.Get(), oRow);
-        return job->mJob;
+        return job != jobs.rend() ? Read(*job) : Found();
     }
+
+    bool HasEnded(const Open&) const override { return false; } // it is on the list, or it isn't
+
+    QORHostJob FindHandle(const Open*, int) const override { return {}; }
 
     std::string GetStepName(int iStepId) const override
     {
@@ -188,6 +216,26 @@ public:
     }
 
 private:
+    std::vector<QORMonitorOpenJob> List() const
+    {
+        std::vector<QORMonitorOpenJob> jobs = mSource.mList();
+        std::erase_if(jobs, [](const QORMonitorOpenJob& iJob) { return !iJob.mJob; });
+        return jobs;
+    }
+
+    static bool Is(const Open& iOpen, const QORMonitorOpenJob& iJob)
+    {
+        return iOpen.mpJob == iJob.mJob.Get() && iOpen.mRow.mpIdentity->mId == GetId(*iJob.mJob.Get());
+    }
+
+    static Found Read(const QORMonitorOpenJob& iJob)
+    {
+        Found found{iJob.mJob, {}};
+        found.mRow.mState = iJob.mState;
+        ReadPlace(*iJob.mJob.Get(), found.mRow);
+        return found;
+    }
+
     const QORMonitorSource mSource;
 };
 

@@ -33,9 +33,16 @@ struct Table
     std::uint64_t mGovernedBytes = 0;
 };
 
+/// A job that is read: null where it isn't there any more.
+struct Found
+{
+    QBase::PtrI<QORJob> mpJob;
+    QORMonitorRow mRow; ///< as it stands now; the identity only if it was seen before
+};
+
 /// Threads: any.
 /// Owns:    nothing of what it shows.
-/// Errors:  std::bad_alloc.
+/// Errors:  std::bad_alloc, and what another program's functions throw.
 /// Locks:   none.
 class Source
 {
@@ -44,11 +51,13 @@ public:
 
     /// `iOld` has what is known already of the jobs that are still there.
     virtual std::shared_ptr<Table> Look(const Table& iOld) const = 0;
-    /// Empty where there is none.
-    virtual QORHostJob FindHandle(int iJob) const = 0;
-    /// The open job, and how it stands; null where there is none.
-    virtual QBase::PtrI<QORJob> FindJob(const Open& iOpen, QORMonitorRow& oRow) const = 0;
-    virtual QBase::PtrI<QORJob> FindJob(int iJob, QORMonitorRow& oRow) const = 0;
+    /// In their order.
+    virtual std::vector<Found> FindSeen(const std::vector<const Open*>& iOpen) const = 0;
+    /// One that may be too new to have been seen.
+    virtual Found FindNew(int iJob) const = 0;
+    virtual bool HasEnded(const Open& iOpen) const = 0;
+    /// Null for `iOpen`: one that may be too new to have been seen. Empty where there is none.
+    virtual QORHostJob FindHandle(const Open* iOpen, int iJob) const = 0;
     virtual std::string GetStepName(int iStepId) const = 0;
 
     const std::vector<QORHostUnit>& GetUnits() const { return mUnits; }

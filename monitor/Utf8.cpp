@@ -93,7 +93,8 @@ std::string Clean(std::string_view iText, std::size_t iLongest, bool ibLines)
     std::string text;
     while (!iText.empty() && text.size() <= iLongest)
     {
-        const std::string_view room = iText.substr(0, iLongest + 1 - text.size());
+        const std::size_t left = iLongest - text.size();
+        const std::string_view room = iText.substr(0, left + (left < iText.size() ? 1 : 0));
         const auto plain = static_cast<std::size_t>(std::find_if_not(room.begin(), room.end(), IsPlain) - room.begin());
         text += room.substr(0, plain);
         iText.remove_prefix(plain);

@@ -40,7 +40,8 @@ inline QORMonitorRow MakeRow(int iId, EnumHostState iState, int iStatus, const s
             bEnded ? 0.25 : 0,
             bEnded ? 1.5 : 0,
             QORJOB::HasFailed(iStatus) ? static_cast<HRESULT>(0x80043095) : S_OK,
-            QORJOB::HasFailed(iStatus) ? "no such table" + iSuffix : ""};
+            QORJOB::HasFailed(iStatus) ? "no such table" + iSuffix : "",
+            true};
 }
 
 inline QORMonitorDetail MakeDetail(const QORMonitorRow& iRow, const std::string& iSuffix = "")

@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <atomic>
 #include <set>
 
 using namespace HostTest;
@@ -46,13 +47,18 @@ protected:
 
     Gate mRuns;
     Gate mGoOn;
+    std::atomic<bool> mbToldToStop = false;
     QORMonitor mMonitor;
     QORHost mHost{{.mUnits = {{.mId = 4, .mName = "only"}},
                    .mSteps = {{.mStepId = cFirst,
                                .mRun =
                                    [this](QORHostRun& ioRun) {
                                        mRuns.Open();
-                                       mGoOn.Wait();
+                                       while (!mGoOn.IsOpen())
+                                       {
+                                           mbToldToStop = ioRun.IsToldToStop();
+                                           std::this_thread::yield();
+                                       }
                                        ioRun.CheckStop();
                                    }},
                               {.mStepId = cSecond, .mRun = [](QORHostRun&) { throw std::runtime_error("no luck"); }}},
@@ -146,6 +152,8 @@ TEST_F(Site, RefusesWhatItDoesntKnow)
         {"POST", "/jobs/7/time", {}, "", 400},
         {"POST", "/jobs/7/time", {}, R"({"seconds": "60"})", 400},
         {"POST", "/jobs/7/time", {}, R"({"seconds": -1})", 400},
+        {"POST", "/jobs/7/time", {}, R"({"seconds": 0})", 400},
+        {"GET", "/jobs", {{"search", std::string(201, 'x')}}, "", 400},
         {"POST", "/jobs/7/time", {}, R"({"seconds": 1e300})", 400},
         {"GET", "/timeline", {{"seconds", "0"}}, "", 400},
         {"GET", "/trace", {{"seconds", "86401"}}, "", 400},
@@ -197,6 +205,7 @@ TEST_F(Site, CommandsJobs)
     };
     EXPECT_EQ(post("/jobs/7/resume"), "409 not possible");
     EXPECT_EQ(post("/jobs/7/time", R"({"seconds": 60.5})"), "200 done");
+    EXPECT_EQ(post("/jobs/7/time", R"({"seconds": null})"), "200 done");
     EXPECT_EQ(post("/jobs/7/pause"), "200 done");
     mGoOn.Open();
     WaitWhile([&] { return mOpen.GetState() != EnumHostState::Paused; });
@@ -206,6 +215,29 @@ TEST_F(Site, CommandsJobs)
     EXPECT_EQ(mOpen.GetReason().find('\n'), std::string::npos);
     EXPECT_EQ(mOpen.GetReason().substr(0, 3), "two");
     EXPECT_EQ(post("/jobs/7/cancel"), "409 too late");
+}
+
+TEST_F(Site, GivesAJobTheTimeThatItIsTold)
+{
+    EXPECT_EQ(Ask("POST", "/jobs/7/time", {}, R"({"seconds": 0.0001})").mStatus, 200U); // a millisecond, and not none
+    WaitWhile([&] { return !mbToldToStop; });
+    mGoOn.Open();
+    EXPECT_TRUE(mOpen.WaitFor(cLong));
+    EXPECT_EQ(mOpen.GetStatus(), JobStoppedWithError);
+}
+
+TEST_F(Site, ShowsTheWindowThatIsAskedFor)
+{
+    const auto count = [&](const char* iSeconds) {
+        return Get("/trace", {{"seconds", iSeconds}}).at("traceEvents").size();
+    };
+    EXPECT_EQ(count("60"), count("86400"));
+    const auto spans = [&](const char* iSeconds) {
+        const json line = Get("/timeline", {{"seconds", iSeconds}});
+        return line.at("from").get<std::string>();
+    };
+    EXPECT_GT(spans("1"), spans("60"));
+    EXPECT_GT(spans("60"), spans("86400"));
 }
 
 TEST_F(Site, SendsEventsWhenSomethingHasChanged)
@@ -229,6 +261,9 @@ TEST_F(Site, SendsEventsWhenSomethingHasChanged)
     };
     ASSERT_EQ(call->CountParts(), 1U);
     EXPECT_EQ(stateIn(0), "running");
+    const auto twoRounds = std::chrono::steady_clock::now() + 1'100ms;
+    WaitWhile([&] { return std::chrono::steady_clock::now() < twoRounds; });
+    EXPECT_EQ(call->CountParts(), 1U) << "there is no news";
     mGoOn.Open();
     WaitWhile([&] { return call->CountParts() < 2; });
     EXPECT_EQ(stateIn(1), "ended");

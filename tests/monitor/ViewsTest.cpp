@@ -133,7 +133,10 @@ TEST(Views, OfferCommandsThatMakeSense)
     {
         QORMonitorRow row{std::make_shared<QORMonitorIdentity>(QORMonitorIdentity{.mType = type}), state, status};
         const json list = json::parse(QORMONITOR::MakeListJson(MakeNames(), MakePage({row})));
-        EXPECT_EQ(list["jobs"][0]["commands"], Parse(commands)) << type << static_cast<int>(state) << status;
+        EXPECT_EQ(list["jobs"][0]["commands"], json::array()) << "nobody takes them";
+        row.mbCommands = true;
+        const json taken = json::parse(QORMONITOR::MakeListJson(MakeNames(), MakePage({row})));
+        EXPECT_EQ(taken["jobs"][0]["commands"], Parse(commands)) << type << static_cast<int>(state) << status;
     }
 }
 

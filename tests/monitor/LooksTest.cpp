@@ -1,0 +1,294 @@
+// Looks at a program's own jobs, which the test can change between two of them.
+#include "monitor/History.h"
+#include "monitor/QORMonitor.h"
+#include "monitor/Query.h"
+#include "tests/host/HostTest.h"
+
+#include <atomic>
+#include <stdexcept>
+
+using namespace HostTest;
+using QORMONITOR::History;
+
+namespace
+{
+
+std::vector<int> IdsOf(const std::vector<QORMonitorRow>& iRows)
+{
+    std::vector<int> ids;
+    for (const QORMonitorRow& row : iRows)
+        ids.push_back(row.mpIdentity->mId);
+    return ids;
+}
+
+/// Jobs that are listed, and how often they were.
+class Listed : public testing::Test
+{
+protected:
+    void Add(int iId, EnumHostState iState = EnumHostState::Running)
+    {
+        mJobs.push_back({MakeJob(iId, {cFirst, StepCloseJob}), iState});
+        mJobs.back().mJob->SetUser(QBase::UTF8ToWideChar("user " + std::to_string(iId)));
+    }
+
+    void Watch(std::chrono::milliseconds iTime = 0ms)
+    {
+        mMonitor.Watch({.mList = [=, this] {
+            ++mLooks;
+            const auto end = std::chrono::steady_clock::now() + iTime;
+            while (std::chrono::steady_clock::now() < end)
+                continue;
+            if (mbFails)
+                throw std::runtime_error("no list");
+            return mJobs;
+        }});
+    }
+
+    std::vector<QORMonitorOpenJob> mJobs;
+    std::atomic<int> mLooks = 0;
+    std::atomic<bool> mbFails = false;
+    QORMonitor mMonitor;
+};
+
+QORMonitorDetail MakeEnded(int iId)
+{
+    auto identity = std::make_shared<QORMonitorIdentity>();
+    identity->mId = iId;
+    identity->mDescription = std::string(1'000, 'x');
+    QORMonitorDetail job;
+    job.mRow.mpIdentity = identity;
+    job.mRow.mState = EnumHostState::Ended;
+    return job;
+}
+
+} // namespace
+
+TEST_F(Listed, AreLookedAtNoMoreThanAFiftiethOfTheTime)
+{
+    Add(1);
+    Watch(5ms);
+    const auto begin = std::chrono::steady_clock::now();
+    for (int i = 0; i < 20; ++i)
+        mMonitor.List({});
+    const bool bQuick = std::chrono::steady_clock::now() - begin < 200ms;
+    EXPECT_TRUE(!bQuick || mLooks == 1) << mLooks;
+    // A look that takes long isn't waited for, but it comes.
+    WaitWhile([&] {
+        mMonitor.List({});
+        return mLooks < 2;
+    });
+}
+
+TEST_F(Listed, AreOthersAsSoonAsTheSourceIsAnother)
+{
+    Add(1);
+    Watch(5ms);
+    EXPECT_EQ(mMonitor.List({}).mOpen, 1U);
+    mMonitor.Forget();
+    EXPECT_EQ(mMonitor.List({}).mOpen, 0U);
+    Watch(5ms);
+    EXPECT_EQ(mMonitor.List({}).mOpen, 1U);
+}
+
+TEST_F(Listed, KeepTheirIdentitiesWhileOthersComeAndGo)
+{
+    Add(1);
+    Add(2);
+    Add(3);
+    mJobs.push_back({}); // none
+    Watch();
+    EXPECT_EQ(mMonitor.List({}).mOpen, 3U);
+    mJobs.erase(mJobs.begin() + 1);
+    Add(4, EnumHostState::Queued);
+    std::vector<QORMonitorRow> rows;
+    WaitWhile([&] {
+        rows = mMonitor.List({.mSort = EnumMonitorSort::Id}).mRows;
+        return rows.back().mpIdentity->mId != 4;
+    });
+    EXPECT_EQ(IdsOf(rows), (std::vector<int>{1, 3, 4}));
+    for (const QORMonitorRow& row : rows)
+    {
+        EXPECT_EQ(row.mpIdentity->mUser, "user " + std::to_string(row.mpIdentity->mId));
+        EXPECT_FALSE(row.mbCommands);
+    }
+}
+
+TEST_F(Listed, AreFoundBeforeTheNextLook)
+{
+    Add(1);
+    Watch(5ms);
+    EXPECT_EQ(mMonitor.List({}).mOpen, 1U);
+    Add(2);
+    EXPECT_TRUE(mMonitor.Find(2));
+    EXPECT_FALSE(mMonitor.Find(3));
+    mMonitor.AddEnded(*mJobs.front().mJob.Get());
+    mJobs.erase(mJobs.begin());
+    Add(1);
+    const auto newest = mMonitor.Find(1);
+    ASSERT_TRUE(newest);
+    EXPECT_EQ(newest->mRow.mState, EnumHostState::Running) << "the one that has the number now";
+    const int before = mLooks;
+    EXPECT_EQ(mMonitor.FindWindow(1, QORMonitor::Now(), 10).size(), 1U) << "the list is as old as the look";
+    EXPECT_LE(mLooks - before, 3) << "and isn't made for each job";
+}
+
+TEST_F(Listed, FailWithTheirSource)
+{
+    Add(1);
+    Watch();
+    mbFails = true;
+    for (int i = 0; i < 2; ++i)
+        EXPECT_THROW(mMonitor.List({}), std::runtime_error);
+    mbFails = false;
+    EXPECT_EQ(mMonitor.List({}).mOpen, 1U);
+}
+
+TEST_F(Listed, AreForgottenWhileOthersLook)
+{
+    for (int id = 0; id < 200; ++id)
+        Add(id);
+    std::atomic<bool> bStop = false;
+    std::vector<std::thread> lookers;
+    for (int i = 0; i < 3; ++i)
+        lookers.emplace_back([&] {
+            while (!bStop)
+                mMonitor.FindWindow(1, QORMonitor::Now(), 200);
+        });
+    for (int i = 0; i < 20; ++i)
+    {
+        Watch();
+        EXPECT_EQ(mMonitor.List({}).mOpen, 200U);
+        mMonitor.Forget();
+        const int looks = mLooks;
+        EXPECT_EQ(mMonitor.List({}).mOpen, 0U);
+        EXPECT_EQ(mLooks, looks) << "nobody calls the source any more";
+    }
+    bStop = true;
+    for (std::thread& looker : lookers)
+        looker.join();
+}
+
+TEST_F(Listed, TellWhatGovernorsHaveGranted)
+{
+    Add(1);
+    const QBase::PtrI<QORJob> child = MakeJob(2, {StepCloseJob});
+    child->SetParentId(1, mJobs.front().mJob->GetMemGovernor());
+    mJobs.push_back({child, EnumHostState::Queued});
+    QBase::wstring refusal;
+    ASSERT_EQ(mJobs.front().mJob->GetMemGovernor()->Request(3 << 20, refusal), S_OK);
+    Watch();
+    EXPECT_EQ(mMonitor.GetFigures().mGovernedBytes, std::uint64_t{3 << 20}) << "once, though a child has it, too";
+    using Counts = std::map<std::pair<int, int>, std::uint64_t>;
+    EXPECT_EQ(mMonitor.GetFigures().mOpen, (Counts{{{RequestDocument, JobReady}, 2}}));
+    mJobs.front().mJob->GetMemGovernor()->Release(1 << 20);
+    mMonitor.AddEnded(*mJobs.front().mJob.Get());
+    EXPECT_EQ(mMonitor.GetFigures().mGovernedPeak, std::uint64_t{3 << 20});
+}
+
+TEST(MonitorHistory, CountsRunsWaitsAndWhatWasGivenUp)
+{
+    constexpr QORMonitorTime cSecond = 1'000'000;
+    QORMonitorDetail job = MakeEnded(1);
+    job.mVisits = {{1, 10 * cSecond, 12 * cSecond, 20 * cSecond},
+                   {2, 20 * cSecond, 23 * cSecond, 30 * cSecond},
+                   {1, 30 * cSecond, 34 * cSecond, 40 * cSecond}};
+    job.mFinished = {{3, 1, 7, 12 * cSecond, 20 * cSecond},
+                     {4, 2, 8, 24 * cSecond, 0},
+                     {5, -1, 0, 0, 0},
+                     {6, 1, 7, 34 * cSecond, 39 * cSecond}};
+    job.mTodo = {{2, 1, 7, 39 * cSecond, 0}, {8, -1, 0, 0, 0}};
+    History history(10, 1 << 20);
+    history.Add(job, 5);
+    history.Add(MakeEnded(2), 4);
+    const QORMonitorFigures figures = history.GetFigures();
+    const auto sums = [](const std::map<std::pair<int, int>, QORMonitorHistogram>& iHistograms) {
+        std::map<std::pair<int, int>, double> all;
+        for (const auto& [key, histogram] : iHistograms)
+            all[key] = histogram.mSum;
+        return all;
+    };
+    using Sums = std::map<std::pair<int, int>, double>;
+    EXPECT_EQ(sums(figures.mStepSeconds), (Sums{{{1, 3}, 8}, {{1, 6}, 5}}));
+    EXPECT_EQ(sums(figures.mWaitSeconds), (Sums{{{1, 3}, 2}, {{2, 4}, 3}, {{1, 6}, 4}}));
+    EXPECT_EQ(figures.mGivenUp, (std::map<std::pair<int, int>, std::uint64_t>{{{2, 4}, 1}, {{1, 2}, 1}}));
+    EXPECT_EQ(figures.mGovernedPeak, 5U);
+}
+
+TEST(MonitorHistory, KeepsTheNewestOfANumberAndCountsItsBytes)
+{
+    History history(2, 1 << 20);
+    history.Add(MakeEnded(1), 0);
+    const std::uint64_t one = history.GetFigures().mKeptBytes;
+    EXPECT_GT(one, 1'000U);
+    history.Add(MakeEnded(1), 0);
+    history.Add(MakeEnded(2), 0); // the first one goes
+    EXPECT_TRUE(history.Find(1));
+    EXPECT_EQ(history.GetFigures().mKeptBytes, 2 * one);
+    history.Add(MakeEnded(3), 0);
+    EXPECT_FALSE(history.Find(1));
+    std::uint64_t since = 0;
+    EXPECT_EQ(history.Get(1, since).front()->mRow.mpIdentity->mId, 3);
+    EXPECT_EQ(since, 3U) << "one of which isn't kept";
+
+    History small(10, one + one / 2);
+    for (int id = 0; id < 5; ++id)
+        small.Add(MakeEnded(id), 0);
+    EXPECT_EQ(small.GetFigures().mKept, 1U);
+    EXPECT_TRUE(small.Find(4));
+}
+
+TEST(MonitorQuery, SortsByTimes)
+{
+    auto identity = std::make_shared<QORMonitorIdentity>();
+    std::vector<QORMonitorRow> rows(3);
+    for (QORMonitorRow& row : rows)
+        row.mpIdentity = identity;
+    const double waits[] = {2, 3, 1};
+    const double runs[] = {3, 1, 2};
+    for (std::size_t i = 0; i < 3; ++i)
+    {
+        rows[i].mWaiting = waits[i];
+        rows[i].mRunning = runs[i];
+        rows[i].mSince = static_cast<QORMonitorTime>(10 * runs[i]);
+        rows[i].mStep = static_cast<int>(waits[i]);
+    }
+    const auto order = [&](EnumMonitorSort iSort) {
+        std::vector<const QORMonitorRow*> all;
+        for (const QORMonitorRow& row : rows)
+            all.push_back(&row);
+        EXPECT_EQ(QORMONITOR::Select({.mSort = iSort}, 100, all), 3U);
+        std::string text;
+        for (const QORMonitorRow* const row : all)
+            text += std::to_string(row - rows.data());
+        return text;
+    };
+    EXPECT_EQ(order(EnumMonitorSort::Waiting), "201");
+    EXPECT_EQ(order(EnumMonitorSort::Running), "120");
+    EXPECT_EQ(order(EnumMonitorSort::Since), "021") << "the one that came last";
+    EXPECT_EQ(order(EnumMonitorSort::Step), "201");
+    identity->mCreated = 1;
+    std::vector<const QORMonitorRow*> all{rows.data()};
+    EXPECT_EQ(QORMONITOR::Select({.mOlder = 7s}, 7'000'000, all), 0U);
+    all = {rows.data()};
+    EXPECT_EQ(QORMONITOR::Select({.mOlder = 7s}, 7'000'001, all), 1U);
+}
+
+/// In a time that grows with the text.
+TEST(MonitorQuery, FindsATextThatAlmostRepeatsItself)
+{
+    auto identity = std::make_shared<QORMonitorIdentity>();
+    QORMonitorRow row;
+    row.mpIdentity = identity;
+    const auto finds = [&](const std::string& iText, const std::string& iSearch) {
+        identity->mDescription = iText;
+        std::vector<const QORMonitorRow*> rows{&row};
+        return QORMONITOR::Select({.mSearch = iSearch}, 0, rows) == 1;
+    };
+    EXPECT_TRUE(finds("abaABABc", "ababc"));
+    EXPECT_TRUE(finds("aab", "AB"));
+    EXPECT_FALSE(finds("ababab", "abac"));
+    EXPECT_FALSE(finds("ab", "abc"));
+    const std::string almost(1'000'000, 'a');
+    EXPECT_TRUE(finds(almost + "b", std::string(100'000, 'a') + "b"));
+    EXPECT_FALSE(finds(almost, std::string(100'000, 'a') + "b"));
+}
