@@ -16,14 +16,13 @@
 
 /// Beside the monitor's addresses (docs/monitor.md) it has these:
 ///
-///   POST /requests         a line as in a request file, or JSON with the fields kind, user, project, priority, body
-///   and
-///                          language; 202 with the request's address. ?wait=SECONDS waits for the result, ?lang=de is
-///                          the session's language, ?cancel-when-gone=1 cancels it when the client goes away before
-///   GET /requests/7        200 with the result, 422 with the error, 202 until then (?wait=SECONDS), 410 when it isn't
-///                          kept any more
-///   DELETE /requests/7     POST /jobs/7/cancel
-///   GET /mailboxes         what was delivered
+///   POST /requests       a line as in a request file, or JSON with the fields kind, user, project, priority, body and
+///                        language; 202 with the request's address. ?wait=SECONDS waits for the result, ?lang=de is
+///                        the session's language, ?cancel-when-gone=1 cancels it when the client goes away before
+///   GET /requests/7      200 with the result, 422 with the error, 202 until then (?wait=SECONDS), 410 when it isn't
+///                        kept any more
+///   DELETE /requests/7   POST /jobs/7/cancel
+///   GET /mailboxes       what was delivered
 ///
 /// Threads: one for its operations; its web server's for what comes in.
 /// Owns:    the web server and the results.
