@@ -3,23 +3,17 @@
 #include "monitor/QORMonitor.h"
 #include "monitor/Query.h"
 #include "tests/host/HostTest.h"
+#include "tests/monitor/MonitorValues.h"
 
 #include <atomic>
 #include <stdexcept>
 
 using namespace HostTest;
+using MonitorValues::IdsOf;
 using QORMONITOR::History;
 
 namespace
 {
-
-std::vector<int> IdsOf(const std::vector<QORMonitorRow>& iRows)
-{
-    std::vector<int> ids;
-    for (const QORMonitorRow& row : iRows)
-        ids.push_back(row.mpIdentity->mId);
-    return ids;
-}
 
 /// Jobs that are listed, and how often they were.
 class Listed : public testing::Test

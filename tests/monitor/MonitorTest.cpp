@@ -1,5 +1,6 @@
 #include "monitor/QORMonitor.h"
 #include "tests/host/HostTest.h"
+#include "tests/monitor/MonitorValues.h"
 
 #include <algorithm>
 #include <atomic>
@@ -8,20 +9,13 @@
 #include <set>
 
 using namespace HostTest;
+using MonitorValues::IdsOf;
 
 namespace
 {
 
 constexpr int cLoad = 1;
 constexpr int cWork = 2;
-
-std::vector<int> IdsOf(const std::vector<QORMonitorRow>& iRows)
-{
-    std::vector<int> ids;
-    for (const QORMonitorRow& row : iRows)
-        ids.push_back(row.mpIdentity->mId);
-    return ids;
-}
 
 /// A host whose jobs stay in their second step until the gate opens, one at a time.
 class Monitored : public testing::Test

@@ -44,6 +44,14 @@ inline QORMonitorRow MakeRow(int iId, EnumHostState iState, int iStatus, const s
             true};
 }
 
+inline std::vector<int> IdsOf(const std::vector<QORMonitorRow>& iRows)
+{
+    std::vector<int> ids;
+    for (const QORMonitorRow& row : iRows)
+        ids.push_back(row.mpIdentity->mId);
+    return ids;
+}
+
 inline QORMonitorDetail MakeDetail(const QORMonitorRow& iRow, const std::string& iSuffix = "")
 {
     std::string error = "first" + iSuffix;
