@@ -275,6 +275,7 @@ std::vector<QORMonitorRow> Core::FindChildren(int iJob, std::size_t iMost)
         return iLeft->mpIdentity->mId < iRight->mpIdentity->mId;
     });
     rows.resize(std::min(rows.size(), iMost));
+    children.reserve(rows.size());
     for (const QORMonitorRow* const row : rows)
         children.push_back(*row);
     return children;

@@ -4,6 +4,7 @@
 #include "monitor/QORMonitorViews.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace QORMONITOR
 {
@@ -214,7 +215,7 @@ std::size_t SizeOf(const QORMonitorDetail& iJob)
                        iJob.mItems.capacity() * sizeof(QORMonitorItem) +
                        (iJob.mTodo.capacity() + iJob.mFinished.capacity()) * sizeof(QORMonitorStep);
     for (const auto& [language, text] : iJob.mErrors)
-        size += sizeof(iJob.mErrors) + text.capacity();
+        size += sizeof(std::pair<const unsigned, std::string>) + text.capacity();
     return size;
 }
 

@@ -181,16 +181,16 @@ TEST_F(Listed, TellWhatGovernorsHaveGranted)
 
 TEST(MonitorHistory, CountsRunsWaitsAndWhatWasGivenUp)
 {
-    constexpr QORMonitorTime cSecond = 1'000'000;
+    constexpr QORMonitorTime cOneSecond = 1'000'000;
     QORMonitorDetail job = MakeEnded(1);
-    job.mVisits = {{1, 10 * cSecond, 12 * cSecond, 20 * cSecond},
-                   {2, 20 * cSecond, 23 * cSecond, 30 * cSecond},
-                   {1, 30 * cSecond, 34 * cSecond, 40 * cSecond}};
-    job.mFinished = {{3, 1, 7, 12 * cSecond, 20 * cSecond},
-                     {4, 2, 8, 24 * cSecond, 0},
+    job.mVisits = {{1, 10 * cOneSecond, 12 * cOneSecond, 20 * cOneSecond},
+                   {2, 20 * cOneSecond, 23 * cOneSecond, 30 * cOneSecond},
+                   {1, 30 * cOneSecond, 34 * cOneSecond, 40 * cOneSecond}};
+    job.mFinished = {{3, 1, 7, 12 * cOneSecond, 20 * cOneSecond},
+                     {4, 2, 8, 24 * cOneSecond, 0},
                      {5, -1, 0, 0, 0},
-                     {6, 1, 7, 34 * cSecond, 39 * cSecond}};
-    job.mTodo = {{2, 1, 7, 39 * cSecond, 0}, {8, -1, 0, 0, 0}};
+                     {6, 1, 7, 34 * cOneSecond, 39 * cOneSecond}};
+    job.mTodo = {{2, 1, 7, 39 * cOneSecond, 0}, {8, -1, 0, 0, 0}};
     History history(10, 1 << 20);
     history.Add(job, 5);
     history.Add(MakeEnded(2), 4);
