@@ -163,6 +163,7 @@ function route() {
     } else if (view.name === 'timeline') {
         view.seconds = [10, 60, 600].find(span => span === Number(asked.get('seconds'))) ?? 60;
         document.title = say('timeline');
+        set(byId('trace'), { href: `/trace?seconds=${view.seconds}` });
         showSpans();
         keepReading(`/timeline?seconds=${view.seconds}`, takeTimeline, view.seconds > 60 ? 2000 : 1000);
     } else {

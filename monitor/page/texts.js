@@ -8,6 +8,7 @@
 const texts = {
     en: {
         skip: 'To the content', views: 'Views', jobs: 'Jobs', timeline: 'Timeline', language: 'Language', keys: 'Keys',
+        metrics: 'Metrics', trace: 'Trace',
         job: 'Job', user: 'User', type: 'Type', status: 'Status', unit: 'Unit', step: 'Step', since: 'Since',
         progress: 'Progress', priority: 'Priority', priorityShort: 'Prio', description: 'Description',
         commands: 'Commands',
@@ -55,7 +56,7 @@ const texts = {
     },
     de: {
         skip: 'Zum Inhalt', views: 'Ansichten', jobs: 'Aufträge', timeline: 'Zeitverlauf', language: 'Sprache',
-        keys: 'Tasten',
+        keys: 'Tasten', metrics: 'Metriken', trace: 'Trace',
         job: 'Auftrag', user: 'Benutzer', type: 'Art', status: 'Status', unit: 'Einheit', step: 'Schritt',
         since: 'Seit',
         progress: 'Fortschritt', priority: 'Priorität', priorityShort: 'Prio', description: 'Beschreibung',
