@@ -129,6 +129,7 @@ function showMark(cell, kind, text) {
         cell.replaceChildren(make('span', { class: `mark ${kind}` }, icon(kind), make('span')));
     }
     setText(cell.firstChild.lastChild, text);
+    set(cell, { title: text });
 }
 
 // A text of anybody's: its direction stays its own, and a long one is cut, with the whole of it as a title.

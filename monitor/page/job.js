@@ -70,7 +70,7 @@ function showWhole(node, text) {
 function showErrors(box, job, errors) {
     const lines = errors.flatMap(({ language: lang, lines: texts }) => texts.map(text => ({ text, lang })));
     if (job.error) {
-        if (lines.length === 0)
+        if (!lines.some(({ text }) => text.includes(job.error.reason)))
             lines.push({ text: job.error.reason, lang: 'en' });
         lines.push({ text: job.error.code, class: 'code' });
     }

@@ -176,7 +176,8 @@ function route() {
         listen();
     if (before && before !== view.name) {
         const row = view.name === 'jobs' && byId('rows').querySelector(`[data-job="${view.job}"] a`);
-        (row || byId('main')).focus();
+        scrollTo(0, 0);
+        (row || byId('main')).focus({ preventScroll: !row });
     }
 }
 

@@ -19,7 +19,8 @@ function fillJob(cell, job) {
         cell.append(jobLink(job.id));
 }
 
-// An open job's state tells more than its status, but for one that is on its way to an end that nobody wants.
+// An open job's state tells more than its status, but for one that is on its way to a pause, or to an end that nobody
+// wants.
 function statusOf(job) {
     const ends = { 3: 'completed', 4: 'failed', 5: 'cancelled', 6: 'stopped' };
     const state = texts[language].states[job.state] ?? job.state;
@@ -27,7 +28,10 @@ function statusOf(job) {
         return [ends[job.status] ?? 'stopped', statusName(job)];
     if (job.status >= 4 && job.status <= 6)
         return [ends[job.status], `${statusName(job)}, ${state}`];
-    return job.status >= 7 && job.state !== 'paused' ? ['paused', `${statusName(job)}, ${state}`] : [job.state, state];
+    if (job.status === 20 && job.state !== 'paused')
+        return ['paused', statusName(job)];
+    const isHeld = job.status >= 7 && job.state !== 'paused' && job.state !== 'waiting';
+    return isHeld ? ['paused', `${statusName(job)}, ${state}`] : [job.state, state];
 }
 
 function fillStatus(cell, job) {
@@ -56,8 +60,9 @@ function fillProgress(cell, job) {
 function fillDescription(cell, job) {
     if (!cell.firstChild)
         cell.append(make('span', { class: 'reason', lang: 'en' }), make('span', { class: 'text' }));
-    cell.firstChild.hidden = !job.error;
-    showText(cell.firstChild, job.error ? job.error.reason || job.error.code : '');
+    const reason = job.error && (job.error.reason || (job.status === 5 ? '' : job.error.code));
+    cell.firstChild.hidden = !reason;
+    showText(cell.firstChild, reason || '');
     showText(cell.lastChild, job.description);
 }
 
@@ -174,7 +179,7 @@ function fillUnit(node, unit) {
     oldest.hidden = unit.oldestJob === null;
     if (unit.oldestJob !== null) {
         if (!oldest.firstChild)
-            oldest.append(make('a'), ' ', make('span'));
+            oldest.append(make('a'), ', ', make('span'));
         set(oldest.firstChild, { href: `#/job/${unit.oldestJob}` });
         setText(oldest.firstChild, say('oldest', unit.oldestJob));
         fillSince(oldest.lastChild, { since: unit.oldestSince });
@@ -240,9 +245,13 @@ function startFilters() {
         const isOpen = values.state === 'open';
         askFor({ ...values, open: '', ended: isOpen ? '0' : '', state: isOpen ? '' : values.state });
     };
-    form.addEventListener('input', event => {
+    form.addEventListener('input', () => {
         clearTimeout(typing);
-        typing = setTimeout(filter, event.target.type === 'search' ? 300 : 0);
+        typing = setTimeout(filter, 300);
+    });
+    form.addEventListener('change', () => {
+        clearTimeout(typing);
+        filter();
     });
     form.addEventListener('submit', event => {
         event.preventDefault();
