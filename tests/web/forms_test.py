@@ -1,17 +1,16 @@
 """What a running server writes, while a thousand jobs run: JSON held against its schemas, metrics against promtool.
 
-forms_test.py URL FOLDER_OF_SCHEMAS
+forms_test.py SERVER FOLDER_OF_SCHEMAS LOG
 """
 import concurrent.futures
 import json
 import pathlib
 import subprocess
 import sys
-import urllib.request
 
 import jsonschema
+from server import Server
 
-URL = sys.argv[1].rstrip("/")
 SCHEMAS = pathlib.Path(sys.argv[2])
 JOBS = 1000
 HOSTILE = "<img src=x onerror=alert(1)>\x1b[31m\u202e'\"\\"
@@ -23,18 +22,12 @@ LINES = [
 ]
 
 
-def ask(path, data=None):
-    request = urllib.request.Request(URL + path, data=data)
-    with urllib.request.urlopen(request, timeout=30) as answer:
-        return answer.read().decode("utf-8")  # whatever the jobs hold, it is UTF-8
-
-
 def submit(number):
-    return json.loads(ask("/requests", LINES[number % len(LINES)].encode("utf-8")))["job"]
+    return server.submit(LINES[number % len(LINES)])
 
 
 def check(name, path):
-    value = json.loads(ask(path))
+    value = json.loads(server.ask(path))
     jsonschema.validate(value, json.loads((SCHEMAS / f"{name}.json").read_text()))
     return value
 
@@ -61,29 +54,30 @@ def check_spans(trace):
 
 
 def check_metrics():
-    text = ask("/metrics")
+    text = server.ask("/metrics")
     told = subprocess.run(["promtool", "check", "metrics"], input=text, text=True, capture_output=True, check=False)
     assert told.returncode == 0 and not told.stdout + told.stderr, told
     return text
 
 
-check("list", "/jobs")
-check_metrics()
-with concurrent.futures.ThreadPoolExecutor(8) as pool:
-    jobs = [pool.submit(submit, number) for number in range(JOBS)]
-    rounds = 0
-    while rounds == 0 or not all(job.done() for job in jobs):
-        page = check("list", "/jobs?limit=500")
-        for row in page["jobs"][:5]:
-            check("job", f"/jobs/{row['id']}?lang=de")
-            ask(f"/jobs/{row['id']}/dump")
-        check("list", "/jobs?sort=since&order=desc&state=queued")
-        check("timeline", "/timeline?seconds=10")
-        check_spans(json.loads(ask("/trace?seconds=10")))
-        check_metrics()
-        rounds += 1
-    numbers = [job.result() for job in jobs]
-assert len(set(numbers)) == JOBS, "each request is a job of its own"
-for number in numbers[:4]:
-    check("job", f"/jobs/{number}?lang=de")
-print(f"forms: {rounds} rounds while {JOBS} jobs ran")
+with Server(sys.argv[1], sys.argv[3]) as server:
+    check("list", "/jobs")
+    check_metrics()
+    with concurrent.futures.ThreadPoolExecutor(8) as pool:
+        jobs = [pool.submit(submit, number) for number in range(JOBS)]
+        rounds = 0
+        while rounds == 0 or not all(job.done() for job in jobs):
+            page = check("list", "/jobs?limit=500")
+            for row in page["jobs"][:5]:
+                check("job", f"/jobs/{row['id']}?lang=de")
+                server.ask(f"/jobs/{row['id']}/dump")
+            check("list", "/jobs?sort=since&order=desc&state=queued")
+            check("timeline", "/timeline?seconds=10")
+            check_spans(json.loads(server.ask("/trace?seconds=10")))
+            check_metrics()
+            rounds += 1
+        numbers = [job.result() for job in jobs]
+    assert len(set(numbers)) == JOBS, "each request is a job of its own"
+    for number in numbers[:4]:
+        check("job", f"/jobs/{number}?lang=de")
+    print(f"forms: {rounds} rounds while {JOBS} jobs ran")
