@@ -44,7 +44,8 @@ public:
     unsigned short GetPort() const;
     /// Takes no new connections, and no more requests on those that there are; those that have come are answered.
     void StopListening();
-    /// Until every answer that was given has been sent, or the time is over: then it is false. Not for the handler.
+    /// Until every answer that was given has been sent, or the time is over: then it is false. Streams count from their
+    /// Close on. Not for the handler.
     bool WaitUntilSent(std::chrono::milliseconds iLimit);
 
 private:

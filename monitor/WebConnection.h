@@ -36,7 +36,8 @@ public:
     void Close();
     /// Close, unless its last answer is on its way to the client.
     void CloseUnlessEnding();
-    bool IsWriting() const { return mbWriting; }
+    /// An answer, or the rest of a stream that has been closed: not what more will follow.
+    bool IsWritingAnswer() const { return mbWriting && mpExchange && mpExchange->IsAnswered(); }
 
     WebConnections::iterator mPlace; ///< in the list of the front that it is in
     bool mbResting = true;           ///< that is the list of those without a request in work

@@ -97,6 +97,12 @@ void WebExchange::NoteWritten()
     mTaken = 0;
 }
 
+bool WebExchange::IsAnswered()
+{
+    const std::lock_guard lock(mMutex);
+    return mPhase == EnumPhase::Answered;
+}
+
 void WebExchange::End()
 {
     std::function<void()> gone; // let go outside of the lock: it may hold the last call

@@ -46,6 +46,8 @@ public:
     // The connection's:
     WebOutput Take();
     void NoteWritten();
+    /// All that there will be has been given.
+    bool IsAnswered();
     /// The client takes no more. It has gone if there was more to come.
     void End();
 

@@ -112,7 +112,7 @@ void WebFront::NoteEnd(WebConnection& ioConnection)
 
 void WebFront::NoteWritten()
 {
-    const auto isWriting = [](const auto& ipConnection) { return ipConnection->IsWriting(); };
+    const auto isWriting = [](const auto& ipConnection) { return ipConnection->IsWritingAnswer(); };
     if (mWaiting.empty() || std::any_of(mBusy.begin(), mBusy.end(), isWriting))
         return;
     for (std::promise<void>& sent : mWaiting)

@@ -408,6 +408,21 @@ TEST_F(Web, StopsWithAllAnswersSent)
     reader.join();
 }
 
+TEST_F(Web, WaitsForAStreamOnlyOnceItIsClosed)
+{
+    constexpr std::size_t cMuch = 32'000'000; // more than the system takes
+    Start({.mMostUnsentBytes = 2 * cMuch});
+    RawClient reader = Connect(cStream);
+    const Call call = WaitForCall();
+    EXPECT_TRUE(call->Send(std::string(cMuch, 'x')));
+    EXPECT_TRUE(mpServer->WaitUntilSent(5s)); // less than it may take to be read
+    call->Close();
+    EXPECT_FALSE(mpServer->WaitUntilSent(1ms));
+    std::thread waiter([&] { EXPECT_TRUE(mpServer->WaitUntilSent(5s)); });
+    EXPECT_GT(reader.ReadUntil("\r\n0\r\n").size(), cMuch);
+    waiter.join();
+}
+
 TEST_F(Web, EndsWithCallsThatAreAnsweredLater)
 {
     Start();
