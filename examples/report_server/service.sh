@@ -92,6 +92,12 @@ for number in $(curl -s "$url/jobs?ended=0" | grep -o '"id":[0-9]*,"parent"' | g
 done
 try 'room again' 200 post '?wait=10' "$quick"
 
+# Mailboxes take as much memory as they may, their names included.
+long=$(head -c 60000 /dev/zero | tr '\0' n)
+for n in {1..60}; do post '?wait=10' "$quick; deliver to $n$long" >/dev/null; done
+letters() { ask /mailboxes | grep -c '^\(200 \)\?delivered to'; }
+[ "$(letters)" -lt 40 ] || fail "$(letters) letters are kept"
+
 # --- What isn't taken. ---
 
 try 'a gigabyte' 413 post '' x -H 'Content-Length: 1073741824'

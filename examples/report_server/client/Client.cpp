@@ -12,6 +12,18 @@
 #include <new>
 #include <utility>
 
+namespace
+{
+
+/// Of a letter: its text, its mailbox's name, which stands in two places, and what both take beside.
+std::size_t BytesOf(const std::string& iMailbox, const std::string& iText)
+{
+    constexpr std::size_t cBeside = 200;
+    return iText.size() + 2 * iMailbox.size() + cBeside;
+}
+
+} // namespace
+
 Client::Client(std::ostream& ioStream, bool ibInOrder)
     : mStream(ioStream), mbInOrder(ibInOrder),
       mpChannel(QMessage::NewChannel([this](ICKDXReadMessage* iAnswer) { return Receive(*iAnswer); }))
@@ -86,13 +98,13 @@ HRESULT Mailboxes::Receive(ICKDXReadMessage& iMessage, int iJob, const Request& 
     if (text.empty())
         return S_FALSE;
     const std::lock_guard hold(mMutex);
-    mBytes += text.size();
+    mBytes += BytesOf(iRequest.mDestination, text);
     mOrder.emplace_back(iRequest.mDestination, iJob);
     mLetters[iRequest.mDestination][iJob] = std::move(text);
     for (; mBytes > mMostBytes; mOrder.pop_front())
     {
         const auto& [name, job] = mOrder.front();
-        mBytes -= mLetters[name][job].size();
+        mBytes -= BytesOf(name, mLetters[name][job]);
         mLetters[name].erase(job);
         if (mLetters[name].empty())
             mLetters.erase(name);
