@@ -112,14 +112,14 @@ EnumHostSubmit Server::Submit(int iId, ICKDXReadMessage* iRequest, QORChannel* i
         job->mpContext = MakeContext(job->mId, iRequest);
         job->mRequest = UnpackRequest(*iRequest);
         job->mpSession = QBase::PtrI<UserSession>(new UserSession(job->mRequest.mUser, job->mRequest.mLocale));
-        if (!job->mRequest.mDestination.empty())
-        {
-            SendAccepted(iRequest, *iClient);
+        const bool bDelivered = !job->mRequest.mDestination.empty();
+        if (bDelivered)
             PutDelivery(*job->mpContext.Get(), mMailboxes.Open(job->mId, job->mRequest).Get());
-        }
         result = Launch(job, [this](auto&... ioWhat) { return mHost.Submit(std::move(ioWhat)...); });
         if (result != EnumHostSubmit::Accepted)
             Refuse(*job, ReasonOf(result));
+        else if (bDelivered)
+            Try(*job, " can't tell that it was accepted", [&] { SendAccepted(iRequest, *iClient); });
     }
     catch (const std::exception& error)
     {
@@ -219,7 +219,7 @@ void Server::Run(const Step& iStep, QORHostRun& ioRun)
     }
 }
 
-/// For a request that doesn't become a job.
+/// For a request that doesn't become a job. Its client is told, who may ask again, and no mailbox.
 void Server::Refuse(ServerJob& ioJob, const std::string& iReason)
 {
     ioJob.LogError(" is refused: " + iReason);
@@ -227,6 +227,7 @@ void Server::Refuse(ServerJob& ioJob, const std::string& iReason)
     Try(ioJob, " has sent no answer", [&] {
         if (!ioJob.mpContext)
             return;
+        Expect(ioJob.mpContext->put_ContextObjectN(nullptr), "put_ContextObjectN");
         PackError(*ioJob.mpContext.Get(), ioJob.mId, iReason);
         ioJob.SendAnswer();
     });

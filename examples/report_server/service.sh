@@ -85,6 +85,8 @@ try 'why it was cancelled' '*its client has gone' ask "/jobs/$(($(last) - 1))"
 try 'one that has left it' 202 post '' "$endless"
 try 'full' '503 ' post '' "$quick"
 try 'full: when to come again' '*Retry-After: 1' curl -si "$url/requests" -d "$quick"
+try 'full: with a mailbox' '503 ' post '' "$quick; deliver to nobody"
+[[ $(ask /mailboxes) != *nobody* ]] || fail 'full: a letter comes all the same'
 try 'it still runs' 202 ask "/requests/$(($(last) - 3))?wait=1"
 for number in $(curl -s "$url/jobs?ended=0" | grep -o '"id":[0-9]*,"parent"' | grep -o '[0-9]*'); do
     try "delete $number" '200 {"answer":"done"}' ask "/requests/$number" -X DELETE
