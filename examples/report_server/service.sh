@@ -67,11 +67,20 @@ try 'no such request' 404 ask /requests/99
 try 'no number' 404 ask /requests/1x
 try 'nothing there' 404 ask /nothing
 try 'no method' 405 ask /requests/1 -X PUT
+for language in DE 'fr-CH, DE-at;q=0.5, en' '(, de'; do
+    try "in German for $language" '*ist fehlgeschlagen' post '?wait=10' "$wrong" -H "Accept-Language: $language"
+done
+for user in '["b"]' true '"a\u0000b"'; do
+    try "the user $user" '400 {"error":"the field \"user\" is no text"}' post '' \
+        '{"kind": "report", "project": "P", "priority": 1, "body": "from t; measure count(*)", "user": '"$user}" \
+        -H 'Content-Type: APPLICATION/json'
+done
 for bad in 'nonsense' "$quick"$'\n'"$quick" 'chart | a | P | 1 | x' 'report | a | P | high | x' '' $'report | \x80 | P | 1 | from t'; do
     try "bad: $bad" '400 {"error":"' post '' "$bad"
 done
 try 'no language' 400 post '?lang=fr' "$quick"
 try 'no such word' 400 post '?weight=10' "$quick"
+try 'half a wish' 400 post '?cancel-when-gone=yes' "$quick"
 try 'too long to wait' 400 post '?wait=601' "$quick"
 try 'JSON without a field' '400 {"error":"the field \"user\" is missing"}' post '' '{"kind": "report"}' \
     -H 'Content-Type: application/json'

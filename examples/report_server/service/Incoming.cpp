@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <sstream>
 #include <string>
 
 namespace
@@ -13,13 +14,17 @@ namespace
 
 using nlohmann::json;
 
-/// Empty where there is none.
+/// Empty where there is none. A priority may be a number.
 std::string ReadField(const json& iObject, const char* iName)
 {
     const auto field = iObject.find(iName);
-    if (field == iObject.end())
+    if (field == iObject.end() || field->is_null())
         return {};
-    return field->is_string() ? std::string(Trim(field->get_ref<const std::string&>())) : field->dump();
+    if (field->is_number())
+        return field->dump();
+    if (!field->is_string() || field->get_ref<const std::string&>().find('\0') != std::string::npos)
+        throw RequestError(std::string("the field \"") + iName + "\" is no text");
+    return std::string(Trim(field->get_ref<const std::string&>()));
 }
 
 /// `ioLanguage` is the object's if it has one.
@@ -38,14 +43,23 @@ Request ReadJson(const std::string& iBody, std::string& ioLanguage)
     return MakeRequest(fields);
 }
 
+std::string ToLower(std::string iText)
+{
+    for (char& character : iText)
+        if (character >= 'A' && character <= 'Z')
+            character = static_cast<char>(character + ('a' - 'A'));
+    return iText;
+}
+
 /// The first of the languages that the client accepts, English where there is none of them.
 std::string ReadAccepted(const std::string& iHeader)
 {
-    for (const std::string& language : SplitOutsideQuotes(iHeader, ','))
+    std::istringstream languages(ToLower(iHeader));
+    for (std::string language; std::getline(languages, language, ',');)
     {
-        std::string name = language.substr(0, language.find_first_of("-; "));
+        const std::string_view name = Trim(std::string_view(language).substr(0, language.find_first_of("-;")));
         if (name == "en" || name == "de")
-            return name;
+            return std::string(name);
     }
     return "en";
 }
@@ -59,7 +73,7 @@ Request ReadRequest(const QORWebRequest& iRequest)
     Request request;
     if (!IsUtf8(body))
         throw RequestError("the body is no UTF-8");
-    if (iRequest.GetHeader("content-type").starts_with("application/json"))
+    if (ToLower(iRequest.GetHeader("content-type")).starts_with("application/json"))
         request = ReadJson(iRequest.mBody, language);
     else if (body.find('\n') != std::string_view::npos)
         throw RequestError("a request is one line");
@@ -78,6 +92,14 @@ std::chrono::seconds ReadWait(const QORWebRequest& iRequest)
     if (!wait.empty() && (!ParseNumber(wait, seconds) || seconds < 0 || seconds > cLongest))
         throw RequestError("wait takes 0 to " + std::to_string(cLongest) + " seconds, not \"" + wait + "\"");
     return std::chrono::seconds(seconds);
+}
+
+bool ReadCancelWhenGone(const QORWebRequest& iRequest)
+{
+    const std::string flag = iRequest.GetQuery("cancel-when-gone");
+    if (!flag.empty() && flag != "0" && flag != "1")
+        throw RequestError("cancel-when-gone takes 0 or 1, not \"" + flag + "\"");
+    return flag == "1";
 }
 
 void RefuseUnknown(const QORWebRequest& iRequest, std::initializer_list<std::string_view> iNames)

@@ -13,5 +13,6 @@
 Request ReadRequest(const QORWebRequest& iRequest);
 /// `wait`; 0 where there is none.
 std::chrono::seconds ReadWait(const QORWebRequest& iRequest);
+bool ReadCancelWhenGone(const QORWebRequest& iRequest);
 /// What else the query has is refused.
 void RefuseUnknown(const QORWebRequest& iRequest, std::initializer_list<std::string_view> iNames);

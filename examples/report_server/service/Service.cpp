@@ -115,10 +115,11 @@ void Service::Post(const QORWebRequest& iRequest, const std::shared_ptr<QORWebCa
 {
     RefuseUnknown(iRequest, {"wait", "lang", "cancel-when-gone"});
     const std::chrono::seconds wait = ReadWait(iRequest);
+    const bool bCancelWhenGone = ReadCancelWhenGone(iRequest);
     Request request = ReadRequest(iRequest);
     const int id = mServer.MakeId(); // one that isn't accepted leaves a gap
     std::function<void()> gone;
-    if (iRequest.GetQuery("cancel-when-gone") == "1")
+    if (bCancelWhenGone)
         gone = [this, id] { Cancel(id); };
     {
         const std::lock_guard hold(mMutex);
