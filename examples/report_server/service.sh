@@ -75,6 +75,7 @@ for user in '["b"]' true '"a\u0000b"'; do
         '{"kind": "report", "project": "P", "priority": 1, "body": "from t; measure count(*)", "user": '"$user}" \
         -H 'Content-Type: APPLICATION/json'
 done
+try 'what there is' '*Allow: GET, HEAD, DELETE' curl -si "$url/requests/1" -X PUT
 for bad in 'nonsense' "$quick"$'\n'"$quick" 'chart | a | P | 1 | x' 'report | a | P | high | x' '' $'report | \x80 | P | 1 | from t'; do
     try "bad: $bad" '400 {"error":"' post '' "$bad"
 done

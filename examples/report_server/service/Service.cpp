@@ -27,6 +27,13 @@ QORWebAnswer MakeError(unsigned iStatus, std::string_view iText)
     return answer;
 }
 
+QORWebAnswer RefuseMethod(const std::string& iMethod, const char* iAllowed)
+{
+    QORWebAnswer answer = MakeError(405, "there is no " + iMethod + " of it");
+    answer.mHeaders.emplace_back("Allow", iAllowed);
+    return answer;
+}
+
 QORWebConfig MakeConfig(const Options& iOptions)
 {
     constexpr std::size_t cMostBodyBytes = 64 * 1'024;
@@ -101,7 +108,7 @@ void Service::Handle(const QORWebRequest& iRequest, const std::shared_ptr<QORWeb
             iCall->Answer({.mType = "text/plain; charset=utf-8", .mBody = text.str()});
         }
         else if (iRequest.mPath == cRequests || iRequest.mPath == "/mailboxes")
-            iCall->Answer(MakeError(405, "there is no " + iRequest.mMethod + " of it"));
+            iCall->Answer(RefuseMethod(iRequest.mMethod, iRequest.mPath == cRequests ? "POST" : "GET, HEAD"));
         else if (!mSite.Handle(iRequest, iCall))
             iCall->Answer(MakeError(404, "there is nothing"));
     }
@@ -179,5 +186,5 @@ void Service::HandleOne(const QORWebRequest& iRequest, const std::shared_ptr<QOR
         mpResults->Answer(id, iCall, ReadWait(iRequest));
     }
     else
-        iCall->Answer(MakeError(405, "there is no " + iRequest.mMethod + " of it"));
+        iCall->Answer(RefuseMethod(iRequest.mMethod, "GET, HEAD, DELETE"));
 }
