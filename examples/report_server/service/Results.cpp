@@ -15,6 +15,7 @@ namespace
 
 constexpr std::size_t cMostKept = 10'000;
 constexpr std::size_t cMostBytes = 64 * 1'024 * 1'024;
+constexpr std::size_t cMostWaiting = 1'000; // half the web server's connections: the others are for who comes next
 constexpr std::chrono::seconds cFresh{5};
 
 } // namespace
@@ -129,11 +130,13 @@ void Results::Answer(int iRequest, const std::shared_ptr<QORWebCall>& iCall, std
     {
         const std::lock_guard hold(mMutex);
         answer = Find(iRequest);
-        if (!answer && iWait.count() > 0)
+        if (!answer && iWait.count() > 0 && mWaiting.size() < cMostWaiting)
             mWaiting.push_back({iRequest, iCall, Clock::now() + iWait});
+        else if (!answer)
+            answer = MakeReceipt(iRequest);
     }
-    if (answer || iWait.count() == 0)
-        return iCall->Answer(answer.value_or(MakeReceipt(iRequest)));
+    if (answer)
+        return iCall->Answer(std::move(*answer));
     iCall->OnGone([self = shared_from_this(), gone = std::move(iGone), call = iCall.get()] {
         std::vector<Waiting> left;
         {

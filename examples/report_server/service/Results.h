@@ -31,8 +31,8 @@ public:
 
     /// What tells a client where its result will be.
     static QORWebAnswer MakeReceipt(int iRequest);
-    /// Answers the call when the request's answer is there, or that time is over. `iGone` is called when its client has
-    /// gone before that.
+    /// Answers the call when the request's answer is there, that time is over, or at once when too many wait already.
+    /// `iGone` is called when its client has gone before that.
     void Answer(int iRequest, const std::shared_ptr<QORWebCall>& iCall, std::chrono::seconds iWait,
                 std::function<void()> iGone = {});
     /// To be called again and again: answers the calls whose time is over.
