@@ -8,8 +8,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <iostream>
 #include <stdexcept>
+#include <thread>
 
 namespace
 {
@@ -67,10 +69,13 @@ Command ParseCommand(const std::vector<std::string>& iArguments)
     return command;
 }
 
+/// Of an object. Whoever answers may not be the service: what shouldn't be there is left out.
 std::string ToCell(const json& iRow, const char* iName)
 {
-    const json value = iRow.value(iName, json());
-    return value.is_null() ? "" : value.is_string() ? value.get<std::string>() : value.dump();
+    const auto value = iRow.find(iName);
+    if (value == iRow.end() || !(value->is_string() || value->is_number()))
+        return {};
+    return value->is_string() ? value->get<std::string>() : value->dump();
 }
 
 std::string ToTable(const json& iPage)
@@ -84,12 +89,20 @@ std::string ToTable(const json& iPage)
         for (const char* const name : cNames)
             cells.push_back(ToCell(job, name));
     }
-    const std::string shown = std::to_string(rows.size()) + " of " + ToCell(iPage, "total") + " jobs, " +
-                              ToCell(iPage, "open") + " of all open\n";
+    const std::string shown = OnOneLine(std::to_string(rows.size()) + " of " + ToCell(iPage, "total") + " jobs, " +
+                                        ToCell(iPage, "open") + " of all open");
     return ToTextTable(
                {{"job", true}, {"user"}, {"project"}, {"state"}, {"status"}, {"unit"}, {"step"}, {"description"}},
                std::move(rows)) +
-           shown;
+           shown + "\n";
+}
+
+int Print(const std::string& iText)
+{
+    if (std::cout << iText << std::flush)
+        return CtlDone;
+    LogError("standard output can't be written");
+    return CtlFailed;
 }
 
 /// What the service says: its error, or what `iShow` makes of the answer.
@@ -98,10 +111,7 @@ int Tell(const HttpAnswer& iAnswer, Show&& iShow)
 {
     constexpr unsigned cFirstError = 300;
     if (iAnswer.mStatus < cFirstError)
-    {
-        std::cout << iShow(iAnswer.mBody) << std::flush;
-        return std::cout ? CtlDone : CtlFailed;
-    }
+        return Print(iShow(iAnswer.mBody));
     const json said = json::parse(iAnswer.mBody, nullptr, false);
     const std::string reason = said.is_object() ? ToCell(said, "error") + ToCell(said, "answer") : "";
     LogError(reason.empty() ? "the service answers " + std::to_string(iAnswer.mStatus) : reason);
@@ -112,10 +122,14 @@ int Tell(const HttpAnswer& iAnswer, Show&& iShow)
 int Submit(const Command& iCommand)
 {
     constexpr std::chrono::seconds cPatience{40};
+    constexpr std::chrono::milliseconds cPause{200};
     constexpr const char* cWait = "?wait=30";
     HttpAnswer answer = iCommand.Ask("POST", std::string("/requests") + cWait, iCommand.mWords[1], cPatience);
     while (answer.mStatus == 202)
+    {
+        std::this_thread::sleep_for(cPause); // it may have too many to let all of them wait
         answer = iCommand.Ask("GET", answer.mLocation + cWait, {}, cPatience);
+    }
     return Tell(answer, ToPrintable);
 }
 
@@ -139,7 +153,8 @@ int Run(const Command& iCommand)
     if ((name == "pause" || name == "resume") && words.size() == 2)
         return Tell(iCommand.Ask("POST", job + "/" + name), tellDone);
     if (name == "cancel" && words.size() <= 3)
-        return Tell(iCommand.Ask("POST", job + "/cancel", json{{"reason", words.size() == 3 ? words[2] : ""}}.dump()),
+        return Tell(iCommand.Ask("POST", job + "/cancel",
+                                 json{{"reason", words.size() == 3 ? ToPrintable(words[2]) : ""}}.dump()),
                     tellDone);
     if (int seconds = 0; name == "time" && words.size() == 3 && ParseNumber(words[2], seconds))
         return Tell(iCommand.Ask("POST", job + "/time", json{{"seconds", seconds}}.dump()), tellDone);
@@ -154,11 +169,13 @@ int RunCtl(const std::vector<std::string>& iArguments)
     {
         const Command command = ParseCommand(iArguments);
         if (command.mWords == std::vector<std::string>{"--help"} || command.mWords == std::vector<std::string>{"-h"})
-        {
-            std::cout << cUsage << std::flush;
-            return CtlDone;
-        }
+            return Print(cUsage);
         return Run(command);
+    }
+    catch (const json::exception&)
+    {
+        LogError("what the service answers can't be understood");
+        return CtlFailed;
     }
     catch (const std::exception& error)
     {
