@@ -63,10 +63,13 @@ Service::Service(Server& ioServer, const Mailboxes& iMailboxes, QORMonitor& ioMo
     mpServer = std::make_unique<QORWebServer>(
         config,
         [this](const QORWebRequest& iRequest, const std::shared_ptr<QORWebCall>& iCall) { Handle(iRequest, iCall); });
-    mAddress = iOptions.mListen.substr(0, iOptions.mListen.rfind(':') + 1);
+    mAddress = config.mAddress.find(':') == std::string::npos ? config.mAddress : "[" + config.mAddress + "]";
 }
 
-std::string Service::GetAddress() const { return "http://" + mAddress + std::to_string(mpServer->GetPort()) + "/"; }
+std::string Service::GetAddress() const
+{
+    return "http://" + mAddress + ":" + std::to_string(mpServer->GetPort()) + "/";
+}
 
 void Service::Rest(std::chrono::milliseconds iTime)
 {
