@@ -176,7 +176,7 @@ void MeasureWatchers(int iPairs)
 /// What a job's end costs where it is kept.
 void MeasureKeeping(int iPairs)
 {
-    QORMonitor monitors[] = {QORMonitor({.mbDumps = false}), QORMonitor({})};
+    QORMonitor monitors[] = {QORMonitor({.mbDumps = false}), QORMonitor()};
     std::vector<double> ratios[2];
     for (int pair = 0; pair < iPairs; ++pair)
     {

@@ -44,7 +44,7 @@ Json ToCommands(const QORMonitorRow& iRow)
     if (!iRow.mbCommands || iRow.mState == EnumHostState::Ended || QORJOB::HasEnded(iRow.mStatus))
         return commands;
     commands = {"cancel", "time"};
-    if (iRow.mState == EnumHostState::Paused)
+    if (iRow.mState == EnumHostState::Paused || iRow.mStatus == JobPausing)
         commands.push_back("resume");
     else if (iRow.mpIdentity->mType == RequestDocument)
         commands.push_back("pause");

@@ -136,10 +136,12 @@ const QORWebAnswer cNotPossible{409, cJson, R"({"answer":"not possible"})"};
 
 EnumHostAnswer Cancel(QORHostJob& ioJob, const Body& iBody)
 {
-    const Body reason = iBody.value("reason", Body(""));
-    if (!reason.is_string())
+    const auto reason = iBody.find("reason"); // copies of what a client has sent go as deep as that does
+    if (reason == iBody.end())
+        return ioJob.Cancel("");
+    if (!reason->is_string())
         throw BadRequest("reason is a text");
-    return ioJob.Cancel(ToLine(reason.get<std::string>()));
+    return ioJob.Cancel(ToLine(reason->get_ref<const std::string&>()));
 }
 
 /// Null: as much as it likes.
@@ -247,7 +249,8 @@ bool QORMonitorSite::Handle(const QORWebRequest& iRequest, const std::shared_ptr
     else
         try
         {
-            mpStreams->Add(ReadListQuery(iRequest), iCall);
+            if (!mpStreams->Add(ReadListQuery(iRequest), iCall))
+                iCall->Answer({503, cJson, MakeErrorJson("too many pages are open"), {{"Retry-After", "10"}}});
         }
         catch (const BadRequest& error)
         {

@@ -10,8 +10,8 @@ namespace QORMONITOR
 namespace
 {
 
-constexpr std::size_t cMostDrawn = 2'000;   // jobs in a timeline
-constexpr std::size_t cMostTraced = 10'000; // in a trace
+constexpr std::size_t cMostDrawn = 2'000;  // jobs in a timeline
+constexpr std::size_t cMostTraced = 5'000; // in a trace
 
 Names GetNames(const QORMonitor& iMonitor)
 {

@@ -13,6 +13,7 @@ namespace
 {
 
 constexpr std::chrono::milliseconds cRound{500};
+constexpr std::size_t cMost = 200;
 constexpr unsigned cMostQuietRounds = 30; // a line then, so that whoever is between doesn't take the stream for dead
 
 } // namespace
@@ -31,18 +32,24 @@ Streams::~Streams()
         stream.mpCall->Close();
 }
 
-void Streams::Add(const QORMonitorQuery& iQuery, std::shared_ptr<QORWebCall> iCall)
+bool Streams::Add(const QORMonitorQuery& iQuery, std::shared_ptr<QORWebCall> iCall)
 {
-    iCall->Begin({200, "text/event-stream; charset=utf-8", {}, {}});
+    {
+        const std::lock_guard hold(mMutex);
+        if (mCount >= cMost)
+            return false;
+        ++mCount;
+    }
     std::list<Stream> added;
     added.push_back({iQuery, std::move(iCall), {}});
-    if (!Feed(added.front()))
-        return;
+    added.front().mpCall->Begin({200, "text/event-stream; charset=utf-8", {}, {}});
+    Feed(added);
     {
         const std::lock_guard hold(mMutex);
         mStreams.splice(mStreams.end(), added);
     }
     mChanged.notify_all();
+    return true;
 }
 
 void Streams::Run()
@@ -51,20 +58,33 @@ void Streams::Run()
     while (!mbEnded)
     {
         mChanged.wait(hold, [this] { return mbEnded || !mStreams.empty(); });
-        mChanged.wait_for(hold, cRound, [this] { return mbEnded; });
-        if (!mbEnded)
-            mStreams.remove_if([this](Stream& ioStream) {
-                try
-                {
-                    return !Feed(ioStream);
-                }
-                catch (const std::exception&)
-                {
-                    ioStream.mpCall->Close(); // the page asks again
-                    return true;
-                }
-            });
+        if (mChanged.wait_for(hold, cRound, [this] { return mbEnded; }))
+            return;
+        std::list<Stream> fed;
+        fed.swap(mStreams);
+        hold.unlock();
+        Feed(fed);
+        hold.lock();
+        mStreams.splice(mStreams.end(), fed);
     }
+}
+
+/// Those whose clients have gone go.
+void Streams::Feed(std::list<Stream>& ioStreams)
+{
+    const std::size_t gone = ioStreams.remove_if([this](Stream& ioStream) {
+        try
+        {
+            return !Feed(ioStream);
+        }
+        catch (const std::exception&)
+        {
+            ioStream.mpCall->Close(); // the page asks again
+            return true;
+        }
+    });
+    const std::lock_guard hold(mMutex);
+    mCount -= gone;
 }
 
 /// False when the client has gone. The time of the look is no news.

@@ -5,6 +5,7 @@
 #include "monitor/QORWeb.h"
 
 #include <condition_variable>
+#include <cstddef>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -17,7 +18,7 @@ namespace QORMONITOR
 /// Threads: any; one is its own, which makes the lists.
 /// Owns:    the calls, until their clients have gone.
 /// Errors:  std::bad_alloc; the thread drops a stream that it can't feed.
-/// Locks:   its own, for the list of streams; what is sent is sent under it.
+/// Locks:   its own, for the list of streams; none while lists are made and sent.
 class Streams
 {
 public:
@@ -27,8 +28,8 @@ public:
     Streams(const Streams&) = delete;
     Streams& operator=(const Streams&) = delete;
 
-    /// The first list is sent at once.
-    void Add(const QORMonitorQuery& iQuery, std::shared_ptr<QORWebCall> iCall);
+    /// The first list is sent at once. False when there are as many as the server is to have: others need room, too.
+    bool Add(const QORMonitorQuery& iQuery, std::shared_ptr<QORWebCall> iCall);
 
 private:
     struct Stream
@@ -40,12 +41,14 @@ private:
     };
 
     void Run();
+    void Feed(std::list<Stream>& ioStreams);
     bool Feed(Stream& ioStream) const;
 
     const QORMonitor& mMonitor;
     std::mutex mMutex; // guards what follows but the thread
     std::condition_variable mChanged;
-    std::list<Stream> mStreams;
+    std::list<Stream> mStreams; // but for those that are being fed
+    std::size_t mCount = 0;     // with those
     bool mbEnded = false;
     std::thread mThread;
 };

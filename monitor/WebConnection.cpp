@@ -33,7 +33,8 @@ constexpr std::string_view cHeaders = "X-Content-Type-Options: nosniff\r\n"
                                       "Content-Security-Policy: default-src 'none'; script-src 'self'; "
                                       "style-src 'self'; connect-src 'self'; img-src 'self' data:; base-uri 'none'; "
                                       "form-action 'none'; frame-ancestors 'none'\r\n"
-                                      "X-Frame-Options: DENY\r\n";
+                                      "X-Frame-Options: DENY\r\n"
+                                      "Cross-Origin-Resource-Policy: same-origin\r\n";
 
 QORWebAnswer MakeError(unsigned iStatus, const std::string& iReason)
 {

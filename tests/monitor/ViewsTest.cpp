@@ -126,6 +126,7 @@ TEST(Views, OfferCommandsThatMakeSense)
         {RequestReport, EnumHostState::Running, JobExecuting, "['cancel', 'time']"},
         {RequestDocument, EnumHostState::WaitingForChildren, JobHeld18, "['cancel', 'time', 'pause']"},
         {RequestDocument, EnumHostState::Paused, JobHeld19, "['cancel', 'time', 'resume']"},
+        {RequestDocument, EnumHostState::WaitingForChildren, JobPausing, "['cancel', 'time', 'resume']"},
         {RequestDocument, EnumHostState::Running, JobCancelled, "[]"}, // it is closing
         {RequestDocument, EnumHostState::Ended, JobCompleted, "[]"},
     };

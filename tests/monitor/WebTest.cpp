@@ -22,7 +22,8 @@ TEST_F(Web, SaysInEveryAnswerWhatABrowserMayNot)
               "Referrer-Policy: no-referrer\r\nCache-Control: no-store\r\n"
               "Content-Security-Policy: default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; "
               "img-src 'self' data:; base-uri 'none'; form-action 'none'; frame-ancestors 'none'\r\n"
-              "X-Frame-Options: DENY\r\nContent-Length: 11\r\nConnection: close\r\n\r\nGET /a b=c ");
+              "X-Frame-Options: DENY\r\nCross-Origin-Resource-Policy: same-origin\r\nContent-Length: 11\r\nConnection: "
+              "close\r\n\r\nGET /a b=c ");
     RawClient refused = Connect("GET /..\r\n\r\n");
     EXPECT_NE(refused.ReadAll().find("\r\nX-Frame-Options: DENY\r\n"), std::string::npos);
 }
