@@ -48,4 +48,4 @@ foreach(room IN ITEMS base context data fuzz host job record support surface win
 endforeach()
 check("tests/monitor/" "tests/(support|host|monitor)/|monitor/|${library}")
 check("tests/platform/" "tests/(support|platform)/|platform/|${library}")
-check("examples/" "${library}|(client|tasks|warehouse)/") # the last are folders of an example
+check("examples/" "${library}|(client|service|tasks|warehouse)/") # the last are folders of an example
