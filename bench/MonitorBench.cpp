@@ -80,14 +80,21 @@ void MeasureLists(int iJobs)
     host.Stop({});
 }
 
+/// One that has run ends again and again.
 void MeasureMetrics(int iJobs)
 {
     QORMonitor monitor({.mbDumps = false});
-    for (int i = 0; i < iJobs; ++i)
-        monitor.AddEnded(*MakeNamedJob(i).Get());
+    QORHost host(MakeLifeHost(0, 1));
+    host.Submit(MakeLifeJob(), {.mOnEnd = [&](const QORHostJob&, QORJob& ioJob) {
+                    for (int i = 0; i < iJobs; ++i)
+                        monitor.AddEnded(ioJob);
+                }});
+    host.RunOne(cHostUnit);
+    monitor.Watch(host);
     std::printf("\n");
     Time((std::to_string(iJobs) + " jobs have ended: metrics, ms").c_str(), 200, "less than 2",
          [&] { QORMONITOR::MakeMetrics(monitor); });
+    monitor.Forget();
 }
 
 /// A watcher that takes all it is sent.

@@ -1,9 +1,12 @@
 #include "monitor/Query.h"
 
 #include <algorithm>
+#include <compare>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <type_traits>
 #include <utility>
 
 namespace QORMONITOR
@@ -97,28 +100,39 @@ int GetRank(const QORMonitorRow& iRow)
     }
 }
 
-/// A row, and its place among all.
-struct Place
+/// A text of which most pairs differ in their first bytes: these are at hand.
+struct TextKey
 {
-    const QORMonitorRow* mpRow = nullptr;
-    std::size_t mNumber = 0;
+    explicit TextKey(std::string_view iText) : mText(iText)
+    {
+        for (std::size_t i = 0; i < sizeof(mFirst); ++i)
+            mFirst = mFirst << 8 | (i < iText.size() ? static_cast<unsigned char>(iText[i]) : 0);
+    }
+    auto operator<=>(const TextKey&) const = default;
+
+    std::uint64_t mFirst = 0;
+    std::string_view mText;
 };
 
 /// Leaves the page's rows, those with the least key first; equals in the order in which they are.
-template <class Key>
-void Sort(const QORMonitorQuery& iQuery, std::vector<const QORMonitorRow*>& ioRows, Key&& iKey)
+template <class GetKey>
+void Sort(const QORMonitorQuery& iQuery, std::vector<const QORMonitorRow*>& ioRows, GetKey&& iGetKey)
 {
+    struct Place
+    {
+        std::invoke_result_t<GetKey, const QORMonitorRow&> mKey;
+        std::size_t mNumber;
+        const QORMonitorRow* mpRow;
+    };
     std::vector<Place> places;
     places.reserve(ioRows.size());
     for (const QORMonitorRow* const row : ioRows)
-        places.push_back({row, places.size()});
+        places.push_back({iGetKey(*row), places.size(), row});
     const std::size_t begin = std::min(iQuery.mOffset, places.size());
     const std::size_t end = begin + std::min(iQuery.mLimit, places.size() - begin);
     const auto isBefore = [&](const Place& iLeft, const Place& iRight) {
-        const auto left = iKey(*iLeft.mpRow);
-        const auto right = iKey(*iRight.mpRow);
-        if (left != right)
-            return iQuery.mbDescending ? right < left : left < right;
+        if (iLeft.mKey != iRight.mKey)
+            return iQuery.mbDescending ? iRight.mKey < iLeft.mKey : iLeft.mKey < iRight.mKey;
         return iLeft.mNumber < iRight.mNumber;
     };
     const auto at = [&](std::size_t iPlace) { return places.begin() + static_cast<std::ptrdiff_t>(iPlace); };
@@ -137,14 +151,14 @@ std::size_t Select(const QORMonitorQuery& iQuery, QORMonitorTime iNow, std::vect
     const Wanted wanted(iQuery.mSearch);
     std::erase_if(ioRows, [&](const QORMonitorRow* iRow) { return !IsAskedFor(iQuery, wanted, iNow, *iRow); });
     const std::size_t total = ioRows.size();
-    const auto sort = [&](auto&& iKey) { Sort(iQuery, ioRows, iKey); };
+    const auto sort = [&](auto&& iGetKey) { Sort(iQuery, ioRows, iGetKey); };
     switch (iQuery.mSort)
     {
     case EnumMonitorSort::Id:
         sort([](const QORMonitorRow& iRow) { return iRow.mpIdentity->mId; });
         break;
     case EnumMonitorSort::User:
-        sort([](const QORMonitorRow& iRow) { return std::string_view(iRow.mpIdentity->mUser); });
+        sort([](const QORMonitorRow& iRow) { return TextKey(iRow.mpIdentity->mUser); });
         break;
     case EnumMonitorSort::Status:
         sort([](const QORMonitorRow& iRow) { return std::tuple(iRow.mStatus, iRow.mState); });
