@@ -80,20 +80,30 @@ std::string ToCell(const json& iRow, const char* iName)
 
 std::string ToTable(const json& iPage)
 {
-    constexpr const char* cNames[] = {"id",         "user",     "project",  "state",
-                                      "statusName", "unitName", "stepName", "description"};
+    constexpr const char* cNames[] = {"id",       "user",     "project", "state",      "statusName",
+                                      "unitName", "stepName", "since",   "description"};
     std::vector<std::vector<std::string>> rows;
     for (const json& job : iPage.at("jobs"))
     {
         std::vector<std::string>& cells = rows.emplace_back();
         for (const char* const name : cNames)
             cells.push_back(ToCell(job, name));
+        const auto error = job.find("error");
+        if (error != job.end() && error->is_object() && !ToCell(*error, "reason").empty())
+            cells.back() = ToCell(*error, "reason") + " | " + cells.back();
     }
     const std::string shown = OnOneLine(std::to_string(rows.size()) + " of " + ToCell(iPage, "total") + " jobs, " +
                                         ToCell(iPage, "open") + " of all open");
-    return ToTextTable(
-               {{"job", true}, {"user"}, {"project"}, {"state"}, {"status"}, {"unit"}, {"step"}, {"description"}},
-               std::move(rows)) +
+    return ToTextTable({{"job", true},
+                        {"user"},
+                        {"project"},
+                        {"state"},
+                        {"status"},
+                        {"unit"},
+                        {"step"},
+                        {"since"},
+                        {"reason, description"}},
+                       std::move(rows)) +
            shown + "\n";
 }
 

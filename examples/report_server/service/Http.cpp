@@ -1,5 +1,7 @@
 #include "service/Http.h"
 
+#include "Errors.h"
+
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/beast/core.hpp>
@@ -80,7 +82,14 @@ HttpAnswer Ask(const std::string& iServer, const HttpRequest& iRequest)
     boost::beast::flat_buffer buffer;
     http::response_parser<http::string_body> parser;
     parser.body_limit(cMostBytes);
-    connection.Run([&](auto iDone) { stream.async_connect(places, std::move(iDone)); });
+    try
+    {
+        connection.Run([&](auto iDone) { stream.async_connect(places, std::move(iDone)); });
+    }
+    catch (const std::exception& error)
+    {
+        throw SetupError(iServer + ": " + error.what());
+    }
     connection.Run([&](auto iDone) { http::async_write(stream, request, std::move(iDone)); });
     connection.Run([&](auto iDone) { http::async_read(stream, buffer, parser, std::move(iDone)); });
     const auto& answer = parser.get();

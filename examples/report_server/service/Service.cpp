@@ -8,7 +8,7 @@
 #include "service/Incoming.h"
 
 #include <algorithm>
-#include <iterator>
+#include <optional>
 #include <sstream>
 #include <string_view>
 #include <thread>
@@ -47,7 +47,7 @@ QORWebConfig MakeConfig(const Options& iOptions)
     if (!iOptions.mTokenFile.empty())
         config.mAccess.mToken = ReadToken(iOptions.mTokenFile);
     config.mAccess.mHosts = iOptions.mHostNames;
-    config.mAccess.mOpenPaths.assign(std::begin(QORMonitorSite::cOpenPaths), std::end(QORMonitorSite::cOpenPaths));
+    config.mAccess.mOpenPaths = QORMonitorSite::cOpenPaths;
     return config;
 }
 
@@ -96,8 +96,6 @@ void Service::Handle(const QORWebRequest& iRequest, const std::shared_ptr<QORWeb
 {
     constexpr std::string_view cRequests = "/requests";
     const bool bReads = iRequest.mMethod == "GET" || iRequest.mMethod == "HEAD";
-    if (!bReads && !iRequest.mPath.starts_with(cRequests))
-        LogInfo(iRequest.mMethod + " " + iRequest.mPath);
     try
     {
         if (iRequest.mPath == cRequests && iRequest.mMethod == "POST")
@@ -112,13 +110,24 @@ void Service::Handle(const QORWebRequest& iRequest, const std::shared_ptr<QORWeb
         }
         else if (iRequest.mPath == cRequests || iRequest.mPath == "/mailboxes")
             iCall->Answer(RefuseMethod(iRequest.mMethod, iRequest.mPath == cRequests ? "POST" : "GET, HEAD"));
-        else if (!mSite.Handle(iRequest, iCall))
+        else if (!(bReads ? mSite.Handle(iRequest, iCall) : Obey(iRequest, iCall)))
             iCall->Answer(MakeError(404, "there is nothing"));
     }
     catch (const RequestError& error)
     {
         iCall->Answer(MakeError(400, error.what()));
     }
+}
+
+/// Whoever reads the log wants to know who was told what, and what came of it.
+bool Service::Obey(const QORWebRequest& iRequest, const std::shared_ptr<QORWebCall>& iCall)
+{
+    std::optional<QORWebAnswer> answer = mSite.Answer(iRequest);
+    if (!answer)
+        return false;
+    LogInfo(OnOneLine(iRequest.mMethod + " " + iRequest.mPath + " " + iRequest.mBody + ": " + answer->mBody));
+    iCall->Answer(std::move(*answer));
+    return true;
 }
 
 void Service::Post(const QORWebRequest& iRequest, const std::shared_ptr<QORWebCall>& iCall)
@@ -180,8 +189,7 @@ void Service::HandleOne(const QORWebRequest& iRequest, const std::shared_ptr<QOR
         QORWebRequest cancel = iRequest;
         cancel.mMethod = "POST";
         cancel.mPath = "/jobs/" + number + "/cancel";
-        LogInfo("DELETE", id);
-        mSite.Handle(cancel, iCall);
+        Obey(cancel, iCall);
     }
     else if (iRequest.mMethod == "GET" || iRequest.mMethod == "HEAD")
     {

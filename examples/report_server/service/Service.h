@@ -45,6 +45,7 @@ public:
 
 private:
     void Handle(const QORWebRequest& iRequest, const std::shared_ptr<QORWebCall>& iCall);
+    bool Obey(const QORWebRequest& iRequest, const std::shared_ptr<QORWebCall>& iCall);
     void Post(const QORWebRequest& iRequest, const std::shared_ptr<QORWebCall>& iCall);
     void HandleOne(const QORWebRequest& iRequest, const std::shared_ptr<QORWebCall>& iCall);
     bool Submit(int iId, Request iRequest);
