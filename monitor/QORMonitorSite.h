@@ -6,6 +6,8 @@
 
 #include <memory>
 #include <optional>
+#include <string>
+#include <vector>
 
 namespace QORMONITOR
 {
@@ -22,7 +24,7 @@ class QORMonitorSite
 {
 public:
     /// The paths that hold nothing of any job: the page and its parts. For QORWebAccess::mOpenPaths.
-    static constexpr const char* cOpenPaths[] = {"/", "/page.css", "/page.js"};
+    static const inline std::vector<std::string> cOpenPaths = {"/", "/page.css", "/page.js"};
 
     explicit QORMonitorSite(QORMonitor& ioMonitor);
     ~QORMonitorSite();

@@ -28,7 +28,7 @@ int main(int argc, char** argv)
         monitor.Watch(host);
 
         QORMonitorSite site(monitor);
-        QORWebServer web({.mPort = 0, .mAccess = {.mOpenPaths = {"/", "/page.css", "/page.js"}}},
+        QORWebServer web({.mPort = 0, .mAccess = {.mOpenPaths = QORMonitorSite::cOpenPaths}},
                          [&](const QORWebRequest& iRequest, const std::shared_ptr<QORWebCall>& iCall) {
                              if (!site.Handle(iRequest, iCall))
                                  iCall->Answer({.mStatus = 404});
