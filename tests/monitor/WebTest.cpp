@@ -14,6 +14,12 @@ using namespace std::chrono_literals;
 namespace
 {
 
+#ifdef QORJOB_SANITIZED
+constexpr bool cSanitized = true;
+#else
+constexpr bool cSanitized = false;
+#endif
+
 TEST_F(Web, SaysInEveryAnswerWhatABrowserMayNot)
 {
     Start();
@@ -359,6 +365,8 @@ RawClient ConnectWithTheLastDescriptor(unsigned short iPort, rlimit& oBefore)
 
 TEST_F(Web, WaitsForDescriptorsWithoutSpinning)
 {
+    if (cSanitized)
+        GTEST_SKIP() << "a sanitizer that finds no descriptor for itself takes sound memory for bad";
     Start();
     RawClient busy = Connect(cLater);
     WaitForCall();
@@ -375,6 +383,8 @@ TEST_F(Web, WaitsForDescriptorsWithoutSpinning)
 
 TEST_F(Web, TakesTheDescriptorOfAConnectionThatIsLeftOpen)
 {
+    if (cSanitized)
+        GTEST_SKIP() << "a sanitizer that finds no descriptor for itself takes sound memory for bad";
     Start();
     RawClient left = Connect(cGet);
     left.ReadUntil("GET / ");
