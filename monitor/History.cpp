@@ -15,17 +15,6 @@ void QORMonitorHistogram::Add(double iSeconds)
 namespace QORMONITOR
 {
 
-namespace
-{
-
-double ToSeconds(QORMonitorTime iSpan)
-{
-    constexpr double cMicroseconds = 1e6;
-    return static_cast<double>(std::max<QORMonitorTime>(iSpan, 0)) / cMicroseconds;
-}
-
-} // namespace
-
 void History::Add(QORMonitorDetail iJob, std::uint64_t iGovernedPeak)
 {
     std::list<Kept> gone; // is destroyed without the lock
@@ -58,7 +47,7 @@ void History::CountFigures(const QORMonitorDetail& iJob)
     ++mFigures.mEnded[{iJob.mRow.mpIdentity->mType, iJob.mRow.mStatus}];
     for (const QORMonitorStep& step : iJob.mFinished)
         if (step.mFinish != 0)
-            mFigures.mStepSeconds[{step.mUnit, step.mId}].Add(ToSeconds(step.mFinish - step.mStart));
+            mFigures.mStepSeconds[{step.mUnit, step.mId}].Add(ToSeconds(step.mStart, step.mFinish));
         else if (step.mStart != 0)
             ++mFigures.mGivenUp[{step.mUnit, step.mId}];
     for (const QORMonitorStep& step : iJob.mTodo)
@@ -70,7 +59,7 @@ void History::CountFigures(const QORMonitorDetail& iJob)
         const QORMonitorStep* const step = FindFirstStep(iJob, i);
         if (visit.mStart != 0)
             mFigures.mWaitSeconds[{visit.mUnit, step != nullptr ? step->mId : StepNoMore}].Add(
-                ToSeconds(visit.mStart - visit.mEnter));
+                ToSeconds(visit.mEnter, visit.mStart));
     }
 }
 

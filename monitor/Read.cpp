@@ -103,13 +103,13 @@ std::map<unsigned, std::string> ReadErrors(const QORJob& iJob, const std::vector
     return errors;
 }
 
+} // namespace
+
 double ToSeconds(QORMonitorTime iFrom, QORMonitorTime iTo)
 {
     constexpr double cMicroseconds = 1e6;
     return iFrom == 0 || iTo < iFrom ? 0 : static_cast<double>(iTo - iFrom) / cMicroseconds;
 }
-
-} // namespace
 
 int GetId(const QORJob& iJob)
 {

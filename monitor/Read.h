@@ -10,6 +10,9 @@
 namespace QORMONITOR
 {
 
+/// 0 for a time that isn't set, and where a clock was set back.
+double ToSeconds(QORMonitorTime iFrom, QORMonitorTime iTo);
+
 int GetId(const QORJob& iJob);
 
 std::shared_ptr<const QORMonitorIdentity> ReadIdentity(const QORJob& iJob);
