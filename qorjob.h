@@ -22,6 +22,7 @@
 #include "job/QORJobError.h"
 #include "job/QORJobTask.h"
 #include "platform/ComObject.h"
+#include "platform/LockOrder.h"
 #include "platform/LogReference.h"
 #include "platform/QBase.h"
 #include "platform/QCOMShared.h"

@@ -3,6 +3,7 @@
 #include "base/Categories.h"
 #include "base/HeapObject.h"
 #include "base/KernelLog.h"
+#include "platform/LockOrder.h"
 #include "platform/PureCall.h"
 #include "platform/QORTask.h"
 #include "platform/QPerfMon.h"
@@ -111,6 +112,9 @@ public:
     ~GuardHold() { gGuard.store(0, std::memory_order_release); }
     GuardHold(const GuardHold&) = delete;
     GuardHold& operator=(const GuardHold&) = delete;
+
+private:
+    QSynch::LockNote mNote{&gGuard, QSynch::LockLevelInitializer};
 };
 
 } // namespace

@@ -14,6 +14,7 @@ set(QORJOB_HEADERS
     platform/ComObject.h
     platform/ComServices.h
     platform/Export.h
+    platform/LockOrder.h
     platform/LogReference.h
     platform/Mutex.h
     platform/QBase.h

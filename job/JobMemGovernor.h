@@ -38,7 +38,7 @@ public:
     operator GUID() const;
 
 private:
-    mutable QSynch::Mutex mMutex;
+    mutable QSynch::Mutex<QSynch::LockLevelShared> mMutex;
     GUID mGuid QORJOB_GUARDED_BY(mMutex) = GUID_NULL;
 };
 

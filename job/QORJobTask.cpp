@@ -24,9 +24,9 @@ constexpr HRESULT cTaskAborted = static_cast<HRESULT>(0x8004FE0F);
 constexpr int cAbortReport = 4;
 
 /// Serialises making the registry, which clears the profile indices. Static objects of other modules may add names.
-QSynch::Mutex& GetRegistryMutex()
+QSynch::Mutex<QSynch::LockLevelShared>& GetRegistryMutex()
 {
-    static QSynch::Mutex mutex;
+    static QSynch::Mutex<QSynch::LockLevelShared> mutex;
     return mutex;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/Export.h"
+#include "platform/LockOrder.h"
 #include "platform/ThreadSafety.h"
 
 #if defined(_WIN32)
@@ -80,10 +81,13 @@ private:
 
 #endif
 
-/// The system's mutex with the annotations that its own lacks. Not re-entrant.
+/// The system's mutex with a level, and the annotations that its own lacks. Not re-entrant.
+template <int iLevel>
 class QORJOB_CAPABILITY("mutex") Mutex
 {
 public:
+    static constexpr int cLevel = iLevel;
+
     void Enter() QORJOB_ACQUIRE() { mMutex.Enter(); }
     void Leave() QORJOB_RELEASE() { mMutex.Leave(); }
 
@@ -92,17 +96,22 @@ private:
 };
 
 /// Holds a mutex for a scope.
+template <class Lock>
 class QORJOB_SCOPED_CAPABILITY MutexHold
 {
 public:
-    explicit MutexHold(Mutex& iMutex) QORJOB_ACQUIRE(iMutex) : mMutex(iMutex) { mMutex.Enter(); }
+    explicit MutexHold(Lock& iMutex) QORJOB_ACQUIRE(iMutex) : mNote(&iMutex, Lock::cLevel), mMutex(iMutex)
+    {
+        mMutex.Enter();
+    }
     ~MutexHold() QORJOB_RELEASE() { mMutex.Leave(); }
 
     MutexHold(const MutexHold&) = delete;
     MutexHold& operator=(const MutexHold&) = delete;
 
 private:
-    Mutex& mMutex;
+    LockNote mNote;
+    Lock& mMutex;
 };
 
 } // namespace QSynch

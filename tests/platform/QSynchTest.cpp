@@ -67,7 +67,7 @@ TEST(NewLocks, KeepTwoFirstUsersApart)
 TEST(Locks, LetOneThreadInAtATimeAndASectionsThreadAgainUntilItsLastLeave)
 {
     alignas(QSynch::cCriticalSectionAlignment) std::byte place[QSynch::cCriticalSectionBytes];
-    QSynch::Mutex mutex;
+    QSynch::Mutex<QSynch::LockLevelNone> mutex;
     CriticalSection* const sections[] = {QSynch::CreateCriticalSection(1), QSynch::CreateCriticalSection(1, place)};
     int counts[3] = {};
     const auto countUp = [](int& ioCount) {

@@ -80,7 +80,7 @@ struct Farewell
     }
 
     QBase::PtrI<QORJob> mJob;
-    QSynch::Mutex mMutex;
+    QSynch::Mutex<QSynch::LockLevelNone> mMutex;
     QSynch::RWLockPtr mRead, mWritten;
 };
 

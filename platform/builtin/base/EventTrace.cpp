@@ -14,7 +14,7 @@ namespace
 
 struct Trace
 {
-    QSynch::Mutex mMutex;
+    QSynch::Mutex<QSynch::LockLevelDiagnostics> mMutex;
     std::vector<std::string> mCalls QORJOB_GUARDED_BY(mMutex);
 };
 

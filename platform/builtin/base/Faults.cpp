@@ -24,7 +24,7 @@ constexpr unsigned BitOf(EnumFault iFault) { return 1u << static_cast<unsigned>(
 // The blocks and not only their number: freeing a block from before the count would hide a leak.
 struct Blocks
 {
-    QSynch::Mutex mMutex;
+    QSynch::Mutex<QSynch::LockLevelDiagnostics> mMutex;
     std::unordered_set<const void*> mTaken QORJOB_GUARDED_BY(mMutex);
 };
 

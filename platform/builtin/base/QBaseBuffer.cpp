@@ -1,3 +1,4 @@
+#include "platform/LockOrder.h"
 #include "platform/QBase.h"
 #include "platform/ThreadSafety.h"
 #include "platform/builtin/EventTrace.h"
@@ -85,13 +86,18 @@ private:
 class QORJOB_SCOPED_CAPABILITY GrowthHold
 {
 public:
-    explicit GrowthHold(GrowthGuard& iGuard) QORJOB_ACQUIRE(iGuard) : mGuard(iGuard) { mGuard.Enter(); }
+    explicit GrowthHold(GrowthGuard& iGuard) QORJOB_ACQUIRE(iGuard)
+        : mNote(&iGuard, QSynch::LockLevelSystem), mGuard(iGuard)
+    {
+        mGuard.Enter();
+    }
     ~GrowthHold() QORJOB_RELEASE() { mGuard.Leave(); }
 
     GrowthHold(const GrowthHold&) = delete;
     GrowthHold& operator=(const GrowthHold&) = delete;
 
 private:
+    QSynch::LockNote mNote;
     GrowthGuard& mGuard;
 };
 

@@ -15,7 +15,7 @@ namespace
 
 struct MemGovernors
 {
-    QSynch::Mutex mMutex;
+    QSynch::Mutex<QSynch::LockLevelShared> mMutex;
     list<MemGovernorProxy*> mProxies QORJOB_GUARDED_BY(mMutex);
 };
 

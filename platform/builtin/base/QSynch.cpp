@@ -1,5 +1,6 @@
 #include "platform/QSynch.h"
 
+#include "platform/LockOrder.h"
 #include "platform/Mutex.h"
 #include "platform/QBase.h"
 #include "platform/builtin/EventTrace.h"
@@ -16,6 +17,37 @@ namespace QSynch
 
 namespace
 {
+
+/// What docs/locking.md says of the library's categories. Others have no place in the order.
+constexpr int GetLevel(int iCategory)
+{
+    switch (iCategory)
+    {
+    case 4:
+        return LockLevelJob;
+    case 300:
+        return LockLevelContext;
+    case -3:
+        return LockLevelThreadMessages;
+    case 26:
+    case 27:
+        return LockLevelShared; // a dependency manager's, a registry's
+    default:
+        return LockLevelNone;
+    }
+}
+
+void NoteTaken(const void* iLock, int iCategory) noexcept
+{
+    if constexpr (cbLocksAreWatched)
+        NoteLockTaken(iLock, GetLevel(iCategory));
+}
+
+void NoteLeft(const void* iLock) noexcept
+{
+    if constexpr (cbLocksAreWatched)
+        NoteLockLeft(iLock);
+}
 
 /// The thread that holds the lock is known by its mark, so that to take it once more is a look at a number.
 class CriticalSectionBody final : public CriticalSection
@@ -35,6 +67,7 @@ public:
             ++mFurtherEntries;
             return;
         }
+        NoteTaken(this, mCategory);
         mMutex.Enter();
         mOwner.store(self, std::memory_order_relaxed);
     }
@@ -48,6 +81,7 @@ public:
         }
         mOwner.store(0, std::memory_order_relaxed);
         mMutex.Leave();
+        NoteLeft(this);
     }
 
 private:
@@ -122,12 +156,28 @@ void DestroyRWLock(RWLock* iLock) noexcept
     QBase::HeapFree(&body);
 }
 
-void RWLock::EnterRead() { BodyOf(this).mMutex.lock_shared(); }
+void RWLock::EnterRead()
+{
+    NoteTaken(this, BodyOf(this).mCategory);
+    BodyOf(this).mMutex.lock_shared();
+}
 
-void RWLock::LeaveRead() { BodyOf(this).mMutex.unlock_shared(); }
+void RWLock::LeaveRead()
+{
+    BodyOf(this).mMutex.unlock_shared();
+    NoteLeft(this);
+}
 
-void RWLock::EnterWrite() { BodyOf(this).mMutex.lock(); }
+void RWLock::EnterWrite()
+{
+    NoteTaken(this, BodyOf(this).mCategory);
+    BodyOf(this).mMutex.lock();
+}
 
-void RWLock::LeaveWrite() { BodyOf(this).mMutex.unlock(); }
+void RWLock::LeaveWrite()
+{
+    BodyOf(this).mMutex.unlock();
+    NoteLeft(this);
+}
 
 } // namespace QSynch

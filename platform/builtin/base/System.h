@@ -25,4 +25,14 @@ bool ToLocalTime(std::time_t iTime, std::tm& oLocal) noexcept;
 /// would get a stream's number, and with it the program's output.
 void OpenStandardStreams() noexcept;
 
+/// Who has called whom; empty where the system doesn't know.
+struct CallStack
+{
+    void Capture() noexcept;
+    void Print() const noexcept; ///< to the error stream
+
+    void* mCalls[16]{};
+    int mCount = 0;
+};
+
 } // namespace Builtin::System

@@ -33,7 +33,7 @@ struct Entry
 
 struct Sinks
 {
-    QSynch::Mutex mMutex; // held while the sinks write: lines stay whole and in order
+    QSynch::Mutex<QSynch::LockLevelSinks> mMutex; // held while the sinks write: lines stay whole and in order
     std::map<int, Entry> mSinks QORJOB_GUARDED_BY(mMutex);
     int mLastId QORJOB_GUARDED_BY(mMutex) = 0;
 

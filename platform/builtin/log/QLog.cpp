@@ -25,7 +25,7 @@ namespace
 /// The state from the library's first initialiser to its last one.
 struct Uptime
 {
-    QSynch::Mutex mMutex;
+    QSynch::Mutex<QSynch::LockLevelLogUsers> mMutex;
     int mSinkId QORJOB_GUARDED_BY(mMutex) = 0; ///< of the environment's sink; 0: none
 };
 

@@ -87,7 +87,7 @@ struct Rule
 
 struct Table
 {
-    QSynch::Mutex mMutex;
+    QSynch::Mutex<QSynch::LockLevelRouters> mMutex;
     /// Each removes itself with its last reference.
     std::map<Key, RouterBody*> mLive QORJOB_GUARDED_BY(mMutex);
     /// A later one overrides an earlier one.

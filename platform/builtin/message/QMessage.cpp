@@ -275,7 +275,7 @@ private:
     }
 
     const PtrI<IUnknown> mItem;
-    QSynch::Mutex mMutex;
+    QSynch::Mutex<QSynch::LockLevelShared> mMutex;
     std::vector<Bytes> mBodies QORJOB_GUARDED_BY(mMutex);
     HRESULT mErrorCode QORJOB_GUARDED_BY(mMutex) = S_OK;
     bool mbOpen QORJOB_GUARDED_BY(mMutex) = true;
@@ -311,7 +311,7 @@ private:
         return mpReceiver;
     }
 
-    QSynch::Mutex mMutex;
+    QSynch::Mutex<QSynch::LockLevelShared> mMutex;
     std::shared_ptr<Receiver> mpReceiver QORJOB_GUARDED_BY(mMutex);
 };
 

@@ -17,7 +17,7 @@ using Listener = std::function<void()>;
 
 struct ListenerPlace
 {
-    QSynch::Mutex mMutex;
+    QSynch::Mutex<QSynch::LockLevelShared> mMutex;
     std::shared_ptr<const Listener> mpListener QORJOB_GUARDED_BY(mMutex);
 };
 

@@ -1,6 +1,7 @@
 // A set of addresses with a lock of its own, for the live objects of a category.
 #pragma once
 
+#include "platform/LockOrder.h"
 #include "platform/ThreadSafety.h"
 #include "platform/builtin/base/SystemLocks.h"
 #include "platform/builtin/perf/Shards.h"
@@ -44,13 +45,18 @@ private:
 class QORJOB_SCOPED_CAPABILITY SpinHold
 {
 public:
-    explicit SpinHold(SpinLock& iLock) noexcept QORJOB_ACQUIRE(iLock) : mLock(iLock) { mLock.Enter(); }
+    explicit SpinHold(SpinLock& iLock) noexcept QORJOB_ACQUIRE(iLock)
+        : mNote(&iLock, QSynch::LockLevelSystem), mLock(iLock)
+    {
+        mLock.Enter();
+    }
     ~SpinHold() QORJOB_RELEASE() { mLock.Leave(); }
 
     SpinHold(const SpinHold&) = delete;
     SpinHold& operator=(const SpinHold&) = delete;
 
 private:
+    QSynch::LockNote mNote;
     SpinLock& mLock;
 };
 

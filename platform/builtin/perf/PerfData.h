@@ -83,7 +83,7 @@ inline constinit AddressSet gLiveObjects[cCategoryCount][cSetCount]{};
 
 struct Pulses
 {
-    QSynch::Mutex mMutex;
+    QSynch::Mutex<QSynch::LockLevelSystem> mMutex;
     std::vector<PerfReadings::Pulse> mPulses QORJOB_GUARDED_BY(mMutex);
 };
 

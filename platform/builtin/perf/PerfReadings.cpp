@@ -18,7 +18,7 @@ namespace
 
 struct CounterNames
 {
-    QSynch::Mutex mMutex;
+    QSynch::Mutex<QSynch::LockLevelSystem> mMutex;
     std::map<int, std::string> mNames QORJOB_GUARDED_BY(mMutex);
 };
 

@@ -37,9 +37,9 @@ public:
 
 constinit Monitor gMonitor;
 
-QSynch::Mutex& GetProfileNamesMutex() // for adding
+QSynch::Mutex<QSynch::LockLevelSystem>& GetProfileNamesMutex() // for adding
 {
-    static NeverDestroyed<QSynch::Mutex> mutex;
+    static NeverDestroyed<QSynch::Mutex<QSynch::LockLevelSystem>> mutex;
     return mutex.Get();
 }
 

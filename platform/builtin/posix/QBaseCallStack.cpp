@@ -3,10 +3,13 @@
 #if __has_include(<execinfo.h>)
 
 #include "platform/QResource.h"
+#include "platform/builtin/base/System.h"
 
 #include <execinfo.h>
+#include <unistd.h>
 
 #include <cstdlib>
+#include <iterator>
 #include <memory>
 
 std::string QBase::GetCallStackText()
@@ -29,9 +32,19 @@ std::string QBase::GetCallStackText()
     return text;
 }
 
+void Builtin::System::CallStack::Capture() noexcept { mCount = ::backtrace(mCalls, std::size(mCalls)); }
+
+void Builtin::System::CallStack::Print() const noexcept { ::backtrace_symbols_fd(mCalls, mCount, STDERR_FILENO); }
+
 #else
+
+#include "platform/builtin/base/System.h"
 
 // The C library knows no call stacks.
 std::string QBase::GetCallStackText() { return {}; }
+
+void Builtin::System::CallStack::Capture() noexcept {}
+
+void Builtin::System::CallStack::Print() const noexcept {}
 
 #endif

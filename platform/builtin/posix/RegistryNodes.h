@@ -32,7 +32,7 @@ struct RegistryNameOrder
 };
 
 /// Guards all nodes.
-inline constinit QSynch::Mutex gRegistryMutex;
+inline constinit QSynch::Mutex<QSynch::LockLevelShared> gRegistryMutex;
 
 struct RegistryNode
 {

@@ -21,9 +21,9 @@ namespace Builtin::Texts
 namespace
 {
 
-QSynch::Mutex& GetAddingMutex()
+QSynch::Mutex<QSynch::LockLevelSystem>& GetAddingMutex()
 {
-    static NeverDestroyed<QSynch::Mutex> mutex;
+    static NeverDestroyed<QSynch::Mutex<QSynch::LockLevelSystem>> mutex;
     return mutex.Get();
 }
 

@@ -1,5 +1,9 @@
 #include "platform/QBase.h"
 #include "platform/QResource.h"
+#include "platform/builtin/base/System.h"
+
+#include <cstdio>
+#include <iterator>
 
 std::string QBase::GetCallStackText()
 {
@@ -15,4 +19,15 @@ std::string QBase::GetCallStackText()
         text.append(call == 1 ? "" : "\n").append(lines.GetArguments().back());
     }
     return text;
+}
+
+void Builtin::System::CallStack::Capture() noexcept
+{
+    mCount = ::CaptureStackBackTrace(0, static_cast<DWORD>(std::size(mCalls)), mCalls, nullptr);
+}
+
+void Builtin::System::CallStack::Print() const noexcept
+{
+    for (int call = 0; call < mCount; ++call)
+        std::fprintf(stderr, "%p\n", mCalls[call]);
 }
