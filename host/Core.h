@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/Log.h"
+#include "host/Mutexes.h"
 #include "host/QORHost.h"
 #include "host/Record.h"
 #include "host/Timers.h"
@@ -9,7 +10,6 @@
 
 #include <array>
 #include <atomic>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
@@ -77,7 +77,7 @@ public:
 private:
     Core& mCore;
     Record& mRecord;
-    std::unique_lock<std::mutex> mLock;
+    std::unique_lock<RecordMutex> mLock;
     std::stop_source mStop{std::nostopstate};
     bool mbCancelChildren = false;
     bool mbEnd = false;
@@ -254,10 +254,10 @@ private:
     std::atomic<int> mRunUntils{0};          // threads of the server's own that wait for a job's end
     std::atomic<std::size_t> mUnfinished{0}; // jobs, until their callbacks have ended; who waits for 0 has the mutex
 
-    std::mutex mMutex; // guards what follows
-    std::condition_variable mRoom;
-    std::condition_variable mClosingBegun;
-    std::condition_variable mAllEnded;
+    OwnMutex mMutex; // guards what follows
+    QSynch::Condition mRoom;
+    QSynch::Condition mClosingBegun;
+    QSynch::Condition mAllEnded;
     std::list<std::shared_ptr<Record>> mOpen; // until the job has ended
     std::size_t mOpenJobs = 0;                // those that aren't children
     unsigned mPasses = 0;                     // through the open jobs, at the end

@@ -1,12 +1,12 @@
 // What the host knows of one job.
 #pragma once
 
+#include "host/Mutexes.h"
 #include "host/QORHostTypes.h"
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <list>
 #include <map>
@@ -120,8 +120,8 @@ struct Record : std::enable_shared_from_this<Record>
     std::optional<Tickets::iterator> mTimerPlace;
 
     // --- Under this mutex: all that follows. ---
-    mutable std::mutex mMutex;
-    mutable std::condition_variable mEnded;
+    mutable RecordMutex mMutex;
+    mutable QSynch::Condition mEnded;
     std::shared_ptr<Core> mpCore;               ///< null once the job has ended
     QBase::PtrI<QORJob> mpJob;                  ///< the same
     QBase::PtrI<ICKDXProcessContext> mpContext; ///< the same; null for a job without one

@@ -1,9 +1,9 @@
 // Which records are to be looked at when.
 #pragma once
 
+#include "host/Mutexes.h"
 #include "host/Record.h"
 
-#include <condition_variable>
 #include <memory>
 #include <mutex>
 
@@ -36,8 +36,8 @@ public:
     void Close();
 
 private:
-    std::mutex mMutex; // guards what follows
-    std::condition_variable mChanged;
+    OwnMutex mMutex; // guards what follows
+    QSynch::Condition mChanged;
     Tickets mTimers;
     std::uint64_t mLastNumber = 0;
     bool mbClosed = false;

@@ -1,11 +1,11 @@
 // A unit's queue and its threads.
 #pragma once
 
+#include "host/Mutexes.h"
 #include "host/QORHostTypes.h"
 #include "host/Record.h"
 
 #include <atomic>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <list>
@@ -76,9 +76,9 @@ private:
     const std::size_t mPlace;
     Core& mCore;
 
-    mutable std::mutex mMutex; // guards what follows
-    std::condition_variable mFilled;
-    std::condition_variable mWorkerEnded;
+    mutable OwnMutex mMutex; // guards what follows
+    QSynch::Condition mFilled;
+    QSynch::Condition mWorkerEnded;
     Tickets mQueue;
     std::size_t mParked = 0;
     std::uint64_t mLastNumber = 0;

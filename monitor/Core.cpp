@@ -118,7 +118,7 @@ std::shared_ptr<const Table> Core::GetTable()
 }
 
 /// By one thread at a time. What was seen of a source that has been replaced meanwhile isn't kept.
-std::shared_ptr<const Table> Core::Look(std::unique_lock<std::mutex>& ioHold)
+std::shared_ptr<const Table> Core::Look(std::unique_lock<LookMutex>& ioHold)
 {
     mbLooking = true;
     const unsigned generation = mGeneration;

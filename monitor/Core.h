@@ -2,11 +2,11 @@
 #pragma once
 
 #include "monitor/History.h"
+#include "monitor/Mutexes.h"
 #include "monitor/QORMonitor.h"
 #include "monitor/Source.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -70,7 +70,7 @@ private:
     };
 
     std::shared_ptr<const Table> GetTable();
-    std::shared_ptr<const Table> Look(std::unique_lock<std::mutex>& ioHold);
+    std::shared_ptr<const Table> Look(std::unique_lock<LookMutex>& ioHold);
     void Run();
     View GetView();
     static std::vector<const QORMonitorRow*> GetRows(const View& iView);
@@ -79,13 +79,13 @@ private:
     const QORMonitorConfig mConfig;
     History mHistory;
 
-    mutable std::mutex mSourceMutex; // guards what follows
-    std::condition_variable mLeft;   // somebody doesn't use a source any more
+    mutable SourceMutex mSourceMutex; // guards what follows
+    QSynch::Condition mLeft;          // somebody doesn't use a source any more
     std::shared_ptr<const Source> mpSource;
 
-    std::mutex mLookMutex; // guards what follows but the thread
-    std::condition_variable mAsked;
-    std::condition_variable mLooked;
+    LookMutex mLookMutex; // guards what follows but the thread
+    QSynch::Condition mAsked;
+    QSynch::Condition mLooked;
     unsigned mGeneration = 0;             // of the source
     std::shared_ptr<const Table> mpTable; // null: none of this source yet
     Clock::time_point mLookedAt{};

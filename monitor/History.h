@@ -1,6 +1,7 @@
 // What is left of jobs that have ended: the last of them, and figures of all.
 #pragma once
 
+#include "monitor/Mutexes.h"
 #include "monitor/QORMonitor.h"
 
 #include <cstddef>
@@ -48,8 +49,8 @@ private:
     const std::size_t mMost;
     const std::uint64_t mMostBytes;
 
-    mutable std::mutex mMutex; // guards what follows
-    std::list<Kept> mKept;     // the last one at the end
+    mutable OwnMutex mMutex; // guards what follows
+    std::list<Kept> mKept;   // the last one at the end
     std::unordered_map<int, Ended> mById;
     std::uint64_t mCount = 0;
     QORMonitorFigures mFigures;

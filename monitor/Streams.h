@@ -1,10 +1,10 @@
 // Lists that are sent again and again, to those who keep a page open.
 #pragma once
 
+#include "monitor/Mutexes.h"
 #include "monitor/QORMonitor.h"
 #include "monitor/QORWeb.h"
 
-#include <condition_variable>
 #include <cstddef>
 #include <list>
 #include <memory>
@@ -45,8 +45,8 @@ private:
     bool Feed(Stream& ioStream) const;
 
     const QORMonitor& mMonitor;
-    std::mutex mMutex; // guards what follows but the thread
-    std::condition_variable mChanged;
+    OwnMutex mMutex; // guards what follows but the thread
+    QSynch::Condition mChanged;
     std::list<Stream> mStreams; // but for those that are being fed
     std::size_t mCount = 0;     // with those
     bool mbEnded = false;

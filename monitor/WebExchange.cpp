@@ -119,7 +119,7 @@ void WebExchange::End()
 }
 
 /// Without the lock, for on the server's own thread the connection looks at once.
-void WebExchange::Wake(std::unique_lock<std::mutex>& ioLock)
+void WebExchange::Wake(std::unique_lock<QORMONITOR::OwnMutex>& ioLock)
 {
     if (std::exchange(mbAwake, true))
         return;

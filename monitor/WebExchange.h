@@ -1,6 +1,7 @@
 // One request's answer, on its way from whoever gives it to its connection.
 #pragma once
 
+#include "monitor/Mutexes.h"
 #include "monitor/QORWeb.h"
 
 #include <boost/asio/io_context.hpp>
@@ -60,13 +61,13 @@ private:
     };
 
     void Start(QORWebAnswer iAnswer, EnumPhase iPhase);
-    void Wake(std::unique_lock<std::mutex>& ioLock);
+    void Wake(std::unique_lock<QORMONITOR::OwnMutex>& ioLock);
 
     const std::shared_ptr<boost::asio::io_context> mpIo; // lives as long as somebody may wake the connection by it
     const std::weak_ptr<WebConnection> mpConnection;
     const std::size_t mMostUnsentBytes;
 
-    std::mutex mMutex; // guards what follows
+    QORMONITOR::OwnMutex mMutex; // guards what follows
     EnumPhase mPhase = EnumPhase::Open;
     WebOutput mNext;
     std::size_t mTaken = 0; // bytes that are being written
