@@ -69,6 +69,9 @@ TEST_F(MemGovernor, KeepsItsPeakNeverOwesAndRefusesThoughItCantSayWhy)
     EXPECT_EQ(governor.Request(cMost, text), cMemoryRefused) << "the sum overflows";
     EXPECT_TRUE(text.empty()) << "no memory for the reason";
     EXPECT_TRUE(governor.mbCancel);
+    governor.mLimitBytes = cMost;
+    EXPECT_FALSE(IsGranted(governor, cMost - 999));
+    EXPECT_TRUE(IsGranted(governor, cMost - 1000)) << "to the last byte";
 }
 
 TEST_F(MemGovernor, SaysWhatItRefusesAndHowMuchIsLeft)

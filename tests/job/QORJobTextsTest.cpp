@@ -176,7 +176,7 @@ TEST_F(JobTexts, SumTheJobUpInOneLine)
 {
     const FullJob full;
     QORJob& job = *full.mJob.Get();
-    EXPECT_EQ(QORJobData::AddName(QORJOB_W("\U0001F600 item"), 3), S_OK); // behind the library's own name
+    EXPECT_EQ(QORJobData::AddName(QORJOB_W("\U0001F600 \xD83Ditem\xD83D"), 3), S_OK); // behind the library's own name
     const auto local = [](int iMoment) {
         const QBase::wstring text = Moment(iMoment).ToLocalTime().ToText();
         return std::wstring(text.begin(), text.end());
@@ -195,7 +195,7 @@ TEST_F(JobTexts, SumTheJobUpInOneLine)
         EXPECT_EQ(stream.flags() & std::ios::basefield, std::ios::dec);
         EXPECT_EQ(stream.str(),
                   L"Job 4711: Priority = 22, StepsCompleted = <12 11 >,, StepsToDo = <13 14 >,, Data Items "
-                  L"= <QORDataMachineName \U0001F600 item >, Source = 24, Type = 1a, CreationTime = " +
+                  L"= <QORDataMachineName \U0001F600 \xD83Ditem\xD83D >, Source = 24, Type = 1a, CreationTime = " +
                       local(1) + L", WaitingTime = 0ms, Status: " + word + L",  entered at " + local(2) + L"\n");
     }
     EXPECT_THROW((stream.setstate(std::ios::badbit), stream.exceptions(std::ios::badbit)), std::ios_base::failure);

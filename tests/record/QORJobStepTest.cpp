@@ -60,6 +60,16 @@ QORJobStep FullStep()
 
 } // namespace
 
+// People search logs for these names, and programs read them: one that changes is noticed here.
+TEST(StepNames, AreThoseOnRecord)
+{
+    std::uint32_t digest = 0x811C9DC5; // FNV-1a
+    for (int step = -1; step <= StepNoOp + 1; ++step)
+        for (const char character : QBase::WideCharToUTF8(GetStepName(step)) + '\n')
+            digest = (digest ^ static_cast<unsigned char>(character)) * 0x01000193;
+    EXPECT_EQ(digest, 0x11C5B6DEu);
+}
+
 TEST_F(JobRecord, OfAStepIsCopiedWithoutItsProcessorTime)
 {
     const QORJobStep step = FullStep();
