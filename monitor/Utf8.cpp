@@ -72,7 +72,7 @@ char32_t TakeCharacter(std::string_view& ioText, std::string_view& oBytes)
     while (taken < std::min(length, ioText.size()) && IsContinuation(ioText[taken]))
         character = (character << 6) | (static_cast<unsigned char>(ioText[taken++]) & 0x3F);
     constexpr char32_t cLeast[] = {0, 0, 0x80, 0x800, 0x10000}; // of that length: a longer form is none
-    const bool bCharacter = taken == length && character >= cLeast[length] && character <= 0x10FFFF &&
+    const bool bCharacter = taken == length && first < 0xF8 && character >= cLeast[length] && character <= 0x10FFFF &&
                             (character < 0xD800 || character > 0xDFFF);
     oBytes = ioText.substr(0, bCharacter ? length : 1);
     ioText.remove_prefix(oBytes.size());
