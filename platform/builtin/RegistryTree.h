@@ -23,7 +23,7 @@ namespace Builtin::RegistryTree
 {
 
 /// Makes the key (`HKEY_LOCAL_MACHINE\SOFTWARE`) with the keys above it; throws QBase::Message for an
-/// unknown root or an empty name.
+/// unknown root, an empty name, or more than 512 names.
 QORJOB_API void CreateKey(std::string_view iPath);
 /// Sets a text; makes its key. An empty name is the unnamed value.
 QORJOB_API void SetText(std::string_view iPath, std::string_view iName, std::string_view iText);

@@ -88,6 +88,21 @@ TEST_F(RegistryTree, IsReadByPathWhateverTheCase)
     EXPECT_EQ(language.ReadText(QORJOB_W("None"), QORJOB_W("default")), QORJOB_W("default"));
 }
 
+TEST_F(RegistryTree, IsNoDeeperThanItsEndCanBe)
+{
+    std::string deepest = "[HKEY_CURRENT_USER";
+    for (int names = 1; names < 512; ++names)
+        deepest += "\\a";
+    EXPECT_EQ(Complaint(deepest + "]"), "");
+    for (const int more : {1, 100'000})
+    {
+        std::string deeper = deepest;
+        for (int names = 0; names < more; ++names)
+            deeper += "\\a";
+        EXPECT_EQ(Complaint(deeper + "]"), "setup.txt:1: the key's path has more than 512 names");
+    }
+}
+
 TEST_F(RegistryTree, TakesAFileWholeOrNotAtAll)
 {
     const std::pair<const char*, const char*> rows[] = {

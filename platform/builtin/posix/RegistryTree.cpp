@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <string>
 #include <vector>
 
 namespace Builtin::RegistryTree
@@ -27,10 +28,15 @@ RegistryNode& Make(RegistryNode& ioRoot, std::string_view iPath) QORJOB_REQUIRES
     return *node;
 }
 
+/// As on Windows. The tree ends name by name: the end of a very deep one would take more than a thread's stack.
+constexpr int cMostNames = 512;
+
 void CheckPath(std::string_view iPath)
 {
     if (iPath.empty() || iPath.back() == '\\' || iPath.front() == '\\' || iPath.find("\\\\") != std::string_view::npos)
         throw QBase::Message("a name is missing in the key's path");
+    if (std::count(iPath.begin(), iPath.end(), '\\') >= cMostNames)
+        throw QBase::Message("the key's path has more than " + std::to_string(cMostNames) + " names");
     std::string_view rest = iPath;
     const std::string_view root = TakeRegistryName(rest);
     const RegistryNameOrder before;
