@@ -158,22 +158,26 @@ Bytes PackEntry(unsigned iCode, std::string_view iSource, std::span<const std::s
 HRESULT UnpackEntry(std::span<const BYTE> iBody, Entry& oEntry)
 {
     Reader reader(iBody);
+    Entry entry;
     const std::optional<std::uint32_t> code = reader.TakeNumber();
-    if (!code || !reader.TakeText(oEntry.mSource))
+    if (!code || !reader.TakeText(entry.mSource))
         return E_INVALIDARG;
-    oEntry.mCode = *code;
+    entry.mCode = *code;
 
     const std::optional<std::uint32_t> count = reader.TakeNumber();
     // Each argument takes at least the bytes of its length: a larger count is damage, for which no memory is allocated.
     if (!count || *count > reader.GetBytesLeft() / sizeof(std::uint32_t))
         return E_INVALIDARG;
-    oEntry.mArguments.resize(*count);
-    for (std::string& argument : oEntry.mArguments)
+    entry.mArguments.resize(*count);
+    for (std::string& argument : entry.mArguments)
     {
         if (!reader.TakeText(argument))
             return E_INVALIDARG;
     }
-    return reader.GetBytesLeft() == 0 ? S_OK : E_INVALIDARG;
+    if (reader.GetBytesLeft() != 0)
+        return E_INVALIDARG;
+    oEntry = std::move(entry);
+    return S_OK;
 }
 
 HRESULT ReadBlock(ICKDXReadBlockStream& iStream, Block& oBlock)
