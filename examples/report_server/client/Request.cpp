@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <fstream>
 #include <map>
+#include <memory>
 #include <sstream>
 #include <string_view>
 
@@ -185,11 +186,11 @@ RequestFile ReadRequests(const std::filesystem::path& iPath)
     std::ifstream stream = OpenToRead(iPath);
     RequestFile file;
     Locales locales;
-    std::string text(cLongestLine, '\0');
-    for (int line = 1; stream.getline(text.data(), static_cast<std::streamsize>(text.size())); ++line)
+    const auto text = std::make_unique_for_overwrite<char[]>(cLongestLine);
+    for (int line = 1; stream.getline(text.get(), static_cast<std::streamsize>(cLongestLine)); ++line)
     {
         const auto length = static_cast<std::size_t>(stream.gcount()) - (stream.eof() ? 0 : 1);
-        const std::string_view trimmed = Trim(std::string_view(text).substr(0, length));
+        const std::string_view trimmed = Trim({text.get(), length});
         if (trimmed.empty() || trimmed.front() == '#')
             continue;
         try
