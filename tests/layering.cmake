@@ -43,9 +43,11 @@ check("monitor/" "qorjob.h$|qorhost.h$|monitor/|platform/builtin/[^/]*$|job/Kern
 string(APPEND library "|monitor/QOR(Monitor|Web)[A-Za-z]*.h$")
 check("qormonitor.h$" "monitor/QOR(Monitor|Web)")
 check("bench/" "${library}")
-foreach(room IN ITEMS base context data fuzz host job record support surface windows)
+foreach(room IN ITEMS base context data host job record support surface windows)
     check("tests/${room}/" "tests/(support|${room})/|${library}")
 endforeach()
 check("tests/monitor/" "tests/(support|host|monitor)/|monitor/|${library}")
+# The fuzzers go to those who read what comes from outside, wherever they stand.
+check("tests/fuzz/" "tests/fuzz/|platform/|monitor/|examples/report_server/|${library}")
 check("tests/platform/" "tests/(support|platform)/|platform/|${library}")
 check("examples/" "${library}|(client|service|tasks|warehouse)/") # the last are folders of an example

@@ -1,31 +1,14 @@
 // What becomes of any target and any headers of a request. The first line is the target, the second the method; then
 // come headers. What is taken of a target has to come out of its own encoding again, and nobody is served who may not
 // be.
+#include "monitor/ListQuery.h"
 #include "monitor/QORWeb.h"
-
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
+#include "tests/fuzz/Fuzz.h"
 
 namespace
 {
 
 const std::string cToken = "0123456789abcdef";
-
-void Require(bool ibHolds)
-{
-    if (!ibHolds)
-        std::abort();
-}
-
-std::string TakeLine(std::string_view& ioText)
-{
-    const std::size_t end = std::min(ioText.find('\n'), ioText.size());
-    std::string line(ioText.substr(0, end));
-    ioText.remove_prefix(std::min(end + 1, ioText.size()));
-    return line;
-}
 
 std::string Encode(std::string_view iText)
 {
@@ -62,6 +45,21 @@ void TryTarget(QORWebRequest& ioRequest, const std::string& iTarget)
     Require(again.SetTarget(target) && again.mPath == ioRequest.mPath && again.mQuery == ioRequest.mQuery);
 }
 
+/// A list's query is read, or refused with words for who has sent it.
+void TryList(const QORWebRequest& iRequest)
+{
+    try
+    {
+        const QORMonitorQuery query = QORMONITOR::ReadListQuery(iRequest);
+        Require(query.mUser == iRequest.GetQuery("user") && query.mSearch == iRequest.GetQuery("search"));
+        Require(query.mLimit >= 1 && query.mLimit <= 500 && query.mOlder.count() >= 0);
+    }
+    catch (const QORMONITOR::BadRequest& refusal)
+    {
+        Require(!iRequest.mQuery.empty() && *refusal.what() != '\0');
+    }
+}
+
 void TryAccess(const QORWebRequest& iRequest)
 {
     const bool bToken = MakeLower(iRequest.GetHeader("authorization").substr(0, 7)) == "bearer " &&
@@ -81,13 +79,14 @@ void TryAccess(const QORWebRequest& iRequest)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* iData, std::size_t iSize)
 {
-    std::string_view text(reinterpret_cast<const char*>(iData), iSize);
+    std::string_view text = ToText(iData, iSize);
     QORWebRequest request;
-    TryTarget(request, TakeLine(text));
-    request.mMethod = TakeLine(text);
+    TryTarget(request, std::string(TakeUpTo('\n', text)));
+    TryList(request);
+    request.mMethod = TakeUpTo('\n', text);
     for (const char* name : {"host", "origin", "authorization", "sec-fetch-site"})
     {
-        const std::string value = TakeLine(text);
+        const std::string value(TakeUpTo('\n', text));
         if (!value.empty())
             request.mHeaders[name] = value;
     }
