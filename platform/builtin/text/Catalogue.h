@@ -30,6 +30,8 @@ std::span<const Language> GetLanguages() noexcept;
 /// One that the server has added. From then on neither it nor what it points at changes or ends.
 struct AddedLanguage : Language
 {
+    virtual ~AddedLanguage() = default;
+
     std::atomic<AddedLanguage*> mpNext{nullptr};
 };
 
