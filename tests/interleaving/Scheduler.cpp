@@ -1,0 +1,241 @@
+#include "tests/interleaving/Scheduler.h"
+
+#include <bit>
+#include <cstdio>
+#include <cstdlib>
+
+thread_local Scheduler::Thread* Scheduler::tpThread = nullptr;
+
+Scheduler::Scheduler()
+{
+    for (Thread& thread : mThreads)
+    {
+        thread.mpScheduler = this;
+        thread.mName = static_cast<char>('A' + (&thread - mThreads.data()));
+        thread.mThread = std::thread([this, &thread] { RunThread(thread); });
+    }
+}
+
+Scheduler::~Scheduler()
+{
+    for (Thread& thread : mThreads)
+    {
+        thread.mpParts = nullptr;
+        thread.mTurn.release();
+        thread.mThread.join();
+    }
+}
+
+void Scheduler::Begin(bool ibWholeParts, const char* iNoted, std::string_view iSchedule)
+{
+    mbWholeParts = ibWholeParts;
+    mpNoted = iNoted;
+    mDecisions.clear();
+    for (const char letter : iSchedule)
+        mDecisions.push_back({0, static_cast<std::size_t>(letter - 'A')});
+}
+
+void Scheduler::Run(const std::vector<Parts>& iThreads)
+{
+    mDepth = 0;
+    mLetters.clear();
+    mLines.clear();
+    for (std::size_t i = 0; i < iThreads.size(); ++i)
+    {
+        mThreads[i].mpParts = &iThreads[i];
+        mThreads[i].mState = EnumState::Ready;
+    }
+    mThreads[Choose()].mTurn.release();
+    mAllDone.acquire();
+}
+
+bool Scheduler::Next()
+{
+    for (; !mDecisions.empty(); mDecisions.pop_back())
+    {
+        Decision& last = mDecisions.back();
+        if (const unsigned left = last.mCandidates >> (last.mChosen + 1); left != 0)
+        {
+            last.mChosen += 1 + static_cast<std::size_t>(std::countr_zero(left));
+            return true;
+        }
+    }
+    return false;
+}
+
+void Scheduler::RunThread(Thread& ioThread)
+{
+    for (Park(ioThread); ioThread.mpParts != nullptr; Park(ioThread))
+    {
+        for (const auto& part : *ioThread.mpParts)
+        {
+            if (&part != &ioThread.mpParts->front()) // which it was chosen for
+                Part(ioThread, "begins the next part", true);
+            part();
+        }
+        if (ioThread.mHeldLocks != 0)
+            Fail("a lock isn't left");
+        ioThread.mState = EnumState::Done;
+        const std::size_t next = Choose();
+        (next == cThreads ? mAllDone : mThreads[next].mTurn).release();
+    }
+}
+
+bool Scheduler::CanGoOn(const Thread& iThread)
+{
+    switch (iThread.mState)
+    {
+    case EnumState::Ready:
+        return true;
+    case EnumState::AtLock:
+        return iThread.mpLock->IsFree(iThread.mbShared);
+    case EnumState::Spinning:
+        return iThread.mbOthersWentOn;
+    default:
+        return false;
+    }
+}
+
+/// Who goes on; cThreads when all are done.
+std::size_t Scheduler::Choose()
+{
+    constexpr std::size_t cEndless = 10000;
+    unsigned candidates = 0;
+    std::string waiting;
+    for (const Thread& thread : mThreads)
+    {
+        if (CanGoOn(thread))
+            candidates |= 1u << (&thread - mThreads.data());
+        else if (thread.mState == EnumState::AtLock)
+            waiting += std::string(" ") + thread.mName + " for lock " + std::to_string(thread.mpLock->mCategory);
+        else if (thread.mState != EnumState::Done)
+            waiting += std::string(" ") + thread.mName + " for another";
+    }
+    if (candidates == 0 && waiting.empty())
+        return cThreads;
+    if (candidates == 0 || mDepth == cEndless)
+        Fail("threads wait for ever:" + waiting);
+    if (mDepth == mDecisions.size())
+        mDecisions.push_back({candidates, static_cast<std::size_t>(std::countr_zero(candidates))});
+    Decision& decision = mDecisions[mDepth++];
+    if (decision.mCandidates == 0)
+        decision.mCandidates = candidates;
+    if (decision.mCandidates != candidates || (candidates >> decision.mChosen & 1) == 0)
+        Fail("the same order went another way");
+    Thread& chosen = mThreads[decision.mChosen];
+    for (Thread& thread : mThreads)
+        thread.mbOthersWentOn = thread.mbOthersWentOn || &thread != &chosen;
+    mLetters += chosen.mName;
+    return decision.mChosen;
+}
+
+/// Until it is the thread's turn. Meanwhile it isn't the scheduler's: waiting may begin with spinning.
+void Scheduler::Park(Thread& ioThread)
+{
+    tpThread = nullptr;
+    ioThread.mTurn.acquire();
+    tpThread = &ioThread;
+}
+
+/// The thread's state says what it waits for.
+void Scheduler::Part(Thread& ioThread, const std::string& iWhat, bool ibAlways)
+{
+    if (ibAlways || !mbWholeParts || !CanGoOn(ioThread))
+    {
+        Thread& next = mThreads[Choose()];
+        if (&next != &ioThread)
+        {
+            next.mTurn.release();
+            Park(ioThread);
+        }
+    }
+    ioThread.mState = EnumState::Ready;
+    mLines.append("  ").append(1, ioThread.mName).append(" ").append(iWhat).append("\n");
+}
+
+/// The threads can't be ended any more, and so the program is.
+void Scheduler::Fail(const std::string& iWhy) const
+{
+    std::fprintf(stderr, "%s, after %s", iWhy.c_str(), GetSchedule().c_str());
+    std::abort();
+}
+
+void Scheduler::Meet(const std::string& iWhat)
+{
+    if (tpThread != nullptr && tpThread->mHeldLocks == 0)
+        tpThread->mpScheduler->Part(*tpThread, "meets " + iWhat);
+}
+
+void Scheduler::MeetNoted(std::string_view iOperation)
+{
+    const char* const noted = tpThread != nullptr ? tpThread->mpScheduler->mpNoted : nullptr;
+    if (noted != nullptr && iOperation.find(noted) != std::string_view::npos)
+        Meet(std::string(iOperation));
+}
+
+void Scheduler::Spin()
+{
+    if (tpThread == nullptr)
+        return;
+    tpThread->mState = EnumState::Spinning;
+    tpThread->mbOthersWentOn = false;
+    tpThread->mpScheduler->Part(*tpThread, "has spun");
+}
+
+void Scheduler::WaitFor(const void* iKey)
+{
+    if (tpThread == nullptr)
+        return;
+    tpThread->mState = EnumState::AtKey;
+    tpThread->mpKey = iKey;
+    tpThread->mpScheduler->Part(*tpThread, "has waited for a mutex");
+}
+
+void Scheduler::Wake(const void* iKey)
+{
+    if (tpThread == nullptr)
+        return;
+    for (Thread& thread : tpThread->mpScheduler->mThreads)
+        if (thread.mState == EnumState::AtKey && thread.mpKey == iKey)
+            thread.mState = EnumState::Ready;
+}
+
+void Scheduler::Enter(ScheduledLock& ioLock, bool ibShared)
+{
+    static constexpr char cOutside = 0; // the owner of what threads outside hold
+    const void* const self = tpThread != nullptr ? static_cast<const void*>(tpThread) : &cOutside;
+    if (ioLock.mpOwner == self && !ibShared)
+    {
+        ++ioLock.mFurtherEntries;
+        return;
+    }
+    if (tpThread != nullptr)
+    {
+        tpThread->mState = EnumState::AtLock;
+        tpThread->mpLock = &ioLock;
+        tpThread->mbShared = ibShared;
+        tpThread->mpScheduler->Part(*tpThread, "enters lock " + std::to_string(ioLock.mCategory));
+        ++tpThread->mHeldLocks;
+    }
+    if (ibShared)
+        ++ioLock.mReaders;
+    else
+        ioLock.mpOwner = self;
+}
+
+void Scheduler::Leave(ScheduledLock& ioLock, bool ibShared)
+{
+    if (ioLock.mFurtherEntries > 0)
+    {
+        --ioLock.mFurtherEntries;
+        return;
+    }
+    if (ibShared)
+        --ioLock.mReaders;
+    else
+        ioLock.mpOwner = nullptr;
+    if (tpThread == nullptr)
+        return;
+    --tpThread->mHeldLocks;
+    tpThread->mpScheduler->Part(*tpThread, "has left lock " + std::to_string(ioLock.mCategory));
+}
