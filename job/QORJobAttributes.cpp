@@ -166,9 +166,9 @@ HRESULT QORJob::SetUserID(GUID iUserID)
 {
     return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock.get());
+        mOrigin.Write(GetMemory()).mUserID = iUserID; // first: it may take memory, and the two users stay the same
         if (mpMemGovernor)
             mpMemGovernor->mUserGuid = iUserID;
-        mOrigin.Write(GetMemory()).mUserID = iUserID;
         return S_OK;
     });
 }

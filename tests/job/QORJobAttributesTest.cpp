@@ -63,6 +63,14 @@ TEST_F(JobAttributes, AreToldTheGovernor)
     EXPECT_EQ(governor.use_count(), 1);
 }
 
+TEST_F(JobAttributes, KeepTheUserOfTheGovernorWhereTheJobHasNoMemoryForIt)
+{
+    const JobPtr job = NewJob();
+    Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, 1);
+    EXPECT_TRUE(FAILED(job->SetUserID(GuidOf(9))));
+    EXPECT_EQ(job->GetMemGovernor()->mUserGuid, GUID_NULL);
+}
+
 TEST_F(JobAttributes, KeepOneReferenceToTheUserSession)
 {
     FakeSession first;
