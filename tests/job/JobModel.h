@@ -1,358 +1,13 @@
-// A job by its rules alone: what its lists, its status and its flags are after each operation, what it logs and whom it
-// tells. No locks, no memory to run out of, no speed.
+// A job by its rules alone: what can be seen of it after each operation, what it logs and whom it tells. No locks, no
+// memory to run out of, no speed.
 #pragma once
 
-#include "tests/job/JobModelState.h"
+#include "tests/job/JobModelStatus.h"
 
-class JobModel : public JobModelState
+class JobModel : public JobModelStatus
 {
 public:
-    using JobModelState::JobModelState;
-
-    // --- Queue -------------------------------------------------------------------------------------------------------
-    /// The number of steps goes to `oCount`, unless the job is cancelled.
-    void AddStep(const ModelStep& iStep, int& oCount)
-    {
-        if (mStatus == 5)
-            return;
-        if (mTodo.empty() || mTodo.front().mId != iStep.mId)
-            mTodo.insert(!mTodo.empty() && mTodo.back().mId == 2 ? mTodo.end() - 1 : mTodo.end(), iStep);
-        oCount = Size();
-    }
-
-    void AddStepToRun(const ModelStep& iStep, int& oStatus)
-    {
-        if (mStatus == 5)
-            return;
-        mTodo.push_back(iStep);
-        oStatus = mStatus;
-    }
-
-    void AddStepAt(std::size_t iPlace, const ModelStep& iStep, int& oCount)
-    {
-        if (mStatus == 5)
-            return;
-        mTodo.insert(mTodo.begin() + static_cast<std::ptrdiff_t>(std::min(iPlace, mTodo.size())), iStep);
-        oCount = Size();
-    }
-
-    void AddCommonSteps(int iManipulation)
-    {
-        int count = 0;
-        if (iManipulation != 0)
-            AddStep({20}, count);
-        if (iManipulation == 0 || iManipulation == 2 || iManipulation == 0x800)
-            AddStep({13}, count);
-    }
-
-    HRESULT SetStepComplete()
-    {
-        mbWarehouse = false;
-        if (mTodo.empty())
-            return E_UNEXPECTED;
-        const int id = mTodo.front().mId;
-        const char* const cMixedUp[] = {"Request element", "Request SQL", "Batch child report request"};
-        if (id >= 3 && id <= 5)
-            Log("Scope Trace: QORJob::SetStepComplete: Job:4711 completed step:", cMixedUp[id - 3], ".");
-        Log("Job Trace: QORJob::SetStepComplete: Job:4711 completed step:", id, ".");
-        Finish(0);
-        return S_OK;
-    }
-
-    HRESULT SetStepComplete(int iId)
-    {
-        const std::size_t place = Find(iId);
-        if (place == mTodo.size())
-            return E_INVALIDARG;
-        Log("Job Trace: QORJob::SetStepComplete: Job:4711 completed step:", iId, ".");
-        Finish(place);
-        return S_OK;
-    }
-
-    void RemoveStep(int iId)
-    {
-        std::erase_if(mTodo, [&](const ModelStep& iStep) { return iStep.mId == iId; });
-    }
-
-    void RenewCurrentStep()
-    {
-        if (mTodo.empty())
-            return;
-        ModelStep fresh{mTodo.front().mId};
-        if (fresh.mId == 39)
-            fresh.mKey = mTodo.front().mKey;
-        mTodo.front() = fresh;
-    }
-
-    // --- Dispatch ----------------------------------------------------------------------------------------------------
-    int GetCurrentStepId(int& oRunning) const
-    {
-        oRunning = -1;
-        if (HasFinished(2) || mTodo.empty() || IsHeld())
-            return 0;
-        if (mStatus != 4 && mStatus != 5 && mStatus != 6)
-            return mTodo.front().mId;
-        return FindLast(oRunning, mStatus != 4);
-    }
-
-    /// What dispatch has done before it may find that there is no memory.
-    bool BeginDispatch()
-    {
-        if ((mStatus == 4 || mStatus == 5) && !mTodo.empty() && mTodo.front().mId == 14)
-            mTodo.pop_front();
-        for (const ModelStep& step : mFinished)
-        {
-            Log("Job Trace: QORJob::GetCurrentStepIdToRun: job id: 4711, finished step: ", step.mId, Flags());
-            if (step.mId == 2)
-                return false;
-        }
-        return true;
-    }
-
-    int GetCurrentStepIdToRun(int& oRunning)
-    {
-        oRunning = -1;
-        if (!BeginDispatch())
-            return 0;
-        const int candidate = ChooseCandidate(oRunning);
-        for (const ModelStep& step : mTodo)
-            if (step.mId == 2 && (step.mThread != 0 || step.mUnit != -1))
-            {
-                Log("Job Trace: QORJob::GetCurrentStepIdToRun: return GC_NO_MORE_STEP because todo step has gcCloseJob "
-                    "step and it's being run by some thread.  step: 2, job id: 4711",
-                    Flags(), ", ThreadID: ", step.mThread, ", PUId: ", step.mUnit);
-                return 0;
-            }
-        if (!mbRunning)
-            return candidate;
-        const ModelStep front = mTodo.front();
-        if (!front.IsStarted())
-        {
-            SetStepStart(candidate, 0, 0);
-            return candidate;
-        }
-        if (mbDead)
-        {
-            SetStepComplete(front.mId);
-            while (!mTodo.empty() && mTodo.front().mId != 2 && mTodo.front().mId != 10)
-                mTodo.pop_front();
-            const int next = mTodo.empty() ? 2 : mTodo.front().mId;
-            int count = 0;
-            if (mTodo.empty())
-                AddStep({2}, count);
-            SetStepStart(next, 0, 0);
-            return next;
-        }
-        if (front.mUnit != 0)
-            return 0;
-        Log("Warning: QORJob::GetCurrentStepIdToRun: Need to switch PU: previous step: ", front.mId, ", job id: 4711",
-            Flags(), ", ThreadID: ", front.mThread, ", PUId: ", front.mUnit);
-        return candidate;
-    }
-
-    void SetStepStart(int iId, int iUnit, int iTask)
-    {
-        mTask = iTask;
-        const std::size_t place = iId >= 1 && iId <= 39 ? Find(iId) : mTodo.size();
-        if (place != mTodo.size())
-        {
-            ModelStep& step = mTodo[place];
-            step.mStart = mNow;
-            step.mUnit = iUnit;
-            step.mThread = QBase::GetCurrentThreadID();
-            step.mPriority = mPUPriority;
-            mbWarehouse = iId == 4 && iUnit != 0;
-            if (mbWarehouse && mbContext)
-                Tell("put_LimitB ", mPUPriority);
-            else if (mbWarehouse)
-                Log("Error: QORJob::SetStepStart: mProcessContext == NULL.");
-            else if (iId == 39 && iUnit != 0)
-                Tell("put_BstrE '", step.mKey, "'");
-            mThreadTimeAtStart = mThreadTime;
-        }
-        Log("Job Trace: QORJob::SetStepStart: Job:4711 starting step:", iId, " in PU:", iUnit, ".");
-    }
-
-    /// `ibAborted`: the state of the task.
-    HRESULT SetStepFinish(int iId, int iUnit, int iTask, bool ibAborted)
-    {
-        if (iId == 4)
-            mbQueryResult = iTask != 0 && ibAborted;
-        const HRESULT result = iTask == mTask ? S_OK : S_FALSE;
-        if (iTask == mTask)
-            mTask = 0;
-        if (iId == 39 && iUnit != 0)
-            Tell("put_BstrE ''");
-        if (mStatus == 20)
-            return S_OK;
-        if (iId >= 1 && iId <= 39 && !mTodo.empty())
-            FinishQueued(iId);
-        Log("Job Trace: QORJob::SetStepFinish: Job:4711 completed step:", iId, ".");
-        return result;
-    }
-
-    // --- Status ------------------------------------------------------------------------------------------------------
-    HRESULT SetStatus(int iStatus, int& oOld)
-    {
-        oOld = mStatus;
-        if (iStatus == 13 && mStatus != 8)
-            return S_FALSE;
-        mStatus = iStatus;
-        mStatusTime = mNow;
-        if (iStatus == 3 || iStatus == 4 || iStatus == 6)
-        {
-            if (IsReport())
-                TakeBackCount();
-            mFinishTime = mNow;
-        }
-        if (iStatus == 4 && oOld != 4 && (mType == 0 || mType == 3))
-            ++mCounters[mType == 0 ? 11 : 13];
-        Log("Job Trace: QORJob::SetStatus: Setting Job:4711 status to ", iStatus, ".");
-        return S_OK;
-    }
-
-    bool SetRunning(bool ibRunning)
-    {
-        Log("Job Trace: QORJob::SetRunning: Job:4711 set to ", ibRunning ? "running." : "not running.");
-        return std::exchange(mbRunning, ibRunning);
-    }
-
-    bool SetIAmDead(bool ibDead, int iStep)
-    {
-        mDeadStep = iStep;
-        return std::exchange(mbDead, ibDead);
-    }
-
-    // --- Control -----------------------------------------------------------------------------------------------------
-    /// False when the report instance doesn't let it go on. Also what a cancellation has done before it may find that
-    /// there is no memory; that asks for the delivery, too.
-    bool BeginCancel(bool& obReports)
-    {
-        Log("Job Trace: [DEBUG TRACING]QORJob::Cancel: job 4711 is cancel start");
-        if (mStatus == 3 || mStatus == 5 || mStatus == 6)
-            return true;
-        if (mType == 1 || mType == 5)
-        {
-            TakeBackCount();
-            if (mbContext && !TellInstance())
-                return false;
-        }
-        const std::vector<int> cTold = {2, 4, 7, 8, 9, 18, 19};
-        obReports = mType != 6 && (mbRunning || std::find(cTold.begin(), cTold.end(), mStatus) != cTold.end());
-        if (obReports)
-            Tell("get_ContextObjectN");
-        return true;
-    }
-
-    bool TellInstance()
-    {
-        const char* const cCalls[] = {"get_ContextObjectB", "instance put_Status 5", "instance put_JobValue 7 4711"};
-        for (int call = 1; call <= (mbInstance ? 3 : 1); ++call)
-        {
-            Tell(cCalls[call - 1]);
-            if (call == mFailingCall)
-                return false;
-        }
-        return true;
-    }
-
-    HRESULT Cancel()
-    {
-        bool bReports = false;
-        if (!BeginCancel(bReports))
-            return E_FAIL;
-        if (mStatus != 3 && mStatus != 5 && mStatus != 6)
-        {
-            ReduceTo(bReports ? ReportingStep() : 0);
-            if (mStatus != 4 || mError == static_cast<HRESULT>(0x8004308D) ||
-                mError == static_cast<HRESULT>(0x80044637))
-            {
-                mStatus = 5;
-                mError = mError == S_OK ? static_cast<HRESULT>(0x80043014) : mError;
-            }
-            mStatusTime = mNow;
-        }
-        Tell("put_LongB 1");
-        Log("Job Trace: [DEBUG TRACING]QORJob::Cancel: job 4711 is cancel end");
-        return S_OK;
-    }
-
-    void PauseCurrentStep()
-    {
-        Log("Job Trace: [DEBUG TRACING]QORJob::PauseCurrentStep: job 4711 is pausing start");
-        if (mType != 2)
-            return;
-        if (!IsEnded())
-            mStatus = 20;
-        mStatusTime = mNow;
-        Tell("put_LongB 1");
-        Log("Job Trace: [DEBUG TRACING]QORJob::PauseCurrentStep: job 4711 is pausing end");
-    }
-
-    void Resume()
-    {
-        int old = 0;
-        SetStatus(1, old);
-        SetRunning(false);
-        Tell("put_LongB 0");
-    }
-
-    HRESULT StopRunningIfHang(int iTask)
-    {
-        const std::string line = "Warning: QORJob::StopRunningIfHang: For jobid: 4711";
-        if (mTask == 0 || mTask != iTask)
-        {
-            Log(line, " mExecutingTask == NULL (", Word(mTask == 0), ")? mExecutingTask == iJobTask (",
-                Word(mTask == iTask), ")?");
-            return S_FALSE;
-        }
-        mTask = 0;
-        mbRunning = false;
-        if (!mTodo.empty())
-        {
-            mbDead = true;
-            mDeadStep = mCurrentStep;
-            Log(line, ", SetPUID to -1, SetThreadId to -1.");
-        }
-        return S_OK;
-    }
-
-    /// The status before.
-    int BeginError()
-    {
-        int old = -1;
-        Tell("get_ContextObjectN");
-        SetStatus(4, old);
-        return old;
-    }
-
-    /// The context of the model has no message: no error is written.
-    void AddError(HRESULT iCode)
-    {
-        const int old = BeginError();
-        if (old >= 4 && old <= 6)
-            return;
-        const int reporting = ReportingStep();
-        if (mbDead)
-        {
-            const int next = mTodo.empty() ? 0 : mTodo.front().mId;
-            const int last = mFinished.empty() ? 0 : mFinished.front().mId;
-            if (next == 2 && last != reporting)
-            {
-                char code[16];
-                std::snprintf(code, sizeof(code), "0x%08X", static_cast<unsigned>(iCode));
-                Log("Error: QORJobError::QORJobError: when adding error ", code,
-                    " into job 4711, find job's last "
-                    "finished step is ",
-                    last, " but todo step is CloseJob step.");
-            }
-            if (mTodo.empty() || next == 2 || next == reporting)
-                return;
-        }
-        ReduceTo(reporting);
-        mError = mError == S_OK ? iCode : mError;
-        Tell("get_OutMessage");
-    }
+    using JobModelStatus::JobModelStatus;
 
     // --- Units -------------------------------------------------------------------------------------------------------
     void SetPUEnter(int iUnit)
@@ -414,83 +69,193 @@ public:
         mPUPriority = iPriority;
     }
 
-private:
-    /// The step that a job on its way out comes to next.
-    int FindLast(int& oRunning, bool ibSendsResult) const
-    {
-        for (const ModelStep& step : mTodo)
-        {
-            if (step.mThread != 0)
-                oRunning = step.mId;
-            const bool bReports =
-                step.mId == 11 || step.mId == 10 || step.mId == 26 || (step.mId == 14 && ibSendsResult);
-            if (step.mId == 2 || (mStatus != 6 && bReports))
-                return step.mId;
-        }
-        return 0;
-    }
+    /// Of a job without finished steps it is the time since its making at 0, in 100-nanosecond units.
+    HRESULT GetWaitingTime() const { return mFinished.empty() ? mNow * 10'000 : S_OK; }
 
-    int ChooseCandidate(int& oRunning)
+    // --- Children ----------------------------------------------------------------------------------------------------
+    HRESULT AddChild(int iChild)
     {
+        Log(cFamily, "AddChild: child job ", iChild, " is added into document job 4711");
         if (mStatus >= 3 && mStatus <= 6)
-        {
-            const int last = FindLast(oRunning, true);
-            if (last != 0)
-                return last;
-            if (std::exchange(mbRunning, false))
-                mFinishTime = mNow;
-            return 0;
-        }
-        if (IsHeld())
-        {
-            if (std::exchange(mbRunning, false))
-                mStatusTime = mNow;
-            return 0;
-        }
-        if (mStatus == 17)
-        {
-            if (mTodo.empty())
-                mTodo = {{12}, {2}};
-            mStatus = 0;
-        }
-        if (mTodo.empty())
-            mStatus = 3;
-        const int front = mTodo.empty() ? 0 : mTodo.front().mId;
-        if (front == 0)
-            mbRunning = false;
-        return front;
+            return E_FAIL;
+        mExecuting.push_back(iChild);
+        return S_OK;
     }
 
-    void FinishQueued(int iId)
+    void RemoveExecutingChild(int iChild)
     {
-        std::size_t place = Find(iId);
-        if (place == mTodo.size())
-        {
-            FinishAgain(iId);
-            return;
-        }
-        if (place > 0)
-            Finish(0);
-        if (place > 1)
-        {
-            Log("Error: QORJob::SetStepFinish: step ", iId, " is at the ", place + 1,
-                "th place in job 4711's ToDoStepList, mbIAmDead = ", Word(mbDead));
-            return;
-        }
-        mTodo.front().mCPUTime = mThreadTime - mThreadTimeAtStart;
-        mTodo.front().mFinish = mNow;
-        Finish(0);
+        Log(cFamily, "RemoveExecutingChild: child job ", iChild, " is removed from document job 4711");
+        std::erase(mExecuting, iChild);
     }
 
-    void FinishAgain(int iId)
+    void MarkChildComplete(int iChild)
     {
-        if (mFinished.empty())
+        Log(cFamily, "MarkChildComplete: child job ", iChild, " of document job 4711 is completed");
+        std::erase(mExecuting, iChild);
+        mEnded.push_back(iChild);
+    }
+
+    // --- Data items --------------------------------------------------------------------------------------------------
+    HRESULT SetJobData(int iItem)
+    {
+        if (iItem == cNoItem)
+            return E_POINTER;
+        mItemCalls.push_back(Join(iItem, " GetId"));
+        int* const slot = SlotOf(cItemIds[static_cast<std::size_t>(iItem)]);
+        if (slot == nullptr)
+            return E_FAIL;
+        ReleaseItem(*slot);
+        AddReference(iItem);
+        *slot = iItem;
+        return S_OK;
+    }
+
+    /// Its caller keeps the reference.
+    void GetJobData(int iId, int& oItem)
+    {
+        const int* const slot = SlotOf(iId);
+        if (slot == nullptr)
             return;
-        ModelStep& newest = mFinished.front();
-        if (newest.mId == iId)
-            newest.mFinish = mNow;
-        else if (!mbDead || (newest.mId != 2 && newest.mId != 10))
-            Log("Error: QORJob::SetStepFinish: job 4711, iStepId = ", iId, ", lastFinishedStepId = ", newest.mId,
-                ", mbIAmDead = ", Word(mbDead));
+        oItem = *slot;
+        AddReference(oItem);
+    }
+
+    void AskItemsForTheirBytes()
+    {
+        for (const int item : mSlots)
+            if (item != cNoItem)
+                mItemCalls.insert(mItemCalls.end(), {Join(item, " GetId"), Join(item, " save")});
+    }
+
+    // --- Memory ------------------------------------------------------------------------------------------------------
+    HRESULT Request(int iGovernor, std::uint64_t iBytes, std::string& oRefusal)
+    {
+        ModelGovernor& governor = mGovernors[static_cast<std::size_t>(iGovernor)];
+        const std::uint64_t most = ~std::uint64_t{0};
+        const std::uint64_t room = (governor.mbExempt ? most : governor.mLimit) - governor.mUsed;
+        if (!governor.mbExempt && (governor.mUsed > governor.mLimit || iBytes > room))
+        {
+            Refuse(iGovernor, iBytes, oRefusal);
+            return static_cast<HRESULT>(0x8000FE24);
+        }
+        governor.mUsed += std::min(iBytes, room);
+        governor.mPeak = std::max(governor.mPeak, governor.mUsed);
+        return S_OK;
+    }
+
+    void Release(int iGovernor, std::uint64_t iBytes)
+    {
+        std::uint64_t& used = mGovernors[static_cast<std::size_t>(iGovernor)].mUsed;
+        used -= std::min(used, iBytes);
+    }
+
+    void SetParentId(int iParent, int iGovernor)
+    {
+        mParent = iParent;
+        mGovernor = iGovernor;
+        if (!mbContext)
+            return;
+        mContextGovernor = iGovernor;
+        Tell("put_SharedHandle");
+    }
+
+    void SetDeliveryType(int iType) { GetGovernor().mbExempt |= iType != 0; }
+    void SetUserID(int iUser) { GetGovernor().mUser = iUser; }
+
+    // --- The end -----------------------------------------------------------------------------------------------------
+    void UpdateCloseCounters()
+    {
+        if (std::exchange(mbClosed, true))
+            return;
+        const int failed = IsEnded() ? 1 : 0;
+        if (mType == 2)
+        {
+            ++mCounters[18 + failed];
+            mCounters[50] += mNow;
+        }
+        if (!IsReport())
+            return;
+        Tell("get_ContextObjectB");
+        const int kind = mbContext && mbInstance && mFailingCall != 1 ? mKind : 0;
+        ++mCounters[failed != 0 ? 4 : 2];
+        mCounters[8] += mNow;
+        if (kind == 7 || kind == 8)
+        {
+            mCounters[31 + kind] += 1 - failed;
+            mCounters[35 + kind] += mNow;
+        }
+    }
+
+    void End()
+    {
+        Log("Job Trace: QORJob::Destructing: Job:4711");
+        if (GetGovernor().mPeak != 0)
+            LogFinish(GetGovernor());
+        AskItemsForTheirBytes();
+        for (int& slot : mSlots)
+            ReleaseItem(std::exchange(slot, cNoItem));
+        Tell("get_ContextObjectB");
+        if (mbContext && mbInstance && mFailingCall != 1)
+            Tell("instance Reset 0");
+        Log("Job Trace: QORJob::QORJob Job:4711 destructed.");
+    }
+
+    ModelGovernor& GetGovernor() { return mGovernors[static_cast<std::size_t>(mGovernor)]; }
+
+private:
+    static constexpr const char* cFamily = "Job Trace: [DEBUG TRACING]QORJob::";
+
+    int* SlotOf(int iId) { return iId >= 0 && iId < 5 ? &mSlots[static_cast<std::size_t>(iId)] : nullptr; }
+
+    void AddReference(int iItem)
+    {
+        if (iItem == cNoItem)
+            return;
+        ++mReferences[static_cast<std::size_t>(iItem)];
+        mItemCalls.push_back(Join(iItem, " AddRef"));
+    }
+
+    void ReleaseItem(int iItem)
+    {
+        if (iItem == cNoItem)
+            return;
+        --mReferences[static_cast<std::size_t>(iItem)];
+        mItemCalls.push_back(Join(iItem, " Release"));
+    }
+
+    static std::string Megabytes(std::uint64_t iBytes)
+    {
+        char part[8];
+        std::snprintf(part, sizeof(part), "%.2f", static_cast<double>(iBytes % (1 << 20)) / (1 << 20));
+        return Join((iBytes >> 20) + static_cast<std::uint64_t>(part[0] - '0'), part + 1);
+    }
+
+    void Refuse(int iGovernor, std::uint64_t iBytes, std::string& oRefusal)
+    {
+        ModelGovernor& governor = mGovernors[static_cast<std::size_t>(iGovernor)];
+        governor.mbCancel = true;
+        const int job = iGovernor == 0 ? 4711 : cParentId;
+        const std::uint64_t left = governor.mLimit - std::min(governor.mUsed, governor.mLimit);
+        const std::string user = governor.mUser == -1
+                                     ? "{00000000-0000-0000-0000-000000000000}"
+                                     : Join("{12345678-9ABC-DEF0-0102-03040506070", governor.mUser, "}");
+        Log("Error: User ", user, " requests ", Megabytes(iBytes), " MB (", iBytes, " Bytes) for job ", job,
+            ", but only ", Megabytes(left), " MB (", left, " Bytes) left with the configured memory limit ",
+            governor.mLimit >> 20, " MB.");
+        oRefusal = Join("Job ", job, " needs more memory than its limit of ", governor.mLimit >> 20, " MB allows.");
+        Log("Error: 8000FE24 E_KERNEL_MEMORY_GOVERNOR_REQUEST (): ", oRefusal);
+    }
+
+    void LogFinish(const ModelGovernor& iGovernor)
+    {
+        const bool bHit = !iGovernor.mbExempt && iGovernor.mPeak > iGovernor.mLimit;
+        Log("Job Trace: Job with ID '4711' ", bHit ? "has failed" : "is finishing", ". This job is ",
+            iGovernor.mbExempt ? "not " : "",
+            "governed by the setting \"Maximum memory consumption per job,\" which is configured at ",
+            iGovernor.mLimit >> 20, " MB. The peak memory consumption of this job is ", Megabytes(iGovernor.mPeak),
+            " MB (", iGovernor.mPeak, " bytes)",
+            iGovernor.mbExempt ? "."
+            : bHit             ? ", which hits the limit."
+                               : ", which doesn't hit the limit.");
     }
 };

@@ -4,6 +4,8 @@
 #include "tests/support/JobTest.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <deque>
 #include <map>
 #include <string>
@@ -32,14 +34,25 @@ struct ModelVisit
     int mExit = -1;
 };
 
-/// Tasks are known by number, 0 is none. Codes are those of the job.
+/// A memory account.
+struct ModelGovernor
+{
+    int mUser = -1; // -1: none
+    std::uint64_t mUsed = 0;
+    std::uint64_t mLimit = ~std::uint64_t{0};
+    std::uint64_t mPeak = 0;
+    bool mbCancel = false;
+    bool mbExempt = false;
+};
+
+/// The ids of the data items that there are; those past 4 and below 0 no job takes.
+inline constexpr std::array cItemIds = {0, 2, 2, 4, 4, 5, -1};
+inline constexpr int cNoItem = -1;
+inline constexpr int cParentId = 4712;
+
+/// Tasks and data items are known by number, tasks from 1 on, and 0 is none. Codes are those of the job.
 struct JobModelState
 {
-    JobModelState(int iType, bool ibContext, bool ibInstance, bool ibDelivery, int iFailingCall)
-        : mType(iType), mbContext(ibContext), mbInstance(ibInstance), mbDelivery(ibDelivery), mFailingCall(iFailingCall)
-    {
-    }
-
     int Size() const { return static_cast<int>(mTodo.size()); }
     bool HasFinished(int iId) const
     {
@@ -47,13 +60,17 @@ struct JobModelState
                            [&](const ModelStep& iStep) { return iStep.mId == iId; });
     }
 
-    int mType; // what the job is and whom it knows: set once
-    bool mbContext;
-    bool mbInstance;
-    bool mbDelivery;
-    int mFailingCall; // which of the three that a cancellation makes to the report instance; 0 for none
+    int mType = 0; // what the job is and whom it knows: set once
+    bool mbContext = false;
+    bool mbInstance = false;
+    bool mbDelivery = false;
+    bool mbMessage = false; // the context's, for errors
+    int mFailingCall = 0;   // which of the three that a cancellation makes to the report instance; 0 for none
+    int mKind = 0;          // of the report's execution
+
     int mNow = 0;
-    int mThreadTime = 0; // kernel and user, in 100-nanosecond units
+    DWORD mThread = QBase::GetCurrentThreadID(); // that calls the job
+    int mThreadTime = 0;                         // kernel and user, in 100-nanosecond units
 
     std::deque<ModelStep> mTodo;
     std::deque<ModelStep> mFinished; // newest first
@@ -74,9 +91,26 @@ struct JobModelState
     int mFinishTime = -1;
     bool mbStartedOnce = false;
     HRESULT mError = S_OK;
+    HRESULT mComponentError = S_OK;
+    Texts mErrors; // texts in the message
+    HRESULT mMessageCode = S_OK;
+    bool mbClosed = false; // and counted
     std::map<int, int> mCounters;
-    Texts mLines; // of the last operation
-    Texts mCalls; // of the process context by the last operation
+
+    int mParent = -1;
+    int mRunningChildren = 0;
+    std::vector<int> mExecuting;
+    std::vector<int> mEnded;
+    std::array<int, 5> mSlots{cNoItem, cNoItem, cNoItem, cNoItem, cNoItem};
+    std::array<int, cItemIds.size()> mReferences{};
+    std::array<ModelGovernor, 2> mGovernors; // the job's own, and its parent's
+    int mGovernor = 0;                       // the one it has
+    int mContextGovernor = 0;
+    bool mbGoverned = true;
+
+    Texts mLines;     // of the last operation
+    Texts mCalls;     // of the process context by the last operation
+    Texts mItemCalls; // of data items
 
     static const char* Word(bool ibValue) { return ibValue ? "true" : "false"; }
 
@@ -104,6 +138,13 @@ struct JobModelState
     std::string Flags() const
     {
         return Join(", mbIAmDead: ", Word(mbDead), ", mRunning: ", Word(mbRunning), ", status: ", mStatus);
+    }
+
+    static std::string Hex(HRESULT iCode)
+    {
+        char text[16];
+        std::snprintf(text, sizeof(text), "0x%08X", static_cast<unsigned>(iCode));
+        return text;
     }
 
     bool IsReport() const { return mType == 1 || mType == 5 || mType == 7; }
