@@ -156,6 +156,27 @@ TEST(HostClose, LeavesAHungStepBehindAndSaysWhich)
     EXPECT_EQ(lines, "Job 1 failed: the host ends\nThe host ends, and leaves a thread in the long step of job 1\n");
 }
 
+TEST(HostClose, LeavesACallbackBehindAndSaysWhose)
+{
+    std::string lines;
+    Builtin::LogSinks::Enable("Host", "Error", true);
+    const int sink = Builtin::LogSinks::AddSink([&](const auto& iLine) { lines += iLine.mText + "\n"; });
+    Gate inCallback;
+    const auto mayReturn = std::make_shared<Gate>();
+    {
+        QORHost host({.mUnits = {{}}, .mGrace = 1ms, .mEndTime = 1ms});
+        host.Submit(MakeJob(7, {StepCloseJob}), {.mOnEnd = [&inCallback, mayReturn](const QORHostJob&, QORJob&) {
+                        inCallback.Open();
+                        mayReturn->Wait();
+                    }});
+        EXPECT_TRUE(inCallback.Wait());
+    }
+    Builtin::LogSinks::RemoveSink(sink);
+    Builtin::LogSinks::Enable("Host", "Error", false);
+    mayReturn->Open();
+    EXPECT_EQ(lines, "The host ends, and leaves a thread in the callback of job 7\n");
+}
+
 TEST(HostClose, EndsWhatNobodyRuns)
 {
     std::vector<int> ended;

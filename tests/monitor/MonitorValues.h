@@ -59,7 +59,7 @@ inline QORMonitorDetail MakeDetail(const QORMonitorRow& iRow, const std::string&
     return {
         iRow,
         {{10, 3, 13, cNoon + 4 * cSecond, 0}, {2, -1, 0, 0, 0}},
-        {{3, 1, 11, cNoon + 1 * cSecond, cNoon + 2 * cSecond}, {4, 2, 12, cNoon + 3 * cSecond, 0}, {19, 2, 0, 0, 0}},
+        {{3, 1, 11, cNoon + 1 * cSecond, cNoon + 2 * cSecond}, {4, 2, 12, cNoon + 3 * cSecond, 0}, {19, 0, 0, 0, 0}},
         {{1, cNoon + cSecond / 2, cNoon + 1 * cSecond, cNoon + 2 * cSecond},
          {2, cNoon + 2 * cSecond, cNoon + 3 * cSecond, 0}},
         {{0, 2, 12}, {1, 3, 0}},

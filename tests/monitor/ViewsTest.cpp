@@ -69,7 +69,7 @@ TEST(Views, WriteAJobAsItIsDescribed)
                       'start': '2026-11-21T12:00:01.000000Z', 'finish': '2026-11-21T12:00:02.000000Z', 'outcome': 'done'},
                      {'id': 4, 'name': 'step 4', 'unit': 2, 'unitName': 'unit 2', 'thread': 12,
                       'start': '2026-11-21T12:00:03.000000Z', 'finish': null, 'outcome': 'given up'},
-                     {'id': 19, 'name': 'step 19', 'unit': 2, 'unitName': 'unit 2', 'thread': null, 'start': null,
+                     {'id': 19, 'name': 'step 19', 'unit': 0, 'unitName': 'unit 0', 'thread': null, 'start': null,
                       'finish': null, 'outcome': 'passed'}],
         'visits': [{'unit': 1, 'unitName': 'unit 1', 'enter': '2026-11-21T12:00:00.500000Z',
                     'start': '2026-11-21T12:00:01.000000Z', 'exit': '2026-11-21T12:00:02.000000Z'},
@@ -186,7 +186,7 @@ steps
   outcome   step          unit        thread  start                        finish                          took
   done      step 3 (3)    unit 1 (1)      11  2026-11-21 12:00:01.000 UTC  2026-11-21 12:00:02.000 UTC  1.000 s
   given up  step 4 (4)    unit 2 (2)      12  2026-11-21 12:00:03.000 UTC  -                                  -
-  passed    step 19 (19)  unit 2 (2)       -  -                            -                                  -
+  passed    step 19 (19)  unit 0 (0)       -  -                            -                                  -
   given up  step 10 (10)  unit 3 (3)      13  2026-11-21 12:00:04.000 UTC  -                                  -
   passed    step 2 (2)    -                -  -                            -                                  -
 visits
@@ -207,12 +207,13 @@ TEST(Views, FitATableIntoTheTerminal)
 {
     QORMonitorPage page = MakePage({MakeRow(7, EnumHostState::Running, JobExecuting, "\xE6\x97\xA5\xE6\x9C\xAC"),
                                     MakeRow(1234, EnumHostState::Ended, JobCancelled)});
+    page.mRows[1].mUnit = 0;
     page.mTotal = 22;
     EXPECT_EQ(
         QORMONITOR::MakeTable(MakeNames(), page, 77, 24),
         " job  user      status     unit    step    since s  progress  description\n"
         "   7  anna\xE6\x97\xA5\xE6\x9C\xAC  Executing  unit 2  step 4      8.0      30 %  rain by month\xE2\x80\xA6\n"
-        "1234  anna      Cancelled  unit 2  step 4      1.0      30 %  rain by month\n");
+        "1234  anna      Cancelled          step 4      1.0      30 %  rain by month\n");
     const auto lastLine = [&](std::size_t iLines) {
         const std::string text = QORMONITOR::MakeTable(MakeNames(), page, 200, iLines);
         EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), static_cast<int>(std::min<std::size_t>(iLines, 4)));
