@@ -78,14 +78,14 @@ void RWLock::EnterWrite() { Scheduler::Enter(LockOf(this), false); }
 
 void RWLock::LeaveWrite() { Scheduler::Leave(LockOf(this), false); }
 
-/// A mutex is no point of its own; but who holds one may be parted, and others then wait for it here.
+/// A mutex is no point of its own; but who holds one may be parted, and others then come here.
 void SystemMutex::Wait() noexcept
 {
     while (mState.exchange(cAwaited, std::memory_order_acquire) != cFree)
-        Scheduler::WaitFor(this);
+        Scheduler::Spin();
 }
 
-void SystemMutex::Wake() noexcept { Scheduler::Wake(this); }
+void SystemMutex::Wake() noexcept {} // who waits looks by itself
 
 } // namespace QSynch
 

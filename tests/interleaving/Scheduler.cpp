@@ -83,17 +83,8 @@ void Scheduler::RunThread(Thread& ioThread)
 
 bool Scheduler::CanGoOn(const Thread& iThread)
 {
-    switch (iThread.mState)
-    {
-    case EnumState::Ready:
-        return true;
-    case EnumState::AtLock:
-        return iThread.mpLock->IsFree(iThread.mbShared);
-    case EnumState::Spinning:
-        return iThread.mbOthersWentOn;
-    default:
-        return false;
-    }
+    return iThread.mState == EnumState::Ready || (iThread.mState == EnumState::Spinning && iThread.mbOthersWentOn) ||
+           (iThread.mState == EnumState::AtLock && iThread.mpLock->IsFree(iThread.mbShared));
 }
 
 /// Who goes on; cThreads when all are done.
@@ -109,7 +100,7 @@ std::size_t Scheduler::Choose()
         else if (thread.mState == EnumState::AtLock)
             waiting += std::string(" ") + thread.mName + " for lock " + std::to_string(thread.mpLock->mCategory);
         else if (thread.mState != EnumState::Done)
-            waiting += std::string(" ") + thread.mName + " for another";
+            waiting += std::string(" ") + thread.mName + " for any other";
     }
     if (candidates == 0 && waiting.empty())
         return cThreads;
@@ -180,24 +171,6 @@ void Scheduler::Spin()
     tpThread->mState = EnumState::Spinning;
     tpThread->mbOthersWentOn = false;
     tpThread->mpScheduler->Part(*tpThread, "has spun");
-}
-
-void Scheduler::WaitFor(const void* iKey)
-{
-    if (tpThread == nullptr)
-        return;
-    tpThread->mState = EnumState::AtKey;
-    tpThread->mpKey = iKey;
-    tpThread->mpScheduler->Part(*tpThread, "has waited for a mutex");
-}
-
-void Scheduler::Wake(const void* iKey)
-{
-    if (tpThread == nullptr)
-        return;
-    for (Thread& thread : tpThread->mpScheduler->mThreads)
-        if (thread.mState == EnumState::AtKey && thread.mpKey == iKey)
-            thread.mState = EnumState::Ready;
 }
 
 void Scheduler::Enter(ScheduledLock& ioLock, bool ibShared)

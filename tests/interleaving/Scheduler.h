@@ -56,8 +56,6 @@ public:
     static void MeetNoted(std::string_view iOperation);
     /// Waits until any other thread has gone on.
     static void Spin();
-    static void WaitFor(const void* iKey);
-    static void Wake(const void* iKey);
     static void Enter(ScheduledLock& ioLock, bool ibShared);
     static void Leave(ScheduledLock& ioLock, bool ibShared);
 
@@ -66,7 +64,6 @@ private:
     {
         Ready,
         AtLock,
-        AtKey,
         Spinning,
         Done,
     };
@@ -81,7 +78,6 @@ private:
         EnumState mState = EnumState::Done;
         const ScheduledLock* mpLock = nullptr;
         bool mbShared = false;
-        const void* mpKey = nullptr;
         bool mbOthersWentOn = false;
         int mHeldLocks = 0;
     };
