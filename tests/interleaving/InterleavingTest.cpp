@@ -60,12 +60,14 @@ struct World
     World(const World&) = delete;
     World& operator=(const World&) = delete;
 
-    void Make(int iRequestType, const std::string& iTodo)
+    void Make(int iRequestType, const std::string& iTodo, bool ibStarted = true)
     {
         mJob = Jobs::NewJob(iRequestType);
         mJob->SetProcessContext(mReal ? static_cast<ICKDXProcessContext*>(mReal.Get()) : &mContext);
         Jobs::Queue(*mJob.Get(), iTodo);
-        mJob->SetPUStart(cUnit);
+        Builtin::Settings::SetClock(Moment(2));
+        if (ibStarted)
+            mJob->SetPUStart(cUnit);
         mJob->SetRunning(true, nullptr);
     }
 
@@ -189,9 +191,10 @@ Operation Look(JobPtr World::*iReference)
     return [=](World& ioWorld) {
         QORJobInfo info;
         (ioWorld.*iReference)->GetJobInfo(&info);
-        std::string text = Say(info.mStatus, info.mbRunning, info.mTodoCount);
-        for (int i = 0; i < info.mFinishedCount; ++i)
-            text += Say(Read(info.mFinishedSteps[static_cast<std::size_t>(i)], &QORJobStep::GetId));
+        std::string text = Say(info.mStatus, info.mbRunning);
+        for (const auto* steps : {&info.mTodoSteps, &info.mFinishedSteps}) // those that aren't there have the id 0
+            for (const QORJobStep& step : *steps)
+                text += Say(Read(step, &QORJobStep::GetId));
         if (info.mDataCount > 0)
             text += *static_cast<const char*>(Read(info.mData[0], &QORJobInfoData::GetData));
         return text;
@@ -307,6 +310,8 @@ void MakeClosing(World& ioWorld) { ioWorld.Make(RequestReport, "2"); }
 
 void MakeEmpty(World& ioWorld) { ioWorld.Make(RequestReport, ""); }
 
+void MakeUnstarted(World& ioWorld) { ioWorld.Make(RequestReport, "3 4 2", false); }
+
 void MakeWithMessages(World& ioWorld) { ioWorld.MakeWithMessages(); }
 
 void MakeRunAway(World& ioWorld) { MakeRunningReport(ioWorld), ioWorld.mJob->SetRunAwayStatus(); }
@@ -341,6 +346,7 @@ const Scene cScenes[] = {
     {"CancelAndDispatch", MakeReport, {{cCancel}, {Dispatch}}},
     {"CancelAndFinishAndDispatch", MakeRunningReport, {{cCancel}, {Finish(3)}, {Dispatch}}, 1},
     {"CancelAndEnd", MakeReport, {{cCancel}, {SetStatus(JobCompleted)}}},
+    {"CancelAndSnapshot", MakeReport, {{cCancel}, {Look(&World::mJob)}}},
     {"CancelAndCancel", MakeReport, {{cCancel}, {cCancel}}},
     {"PauseAndFinish", MakeDocument, {{cPause}, {Finish(13)}, {Dispatch}}, 1},
     {"PauseAndCancel", MakeDocument, {{cPause}, {cCancel}, {Finish(13)}}, 1},
@@ -369,7 +375,7 @@ const Scene cScenes[] = {
     {"ChildAndCancel", MakeFamily, {{cAddChild, cSetParent}, {cCancel, CancelListed}}},
     {"DataAndSnapshot", MakeWithSecondReference, {{SetData(QORJOB_W("b"))}, {Look(&World::mJob)}, {GetData}}},
     {"DataAndData", MakeWithSecondReference, {{SetData(QORJOB_W("b"))}, {SetData(QORJOB_W("c"))}, {GetData}}},
-    {"StartAndStart", MakeReport, {{cStart}, {cStart}, {SetStatus(JobStoppedWithError)}}},
+    {"StartAndStart", MakeUnstarted, {{cStart}, {cStart}, {SetStatus(JobStoppedWithError)}}},
     {"CloseCountersOnce", MakeReport, {{cCount}, {cCount}}},
     {"ReplyAndReply", MakeAsked, {{SetStatus(JobReplied)}, {SetStatus(JobReplied)}}, 1},
     {"ThreadMessageAndReply", MakeAsked, {{cBegin, PackCode(41), cEnd}, {PackCode(42)}}},

@@ -207,8 +207,6 @@ void Scheduler::Leave(ScheduledLock& ioLock, bool ibShared)
         --ioLock.mReaders;
     else
         ioLock.mpOwner = nullptr;
-    if (tpThread == nullptr)
-        return;
-    --tpThread->mHeldLocks;
-    tpThread->mpScheduler->Part(*tpThread, "has left lock " + std::to_string(ioLock.mCategory));
+    if (tpThread != nullptr && --tpThread->mHeldLocks == 0)
+        tpThread->mpScheduler->Part(*tpThread, "has left lock " + std::to_string(ioLock.mCategory));
 }

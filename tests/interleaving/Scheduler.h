@@ -20,8 +20,9 @@ struct ScheduledLock
     short mCategory = 0;
 };
 
-/// Parts threads before they take a lock and after they have left it, where a part of what they do begins, and where
-/// they Meet something without holding a lock. One of them runs at a time. It keeps its threads from run to run.
+/// Parts threads before they take a lock and after they have left their last one, where a part of what they do begins,
+/// and where they Meet something without holding a lock. One of them runs at a time. It keeps its threads from run to
+/// run.
 ///
 /// The first run goes through all points with the lowest thread that can go on; each Next() turns to the next order,
 /// depth first, until there is none. A run in which threads wait for each other, or keep a lock, ends the program and
