@@ -296,6 +296,7 @@ struct Scene
     std::vector<std::vector<Operation>> mThreads; // of each its operations, one after the other
     int mCount = 0;                               // what World::mCount has to be afterwards, whatever the order
     const char* mpNoted = nullptr;
+    int mMostSwitches = 100; // which is all of them
 };
 
 void PrintTo(const Scene& iScene, std::ostream* oStream) { *oStream << iScene.mpName; }
@@ -354,9 +355,9 @@ const Scene cScenes[] = {
     {"HangAndDispatch", MakeRunningReport, {{cFindHung}, {Dispatch}}, 1},
     {"HangAndStartOfTheNext", MakeRunningReport, {{cFindHung}, {Finish(3), cStartNext}}, 1},
     {"ErrorAndStatus", MakeWithMessages, {{Fail(cErrors[0])}, {SetStatus(JobCompleted)}}},
-    {"ErrorAndReader", MakeWithMessages, {{Fail(cErrors[0])}, {SeeStatus, SeeErrors}}},
+    {"ErrorAndReader", MakeWithMessages, {{Fail(cErrors[0])}, {SeeStatus, SeeErrors}}, 0, nullptr, 4},
     {"ErrorAndCancel", MakeWithMessages, {{Fail(cErrors[0])}, {cCancel}}},
-    {"ErrorAndError", MakeWithMessages, {{Fail(cErrors[0])}, {Fail(cErrors[1])}}},
+    {"ErrorAndError", MakeWithMessages, {{Fail(cErrors[0])}, {Fail(cErrors[1])}}, 0, nullptr, 4},
     {"ReleaseAndSnapshot",
      MakeWithSecondReference,
      {{Release(&World::mJob)}, {Look(&World::mSecond), Release(&World::mSecond)}},
@@ -372,12 +373,13 @@ const Scene cScenes[] = {
      {{cRunAway, MustPersist(RunAwayCleanUp)}, {MustPersist(RunAwayThread)}},
      1},
     {"RunawayBothAtOnce", MakeRunAway, {{MustPersist(RunAwayCleanUp)}, {MustPersist(RunAwayThread)}}, 1},
-    {"ChildAndCancel", MakeFamily, {{cAddChild, cSetParent}, {cCancel, CancelListed}}},
+    {"ChildAndCancel", MakeFamily, {{cAddChild}, {cCancel, CancelListed}}},
+    {"ParentAndCancel", MakeFamily, {{cSetParent}, {cCancel}}},
     {"DataAndSnapshot", MakeWithSecondReference, {{SetData(QORJOB_W("b"))}, {Look(&World::mJob)}, {GetData}}},
     {"DataAndData", MakeWithSecondReference, {{SetData(QORJOB_W("b"))}, {SetData(QORJOB_W("c"))}, {GetData}}},
     {"StartAndStart", MakeUnstarted, {{cStart}, {cStart}, {SetStatus(JobStoppedWithError)}}},
     {"CloseCountersOnce", MakeReport, {{cCount}, {cCount}}},
-    {"ReplyAndReply", MakeAsked, {{SetStatus(JobReplied)}, {SetStatus(JobReplied)}}, 1},
+    {"ReplyAndReply", MakeAsked, {{SetStatus(JobReplied)}, {SetStatus(JobReplied)}}, 1, nullptr, 4},
     {"ThreadMessageAndReply", MakeAsked, {{cBegin, PackCode(41), cEnd}, {PackCode(42)}}},
     {"NameAndName",
      MakeNothing,
@@ -441,7 +443,7 @@ protected:
     int RunAll(bool ibWholeParts, std::string_view iSchedule, See iSee)
     {
         int runs = 0;
-        mScheduler.Begin(ibWholeParts, GetParam().mpNoted, iSchedule);
+        mScheduler.Begin(ibWholeParts, GetParam().mMostSwitches, GetParam().mpNoted, iSchedule);
         do
         {
             Builtin::Faults::StartCountingBlocks();

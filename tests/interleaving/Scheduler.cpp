@@ -26,9 +26,10 @@ Scheduler::~Scheduler()
     }
 }
 
-void Scheduler::Begin(bool ibWholeParts, const char* iNoted, std::string_view iSchedule)
+void Scheduler::Begin(bool ibWholeParts, int iMostSwitches, const char* iNoted, std::string_view iSchedule)
 {
     mbWholeParts = ibWholeParts;
+    mMostSwitches = iMostSwitches;
     mpNoted = iNoted;
     mDecisions.clear();
     for (const char letter : iSchedule)
@@ -38,6 +39,7 @@ void Scheduler::Begin(bool ibWholeParts, const char* iNoted, std::string_view iS
 void Scheduler::Run(const std::vector<Parts>& iThreads)
 {
     mDepth = 0;
+    mSwitches = 0;
     mLetters.clear();
     mLines.clear();
     for (std::size_t i = 0; i < iThreads.size(); ++i)
@@ -88,7 +90,7 @@ bool Scheduler::CanGoOn(const Thread& iThread)
 }
 
 /// Who goes on; cThreads when all are done.
-std::size_t Scheduler::Choose()
+std::size_t Scheduler::Choose(const Thread* iCurrent)
 {
     constexpr std::size_t cEndless = 10000;
     unsigned candidates = 0;
@@ -106,6 +108,9 @@ std::size_t Scheduler::Choose()
         return cThreads;
     if (candidates == 0 || mDepth == cEndless)
         Fail("threads wait for ever:" + waiting);
+    const bool bCanStay = iCurrent != nullptr && CanGoOn(*iCurrent);
+    if (bCanStay && mSwitches == mMostSwitches)
+        candidates = 1u << (iCurrent - mThreads.data());
     if (mDepth == mDecisions.size())
         mDecisions.push_back({candidates, static_cast<std::size_t>(std::countr_zero(candidates))});
     Decision& decision = mDecisions[mDepth++];
@@ -116,6 +121,8 @@ std::size_t Scheduler::Choose()
     Thread& chosen = mThreads[decision.mChosen];
     for (Thread& thread : mThreads)
         thread.mbOthersWentOn = thread.mbOthersWentOn || &thread != &chosen;
+    if (bCanStay && &chosen != iCurrent)
+        ++mSwitches;
     mLetters += chosen.mName;
     return decision.mChosen;
 }
@@ -133,7 +140,7 @@ void Scheduler::Part(Thread& ioThread, const std::string& iWhat, bool ibAlways)
 {
     if (ibAlways || !mbWholeParts || !CanGoOn(ioThread))
     {
-        Thread& next = mThreads[Choose()];
+        Thread& next = mThreads[Choose(&ioThread)];
         if (&next != &ioThread)
         {
             next.mTurn.release();

@@ -40,9 +40,10 @@ public:
     Scheduler& operator=(const Scheduler&) = delete;
 
     /// Turns to the first order. With whole parts threads are parted where a part begins or a lock isn't free, and
-    /// nowhere else. Noted calls of the platform are met if their names contain `iNoted`. A schedule such as "ABBA"
-    /// says who goes on at the first points.
-    void Begin(bool ibWholeParts, const char* iNoted, std::string_view iSchedule = "");
+    /// nowhere else. In one run the turn is taken at most `iMostSwitches` times from a thread that could go on. Noted
+    /// calls of the platform are met if their names contain `iNoted`. A schedule such as "ABBA" says who goes on at the
+    /// first points.
+    void Begin(bool ibWholeParts, int iMostSwitches, const char* iNoted, std::string_view iSchedule = "");
     /// Runs what each thread has to do, in the present order.
     void Run(const std::vector<Parts>& iThreads);
     bool Next();
@@ -91,7 +92,7 @@ private:
 
     void RunThread(Thread& ioThread);
     static bool CanGoOn(const Thread& iThread);
-    std::size_t Choose();
+    std::size_t Choose(const Thread* iCurrent = nullptr);
     static void Park(Thread& ioThread);
     void Part(Thread& ioThread, const std::string& iWhat, bool ibAlways = false);
     [[noreturn]] void Fail(const std::string& iWhy) const;
@@ -101,9 +102,11 @@ private:
     std::array<Thread, cThreads> mThreads;
     std::binary_semaphore mAllDone{0};
     bool mbWholeParts = false;
+    int mMostSwitches = 0;
     const char* mpNoted = nullptr;
     std::vector<Decision> mDecisions; // on the way to the present order
     std::size_t mDepth = 0;           // of them made in this run
+    int mSwitches = 0;                // in this run
     std::string mLetters;
     std::string mLines;
 };
