@@ -109,7 +109,7 @@ struct World
         }
         for (const int task : {1, 2})
             lines.push_back("profile " + Ask([&](int* o) { return QORJobTask::GetProfileIndex(task, o); }));
-        lines.push_back("live " + Say(Builtin::PerfReadings::GetLiveInstances(cJobCategory), mCount,
+        lines.push_back("live " + Say(Builtin::PerfReadings::GetLiveInstances(cJobCategory), mCount.load(),
                                       Builtin::LibraryUsers::GetLogUsers()));
         return lines;
     }
@@ -138,7 +138,7 @@ struct World
     QORJobTask mTask{nullptr};
     QORJobTask mNextTask{nullptr};
     QORNamedIdsList mNames;
-    int mCount = 0; // of what may happen once only
+    std::atomic<int> mCount = 0; // of what may happen once only
     JobPtr mJob;
     JobPtr mSecond; // another reference to the same job, or none
     JobPtr mChild;

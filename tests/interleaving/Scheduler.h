@@ -93,6 +93,7 @@ private:
     void RunThread(Thread& ioThread);
     static bool CanGoOn(const Thread& iThread);
     std::size_t Choose(const Thread* iCurrent = nullptr);
+    static void TakeLock(ScheduledLock& ioLock, bool ibShared);
     static void Park(Thread& ioThread);
     void Part(Thread& ioThread, const std::string& iWhat, bool ibAlways = false);
     [[noreturn]] void Fail(const std::string& iWhy) const;
