@@ -1,11 +1,10 @@
 #include "tests/interleaving/Scheduler.h"
 
+#include "platform/Mutex.h"
+
 #include <bit>
 #include <cstdio>
 #include <cstdlib>
-
-#if defined(__SANITIZE_THREAD__)
-#include <sanitizer/tsan_interface.h>
 
 extern "C"
 {
@@ -26,40 +25,21 @@ struct Unseen
 {
     Unseen()
     {
-        AnnotateIgnoreSyncBegin(nullptr, 0);
-        AnnotateIgnoreReadsBegin(nullptr, 0);
-        AnnotateIgnoreWritesBegin(nullptr, 0);
+        QORJOB_TELL_SANITIZER(AnnotateIgnoreSyncBegin(nullptr, 0));
+        QORJOB_TELL_SANITIZER(AnnotateIgnoreReadsBegin(nullptr, 0));
+        QORJOB_TELL_SANITIZER(AnnotateIgnoreWritesBegin(nullptr, 0));
     }
     ~Unseen()
     {
-        AnnotateIgnoreWritesEnd(nullptr, 0);
-        AnnotateIgnoreReadsEnd(nullptr, 0);
-        AnnotateIgnoreSyncEnd(nullptr, 0);
+        QORJOB_TELL_SANITIZER(AnnotateIgnoreWritesEnd(nullptr, 0));
+        QORJOB_TELL_SANITIZER(AnnotateIgnoreReadsEnd(nullptr, 0));
+        QORJOB_TELL_SANITIZER(AnnotateIgnoreSyncEnd(nullptr, 0));
     }
     Unseen(const Unseen&) = delete;
     Unseen& operator=(const Unseen&) = delete;
 };
 
-void Publish(void* iPlace) { __tsan_release(iPlace); }
-void Receive(void* iPlace) { __tsan_acquire(iPlace); }
-
 } // namespace
-
-#else
-
-namespace
-{
-
-struct [[maybe_unused]] Unseen
-{
-};
-
-void Publish(void*) {}
-void Receive(void*) {}
-
-} // namespace
-
-#endif
 
 thread_local Scheduler::Thread* Scheduler::tpThread = nullptr;
 
@@ -78,7 +58,7 @@ Scheduler::~Scheduler()
     for (Thread& thread : mThreads)
     {
         thread.mpParts = nullptr;
-        Publish(this);
+        QORJOB_TELL_SANITIZER(__tsan_release(this));
         thread.mTurn.release();
         thread.mThread.join();
     }
@@ -105,13 +85,13 @@ void Scheduler::Run(const std::vector<Parts>& iThreads)
         mThreads[i].mpParts = &iThreads[i];
         mThreads[i].mState = EnumState::Ready;
     }
-    Publish(this);
+    QORJOB_TELL_SANITIZER(__tsan_release(this));
     {
         const Unseen unseen;
         mThreads[Choose()].mTurn.release();
         mAllDone.acquire();
     }
-    Receive(&mAllDone);
+    QORJOB_TELL_SANITIZER(__tsan_acquire(&mAllDone));
 }
 
 bool Scheduler::Next()
@@ -133,7 +113,7 @@ void Scheduler::RunThread(Thread& ioThread)
     for (;;)
     {
         Park(ioThread);
-        Receive(this);
+        QORJOB_TELL_SANITIZER(__tsan_acquire(this));
         if (ioThread.mpParts == nullptr)
             return;
         for (const auto& part : *ioThread.mpParts)
@@ -142,7 +122,7 @@ void Scheduler::RunThread(Thread& ioThread)
                 Part(ioThread, "begins the next part", true);
             part();
         }
-        Publish(&mAllDone);
+        QORJOB_TELL_SANITIZER(__tsan_release(&mAllDone));
         const Unseen unseen;
         if (ioThread.mHeldLocks != 0)
             Fail("a lock isn't left");
@@ -255,7 +235,7 @@ void Scheduler::Spin()
 void Scheduler::Enter(ScheduledLock& ioLock, bool ibShared)
 {
     TakeLock(ioLock, ibShared);
-    Receive(&ioLock);
+    QORJOB_TELL_SANITIZER(__tsan_acquire(&ioLock));
 }
 
 void Scheduler::TakeLock(ScheduledLock& ioLock, bool ibShared)
@@ -284,7 +264,7 @@ void Scheduler::TakeLock(ScheduledLock& ioLock, bool ibShared)
 
 void Scheduler::Leave(ScheduledLock& ioLock, bool ibShared)
 {
-    Publish(&ioLock);
+    QORJOB_TELL_SANITIZER(__tsan_release(&ioLock));
     const Unseen unseen;
     if (ioLock.mFurtherEntries > 0)
     {
