@@ -116,16 +116,3 @@ TEST(Initializer, LetsTheRoutersGoFromTheLastToTheFirst)
         watcher.join();
     }
 }
-
-TEST(Initializer, StartsAndStopsOnTwoThreads)
-{
-    const OwnInitializerAway away;
-    RunOnThreads(2, [](int) {
-        for (int i = 0; i < 5000; ++i)
-        {
-            const Initializer initializer;
-            ASSERT_EQ(Census(), cUp);
-        }
-    });
-    EXPECT_EQ(Census(), cDown);
-}

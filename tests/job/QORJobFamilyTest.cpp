@@ -158,18 +158,3 @@ TEST_F(Runaway, LogsWhatItDidNotExpect)
     EXPECT_EQ(TakeLog(), Texts{"Error: QORJob::SetRunAwayStatus: unexpected called - try to set Job (4711) aready in "
                                "runaway status (1) to be runaway at step (5)."});
 }
-
-TEST_F(Runaway, GivesOneOfTwoRacingPartiesTheLastWord)
-{
-    constexpr int cJobs = 2000;
-    std::vector<JobPtr> jobs(cJobs);
-    std::vector<std::atomic<int>> yes(cJobs);
-    for (JobPtr& job : jobs)
-        (job = NewJob())->SetRunAwayStatus();
-    RunOnThreads(2, [&](int iThread) {
-        const EnumRunAwayCaller caller = iThread == 0 ? RunAwayThread : RunAwayCleanUp;
-        for (std::size_t i = 0; i < jobs.size(); ++i)
-            yes[i] += jobs[i]->NeedToPerisistMsgStatusForRunAway(caller) ? 1 : 0;
-    });
-    EXPECT_EQ(std::count(yes.begin(), yes.end(), 1), cJobs);
-}
