@@ -157,6 +157,14 @@ const Operation cFindHung =
     Once([](World& ioWorld) { return ioWorld.mJob->StopRunningIfHang(0, 0, &ioWorld.mTask) == S_OK; });
 const Operation cStartNext =
     Do([](World& ioWorld) { return ioWorld.mJob->SetStepStart(4, cUnit, &ioWorld.mNextTask); });
+/// Its owner deletes a request that it has taken off the list; what was still to be sent counts as sent.
+const Operation cCompleteRequest = Once([](World& ioWorld) {
+    ioWorld.mJob->CompleteChannelRequest(ioWorld.mpRequest);
+    const std::unique_ptr<QORChannelRequest> request(ioWorld.mpRequest);
+    return static_cast<bool>(request->get_Channel());
+});
+const Operation cGiveContext =
+    Do([](World& ioWorld) { return ioWorld.mJob->SetProcessContext(&ioWorld.mNextContext); });
 const Operation cRunAway = Do([](World& ioWorld) { ioWorld.mJob->SetRunAwayStatus(); });
 const Operation cAddChild = Do([](World& ioWorld) { return ioWorld.mJob->AddChild(ioWorld.mChild->GetId()); });
 const Operation cSetParent =
@@ -213,7 +221,8 @@ void MakeAsked(World& ioWorld)
 {
     MakeWithMessages(ioWorld);
     const auto channel = QMessage::NewChannel([&](ICKDXReadMessage*) { return ++ioWorld.mCount, S_OK; });
-    ioWorld.mJob->AddChannelRequest(new QORChannelRequest(channel.Get(), 0, 0));
+    ioWorld.mpRequest = new QORChannelRequest(channel.Get(), 0, 0);
+    ioWorld.mJob->AddChannelRequest(ioWorld.mpRequest);
 }
 
 const Scene cScenes[] = {
@@ -226,6 +235,8 @@ const Scene cScenes[] = {
     {"CancelAndFinishAndDispatch", MakeRunningReport, {{cCancel}, {Finish(3)}, {Dispatch}}, 1},
     {"CancelAndEnd", MakeReport, {{cCancel}, {SetStatus(JobCompleted)}}},
     {"CancelAndSnapshot", MakeReport, {{cCancel}, {Look(&World::mJob)}}},
+    {"CancelAndStep", MakeReport, {{cCancel}, {cAddStep}, {Dispatch}}},
+    {"CancelAndContext", MakeReport, {{cCancel}, {cGiveContext}}},
     {"CancelAndCancel", MakeReport, {{cCancel}, {cCancel}}},
     {"PauseAndFinish", MakeDocument, {{cPause}, {Finish(13)}, {Dispatch}}, 1},
     {"PauseAndCancel", MakeDocument, {{cPause}, {cCancel}, {Finish(13)}}, 1},
@@ -257,6 +268,7 @@ const Scene cScenes[] = {
     {"DataAndData", MakeWithSecondReference, {{SetData(QORJOB_W("b"))}, {SetData(QORJOB_W("c"))}, {GetData}}},
     {"StartAndStart", MakeUnstarted, {{cStart}, {cStart}, {SetStatus(JobStoppedWithError)}}},
     {"CloseCountersOnce", MakeReport, {{cCount}, {cCount}}},
+    {"ReplyAndItsRequest", MakeAsked, {{SetStatus(JobReplied)}, {cCompleteRequest}}, 1},
     {"ReplyAndReply", MakeAsked, {{SetStatus(JobReplied)}, {SetStatus(JobReplied)}}, 1, nullptr, 4},
     {"ThreadMessageAndReply", MakeAsked, {{cBegin, PackCode(41), cEnd}, {PackCode(42)}}},
     {"ThreadMessageAndAnswer", MakeAsked, {{cBegin, PackCode(41), cEnd}, {SetStatus(JobReplied)}}, 1, nullptr, 3},

@@ -42,7 +42,7 @@ struct World
     {
         Builtin::Settings::SetClock(Moment(1));
         Builtin::PerfReadings::Reset();
-        mContext.mOnCall = Scheduler::Meet;
+        mContext.mOnCall = mNextContext.mOnCall = Scheduler::Meet;
         mContext.mpInstance = &mInstance;
     }
 
@@ -75,9 +75,13 @@ struct World
         for (const JobPtr* job : {&mJob, &mChild})
             if (*job)
                 AddJob(*job->Get(), lines);
-        Texts calls = mContext.mCalls; // those without the lock have no order
-        std::sort(calls.begin(), calls.end());
-        lines = Join(lines, calls);
+        for (const FakeProcessContext* context : {&mContext, &mNextContext})
+        {
+            Texts calls = context->mCalls; // those without the lock have no order
+            std::sort(calls.begin(), calls.end());
+            lines = Join(lines, calls);
+            lines.push_back("references " + Say(context->mReferences.load()));
+        }
         for (const auto& [id, value] : ReadCounters())
             lines.push_back("counter " + Say(id, value));
         if (mReal)
@@ -116,11 +120,13 @@ struct World
     Texts mCalls;
     FakeReportInstance mInstance{mCalls};
     FakeProcessContext mContext;
+    FakeProcessContext mNextContext;
     QBase::PtrI<CKDXProcessContext> mReal;
     QORJobTask mTask{nullptr};
     QORJobTask mNextTask{nullptr};
     QORNamedIdsList mNames;
-    std::atomic<int> mCount = 0; // of what may happen once only
+    QORChannelRequest* mpRequest = nullptr; // the job's
+    std::atomic<int> mCount = 0;            // of what may happen once only
     JobPtr mJob;
     JobPtr mSecond; // another reference to the same job, or none
     JobPtr mChild;
