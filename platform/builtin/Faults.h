@@ -20,6 +20,12 @@ enum class EnumFault
 /// Makes the n-th call from now (1 is the next one) fail, once. 0 cancels the fault.
 QORJOB_API void FailNth(EnumFault iFault, std::int64_t iNth) noexcept;
 
+/// Makes the n-th call from now fail and all that follow, until FailNth is called.
+QORJOB_API void FailFromNth(EnumFault iFault, std::int64_t iNth) noexcept;
+
+/// The number of the call that fails, counted from now: 0 when none is to fail (any more), negative while all do.
+QORJOB_API std::int64_t GetCallsToFault(EnumFault iFault) noexcept;
+
 /// Between the two calls: the number of blocks of the general heap that were allocated and not freed. Call both while
 /// no other thread uses the heap.
 QORJOB_API void StartCountingBlocks() noexcept;

@@ -16,8 +16,10 @@ namespace
 constexpr std::size_t cFaultCount = 4;
 constexpr unsigned cCountingBit = 1u << cFaultCount;
 
-// Calls left until the one that fails; 0: none fails.
+// Calls left until the one that fails; 0: none fails; cAllFail.
 constinit std::atomic<std::int64_t> gCallsLeft[cFaultCount]{};
+constinit std::atomic<bool> gLasting[cFaultCount]{};
+constexpr std::int64_t cAllFail = -1;
 
 constexpr unsigned BitOf(EnumFault iFault) { return 1u << static_cast<unsigned>(iFault); }
 
@@ -34,6 +36,16 @@ Blocks& GetBlocks()
     return blocks.Get();
 }
 
+void Set(EnumFault iFault, std::int64_t iNth, bool ibLasting) noexcept
+{
+    gLasting[static_cast<std::size_t>(iFault)].store(ibLasting);
+    gCallsLeft[static_cast<std::size_t>(iFault)].store(iNth);
+    if (iNth > 0)
+        Detail::gArmed.fetch_or(BitOf(iFault));
+    else
+        Detail::gArmed.fetch_and(~BitOf(iFault));
+}
+
 bool IsCounting() noexcept { return (Detail::gArmed.load(std::memory_order_relaxed) & cCountingBit) != 0; }
 
 } // namespace
@@ -46,26 +58,23 @@ constinit std::atomic<unsigned> gArmed{0};
 bool TakeTurn(EnumFault iFault) noexcept
 {
     std::atomic<std::int64_t>& callsLeft = gCallsLeft[static_cast<std::size_t>(iFault)];
+    const bool bLasts = gLasting[static_cast<std::size_t>(iFault)].load();
     std::int64_t left = callsLeft.load();
-    while (left > 0 && !callsLeft.compare_exchange_weak(left, left - 1))
+    while (left > 0 && !callsLeft.compare_exchange_weak(left, left == 1 && bLasts ? cAllFail : left - 1))
     {
     }
-    if (left != 1)
-        return false;
-    gArmed.fetch_and(~BitOf(iFault));
-    return true;
+    if (left == 1 && !bLasts)
+        gArmed.fetch_and(~BitOf(iFault));
+    return left == 1 || left == cAllFail;
 }
 
 } // namespace Detail
 
-void FailNth(EnumFault iFault, std::int64_t iNth) noexcept
-{
-    gCallsLeft[static_cast<std::size_t>(iFault)].store(iNth);
-    if (iNth > 0)
-        Detail::gArmed.fetch_or(BitOf(iFault));
-    else
-        Detail::gArmed.fetch_and(~BitOf(iFault));
-}
+void FailNth(EnumFault iFault, std::int64_t iNth) noexcept { Set(iFault, iNth, false); }
+
+void FailFromNth(EnumFault iFault, std::int64_t iNth) noexcept { Set(iFault, iNth, true); }
+
+std::int64_t GetCallsToFault(EnumFault iFault) noexcept { return gCallsLeft[static_cast<std::size_t>(iFault)].load(); }
 
 void StartCountingBlocks() noexcept
 {
