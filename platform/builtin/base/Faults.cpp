@@ -5,6 +5,9 @@
 #include "platform/builtin/base/NeverDestroyed.h"
 
 #include <cstddef>
+#include <cstdlib>
+#include <functional>
+#include <new>
 #include <unordered_set>
 
 namespace Builtin::Faults
@@ -23,11 +26,40 @@ constexpr std::int64_t cAllFail = -1;
 
 constexpr unsigned BitOf(EnumFault iFault) { return 1u << static_cast<unsigned>(iFault); }
 
+// Of malloc: a program whose operator new fails on purpose still counts its blocks.
+template <class T>
+struct PlainAllocator
+{
+    using value_type = T;
+
+    PlainAllocator() = default;
+    template <class U>
+    PlainAllocator(const PlainAllocator<U>&) noexcept
+    {
+    }
+
+    // NOLINTBEGIN(readability-identifier-naming): the names that std::allocator_traits asks for
+    T* allocate(std::size_t iCount)
+    {
+        void* const memory = std::malloc(iCount * sizeof(T)); // NOLINT(bugprone-sizeof-expression): of pointers, too
+        if (memory == nullptr)
+            throw std::bad_alloc();
+        return static_cast<T*>(memory);
+    }
+    void deallocate(T* iMemory, std::size_t) noexcept { std::free(iMemory); }
+    // NOLINTEND(readability-identifier-naming)
+
+    friend bool operator==(const PlainAllocator&, const PlainAllocator&) noexcept { return true; }
+};
+
+using Addresses =
+    std::unordered_set<const void*, std::hash<const void*>, std::equal_to<const void*>, PlainAllocator<const void*>>;
+
 // The blocks and not only their number: freeing a block from before the count would hide a leak.
 struct Blocks
 {
     QSynch::Mutex<QSynch::LockLevelDiagnostics> mMutex;
-    std::unordered_set<const void*> mTaken QORJOB_GUARDED_BY(mMutex);
+    Addresses mTaken QORJOB_GUARDED_BY(mMutex);
 };
 
 Blocks& GetBlocks()
