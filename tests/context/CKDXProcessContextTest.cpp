@@ -444,25 +444,4 @@ TEST_F(ProcessContext, TakesAllThatItKeepsOfTheGeneralHeap)
     std::pmr::set_default_resource(usual);
 }
 
-TEST(ProcessContextLife, LeavesNothingBehindWhenItCantBeMade)
-{
-#if defined(_WIN32)
-    constexpr int cBlocks = 3; // the context and its two locks
-#else
-    constexpr int cBlocks = 4; // its marshaler, too
-#endif
-    for (const auto& [fault, times] :
-         {std::pair(EnumFault::Allocation, cBlocks), std::pair(EnumFault::LockCreation, 2)})
-    {
-        for (int nth = 1; nth <= times; ++nth)
-        {
-            Context failed;
-            Builtin::Faults::StartCountingBlocks();
-            Builtin::Faults::FailNth(fault, nth);
-            EXPECT_EQ(CreateProcessContext(failed), E_OUTOFMEMORY) << nth;
-            EXPECT_EQ(Builtin::Faults::StopCountingBlocks(), 0);
-        }
-    }
-}
-
 } // namespace

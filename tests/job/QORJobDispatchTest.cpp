@@ -3,7 +3,6 @@
 #include "record/QORJobInfo.h"
 #include "tests/support/JobTest.h"
 
-using Builtin::Faults::EnumFault;
 using Dispatch = JobTest;
 
 /// The model of a job hardly comes by this state, which follows one other only.
@@ -61,24 +60,6 @@ TEST_F(Dispatch, PassesOverEntriesWithoutAStepAndStopsWhereOneIsInFront)
     EXPECT_EQ(dead->GetJobInfo(&info), S_OK);
     EXPECT_EQ(info.mTodoCount, 2) << "the entry without a step isn't shown";
     EXPECT_EQ(info.mFinishedCount, 1) << "the lost step";
-}
-
-TEST_F(Dispatch, TakesNothingFromADeadJobWhenMemoryRunsOut)
-{
-    int step = -1;
-    bool bWas = false;
-    for (int nth = 1; nth <= 2; ++nth) // the closing step, its entry
-    {
-        const JobPtr job = NewJobWith("3@7 5 4 6 8 9 11 12");
-        job->SetRunning(true, nullptr);
-        job->SetIAmDead(true, &bWas, StepSQLGeneration);
-        Builtin::Faults::FailNth(EnumFault::Allocation, nth);
-        EXPECT_TRUE(FAILED(job->GetCurrentStepIdToRun(&step, nullptr))) << nth;
-        EXPECT_EQ(TodoOf(*job.Get()), Split("3 5 4 6 8 9 11 12"));
-        EXPECT_EQ(job->GetCurrentStepIdToRun(&step, nullptr), S_OK);
-        EXPECT_EQ(step, StepCloseJob);
-        EXPECT_EQ(TodoOf(*job.Get()), Split("2"));
-    }
 }
 
 TEST_F(Dispatch, HandsTheClosingStepToOneThreadOnly)

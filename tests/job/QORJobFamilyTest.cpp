@@ -58,41 +58,6 @@ TEST_F(Family, MovesChildrenFromExecutingToFinished)
     EXPECT_EQ(Ids(*job.Get(), &QORJob::GetExecutingChildrenList), (std::vector<int>{4, 100, 101, 102, 107}));
 }
 
-TEST_F(Family, StaysAsItWasWithoutMemory)
-{
-    Builtin::LogSinks::Enable("Kernel", "*", false); // lines take memory, too
-    for (QBase::Buffer* buffer : {static_cast<QBase::Buffer*>(nullptr), NewBuffer(0)})
-    {
-        const JobPtr job = NewJob(RequestDocument, nullptr, buffer);
-        int failed = 0;
-        const auto change = [&](HRESULT (QORJob::*iCall)(QSynch::AtomicLong), int iChild) {
-            const std::vector<int> executing = Ids(*job.Get(), &QORJob::GetExecutingChildrenList);
-            const std::vector<int> finished = Ids(*job.Get(), &QORJob::GetFinishedChildrenList);
-            HRESULT code = E_FAIL;
-            for (int nth = 1; code != S_OK; ++nth)
-            {
-                Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, nth);
-                code = (job.Get()->*iCall)(iChild);
-                Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, 0);
-                if (code == S_OK)
-                    continue;
-                ++failed;
-                ASSERT_TRUE(FAILED(code));
-                EXPECT_EQ(Ids(*job.Get(), &QORJob::GetExecutingChildrenList), executing);
-                EXPECT_EQ(Ids(*job.Get(), &QORJob::GetFinishedChildrenList), finished);
-            }
-        };
-        for (int child = 0; child < 40; ++child)
-        {
-            change(&QORJob::AddChild, child);
-            change(&QORJob::MarkChildComplete, child - 20);
-        }
-        EXPECT_GT(failed, 5);
-        EXPECT_EQ(Ids(*job.Get(), &QORJob::GetExecutingChildrenList).size(), 20U);
-        EXPECT_EQ(Ids(*job.Get(), &QORJob::GetFinishedChildrenList).size(), 40U);
-    }
-}
-
 TEST_F(Family, CountsRunningChildrenWithoutABound)
 {
     const JobPtr job = NewJob();

@@ -35,12 +35,6 @@ TEST_F(StepRun, ProfilesEachStepOnce)
         EXPECT_EQ(StopTraceOfAgents(), (Texts{"QPerfMon::CreateQORProfileAgent", "QPerfMon::StartProfileAgent",
                                               "QPerfMon::EndProfileAgent", "QPerfMon::CreateQORProfileAgent"}));
     }
-    const JobPtr job = NewJobWith("3 2");
-    for (int nth = 1; nth <= 2; ++nth) // the agent, its place
-    {
-        Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, nth);
-        job->SetStepStart(3, 1, nullptr);
-    }
     Builtin::PerfReadings::EnableProfiling(false);
 }
 

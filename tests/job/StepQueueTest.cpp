@@ -1,6 +1,5 @@
 #include "job/StepQueue.h"
 
-#include "platform/builtin/Faults.h"
 #include "record/QORJobProcessingStep.h"
 #include "record/QORJobStep.h"
 #include "tests/support/JobTest.h"
@@ -8,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
-#include <new>
 #include <random>
 #include <vector>
 
@@ -73,30 +71,6 @@ TEST_F(StepQueueTest, PassesOverEntriesWithoutAStep)
     mQueue.MoveToFinished(At(0));
     Expect({StepCloseJob}, {-1});
     EXPECT_FALSE(mQueue.HasFinished(StepCloseJob));
-}
-
-TEST_F(StepQueueTest, TakesBothNewStepsOrNone)
-{
-    // Eight entries take no memory of their own, the next one does.
-    Add({5, 6, 7, 8, 9, 11});
-    Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, 3);
-    EXPECT_EQ(mQueue.InsertNew(At(0), 3, 4), S_OK);
-    const Ids queued = {3, 4, 5, 6, 7, 8, 9, 11};
-    Expect(queued, {});
-    for (int failing = 1; failing <= 3; ++failing) // two steps and their entries
-    {
-        Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, failing);
-        try
-        {
-            EXPECT_EQ(mQueue.InsertNew(At(0), 12, StepCloseJob), E_OUTOFMEMORY);
-        }
-        catch (const std::bad_alloc&)
-        {
-        }
-        Expect(queued, {});
-    }
-    EXPECT_EQ(mQueue.InsertNew(At(0), 12, StepCloseJob), S_OK);
-    Expect(Join(Ids{12, StepCloseJob}, queued), {});
 }
 
 /// What the queue keeps beside its lists is held against a walk through them, after each of many random changes.

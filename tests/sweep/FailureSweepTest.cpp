@@ -134,7 +134,8 @@ private:
 
     void MakeContext()
     {
-        Do([&] { return CreateProcessContext(mpContext); });
+        const HRESULT made = Do([&] { return CreateProcessContext(mpContext); });
+        EXPECT_EQ(made, mpContext ? S_OK : E_OUTOFMEMORY);
         if (!mpContext)
             return;
         std::map<std::string, std::string> properties;
