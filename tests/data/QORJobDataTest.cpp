@@ -129,6 +129,8 @@ TEST_F(DataItems, HoldOneReferenceToTheirInterface)
     {
         QORComData item(1, &first);
         EXPECT_EQ(Read(item, &QORComData::GetInterface)->Release(), 1u);
+        EXPECT_EQ(item.LoadObj(1, Bytes(1).data()), S_OK) << "nothing is loaded";
+        EXPECT_EQ(PayloadOf(item), static_cast<IUnknown*>(&first));
         item.SetInterface(&second);
         EXPECT_EQ(item.Reset(), S_OK);
         item.SetInterface(&second);
@@ -151,6 +153,8 @@ TEST_F(DataItems, GoWithTheirLastReferenceWhereTheyLive)
 
     const JobPtr job = NewJob();
     EXPECT_EQ(job->CreateJobDataObject(1, &item), E_INVALIDARG);
+    EXPECT_EQ(job->CreateJobDataObject(0, nullptr), E_POINTER);
+    EXPECT_EQ(QORJobData::CreateJobDataObject(nullptr, 0, &item), E_POINTER);
     Builtin::Faults::FailNth(EnumFault::Allocation, 1);
     EXPECT_EQ(job->CreateJobDataObject(0, &item), E_OUTOFMEMORY);
     EXPECT_EQ(job->CreateJobDataObject(0, &item), S_OK);
@@ -192,6 +196,7 @@ TEST_F(DataItems, AnswerWhatTheirRootAnswersForAllKinds)
     EXPECT_EQ(root.Init(8), S_OK);
     EXPECT_EQ(Read(root, static_cast<HRESULT (QORJobData::*)(unsigned*) const>(&QORJobData::GetId)), 8u);
     EXPECT_EQ(root.QueryInterface(GUID_NULL, nullptr), S_OK);
+    EXPECT_EQ(root.QORJobData::Reset(), S_OK);
     for (const HRESULT code :
          {root.GetObjType(&type), root.GetVersionId(&number), root.GetLoadStatus(&number), root.GetChildren(&children)})
         EXPECT_EQ(code, E_NOTIMPL);

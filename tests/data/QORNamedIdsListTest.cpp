@@ -66,6 +66,19 @@ TEST_F(NamedIds, KeepTheirIndexAndTakeTheNewId)
     EXPECT_EQ(stored, given);
 }
 
+TEST_F(NamedIds, RefuseNullOutPointers)
+{
+    QORNamedIdsList names;
+    const QBase::WCHAR* const name = QORJOB_W("a");
+    EXPECT_EQ(names.AddNameCopy(name, 0), S_OK);
+    for (const HRESULT code : {names.NameToId(name, nullptr), names.NameToIndex(name, nullptr),
+                               names.IdToName(0, static_cast<const QBase::WCHAR**>(nullptr)),
+                               names.IdToIndex(0, nullptr), names.IdToNameCopy(0, nullptr), names.IndexToId(0, nullptr),
+                               names.IndexToName(0, static_cast<const QBase::WCHAR**>(nullptr)),
+                               names.IndexToNameCopy(0, nullptr), names.GetNameCount(nullptr)})
+        EXPECT_EQ(code, E_POINTER);
+}
+
 /// Few names and ids, so that many ids are shared, given up and taken again; each lookup is held against a scan from
 /// the back.
 TEST_F(NamedIds, AnswerAsAScanFromTheBackDoes)
