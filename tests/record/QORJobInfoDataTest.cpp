@@ -58,6 +58,9 @@ TEST_F(InfoData, SaveIdSizeAndData)
     EXPECT_EQ(Save(record, 3, 11), (Saved{S_OK, 11, {-2, -1, -1, -1, 3, 0, 0, 0, 'a', 'b', 'c'}}))
         << "the data alone are held against the maximum";
     EXPECT_EQ(QORJobInfoData().LoadObj(8, nullptr), E_POINTER);
+    unsigned size = 0;
+    EXPECT_EQ(record.SaveObj(0, 3, nullptr, &size), E_POINTER);
+    EXPECT_EQ(record.SaveObj(0, 3, Bytes(11).data(), nullptr), E_POINTER);
 
     // The size of an item that wrote nothing: zeros are saved, not bytes of the item before.
     QORJobInfoData large = record;

@@ -80,7 +80,13 @@ TEST_F(JobRecord, OfAStepIsCopiedWithoutItsProcessorTime)
     EXPECT_EQ(Read(other, &QORJobStep::GetTaskCPUTime), 0);
     other = step;
     EXPECT_EQ(Read(other, &QORJobStep::GetTaskCPUTime), 2300) << "assignment takes the processor time along";
+    const QORJobStep& itself = other;
+    other = itself;
+    EXPECT_EQ(Save(other), Save(step));
 
+    const QORJobStepPtr onHeap(QORJobStep::NewStep(StepNoOp, nullptr));
+    EXPECT_EQ(Save(*onHeap), Save(QORJobStep(StepNoOp)));
+    EXPECT_EQ(step.Clone(nullptr), E_POINTER);
     QORJobStep* clone = nullptr;
     EXPECT_EQ(step.Clone(&clone), S_OK);
     EXPECT_EQ(Save(*clone), Save(QORJobStep(StepNoOp)));
@@ -135,6 +141,11 @@ TEST_F(JobRecord, OfAStepIsSavedByteByByte)
     std::fill(damaged.end() - 82, damaged.end(), static_cast<signed char>('k')); // a key without a terminating zero
     EXPECT_EQ(loaded.LoadObj(5, damaged.data()), 0u);
     EXPECT_EQ(std::basic_string_view<QBase::WCHAR>(loaded.GetChapterKey()).size(), 40u);
+    loaded.SetChapterKey(nullptr);
+    EXPECT_EQ(loaded.GetChapterKey()[0], 0);
+    EXPECT_EQ(loaded.GetChapterKey()[1], 0x6B6B) << "behind the zero the key stays";
+    loaded.InitChapterKey();
+    EXPECT_EQ(loaded.GetChapterKey()[1], 0);
     loaded.SetChapterKey(QBase::wstring(60, QORJOB_W('k')).c_str());
     EXPECT_EQ(std::basic_string_view<QBase::WCHAR>(loaded.GetChapterKey()).size(), 40u) << "a long key is cut";
 }
