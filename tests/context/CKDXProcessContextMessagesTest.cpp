@@ -117,6 +117,13 @@ TEST_F(ProcessContextMessages, OfAThreadEndQuietlyWhereOneIsMissing)
     mContext->EndThreadMessage(0);
 
     GiveInput();
+    const PtrI<ICKDXWriteMessage> reply = Out();
+    mContext->BeginThreadMessage();
+    mContext->AddStatusMessage(100, QORJOB_W("Kernel"));
+    reply->Close();
+    mContext->EndThreadMessage(0); // the reply takes nothing any more
+    EXPECT_EQ(CodesIn(reply), Codes());
+
     mContext->BeginThreadMessage();
     mContext->SetRequestIn(1, nullptr, nullptr, nullptr, GUID_NULL);
     mContext->EndThreadMessage(0); // no reply to go into

@@ -112,6 +112,13 @@ TEST_F(ProcessContext, HasSettingsWithRulesOfTheirOwn)
     const BSTR mine = text.mText;
     EXPECT_EQ(mContext->get_TextB(&text.mText), S_OK);
     EXPECT_EQ(text.mText, mine) << "never put";
+    for (const QBase::WCHAR* put : {QORJOB_W("put"), static_cast<const QBase::WCHAR*>(nullptr)})
+    {
+        OwnedBstr got;
+        EXPECT_EQ(mContext->put_TextB(put), S_OK);
+        EXPECT_EQ(mContext->get_TextB(&got.mText), S_OK);
+        EXPECT_EQ(got.Text(), put == nullptr ? "\"\"" : "\"put\"");
+    }
     mContext->put_BstrA(OwnedBstr(QORJOB_W("")).mText);
     EXPECT_EQ(Get(&C::get_BstrA, mine), nullptr);
 
@@ -221,6 +228,15 @@ TEST_F(ProcessContext, ResolvesTheNameOnceByTheSessionsFlags)
         mSession.mFlags ^= 1;
         EXPECT_EQ(ResolvedName(), name) << "kept";
     }
+    mSession.mFlags = 0;
+    mSession.mNameCode = S_OK;
+    mSession.mpName9 = nullptr;
+    for (IUnknown* session : {static_cast<IUnknown*>(&mSession), static_cast<IUnknown*>(nullptr)})
+    {
+        mContext = NewContext();
+        mContext->put_ContextObjectA(session);
+        EXPECT_EQ(ResolvedName(), "\"\"");
+    }
 }
 
 TEST_F(ProcessContext, ResolvesTheObjectThroughItsSourceFirstAndThenItsInstance)
@@ -228,9 +244,12 @@ TEST_F(ProcessContext, ResolvesTheObjectThroughItsSourceFirstAndThenItsInstance)
     FakeDefinition ofInstance;
     ofInstance.mObjectId = cOtherGuid;
     mInstance.mpObject = &ofInstance;
-    mSource.mpObject = &mDefinition;
     EXPECT_EQ(ObjectID(), GUID_NULL);
     mContext->put_ContextObjectC(&mSource);
+    EXPECT_EQ(ObjectID(), GUID_NULL) << "the source has none";
+    mSource.mpObject = &mObjectD;
+    EXPECT_EQ(ObjectID(), GUID_NULL) << "it is no definition";
+    mSource.mpObject = &mDefinition;
     EXPECT_EQ(ObjectID(), GUID_NULL);
     mContext->put_ContextObjectB(&mInstance);
     EXPECT_EQ(ObjectID(), cOtherGuid);
@@ -308,6 +327,7 @@ TEST_F(ProcessContext, RefusesNullPointers)
     std::uint64_t length = 77;
     BYTE* buffer = nullptr;
     QBase::wstring text(QORJOB_W("x"));
+    GUID guid = GUID_NULL;
     LONG value = 77;
     C& context = *mContext.Get();
     const std::pair<HRESULT, HRESULT> rows[] = {
@@ -326,6 +346,7 @@ TEST_F(ProcessContext, RefusesNullPointers)
         {context.GetTextByGuidBstr(cGuid, nullptr), E_INVALIDARG},
         {context.SetGuidList(0, nullptr), E_INVALIDARG},
         {context.GetGuidList(0, nullptr), E_INVALIDARG},
+        {context.GetGuidList(-1, &guid), E_UNEXPECTED},
         {context.SetTextByGuid(cGuid, nullptr), E_INVALIDARG},
         {context.CopyTextTable(nullptr), E_INVALIDARG},
         {context.SetNamedPair(nullptr, 1, 2), E_INVALIDARG},

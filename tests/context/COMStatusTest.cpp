@@ -125,7 +125,7 @@ public:
     PtrI<QResource::Bundle> GetResourceBundle() override
     {
         mOnCall();
-        return QResource::GetFileBundle("Kernel");
+        return QResource::GetFileBundle(mpBundle);
     }
     void RecordText(const char* iText, unsigned iMessageId, int iReserved1, int iReserved2, int iReserved3) override
     {
@@ -134,6 +134,7 @@ public:
     }
 
     std::function<void()> mOnCall = [] {};
+    const char* mpBundle = "Kernel";
     std::string mRecord;
 };
 
@@ -190,6 +191,8 @@ TEST_F(COMStatus, ReportsOneErrorWithItsHelp)
     const std::tuple<const QBase::WCHAR*, DWORD, const QBase::WCHAR*, HRESULT, HRESULT, const char*> rows[] = {
         {QORJOB_W("text"), 0, QORJOB_W("help"), 0, DISP_E_EXCEPTION, "text|||0"},
         {QORJOB_W("text"), 5, QORJOB_W("help"), S_FALSE, S_FALSE, "text||help|5"},
+        {QORJOB_W("text"), 5, nullptr, 0, DISP_E_EXCEPTION, "text|||0"},
+        {resource(5), 0, nullptr, E_HANDLE, E_HANDLE, "Unknown Error|||0"},
         {resource(0xFFFF), 0, nullptr, 0, static_cast<HRESULT>(0x8004FFFF), "Unknown Error|||0"},
         {nullptr, 0, nullptr, 0, static_cast<HRESULT>(0x80040000), "Unknown Error|||0"},
     };
@@ -211,6 +214,11 @@ TEST_F(COMStatus, IsInTheRegistrysLanguage)
         const std::string error = TakeError();
         return error.substr(0, error.find('|'));
     };
+    {
+        const RegistryText vendor("HKEY_LOCAL_MACHINE\\SOFTWARE\\Veltrix");
+        vendor.Set("409");
+        EXPECT_EQ(description(), german) << "there is no key for the language";
+    }
     const RegistryText language("HKEY_LOCAL_MACHINE\\SOFTWARE\\Veltrix\\Language");
     language.Remove();
     EXPECT_EQ(description(), german);
@@ -262,8 +270,12 @@ TEST_F(COMStatus, FormatsForTheLogInTheProcessesLanguageAndForTheCallerInHisOwn)
     }
 
     Source source;
-    source.mOnCall = [] { throw QBase::Message("broken"); };
     QBase::wstring text(QORJOB_W("before"));
+    source.mpBundle = "no such bundle";
+    EXPECT_EQ(FormatMessageText(text, cCancelled, formatter, "", source), S_OK);
+    EXPECT_EQ(QBase::WideCharToUTF8(text), "-?- ");
+    text = QORJOB_W("before");
+    source.mOnCall = [] { throw QBase::Message("broken"); };
     EXPECT_EQ(FormatMessageText(text, cCancelled, formatter, "", source), static_cast<HRESULT>(0x8004308B));
     EXPECT_EQ(QBase::WideCharToUTF8(text), "before");
 }

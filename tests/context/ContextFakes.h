@@ -142,7 +142,7 @@ public:
     HRESULT QORJOB_STDCALL get_Object(IUnknown** oObject) override
     {
         *oObject = QBase::PtrI<IUnknown>(mpObject).Detach();
-        return S_OK;
+        return mpObject == nullptr ? E_FAIL : S_OK;
     }
 
     IUnknown* mpObject = nullptr;
