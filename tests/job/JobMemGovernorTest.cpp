@@ -118,9 +118,10 @@ TEST_F(MemGovernor, ReportsAtTheFinishHowThePeakStandsToTheLimit)
 TEST_F(CloseCounters, CountAJobOnceByTypeStatusAndKind)
 {
     const std::tuple<int, int, int, Counters> rows[] = {
-        // The kind -1: the context throws.
+        // The kind -1: the context throws; -2: there is none.
         {RequestReport, JobCompleted, 0, {{2, 1}, {8, 250}}},
         {RequestReport, JobCompleted, -1, {{2, 1}, {8, 250}}},
+        {RequestReport, JobCompleted, -2, {{2, 1}, {8, 250}}},
         {RequestBatchChildReport, JobCompleted, 8, {{2, 1}, {8, 250}, {39, 1}, {43, 250}}},
         {RequestDatamartReport, JobStoppedWithError, 7, {{4, 1}, {8, 250}, {42, 250}}},
         {RequestDocument, JobCompleted, 7, {{18, 1}, {50, 250}}},
@@ -136,7 +137,7 @@ TEST_F(CloseCounters, CountAJobOnceByTypeStatusAndKind)
         instance.mKind = kind;
         Builtin::Settings::SetClock(TimeOf(0));
         const JobPtr job = NewJob(type);
-        job->SetProcessContext(&context);
+        job->SetProcessContext(kind == -2 ? nullptr : &context);
         SetStatus(*job.Get(), status);
         Builtin::PerfReadings::Reset();
         Builtin::Settings::SetClock(TimeOf(250));
@@ -149,6 +150,6 @@ TEST_F(CloseCounters, CountAJobOnceByTypeStatusAndKind)
         }
         context.mOnCall = nullptr;
         EXPECT_EQ(instance.mReferences, 0u);
-        EXPECT_EQ(context.mReferences, 1u);
+        EXPECT_EQ(context.mReferences, kind == -2 ? 0u : 1u);
     }
 }

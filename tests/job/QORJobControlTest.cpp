@@ -57,6 +57,9 @@ TEST_F(Control, AnswersTheFirstPendingRequestOnce)
         SetStatus(*job.Get(), 9);
         EXPECT_EQ(replies.size(), 1u);
         job->CompleteChannelRequest(&second);
+        job->AddChannelRequest(nullptr); // nobody waits for it
+        SetStatus(*job.Get(), 9);
+        EXPECT_EQ(replies.size(), 1u);
     }
 }
 

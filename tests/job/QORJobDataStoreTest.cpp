@@ -1,4 +1,5 @@
 // The five slots of a job.
+#include "job/QORJobTask.h"
 #include "tests/support/DataTest.h"
 
 #include <deque>
@@ -70,9 +71,13 @@ TEST_F(DataStore, SurvivesItemsThatThrow)
             calls = {{}, "first AddRef", bMessage};
             EXPECT_EQ(job->GetJobData(2, &found), static_cast<HRESULT>(0x8004308B)) << "for both kinds";
             EXPECT_EQ(found, &first) << "handed out before the reference is taken";
+            calls.mThrowing = "first AddRef";
+            EXPECT_EQ(QORJobTask(job.Get()).GetContextDataX(2, &found), static_cast<HRESULT>(0x8004308B));
+            EXPECT_EQ(first.mReferences, 3u) << "the job's and those of the two that threw";
             calls.mThrowing = fault;
             EXPECT_EQ(job->SetJobData(&second), static_cast<HRESULT>(bMessage ? 0x8004308B : 0x8004308C));
-            EXPECT_EQ(TakeLog(), (Texts{Caught("GetJobData", message), Caught("SetJobData", message)}));
+            EXPECT_EQ(TakeLog(), (Texts{Caught("GetJobData", message), Caught("GetJobData", message),
+                                        Caught("SetJobData", message)}));
             const bool bKept =
                 fault == std::string("second GetId"); // the first item, whose slot is empty as it is released
             std::thread([&] { EXPECT_EQ(IsAvailable(*job.Get(), 2), bKept); }).join(); // the lock is free

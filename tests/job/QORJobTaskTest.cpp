@@ -2,6 +2,7 @@
 
 #include "context/Collaborators.h"
 #include "data/QORBinaryData.h"
+#include "job/QORJobError.h"
 #include "platform/QResource.h"
 #include "tests/support/JobTest.h"
 #include "tests/support/OperationPlace.h"
@@ -217,6 +218,23 @@ TEST_F(JobTask, MakesItemsByItsFactoryAndRefusesNull)
         EXPECT_EQ(code, E_POINTER);
 }
 
+TEST_F(JobTask, AsksItsJobAndNothingElse)
+{
+    FakeProcessContext context; // has nobody to report to
+    mJob->SetProcessContext(&context);
+    QORJobTask task(mJob.Get());
+    const int any = 7;
+    int id = 77;
+    EXPECT_EQ(task.GetJobId(&any), cJobId);
+    EXPECT_EQ(task.GetDataIdByName(QORJOB_W("any"), &id), S_OK);
+    EXPECT_EQ(id, 77);
+    EXPECT_EQ(task.SetConfigManager(nullptr), S_OK);
+    EXPECT_NE(task.GetJobErrorBuilder(E_FAIL).Get(), nullptr);
+    EXPECT_EQ(Read(*mJob.Get(), &QORJob::GetStatus), JobStoppedWithError);
+    EXPECT_EQ(task.SetAbort(), S_OK);
+    mJob->SetProcessContext(nullptr);
+}
+
 TEST_F(JobTask, AbortsWhateverTheReportAndTheInputsMeet)
 {
     const std::string cOfItem = Caught("QORJobTask::ReleaseContextData", nullptr);
@@ -256,7 +274,11 @@ TEST_F(JobTask, FindsNamesAndProfilesAsTheRegistryWasMade)
 {
     const QBase::WCHAR* const query = QORJOB_W("Query");
     int id = 0;
+    const QBase::WCHAR* none = query;
+    QBase::wstring noText(query);
     EXPECT_EQ(QORJobTask::GetId(query, &id), E_HANDLE);
+    EXPECT_EQ(QORJobTask::GetName(41, &none), E_HANDLE);
+    EXPECT_EQ(QORJobTask::GetName(41, noText), E_HANDLE);
     // Made by Init the registry leaves the profiles as they were loaded; made by a name, even in vain, it clears them.
     for (const int profile : {0, -1})
     {

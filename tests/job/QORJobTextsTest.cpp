@@ -170,6 +170,9 @@ TEST_F(JobTexts, TraceLeaksOnceThatIsSwitchedOn)
         EXPECT_EQ(TakeLog().front().find("Info: QORJobLeak Trace for JobId: 4711 and callstack: "), 0u);
     }
     EXPECT_EQ(DumpOf(*job.Get()).find("Job Trace Flags: 0x7e\n"), 0u);
+    QORJob::StartJobLeakTrace();
+    EXPECT_FALSE(QORJob::GetJobLeakTrace()) << "each job has its own switch";
+    QORJob::StopJobLeakTrace();
 }
 
 TEST_F(JobTexts, SumTheJobUpInOneLine)
