@@ -60,6 +60,48 @@ TEST(MessageOperations, StandAtTheirPlaces)
     ExpectPlaces(PlaceOf(&QORChannel::Send), &QORChannel::Send, &QORChannel::Close);
 }
 
+TEST(MessageOperations, RefuseNullPointers)
+{
+    const auto read = NewReadMessage(nullptr, 0);
+    const auto written = NewServerMessage();
+    const auto channel = NewChannel([](ICKDXReadMessage*) { return S_OK; });
+    const auto stream = Given(read, &ICKDXReadMessage::get_BlockStream);
+    DWORD count = 0;
+    std::uint64_t size = 0;
+    QBase::wstring text;
+    ICKDXReadMessage* toRead = nullptr;
+    ICKDXWriteMessage* answer = nullptr;
+    std::unique_ptr<QORMessageUnpacker> entry;
+    const HRESULT codes[] = {
+        read->CopyTo(nullptr),
+        read->get_BlockStream(nullptr),
+        read->BelongsTo(nullptr),
+        read->get_Content(nullptr),
+        read->get_Item(nullptr),
+        read->get_ErrorCode(nullptr),
+        written->get_State(nullptr),
+        written->get_ErrorCode(nullptr),
+        written->AppendBlocks(nullptr, 1),
+        written->get_BlockStream(nullptr),
+        written->Send(nullptr),
+        channel->Send(nullptr),
+        stream->Read(nullptr, 1, &count),
+        stream->Read(nullptr, 0, nullptr),
+        stream->GetPosition(nullptr, &size),
+        stream->GetPosition(&size, nullptr),
+        QMessage::CKDXReadMessage::NewWriteMessageNotGoverned(nullptr, false, &answer),
+        QMessage::CKDXReadMessage::NewWriteMessageNotGoverned(read.Get(), false, nullptr),
+        QMessage::CKDXWriteMessage::ToReadMessage(nullptr, &toRead),
+        QMessage::CKDXWriteMessage::ToReadMessage(written.Get(), nullptr),
+        QMessage::CKDXWriteMessage::Append(nullptr, written.Get()),
+        QMessage::CKDXWriteMessage::Append(written.Get(), nullptr),
+        QMessage::CKDXWriteMessage::GetErrorsFromMessage(0, nullptr, text),
+        QORMessageUnpacker::Create(nullptr, 0, entry),
+    };
+    for (const HRESULT& code : codes)
+        EXPECT_EQ(code, E_POINTER) << &code - codes;
+}
+
 TEST(WriteMessages, TakeNothingOnceTheyAreRead)
 {
     const auto message = NewServerMessage();
@@ -86,6 +128,7 @@ TEST(WriteMessages, TakeNothingOnceTheyAreRead)
     EXPECT_EQ(message->Reset(), S_OK);
     EXPECT_EQ(CodesIn(message), Codes{});
     EXPECT_EQ(ItemOf(read), ItemOf(message));
+    EXPECT_EQ(read->BelongsTo(message.Get()), S_OK);
     EXPECT_EQ(CodesIn(read), (Codes{7, 8}));
 }
 

@@ -107,6 +107,7 @@ TEST_F(RegistryTree, TakesAFileWholeOrNotAtAll)
 {
     const std::pair<const char*, const char*> rows[] = {
         {"[HKEY_LOCAL_MACHINE\\A]\nno equals sign", "setup.txt:2: neither [a key] nor a name = a text"},
+        {"# none\n@ = text\n[HKEY_LOCAL_MACHINE\\A]", "setup.txt:2: a value stands before the first key"},
         {"[HKEY_LOCAL_MACHINE\\A", "setup.txt:1: the key's line has no ] at its end"},
         {"[HKEY_LOCAL_MACHINE\\A]\n[HKEY_LOCAL_MACHINE\\\\A]", "setup.txt:2: a name is missing in the key's path"},
         {"[HKEY_LOCAL_MACHINE\\A]\n[HKEY_NOBODY\\A]", "setup.txt:2: there is no root HKEY_NOBODY"},
