@@ -1,10 +1,12 @@
 // Looks at a program's own jobs, which the test can change between two of them.
 #include "monitor/History.h"
+#include "monitor/ListQuery.h"
 #include "monitor/QORMonitor.h"
 #include "monitor/Query.h"
 #include "tests/host/HostTest.h"
 #include "tests/monitor/MonitorValues.h"
 
+#include <array>
 #include <atomic>
 #include <stdexcept>
 
@@ -245,6 +247,7 @@ TEST(MonitorQuery, SortsByTimes)
         rows[i].mRunning = runs[i];
         rows[i].mSince = static_cast<QORMonitorTime>(10 * runs[i]);
         rows[i].mStep = static_cast<int>(waits[i]);
+        rows[i].mStatus = static_cast<int>(runs[i]);
     }
     const auto order = [&](EnumMonitorSort iSort) {
         std::vector<const QORMonitorRow*> all;
@@ -260,11 +263,31 @@ TEST(MonitorQuery, SortsByTimes)
     EXPECT_EQ(order(EnumMonitorSort::Running), "120");
     EXPECT_EQ(order(EnumMonitorSort::Since), "021") << "the one that came last";
     EXPECT_EQ(order(EnumMonitorSort::Step), "201");
+    EXPECT_EQ(order(EnumMonitorSort::Status), "120");
     identity->mCreated = 1;
     std::vector<const QORMonitorRow*> all{rows.data()};
     EXPECT_EQ(QORMONITOR::Select({.mOlder = 7s}, 7'000'000, all), 0U);
     all = {rows.data()};
     EXPECT_EQ(QORMONITOR::Select({.mOlder = 7s}, 7'000'001, all), 1U);
+}
+
+TEST(MonitorQuery, IsReadPartByPart)
+{
+    QORWebRequest request;
+    ASSERT_TRUE(request.SetTarget("/jobs?user=a&search=b&status=1&unit=2&type=3&state=ended&older=5&open=0&ended=0&"
+                                  "sort=since&order=desc&offset=6&limit=7"));
+    const QORMonitorQuery query = QORMONITOR::ReadListQuery(request);
+    EXPECT_EQ(query.mUser + query.mSearch, "ab");
+    EXPECT_EQ((std::array{query.mStatus, query.mUnit, query.mType, query.mState}),
+              (std::array{1, 2, 3, static_cast<int>(EnumHostState::Ended)}));
+    EXPECT_EQ(query.mOlder, 5s);
+    EXPECT_FALSE(query.mbOpen || query.mbEnded);
+    EXPECT_EQ(query.mSort, EnumMonitorSort::Since);
+    EXPECT_TRUE(query.mbDescending);
+    EXPECT_EQ(query.mOffset, 6u);
+    EXPECT_EQ(query.mLimit, 7u);
+    EXPECT_FALSE(QORMONITOR::ReadListQuery({.mQuery = {{"open", "0"}}}).mbOpen);
+    EXPECT_FALSE(QORMONITOR::ReadListQuery({.mQuery = {{"ended", "0"}}}).mbEnded);
 }
 
 /// In a time that grows with the text.
