@@ -55,6 +55,7 @@ void TryCatalogue(std::string_view iText)
         return;
     }
 
+    Require(QBase::WideCharToUTF8(QBase::UTF8ToWideChar(iText)) == iText);
     for (const Catalogue::Entry& entry : Catalogue::gFirstAdded.load()->mEntries)
     {
         const unsigned language = Catalogue::gFirstAdded.load()->mLanguageId;

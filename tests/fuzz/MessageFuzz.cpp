@@ -53,7 +53,7 @@ bool TryUnpacker(ICKDXReadMessage& iMessage, std::size_t& oEntries)
             Require(entry == nullptr);
             return false;
         }
-        Require(entry->Build().empty() == entry->IsMessageEmpty() || entry->GetMessageId() != 0 || oEntries != 0);
+        Require(!entry->IsMessageEmpty() || (entry->Build().empty() && entry->GetMessageId() == 0));
         ++oEntries;
     } while (!entry->IsLastMessageInStream());
     return true;
@@ -90,6 +90,14 @@ bool TryMessage(const Bytes& iBytes)
     return bSound;
 }
 
+/// Neither copied nor read entry by entry.
+void TryDamaged(const Bytes& iBytes)
+{
+    Require(!TryMessage(iBytes));
+    std::size_t entries = 0;
+    Require(!TryUnpacker(*QMessage::NewReadMessage(iBytes.data(), iBytes.size()).Get(), entries));
+}
+
 /// The bodies that the bytes hold, each behind its length; the last takes what is there.
 std::vector<Bytes> CutBodies(std::span<const std::uint8_t> iBytes)
 {
@@ -120,11 +128,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* iData, std::size_t iSi
 
     Bytes cut = packed;
     cut.resize(1 + iData[1] * (packed.size() - 2) / 255);
-    Require(!TryMessage(cut));
+    TryDamaged(cut);
     Bytes longer = packed;
     longer.push_back(iData[1]);
-    Require(!TryMessage(longer));
+    TryDamaged(longer);
     packed[iData[0] * packed.size() / 256] ^= static_cast<BYTE>(1u << iData[1] % 8);
-    Require(!TryMessage(packed));
+    TryDamaged(packed);
     return 0;
 }
