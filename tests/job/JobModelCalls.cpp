@@ -49,6 +49,8 @@ Arguments PickArguments(Random& ioRandom, const JobModel& iModel)
         ioRandom() % 2 == 0 ? static_cast<int>(ioRandom() % 23) : Pick(ioRandom, {0, 1, 2, 4, 5, 8, 17, 20, 20});
     arguments.mTask = ioRandom() % 3 == 0 ? iModel.mTask : Pick(ioRandom, {0, 1, 2});
     arguments.mNumber = Pick(ioRandom, {0, 2, 4, 9, 0x800, -1});
+    if (!iModel.mExecuting.empty() && ioRandom() % 4 == 0)
+        arguments.mNumber = iModel.mExecuting.front();
     arguments.mItem = static_cast<int>(ioRandom() % (cItemIds.size() + 1)) - 1;
     arguments.mGovernor = Pick(ioRandom, {0, 0, 1});
     arguments.mBytes = Pick<std::uint64_t>(ioRandom, {0, 1, 5243, 3 << 19, 3 << 20, 3 << 20, 4 << 20, ~0ULL});
@@ -87,26 +89,35 @@ JobModel PickJob(Random& ioRandom)
     return model;
 }
 
-Call PickCall(Random& ioRandom, const JobModel& iModel)
+Favourites PickFavourites(Random& ioRandom)
+{
+    Favourites favourites;
+    for (const Operation*& favourite : favourites)
+        favourite = &cOperations[ioRandom() % cOperations.size()];
+    return favourites;
+}
+
+Call PickCall(Random& ioRandom, const JobModel& iModel, const Favourites& iFavourites)
 {
     const unsigned choice = static_cast<unsigned>(ioRandom());
-    const unsigned count = choice % 3 == 0 ? cCommonOperations : static_cast<unsigned>(cOperations.size());
-    Call call{&cOperations[ioRandom() % count], PickArguments(ioRandom, iModel), 0};
+    const std::size_t count = choice % 3 == 0 ? cCommonOperations : cOperations.size();
+    Call call{choice % 3 == 1 ? iFavourites[ioRandom() % iFavourites.size()] : &cOperations[ioRandom() % count],
+              PickArguments(ioRandom, iModel), 0};
     if (ioRandom() % 6 == 0)
         call.mFailing = static_cast<int>(ioRandom() % 4) + 1;
 
     // Where chance alone would seldom go on as a job does.
-    if (iModel.mStatus == 8 && choice % 4 == 0)
+    if (iModel.mStatus == 8 && choice / 3 % 4 == 0)
     {
         call.mpOperation = &Named("SetStatus");
         call.mArguments.mStatus = 13; // follows 8 only
     }
-    if (iModel.mStatus == 13 && choice % 2 == 0)
-        call.mpOperation = &Named(choice % 4 == 0 ? "GetCurrentStepIdToRun" : "GetCurrentStepId(");
-    if (iModel.mStatus == 20 && choice % 4 == 0)
+    if (iModel.mStatus == 13 && choice / 3 % 2 == 0)
+        call.mpOperation = &Named(choice / 3 % 4 == 0 ? "GetCurrentStepIdToRun" : "GetCurrentStepId(");
+    if (iModel.mStatus == 20 && choice / 3 % 4 == 0)
     {
         call.mpOperation = &Named("SetStepFinish");
-        if (choice % 8 == 0)
+        if (choice / 3 % 8 == 0)
             call.mArguments.mStep.mId = 4;
     }
     return call;

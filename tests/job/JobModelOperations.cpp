@@ -286,6 +286,7 @@ const std::vector<Operation> cOperations = {
      }},
     {"Request(governor, bytes)",
      [](Pair& ioPair, A iGiven, R oResult) {
+         Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, 0); // without memory it has no text
          QBase::wstring refusal;
          oResult.mCode = ioPair.GovernorOf(iGiven.mGovernor).Request(iGiven.mBytes, refusal);
          oResult.mText = QBase::WideCharToUTF8(refusal);

@@ -64,7 +64,7 @@ ModelStep Seen(const QORJobStep& iStep)
     seen.mThread = Read(iStep, &QORJobStep::GetThreadId);
     seen.mUnit = Read(iStep, &QORJobStep::GetPUId);
     seen.mPriority = Read(iStep, &QORJobStep::GetPUPriority);
-    seen.mCPUTime = static_cast<int>(Read(iStep, &QORJobStep::GetTaskCPUTime));
+    seen.mCPUTime = static_cast<DWORD>(Read(iStep, &QORJobStep::GetTaskCPUTime));
     seen.mStart = Milliseconds(Read(iStep, &QORJobStep::GetStartTime));
     seen.mFinish = Milliseconds(Read(iStep, &QORJobStep::GetFinishTime));
     seen.mKey = QBase::WideCharToUTF8(iStep.GetChapterKey());

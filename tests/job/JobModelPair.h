@@ -106,6 +106,10 @@ struct Call
     int mFailing; ///< which allocation from then on fails; 0 for none
 };
 
+/// What a sequence has more of than others.
+using Favourites = std::array<const Operation*, 6>;
+
 /// Sorts of jobs, and what fits the model, are taken more often than chance would have it.
 JobModel PickJob(Random& ioRandom);
-Call PickCall(Random& ioRandom, const JobModel& iModel);
+Favourites PickFavourites(Random& ioRandom);
+Call PickCall(Random& ioRandom, const JobModel& iModel, const Favourites& iFavourites);

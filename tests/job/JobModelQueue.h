@@ -253,7 +253,7 @@ private:
                 "th place in job 4711's ToDoStepList, mbIAmDead = ", Word(mbDead));
             return;
         }
-        mTodo.front().mCPUTime = mThreadTime - mThreadTimeAtStart;
+        mTodo.front().mCPUTime = static_cast<DWORD>(mThreadTime - mThreadTimeAtStart);
         mTodo.front().mFinish = mNow;
         Finish(0);
     }

@@ -18,7 +18,7 @@ struct ModelStep
     DWORD mThread = 0;
     int mUnit = -1;
     int mPriority = 0;
-    int mCPUTime = 0;
+    DWORD mCPUTime = 0;
     int mStart = -1;
     int mFinish = -1;
     std::string mKey{};

@@ -1,9 +1,7 @@
 // A job beside its model: random operations, now and then without memory, and all that can be seen after each. What
 // goes wrong is shown as the shortest sequence in which it does.
 #include "tests/job/JobModelPair.h"
-
-#include <cstdlib>
-#include <optional>
+#include "tests/support/Soak.h"
 
 namespace
 {
@@ -65,6 +63,7 @@ protected:
     {
         Random random(iSeed);
         const JobModel begin = PickJob(random);
+        const Favourites favourites = PickFavourites(random);
         std::vector<Call> calls;
         std::string difference;
         {
@@ -75,7 +74,7 @@ protected:
             while (static_cast<int>(calls.size()) < cLength && difference.empty() && model.Size() < 14 &&
                    model.mFinished.size() < 15 && model.mVisits.size() < 16)
             {
-                calls.push_back(PickCall(random, model));
+                calls.push_back(PickCall(random, model, favourites));
                 difference = Do(pair, calls.back());
             }
             if (difference.empty())
@@ -173,11 +172,10 @@ private:
 
 } // namespace
 
-// With --gtest_shuffle each run takes sequences of its own.
 TEST_F(JobBesideModel, DoesAsItsModelDoes)
 {
-    const auto seed = static_cast<unsigned>(testing::UnitTest::GetInstance()->random_seed());
-    const unsigned first = GTEST_FLAG_GET(shuffle) ? seed * cSequences : 0;
-    for (unsigned sequence = 0; sequence < cSequences && !HasFailure(); ++sequence)
-        RunSequence(first + sequence);
+    Soak soak(cSequences);
+    while (soak.HasNext())
+        RunSequence(soak.TakeSeed());
+    soak.Report("sequences", mOperations);
 }
