@@ -7,11 +7,24 @@ namespace
 
 const std::vector<int> cCounters = {0, 1, 2, 4, 8, 11, 13, 18, 19, 38, 39, 42, 43, 50};
 
-void Write(std::ostream& ioText, const ModelStep& iStep, const char* iList)
+std::ostream& operator<<(std::ostream& ioText, const ModelStep& iStep)
 {
-    ioText << iList << " step " << iStep.mId << " thread " << iStep.mThread << " unit " << iStep.mUnit << " priority "
-           << iStep.mPriority << " CPU " << iStep.mCPUTime << " start " << iStep.mStart << " finish " << iStep.mFinish
-           << " key '" << iStep.mKey << "'\n";
+    return ioText << " step " << iStep.mId << " thread " << iStep.mThread << " unit " << iStep.mUnit << " priority "
+                  << iStep.mPriority << " CPU " << iStep.mCPUTime << " start " << iStep.mStart << " finish "
+                  << iStep.mFinish << " key '" << iStep.mKey << '\'';
+}
+
+std::ostream& operator<<(std::ostream& ioText, const ModelVisit& iVisit)
+{
+    return ioText << " of " << iVisit.mUnit << " enter " << iVisit.mEnter << " start " << iVisit.mStart << " exit "
+                  << iVisit.mExit;
+}
+
+template <class List>
+void WriteShown(std::ostream& ioText, const char* iName, const List& iList)
+{
+    for (std::size_t entry = 0; entry < iList.size() && entry < QORJobInfo::cCapacity; ++entry)
+        ioText << iName << iList[entry] << '\n';
 }
 
 void Write(std::ostream& ioText, const ModelGovernor& iGovernor)
@@ -162,8 +175,13 @@ int Pair::NumberOf(const QORJobData* iItem) const
 void SetTimes(const JobModel& iModel)
 {
     Builtin::Settings::SetClock(TimeOf(iModel.mNow));
-    Builtin::Settings::SetThreadTimes(static_cast<std::uint64_t>(iModel.mThreadTime) * 3,
-                                      0x1'0000'0000u - static_cast<std::uint64_t>(iModel.mThreadTime) * 2);
+    SetThreadTime(iModel.mThreadTime);
+}
+
+void SetThreadTime(int iTime)
+{
+    Builtin::Settings::SetThreadTimes(static_cast<std::uint64_t>(iTime) * 3,
+                                      0x1'0000'0000u - static_cast<std::uint64_t>(iTime) * 2);
 }
 
 std::string SnapshotOf(const JobModelState& iState)
@@ -172,13 +190,9 @@ std::string SnapshotOf(const JobModelState& iState)
     text << "status " << iState.mStatus << " since " << iState.mStatusTime << " finished " << iState.mFinishTime
          << " running " << iState.mbRunning << "\npriority " << iState.mPriority << " in units " << iState.mPUPriority
          << '\n';
-    for (const ModelStep& step : iState.mTodo)
-        Write(text, step, "todo");
-    for (const ModelStep& step : iState.mFinished)
-        Write(text, step, "finished");
-    for (const ModelVisit& visit : iState.mVisits)
-        text << "visit of " << visit.mUnit << " enter " << visit.mEnter << " start " << visit.mStart << " exit "
-             << visit.mExit << '\n';
+    WriteShown(text, "todo", iState.mTodo);
+    WriteShown(text, "finished", iState.mFinished);
+    WriteShown(text, "visit", iState.mVisits);
     text << "items in";
     for (std::size_t slot = 0; slot < iState.mSlots.size(); ++slot)
         if (iState.mSlots[slot] != cNoItem)

@@ -74,13 +74,14 @@ struct Pair
     std::array<std::shared_ptr<JobMemGovernor>, 2> mGovernors;
 };
 
-/// The job's time, and the calling thread's, are those of the model.
+/// The clock, and the calling thread's time, are those of the model.
 void SetTimes(const JobModel& iModel);
+void SetThreadTime(int iTime);
 
 std::string TextOf(const JobModel& iModel);
 /// The job as a model that holds what can be seen of it.
 std::string TextOf(Pair& ioPair);
-/// What a snapshot shows at one moment.
+/// What a snapshot shows at one moment: so many entries of each list.
 std::string SnapshotOf(const JobModelState& iState);
 JobModelState SnapshotOf(const QORJob& iJob);
 

@@ -7,7 +7,7 @@ namespace
 {
 
 constexpr unsigned cSequences = 3000;
-constexpr int cLength = 30;
+constexpr std::size_t cLength = 30;
 
 Texts LinesOf(const std::string& iText)
 {
@@ -69,12 +69,9 @@ protected:
         {
             Pair pair(begin);
             TakeLog();
-            const JobModel& model = pair.mModel;
-            // A snapshot shows 16 steps, and as many visits: no list grows longer.
-            while (static_cast<int>(calls.size()) < cLength && difference.empty() && model.Size() < 14 &&
-                   model.mFinished.size() < 15 && model.mVisits.size() < 16)
+            while (calls.size() < cLength && difference.empty())
             {
-                calls.push_back(PickCall(random, model, favourites));
+                calls.push_back(PickCall(random, pair.mModel, favourites));
                 difference = Do(pair, calls.back());
             }
             if (difference.empty())
@@ -164,8 +161,14 @@ private:
         model.End();
         ioPair.mpJob = {};
         std::erase(ioPair.mContext.mCalls, "Release");
-        const std::string seen = TextOf(TakeLog()) + TextOf(ioPair.mContext.mCalls) + TextOf(ioPair.mStrangers.mCalls);
-        const std::string wanted = TextOf(model.mLines) + TextOf(model.mCalls) + TextOf(model.mItemCalls);
+        std::string seen = TextOf(TakeLog()) + TextOf(ioPair.mContext.mCalls) + TextOf(ioPair.mStrangers.mCalls);
+        std::string wanted = TextOf(model.mLines) + TextOf(model.mCalls) + TextOf(model.mItemCalls);
+        for (const int governor : {0, 1})
+        {
+            const bool bInContext = model.mbContext && model.mContextGovernor == governor;
+            seen += JobModelState::Join("holders ", ioPair.mGovernors[static_cast<std::size_t>(governor)].use_count());
+            wanted += JobModelState::Join("holders ", bInContext ? 2 : 1);
+        }
         return seen == wanted ? "" : Difference(seen, wanted);
     }
 };

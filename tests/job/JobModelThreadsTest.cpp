@@ -12,21 +12,21 @@ namespace
 /// Bit n: the thread lets the other one go on at the n-th place from here where it takes or has released a lock.
 thread_local unsigned gPauses = 0;
 
-void PauseIfDue()
-{
-    for (int turn = 0; turn < 20 && (gPauses & 1) != 0; ++turn)
-        std::this_thread::yield();
-    gPauses >>= 1;
-}
-
 } // namespace
 
-#if defined(__linux__) // where the linker leads calls of these operations here
+#if defined(__linux__) // the linker leads calls of the two operations here
 
 void EnterReal(QSynch::CriticalSection* iLock) asm("__real__ZN6QSynch15CriticalSection5EnterEv");
 void LeaveReal(QSynch::CriticalSection* iLock) asm("__real__ZN6QSynch15CriticalSection5LeaveEv");
 void EnterWithPause(QSynch::CriticalSection* iLock) asm("__wrap__ZN6QSynch15CriticalSection5EnterEv");
 void LeaveWithPause(QSynch::CriticalSection* iLock) asm("__wrap__ZN6QSynch15CriticalSection5LeaveEv");
+
+static void PauseIfDue()
+{
+    for (int turn = 0; turn < 20 && (gPauses & 1) != 0; ++turn)
+        std::this_thread::yield();
+    gPauses >>= 1;
+}
 
 void EnterWithPause(QSynch::CriticalSection* iLock)
 {
@@ -171,9 +171,7 @@ private:
 
     static void Do(Pair& ioPair, Done& ioDone)
     {
-        JobModel times = ioPair.mModel;
-        times.mThreadTime = ioDone.mThreadTime;
-        SetTimes(times);
+        SetThreadTime(ioDone.mThreadTime);
         ioDone.mThread = QBase::GetCurrentThreadID();
         ioDone.mBegun = std::chrono::steady_clock::now();
         ioDone.mCall.mpOperation->mOnJob(ioPair, ioDone.mCall.mArguments, ioDone.mResult);

@@ -39,30 +39,6 @@ TEST_F(JobAttributes, ChangeOneAtATime)
     }
 }
 
-TEST_F(JobAttributes, AreToldTheGovernor)
-{
-    JobPtr job = NewJob();
-    const std::shared_ptr<JobMemGovernor> governor = job->GetMemGovernor();
-    EXPECT_EQ(governor->mJobId.Get(), cJobId);
-    EXPECT_EQ(governor->mLimitBytes, ~std::uint64_t{0});
-    for (const int type : {0, 2, 0})
-    {
-        const bool bWas = governor->mbNotGoverned;
-        job->SetDeliveryType(EnumSubscriptionDeliveryType{type});
-        EXPECT_EQ(governor->mbNotGoverned, bWas || type != 0) << "the job of a delivery is exempt for good";
-    }
-    job->SetUserID(GuidOf(9));
-    EXPECT_EQ(governor->mUserGuid, GuidOf(9));
-    governor->mbCancel = true;
-    EXPECT_TRUE(job->GetGovernorCancelFlag());
-    governor->mbNotGoverned = false;
-    governor->mPeakBytes = 1 + (governor->mLimitBytes = 1u << 20);
-    TakeLog();
-    job = {};
-    EXPECT_NE(TakeLog()[1].find("has failed"), std::string::npos) << "the end reports the peak";
-    EXPECT_EQ(governor.use_count(), 1);
-}
-
 TEST_F(JobAttributes, KeepTheUserOfTheGovernorWhereTheJobHasNoMemoryForIt)
 {
     const JobPtr job = NewJob();

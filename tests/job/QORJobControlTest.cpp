@@ -1,6 +1,5 @@
-// What a client is told whose request is pending, and what is known of a query that was aborted.
+// What a client is told whose request is pending.
 #include "context/CKDXProcessContext.h"
-#include "job/QORJobTask.h"
 #include "record/QORChannelRequest.h"
 #include "tests/support/JobTest.h"
 #include "tests/support/Messages.h"
@@ -61,15 +60,4 @@ TEST_F(Control, AnswersTheFirstPendingRequestOnce)
         SetStatus(*job.Get(), 9);
         EXPECT_EQ(replies.size(), 1u);
     }
-}
-
-/// The model of a job hardly comes by this.
-TEST_F(Control, KnowsOfAnAbortedQueryThoughTheJobPauses)
-{
-    QORJobTask task(nullptr);
-    task.SetStatus(JobTaskStatusAborted, nullptr);
-    const JobPtr job = NewJobWith("4 4 2", JobPausing);
-    EXPECT_EQ(job->SetStepComplete(), S_OK);
-    job->SetStepFinish(StepQueryExecution, 7, &task);
-    EXPECT_TRUE(job->IsQueryEngineServerAborted());
 }

@@ -2,7 +2,6 @@
 #include "job/QORJobTask.h"
 #include "tests/support/DataTest.h"
 
-#include <deque>
 #include <thread>
 
 namespace
@@ -30,30 +29,6 @@ bool IsAvailable(const QORJob& iJob, int iId)
 }
 
 } // namespace
-
-TEST_F(DataStore, KeepsOneItemOfEachIdFrom0To4)
-{
-    Strangers calls;
-    FakeData untouched("untouched", 0, calls);
-    std::deque<FakeData> items;
-    const JobPtr job = NewJob();
-    QORJobData* found = &untouched;
-    for (const int id : {-1, 5, 0, 4, 4})
-    {
-        const bool bKept = id == 0 || id == 4;
-        FakeData& item = items.emplace_back(std::to_string(items.size()), id, calls);
-        EXPECT_EQ(job->SetJobData(&item), bKept ? S_OK : E_FAIL);
-        EXPECT_EQ(IsAvailable(*job.Get(), id), bKept);
-        EXPECT_EQ(job->GetJobData(id, &found), S_OK);
-        EXPECT_EQ(found, bKept ? &item : &untouched);
-        EXPECT_EQ(item.mReferences, bKept ? 2u : 0u);
-    }
-    EXPECT_EQ(items[3].mReferences, 1u);
-    EXPECT_EQ(Texts(calls.mCalls.end() - 4, calls.mCalls.end()),
-              (Texts{"4 GetId", "3 Release", "4 AddRef", "4 AddRef"}));
-    EXPECT_EQ(job->GetJobData(2, &found), S_OK);
-    EXPECT_EQ(found, nullptr);
-}
 
 TEST_F(DataStore, SurvivesItemsThatThrow)
 {

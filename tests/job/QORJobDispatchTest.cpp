@@ -5,17 +5,6 @@
 
 using Dispatch = JobTest;
 
-/// The model of a job hardly comes by this state, which follows one other only.
-TEST_F(Dispatch, HandsNothingOutInTheHeldState13)
-{
-    const JobPtr job = NewJobWith("11 2", JobHeld13);
-    int current = -2;
-    int next = -2;
-    EXPECT_EQ(job->GetCurrentStepId(&current, nullptr), S_OK);
-    EXPECT_EQ(job->GetCurrentStepIdToRun(&next, nullptr), S_OK);
-    EXPECT_TRUE(current == StepNoMore && next == StepNoMore) << current << ' ' << next;
-}
-
 TEST_F(Dispatch, PassesOverEntriesWithoutAStepAndStopsWhereOneIsInFront)
 {
     int step = -2;

@@ -10,7 +10,6 @@
 #include "tests/support/Messages.h"
 
 #include <stdexcept>
-#include <tuple>
 
 using Builtin::Faults::EnumFault;
 
@@ -70,71 +69,14 @@ protected:
 
 } // namespace
 
-// Which steps are left is the model's matter.
-TEST_F(JobError, IsWrittenUnlessTheJobHasEndedOrIsDeadAndClosing)
-{
-    // The todo steps, the status, what a dead job has finished (null: the job is alive), whether the error is written.
-    const std::tuple<const char*, int, const char*, bool> cCases[] = {
-        {"", 0, nullptr, true},     {"3 4 2", 3, nullptr, true}, {"3 2", 4, nullptr, false}, {"3 2", 5, nullptr, false},
-        {"3 2", 6, nullptr, false}, {"4 5", 1, "3", true},       {"10 2", 1, "3", false},    {"2 5", 1, "10", false},
-        {"", 1, "3", false},        {"10 -", 1, "3", false},     {"2 5", 1, "3", false},
-    };
-    for (const auto& [todo, status, done, bWritten] : cCases)
-    {
-        const JobPtr job = NewErrorJob(done != nullptr ? done : todo, status);
-        if (done != nullptr)
-        {
-            bool bWas = false;
-            job->SetStepComplete();
-            Queue(*job.Get(), todo);
-            job->SetIAmDead(true, &bWas, StepNoMore);
-        }
-        TakeLog();
-        {
-            const auto error = job->GetJobErrorBuilder(cFailure);
-            EXPECT_EQ(error->GetCreationResult(), bWritten ? S_OK : E_FAIL) << todo;
-            *error << QORJOB_W("here") << 7 << QORJOB_W("why");
-        }
-        EXPECT_EQ(TakeLog().size(), todo == std::string("2 5") && done == std::string("3") ? 2u : 1u)
-            << "the lost error";
-        EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), bWritten ? cFailure : S_OK);
-        EXPECT_EQ(TextOf(*job.Get()), bWritten ? "An exception was thrown in here for job 7: why" : "");
-        EXPECT_EQ(job->SetProcessContext(nullptr), S_OK);
-    }
-}
-
-TEST_F(JobError, KeepsTheFirstErrorAndTakesMoreByUpdate)
+TEST_F(JobError, IsInTheMessageThatTheJobGives)
 {
     const JobPtr job = NewErrorJob("3 4 2");
-    const auto isError = [&](bool ibPreset) {
-        bool bError = ibPreset;
-        EXPECT_EQ(job->IsError(&bError), S_OK);
-        return bError;
-    };
-    EXPECT_FALSE(isError(true));
     *job->GetJobErrorBuilder(cOther) << QORJOB_W("Climate");
-    *job->GetJobErrorBuilder(cFailure) << QORJOB_W("dropped");
-    EXPECT_TRUE(isError(true));
-    EXPECT_FALSE(isError(false)) << "it never says yes";
-    EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), cOther);
-    HRESULT code = E_FAIL;
     const auto message = Given(mContext, &ICKDXProcessContext::get_OutMessage);
     for (const auto get : {&QORJob::GetErrMessage, &QORJob::GetOutMessage})
         EXPECT_EQ(QBase::PtrI<ICKDXWriteMessage>::Adopt(Read(*job.Get(), get)).Get(), message.Get());
-    EXPECT_EQ(message->get_ErrorCode(&code), S_OK);
-    EXPECT_EQ(code, cOther);
-    EXPECT_EQ(job->UpdateJobError(QORJOB_W("Kernel"), 0x8000FE24, 12), S_OK);
-    SetStatus(*job.Get(), JobExecuting); // goes on after all, and fails again
-    *job->GetJobErrorBuilder(cFailure) << QORJOB_W("here");
-    EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), cOther);
-    EXPECT_EQ(CodesIn(message), (Codes{0x80043018, 0x8000FE24, 0x8004308E}));
-
-    EXPECT_EQ(Read(*job.Get(), &QORJob::GetComponentErrorCode), S_OK);
-    EXPECT_EQ(Read(*job.Get(), &QORJob::GetComponentErrorCodeEx), cOther);
-    EXPECT_EQ(job->SetComponentErrorCode(E_FAIL), S_OK);
-    EXPECT_EQ(Read(*job.Get(), &QORJob::GetComponentErrorCode), E_FAIL);
-    EXPECT_EQ(Read(*job.Get(), &QORJob::GetComponentErrorCodeEx), E_FAIL);
-    EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), cOther);
+    EXPECT_EQ(CodesIn(message), (Codes{0x80043018}));
 }
 
 TEST_F(JobError, AsksForTheDeliveryUnlockedAndCommitsItsCodeBeforeItsText)
