@@ -69,8 +69,12 @@ public:
         mPUPriority = iPriority;
     }
 
-    /// Of a job without finished steps it is the time since its making at 0, in 100-nanosecond units.
-    HRESULT GetWaitingTime() const { return mFinished.empty() ? mNow * 10'000 : S_OK; }
+    /// Of a job without finished steps it is the time since its making at 0, in 100-nanosecond units, or what 32 bits
+    /// hold of it.
+    HRESULT GetWaitingTime() const
+    {
+        return mFinished.empty() ? static_cast<HRESULT>(mNow * std::int64_t{10'000} & 0xFFFFFFFF) : S_OK;
+    }
 
     // --- Children ----------------------------------------------------------------------------------------------------
     HRESULT AddChild(int iChild)
@@ -93,6 +97,33 @@ public:
         Log(cFamily, "MarkChildComplete: child job ", iChild, " of document job 4711 is completed");
         std::erase(mExecuting, iChild);
         mEnded.push_back(iChild);
+    }
+
+    // --- Runaway tasks -----------------------------------------------------------------------------------------------
+    void SetRunAwayStatus()
+    {
+        if (mRunaway == 0)
+            mRunaway = 1;
+        else if (mRunaway == 3)
+            Log("Info: QORJob::SetRunAwayStatus: A cancelled runaway thread (job task) for Job (4711)  at step (",
+                mCurrentStep, ") returns even BEFORE setting it as runaway.");
+        else
+            Log("Error: QORJob::SetRunAwayStatus: unexpected called - try to set Job (4711) aready in runaway status (",
+                mRunaway, ") to be runaway at step (", mCurrentStep, ").");
+    }
+
+    /// 1 is the thread, 2 the clean-up.
+    bool NeedToPersist(int iCaller)
+    {
+        if (iCaller == 0)
+            return false;
+        const int cNext[2][4] = {{3, 3, 2, 3}, {0, 2, 2, 3}};
+        const int before = mRunaway;
+        mRunaway = cNext[iCaller - 1][before];
+        if (before == (iCaller == 1 ? 3 : 2))
+            Log("Error: QORJob::NeedToPerisistMsgStatusForRunAway: unexpected called from EnumRunAwayCaller (", iCaller,
+                ") for Job (4711) in runaway status (", before, ").");
+        return before == (iCaller == 1 ? 2 : 3);
     }
 
     // --- Data items --------------------------------------------------------------------------------------------------

@@ -71,6 +71,8 @@ std::string Call::Text() const
     for (std::string word; std::getline(words >> std::ws, word, ',');)
         text += (text.empty() ? "" : ", ") + TextOf(mArguments, word);
     text = name.substr(0, open + 1) + text + name.substr(close);
+    if (mElapsed > 10)
+        text += ", " + std::to_string(mElapsed) + " ms later";
     return mFailing == 0 ? text : text + ", without memory for the allocation " + std::to_string(mFailing);
 }
 
@@ -102,7 +104,7 @@ Call PickCall(Random& ioRandom, const JobModel& iModel, const Favourites& iFavou
     const unsigned choice = static_cast<unsigned>(ioRandom());
     const std::size_t count = choice % 3 == 0 ? cCommonOperations : cOperations.size();
     Call call{choice % 3 == 1 ? iFavourites[ioRandom() % iFavourites.size()] : &cOperations[ioRandom() % count],
-              PickArguments(ioRandom, iModel), 0};
+              PickArguments(ioRandom, iModel), 0, Pick(ioRandom, {10, 10, 10, 600'000})};
     if (ioRandom() % 6 == 0)
         call.mFailing = static_cast<int>(ioRandom() % 4) + 1;
 

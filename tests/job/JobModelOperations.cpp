@@ -267,6 +267,14 @@ const std::vector<Operation> cOperations = {
          oResult.mCode = ioPair.mpJob->SetParentId(iGiven.mNumber, governor);
      },
      [](JobModel& ioModel, A iGiven, R) { ioModel.SetParentId(iGiven.mNumber, iGiven.mGovernor); }},
+    {"SetRunAwayStatus()", [](Pair& ioPair, A, R) { ioPair.mpJob->SetRunAwayStatus(); },
+     [](JobModel& ioModel, A, R) { ioModel.SetRunAwayStatus(); }},
+    {"NeedToPerisistMsgStatusForRunAway(task)",
+     [](Pair& ioPair, A iGiven, R oResult) {
+         const auto caller = static_cast<EnumRunAwayCaller>(iGiven.mTask);
+         oResult.mValue = ioPair.mpJob->NeedToPerisistMsgStatusForRunAway(caller);
+     },
+     [](JobModel& ioModel, A iGiven, R oResult) { oResult.mValue = ioModel.NeedToPersist(iGiven.mTask); }},
     {"SetJobData(item)",
      [](Pair& ioPair, A iGiven, R oResult) { oResult.mCode = ioPair.mpJob->SetJobData(ioPair.ItemOf(iGiven.mItem)); },
      [](JobModel& ioModel, A iGiven, R oResult) { oResult.mCode = ioModel.SetJobData(iGiven.mItem); }},

@@ -131,10 +131,10 @@ void AddExecution(const JobModel& iModel, std::ostream& ioAnswers)
     ioAnswers << head << "-2 1 " << front.mUnit << '\n';
 }
 
-void AddQueries(std::ostream& ioAnswers, const std::array<bool, 8>& iAnswers)
+void AddQueries(std::ostream& ioAnswers, const std::array<bool, 9>& iAnswers)
 {
-    const char* const cQueries[] = {"error",   "pausing",  "running", "cancelled",
-                                    "stopped", "exported", "aborted", "refused memory"};
+    const char* const cQueries[] = {"error",    "pausing", "running",        "cancelled",     "stopped",
+                                    "exported", "aborted", "refused memory", "keeps messages"};
     for (std::size_t query = 0; query < iAnswers.size(); ++query)
         ioAnswers << cQueries[query] << ' ' << iAnswers[query] << '\n';
 }
@@ -235,7 +235,7 @@ std::string TextOf(const JobModel& iModel)
     AddExecution(iModel, answers);
     AddQueries(answers, {iModel.mStatus == 4, iModel.mStatus == 20, iModel.mbRunning, iModel.mStatus == 5,
                          iModel.mStatus == 6, iModel.HasFinished(19), iModel.mbQueryResult && iModel.HasFinished(4),
-                         iModel.mGovernors[static_cast<std::size_t>(iModel.mGovernor)].mbCancel});
+                         iModel.mGovernors[static_cast<std::size_t>(iModel.mGovernor)].mbCancel, iModel.mRunaway != 0});
     for (int id = -1; id < 6; ++id)
         answers << "item " << id << ' ' << (id >= 0 && id < 5 && iModel.mSlots[static_cast<std::size_t>(id)] != cNoItem)
                 << '\n';
@@ -282,7 +282,7 @@ std::string TextOf(Pair& ioPair)
     EXPECT_EQ(job.IsError(&bError), S_OK);
     AddQueries(answers, {bError, job.IsStepPausing(), Read(job, &QORJob::IsRunning), Read(job, &QORJob::IsCanceled),
                          Read(job, &QORJob::IsStopped), job.IsLastComponentExport(), job.IsQueryEngineServerAborted(),
-                         job.GetGovernorCancelFlag()});
+                         job.GetGovernorCancelFlag(), job.NeedToKeepMsgInJobForRunAway()});
     for (int id = -1; id < 6; ++id)
     {
         bool bAvailable = true;

@@ -105,6 +105,7 @@ struct Call
     const Operation* mpOperation;
     Arguments mArguments;
     int mFailing; ///< which allocation from then on fails; 0 for none
+    int mElapsed; ///< milliseconds since the last one
 };
 
 /// What a sequence has more of than others.

@@ -82,6 +82,7 @@ struct JobModelState
     bool mbDead = false;
     int mDeadStep = 0;
     int mCurrentStep = 0;
+    int mRunaway = 0; // 1 declared, 2 cleaned up first, 3 returned first
     bool mbQueryResult = false;
     int mActive = 0;
     bool mbWarehouse = false;

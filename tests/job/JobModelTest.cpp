@@ -117,7 +117,7 @@ private:
     {
         const Operation& operation = *iCall.mpOperation;
         JobModel& model = ioPair.mModel;
-        model.mNow += 10;
+        model.mNow += iCall.mElapsed;
         model.mThreadTime += 7;
         SetTimes(model);
         model.mLines.clear();

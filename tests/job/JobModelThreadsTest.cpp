@@ -137,10 +137,10 @@ private:
         const Favourites favourites = PickFavourites(random);
         for (unsigned calls = random() % 12; calls > 0; --calls)
         {
-            model.mNow += 10;
+            const Call call = PickCall(random, model, favourites);
+            model.mNow += call.mElapsed;
             model.mThreadTime += 7;
             SetTimes(model);
-            const Call call = PickCall(random, model, favourites);
             Result result;
             call.mpOperation->mOnJob(*oPair, call.mArguments, result);
             call.mpOperation->mOnModel(model, call.mArguments, result);
@@ -152,7 +152,7 @@ private:
         model.mCalls.clear();
         model.mItemCalls.clear();
         for (unsigned& pauses : mPauses)
-            pauses = static_cast<unsigned>(random() & random());
+            pauses = Pick<unsigned>(random, {0xFFFF, 0x5555, 0x3333, 0x0F0F}) & static_cast<unsigned>(random());
         for (std::vector<Done>& list : mLists)
         {
             list.clear();

@@ -1,4 +1,4 @@
-// What dispatch does with entries that hold no step, and with several threads that ask at once.
+// What dispatch does with entries that hold no step, and with a dead job when memory runs out.
 #include "job/QORJobTask.h"
 #include "record/QORJobInfo.h"
 #include "tests/support/JobTest.h"
@@ -49,23 +49,4 @@ TEST_F(Dispatch, PassesOverEntriesWithoutAStepAndStopsWhereOneIsInFront)
     EXPECT_EQ(dead->GetJobInfo(&info), S_OK);
     EXPECT_EQ(info.mTodoCount, 2) << "the entry without a step isn't shown";
     EXPECT_EQ(info.mFinishedCount, 1) << "the lost step";
-}
-
-TEST_F(Dispatch, HandsTheClosingStepToOneThreadOnly)
-{
-    for (int round = 0; round < 100; ++round)
-    {
-        // Stopped jobs close at once; the steps before stay.
-        const JobPtr job = round % 2 == 0 ? NewJobWith("2", JobReady) : NewJobWith("3 4 2", JobStopped);
-        job->SetRunning(true, nullptr);
-        std::atomic<int> given{0};
-        RunOnThreads(4, [&](int) {
-            for (int step = -1, turn = 0; turn < 5; ++turn)
-            {
-                EXPECT_EQ(job->GetCurrentStepIdToRun(&step, nullptr), S_OK);
-                given += step != StepNoMore ? 1 : 0;
-            }
-        });
-        EXPECT_EQ(given, 1);
-    }
 }

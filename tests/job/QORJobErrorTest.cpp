@@ -11,8 +11,6 @@
 
 #include <stdexcept>
 
-using Builtin::Faults::EnumFault;
-
 namespace
 {
 
@@ -134,35 +132,22 @@ TEST_F(JobError, TakesEachTypeAsItsText)
                                   "{00000000-0000-0000-0000-000000000000}");
 }
 
-TEST_F(JobError, DoesWithoutContextMessageOrMemory)
+TEST_F(JobError, LeavesTheLockFreeWhenTheContextThrows)
 {
+    FakeProcessContext context;
     const JobPtr job = NewJobWith("3 4 2", 1);
-    EXPECT_EQ(job->UpdateJobError(QORJOB_W("Kernel"), 1, 2), E_POINTER);
-    EXPECT_EQ(job->GetJobErrorBuilder(cFailure)->GetCreationResult(), E_FAIL);
-    EXPECT_EQ(TextOf(*job.Get()), "-");
-    EXPECT_EQ(Read(*job.Get(), &QORJob::GetErrCode), cFailure) << "the job is an error job all the same";
-
-    FakeProcessContext context; // has no message
-    const JobPtr other = NewJobWith("3 4 5 6 7 8 9 2", 1);
-    other->SetProcessContext(&context);
-    EXPECT_EQ(other->UpdateJobError(QORJOB_W("Kernel"), 1, 2), E_NOTIMPL);
-    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
-    EXPECT_FALSE(other->GetJobErrorBuilder(cFailure));
-    EXPECT_EQ(Read(*other.Get(), &QORJob::GetStatus), 1) << "no builder, no change";
-    for (int nth = 3; nth <= 5; ++nth) // steps and their entries; the second is the hold on the lock
+    job->SetProcessContext(&context);
+    for (const char* throwing : {"get_ContextObjectN", "get_OutMessage", "get_UserContextLogFlag"})
     {
-        Builtin::Faults::FailNth(EnumFault::Allocation, nth);
-        EXPECT_THROW(other->GetJobErrorBuilder(cFailure), std::bad_alloc);
-        SetStatus(*other.Get(), 1);
+        context.mOnCall = [&](const std::string& iOperation) {
+            if (iOperation == throwing)
+                throw std::runtime_error("a fault");
+        };
+        if (throwing != std::string("get_UserContextLogFlag"))
+            EXPECT_THROW(job->GetJobErrorBuilder(cFailure), std::runtime_error) << throwing;
+        else
+            EXPECT_FALSE(GetUsrContextLogFlag(&context));
+        RunOnThreads(1, [&](int) { EXPECT_EQ(Read(*job.Get(), &QORJob::GetPriority), cJobPriority); });
     }
-    Builtin::Faults::FailNth(EnumFault::Allocation, 0);
-    context.mOnCall = [](const std::string& iOperation) {
-        if (iOperation == "get_OutMessage" || iOperation == "get_ContextObjectN" ||
-            iOperation == "get_UserContextLogFlag")
-            throw std::runtime_error("a fault");
-    };
-    EXPECT_THROW(other->GetJobErrorBuilder(cFailure), std::runtime_error);
-    EXPECT_FALSE(GetUsrContextLogFlag(&context));
     context.mOnCall = {};
-    RunOnThreads(1, [&](int) { EXPECT_EQ(TodoOf(*other.Get()), Split("3 4 5 6 7 8 9 2")) << "the lock is free"; });
 }

@@ -1,22 +1,8 @@
-// A job's way through processing units: what it tells of the wait, and when pulses are taken.
+// When the pulses of a job's way through processing units are taken.
 #include "platform/QPerfMon.h"
 #include "tests/support/JobTest.h"
 
 using Units = JobTest;
-
-TEST_F(Units, NeverTellTheWaitingTime)
-{
-    Builtin::Settings::SetClock(TimeOf(0));
-    const JobPtr job = NewJobWith("3 2");
-    unsigned waited = 77;
-    Builtin::Settings::SetClock(TimeOf(3));
-    EXPECT_EQ(job->GetWaitingTime(&waited), 30'000);
-    Builtin::Settings::SetClock(TimeOf(0) + QDataType::TimeSpan::FromTicks(0x3'8000'0001));
-    EXPECT_EQ(job->GetWaitingTime(&waited), static_cast<HRESULT>(0x80000001)) << "the low half of the span";
-    job->SetStepComplete();
-    EXPECT_EQ(job->GetWaitingTime(&waited), S_OK);
-    EXPECT_EQ(waited, 77u);
-}
 
 TEST_F(Units, TakePulsesUnlessTheContextOrTheSwitchSaysNo)
 {
