@@ -62,6 +62,7 @@ TEST_F(MemGovernor, RefusesThoughItCantSayWhy)
     EXPECT_TRUE(text.empty()) << "no memory for the reason";
     EXPECT_TRUE(governor.mbCancel);
     governor.mLimitBytes = cMost;
+    EXPECT_TRUE(IsGranted(governor, 1000));
     EXPECT_FALSE(IsGranted(governor, cMost - 999));
     EXPECT_TRUE(IsGranted(governor, cMost - 1000)) << "to the last byte";
 }
