@@ -66,8 +66,8 @@ TEST(HostTimes, EndAStepThatListensAndGiveUpOneThatDoesnt)
          {},
          0ms,
          "it reported no progress for longer than it may"},
-        {"life", {.mLongestLife = 1ms}, {.mLongestLife = 20ms}, 0ms, "it took longer than the job's time allows"},
-        {"default life", {.mLongestLife = 20ms}, {}, 0ms, "it took longer than the job's time allows"},
+        {"life", {.mLongestLife = 1ms}, {.mLongestLife = 500ms}, 0ms, "it took longer than the job's time allows"},
+        {"default life", {.mLongestLife = 500ms}, {}, 0ms, "it took longer than the job's time allows"},
         {"command", {.mLongestRun = 1h}, {}, 1ms, "it took longer than the job's time allows"},
     };
     for (const Row& row : rows)
