@@ -45,7 +45,7 @@ void LeaveWithPause(QSynch::CriticalSection* iLock)
 namespace
 {
 
-constexpr unsigned cRounds = 8000;
+constexpr unsigned cRounds = 4000;
 constexpr std::size_t cThreads = 2;
 
 /// A call of a thread. Its times are the clock's: a counter that both count would keep them in step.
