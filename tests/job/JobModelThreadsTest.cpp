@@ -21,9 +21,12 @@ void LeaveReal(QSynch::CriticalSection* iLock) asm("__real__ZN6QSynch15CriticalS
 void EnterWithPause(QSynch::CriticalSection* iLock) asm("__wrap__ZN6QSynch15CriticalSection5EnterEv");
 void LeaveWithPause(QSynch::CriticalSection* iLock) asm("__wrap__ZN6QSynch15CriticalSection5LeaveEv");
 
+/// Until the other one has come to such a place, but not for long: it may have ended, or wait for this thread's lock.
 static void PauseIfDue()
 {
-    for (int turn = 0; turn < 20 && (gPauses & 1) != 0; ++turn)
+    static std::atomic<unsigned> passed{0};
+    const unsigned before = passed.fetch_add(1, std::memory_order_relaxed) + 1; // relaxed: it orders nothing else
+    for (int turn = 0; turn < 20 && (gPauses & 1) != 0 && passed.load(std::memory_order_relaxed) == before; ++turn)
         std::this_thread::yield();
     gPauses >>= 1;
 }
