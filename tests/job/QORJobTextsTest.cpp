@@ -81,6 +81,28 @@ TEST_F(JobTexts, DescribeTheTypeInTheSessionsLanguageAndNameTheObject)
     }
 }
 
+TEST_F(JobTexts, NameEachRequestType)
+{
+    const char* const cNames[] = {"Meta data request",
+                                  "Report request",
+                                  "Document request",
+                                  "Request element",
+                                  "Request SQL",
+                                  "Batch child report request",
+                                  "Batch execution request",
+                                  "Datamart report request",
+                                  "Plazabox job request",
+                                  "Import .vtx job request",
+                                  "External Notification job request",
+                                  "Unknown job type"};
+    for (int type = 0; type < static_cast<int>(std::size(cNames)); ++type)
+    {
+        const JobPtr job = NewJob(type);
+        EXPECT_EQ(job->SetDescription(), S_OK);
+        EXPECT_EQ(DescriptionOf(*job.Get()), cNames[type]);
+    }
+}
+
 TEST_F(JobTexts, DumpAllThereIs)
 {
     const FullJob full;
