@@ -133,3 +133,15 @@ TEST_F(End, LeavesNothingBehindWhicheverStrangerThrows)
             context.mpGovernor.reset();
         }
 }
+
+TEST_F(End, OfAMessageThatThrowsIsToldByTheCallThatReplacesIt)
+{
+    Strangers strangers{{}, "message"};
+    Message message(strangers);
+    const JobPtr job = NewJob();
+    EXPECT_EQ(job->SetInMessage(&message), S_OK);
+    TakeLog();
+    EXPECT_EQ(job->SetInMessage(nullptr), static_cast<HRESULT>(0x8004308C));
+    EXPECT_EQ(TakeLog(), Texts{Caught("SetInMessage", nullptr)});
+    EXPECT_EQ(message.mReferences, 0u);
+}
