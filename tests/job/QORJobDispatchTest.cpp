@@ -50,3 +50,18 @@ TEST_F(Dispatch, PassesOverEntriesWithoutAStepAndStopsWhereOneIsInFront)
     EXPECT_EQ(info.mTodoCount, 2) << "the entry without a step isn't shown";
     EXPECT_EQ(info.mFinishedCount, 1) << "the lost step";
 }
+
+TEST_F(Dispatch, TellsToCloseADeadJobThatHasNoClosingStepButGivesACancelledOneNone)
+{
+    for (const int status : {JobStoppedWithError, JobCancelled})
+    {
+        int step = -2;
+        bool bWas = false;
+        const JobPtr job = NewJobWith("26@7", status);
+        job->SetRunning(true, nullptr);
+        job->SetIAmDead(true, &bWas, StepDelivery);
+        EXPECT_EQ(job->GetCurrentStepIdToRun(&step, nullptr), S_OK);
+        EXPECT_EQ(step, StepCloseJob);
+        EXPECT_EQ(TodoOf(*job.Get()), status == JobCancelled ? Texts() : Texts{"2"});
+    }
+}
