@@ -29,6 +29,7 @@ TEST_F(ProcessContextMessages, AreMadeOfTheInputMessageWhenFirstAskedFor)
     EXPECT_FALSE(Out());
     for (auto get : {&CKDXProcessContext::get_InMessageItem, &CKDXProcessContext::get_ReplyMessage})
         EXPECT_EQ((mContext.Get()->*get)(&item), E_FAIL);
+    EXPECT_EQ(item, nullptr);
     GiveInput();
     const DWORD held = mItem.mReferences;
     for (auto get : {&CKDXProcessContext::get_InMessageItem, &CKDXProcessContext::get_ReplyMessage})
@@ -60,6 +61,9 @@ TEST_F(ProcessContextMessages, AreAskedWhetherTheyAreEmptyAndWhoseTheyAre)
     Pack(mOutput.Get(), 7);
     mContext->SetRequestOut(1, mOutput.Get(), nullptr, nullptr, GUID_NULL);
     EXPECT_EQ(mContext->ConvertOutToIn(), S_OK);
+    const auto converted = In();
+    EXPECT_EQ(mContext->ConvertOutToIn(), S_OK) << "nothing is out any more";
+    EXPECT_EQ(In().Get(), converted.Get());
     EXPECT_EQ(mContext->IsInMessageEmpty(), 0);
     EXPECT_EQ(mContext->InMessageQueryA(mInput.Get()), S_OK) << "the same item";
     EXPECT_EQ(mContext->InMessageQueryB(Out().Get()), S_OK);

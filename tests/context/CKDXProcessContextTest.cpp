@@ -156,7 +156,9 @@ TEST_F(ProcessContext, GivesItsBufferAwayOnce)
     EXPECT_EQ(length, 77u) << "mode 1 leaves the length";
     EXPECT_EQ(buffer, bytes);
     EXPECT_EQ(mContext->TakeBuffer(1, &length, &buffer), S_FALSE);
-    mContext->SetBuffer(8, bytes);
+    EXPECT_EQ(buffer, nullptr);
+    for (const std::uint64_t newLength : {4, 8}) // the same one again stays
+        mContext->SetBuffer(newLength, bytes);
     EXPECT_EQ(mContext->TakeBuffer(0, &length, &buffer), S_OK);
     EXPECT_EQ(length, 8u);
     QBase::HeapFree(bytes);
