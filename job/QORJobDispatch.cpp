@@ -27,12 +27,10 @@ HRESULT Read(const QORJobStep* iStep, StepState& oState)
 {
     if (iStep == nullptr)
         return E_POINTER;
-    HRESULT code = iStep->GetId(&oState.mId);
-    if (code == S_OK)
-        code = iStep->GetThreadId(&oState.mThreadId);
-    if (code == S_OK)
-        code = iStep->GetPUId(&oState.mPUId);
-    return code;
+    iStep->GetId(&oState.mId);
+    iStep->GetThreadId(&oState.mThreadId);
+    iStep->GetPUId(&oState.mPUId);
+    return S_OK;
 }
 
 /// The steps that are still run in a job that has failed or was cancelled.
@@ -446,8 +444,7 @@ void QORJob::FinishAgain(int iStepId)
         std::find_if(finished.begin(), finished.end(), [](const QORJobStep* iStep) { return iStep != nullptr; });
     if (newest == finished.end())
         return;
-    int newestId = StepNoMore;
-    (*newest)->GetId(&newestId);
+    const int newestId = StepQueue::IdOf(**newest);
     if (newestId == iStepId)
         (*newest)->SetFinishTime();
     else if (!mbIAmDead || (newestId != StepCloseJob && newestId != StepSendingErrorMessage))

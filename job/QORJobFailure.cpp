@@ -36,10 +36,7 @@ bool QORJob::BecomeErrorJob(HRESULT iCode, int iReportingStepId)
 bool QORJob::CanDeadJobReport(HRESULT iCode, int iReportingStepId) const
 {
     const auto idOf = [](const auto& iSteps) {
-        int id = StepNoMore;
-        if (!iSteps.empty() && iSteps.front() != nullptr)
-            iSteps.front()->GetId(&id);
-        return id;
+        return !iSteps.empty() && iSteps.front() != nullptr ? StepQueue::IdOf(*iSteps.front()) : int{StepNoMore};
     };
     if (mSteps.GetTodo().empty())
         return false;

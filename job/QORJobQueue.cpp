@@ -18,10 +18,9 @@ HRESULT QORJob::AddStep(QORJobStep* iStep, int* oCount)
         QSynch::CriticalSection::SmartLock lock(mpLock.get());
         if (mStatus == JobCancelled)
             return S_OK;
-        int id = StepNoMore;
-        if (step == nullptr || step->GetId(&id) != S_OK)
+        if (step == nullptr)
             return E_POINTER;
-        if (mSteps.IsCurrent(id)) // the same id further down is no obstacle
+        if (mSteps.IsCurrent(StepQueue::IdOf(*step))) // the same id further down is no obstacle
             step.reset();
         else
             mSteps.Insert(mSteps.FindPlaceToAdd(), step);
@@ -86,10 +85,7 @@ HRESULT QORJob::SetStepComplete()
             return E_UNEXPECTED;
         if (mSteps.GetCurrent() == nullptr)
             return E_POINTER;
-        int id = StepNoMore;
-        const HRESULT code = mSteps.GetCurrent()->GetId(&id);
-        if (code != S_OK)
-            return code;
+        const int id = StepQueue::IdOf(*mSteps.GetCurrent());
         // The name is that of the request type with the step's number: readers of this line rely on the mix-up.
         if (id == StepSQLGeneration || id == StepQueryExecution || id == StepAnalyticalProcessing)
             LogLine(EnumKernelRouter::ScopeTrace, "QORJob::SetStepComplete: Job:%1 completed step:%2.", mId.Get(),
@@ -138,10 +134,7 @@ HRESULT QORJob::RenewCurrentStep()
         if (mSteps.GetCurrent() == nullptr)
             return S_OK;
         const QORJobStep& old = *mSteps.GetCurrent();
-        int id = StepNoMore;
-        const HRESULT code = old.GetId(&id);
-        if (code != S_OK)
-            return code;
+        const int id = StepQueue::IdOf(old);
         QORJobStepPtr fresh(new QORJobStep(id));
         if (fresh == nullptr)
         {

@@ -179,12 +179,13 @@ HRESULT QORJob::IsExecuting(bool* obExecuting, int* oStepId, DWORD* oThreadId, i
         const QORJobStep* front = mSteps.GetCurrent();
         if (front == nullptr)
             return E_POINTER;
-        HRESULT code = oStepId != nullptr ? front->GetId(oStepId) : S_OK;
-        if (code == S_OK && oThreadId != nullptr)
-            code = front->GetThreadId(oThreadId);
-        if (code == S_OK && oPUId != nullptr)
-            code = front->GetPUId(oPUId);
-        return code;
+        if (oStepId != nullptr)
+            front->GetId(oStepId);
+        if (oThreadId != nullptr)
+            front->GetThreadId(oThreadId);
+        if (oPUId != nullptr)
+            front->GetPUId(oPUId);
+        return S_OK;
     });
 }
 

@@ -9,6 +9,18 @@
 #include <memory>
 #include <utility>
 
+namespace
+{
+
+int UnitOf(const QORJobPUInfo& iVisit)
+{
+    int id = -1;
+    iVisit.GetId(&id);
+    return id;
+}
+
+} // namespace
+
 NewestFirst<QORJobPUInfo> QORJob::GetVisits() const { return {mUnits.data(), mUnits.size()}; }
 
 HRESULT QORJob::SetPUEnter(int iPUId, const QBase::WCHAR*, int)
@@ -32,20 +44,14 @@ HRESULT QORJob::SetPUEnter(int iPUId, const QBase::WCHAR*, int)
 
 HRESULT QORJob::SetPUStart(int iPUId)
 {
-    return Boundary([&]() -> HRESULT {
+    return Boundary([&] {
         QSynch::CriticalSection::SmartLock lock(mpLock.get());
         for (QORJobPUInfo* visit : GetVisits())
-        {
-            int id = -1;
-            const HRESULT code = visit->GetId(&id);
-            if (code != S_OK)
-                return code;
-            if (id == iPUId)
+            if (UnitOf(*visit) == iPUId)
             {
                 visit->SetStartTime();
                 break;
             }
-        }
         if (QORJOB::HasFailed(mStatus))
             return S_OK;
         if (!mbStartedOnce)
@@ -79,14 +85,11 @@ HRESULT QORJob::SetPUExit(int iPUId, const QBase::WCHAR*)
         QSynch::CriticalSection::SmartLock lock(mpLock.get());
         // Of several visits the oldest is stamped, which readers of the visits expect.
         for (QORJobPUInfo* visit : mUnits)
-        {
-            int id = -1;
-            if (visit->GetId(&id) == S_OK && id == iPUId)
+            if (UnitOf(*visit) == iPUId)
             {
                 visit->SetExitTime();
                 break;
             }
-        }
         return S_OK;
     });
 }
@@ -102,12 +105,9 @@ HRESULT QORJob::GetPUId(int* oPUId) const
         if (mSteps.GetCurrent() == nullptr)
             return E_POINTER;
         int id = -1;
-        HRESULT code = mSteps.GetCurrent()->GetPUId(&id);
-        if (code == S_OK && id < 1 && !mUnits.empty())
-            code = mUnits.back()->GetId(&id);
-        if (code == S_OK)
-            *oPUId = id;
-        return code;
+        mSteps.GetCurrent()->GetPUId(&id);
+        *oPUId = id < 1 && !mUnits.empty() ? UnitOf(*mUnits.back()) : id;
+        return S_OK;
     });
 }
 
@@ -155,20 +155,7 @@ HRESULT QORJob::GetWaitingTimeInternal(unsigned* oMilliseconds) const QORJOB_NO_
     if (oMilliseconds == nullptr)
         return E_POINTER;
     const QDataType::TimeSpan sinceCreation = QDataType::DateTime::NowUTC() - mCreationTime;
-    if (mSteps.GetFinished().empty())
-        return static_cast<HRESULT>(sinceCreation.GetTicks() & 0xFFFFFFFF);
-    for (const QORJobStep* step : mSteps.GetFinished())
-    {
-        if (step == nullptr)
-            continue;
-        QDataType::DateTime time;
-        HRESULT code = step->GetStartTime(&time);
-        if (code == S_OK)
-            code = step->GetFinishTime(&time);
-        if (code != S_OK)
-            return code;
-    }
-    return S_OK;
+    return mSteps.GetFinished().empty() ? static_cast<HRESULT>(sinceCreation.GetTicks() & 0xFFFFFFFF) : S_OK;
 }
 
 void QORJob::EnqueuePulse() { mPulseEnqueueTime = GetPulseTimeStamp(); }

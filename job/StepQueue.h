@@ -70,11 +70,13 @@ public:
         return FindStartedOfSeveral();
     }
 
-    static bool HasId(const QORJobStep* iStep, int iStepId)
+    static int IdOf(const QORJobStep& iStep)
     {
         int id = StepNoMore;
-        return iStep != nullptr && iStep->GetId(&id) == S_OK && id == iStepId;
+        iStep.GetId(&id);
+        return id;
     }
+    static bool HasId(const QORJobStep* iStep, int iStepId) { return iStep != nullptr && IdOf(*iStep) == iStepId; }
 
     /// The step is the queue's once it is in.
     void Insert(Position iBefore, QORJobStepPtr& ioStep)
@@ -122,8 +124,9 @@ private:
     {
         DWORD threadId = 0;
         int unitId = -1;
-        return iStep.GetThreadId(&threadId) == S_OK && iStep.GetPUId(&unitId) == S_OK &&
-               (threadId != 0 || unitId != -1);
+        iStep.GetThreadId(&threadId);
+        iStep.GetPUId(&unitId);
+        return threadId != 0 || unitId != -1;
     }
 
     const QORJobStep* FindStartedOfSeveral() const;
