@@ -290,7 +290,7 @@ HRESULT CKDXProcessContext::GetGuidList(int iCount, GUID* oGuids)
     if (oGuids == nullptr)
         return E_INVALIDARG;
     SmartLock lock(mpLock.get());
-    if (iCount < 0 || static_cast<std::size_t>(iCount) != mGuidList.size())
+    if (static_cast<std::size_t>(iCount) != mGuidList.size()) // no size is negative
         return E_UNEXPECTED;
     std::copy(mGuidList.begin(), mGuidList.end(), oGuids);
     return S_OK;

@@ -98,7 +98,7 @@ TEST_F(ProcessContext, HasSettingsWithRulesOfTheirOwn)
 {
     mContext->SetRequestIn(7, nullptr, nullptr, nullptr, cGuid);
     EXPECT_EQ(RequestCode(), -1) << "never put";
-    mContext->put_RequestCode(5);
+    EXPECT_EQ(mContext->put_RequestCode(5), S_OK);
     mContext->SetRequestOut(8, nullptr, nullptr, nullptr, cGuid);
     EXPECT_EQ(RequestCode(), 8);
 
@@ -158,7 +158,7 @@ TEST_F(ProcessContext, GivesItsBufferAwayOnce)
     EXPECT_EQ(mContext->TakeBuffer(1, &length, &buffer), S_FALSE);
     EXPECT_EQ(buffer, nullptr);
     for (const std::uint64_t newLength : {4, 8}) // the same one again stays
-        mContext->SetBuffer(newLength, bytes);
+        EXPECT_EQ(mContext->SetBuffer(newLength, bytes), S_OK);
     EXPECT_EQ(mContext->TakeBuffer(0, &length, &buffer), S_OK);
     EXPECT_EQ(length, 8u);
     QBase::HeapFree(bytes);
@@ -191,7 +191,7 @@ TEST_F(ProcessContext, KeepsListsAndTables)
     EXPECT_EQ(mContext->GetLogMessageInJSON(&json), S_OK);
     EXPECT_EQ(json, R"({"b":"2"})");
     std::map<std::string, std::string> properties{{"old", "gone"}};
-    mContext->ClearLogProperties();
+    EXPECT_EQ(mContext->ClearLogProperties(), S_OK);
     EXPECT_EQ(mContext->CopyLogProperties(&properties), S_OK);
     EXPECT_TRUE(properties.empty());
 }
@@ -287,10 +287,12 @@ TEST_F(ProcessContext, KeepsNeitherLockNorReferenceWhenACollaboratorThrows)
     mContext->put_ContextObjectA(&mSession);
     mContext->put_ContextObjectC(&mSource);
     mContext->SetRequestIn(1, nullptr, nullptr, &mObjectD, cGuid);
-    OwnedBstr name;
+    const OwnedBstr before(QORJOB_W("before"));
+    BSTR name = before.mText;
     GUID id;
     IUnknown* item = nullptr;
-    EXPECT_EQ(mContext->get_ResolvedName(&name.mText), cSystemExceptionMet);
+    EXPECT_EQ(mContext->get_ResolvedName(&name), cSystemExceptionMet);
+    EXPECT_EQ(name, nullptr);
     EXPECT_EQ(mContext->CallContextObjectA(nullptr), cSystemExceptionMet);
     EXPECT_EQ(mContext->put_ContextObjectO(&mObjectO), cSystemExceptionMet);
     EXPECT_EQ(mContext->ResolveObjectID(&id), cSystemExceptionMet);
