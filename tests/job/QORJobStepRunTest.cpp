@@ -40,17 +40,18 @@ TEST_F(StepRun, ProfilesEachStepOnce)
 
 TEST_F(StepRun, StaysUnprofiledWhenProfilingIsSwitchedOnMeanwhile)
 {
-    const JobPtr job = NewJobWith("3 4 5 2");
+    const JobPtr job = NewJobWith("3 4 5 3 2");
     Builtin::EventTrace::Start();
     for (int id : {3, 4})
         job->SetStepStart(id, 0, nullptr);
     Builtin::PerfReadings::EnableProfiling(true);
-    for (int id : {3, 4, 5})
+    for (int id : {3, 4, 5, 3})
     {
         job->SetStepStart(id, 1, nullptr);
         job->SetStepFinish(id, 1, nullptr);
     }
     Builtin::PerfReadings::EnableProfiling(false);
-    const std::string create = "QPerfMon::CreateQORProfileAgent"; // once a step, and step 5 only gets one
-    EXPECT_EQ(StopTraceOfAgents(), (Texts{create, create, create, "QPerfMon::EndProfileAgent"}));
+    const std::string create = "QPerfMon::CreateQORProfileAgent"; // once a step; 5 and the second 3 get one
+    const std::string end = "QPerfMon::EndProfileAgent";
+    EXPECT_EQ(StopTraceOfAgents(), (Texts{create, create, create, end, create, end}));
 }
