@@ -354,11 +354,11 @@ void Core::GoOn(Record& ioRecord)
 void Core::ReturnLate(QORHostRun& ioRun)
 {
     ioRun.ReturnMemory();
-    --mLateThreads;
     if (ioRun.mbRunAway)
         ioRun.mpJob->NeedToPerisistMsgStatusForRunAway(RunAwayThread);
     mLog.Write(EnumRouter::Info, "The thread that was left in %1 of job %2 has come back", GetStepName(ioRun.mStepId),
                ioRun.mpRecord->mId);
+    --mLateThreads;
 }
 
 } // namespace QORHOST
