@@ -1,4 +1,3 @@
-#include "platform/builtin/LogSinks.h"
 #include "tests/host/HostTest.h"
 
 #include <csignal>
@@ -124,11 +123,8 @@ TEST(HostClose, DrainsWhatIsThereAndStopsIt)
 
 TEST(HostClose, LeavesAHungStepBehindAndSaysWhich)
 {
-    std::string lines;
-    Builtin::LogSinks::Enable("Host", "Error", true);
-    const int sink = Builtin::LogSinks::AddSink([&](const auto& iLine) { lines += iLine.mText + "\n"; });
+    const Logged logged;
     Gate mayReturn;
-    Gate returned;
     Gate inStep;
     const auto hang = [&](QORHostRun& ioRun) {
         inStep.Open();
@@ -136,7 +132,6 @@ TEST(HostClose, LeavesAHungStepBehindAndSaysWhich)
         EXPECT_TRUE(ioRun.IsToldToStop());
         EXPECT_EQ(ioRun.GetJob().GetId().Get(), 1) << "what it has is still there";
         EXPECT_EQ(ioRun.SubmitChild(MakeJob(2, {cFirst})).mResult, EnumHostSubmit::Closed);
-        returned.Open();
     };
     QORHostJob job;
     {
@@ -150,17 +145,16 @@ TEST(HostClose, LeavesAHungStepBehindAndSaysWhich)
     EXPECT_TRUE(job.HasEnded());
     EXPECT_EQ(job.GetStatus(), JobStoppedWithError);
     mayReturn.Open();
-    EXPECT_TRUE(returned.Wait());
-    Builtin::LogSinks::RemoveSink(sink);
-    Builtin::LogSinks::Enable("Host", "Error", false);
-    EXPECT_EQ(lines, "Job 1 failed: the host ends\nThe host ends, and leaves a thread in the long step of job 1\n");
+    WaitWhile([&] { return logged.Get().size() < 4; });
+    EXPECT_EQ(logged.Get(), (std::vector<std::string>{
+                                "the long step of job 1 is given up: the host ends", "Job 1 failed: the host ends",
+                                "The host ends, and leaves a thread in the long step of job 1",
+                                "The thread that was left in the long step of job 1 has come back"}));
 }
 
 TEST(HostClose, LeavesACallbackBehindAndSaysWhose)
 {
-    std::string lines;
-    Builtin::LogSinks::Enable("Host", "Error", true);
-    const int sink = Builtin::LogSinks::AddSink([&](const auto& iLine) { lines += iLine.mText + "\n"; });
+    const Logged logged;
     Gate inCallback;
     const auto mayReturn = std::make_shared<Gate>();
     {
@@ -171,10 +165,8 @@ TEST(HostClose, LeavesACallbackBehindAndSaysWhose)
                     }});
         EXPECT_TRUE(inCallback.Wait());
     }
-    Builtin::LogSinks::RemoveSink(sink);
-    Builtin::LogSinks::Enable("Host", "Error", false);
+    EXPECT_EQ(logged.Get(), std::vector<std::string>{"The host ends, and leaves a thread in the callback of job 7"});
     mayReturn->Open();
-    EXPECT_EQ(lines, "The host ends, and leaves a thread in the callback of job 7\n");
 }
 
 TEST(HostClose, EndsWhatNobodyRuns)

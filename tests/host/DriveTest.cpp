@@ -1,13 +1,26 @@
-#include "platform/builtin/LogSinks.h"
 #include "tests/host/HostTest.h"
 
-#include <map>
 #include <thread>
 
 using namespace HostTest;
 
 namespace
 {
+
+/// What the call throws says.
+template <class Call>
+std::string RefusalOf(Call&& iCall)
+{
+    try
+    {
+        iCall();
+    }
+    catch (const std::exception& error)
+    {
+        return error.what();
+    }
+    return {};
+}
 
 /// Ids in the order in which one thread runs them: the first one blocks until the others are queued.
 std::vector<int> OrderOf(const std::vector<std::pair<int, std::string>>& iJobs, QORHostUnit iUnit)
@@ -74,6 +87,7 @@ TEST(HostDrive, TakesAJobThroughItsUnitsAndRecordsIt)
     EXPECT_EQ(host.GetStepName(cSecond), "fetching");
     EXPECT_EQ(host.GetStepName(cFirst), "SQL Generation");
     EXPECT_EQ(host.GetUnitName(9), "other");
+    EXPECT_EQ(host.GetUnitName(5), "unit 5");
     EXPECT_EQ(host.GetCounts().mOpen, 0U);
     EXPECT_EQ(host.GetUnits().at(1).mName, "other");
     EXPECT_FALSE(job.GetJob());
@@ -177,7 +191,7 @@ TEST(HostDrive, RunsOnThreadsOfTheServer)
     EXPECT_TRUE(host.RunUntil(2, job));
     EXPECT_EQ(order, (std::vector<int>{cFirst, cSecond}));
     EXPECT_EQ(job.GetStatus(), JobCompleted);
-    EXPECT_THROW(host.RunOne(3), std::invalid_argument);
+    EXPECT_EQ(RefusalOf([&] { host.RunOne(3); }), "there is no unit 3");
 
     const QORHostJob second = host.Submit(MakeJob(2, {cFirst, cSecond, StepCloseJob})).mJob;
     std::thread other([&] { host.RunUntilClosed(1); });
@@ -212,14 +226,20 @@ TEST(HostDrive, HandsItemsFromStepToStepByName)
 {
     ASSERT_EQ(QORJobData::AddName(QORJOB_W("Text"), 2), S_OK);
     std::string text;
-    std::map<std::string, std::string> refused;
     const auto look = [&](QORHostRun& ioRun) {
         text = ioRun.GetText(QORJOB_W("Text"));
         EXPECT_STREQ(
             static_cast<QORJobData*>(ioRun.GetItem<QORStringData>(QORJOB_W("Text")).Get()) == nullptr ? "" : "is there",
             "is there");
-        EXPECT_THROW(ioRun.GetItem<QORBinaryData>(QORJOB_W("Text")), QORHostError);
-        EXPECT_THROW(ioRun.GetText(QORJOB_W("Nobody's")), QORHostError);
+        EXPECT_EQ(RefusalOf([&] { ioRun.GetItem<QORBinaryData>(QORJOB_W("Text")); }),
+                  "the job has no item \"Text\" of the class that is asked for");
+        EXPECT_EQ(RefusalOf([&] { ioRun.GetText(QORJOB_W("Nobody's")); }),
+                  "the job has no item \"Nobody's\" of the class that is asked for");
+        EXPECT_EQ(RefusalOf([&] { ioRun.SetText(QORJOB_W("Nobody's"), "a"); }),
+                  "no data item has the name \"Nobody's\"");
+        const QBase::PtrI<QORStringData> beyond(new QORStringData(5, QORJOB_W("b"), QORStringData::COPY_STRING));
+        EXPECT_EQ(RefusalOf([&] { ioRun.SetItem(*beyond.Get()); }),
+                  "a job has room for data items of the ids 0 to 4 only");
     };
     QORHost host(
         {.mUnits = {{}},
@@ -245,28 +265,22 @@ TEST(HostDrive, RefusesUnitsAndStepsThatDontFit)
          "step 3 is for a unit that there isn't: 2"},
         {{.mUnits = {{}}, .mSteps = {{.mStepId = 3}}}, "step 3 takes either a function or a maker of tasks"},
         {{.mUnits = {{}}, .mSteps = {{.mStepId = 3, .mRun = nothing}, {.mStepId = 3, .mRun = nothing}}},
-         "step 3 is there twice"}};
+         "step 3 is there twice"},
+        {{.mUnits = {{}}, .mStartThread = [](const auto&) { return std::thread(); }},
+         "the server has started no thread"}};
     for (const auto& [config, text] : cases)
     {
-        try
-        {
-            const QORHost host(config);
-            ADD_FAILURE() << text;
-        }
-        catch (const std::invalid_argument& error)
-        {
-            EXPECT_EQ(error.what(), text);
-        }
+        EXPECT_EQ(RefusalOf([&, &config = config] { const QORHost host(config); }), text);
     }
+    QORHost host({.mUnits = {{}}});
+    EXPECT_EQ(RefusalOf([&] { host.Submit({}); }), "there is no job");
 }
 
 TEST(HostDrive, LogsNoWarningInASoundRun)
 {
-    std::string lines;
-    const int sink = Builtin::LogSinks::AddSink([&](const auto& iLine) { lines += iLine.mText + "\n"; });
+    const Logged logged;
     for (const char* router : {"Warning", "Error"})
-        for (const char* component : {"Kernel", "Host"})
-            Builtin::LogSinks::Enable(component, router, true);
+        Builtin::LogSinks::Enable("Kernel", router, true);
     {
         const auto nothing = [](QORHostRun&) {};
         QORHost host({.mUnits = {{.mId = 1}, {.mId = 2}},
@@ -282,8 +296,6 @@ TEST(HostDrive, LogsNoWarningInASoundRun)
         EXPECT_TRUE(host.Drain(cLong));
     }
     for (const char* router : {"Warning", "Error"})
-        for (const char* component : {"Kernel", "Host"})
-            Builtin::LogSinks::Enable(component, router, false);
-    Builtin::LogSinks::RemoveSink(sink);
-    EXPECT_EQ(lines, "");
+        Builtin::LogSinks::Enable("Kernel", router, false);
+    EXPECT_EQ(logged.Get(), std::vector<std::string>());
 }

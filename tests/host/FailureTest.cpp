@@ -117,6 +117,7 @@ TEST(HostFailure, TakesATasksCodeAndItsAbortForFailures)
 
 TEST(HostFailure, GoesOnAfterCallbacksThatThrowSubmitAndWait)
 {
+    const Logged logged;
     Journal events;
     const QORHost* openHost = nullptr;
     const auto each = [&](const QORHostJob& iJob, QORJob& ioJob) {
@@ -150,6 +151,10 @@ TEST(HostFailure, GoesOnAfterCallbacksThatThrowSubmitAndWait)
     EXPECT_TRUE(lastEnded.Wait());
     EXPECT_TRUE(host.Drain(cLong));
     EXPECT_EQ(events.Get(), (std::vector<std::string>{"end of 1", "end of 2", "second", "end of 3", "last"}));
+    const auto thrown = [](int iJob) {
+        return "The callback of job " + std::to_string(iJob) + " has thrown: an unknown exception";
+    };
+    EXPECT_EQ(logged.Get(), (std::vector{thrown(1), thrown(1), thrown(2), thrown(2), thrown(3)}));
 }
 
 TEST(HostFailure, LetsAStepDropItsHandleAndNotWaitForItself)
@@ -202,6 +207,18 @@ TEST(HostFailure, TakesNoMoreThanFits)
     EXPECT_THROW(host.Submit({}), std::invalid_argument);
 }
 
+TEST(HostFailure, EndsAJobThatItCantDrive)
+{
+    const Logged logged;
+    QORHost host({.mUnits = {{}}});
+    const QORHostJob job = host.Submit(MakeJob(5, {static_cast<QORJobProcessingStep>(40), StepCloseJob})).mJob;
+    EXPECT_TRUE(job.WaitFor(cLong));
+    EXPECT_EQ(job.GetStatus(), JobStoppedWithError);
+    EXPECT_EQ(job.GetReason(), "step 40 isn't one that can be run");
+    EXPECT_EQ(logged.Get(), (std::vector<std::string>{"Job 5 failed: step 40 isn't one that can be run",
+                                                      "Job 5 ends without its last steps"}));
+}
+
 TEST(HostFailure, SaysWhichThreadsDontStartAndTriesAgain)
 {
     std::atomic<int> left{0};
@@ -220,11 +237,15 @@ TEST(HostFailure, SaysWhichThreadsDontStartAndTriesAgain)
     config.mUnits[0].mThreads = 1;
     Gate mayReturn;
     config.mSteps.push_back({.mStepId = cFirst, .mRun = [&](QORHostRun&) { mayReturn.Wait(); }});
+    config.mUnits[0].mName = "loaders";
+    const Logged logged;
     QORHost host(config);
     const QORHostJob job = host.Submit(MakeJob(1, {cFirst, StepCloseJob})).mJob;
     WaitWhile([&] { return host.GetCounts().mMissingThreads == 0; });
     EXPECT_EQ(job.GetStatus(), JobStoppedWithError);
     EXPECT_FALSE(job.HasEnded());
+    WaitWhile([&] { return logged.Get().size() < 4; });
+    EXPECT_TRUE(logged.Get().at(3).starts_with("Unit loaders lacks a thread, which doesn't start: "));
     left = 1;
     EXPECT_TRUE(job.WaitFor(cLong)) << "the thread is started as soon as that is possible";
     EXPECT_EQ(host.GetCounts().mMissingThreads, 0U);

@@ -1,6 +1,7 @@
 // Jobs and hosts for tests of the host.
 #pragma once
 
+#include "platform/builtin/LogSinks.h"
 #include "qorhost.h"
 
 #include <gtest/gtest.h>
@@ -99,6 +100,29 @@ public:
 private:
     mutable std::mutex mMutex;
     std::vector<std::string> mEvents;
+};
+
+/// What the host logs while this lives.
+class Logged
+{
+public:
+    Logged() : mSink(Builtin::LogSinks::AddSink([this](const auto& iLine) { mLines.Add(iLine.mText); }))
+    {
+        Builtin::LogSinks::Enable("Host", "*", true);
+    }
+    ~Logged()
+    {
+        Builtin::LogSinks::Enable("Host", "*", false);
+        Builtin::LogSinks::RemoveSink(mSink);
+    }
+    Logged(const Logged&) = delete;
+    Logged& operator=(const Logged&) = delete;
+
+    std::vector<std::string> Get() const { return mLines.Get(); }
+
+private:
+    Journal mLines;
+    const int mSink;
 };
 
 } // namespace HostTest
