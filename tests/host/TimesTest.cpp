@@ -7,7 +7,8 @@ using namespace HostTest;
 namespace
 {
 
-/// A host of one worker, whose first step waits until it is told to stop, or for the gate if it is deaf.
+/// A host of one worker, whose first step waits until it is told to stop, or for the gate if it is deaf. Its times may
+/// be the only step's of the configuration.
 struct Hanging
 {
     explicit Hanging(QORHostConfig iConfig, bool ibDeaf)
@@ -15,15 +16,18 @@ struct Hanging
         iConfig.mUnits = {{}};
         iConfig.mGrace = ibDeaf ? 1ms : 30'000ms;
         const auto report = [this](QORHostRun&) { mEvents.Add("told"); };
-        iConfig.mSteps.push_back({.mStepId = cFirst, .mRun = [this, ibDeaf](QORHostRun& ioRun) {
-                                      mInStep.Open();
-                                      WaitWhile([&] { return ibDeaf ? !mMayReturn.IsOpen() : !ioRun.IsToldToStop(); });
-                                      mEvents.Add("returned");
-                                      ioRun.CheckStop();
-                                  }});
+        iConfig.mSteps.resize(1);
+        iConfig.mSteps[0].mStepId = cFirst;
+        iConfig.mSteps[0].mRun = [this, ibDeaf](QORHostRun& ioRun) {
+            mInStep.Open();
+            WaitWhile([&] { return ibDeaf ? !mMayReturn.IsOpen() : !ioRun.IsToldToStop(); });
+            mEvents.Add("returned");
+            ioRun.CheckStop();
+        };
         for (const QORJobProcessingStep step : {StepSendingErrorMessage, StepDelivery})
-            iConfig.mSteps.push_back({.mStepId = step, .mRun = report});
-        iConfig.mSteps.push_back({.mStepId = cSecond, .mRun = [](QORHostRun&) {}});
+            iConfig.mSteps.push_back({.mStepId = step, .mRun = report, .mLongestRun = 1h, .mLongestSilence = 1h});
+        iConfig.mSteps.push_back(
+            {.mStepId = cSecond, .mRun = [](QORHostRun&) {}, .mLongestRun = 1h, .mLongestSilence = 1h});
         mpHost.emplace(std::move(iConfig));
     }
     ~Hanging()
@@ -66,7 +70,17 @@ TEST(HostTimes, EndAStepThatListensAndGiveUpOneThatDoesnt)
          {},
          0ms,
          "it reported no progress for longer than it may"},
-        {"life", {.mLongestLife = 1ms}, {.mLongestLife = 500ms}, 0ms, "it took longer than the job's time allows"},
+        {"the step's run",
+         {.mSteps = {{.mLongestRun = 1ms}}, .mLongestRun = 1h},
+         {},
+         0ms,
+         "it took longer than a step may take"},
+        {"the step's silence",
+         {.mSteps = {{.mLongestSilence = 1ms}}, .mLongestSilence = 1h},
+         {},
+         0ms,
+         "it reported no progress for longer than it may"},
+        {"life", {.mLongestLife = 1h}, {.mLongestLife = 500ms}, 0ms, "it took longer than the job's time allows"},
         {"default life", {.mLongestLife = 500ms}, {}, 0ms, "it took longer than the job's time allows"},
         {"command", {.mLongestRun = 1h}, {}, 1ms, "it took longer than the job's time allows"},
     };
@@ -75,6 +89,7 @@ TEST(HostTimes, EndAStepThatListensAndGiveUpOneThatDoesnt)
         for (const bool bDeaf : {false, true})
         {
             SCOPED_TRACE(row.mName + (bDeaf ? ", deaf" : ""));
+            const Logged logged;
             Hanging hanging(row.mConfig, bDeaf);
             QORHostJob job = hanging.Submit(MakeJob(3, {cFirst, cSecond, StepCloseJob}), row.mOptions);
             EXPECT_TRUE(hanging.mInStep.Wait());
@@ -85,12 +100,20 @@ TEST(HostTimes, EndAStepThatListensAndGiveUpOneThatDoesnt)
             EXPECT_TRUE(job.WaitFor(cLong));
             EXPECT_EQ(hanging.mpHost->GetCounts().mLateThreads, bDeaf ? 1U : 0U);
             // The unit has its strength back: another job is run while the thread is away.
-            EXPECT_TRUE(hanging.Submit(MakeJob(4, {cSecond, StepCloseJob})).WaitFor(cLong));
+            EXPECT_TRUE(hanging.Submit(MakeJob(4, {cSecond, StepCloseJob}), {.mLongestLife = 1h}).WaitFor(cLong));
             hanging.mMayReturn.Open();
             WaitWhile([&] { return hanging.mpHost->GetCounts().mLateThreads > 0; });
             EXPECT_TRUE(hanging.mpHost->Drain(cLong));
             EXPECT_EQ(job.GetStatus(), JobStoppedWithError);
             EXPECT_EQ(job.GetReason(), row.mReason);
+            const std::string step = "SQL Generation of job 3 is ";
+            std::vector<std::string> lines = {step + "told to stop: " + row.mReason, "Job 3 failed: " + row.mReason};
+            if (bDeaf)
+            {
+                lines.insert(lines.begin() + 1, step + "given up: " + row.mReason);
+                lines.push_back("The thread that was left in SQL Generation of job 3 has come back");
+            }
+            EXPECT_EQ(logged.Get(), lines);
             const auto events = hanging.mEvents.Get();
             EXPECT_EQ(std::count(events.begin(), events.end(), "told"), 1);
             EXPECT_EQ(std::count(events.begin(), events.end(), "returned"), 1);
@@ -118,17 +141,18 @@ TEST(HostTimes, DontEndAStepThatReports)
 
 TEST(HostTimes, EndWhatWaitsTooLong)
 {
-    for (const bool bWait : {true, false})
+    for (const std::string way : {"wait", "default wait", "life"})
     {
-        Hanging hanging({}, true);
+        SCOPED_TRACE(way);
+        Hanging hanging({.mLongestWait = way == "default wait" ? 1ms : 0ms}, true);
         hanging.Submit(MakeJob(1, {cFirst, StepCloseJob}));
         EXPECT_TRUE(hanging.mInStep.Wait());
         const QORHostJob job =
             hanging.Submit(MakeJob(2, {cSecond, StepCloseJob}),
-                           bWait ? QORHostSubmit{.mLongestWait = 1ms} : QORHostSubmit{.mLongestLife = 1ms});
+                           {.mLongestWait = way == "wait" ? 1ms : 0ms, .mLongestLife = way == "life" ? 1ms : 0ms});
         WaitWhile([&] { return job.GetStatus() != JobStoppedWithError; }); // at once; it ends when a thread is free
-        EXPECT_EQ(job.GetReason(), bWait ? "it waited in the queue for longer than it may"
-                                         : "it took longer than the job's time allows");
+        EXPECT_EQ(job.GetReason(), way != "life" ? "it waited in the queue for longer than it may"
+                                                 : "it took longer than the job's time allows");
         EXPECT_EQ(job.GetState(), EnumHostState::Queued);
         hanging.mMayReturn.Open();
         EXPECT_TRUE(job.WaitFor(cLong));
@@ -166,13 +190,16 @@ TEST(HostTimes, EndAJobWhoseLastStepsHangWithoutRunningOneTwice)
         QORJobProcessingStep mHung;
         bool mbFirst;
         bool mbCancel;
+        bool mbCommits = false;
     };
-    for (const Row& row : {Row{StepCloseJob, false, false}, Row{StepSendingErrorMessage, true, false},
-                           Row{StepSendingErrorMessage, false, false}, Row{StepSendingOutputMessage, false, false},
-                           Row{StepDelivery, false, true}, Row{StepSendingDocumentResult, false, true}})
+    for (const Row& row :
+         {Row{StepCloseJob, false, false}, Row{StepSendingErrorMessage, true, false},
+          Row{StepSendingErrorMessage, false, false}, Row{StepSendingOutputMessage, false, false},
+          Row{StepDelivery, false, true}, Row{StepSendingDocumentResult, false, true}, Row{cFirst, false, false, true}})
     {
         SCOPED_TRACE(std::to_string(row.mHung) + (row.mbFirst ? " after another" : ""));
         std::atomic<int> runs{0};
+        std::atomic<int> told{0};
         std::atomic<int> closed{0};
         std::atomic<bool> bStrange{false};
         Gate inStep;
@@ -184,7 +211,9 @@ TEST(HostTimes, EndAJobWhoseLastStepsHangWithoutRunningOneTwice)
         };
         QORHostConfig config{.mUnits = {{}, {.mId = 2}}, .mLongestLife = row.mbCancel ? 20ms : 0ms, .mGrace = 1ms};
         config.mLongestRun = row.mbCancel ? 0ms : 1ms;
-        config.mSteps.push_back({.mStepId = row.mHung, .mUnit = 1, .mRun = hang});
+        config.mSteps.push_back({.mStepId = row.mHung, .mUnit = 1, .mRun = hang, .mbCommits = row.mbCommits});
+        if (row.mbCommits)
+            config.mSteps.push_back({.mStepId = StepSendingErrorMessage, .mRun = [&](QORHostRun&) { ++told; }});
         if (row.mbFirst)
             config.mSteps.push_back({.mStepId = cFirst, .mUnit = 1, .mRun = hang});
         const auto close = [&](QORHostRun& ioRun) {
@@ -206,7 +235,8 @@ TEST(HostTimes, EndAJobWhoseLastStepsHangWithoutRunningOneTwice)
         EXPECT_TRUE(job.WaitFor(cLong));
         EXPECT_EQ(job.GetStatus(), row.mbCancel ? JobCancelled : JobStoppedWithError);
         EXPECT_EQ(runs, row.mbFirst ? 2 : 1);
-        EXPECT_LE(closed, 1);
+        EXPECT_EQ(closed, row.mHung == StepCloseJob || row.mbFirst ? 0 : 1);
+        EXPECT_EQ(told, 0) << "nobody else answers";
         EXPECT_FALSE(bStrange) << "the closing step is another unit's";
         mayReturn.Open();
         WaitWhile([&] { return host.GetCounts().mLateThreads > 0; });
