@@ -146,12 +146,20 @@ TEST(HostCommands, SayWhatTheyCameToAtEachMoment)
             Stage stage(row.mRequestType);
             stage.BringTo(row.mMoment);
             EXPECT_EQ(cCommands[i].second(stage.mJob), row.mAnswers[i]);
-            const bool bCancelled = i == 0 && row.mAnswers[i] == cDone;
+            const bool bDone = row.mAnswers[i] == cDone;
+            const bool bCancelled = i == 0 && bDone;
+            if (cCommands[i].first == "time" && bDone)
+            {
+                QDataType::DateTime end;
+                EXPECT_EQ(stage.mJob.GetJob()->GetTimeOutTime(&end), S_OK);
+                const auto left = (end - QDataType::DateTime::NowUTC()).GetTotalMilliseconds();
+                EXPECT_TRUE(left > 3'500'000 && left <= 3'600'000) << left;
+            }
             if (bCancelled)
             {
                 EXPECT_EQ(stage.mJob.GetStatus(), JobCancelled) << "at once";
             }
-            const bool bRests = stage.mJob.GetState() == EnumHostState::Paused || (i == 1 && row.mAnswers[i] == cDone);
+            const bool bRests = stage.mJob.GetState() == EnumHostState::Paused || (i == 1 && bDone);
             stage.OpenAll();
             if (bRests)
             {
@@ -164,6 +172,9 @@ TEST(HostCommands, SayWhatTheyCameToAtEachMoment)
             EXPECT_EQ(stage.mEvents.Get(),
                       bCancelled ? std::vector<std::string>({"told", "end"}) : std::vector<std::string>{"end"});
             EXPECT_EQ(stage.mJob.GetReason(), bCancelled ? "no longer wanted" : "");
+            QORJobInfo info;
+            EXPECT_EQ(stage.mJob.GetSnapshot(info), S_OK);
+            EXPECT_EQ(info.mPUPriority, cCommands[i].first == "priority" && bDone ? 7 : 5);
             EXPECT_EQ(stage.mError, bCancelled ? QORJOB_W("The job was cancelled.") : QORJOB_W(""));
         }
     }

@@ -33,6 +33,7 @@ public:
                 throw std::runtime_error("no such table");
             WaitWhile([&] { return kind == "waits" && !ioRun.IsToldToStop(); });
             WaitWhile([&] { return kind == "holds" && !mMayEnd.IsOpen(); });
+            WaitWhile([&] { return kind == "rests first" && !mRests.IsOpen(); });
             ioRun.CheckStop();
         };
         mpHost = std::make_unique<QORHost>(QORHostConfig{
@@ -41,7 +42,11 @@ public:
                        {.mStepId = cSecond, .mUnit = 1, .mRun = [this](QORHostRun&) { mEvents.Add("formatted"); }},
                        {.mStepId = StepElementBrowsing, .mUnit = 2, .mRun = child}}});
     }
-    ~Family() { mMayEnd.Open(); }
+    ~Family()
+    {
+        mMayEnd.Open();
+        mRests.Open();
+    }
 
     QORHostJob Submit(EnumHostFamilyRule iRule)
     {
@@ -60,7 +65,7 @@ public:
 
     const std::vector<std::string> mKinds;
     Journal mEvents;
-    Gate mMade, mMayEnd;
+    Gate mMade, mMayEnd, mRests;
     std::vector<QORHostJob> mChildren;
     QORHostJob mDocument;
     std::atomic<bool> mbDocumentEnded{false};
@@ -159,9 +164,12 @@ TEST(HostFamily, TellsOfTheEndThoughOnlyTheClosingStepWasLeft)
 
 TEST(HostFamily, PausesTheDocumentOnly)
 {
-    Family family({"holds", "completes"});
+    Family family({"holds", "rests first", "completes"});
     QORHostJob document = family.Submit(EnumHostFamilyRule::FailWithFirst);
     family.WaitUntilItRests();
+    family.mRests.Open();
+    EXPECT_TRUE(family.mChildren.at(2).WaitFor(cLong)); // on the same thread, after the one before has ended
+    EXPECT_EQ(document.GetStatus(), JobHeld18);
     for (const bool bResumeBefore : {true, false})
     {
         EXPECT_EQ(document.Pause(), EnumHostAnswer::Done);
