@@ -187,9 +187,8 @@ void ReadPlace(const QORJob& iJob, QORMonitorRow& ioRow)
     ioRow.mSince = QORMonitor::ToTime(info.mStatusTime);
     if (info.mPUCount > 0)
         ioRow.mUnit = Get(info.mPUInfos.front(), &QORJobPUInfo::GetId, ioRow.mUnit);
-    if (info.mTodoCount > 0 || info.mFinishedCount > 0)
-        ioRow.mStep = Get(info.mTodoCount > 0 ? info.mTodoSteps.front() : info.mFinishedSteps.front(),
-                          &QORJobStep::GetId, ioRow.mStep);
+    ioRow.mStep =
+        Get((info.mTodoCount > 0 ? info.mTodoSteps : info.mFinishedSteps).front(), &QORJobStep::GetId, ioRow.mStep);
 }
 
 const QORMonitorStep* FindFirstStep(const QORMonitorDetail& iJob, std::size_t iVisit)

@@ -107,7 +107,7 @@ std::string Clean(std::string_view iText, std::size_t iLongest, bool ibLines)
     if (text.size() > iLongest)
     {
         std::size_t end = iLongest - std::min(iLongest, cMark.size());
-        while (end > 0 && IsContinuation(text[end]))
+        while (IsContinuation(text[end])) // no text begins with one
             --end;
         text.replace(end, std::string::npos, cMark);
     }
