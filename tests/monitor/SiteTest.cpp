@@ -115,58 +115,72 @@ TEST_F(Site, RefusesWhatItDoesntKnow)
         std::map<std::string, std::string> mQuery;
         std::string mBody;
         unsigned mStatus;
+        std::string mError = {};
     };
+    const std::string seconds = "seconds is a number above 0, 1000000000 at most, or null";
     const std::vector<Row> rows = {
         {"GET", "/", {}, "", 200},
         {"HEAD", "/page.js", {}, "", 200},
-        {"POST", "/", {}, "", 405},
+        {"POST", "/", {}, "", 405, "this address takes GET, HEAD"},
         {"GET", "/nothing", {}, "", 404},
         {"GET", "/jobs", {{"status", "3"}, {"user", ""}, {"sort", ""}}, "", 200},
-        {"GET", "/jobs", {{"colour", "red"}}, "", 400},
-        {"GET", "/jobs", {{"status", "x"}}, "", 400},
-        {"GET", "/jobs", {{"status", "-1"}}, "", 400},
-        {"GET", "/jobs", {{"unit", "99999999999"}}, "", 400},
-        {"GET", "/jobs", {{"state", "lost"}}, "", 400},
-        {"GET", "/jobs", {{"sort", "beauty"}}, "", 400},
-        {"GET", "/jobs", {{"order", "up"}}, "", 400},
-        {"GET", "/jobs", {{"limit", "0"}}, "", 400},
-        {"GET", "/jobs", {{"limit", "501"}}, "", 400},
-        {"GET", "/jobs", {{"open", "yes"}}, "", 400},
-        {"DELETE", "/jobs", {}, "", 405},
+        {"GET", "/jobs", {{"colour", "red"}}, "", 400, "a list knows nothing of colour"},
+        {"GET", "/jobs", {{"status", "x"}}, "", 400, "status is a number from 0 to 2147483647"},
+        {"GET", "/jobs", {{"status", "-1"}}, "", 400, "status is a number from 0 to 2147483647"},
+        {"GET", "/jobs", {{"unit", "99999999999"}}, "", 400, "unit is a number from 0 to 2147483647"},
+        {"GET",
+         "/jobs",
+         {{"state", "lost"}},
+         "",
+         400,
+         "state is one of queued, running, paused, waiting, delayed, ended"},
+        {"GET",
+         "/jobs",
+         {{"sort", "beauty"}},
+         "",
+         400,
+         "sort is one of urgency, id, user, status, unit, step, priority, created, since, running, waiting"},
+        {"GET", "/jobs", {{"order", "up"}}, "", 400, "order is one of asc, desc"},
+        {"GET", "/jobs", {{"limit", "0"}}, "", 400, "limit is a number from 1 to 500"},
+        {"GET", "/jobs", {{"limit", "501"}}, "", 400, "limit is a number from 1 to 500"},
+        {"GET", "/jobs", {{"open", "yes"}}, "", 400, "open is one of 0, 1"},
+        {"DELETE", "/jobs", {}, "", 405, "this address takes GET, HEAD"},
         {"GET", "/jobs/7", {{"lang", "de"}}, "", 200},
-        {"GET", "/jobs/7", {{"lang", "fr"}}, "", 400},
-        {"GET", "/jobs/8", {}, "", 404},
+        {"GET", "/jobs/7", {{"lang", "fr"}}, "", 400, "lang is one of en, de"},
+        {"GET", "/jobs/8", {}, "", 404, "there is no such job, or it has ended long ago"},
         {"GET", "/jobs/", {}, "", 404},
         {"GET", "/jobs/7x", {}, "", 404},
         {"GET", "/jobs/7/8", {}, "", 404},
         {"GET", "/jobs/99999999999", {}, "", 404},
         {"GET", "/jobs/7/dump", {{"form", "raw"}}, "", 200},
-        {"GET", "/jobs/7/dump", {{"form", "odd"}}, "", 400},
-        {"GET", "/jobs/7/cancel", {}, "", 405},
-        {"POST", "/jobs/7", {}, "", 405},
-        {"POST", "/jobs/8/cancel", {}, "", 404},
+        {"GET", "/jobs/7/dump", {{"form", "odd"}}, "", 400, "form is raw or readable"},
+        {"GET", "/jobs/7/cancel", {}, "", 405, "this address takes POST"},
+        {"POST", "/jobs/7", {}, "", 405, "this address takes GET, HEAD"},
+        {"POST", "/jobs/8/cancel", {}, "", 404, "there is no such job"},
         {"POST", "/jobs/3/cancel", {}, "", 409},
-        {"POST", "/jobs/7/cancel", {}, "[]", 400},
-        {"POST", "/jobs/7/cancel", {}, "{", 400},
-        {"POST", "/jobs/7/cancel", {}, R"({"reason": 7})", 400},
+        {"POST", "/jobs/7/cancel", {}, "[]", 400, "the body is no JSON object"},
+        {"POST", "/jobs/7/cancel", {}, "{", 400, "the body is no JSON object"},
+        {"POST", "/jobs/7/cancel", {}, R"({"reason": 7})", 400, "reason is a text"},
         {"POST",
          "/jobs/7/cancel",
          {},
          R"({"reason": )" + std::string(200'000, '[') + std::string(200'000, ']') + "}",
-         400},
+         400,
+         "reason is a text"},
         {"POST",
          "/jobs/7/time",
          {},
          R"({"seconds": )" + std::string(200'000, '[') + std::string(200'000, ']') + "}",
-         400},
-        {"POST", "/jobs/7/time", {}, "", 400},
-        {"POST", "/jobs/7/time", {}, R"({"seconds": "60"})", 400},
-        {"POST", "/jobs/7/time", {}, R"({"seconds": -1})", 400},
-        {"POST", "/jobs/7/time", {}, R"({"seconds": 0})", 400},
-        {"GET", "/jobs", {{"search", std::string(201, 'x')}}, "", 400},
-        {"POST", "/jobs/7/time", {}, R"({"seconds": 1e300})", 400},
-        {"GET", "/timeline", {{"seconds", "0"}}, "", 400},
-        {"GET", "/trace", {{"seconds", "86401"}}, "", 400},
+         400,
+         seconds},
+        {"POST", "/jobs/7/time", {}, "", 400, seconds},
+        {"POST", "/jobs/7/time", {}, R"({"seconds": "60"})", 400, seconds},
+        {"POST", "/jobs/7/time", {}, R"({"seconds": -1})", 400, seconds},
+        {"POST", "/jobs/7/time", {}, R"({"seconds": 0})", 400, seconds},
+        {"GET", "/jobs", {{"search", std::string(201, 'x')}}, "", 400, "search has 200 bytes at most"},
+        {"POST", "/jobs/7/time", {}, R"({"seconds": 1e300})", 400, seconds},
+        {"GET", "/timeline", {{"seconds", "0"}}, "", 400, "seconds is a number from 1 to 86400"},
+        {"GET", "/trace", {{"seconds", "86401"}}, "", 400, "seconds is a number from 1 to 86400"},
     };
     for (const Row& row : rows)
     {
@@ -174,9 +188,12 @@ TEST_F(Site, RefusesWhatItDoesntKnow)
                      row.mBody.substr(0, 50));
         const QORWebAnswer answer = Ask(row.mMethod, row.mPath, row.mQuery, row.mBody);
         EXPECT_EQ(answer.mStatus, row.mStatus);
-        if (row.mStatus == 400 || row.mStatus == 405)
+        const auto body = json::parse(answer.mBody, nullptr, false);
+        EXPECT_EQ(body.is_object() ? body.value("error", "") : "", row.mError);
+        if (row.mStatus == 405)
         {
-            EXPECT_NE(json::parse(answer.mBody).at("error"), "");
+            const QORWebAnswer allowed{.mHeaders = {{"Allow", row.mError.substr(19)}}};
+            EXPECT_EQ(answer.mHeaders, allowed.mHeaders);
         }
     }
     EXPECT_FALSE(mOpen.HasEnded());
@@ -200,7 +217,14 @@ TEST_F(Site, ShowsJobsAsTextsOnly)
     EXPECT_EQ(job.at("errors").at(0).at("language"), "de");
     EXPECT_NE(job.at("errors").at(0).at("lines").dump().find("no luck"), std::string::npos);
     EXPECT_NE(Ask("GET", "/jobs/3/dump", {{"form", "raw"}}).mBody.find("JobId: 3\n"), std::string::npos);
-    EXPECT_EQ(Ask("GET", "/jobs/7/dump").mType, "text/plain; charset=utf-8");
+    for (const auto& [path, type] :
+         std::map<std::string, std::string>{{"/", "text/html; charset=utf-8"},
+                                            {"/page.css", "text/css; charset=utf-8"},
+                                            {"/page.js", "text/javascript; charset=utf-8"},
+                                            {"/jobs/7/dump", "text/plain; charset=utf-8"},
+                                            {"/metrics", "text/plain; version=0.0.4; charset=utf-8"},
+                                            {"/jobs", "application/json; charset=utf-8"}})
+        EXPECT_EQ(Ask("GET", path).mType, type);
     EXPECT_NE(Ask("GET", "/metrics").mBody.find("# TYPE "), std::string::npos);
     EXPECT_TRUE(Get("/trace").at("traceEvents").is_array());
     EXPECT_EQ(Get("/timeline").at("tracks").at(0).at("unitName"), "only");
@@ -248,6 +272,12 @@ TEST_F(Site, ShowsTheWindowThatIsAskedFor)
     };
     EXPECT_GT(spans("1"), spans("60"));
     EXPECT_GT(spans("60"), spans("86400"));
+    const json usual = Get("/timeline");
+    const auto part = [&](const char* iEnd, std::size_t iFrom) {
+        return usual.at(iEnd).get<std::string>().substr(iFrom);
+    };
+    EXPECT_EQ(part("from", 17), part("to", 17)) << "a minute of so many seconds, less one minute";
+    EXPECT_NE(part("from", 0), part("to", 0));
 }
 
 TEST_F(Site, SendsEventsWhenSomethingHasChanged)
@@ -278,6 +308,22 @@ TEST_F(Site, SendsEventsWhenSomethingHasChanged)
     WaitWhile([&] { return call->CountParts() < 2; });
     EXPECT_EQ(stateIn(1), "ended");
     EXPECT_EQ(gone->CountParts(), 1U);
+    const auto isClosed = [](const Call& iCall) {
+        const std::lock_guard hold(iCall.mMutex);
+        return iCall.mbClosed;
+    };
+    EXPECT_FALSE(isClosed(*call));
+    mMonitor.Watch({.mList = []() -> std::vector<QORMonitorOpenJob> { throw std::runtime_error("no list"); }});
+    WaitWhile([&] { return !isClosed(*call); });
+    mMonitor.Forget();
+    {
+        QORMonitorSite other(mMonitor);
+        EXPECT_TRUE(other.Handle({"GET", "/events", {}, {}, ""}, refused));
+        EXPECT_FALSE(isClosed(*refused));
+    }
+    EXPECT_TRUE(isClosed(*refused)) << "with its site";
+    EXPECT_TRUE(mSite.Handle({"HEAD", "/events", {}, {}, ""}, refused));
+    EXPECT_EQ(refused->mAnswer.mStatus, 405U);
 }
 
 TEST_F(Site, HasSoManyStreamsAndNoMore)
@@ -291,6 +337,8 @@ TEST_F(Site, HasSoManyStreamsAndNoMore)
     for (int i = 0; i < 200; ++i)
         ASSERT_EQ(open(), 200U);
     EXPECT_EQ(open(), 503U);
+    EXPECT_EQ(calls.back()->mAnswer.mHeaders, (QORWebAnswer{.mHeaders = {{"Retry-After", "10"}}}.mHeaders));
+    EXPECT_EQ(calls.back()->mAnswer.mBody, R"({"error":"too many pages are open"})");
     {
         const std::lock_guard hold(calls.front()->mMutex);
         calls.front()->mbGone = true;
