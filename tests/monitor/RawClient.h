@@ -35,11 +35,12 @@ public:
     RawClient& operator=(const RawClient&) = delete;
     ~RawClient() { ::close(mSocket); }
 
-    /// For each read.
+    /// For each read and each write.
     void SetLimit(std::chrono::milliseconds iLimit)
     {
         const timeval limit{.tv_sec = iLimit.count() / 1'000, .tv_usec = iLimit.count() % 1'000 * 1'000};
-        ::setsockopt(mSocket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+        for (const int which : {SO_RCVTIMEO, SO_SNDTIMEO})
+            ::setsockopt(mSocket, SOL_SOCKET, which, &limit, sizeof limit);
     }
 
     /// False when the server has closed the connection.

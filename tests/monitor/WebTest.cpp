@@ -46,31 +46,32 @@ TEST_F(Web, TakesRequestsByTheRules)
     {
         std::string mBytes;
         const char* mStatus;
+        const char* mError = "";
     } cases[] = {
         {cGet, "200"},
         {"GET / HTTP/1.0\r\n\r\n", "200"},
         {"BREW /" + host + "\r\n", "200"}, // methods are the handler's
         {"POST /" + host + "Content-Length: 1000\r\n\r\n" + std::string(1'000, 'x'), "200"},
         {chunked + "3\r\nabc\r\n0\r\n\r\n", "200"},
-        {"GET / HTTP/1.1\r\n\r\n", "400"},
-        {"GET /" + host + "Host: localhost\r\n\r\n", "400"},
+        {"GET / HTTP/1.1\r\n\r\n", "400", "there is no Host"},
+        {"GET /" + host + "Host: localhost\r\n\r\n", "400", "there is more than one Host"},
         {"GET / HTTP/1.1\r\nHost: example\r\n\r\n", "403"},
         {"POST /" + host + "Origin: http://example\r\nContent-Length: 1000\r\n\r\n", "403"}, // at once
-        {"GET /../a" + host + "\r\n", "400"},
+        {"GET /../a" + host + "\r\n", "400", "the address is malformed"},
         {"GET /%00" + host + "\r\n", "400"},
         {"GET http://localhost/" + host + "\r\n", "400"},
         {"OPTIONS *" + host + "\r\n", "400"},
-        {"GET /" + std::string(8'192, 'a') + host + "\r\n", "414"},
+        {"GET /" + std::string(8'192, 'a') + host + "\r\n", "414", "the address is too long"},
         {"GET /" + std::string(10'000, 'a') + host + "\r\n", "431"},
         {"GET /" + host + "A: " + std::string(10'000, 'a') + "\r\n\r\n", "431"},
         {"GET /" + host + "A: " + std::string(200'000, 'a'), "431"},
-        {std::string(20'000, 'a'), "431"},
-        {"POST /" + host + "Content-Length: 1001\r\n\r\n", "413"},
+        {std::string(20'000, 'a'), "431", "the head is too large"},
+        {"POST /" + host + "Content-Length: 1001\r\n\r\n", "413", "the body is too large"},
         {"POST /" + host + "Content-Length: 1000000000\r\n\r\n" + std::string(500'000, 'x'), "413"},
         {chunked + "3e9\r\n", "413"},
         {chunked + "3b9aca00\r\n" + std::string(500'000, 'x'), "413"},
         {chunked + "FFFFFFFFFFFFFFFFF\r\n", "400"},
-        {chunked + "x\r\n", "400"},
+        {chunked + "x\r\n", "400", "the request is malformed"},
         {chunked + "3\r\nabcde\r\n", "400"},
         {chunked + "3;" + std::string(200'000, 'a'), "431"},
         {"POST /" + host + "Content-Length: -1\r\n\r\n", "400"},
@@ -78,7 +79,8 @@ TEST_F(Web, TakesRequestsByTheRules)
         {"POST /" + host + "Content-Length: 99999999999999999999\r\n\r\n", "400"},
         {"POST /" + host + "Content-Length: 3\r\nTransfer-Encoding: chunked\r\n\r\n", "400"},
         {"POST /" + host + "Transfer-Encoding: gzip, chunked\r\n\r\n0\r\n\r\n", "400"},
-        {"POST /" + host + "Transfer-Encoding: identity\r\n\r\n", "400"},
+        {"POST /" + host + "Transfer-Encoding: identity\r\n\r\n", "400",
+         "the body is encoded in a way that isn't known here"},
         {"GET / HTTP/2.0\r\n\r\n", "400"},
         {"GET / HTTX\r\n\r\n", "400"},
         {"GET  / HTTP/1.1\r\n\r\n", "400"},
@@ -90,12 +92,18 @@ TEST_F(Web, TakesRequestsByTheRules)
         {"GET /" + host + "A : c\r\n\r\n", "400"},
         {"GET /" + host + std::string("A: \0\r\n\r\n", 8), "400"},
         {"GET /throw" + host + "\r\n", "500"},
-        {"GET /strange" + host + "\r\n", "500"},
-        {"GET /drop" + host + "\r\n", "500"},
+        {"GET /strange" + host + "\r\n", "500", "unknown failure"},
+        {"GET /drop" + host + "\r\n", "500", "nobody has answered"},
     };
-    for (const auto& [bytes, status] : cases)
+    for (const auto& [bytes, status, error] : cases)
     {
-        EXPECT_EQ(GetStatus(bytes), std::string("HTTP/1.1 ") + status) << bytes.substr(0, 200);
+        RawClient client = Connect(bytes);
+        EXPECT_EQ(client.ReadUntil("\r\n").substr(0, 12), std::string("HTTP/1.1 ") + status) << bytes.substr(0, 200);
+        if (*error != 0)
+        {
+            const std::string body = Body(client.ReadUntil("}"));
+            EXPECT_NE(body.find("\"" + std::string(error) + "\""), std::string::npos) << body;
+        }
         if (*status != '2')
             continue;
         EXPECT_EQ(GetStatus(bytes, true), "HTTP/1.1 200") << "of a client that sends no more: " << bytes.substr(0, 200);
@@ -176,6 +184,10 @@ TEST_F(Web, HoldsMoreRequestsThanItLooksAhead)
         ++count;
     EXPECT_EQ(count, 2'002U);
     EXPECT_TRUE(all.ends_with("GET /last "));
+
+    RawClient endless = Connect(cLater);
+    endless.SetLimit(200ms);
+    EXPECT_FALSE(endless.Send(std::string(64'000'000, 'x'))) << "more than the system and the server take";
 }
 
 TEST_F(Web, StreamsInChunksOrUntilTheEnd)
@@ -236,13 +248,16 @@ TEST_F(Web, KeepsTheOrderOfWhatEachThreadSends)
 TEST_F(Web, DropsWhoDoesNotReadAStream)
 {
     QORWebConfig config;
-    config.mMostUnsentBytes = 100'000;
+    config.mMostUnsentBytes = 32'000'000; // more than the system takes
     config.mRequestTime = 1h;
     Start(config);
     RawClient client(mpServer->GetPort(), 4'096);
     client.Send(cStream);
     const Call stream = WaitForCall();
-    ASSERT_TRUE(WaitFor([&] { return !stream->Send(std::string(10'000, 'x')); }));
+    EXPECT_TRUE(stream->Send(std::string(20'000'000, 'x')));
+    client.ReadUntil("xxx"); // so it is being written
+    EXPECT_TRUE(stream->Send(std::string(6'000'000, 'x')));
+    EXPECT_FALSE(stream->Send(std::string(7'000'000, 'x')));
     ASSERT_TRUE(WaitFor([&] { return mGone == 1; }));
     EXPECT_FALSE(stream->Send("x"));
 }
@@ -302,6 +317,7 @@ TEST_F(Web, EndsRequestsThatDoNotComeInTime)
             return client.HasEnded();
         })) << begin;
         EXPECT_EQ(answer.substr(0, 12), "HTTP/1.1 408");
+        EXPECT_EQ(Body(answer), R"({"error":"the request hasn't come whole in time"})");
     }
     WaitForCall()->Answer({.mBody = "at last"});
     EXPECT_EQ(Body(patient.ReadUntil("last")), "at last");
