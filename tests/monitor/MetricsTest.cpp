@@ -10,6 +10,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <string_view>
 
 namespace
 {
@@ -30,6 +31,12 @@ std::map<std::string, std::string> Read(const QORMonitorFigures& iFigures, const
         {
             metric = line.substr(7, line.find(' ', 7) - 7);
             EXPECT_TRUE(metrics.insert(metric).second) << line;
+        }
+        if (line.starts_with("# TYPE "))
+        {
+            const bool bSeconds = metric == "qorjob_step_run_seconds" || metric == "qorjob_queue_wait_seconds";
+            const char* const type = metric.ends_with("_total") ? "counter" : bSeconds ? "histogram" : "gauge";
+            EXPECT_EQ(line, "# TYPE " + metric + " " + type);
         }
         if (line.starts_with('#'))
             continue;
@@ -111,19 +118,50 @@ TEST(Metrics, ShowTheLibrarysCounters)
     const int cOwn = 60;
     Builtin::PerfReadings::NameCounter(cOwn, "cache \"hits\"\\");
     int value = 1'000;
-    std::map<int, int> values;
     for (const QORJOB::CounterName& counter : QORJOB::cCounterNames)
-        QPerfMon::GetPerformanceMonitor()->Add(counter.mId, values[counter.mId] = ++value);
+        QPerfMon::GetPerformanceMonitor()->Add(counter.mId, ++value);
     QPerfMon::GetPerformanceMonitor()->Add(cOwn, -3);
-    auto samples = Read({});
-    for (const auto& [name, id] :
-         std::map<std::string, int>{{"qorjob_reports_active", CounterReportsExecuting},
-                                    {"qorjob_reports_completed_total", CounterReportsCompleted},
-                                    {"qorjob_reports_not_completed_total", CounterReportsFailed},
-                                    {"qorjob_reports_alive", CounterReportsOpen}})
-        EXPECT_EQ(samples.at(name), std::to_string(values.at(id))) << name;
-    EXPECT_EQ(samples.at("qorjob_document_seconds_total"), "1.02");
+    for (const char* name : {"two\nlines", "two\tlines"})
+    {
+        const unsigned profile = QPerfMon::GetProfileIndex(name);
+        QPerfMon::GetQORProfiler()->AddCount(profile, name[3] == '\n' ? 2 : 3);
+        QPerfMon::GetQORProfiler()->AddElapsedTime(profile, name[3] == '\n' ? 250'000 : 1'500'000);
+    }
+    const auto samples = Read({});
+    value = 1'000;
+    for (const char* name : {"qorjob_report_first_wait_seconds_total",
+                             "qorjob_reports_active",
+                             "qorjob_reports_completed_total",
+                             "qorjob_reports_not_completed_total",
+                             "qorjob_reports_alive",
+                             "qorjob_reports_created_total",
+                             "qorjob_requests_created_total",
+                             "qorjob_report_seconds_total",
+                             "qorjob_metadata_requests_created_total",
+                             "qorjob_metadata_requests_failed_total",
+                             "qorjob_element_requests_created_total",
+                             "qorjob_element_requests_failed_total",
+                             "qorjob_documents_created_total",
+                             "qorjob_documents_completed_total",
+                             "qorjob_documents_not_completed_total",
+                             "qorjob_reports_kind7_completed_total",
+                             "qorjob_reports_kind8_completed_total",
+                             "qorjob_reports_kind7_seconds_total",
+                             "qorjob_reports_kind8_seconds_total",
+                             "qorjob_document_seconds_total"}) // as the library counts its counters up
+    {
+        ++value;
+        const bool bSeconds = std::string_view(name).ends_with("_seconds_total");
+        std::ostringstream seconds;
+        seconds << value / 1e3;
+        EXPECT_EQ(samples.contains(name) ? samples.at(name) : "missing",
+                  bSeconds ? seconds.str() : std::to_string(value))
+            << name;
+    }
     EXPECT_EQ(samples.at(R"(qorjob_server_reading{id="60",name="cache \"hits\"\\"})"), "-3");
+    EXPECT_EQ(samples.at("qorjob_jobs_alive"), "0");
+    EXPECT_EQ(samples.at(R"(qorjob_profile_runs_total{profile="two lines"})"), "5") << "of two that are shown alike";
+    EXPECT_EQ(samples.at(R"(qorjob_profile_seconds_total{profile="two lines"})"), "1.75");
 
     QPerfMon::GetPerformanceMonitor()->Add(CounterReportsOpen, -5'000);
     EXPECT_EQ(Read({}).at("qorjob_reports_alive"), "0");

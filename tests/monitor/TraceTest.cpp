@@ -64,6 +64,10 @@ TEST(Trace, DrawsWorkersJobsAndArrows)
     EXPECT_EQ(Describe(events, "s"), (Texts{"workers of unit 1/worker 1: job 1.0", "jobs/job 6: child 0.078123"}));
     EXPECT_EQ(Describe(events, "t"), (Texts{"workers of unit 2/worker 1: job 3.0"}));
     EXPECT_EQ(Describe(events, "f"), (Texts{"workers of unit 3/worker 1: job 4.0", "jobs/job 7: child 0.078123"}));
+    const auto arrow =
+        std::find_if(events.begin(), events.end(), [](const json& iEvent) { return iEvent["ph"] == "f"; });
+    EXPECT_EQ(*arrow, json::parse(R"({"ph": "f", "name": "job", "cat": "job", "id": 1, "pid": 4, "tid": 3,
+                                      "ts": 4000000, "bp": "e"})"));
     const auto step =
         std::find_if(events.begin(), events.end(), [](const json& iEvent) { return iEvent["name"] == "step 4"; });
     EXPECT_EQ((*step)["args"], json::parse(R"({"job": 6, "user": "anna", "kind": "Report request",
