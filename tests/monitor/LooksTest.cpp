@@ -3,6 +3,7 @@
 #include "monitor/ListQuery.h"
 #include "monitor/QORMonitor.h"
 #include "monitor/Query.h"
+#include "monitor/Read.h"
 #include "tests/host/HostTest.h"
 #include "tests/monitor/MonitorValues.h"
 
@@ -187,12 +188,14 @@ TEST(MonitorHistory, CountsRunsWaitsAndWhatWasGivenUp)
     QORMonitorDetail job = MakeEnded(1);
     job.mVisits = {{1, 10 * cOneSecond, 12 * cOneSecond, 20 * cOneSecond},
                    {2, 20 * cOneSecond, 23 * cOneSecond, 30 * cOneSecond},
-                   {1, 30 * cOneSecond, 34 * cOneSecond, 40 * cOneSecond}};
+                   {1, 30 * cOneSecond, 34 * cOneSecond, 40 * cOneSecond},
+                   {5, 40 * cOneSecond, 45 * cOneSecond, 50 * cOneSecond},
+                   {6, 50 * cOneSecond, 0, 0}};
     job.mFinished = {{3, 1, 7, 12 * cOneSecond, 20 * cOneSecond},
                      {4, 2, 8, 24 * cOneSecond, 0},
                      {5, -1, 0, 0, 0},
                      {6, 1, 7, 34 * cOneSecond, 39 * cOneSecond}};
-    job.mTodo = {{2, 1, 7, 39 * cOneSecond, 0}, {8, -1, 0, 0, 0}};
+    job.mTodo = {{2, 5, 7, 46 * cOneSecond, 0}, {8, -1, 0, 0, 0}};
     History history(10, 1 << 20);
     history.Add(job, 5);
     history.Add(MakeEnded(2), 4);
@@ -205,8 +208,8 @@ TEST(MonitorHistory, CountsRunsWaitsAndWhatWasGivenUp)
     };
     using Sums = std::map<std::pair<int, int>, double>;
     EXPECT_EQ(sums(figures.mStepSeconds), (Sums{{{1, 3}, 8}, {{1, 6}, 5}}));
-    EXPECT_EQ(sums(figures.mWaitSeconds), (Sums{{{1, 3}, 2}, {{2, 4}, 3}, {{1, 6}, 4}}));
-    EXPECT_EQ(figures.mGivenUp, (std::map<std::pair<int, int>, std::uint64_t>{{{2, 4}, 1}, {{1, 2}, 1}}));
+    EXPECT_EQ(sums(figures.mWaitSeconds), (Sums{{{1, 3}, 2}, {{2, 4}, 3}, {{1, 6}, 4}, {{5, 2}, 5}}));
+    EXPECT_EQ(figures.mGivenUp, (std::map<std::pair<int, int>, std::uint64_t>{{{2, 4}, 1}, {{5, 2}, 1}}));
     EXPECT_EQ(figures.mGovernedPeak, 5U);
 }
 
@@ -231,6 +234,33 @@ TEST(MonitorHistory, KeepsTheNewestOfANumberAndCountsItsBytes)
         small.Add(MakeEnded(id), 0);
     EXPECT_EQ(small.GetFigures().mKept, 1U);
     EXPECT_TRUE(small.Find(4));
+}
+
+TEST(MonitorHistory, CountsWhateverAJobHas)
+{
+    constexpr std::size_t cMuch = 10'000;
+    const std::string text(cMuch, 'x');
+    using Change = void (*)(QORMonitorIdentity&, QORMonitorDetail&, const std::string&);
+    for (const Change change : std::initializer_list<Change>{
+             [](auto&oWho, auto&, auto&iText) { oWho.mUser = iText; },
+             [](auto&oWho, auto&, auto&iText) { oWho.mLogin = iText; },
+             [](auto&oWho, auto&, auto&iText) { oWho.mProject = iText; },
+             [](auto&oWho, auto&, auto&iText) { oWho.mDescription = iText; },
+             [](auto&, auto&oJob, auto&iText) { oJob.mRow.mReason = iText; },
+             [](auto&, auto&oJob, auto&iText) { oJob.mDump = iText; },
+             [](auto&, auto&oJob, auto&iText) { oJob.mErrors[1] = iText; },
+             [](auto&, auto&oJob, auto&) { oJob.mVisits.resize(cMuch / sizeof(QORMonitorVisit) + 1); },
+             [](auto&, auto&oJob, auto&) { oJob.mItems.resize(cMuch / sizeof(QORMonitorItem) + 1); },
+             [](auto&, auto&oJob, auto&) { oJob.mTodo.resize(cMuch / sizeof(QORMonitorStep) + 1); },
+             [](auto&, auto&oJob, auto&) { oJob.mFinished.resize(cMuch / sizeof(QORMonitorStep) + 1); }})
+    {
+        const auto identity = std::make_shared<QORMonitorIdentity>();
+        QORMonitorDetail job;
+        job.mRow.mpIdentity = identity;
+        const std::size_t before = QORMONITOR::SizeOf(job);
+        change(*identity, job, text);
+        EXPECT_GT(QORMONITOR::SizeOf(job), before + cMuch / 2);
+    }
 }
 
 TEST(MonitorQuery, SortsByTimes)
@@ -286,8 +316,21 @@ TEST(MonitorQuery, IsReadPartByPart)
     EXPECT_TRUE(query.mbDescending);
     EXPECT_EQ(query.mOffset, 6u);
     EXPECT_EQ(query.mLimit, 7u);
-    EXPECT_FALSE(QORMONITOR::ReadListQuery({.mQuery = {{"open", "0"}}}).mbOpen);
-    EXPECT_FALSE(QORMONITOR::ReadListQuery({.mQuery = {{"ended", "0"}}}).mbEnded);
+    const auto read = [](const char* iName, const char* iValue) {
+        return QORMONITOR::ReadListQuery({.mQuery = {{iName, iValue}}});
+    };
+    int state = 0;
+    for (const char* word : {"queued", "running", "paused", "waiting", "delayed", "ended"})
+        EXPECT_EQ(read("state", word).mState, state++);
+    int sort = 0;
+    for (const char* word :
+         {"urgency", "id", "user", "status", "unit", "step", "priority", "created", "since", "running", "waiting"})
+        EXPECT_EQ(static_cast<int>(read("sort", word).mSort), sort++);
+    for (const char* name : {"status", "unit", "type", "older", "offset"})
+        EXPECT_NO_THROW(read(name, "0")) << name;
+    EXPECT_EQ(read("limit", "1").mLimit + read("limit", "500").mLimit, 501u);
+    EXPECT_FALSE(read("open", "0").mbOpen);
+    EXPECT_FALSE(read("ended", "0").mbEnded);
 }
 
 /// In a time that grows with the text.

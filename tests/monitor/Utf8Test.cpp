@@ -31,6 +31,7 @@ TEST(Utf8, ShowsWhatCanBeShownAndReplacesTheRest)
         {"\xC0\xAF", cBad + cBad},                                    // a slash in two bytes
         {"\xE0\x80\xAF", cBad + cBad + cBad},
         {"\xED\xA0\x80", cBad + cBad + cBad},            // half a pair
+        {"\xED\xBF\xBF", cBad + cBad + cBad},            // the other half
         {"\xF4\x90\x80\x80", cBad + cBad + cBad + cBad}, // beyond the last character
         {"\xF8\x88\x80\x80\x80", cBad + cBad + cBad + cBad + cBad},
         {"\xFC\x83\x87\xB8", cBad + cBad + cBad + cBad}, // a first byte that no character has

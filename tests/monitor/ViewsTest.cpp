@@ -149,10 +149,16 @@ TEST(Views, NameStatusesStatesAndTypes)
         {20, "Pausing"},  {-1, "status -1"}};
     for (const auto& [status, name] : cStatuses)
         EXPECT_EQ(QORMONITOR::GetStatusName(status), name);
+    EXPECT_EQ(QORMONITOR::GetTypeName(0), "Meta data request");
     EXPECT_EQ(QORMONITOR::GetTypeName(10), "External Notification job request");
     EXPECT_EQ(QORMONITOR::GetTypeName(11), "type 11");
     EXPECT_EQ(QORMONITOR::GetTypeName(-1), "type -1");
-    EXPECT_EQ(QORMONITOR::GetStateName(EnumHostState::WaitingForChildren), "waiting");
+    int state = 0;
+    for (const char* name : {"queued", "running", "paused", "waiting", "delayed", "ended", "state 6"})
+        EXPECT_EQ(QORMONITOR::GetStateName(static_cast<EnumHostState>(state++)), name);
+    for (const auto& [language, name] :
+         {std::pair{0x0804U, "zh"}, {0x0C07U, "de"}, {0x0411U, "ja"}, {0x0401U, "0x0401"}})
+        EXPECT_EQ(QORMONITOR::ToLanguageName(language), name);
     EXPECT_EQ(QORMONITOR::ToIso(0), "-");
     EXPECT_EQ(QORMONITOR::ToIso(951'782'400 * cSecond - 1), "2000-02-28T23:59:59.999999Z");
 }
