@@ -196,27 +196,33 @@ TEST(HostClose, MayBeDestroyedByACallback)
     EXPECT_TRUE(gone.Wait());
 }
 
-TEST(HostClose, MayBeDestroyedByAStepWhoseJobIsThenAnothersUnits)
+TEST(HostClose, MayBeDestroyedByAStepWhoseJobThenEnds)
 {
-    Gate gone;
-    QORHostJob job;
-    std::unique_ptr<QORHost> host;
-    host = std::make_unique<QORHost>(
-        QORHostConfig{.mUnits = {{.mId = 1}, {.mId = 2}},
-                      .mSteps = {{.mStepId = cFirst,
-                                  .mUnit = 1,
-                                  .mRun =
-                                      [&](QORHostRun&) {
-                                          host.reset();
-                                          gone.Open();
-                                      }},
-                                 {.mStepId = StepCloseJob, .mUnit = 2, .mRun = [](QORHostRun&) {}}},
-                      .mGrace = 1ms,
-                      .mEndTime = 1ms});
-    QORHost& alive = *host;
-    job = alive.Submit(MakeJob(1, {cFirst, StepCloseJob})).mJob;
-    EXPECT_TRUE(gone.Wait());
-    EXPECT_TRUE(job.WaitFor(cLong));
+    for (const int closing : {1, 2})
+    {
+        Gate gone;
+        std::atomic<bool> bRan = false;
+        QORHostJob job;
+        std::unique_ptr<QORHost> host;
+        host = std::make_unique<QORHost>(QORHostConfig{
+            .mUnits = {{.mId = 1}, {.mId = 2}},
+            .mSteps = {{.mStepId = cFirst,
+                        .mUnit = 1,
+                        .mRun =
+                            [&](QORHostRun&) {
+                                host.reset();
+                                gone.Open();
+                            }},
+                       {.mStepId = StepCloseJob, .mUnit = closing, .mRun = [&](QORHostRun&) { bRan = true; }}},
+            .mGrace = 1ms,
+            .mEndTime = 1ms});
+        QORHost& alive = *host;
+        job = alive.Submit(MakeJob(1, {cFirst, StepCloseJob})).mJob;
+        EXPECT_TRUE(gone.Wait());
+        EXPECT_TRUE(job.WaitFor(cLong));
+        EXPECT_EQ(job.GetReason(), "the host has ended");
+        EXPECT_FALSE(bRan);
+    }
 }
 
 TEST(HostClose, StopsThoughItDrainsAtTheSameTime)
