@@ -93,9 +93,12 @@ TEST_F(Log, WritesALineAsText)
 TEST_F(Log, SwitchesLiveAndLaterRoutersByTheRuleSetLast)
 {
     const PtrI<Router> live = CreateRouter("Kernel", "Live", 1);
+    EXPECT_EQ(live->AddRef(), 2u);
+    EXPECT_EQ(live->Release(), 1u);
     EXPECT_FALSE(live->IsEnabled());
     Builtin::LogSinks::Enable("Kernel", "*", true);
     EXPECT_TRUE(live->IsEnabled());
+    EXPECT_EQ(CreateRouter("Kernel", "Short", 1).Detach()->Release(), 0u);
     EXPECT_FALSE(IsOn("Other", "Later"));
 
     Builtin::LogSinks::Enable("Kernel", "Live", false);
