@@ -43,7 +43,57 @@ TEST(ErrorObjects, BelongToTheirThreadUntilTheyAreTaken)
     info->Release();
 }
 
+TEST(ErrorObjects, KeepEachOfTheirValues)
+{
+    ICreateErrorInfo* made = nullptr;
+    ASSERT_EQ(CreateErrorInfo(&made), S_OK);
+    const auto created = PtrI<ICreateErrorInfo>::Adopt(made);
+    const auto info = QueryFor<IErrorInfo>(made, IID_IErrorInfo);
+    EXPECT_EQ(info.Get() != nullptr && QueryFor<ICreateErrorInfo>(info.Get(), IID_ICreateErrorInfo).Get() == made,
+              true);
+    QBase::wstring texts[] = {QORJOB_W("source"), QORJOB_W("description"), QORJOB_W("help")};
+    created->SetGUID(IID_IErrorInfo);
+    created->SetSource(texts[0].data());
+    created->SetDescription(texts[1].data());
+    created->SetHelpFile(texts[2].data());
+    created->SetHelpContext(7);
+    GUID id = GUID_NULL;
+    EXPECT_EQ(info->GetGUID(&id), S_OK);
+    EXPECT_TRUE(id == IID_IErrorInfo);
+    DWORD context = 0;
+    EXPECT_EQ(info->GetHelpContext(&context), S_OK);
+    EXPECT_EQ(context, 7u);
+    std::size_t place = 0;
+    for (const auto get : {&IErrorInfo::GetSource, &IErrorInfo::GetDescription, &IErrorInfo::GetHelpFile})
+    {
+        BSTR text = nullptr;
+        EXPECT_EQ((info.Get()->*get)(&text), S_OK);
+        EXPECT_TRUE(texts[place++] == text);
+        SysFreeString(text);
+    }
+}
+
 #if !defined(_WIN32)
+
+TEST(ErrorObjects, RefuseWhatTheyCantFill)
+{
+    const auto info = NewErrorInfo();
+    EXPECT_EQ(CreateErrorInfo(nullptr), E_INVALIDARG);
+    EXPECT_EQ(SetErrorInfo(1, info.Get()), E_INVALIDARG);
+    EXPECT_EQ(GetErrorInfo(0, nullptr), E_INVALIDARG);
+    IErrorInfo* taken = nullptr;
+    EXPECT_EQ(GetErrorInfo(1, &taken), E_INVALIDARG);
+    EXPECT_EQ(info->GetGUID(nullptr), E_INVALIDARG);
+    EXPECT_EQ(info->GetSource(nullptr), E_INVALIDARG);
+    EXPECT_EQ(info->GetHelpContext(nullptr), E_INVALIDARG);
+    EXPECT_EQ(info->QueryInterface(IID_IErrorInfo, nullptr), E_POINTER);
+    void* other = info.Get();
+    EXPECT_EQ(info->QueryInterface(IID_IMarshal, &other), E_NOINTERFACE);
+    EXPECT_EQ(other, nullptr);
+    BSTR text = nullptr;
+    EXPECT_EQ(info->GetSource(&text), S_OK);
+    EXPECT_EQ(text, nullptr) << "one that was never set";
+}
 
 namespace
 {
@@ -102,7 +152,15 @@ TEST(FreeThreadedMarshaler, HandsThePointerItselfToOtherThreads)
 
     MemoryStream stream;
     DWORD bytes = 0;
-    EXPECT_EQ(marshal->GetMarshalSizeMax(IID_IUnknown, nullptr, MSHCTX_INPROC, nullptr, 0, &bytes), S_OK);
+    GUID id = GUID_NULL;
+    constexpr DWORD cOtherMachine = 2;
+    for (const auto& [context, code] : {std::pair{MSHCTX_INPROC, S_OK}, {cOtherMachine, E_NOTIMPL}})
+    {
+        EXPECT_EQ(marshal->GetUnmarshalClass(IID_IUnknown, nullptr, context, nullptr, 0, &id), code);
+        EXPECT_TRUE(id == CLSID_InProcFreeMarshaler);
+        EXPECT_EQ(marshal->GetMarshalSizeMax(IID_IUnknown, nullptr, context, nullptr, 0, &bytes), code);
+    }
+    EXPECT_EQ(marshal->MarshalInterface(&stream, IID_IUnknown, &outer, cOtherMachine, nullptr, 0), E_NOTIMPL);
     EXPECT_EQ(marshal->MarshalInterface(&stream, IID_IUnknown, &outer, MSHCTX_INPROC, nullptr, 0), S_OK);
     EXPECT_EQ(stream.mBytes.size(), bytes);
     EXPECT_EQ(outer.mReferences, 3u) << "the stream holds one";
@@ -121,8 +179,19 @@ TEST(FreeThreadedMarshaler, HandsThePointerItselfToOtherThreads)
     EXPECT_EQ(marshal->UnmarshalInterface(&stream, IID_IUnknown, &object), E_FAIL);
     EXPECT_EQ(object, nullptr);
     EXPECT_EQ(outer.mReferences, 2u);
+    EXPECT_EQ(CoCreateFreeThreadedMarshaler(nullptr, nullptr), E_INVALIDARG);
+    EXPECT_EQ(marshal->GetUnmarshalClass(IID_IUnknown, nullptr, MSHCTX_INPROC, nullptr, 0, nullptr), E_INVALIDARG);
+    EXPECT_EQ(marshal->GetMarshalSizeMax(IID_IUnknown, nullptr, MSHCTX_INPROC, nullptr, 0, nullptr), E_INVALIDARG);
+    EXPECT_EQ(marshal->MarshalInterface(nullptr, IID_IUnknown, &outer, MSHCTX_INPROC, nullptr, 0), E_INVALIDARG);
+    EXPECT_EQ(marshal->UnmarshalInterface(&stream, IID_IUnknown, nullptr), E_INVALIDARG);
+    EXPECT_EQ(marshal->UnmarshalInterface(nullptr, IID_IUnknown, &object), E_INVALIDARG);
+    EXPECT_EQ(outer.mpMarshaler->QueryInterface(IID_IMarshal, nullptr), E_POINTER);
+    EXPECT_EQ(outer.mpMarshaler->QueryInterface(IID_IErrorInfo, &object), E_NOINTERFACE);
+    EXPECT_EQ(marshal->DisconnectObject(0), S_OK);
     marshal = {};
-    outer.mpMarshaler->Release();
+    EXPECT_EQ(outer.mpMarshaler->AddRef(), 2u);
+    EXPECT_EQ(outer.mpMarshaler->Release(), 1u);
+    EXPECT_EQ(outer.mpMarshaler->Release(), 0u);
     EXPECT_EQ(outer.mReferences, 1u);
 }
 
