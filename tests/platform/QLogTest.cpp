@@ -1,6 +1,9 @@
 #include "platform/QLog.h"
 
 #include "platform/QDataType.h"
+#include "platform/QORTask.h"
+#include "platform/QPerfMon.h"
+#include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Faults.h"
 #include "platform/builtin/LogSinks.h"
 #include "platform/builtin/Settings.h"
@@ -40,6 +43,20 @@ std::string ReadFile(const std::string& iPath)
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+template <class Call>
+std::string FailureOf(Call iCall)
+{
+    try
+    {
+        iCall();
+    }
+    catch (const QBase::Message& message)
+    {
+        return message.what();
+    }
+    return "";
+}
+
 class Log : public testing::Test
 {
 protected:
@@ -75,6 +92,31 @@ protected:
 };
 
 } // namespace
+
+TEST(Libraries, SayWhyTheyDontComeUpAndNoteThatTheyDo)
+{
+    using Builtin::Faults::EnumFault;
+    const auto refusal = [](auto iBringUp) {
+        Builtin::Faults::FailNth(EnumFault::LibraryStart, 1);
+        return FailureOf(iBringUp);
+    };
+    EXPECT_EQ(refusal([] { const QLog::Initializer log; }), "The logging library can't be brought up.");
+    EXPECT_EQ(refusal([] { const QORPerformanceMonitor::Initializer monitor; }),
+              "The performance monitor can't be brought up.");
+    EXPECT_EQ(refusal([] { const QORThreadSpace::Initializer threads; }), "The thread library can't be brought up.");
+    Builtin::EventTrace::Start();
+    {
+        const QLog::Initializer log;
+        const QORPerformanceMonitor::Initializer monitor;
+        const QORThreadSpace::Initializer threads;
+        CreateRouter("Kernel", "Noted", 1);
+    }
+    EXPECT_EQ(Builtin::EventTrace::Stop(),
+              (std::vector<std::string>{"QLog::Initializer", "QORPerformanceMonitor::Initializer",
+                                        "QORThreadSpace::Initializer", "QLog::CreateRouter 1", "QLog::~Router",
+                                        "QORThreadSpace::~Initializer", "QORPerformanceMonitor::~Initializer",
+                                        "QLog::~Initializer"}));
+}
 
 TEST_F(Log, WritesALineAsText)
 {
@@ -127,6 +169,8 @@ TEST_F(Log, SurvivesRoutersThatComeAndGoOnAllThreads)
 
 TEST_F(Log, GoesOnWithoutARouterThatCantBeMade)
 {
+    Builtin::Faults::FailNth(Builtin::Faults::EnumFault::RouterCreation, 1);
+    EXPECT_EQ(FailureOf([] { CreateRouter("Kernel", "Lost", 1); }), "The log router Kernel/Lost can't be made.");
     Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, 1);
     EXPECT_THROW(CreateRouter("Kernel", "Lost", 1), std::bad_alloc);
     Builtin::LogSinks::Enable("Kernel", "*", true);

@@ -171,6 +171,51 @@ TEST(ReadMessages, CopyTheirBlocksToAWriteMessageOrNothing)
     EXPECT_FALSE(Answer(cut, true, E_INVALIDARG));
 }
 
+TEST(Messages, TellWhatTheyHold)
+{
+    const auto written = NewServerMessage();
+    const auto empty = NewReadMessage(nullptr, 0);
+    Pack(written.Get(), 1);
+    Pack(written.Get(), 2);
+    const auto read = ToRead(written.Get());
+    EXPECT_EQ(written->Close(), S_FALSE) << "reading has closed it";
+    EXPECT_EQ(NewServerMessage()->Close(), S_OK);
+    EXPECT_EQ(read->BelongsTo(read.Get()), S_OK);
+    EXPECT_EQ(read->BelongsTo(empty.Get()), S_FALSE);
+    EXPECT_EQ(read->BelongsTo(NewServerMessage().Get()), S_FALSE);
+
+    IUnknown* content = read.Get();
+    EXPECT_EQ(empty->get_Content(&content), S_FALSE);
+    EXPECT_EQ(content, nullptr);
+    EXPECT_EQ(read->get_Content(&content), S_OK);
+    const auto stream = PtrI<ICKDXReadBlockStream>::Adopt(static_cast<ICKDXReadBlockStream*>(content));
+    EXPECT_EQ(read->BelongsTo(stream.Get()), E_NOINTERFACE);
+    EXPECT_EQ(read->CopyTo(stream.Get()), E_NOINTERFACE);
+    BYTE bytes[5];
+    DWORD count = 0;
+    std::uint64_t position = 0;
+    std::uint64_t size = 0;
+    EXPECT_EQ(stream->Read(bytes, sizeof(bytes), &count), S_OK);
+    EXPECT_EQ(count, 5u);
+    EXPECT_EQ(stream->GetPosition(&position, &size), S_OK);
+    EXPECT_EQ(position, 5u);
+    EXPECT_GT(size, 40u);
+
+    void* other = stream.Get();
+    EXPECT_EQ(stream->QueryInterface(IID_IUnknown, nullptr), E_POINTER);
+    EXPECT_EQ(stream->QueryInterface(IID_ICKDXReadMessage, &other), E_NOINTERFACE);
+    EXPECT_EQ(other, nullptr);
+    EXPECT_EQ(stream->AddRef(), 2u);
+    EXPECT_EQ(stream->Release(), 1u);
+    QBase::wstring text;
+    const auto errors = NewServerMessage();
+    QORMessagePacker(errors.Get(), QORJOB_W("first"), 1);
+    EXPECT_EQ(errors->AppendBlocks(nullptr, 0), S_OK);
+    QORMessagePacker(errors.Get(), QORJOB_W("second"), 2);
+    EXPECT_EQ(QMessage::CKDXWriteMessage::GetErrorsFromMessage(0x409, errors.Get(), text), S_OK);
+    EXPECT_EQ(text, QORJOB_W("first\nsecond"));
+}
+
 TEST(Messages, SayWhenThereIsNoMemory)
 {
     const auto request = NewReadMessage(nullptr, 0);
