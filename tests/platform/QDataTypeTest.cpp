@@ -99,6 +99,9 @@ TEST(ThreadTimes, GrowWithTheWorkOfTheirOwnThreadOnly)
         EXPECT_NE(GetCurrentThreadTimes(&kernel, &user), 0);
         return ToUint64(kernel) + ToUint64(user);
     };
+    FILETIME times{};
+    EXPECT_EQ(GetCurrentThreadTimes(nullptr, &times), 0);
+    EXPECT_EQ(GetCurrentThreadTimes(&times, nullptr), 0);
     const std::uint64_t before = read();
     RunOnThreads(1, [&](int) {
         for (const std::uint64_t start = read(); read() < start + 500'000;) // 50 ms of work

@@ -94,6 +94,14 @@ TEST(PerfMon, AddsUpTheTimesAndRunsOfAProfile)
     EXPECT_EQ(Builtin::PerfReadings::GetProfiles().at(index).mMicroseconds / 4'000'000, 1u) << "about five seconds";
     EXPECT_EQ(Builtin::PerfReadings::GetProfiles().at(index).mCount, 801u);
     QBase::HeapFree(agent);
+    Builtin::PerfReadings::Reset();
+    EXPECT_EQ(Builtin::PerfReadings::GetProfiles().at(index).mMicroseconds, 0u);
+    EXPECT_EQ(Builtin::PerfReadings::GetProfiles().at(index).mCount, 0u);
+    for (const int none : {-1, 1 << 20})
+    {
+        EXPECT_EQ(QPerfMon::CreateQORProfileAgent(none), nullptr);
+        QPerfMon::GetQORProfiler()->AddCount(static_cast<unsigned>(none), 1);
+    }
     Builtin::PerfReadings::EnableProfiling(false);
 }
 

@@ -88,6 +88,20 @@ TEST_F(RegistryTree, IsReadByPathWhateverTheCase)
     EXPECT_EQ(language.ReadText(QORJOB_W("None"), QORJOB_W("default")), QORJOB_W("default"));
 }
 
+TEST_F(RegistryTree, NamesClassesByTheirIds)
+{
+    QBase::WCHAR* name = nullptr;
+    EXPECT_EQ(ProgIDFromCLSID(GUID_NULL, nullptr), E_INVALIDARG);
+    EXPECT_EQ(ProgIDFromCLSID(GUID_NULL, &name), REGDB_E_CLASSNOTREG);
+    const std::string key = "[HKEY_CLASSES_ROOT\\CLSID\\{00000000-0000-0000-0000-000000000000}\\ProgID]\n";
+    EXPECT_EQ(Complaint(key), "");
+    EXPECT_EQ(ProgIDFromCLSID(GUID_NULL, &name), REGDB_E_CLASSNOTREG) << "without a text";
+    EXPECT_EQ(Complaint(key + "@=Veltrix.Class"), "");
+    ASSERT_EQ(ProgIDFromCLSID(GUID_NULL, &name), S_OK);
+    EXPECT_EQ(name, QBase::wstring(QORJOB_W("Veltrix.Class")));
+    CoTaskMemFree(name);
+}
+
 TEST_F(RegistryTree, IsNoDeeperThanItsEndCanBe)
 {
     std::string deepest = "[HKEY_CURRENT_USER";
@@ -110,6 +124,10 @@ TEST_F(RegistryTree, TakesAFileWholeOrNotAtAll)
         {"# none\n@ = text\n[HKEY_LOCAL_MACHINE\\A]", "setup.txt:2: a value stands before the first key"},
         {"[HKEY_LOCAL_MACHINE\\A", "setup.txt:1: the key's line has no ] at its end"},
         {"[HKEY_LOCAL_MACHINE\\A]\n[HKEY_LOCAL_MACHINE\\\\A]", "setup.txt:2: a name is missing in the key's path"},
+        {"[\\HKEY_LOCAL_MACHINE]", "setup.txt:1: a name is missing in the key's path"},
+        {"[HKEY_LOCAL_MACHINE\\]", "setup.txt:1: a name is missing in the key's path"},
+        {"[]", "setup.txt:1: a name is missing in the key's path"},
+        {"[HKEY_LOCAL_MACHINE\\A]\n= text", "setup.txt:2: neither [a key] nor a name = a text"},
         {"[HKEY_LOCAL_MACHINE\\A]\n[HKEY_NOBODY\\A]", "setup.txt:2: there is no root HKEY_NOBODY"},
     };
     for (const auto& [lines, complaint] : rows)

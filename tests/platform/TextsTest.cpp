@@ -73,6 +73,11 @@ TEST(Texts, AreFoundInTheNextBestLanguage)
         const char* const name = code == 1 ? "ONE" : code == 2 ? "TWO" : code == 3 ? "THREE" : "FOUR";
         EXPECT_STREQ(TextOf(bundle, 99, language, name), text) << name << ' ' << language;
     }
+    const auto opened = QResource::GetFileBundle(bundle.c_str());
+    EXPECT_EQ(opened->FindMessage(1, 0x10000 + cGerman, nullptr), QORJOB_W("eins")) << "a locale: its low 16 bits";
+    EXPECT_EQ(opened->FindMessage(1, 0, nullptr), QORJOB_W("one")) << "the process's language";
+    EXPECT_EQ(opened->FindMessage(4, cGerman, QORJOB_W("default")), QORJOB_W("default"));
+    EXPECT_EQ(opened->FindMessage(4, cGerman, nullptr), QORJOB_W(""));
     const char* const german = TextOf(bundle, 1, cAustrian);
     Add(Head("0x0C07", bundle) + "0x1 ONE ans", "Austrian");
     EXPECT_STREQ(TextOf(bundle, 1, cAustrian), "ans");
