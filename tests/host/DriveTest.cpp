@@ -126,6 +126,9 @@ TEST(HostDrive, ShowsWhereAJobStandsAtAGlance)
     EXPECT_EQ(host.FindNew(2, 1), next);
     EXPECT_FALSE(host.FindNew(1, 1));
     EXPECT_FALSE(host.FindNew(3));
+    const QORHostJob anywhere = host.Submit(MakeJob(4, {StepCloseJob})).mJob;
+    EXPECT_TRUE(anywhere.WaitFor(cLong));
+    EXPECT_EQ(anywhere.GetLook().mUnit, 4) << "the first unit's, as its step says nothing";
 
     const QORHostJobReference reference(job);
     EXPECT_TRUE(reference.IsOf(job));

@@ -3,6 +3,7 @@
 #include "tests/monitor/MonitorValues.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <numeric>
 #include <optional>
@@ -340,6 +341,21 @@ TEST(Monitor, ShowsTheJobsOfAProgramWithoutAHost)
     monitor.AddEnded(*second.Get());
     monitor.Forget();
     EXPECT_EQ(IdsOf(monitor.List({}).mRows), (std::vector<int>{2}));
+}
+
+TEST(Monitor, KeepsWhereAJobEndedThatItGetsWithoutAHost)
+{
+    QORMonitor monitor;
+    {
+        QORHost host({.mUnits = {{.mId = 3}, {.mId = 4}},
+                      .mSteps = {{.mStepId = cFirst, .mUnit = 3, .mRun = [](QORHostRun&) {}},
+                                 {.mStepId = StepCloseJob, .mUnit = 4, .mRun = [](QORHostRun&) {}}},
+                      .mOnEnd = [&](const QORHostJob&, QORJob& ioJob) { monitor.AddEnded(ioJob); }});
+        ASSERT_TRUE(host.Submit(MakeJob(1, {cFirst, StepCloseJob}, RequestReport, 7)).mJob.WaitFor(cLong));
+    }
+    const QORMonitorRow row = monitor.List({}).mRows.at(0);
+    EXPECT_EQ((std::array{row.mUnit, row.mStep, row.mStatus, row.mPriority}),
+              (std::array<int, 4>{4, StepCloseJob, JobCompleted, 7}));
 }
 
 /// Each job is open or has ended, and never both.
