@@ -21,7 +21,7 @@ TEST(Conversion, KeepsWellFormedTextBothWays)
     const std::pair<const char*, const QBase::WCHAR*> cRows[] = {
         {"\x7F|\xC2\x80", QORJOB_W("\x7F|\x80")},
         {"\xED\x9F\xBF|\xEE\x80\x80|\xEF\xBF\xBF", QORJOB_W("\uD7FF|\uE000|\uFFFF")},
-        {"\xF0\x90\x80\x80|\xF4\x8F\xBF\xBF", QORJOB_W("\U00010000|\U0010FFFF")},
+        {"\xF0\x90\x80\x80|\xF4\x8F\xBF\xBF|", QORJOB_W("\U00010000|\U0010FFFF|")},
     };
     for (const auto& [narrow, wide] : cRows)
     {

@@ -90,14 +90,15 @@ TEST_F(RegistryTree, IsReadByPathWhateverTheCase)
 
 TEST_F(RegistryTree, NamesClassesByTheirIds)
 {
+    constexpr GUID id{0x01234567, 0x89AB, 0xCDEF, {0x10, 0x32, 0x54, 0x76, 0x98, 0xBA, 0xDC, 0xFE}};
     QBase::WCHAR* name = nullptr;
-    EXPECT_EQ(ProgIDFromCLSID(GUID_NULL, nullptr), E_INVALIDARG);
-    EXPECT_EQ(ProgIDFromCLSID(GUID_NULL, &name), REGDB_E_CLASSNOTREG);
-    const std::string key = "[HKEY_CLASSES_ROOT\\CLSID\\{00000000-0000-0000-0000-000000000000}\\ProgID]\n";
+    EXPECT_EQ(ProgIDFromCLSID(id, nullptr), E_INVALIDARG);
+    EXPECT_EQ(ProgIDFromCLSID(id, &name), REGDB_E_CLASSNOTREG);
+    const std::string key = "[HKEY_CLASSES_ROOT\\CLSID\\{01234567-89AB-CDEF-1032-547698BADCFE}\\ProgID]\n";
     EXPECT_EQ(Complaint(key), "");
-    EXPECT_EQ(ProgIDFromCLSID(GUID_NULL, &name), REGDB_E_CLASSNOTREG) << "without a text";
+    EXPECT_EQ(ProgIDFromCLSID(id, &name), REGDB_E_CLASSNOTREG) << "without a text";
     EXPECT_EQ(Complaint(key + "@=Veltrix.Class"), "");
-    ASSERT_EQ(ProgIDFromCLSID(GUID_NULL, &name), S_OK);
+    ASSERT_EQ(ProgIDFromCLSID(id, &name), S_OK);
     EXPECT_EQ(name, QBase::wstring(QORJOB_W("Veltrix.Class")));
     CoTaskMemFree(name);
 }
