@@ -1,5 +1,7 @@
 // What a job settles as it ends, and what it leaves when a stranger throws meanwhile.
 #include "data/QORBinaryData.h"
+#include "job/JobMemGovernor.h"
+#include "job/QORJobTask.h"
 #include "platform/QMessage.h"
 #include "record/QORChannelRequest.h"
 #include "tests/support/DataTest.h"
@@ -87,6 +89,7 @@ TEST_F(End, LeavesNothingBehindWhicheverStrangerThrows)
         for (const bool bInBuffer : {false, true})
         {
             Strangers strangers;
+            QORJobTask task(nullptr);
             FakeProcessContext context;
             FakeReportInstance instance(strangers.mCalls);
             Message message(strangers);
@@ -104,11 +107,16 @@ TEST_F(End, LeavesNothingBehindWhicheverStrangerThrows)
             job->SetJobData(&four);
             job->SetInBoxMsgPtr(QMessage::NewServerMessage(&last).Get());
             job->SetCurrentStepForStatistics(StepFindCube);
+            job->SetStepStart(StepNoMore, 0, &task);
+            const std::shared_ptr<JobMemGovernor> governor = job->GetMemGovernor();
+            bool bExecuting = false;
             bool bDead = bInBuffer; // in a buffer nobody can ask any more
             QORJobProcessingStep deadStep = bInBuffer ? StepFindCube : StepNoMore;
             last.mOnCall = [&, ending = job.Get()](const std::string&) {
-                if (!bInBuffer)
-                    ending->GetIAmDead(&bDead, &deadStep);
+                if (bInBuffer)
+                    return;
+                ending->GetIAmDead(&bDead, &deadStep);
+                ending->IsExecuting(&bExecuting, nullptr, nullptr, nullptr, nullptr);
             };
             strangers.mCalls.clear();
             TakeLog();
@@ -118,7 +126,8 @@ TEST_F(End, LeavesNothingBehindWhicheverStrangerThrows)
             strangers.mbMessage = !bInBuffer;
             Builtin::PerfReadings::Reset();
             EXPECT_EQ(job.Detach()->Release(), 0u);
-            EXPECT_TRUE(bDead);
+            EXPECT_TRUE(bDead && (!bExecuting || thrower < cOrder.size()));
+            EXPECT_EQ(governor.use_count(), 2) << "this one's and the context's";
             EXPECT_EQ(deadStep, StepFindCube);
             EXPECT_EQ(message.mReferences + one.mReferences + four.mReferences, 0u) << thrower;
             if (thrower == 7 || thrower == 9) // the context
