@@ -21,8 +21,10 @@ Texts StopTraceOfAgents()
 TEST_F(StepRun, ProfilesEachStepOnce)
 {
     Builtin::PerfReadings::EnableProfiling(true);
+    for (QBase::Buffer* buffer : {static_cast<QBase::Buffer*>(nullptr), NewBuffer()})
     {
-        const JobPtr job = NewJobWith("3 4 5 2");
+        const JobPtr job = NewJob(RequestDocument, nullptr, buffer);
+        Queue(*job.Get(), "3 4 5 2");
         Builtin::EventTrace::Start();
         job->SetStepStart(3, 1, nullptr);
         job->SetStepStart(3, 2, nullptr);
