@@ -57,7 +57,9 @@ TEST_F(Control, AnswersTheFirstPendingRequestOnce)
         EXPECT_EQ(replies.size(), 1u);
         job->CompleteChannelRequest(&second);
         job->AddChannelRequest(nullptr); // nobody waits for it
+        job->AddChannelRequest(&second);
         SetStatus(*job.Get(), 9);
         EXPECT_EQ(replies.size(), 1u);
+        job->CompleteChannelRequest(&second);
     }
 }
