@@ -63,6 +63,7 @@ template <int iLevel>
 class WatchedMutex
 {
 public:
+    // NOLINTBEGIN(readability-identifier-naming): the names that the standard's holds ask for
     void lock()
     {
         NoteLockTaken(this, iLevel);
@@ -73,6 +74,7 @@ public:
         mMutex.unlock();
         NoteLockLeft(this);
     }
+    // NOLINTEND(readability-identifier-naming)
 
 private:
     std::mutex mMutex;
