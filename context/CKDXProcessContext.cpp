@@ -201,7 +201,7 @@ HRESULT CKDXProcessContext::TakeBuffer(int iMode, std::uint64_t* oLength, BYTE**
 
 HRESULT CKDXProcessContext::SetTextByGuid(const GUID& iGuid, BSTR iText)
 {
-    if (iText == nullptr || SysStringLen(iText) == 0)
+    if (SysStringLen(iText) == 0) // as for null
         return E_INVALIDARG;
     return Boundary([&] {
         QBase::wstring text(iText, SysStringLen(iText));
