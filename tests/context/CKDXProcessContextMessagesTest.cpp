@@ -1,4 +1,5 @@
 // Tests of the process context's messages: those of the request, and those of the threads that work for it.
+#include "platform/builtin/Faults.h"
 #include "tests/context/ContextFakes.h"
 #include "tests/support/Messages.h"
 #include "tests/support/Threads.h"
@@ -68,6 +69,21 @@ TEST_F(ProcessContextMessages, AreAskedWhetherTheyAreEmptyAndWhoseTheyAre)
     EXPECT_EQ(mContext->InMessageQueryA(mInput.Get()), S_OK) << "the same item";
     EXPECT_EQ(mContext->InMessageQueryB(Out().Get()), S_OK);
     EXPECT_EQ(CodesIn(Out()), Codes{7});
+}
+
+TEST_F(ProcessContextMessages, StayWhereTheyAreWithoutMemoryForTheNext)
+{
+    using Builtin::Faults::EnumFault;
+    IUnknown* item = nullptr;
+    GiveInput();
+    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
+    EXPECT_EQ(mContext->get_ReplyMessage(&item), E_OUTOFMEMORY);
+    mContext->SetRequestOut(1, mOutput.Get(), nullptr, nullptr, GUID_NULL);
+    Builtin::Faults::FailNth(EnumFault::Allocation, 1);
+    EXPECT_EQ(mContext->ConvertOutToIn(), E_OUTOFMEMORY);
+    EXPECT_FALSE(In());
+    EXPECT_EQ(mContext->ConvertOutToIn(), S_OK);
+    EXPECT_TRUE(In());
 }
 
 TEST_F(ProcessContextMessages, TakeStatusEntriesUnderTheIdThatComesBack)
