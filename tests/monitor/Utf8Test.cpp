@@ -48,6 +48,7 @@ TEST(Utf8, CutsLongTextsBetweenCharacters)
     EXPECT_EQ(ToLine("1234567", 7), "1234567");
     EXPECT_EQ(ToLine("12345678", 7), "1234" + cMark);
     EXPECT_EQ(ToLine("123\xC3\xA4\xC3\xA4", 6), "123" + cMark);
+    EXPECT_EQ(ToLine("12\xC3\xA4x", 4), "1" + cMark);
     EXPECT_EQ(ToLine("12\xE2\x82\xAC\xE2\x82\xAC", 7), "12" + cMark);
     EXPECT_EQ(ToLine(std::string(10'000, '\xFF')).size(), 3'999U);
     EXPECT_EQ(ToLine(std::string(10'000, 'x')), std::string(cLongestText - 3, 'x') + cMark);
