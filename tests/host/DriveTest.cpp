@@ -65,8 +65,11 @@ TEST(HostDrive, TakesAJobThroughItsUnitsAndRecordsIt)
         QORJobInfo info;
         EXPECT_EQ(iJob.GetSnapshot(info), S_OK) << "the callback's handle is one, too";
     };
-    const auto [result, job] =
-        host.Submit(MakeJob(7, {cFirst, cSecond, StepAnalyticalProcessing, StepCloseJob}), {.mOnEnd = end});
+    const auto submitted = MakeJob(7, {cFirst, cSecond, StepAnalyticalProcessing, StepCloseJob});
+    QBase::PtrI<ICKDXProcessContext> context;
+    ASSERT_EQ(submitted->GetProcessContext(context.Receive()), S_OK);
+    context->put_LongB(ICKDXProcessContext::cStop); // for another job that it served
+    const auto [result, job] = host.Submit(submitted, {.mOnEnd = end});
     ASSERT_EQ(result, EnumHostSubmit::Accepted);
     EXPECT_TRUE(job.WaitFor(cLong));
     EXPECT_TRUE(host.Drain(cLong));

@@ -22,6 +22,10 @@ struct Hanging
             mInStep.Open();
             WaitWhile([&] { return ibDeaf ? !mMayReturn.IsOpen() : !ioRun.IsToldToStop(); });
             mEvents.Add("returned");
+            QBase::PtrI<ICKDXProcessContext> context;
+            LONG told = 0;
+            EXPECT_EQ(ioRun.GetJob().GetProcessContext(context.Receive()), S_OK);
+            EXPECT_TRUE(ibDeaf || (context->get_LongB(&told) == S_OK && told == ICKDXProcessContext::cStop));
             ioRun.CheckStop();
         };
         for (const QORJobProcessingStep step : {StepSendingErrorMessage, StepDelivery})
