@@ -1,8 +1,5 @@
 #include "tests/monitor/WebTest.h"
 
-#include <sys/resource.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <ctime>
 #include <string>
@@ -366,17 +363,6 @@ TEST_F(Web, LetsClientsWaitWhileAllConnectionsAreAtWork)
         third.SetLimit(10s);
         EXPECT_EQ(Body(third.ReadUntil("GET / ")), "GET / ");
     }
-}
-
-/// One that the server has no descriptor left for.
-RawClient ConnectWithTheLastDescriptor(unsigned short iPort, rlimit& oBefore)
-{
-    ::getrlimit(RLIMIT_NOFILE, &oBefore);
-    const int last = ::dup(STDIN_FILENO);
-    ::close(last);
-    const rlimit few{.rlim_cur = static_cast<rlim_t>(last) + 1, .rlim_max = oBefore.rlim_max};
-    ::setrlimit(RLIMIT_NOFILE, &few);
-    return {iPort, cGet};
 }
 
 TEST_F(Web, WaitsForDescriptorsWithoutSpinning)

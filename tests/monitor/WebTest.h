@@ -6,6 +6,8 @@
 #include "tests/support/Threads.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -26,6 +28,17 @@ inline const std::string cStream = "GET /stream HTTP/1.1\r\nHost: localhost\r\n\
 inline std::string Body(const std::string& iAnswer)
 {
     return iAnswer.substr(std::min(iAnswer.size(), iAnswer.find("\r\n\r\n") + 4));
+}
+
+/// One that the server has no descriptor left for.
+inline RawClient ConnectWithTheLastDescriptor(unsigned short iPort, rlimit& oBefore)
+{
+    ::getrlimit(RLIMIT_NOFILE, &oBefore);
+    const int last = ::dup(STDIN_FILENO);
+    ::close(last);
+    const rlimit few{.rlim_cur = static_cast<rlim_t>(last) + 1, .rlim_max = oBefore.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &few);
+    return {iPort, cGet};
 }
 
 /// It keeps the calls for /later and /stream.
