@@ -115,7 +115,7 @@ TEST(HostTimes, EndAStepThatListensAndGiveUpOneThatDoesnt)
             if (bDeaf)
             {
                 lines.insert(lines.begin() + 1, step + "given up: " + row.mReason);
-                lines.push_back("The thread that was left in SQL Generation of job 3 has come back");
+                lines.emplace_back("The thread that was left in SQL Generation of job 3 has come back");
             }
             EXPECT_EQ(logged.Get(), lines);
             const auto events = hanging.mEvents.Get();

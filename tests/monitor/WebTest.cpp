@@ -184,7 +184,7 @@ TEST_F(Web, HoldsMoreRequestsThanItLooksAhead)
 
     RawClient endless = Connect(cLater);
     endless.SetLimit(200ms);
-    EXPECT_FALSE(endless.Send(std::string(64'000'000, 'x'))) << "more than the system and the server take";
+    EXPECT_FALSE(endless.Send(Filled(64'000'000))) << "more than the system and the server take";
 }
 
 TEST_F(Web, StreamsInChunksOrUntilTheEnd)
@@ -251,9 +251,9 @@ TEST_F(Web, DropsWhoDoesNotReadAStream)
     RawClient client(mpServer->GetPort(), 4'096);
     client.Send(cStream);
     const Call stream = WaitForCall();
-    EXPECT_TRUE(stream->Send(std::string(20'000'000, 'x')));
+    EXPECT_TRUE(stream->Send(Filled(20'000'000)));
     client.ReadUntil("xxx"); // so it is being written
-    EXPECT_TRUE(stream->Send(std::string(6'000'000, 'x')));
+    EXPECT_TRUE(stream->Send(Filled(6'000'000)));
     EXPECT_FALSE(stream->Send(std::string(7'000'000, 'x')));
     ASSERT_TRUE(WaitFor([&] { return mGone == 1; }));
     EXPECT_FALSE(stream->Send("x"));

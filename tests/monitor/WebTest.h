@@ -25,6 +25,8 @@ inline const std::string cGet = "GET / HTTP/1.1\r\nHost: localhost\r\n\r\n";
 inline const std::string cLater = "GET /later HTTP/1.1\r\nHost: localhost\r\n\r\n";
 inline const std::string cStream = "GET /stream HTTP/1.1\r\nHost: localhost\r\n\r\n";
 
+inline std::string Filled(std::size_t iBytes) { return std::string(iBytes, 'x'); }
+
 inline std::string Body(const std::string& iAnswer)
 {
     return iAnswer.substr(std::min(iAnswer.size(), iAnswer.find("\r\n\r\n") + 4));

@@ -209,9 +209,12 @@ TEST(Messages, TellWhatTheyHold)
     EXPECT_EQ(stream->Release(), 1u);
     QBase::wstring text;
     const auto errors = NewServerMessage();
-    QORMessagePacker(errors.Get(), QORJOB_W("first"), 1);
+    const auto pack = [&](const QBase::WCHAR* iText, unsigned iId) {
+        const QORMessagePacker packer(errors.Get(), iText, iId);
+    };
+    pack(QORJOB_W("first"), 1);
     EXPECT_EQ(errors->AppendBlocks(nullptr, 0), S_OK);
-    QORMessagePacker(errors.Get(), QORJOB_W("second"), 2);
+    pack(QORJOB_W("second"), 2);
     EXPECT_EQ(QMessage::CKDXWriteMessage::GetErrorsFromMessage(0x409, errors.Get(), text), S_OK);
     EXPECT_EQ(text, QORJOB_W("first\nsecond"));
 }
