@@ -10,11 +10,10 @@
 namespace QSynch
 {
 
-/// While a thread holds a lock it may take those of a higher level only; whatever uses the library stands below all of
-/// these. A lock without a level may be taken at any time.
+/// While a thread holds a lock it may take those of a higher level only; what uses the library has levels below 0.
 enum EnumLockLevel : int
 {
-    LockLevelNone = 0,
+    LockLevelNone = 0, ///< outside of the order: it may be taken at any time
     LockLevelInitializer = 1,
     LockLevelJob = 2,
     LockLevelContext = 3,

@@ -43,7 +43,7 @@ check("monitor/" "qorjob.h$|qorhost.h$|monitor/|platform/builtin/[^/]*$|job/Kern
 string(APPEND library "|monitor/QOR(Monitor|Web)[A-Za-z]*.h$")
 check("qormonitor.h$" "monitor/QOR(Monitor|Web)")
 check("bench/" "${library}")
-foreach(room IN ITEMS base context data host job record support surface windows)
+foreach(room IN ITEMS base context data host interleaving job record support surface sweep windows)
     check("tests/${room}/" "tests/(support|${room})/|${library}")
 endforeach()
 check("tests/monitor/" "tests/(support|host|monitor)/|monitor/|${library}")

@@ -20,7 +20,7 @@ enum class EnumFault
 /// Makes the n-th call from now (1 is the next one) fail, once. 0 cancels the fault.
 QORJOB_API void FailNth(EnumFault iFault, std::int64_t iNth) noexcept;
 
-/// Makes the n-th call from now fail and all that follow, until FailNth is called.
+/// Makes the n-th call from now fail and all that follow. 0 cancels the fault.
 QORJOB_API void FailFromNth(EnumFault iFault, std::int64_t iNth) noexcept;
 
 /// The number of the call that fails, counted from now: 0 when none is to fail (any more), negative while all do.

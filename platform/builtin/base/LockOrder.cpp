@@ -1,5 +1,7 @@
 #include "platform/LockOrder.h"
 
+#if defined(QORJOB_LOCK_ORDER)
+
 #include "platform/builtin/base/System.h"
 
 #include <algorithm>
@@ -12,8 +14,9 @@ namespace QSynch
 namespace
 {
 
-/// A thread holds a job's lock, and behind it one of each level at most; so there is room for a few more.
-constexpr int cMaxHeld = 16;
+/// More than any thread holds at once. They stay few and short: a library that is loaded late finds little room for the
+/// values of threads.
+constexpr int cMaxHeld = 8;
 
 struct Held
 {
@@ -74,3 +77,11 @@ void NoteLockLeft(const void* iLock) noexcept
 }
 
 } // namespace QSynch
+
+#else
+
+void QSynch::NoteLockTaken(const void* /*iLock*/, int /*iLevel*/) noexcept {}
+
+void QSynch::NoteLockLeft(const void* /*iLock*/) noexcept {}
+
+#endif

@@ -31,7 +31,7 @@ struct CallStack
     void Capture() noexcept;
     void Print() const noexcept; ///< to the error stream
 
-    void* mCalls[16]{};
+    void* mCalls[12]{};
     int mCount = 0;
 };
 
