@@ -347,7 +347,10 @@ void Sweep(EnumSource iSource)
             SCOPED_TRACE("call " + std::to_string(nth) + (iFault.mbLasting ? " and on" : "") +
                          (ibInBuffer ? ", in a buffer" : "") + (iFault.mbStrangeContext ? ", strange context" : ""));
             if (!Run(iFault, nth, ibInBuffer, usual))
+            {
+                EXPECT_GT(nth, 1) << "nothing has failed";
                 break;
+            }
         }
     };
     for (const bool bLasting : {false, true})
