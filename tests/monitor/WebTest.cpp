@@ -183,6 +183,7 @@ TEST_F(Web, HoldsMoreRequestsThanItLooksAhead)
     EXPECT_TRUE(all.ends_with("GET /last "));
 
     RawClient endless = Connect(cLater);
+    WaitForCall(1);
     endless.SetLimit(200ms);
     EXPECT_FALSE(endless.Send(Filled(64'000'000))) << "more than the system and the server take";
 }

@@ -104,7 +104,12 @@ protected:
 
     void TearDown() override
     {
-        mCalls.clear();
+        std::vector<Call> calls;
+        {
+            const std::lock_guard lock(mMutex);
+            calls.swap(mCalls);
+        }
+        calls.clear();
         mpServer.reset();
     }
 
