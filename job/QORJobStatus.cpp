@@ -42,6 +42,12 @@ void Reply(ICKDXProcessContext& ioContext, QORChannel* iChannel, const QBase::ws
     reply->Reset();
 }
 
+/// Null when there is none, or nobody waits for it.
+QORChannelRequest* FirstOf(const QBase::list<QORChannelRequest*>& iRequests)
+{
+    return iRequests.empty() ? nullptr : iRequests.front();
+}
+
 } // namespace
 
 HRESULT QORJob::SetStatus(int iStatus, int* oOld)
@@ -106,20 +112,25 @@ void QORJob::AnswerChannelRequest()
     QBase::PtrI<QORChannel> channel;
     QBase::wstring project;
     {
-        // The request belongs to its owner, who may delete it once the lock is free.
         QSynch::CriticalSection::SmartLock lock(mpLock.get());
-        const QBase::list<QORChannelRequest*>& requests = mChannelRequests.Read().mChannels;
-        if (requests.empty() || requests.front() == nullptr || !mpProcessContext)
+        if (FirstOf(mChannelRequests.Read().mChannels) == nullptr || !mpProcessContext)
             return;
         context = mpProcessContext;
         project = mOrigin.Read().mProjectName;
-        channel = requests.front()->get_Channel();
-        requests.front()->set_Channel(nullptr);
+    }
+    std::int16_t indicator = 0;
+    context->get_ShortA(&indicator); // where it throws the request is still to be answered
+    {
+        // The request belongs to its owner, who may have taken it away.
+        QSynch::CriticalSection::SmartLock lock(mpLock.get());
+        QORChannelRequest* const request = FirstOf(mChannelRequests.Read().mChannels);
+        if (request == nullptr)
+            return;
+        channel = request->get_Channel();
+        request->set_Channel(nullptr);
     }
     if (!channel)
         return;
-    std::int16_t indicator = 0;
-    context->get_ShortA(&indicator);
     const bool bFailed = indicator == cWantsErrorReply && mRequestType != RequestReport;
     Reply(*context.Get(), channel.Get(), bFailed ? &project : nullptr);
 }

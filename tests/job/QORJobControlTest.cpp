@@ -1,10 +1,28 @@
 // What a client is told whose request is pending.
+#include "base/ExceptionBoundary.h"
 #include "context/CKDXProcessContext.h"
 #include "record/QORChannelRequest.h"
 #include "tests/support/JobTest.h"
 #include "tests/support/Messages.h"
 
 using Control = JobTest;
+
+TEST_F(Control, LeavesARequestPendingWhoseContextThrows)
+{
+    FakeProcessContext context;
+    const auto channel = QMessage::NewChannel([](ICKDXReadMessage*) { return S_OK; });
+    QORChannelRequest request(channel.Get(), 1, 2);
+    const JobPtr job = NewJob();
+    job->SetProcessContext(&context);
+    job->AddChannelRequest(&request);
+    context.mOnCall = [](const std::string&) { throw QBase::Message("a fault"); };
+    EXPECT_EQ(job->SetStatus(JobReplied, nullptr), cMessageExceptionMet);
+    EXPECT_TRUE(request.get_Channel());
+    context.mOnCall = nullptr;
+    SetStatus(*job.Get(), JobReplied);
+    EXPECT_FALSE(request.get_Channel());
+    job->CompleteChannelRequest(&request);
+}
 
 TEST_F(Control, AnswersTheFirstPendingRequestOnce)
 {
