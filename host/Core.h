@@ -34,6 +34,7 @@ enum class EnumLeave
 {
     Elsewhere, ///< it rests, is queued, or another thread has it
     Ended,     ///< it is to be ended
+    Late,      ///< its step was given up
 };
 
 /// What TryAgain throws.

@@ -109,6 +109,8 @@ void Core::Drive(const std::shared_ptr<Record>& iRecord, Unit& ioUnit, Worker* i
     }
     if (leave == EnumLeave::Ended)
         EndJob(iRecord);
+    if (leave == EnumLeave::Late)
+        --mLateThreads; // it has let go of the job, too
 }
 
 /// Until the job isn't this thread's any more. All is done under the record's lock, but for the steps themselves.
@@ -129,7 +131,7 @@ EnumLeave Core::DriveSteps(Hold& ioHold, QORHostRun& ioRun)
         if (step == nullptr)
             return leave;
         if (!RunStep(*step, ioHold, ioRun))
-            return EnumLeave::Elsewhere;
+            return EnumLeave::Late;
     }
 }
 
@@ -358,7 +360,6 @@ void Core::ReturnLate(QORHostRun& ioRun)
         ioRun.mpJob->NeedToPerisistMsgStatusForRunAway(RunAwayThread);
     mLog.Write(EnumRouter::Info, "The thread that was left in %1 of job %2 has come back", GetStepName(ioRun.mStepId),
                ioRun.mpRecord->mId);
-    --mLateThreads;
 }
 
 } // namespace QORHOST
