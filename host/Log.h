@@ -1,6 +1,7 @@
 // The host's log: the routers Error, Warning and Info of the component "Host".
 #pragma once
 
+#include "host/Boundary.h"
 #include "qorjob.h"
 
 #include <cstddef>
@@ -34,16 +35,13 @@ public:
         QLog::Router* const router = mRouters[static_cast<std::size_t>(iRouter)].Get();
         if (!router->IsEnabled())
             return;
-        try
-        {
+        const std::exception_ptr failure = Catch([&] {
             QLog::MessageFormatter formatter;
             static_cast<void>((formatter << ... << Show(iArguments)));
             router->LogLine(iTemplate, formatter);
-        }
-        catch (const std::exception&)
-        {
+        });
+        if (failure != nullptr)
             ReportLost(iTemplate);
-        }
     }
 
 private:
