@@ -95,7 +95,7 @@ void Core::EndUnrun(Hold& ioHold)
 {
     Record& record = ioHold.GetRecord();
     record.mState = EnumHostState::Running; // it is this thread's
-    Break(ioHold, std::make_exception_ptr(CallError("the host has ended")));
+    Break(ioHold, Catch([] { throw CallError("the host has ended"); }));
     ioHold.EndLater();
 }
 
