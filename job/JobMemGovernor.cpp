@@ -81,11 +81,12 @@ HRESULT JobMemGovernor::Explain(std::uint64_t iBytes, std::uint64_t iUsed, QBase
     const std::uint64_t limit = mLimitBytes;
     const std::uint64_t left = limit - std::min(iUsed, limit);
     const std::uint64_t wholeLimit = limit >> cMegabyteShift;
-    LogLine(EnumKernelRouter::Error,
-            "User %1 requests %2 MB (%3 Bytes) for job %4, but only %5 MB (%6 Bytes) left with the configured "
-            "memory limit %7 MB.",
-            static_cast<GUID>(mUserGuid), Megabytes(iBytes).GetText(), iBytes, mJobId.Get(), Megabytes(left).GetText(),
-            left, wholeLimit);
+    if (router->IsEnabled())
+        LogLine(EnumKernelRouter::Error,
+                "User %1 requests %2 MB (%3 Bytes) for job %4, but only %5 MB (%6 Bytes) left with the configured "
+                "memory limit %7 MB.",
+                static_cast<GUID>(mUserGuid), Megabytes(iBytes).GetText(), iBytes, mJobId.Get(),
+                Megabytes(left).GetText(), left, wholeLimit);
     QResource::MessageFormatter arguments;
     arguments << mJobId.Get() << wholeLimit;
     return FormatMessageText(oRefusal, static_cast<unsigned>(cMemoryRefused), arguments,

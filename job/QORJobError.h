@@ -19,7 +19,8 @@ class QORJob;
 ///
 /// Threads: the one that made it. The job is locked all the while: others that call the job wait.
 /// Owns:    a hold on the job's lock, one reference to the message.
-/// Errors:  without a message to write to (see GetCreationResult) the arguments are dropped.
+/// Errors:  without a message to write to (see GetCreationResult) the arguments are dropped. Without memory << throws
+///          std::bad_alloc; the error is written with the arguments before it.
 /// Locks:   the job's, for its whole life.
 class QORJOB_API QORJobError : public HeapObject
 {
