@@ -205,6 +205,7 @@ TEST_F(ProcessContext, KeepsTextsByGuidAndCopiesThemWhole)
     EXPECT_EQ(mContext->SetTextByGuid(cGuid, OwnedBstr(QORJOB_W("one")).mText), S_OK);
     EXPECT_EQ(other->MoveTextByGuid(cOtherGuid, two), S_OK);
     EXPECT_TRUE(two.empty());
+    EXPECT_EQ(TextOf(other, cOtherGuid), "\"two\"");
     EXPECT_EQ(other->CopyTextTable(mContext.Get()), S_OK);
     EXPECT_EQ(other->CopyTextTable(other.Get()), S_OK);
     EXPECT_EQ(TextOf(other, cGuid), "\"one\"");

@@ -168,7 +168,7 @@ TEST_F(DataItems, GoWithTheirLastReferenceWhereTheyLive)
 
     QBase::Buffer* buffer = QBase::CreateBuffer(512, 1, 256, false);
     auto* owner = new (buffer) StringData(QORJOB_W("in a buffer of its own"));
-    owner->SetMemoryBuffer(buffer, false);
+    EXPECT_EQ(owner->SetMemoryBuffer(buffer, false), S_OK);
     owner->AddRef();
     EXPECT_EQ(owner->Release(), 0u);
 }

@@ -50,7 +50,8 @@ TEST(DateTimes, AreShownAsTextAndByTheLocalClock)
     EXPECT_EQ(time.ToText(), QORJOB_W("2026-11-21 00:00:00.078"));
     EXPECT_EQ(DateTime::FromTicks(cLowest).ToText(), QORJOB_W("-27328-04-16 21:11:54.522"));
     const auto expectFiveHoursLess = [](std::int64_t iDay) {
-        EXPECT_EQ((DateTime::FromTicks(iDay * cDay).ToLocalTime()).GetTicks(), iDay * cDay - 5 * 3600 * cSecond);
+        const std::int64_t ticks = iDay * cDay + (18 * 3600 + 23 * 60 + 45) * cSecond + 6;
+        EXPECT_EQ(DateTime::FromTicks(ticks).ToLocalTime().GetTicks(), ticks - 5 * 3600 * cSecond);
     };
 #if defined(_WIN32)
     _putenv_s("TZ", "EST5");
