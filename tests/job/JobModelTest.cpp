@@ -127,6 +127,8 @@ private:
         Result result;
         Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, iCall.mFailing);
         operation.mOnJob(ioPair, iCall.mArguments, result);
+        const bool bMetFault =
+            iCall.mFailing != 0 && Builtin::Faults::GetCallsToFault(Builtin::Faults::EnumFault::Allocation) == 0;
         Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, 0);
         std::erase(ioPair.mContext.mCalls, "Release");
         std::string seen = TextOf(ioPair.mContext.mCalls) + TextOf(ioPair.mStrangers.mCalls);
@@ -135,7 +137,7 @@ private:
         Result expected;
         JobModel after = model;
         operation.mOnModel(after, iCall.mArguments, expected);
-        const bool bWithoutMemory = iCall.mFailing != 0 && FAILED(result.mCode) && result.mCode != expected.mCode;
+        const bool bWithoutMemory = bMetFault && FAILED(result.mCode) && result.mCode != expected.mCode;
         if (bWithoutMemory)
             operation.mWithoutMemory(model, result.mCode);
         else

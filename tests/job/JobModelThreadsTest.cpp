@@ -10,7 +10,9 @@ namespace
 {
 
 /// Bit n: the thread lets the other one go on at the n-th place from here where it takes or has released a lock.
-thread_local unsigned gPauses = 0;
+thread_local unsigned tPauses = 0;
+
+std::atomic<unsigned> gPlaces{0}; ///< such places that threads have come to
 
 } // namespace
 
@@ -24,11 +26,10 @@ void LeaveWithPause(QSynch::CriticalSection* iLock) asm("__wrap__ZN6QSynch15Crit
 /// Until the other one has come to such a place, but not for long: it may have ended, or wait for this thread's lock.
 static void PauseIfDue()
 {
-    static std::atomic<unsigned> passed{0};
-    const unsigned before = passed.fetch_add(1, std::memory_order_relaxed) + 1; // relaxed: it orders nothing else
-    for (int turn = 0; turn < 20 && (gPauses & 1) != 0 && passed.load(std::memory_order_relaxed) == before; ++turn)
+    const unsigned before = gPlaces.fetch_add(1, std::memory_order_relaxed) + 1; // relaxed: it orders nothing else
+    for (int turn = 0; turn < 20 && (tPauses & 1) != 0 && gPlaces.load(std::memory_order_relaxed) == before; ++turn)
         std::this_thread::yield();
-    gPauses >>= 1;
+    tPauses >>= 1;
 }
 
 void EnterWithPause(QSynch::CriticalSection* iLock)
@@ -117,10 +118,10 @@ protected:
                 meeting.Meet();
                 if (!bGoesOn)
                     return;
-                gPauses = mPauses[static_cast<std::size_t>(iThread)];
+                tPauses = mPauses[static_cast<std::size_t>(iThread)];
                 for (Done& done : mLists[static_cast<std::size_t>(iThread)])
                     Do(*pair, done);
-                gPauses = 0;
+                tPauses = 0;
                 meeting.Meet();
                 if (iThread == 0)
                     Check(seed, *pair);
@@ -236,4 +237,7 @@ TEST_F(JobOfTwoThreads, DoesAsIfTheyCalledItInTurn)
     Soak soak(cRounds);
     RunRounds(soak);
     soak.Report("rounds of two threads", mOperations);
+#if defined(__linux__)
+    EXPECT_GT(gPlaces.load(), 0u) << "the linker leads no calls here";
+#endif
 }
