@@ -54,10 +54,7 @@ public:
     ~Routers()
     {
         for (std::size_t i = KernelLog::cRouterCount; i-- > 0;)
-        {
             KernelLog::gRouters[i].store(nullptr, std::memory_order_release);
-            mRouters[i] = {};
-        }
     }
 
     Routers(const Routers&) = delete;

@@ -103,7 +103,7 @@ HRESULT SetCOMStatus(ICKDXReadMessage* iInputMessage, const GUID& iClassId, cons
         for (bool bFirst = true; !bLast; bFirst = false)
         {
             std::unique_ptr<QORMessageUnpacker> message;
-            if (FAILED(QORMessageUnpacker::Create(stream.Get(), language, message)) || message == nullptr)
+            if (FAILED(QORMessageUnpacker::Create(stream.Get(), language, message)))
                 return report(QORJOB_W("UNEXPECTED ERROR in SetCOMStatus:  QORMessageUnpacker::Create failed"), E_FAIL);
             if (message->IsMessageEmpty())
                 break;
