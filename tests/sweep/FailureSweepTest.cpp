@@ -156,7 +156,7 @@ private:
             return code == E_UNEXPECTED || code == E_FAIL ? E_OUTOFMEMORY
                                                           : code; // what it can't read counts as damaged
         });
-        Do([&] { return ReportErrorInfo(GuidOf(1), mText.c_str(), 0, nullptr, GuidOf(2), E_FAIL); });
+        Do([&] { return ReportErrorInfo(GuidOf(1), mText.c_str(), 0, nullptr, GuidOf(2), S_FALSE); });
         SetErrorInfo(0, nullptr);
     }
 
@@ -189,6 +189,7 @@ private:
     void RunSteps()
     {
         int step = StepNoMore;
+        bool bWasDead = false;
         QORJobData* item = nullptr;
         Do([&] { return mpJob->AddCommonStepsAtRebuild(DocumentManipulationApply); });
         for (const int id : {StepDocumentFormatting, StepFindCube, StepUpdateCube, StepSendingDocumentResult})
@@ -217,7 +218,7 @@ private:
         Do([&] { return mpJob->StopRunningIfHang(step, 0, &*mTask); });
         Do([&] { return mpJob->SetRunning(true, nullptr); });
         Do([&] { return mpJob->GetCurrentStepIdToRun(&step, nullptr); });
-        Do([&] { return mpJob->SetIAmDead(false, nullptr, StepNoMore); });
+        Do([&] { return mpJob->SetIAmDead(false, &bWasDead, StepNoMore); });
         Do([&] { return mpJob->ClearTodoSteps(); });
         for (const int id : {StepDocumentFormatting, StepUpdateCache})
             Do([&] { return Queue(id, &QORJob::AddStep); });

@@ -113,6 +113,7 @@ protected:
         EXPECT_TRUE(code != cThrown || iPromise == Throws);
         if (mbNotes)
         {
+            EXPECT_TRUE(SUCCEEDED(code)) << std::hex << code;
             mUsual.push_back({code, Describe()});
         }
         else if (HasStruck() && !std::exchange(mbJudged, true))
