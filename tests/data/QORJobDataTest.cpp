@@ -67,6 +67,9 @@ TEST_F(DataItems, SaveTheirKindsLayout)
     FakeProcessContext object;
     ExpectLayout(QORComData(1, &object), {});
     ExpectLayout(QORBinaryData(1, nullptr, 3), {});
+    QORBinaryData emptied = Binary(1, {1});
+    EXPECT_EQ(emptied.Reset(), S_OK);
+    ExpectLayout(emptied, {});
     ExpectLayout(StringData(nullptr), {});
     ExpectLayout(QORTextFileData(1, nullptr), {});
 }

@@ -37,6 +37,8 @@ TEST_F(Dispatch, PassesOverEntriesWithoutAStepAndStopsWhereOneIsInFront)
     EXPECT_EQ(hollow->SetStepComplete(), E_POINTER);
     EXPECT_EQ(hollow->RenewCurrentStep(), S_OK);
     EXPECT_EQ(hollow->AddStep(nullptr, nullptr), E_POINTER);
+    hollow->SetStatus(JobStopped, nullptr);
+    EXPECT_EQ(hollow->GetCurrentStepIdToRun(&step, nullptr), E_POINTER) << "it runs, though its front can't be read";
     EXPECT_EQ(step, -2);
 
     bool bWas = false;

@@ -156,9 +156,14 @@ TEST_F(JobTexts, DumpEachFlagInItsOwnLine)
         EXPECT_EQ(browsing.mbSendNow, attribute.mName == "SendNow");
         EXPECT_EQ(browsing.mbExecutingInWarehouse, attribute.mName == "InWarehouse");
     }
-    const JobPtr job = NewJob();
+    const JobPtr job = NewJob(RequestReport);
     EXPECT_EQ(job->SetPUStart(1), S_OK);
     EXPECT_EQ(TrueIn(DumpOf(*job.Get())), Texts{"PU Started"});
+    for (const char* count : {"\tPerf Count: 1\n", "\tPerf Count: 0\n"})
+    {
+        EXPECT_NE(DumpOf(*job.Get()).find(count), std::string::npos) << count;
+        SetStatus(*job.Get(), JobStopped);
+    }
     EXPECT_EQ(job->UpdateJobCloseCounters(), S_OK);
     EXPECT_EQ(TrueIn(DumpOf(*job.Get())), (Texts{"PU Started", "Job Completed"}));
 }

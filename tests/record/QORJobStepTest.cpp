@@ -94,6 +94,10 @@ TEST_F(JobRecord, OfAStepIsCopiedWithoutItsProcessorTime)
     Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, 1);
     EXPECT_EQ(step.Clone(&clone), S_OK);
     EXPECT_EQ(clone, nullptr);
+    QBase::Buffer* const buffer = NewBuffer(0);
+    Builtin::Faults::FailNth(Builtin::Faults::EnumFault::Allocation, 1);
+    EXPECT_EQ(QORJobStep::NewStep(StepNoOp, buffer), nullptr);
+    buffer->Destroy();
 }
 
 TEST_F(JobRecord, OfAStepCountsProcessorTimeInTheLowHalvesOnly)
