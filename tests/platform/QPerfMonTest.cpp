@@ -105,6 +105,21 @@ TEST(PerfMon, AddsUpTheTimesAndRunsOfAProfile)
     Builtin::PerfReadings::EnableProfiling(false);
 }
 
+TEST(Instances, AreCountedByCategory)
+{
+    RunOnThreads(4, [](int) {
+        for (const int category : {-1, 0, 31, 32})
+        {
+            GetCount().IncreaseObjectInstanceCount(category);
+            GetCount().IncreaseObjectInstanceCount(category);
+            GetCount().DecreaseObjectInstanceCount(category);
+        }
+    });
+    for (const int category : {-1, 0, 31, 32})
+        EXPECT_EQ(Builtin::PerfReadings::GetInstanceCount(category), category == 0 || category == 31 ? 4 : 0)
+            << category;
+}
+
 TEST(LiveObjects, AreFoundAgainAfterAnyMixOfComingAndGoing)
 {
     // Addresses side by side and far apart, in a number that makes the tables grow and their runs wrap around.
@@ -113,6 +128,7 @@ TEST(LiveObjects, AreFoundAgainAfterAnyMixOfComingAndGoing)
     std::mt19937 random(5);
     GetCount().CreateObjectInstance(cCategory, nullptr); // neither counts
     GetCount().CreateObjectInstance(32, bytes.get());
+    GetCount().DeleteObjectInstance(32, bytes.get());
     GetCount().CreateObjectInstance(cCategory + 2, bytes.get());
     for (int round = 0; round < 60'000; ++round)
     {
@@ -128,11 +144,13 @@ TEST(LiveObjects, AreFoundAgainAfterAnyMixOfComingAndGoing)
             GetCount().DeleteObjectInstance(cCategory, object);
             live.erase(object);
         }
+        GetCount().DeleteObjectInstance(cCategory, nullptr);
         ASSERT_TRUE(round % 1000 != 0 || Builtin::PerfReadings::GetLiveInstances(cCategory) == std::ssize(live))
             << round;
     }
     EXPECT_EQ(Builtin::PerfReadings::GetLiveInstances(cCategory + 1), 0);
     EXPECT_EQ(Builtin::PerfReadings::GetLiveInstances(cCategory + 2), 1);
+    EXPECT_EQ(Builtin::PerfReadings::GetLiveInstances(32), 0);
     GetCount().DeleteObjectInstance(cCategory + 2, bytes.get());
     for (const void* const object : live)
         GetCount().DeleteObjectInstance(cCategory, object);

@@ -45,7 +45,7 @@ public:
     void DeleteObjectInstance(int iCategory, const void* iObject) noexcept override
     {
         EventTrace::Note("QORObjectInstanceCount::DeleteObjectInstance", {iCategory});
-        if (IsKnownCategory(iCategory) && iObject != nullptr)
+        if (IsKnownCategory(iCategory))
             GetSet(iCategory, iObject).Erase(iObject);
     }
 };
