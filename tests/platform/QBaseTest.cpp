@@ -19,7 +19,7 @@ using Builtin::Faults::EnumFault;
 TEST(Conversion, KeepsWellFormedTextBothWays)
 {
     const std::pair<const char*, const QBase::WCHAR*> cRows[] = {
-        {"\x7F|\xC2\x80", QORJOB_W("\x7F|\x80")},
+        {"\x7F|\xC2\x80|\xDF\xBF|\xE0\xA0\x80", QORJOB_W("\x7F|\x80|\u07FF|\u0800")},
         {"\xED\x9F\xBF|\xEE\x80\x80|\xEF\xBF\xBF", QORJOB_W("\uD7FF|\uE000|\uFFFF")},
         {"\xF0\x90\x80\x80|\xF4\x8F\xBF\xBF|", QORJOB_W("\U00010000|\U0010FFFF|")},
     };
@@ -33,14 +33,17 @@ TEST(Conversion, KeepsWellFormedTextBothWays)
 TEST(Conversion, ReplacesMalformedText)
 {
     const std::pair<const char*, const QBase::WCHAR*> cRows[] = {
-        {"a\x80z", QORJOB_W("a\uFFFDz")},                              // a tail without a lead
-        {"\xE2\x82z\xE2\x82", QORJOB_W("\uFFFDz\uFFFD")},              // cut off; what follows survives
+        {"a\x80z", QORJOB_W("a\uFFFDz")},                                     // a tail without a lead
+        {"\xE2\x82z\xE2\x82", QORJOB_W("\uFFFDz\uFFFD")},                     // cut off; what follows survives
+        {"\xC1\xBF\xE0\x9F\xBF", QORJOB_W("\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD")}, // longer than it need be
+        {"\xF0\x8F\xBF\xF5\x80", QORJOB_W("\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD")},
         {"\xED\xA0\x80", QORJOB_W("\uFFFD\uFFFD\uFFFD")},              // a surrogate
         {"\xF4\x90\x80\x80", QORJOB_W("\uFFFD\uFFFD\uFFFD\uFFFD")},    // above U+10FFFF
         {"\xF0\x9F\x98\xF0\x9F\x98\x80", QORJOB_W("\uFFFD\U0001F600")} // a lead where a tail should be
     };
     for (const auto& [narrow, wide] : cRows)
         EXPECT_TRUE(QBase::UTF8ToWideChar(narrow) == wide) << testing::PrintToString(narrow);
+    EXPECT_TRUE(QBase::UTF8ToWideChar({"\xC3\xA4", 1}) == QORJOB_W("\uFFFD"));
     const std::string replacement = "\xEF\xBF\xBD"; // for lone surrogates
     const QBase::WCHAR twisted[] = {0xDE00, 0xD83D, 'z', 0xD83D};
     EXPECT_EQ(QBase::WideCharToUTF8({twisted, 4}), replacement + replacement + "z" + replacement);
