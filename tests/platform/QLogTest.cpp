@@ -1,8 +1,11 @@
 #include "platform/QLog.h"
 
+#include "platform/QCOMShared.h"
 #include "platform/QDataType.h"
+#include "platform/QLogRouter.h"
 #include "platform/QORTask.h"
 #include "platform/QPerfMon.h"
+#include "platform/ThreadTimes.h"
 #include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Faults.h"
 #include "platform/builtin/LogSinks.h"
@@ -110,12 +113,24 @@ TEST(Libraries, SayWhyTheyDontComeUpAndNoteThatTheyDo)
         const QORPerformanceMonitor::Initializer monitor;
         const QORThreadSpace::Initializer threads;
         CreateRouter("Kernel", "Noted", 1);
+        QResource::GetFileBundle("Kernel");
+        QLogRouter::GetResourceBundle(2);
+        QLogRouter::RefreshCurrentThreadContext();
+        PULSE_RecordPulseEvent(3, 4, PulseCategoryJobFirst, 0, 0);
+        QDataType::DateTime::NowUTC();
+        GetCurrentThreadTimes(nullptr, nullptr);
+        std::string text;
+        QCOMShared::GetLogMessageInJSON({}, text);
+        QBase::CreateBuffer(6, 7, 8, false)->Free();
     }
     EXPECT_EQ(Builtin::EventTrace::Stop(),
-              (std::vector<std::string>{"QLog::Initializer", "QORPerformanceMonitor::Initializer",
-                                        "QORThreadSpace::Initializer", "QLog::CreateRouter 1", "QLog::~Router",
-                                        "QORThreadSpace::~Initializer", "QORPerformanceMonitor::~Initializer",
-                                        "QLog::~Initializer"}));
+              (std::vector<std::string>{
+                  "QLog::Initializer", "QORPerformanceMonitor::Initializer", "QORThreadSpace::Initializer",
+                  "QLog::CreateRouter 1", "QLog::~Router", "QResource::GetFileBundle",
+                  "QLogRouter::GetResourceBundle 2", "QLogRouter::RefreshCurrentThreadContext",
+                  "PULSE_RecordPulseEvent 3 4 406", "QDataType::DateTime::NowUTC", "GetCurrentThreadTimes",
+                  "QCOMShared::GetLogMessageInJSON", "QBase::CreateBuffer 6 7 8 0", "QBase::Buffer::Free",
+                  "QORThreadSpace::~Initializer", "QORPerformanceMonitor::~Initializer", "QLog::~Initializer"}));
 }
 
 TEST_F(Log, WritesALineAsText)

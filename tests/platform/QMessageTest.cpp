@@ -1,5 +1,6 @@
 #include "platform/QMessage.h"
 
+#include "platform/builtin/EventTrace.h"
 #include "platform/builtin/Faults.h"
 #include "tests/support/Messages.h"
 #include "tests/support/OperationPlace.h"
@@ -7,6 +8,8 @@
 
 #include <algorithm>
 #include <memory>
+#include <string>
+#include <vector>
 
 using Builtin::Faults::EnumFault;
 using QBase::PtrI;
@@ -72,6 +75,7 @@ TEST(MessageOperations, RefuseNullPointers)
     ICKDXReadMessage* toRead = nullptr;
     ICKDXWriteMessage* answer = nullptr;
     std::unique_ptr<QORMessageUnpacker> entry;
+    Builtin::EventTrace::Start();
     const HRESULT codes[] = {
         read->CopyTo(nullptr),
         read->get_BlockStream(nullptr),
@@ -90,16 +94,26 @@ TEST(MessageOperations, RefuseNullPointers)
         stream->GetPosition(nullptr, &size),
         stream->GetPosition(&size, nullptr),
         QMessage::CKDXReadMessage::NewWriteMessageNotGoverned(nullptr, false, &answer),
-        QMessage::CKDXReadMessage::NewWriteMessageNotGoverned(read.Get(), false, nullptr),
+        QMessage::CKDXReadMessage::NewWriteMessageNotGoverned(read.Get(), true, nullptr),
         QMessage::CKDXWriteMessage::ToReadMessage(nullptr, &toRead),
         QMessage::CKDXWriteMessage::ToReadMessage(written.Get(), nullptr),
         QMessage::CKDXWriteMessage::Append(nullptr, written.Get()),
         QMessage::CKDXWriteMessage::Append(written.Get(), nullptr),
-        QMessage::CKDXWriteMessage::GetErrorsFromMessage(0, nullptr, text),
-        QORMessageUnpacker::Create(nullptr, 0, entry),
+        QMessage::CKDXWriteMessage::GetErrorsFromMessage(5, nullptr, text),
+        QORMessageUnpacker::Create(nullptr, 6, entry),
     };
     for (const HRESULT& code : codes)
         EXPECT_EQ(code, E_POINTER) << &code - codes;
+    written->Reset();
+    Pack(nullptr, 7);
+    EXPECT_EQ(
+        Builtin::EventTrace::Stop(),
+        (std::vector<std::string>{
+            "CKDXServerMessage::Send", "QORChannel::Send", "QMessage::CKDXReadMessage::NewWriteMessageNotGoverned 0",
+            "QMessage::CKDXReadMessage::NewWriteMessageNotGoverned 1", "QMessage::CKDXWriteMessage::ToReadMessage",
+            "QMessage::CKDXWriteMessage::ToReadMessage", "QMessage::CKDXWriteMessage::Append",
+            "QMessage::CKDXWriteMessage::Append", "QMessage::CKDXWriteMessage::GetErrorsFromMessage 5",
+            "QORMessageUnpacker::Create 6", "CKDXServerMessage::Reset", "QORMessagePacker 7"}));
 }
 
 TEST(WriteMessages, TakeNothingOnceTheyAreRead)
