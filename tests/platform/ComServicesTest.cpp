@@ -52,11 +52,11 @@ TEST(ErrorObjects, KeepEachOfTheirValues)
     EXPECT_EQ(info.Get() != nullptr && QueryFor<ICreateErrorInfo>(info.Get(), IID_ICreateErrorInfo).Get() == made,
               true);
     QBase::wstring texts[] = {QORJOB_W("source"), QORJOB_W("description"), QORJOB_W("help")};
-    created->SetGUID(IID_IErrorInfo);
-    created->SetSource(texts[0].data());
-    created->SetDescription(texts[1].data());
-    created->SetHelpFile(texts[2].data());
-    created->SetHelpContext(7);
+    EXPECT_EQ(created->SetGUID(IID_IErrorInfo), S_OK);
+    EXPECT_EQ(created->SetSource(texts[0].data()), S_OK);
+    EXPECT_EQ(created->SetDescription(texts[1].data()), S_OK);
+    EXPECT_EQ(created->SetHelpFile(texts[2].data()), S_OK);
+    EXPECT_EQ(created->SetHelpContext(7), S_OK);
     GUID id = GUID_NULL;
     EXPECT_EQ(info->GetGUID(&id), S_OK);
     EXPECT_TRUE(id == IID_IErrorInfo);
