@@ -6,6 +6,7 @@
 #include "monitor/Read.h"
 #include "tests/host/HostTest.h"
 #include "tests/monitor/MonitorValues.h"
+#include "tests/support/Threads.h"
 
 #include <array>
 #include <atomic>
@@ -65,8 +66,10 @@ TEST_F(Listed, AreLookedAtNoMoreThanAFiftiethOfTheTime)
     Add(1);
     Watch(5ms);
     const auto begin = std::chrono::steady_clock::now();
-    for (int i = 0; i < 20; ++i)
-        mMonitor.List({});
+    RunOnThreads(4, [&](int) {
+        for (int i = 0; i < 5; ++i)
+            mMonitor.List({});
+    });
     const bool bQuick = std::chrono::steady_clock::now() - begin < 200ms;
     EXPECT_TRUE(!bQuick || mLooks == 1) << mLooks;
     // A look that takes long isn't waited for, but it comes.
@@ -177,6 +180,9 @@ TEST_F(Listed, TellWhatGovernorsHaveGranted)
     EXPECT_EQ(mMonitor.GetFigures().mGovernedBytes, std::uint64_t{3 << 20}) << "once, though a child has it, too";
     using Counts = std::map<std::pair<int, int>, std::uint64_t>;
     EXPECT_EQ(mMonitor.GetFigures().mOpen, (Counts{{{RequestDocument, JobReady}, 2}}));
+    const QORHostCounts counts = mMonitor.GetFigures().mCounts;
+    EXPECT_EQ((std::array<std::uint64_t, 3>{counts.mOpen, counts.mQueued, counts.mBytes}),
+              (std::array<std::uint64_t, 3>{2, 1, 3 << 20}));
     mJobs.front().mJob->GetMemGovernor()->Release(1 << 20);
     mMonitor.AddEnded(*mJobs.front().mJob.Get());
     EXPECT_EQ(mMonitor.GetFigures().mGovernedPeak, std::uint64_t{3 << 20});
@@ -271,10 +277,12 @@ TEST(MonitorQuery, SortsByTimes)
         row.mpIdentity = identity;
     const double waits[] = {2, 3, 1};
     const double runs[] = {3, 1, 2};
+    const EnumHostState states[] = {EnumHostState::Queued, EnumHostState::Delayed, EnumHostState::Running};
     for (std::size_t i = 0; i < 3; ++i)
     {
         rows[i].mWaiting = waits[i];
         rows[i].mRunning = runs[i];
+        rows[i].mState = states[i];
         rows[i].mSince = static_cast<QORMonitorTime>(10 * runs[i]);
         rows[i].mStep = static_cast<int>(waits[i]);
         rows[i].mStatus = static_cast<int>(runs[i]);
@@ -294,11 +302,12 @@ TEST(MonitorQuery, SortsByTimes)
     EXPECT_EQ(order(EnumMonitorSort::Since), "021") << "the one that came last";
     EXPECT_EQ(order(EnumMonitorSort::Step), "201");
     EXPECT_EQ(order(EnumMonitorSort::Status), "120");
+    EXPECT_EQ(order(EnumMonitorSort::Urgency), "210");
     identity->mCreated = 1;
     std::vector<const QORMonitorRow*> all{rows.data()};
-    EXPECT_EQ(QORMONITOR::Select({.mOlder = 7s}, 7'000'000, all), 0U);
+    EXPECT_EQ(QORMONITOR::Select({.mOlder = 1ms}, 1'000, all), 0U);
     all = {rows.data()};
-    EXPECT_EQ(QORMONITOR::Select({.mOlder = 7s}, 7'000'001, all), 1U);
+    EXPECT_EQ(QORMONITOR::Select({.mOlder = 1ms}, 1'001, all), 1U);
 }
 
 TEST(MonitorQuery, IsReadPartByPart)
@@ -345,7 +354,7 @@ TEST(MonitorQuery, FindsATextThatAlmostRepeatsItself)
         return QORMONITOR::Select({.mSearch = iSearch}, 0, rows) == 1;
     };
     EXPECT_TRUE(finds("abaABABc", "ababc"));
-    EXPECT_TRUE(finds("aab", "AB"));
+    EXPECT_TRUE(finds("aaz", "AZ"));
     EXPECT_FALSE(finds("ababab", "abac"));
     EXPECT_FALSE(finds("ab", "abc"));
     const std::string almost(1'000'000, 'a');

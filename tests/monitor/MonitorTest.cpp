@@ -164,6 +164,7 @@ TEST_F(Monitored, FindsSortsAndPagesWhatIsAskedFor)
         {{.mSearch = "ANNA"}, {7, 6}, 2},
         {{.mSearch = "<REGION"}, {7, 3, 6, 5, 2}, 5},
         {{.mSearch = "luck"}, {3}, 1},
+        {{.mSearch = "PROJECT"}, {7, 3, 6, 5, 2}, 5},
         {{.mSearch = "7"}, {7}, 1},
         {{.mbOpen = false}, {3, 2}, 2},
         {{.mbEnded = false}, {7, 6, 5}, 3},

@@ -33,7 +33,7 @@ TEST(Utf8, ShowsWhatCanBeShownAndReplacesTheRest)
         {"\xED\xA0\x80", cBad + cBad + cBad},            // half a pair
         {"\xED\xBF\xBF", cBad + cBad + cBad},            // the other half
         {"\xF4\x90\x80\x80", cBad + cBad + cBad + cBad}, // beyond the last character
-        {"\xF8\x88\x80\x80\x80", cBad + cBad + cBad + cBad + cBad},
+        {"\xF8\xA0\x80\x80\x80", cBad + cBad + cBad + cBad + cBad},
         {"\xFC\x83\x87\xB8", cBad + cBad + cBad + cBad}, // a first byte that no character has
         {"\xE2\x82z\xE2\x82", cBad + cBad + "z" + cBad + cBad},
         {"\xF3\xA0\x81\xA1", cBad}, // a tag
