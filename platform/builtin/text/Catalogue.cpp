@@ -25,11 +25,11 @@ const Entry* FindFor(unsigned iLanguageId, Match iMatch) noexcept
     struct Choice
     {
         unsigned mLanguageId;
-        unsigned mBits; // those that count
+        unsigned mBits; // those that count; with none any language will do
     };
     constexpr unsigned cAll = 0xFFFF;
     for (const Choice choice : {Choice{iLanguageId, cAll}, Choice{iLanguageId, cPrimaryLanguage},
-                                Choice{GetLanguages().front().mLanguageId, cAll}, Choice{0, 0}})
+                                Choice{GetLanguages().front().mLanguageId, cAll}, Choice{}})
     {
         const Entry* const entry = FindInAny([&](const Language& iLanguage) {
             const bool bChosen = ((iLanguage.mLanguageId ^ choice.mLanguageId) & choice.mBits) == 0;
