@@ -10,8 +10,10 @@
 #include <boost/beast/http/status.hpp>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 #include <utility>
@@ -47,11 +49,9 @@ void AddLine(std::string& ioHead, std::string_view iName, std::string_view iValu
 {
     const std::size_t begin = ioHead.size();
     ioHead.append(iName).append(": ").append(iValue);
-    for (std::size_t index = begin; index < ioHead.size(); ++index)
-    {
-        if (static_cast<unsigned char>(ioHead[index]) < 0x20)
-            ioHead[index] = ' ';
-    }
+    std::replace_if(
+        ioHead.begin() + static_cast<std::ptrdiff_t>(begin), ioHead.end(),
+        [](unsigned char iByte) { return iByte < ' '; }, ' ');
     ioHead += "\r\n";
 }
 

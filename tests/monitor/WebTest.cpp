@@ -150,15 +150,15 @@ TEST_F(Web, AnswersPipelinedRequestsInTheirOrder)
     Start();
     RawClient client = Connect(cLater + "HEAD /x HTTP/1.1\r\nHost: localhost\r\n\r\n" + cLater + cGet +
                                "GET /last HTTP/1.0\r\n\r\nGET /never HTTP/1.1\r\nHost: localhost\r\n\r\n");
-    WaitForCall()->Answer({.mBody = "first"});
+    WaitForCall()->Answer({.mType = "a\r\nb", .mBody = "first"});
     WaitForCall()->Answer({.mBody = "again"}); // and dropped
     WaitForCall(1)->Answer({.mBody = "third"});
     const std::string all = client.ReadAll();
     EXPECT_TRUE(client.HasEnded());
     std::size_t place = 0;
-    for (const char* part :
-         {"Content-Length: 5", "\r\n\r\nfirstHTTP/1.1 200", "Content-Length: 8", "\r\n\r\nHTTP/1.1 200",
-          "\r\n\r\nthirdHTTP/1.1 200", "\r\n\r\nGET / HTTP/1.1 200", "Connection: close\r\n\r\nGET /last "})
+    for (const char* part : {"Content-Type: a  b\r\n", "Content-Length: 5", "\r\n\r\nfirstHTTP/1.1 200",
+                             "Content-Length: 8", "\r\n\r\nHTTP/1.1 200", "\r\n\r\nthirdHTTP/1.1 200",
+                             "\r\n\r\nGET / HTTP/1.1 200", "Connection: close\r\n\r\nGET /last "})
     {
         place = all.find(part, place);
         ASSERT_NE(place, std::string::npos) << part << " in " << all;
