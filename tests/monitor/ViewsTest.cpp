@@ -81,7 +81,8 @@ TEST(Views, WriteAJobAsItIsDescribed)
     job = write(MakeDetail(row), {}, 0x0410);
     EXPECT_EQ(job["errors"], Parse("[{'language': 'en', 'lines': ['first', 'second']}]"));
     EXPECT_TRUE(job["parent"].is_null());
-    job = write({.mRow = row}, {}, 0x0409);
+    job = write({.mRow = row, .mDump = std::string(256'001, 'x')}, {}, 0x0409);
+    EXPECT_EQ(job["dump"].get<std::string>().size(), 256'000u);
     for (const char* list : {"children", "todo", "finished", "visits", "items", "errors"})
         EXPECT_EQ(job[list], json::array()) << list;
     EXPECT_EQ(json::parse(QORMONITOR::MakeErrorJson("no \"such\" job")), Parse(R"({'error': 'no \'such\' job'})"));
