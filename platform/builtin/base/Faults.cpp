@@ -55,7 +55,8 @@ struct PlainAllocator
 using Addresses =
     std::unordered_set<const void*, std::hash<const void*>, std::equal_to<const void*>, PlainAllocator<const void*>>;
 
-// The blocks and not only their number: freeing a block from before the count would hide a leak.
+// The blocks and not only their number: freeing a block from before the count would hide a leak. Those of which a fault
+// alone takes note are cleared before the next count.
 struct Blocks
 {
     QSynch::Mutex<QSynch::LockLevelDiagnostics> mMutex;
@@ -77,8 +78,6 @@ void Set(EnumFault iFault, std::int64_t iNth, bool ibLasting) noexcept
     else
         Detail::gArmed.fetch_and(~BitOf(iFault));
 }
-
-bool IsCounting() noexcept { return (Detail::gArmed.load(std::memory_order_relaxed) & cCountingBit) != 0; }
 
 } // namespace
 
@@ -126,8 +125,6 @@ std::int64_t StopCountingBlocks() noexcept
 
 void NoteBlockTaken(const void* iBlock) noexcept
 {
-    if (!IsCounting())
-        return;
     Blocks& blocks = GetBlocks();
     const QSynch::MutexHold hold(blocks.mMutex);
     blocks.mTaken.insert(iBlock);
@@ -135,8 +132,6 @@ void NoteBlockTaken(const void* iBlock) noexcept
 
 void NoteBlockGoing(const void* iBlock) noexcept
 {
-    if (!IsCounting())
-        return;
     Blocks& blocks = GetBlocks();
     const QSynch::MutexHold hold(blocks.mMutex);
     blocks.mTaken.erase(iBlock);
