@@ -90,6 +90,8 @@ TEST(ErrorObjects, RefuseWhatTheyCantFill)
     void* other = info.Get();
     EXPECT_EQ(info->QueryInterface(IID_IMarshal, &other), E_NOINTERFACE);
     EXPECT_EQ(other, nullptr);
+    EXPECT_EQ(info->QueryInterface(IID_IUnknown, &other), S_OK);
+    info->Release();
     BSTR text = nullptr;
     EXPECT_EQ(info->GetSource(&text), S_OK);
     EXPECT_EQ(text, nullptr) << "one that was never set";
@@ -187,6 +189,9 @@ TEST(FreeThreadedMarshaler, HandsThePointerItselfToOtherThreads)
     EXPECT_EQ(marshal->UnmarshalInterface(nullptr, IID_IUnknown, &object), E_INVALIDARG);
     EXPECT_EQ(outer.mpMarshaler->QueryInterface(IID_IMarshal, nullptr), E_POINTER);
     EXPECT_EQ(outer.mpMarshaler->QueryInterface(IID_IErrorInfo, &object), E_NOINTERFACE);
+    EXPECT_EQ(outer.mpMarshaler->QueryInterface(IID_IUnknown, &object), S_OK);
+    EXPECT_EQ(object, outer.mpMarshaler);
+    EXPECT_EQ(outer.mpMarshaler->Release(), 1u);
     EXPECT_EQ(marshal->DisconnectObject(0), S_OK);
     marshal = {};
     EXPECT_EQ(outer.mpMarshaler->AddRef(), 2u);
