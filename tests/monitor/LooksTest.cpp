@@ -86,6 +86,7 @@ TEST_F(Listed, AreOthersAsSoonAsTheSourceIsAnother)
     EXPECT_EQ(mMonitor.List({}).mOpen, 1U);
     mMonitor.Forget();
     EXPECT_EQ(mMonitor.List({}).mOpen, 0U);
+    EXPECT_FALSE(mMonitor.Find(1));
     Watch(5ms);
     EXPECT_EQ(mMonitor.List({}).mOpen, 1U);
 }

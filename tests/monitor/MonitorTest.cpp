@@ -229,6 +229,12 @@ TEST_F(Monitored, TellsAllOfOneJob)
     EXPECT_EQ(mMonitor->FindWindow(1, QORMonitor::Now(), 2).size(), 2U);
     EXPECT_EQ(mMonitor->FindWindow(QORMonitor::Now(), QORMonitor::Now(), 10).size(), 3U) << "the open ones";
     EXPECT_TRUE(mMonitor->FindWindow(1, 2, 10).empty());
+    const auto isAtBothEnds = [&](std::size_t iPlace, QORMonitorTime iFrom) {
+        const QORMonitorIdentity& job = *window[iPlace].mRow.mpIdentity;
+        return mMonitor->FindWindow(iFrom, job.mCreated, 10).back().mRow.mpIdentity->mId == job.mId;
+    };
+    EXPECT_TRUE(isAtBothEnds(1, window[1].mRow.mEnded));
+    EXPECT_TRUE(isAtBothEnds(2, 1));
 }
 
 TEST_F(Monitored, GivesTheHandlesOfOpenJobsOnly)

@@ -160,6 +160,7 @@ TEST(Views, NameStatusesStatesAndTypes)
     for (const auto& [language, name] :
          {std::pair{0x0804U, "zh"}, {0x0C07U, "de"}, {0x0411U, "ja"}, {0x0401U, "0x0401"}})
         EXPECT_EQ(QORMONITOR::ToLanguageName(language), name);
+    EXPECT_EQ(QORMonitor::ToTime(QDataType::DateTime(46347.5)), cNoon);
     EXPECT_EQ(QORMONITOR::ToIso(0), "-");
     EXPECT_EQ(QORMONITOR::ToIso(951'782'400 * cSecond - 1), "2000-02-28T23:59:59.999999Z");
 }
