@@ -79,6 +79,15 @@ TEST(Buffer, ReusedForTheSameUseNeedsNoNewHeapBlock)
     }
 }
 
+TEST(Buffer, TakesLargerChunksFromTheHeapTheMoreItIsUsed)
+{
+    QBase::Buffer* const buffer = QBase::CreateBuffer(0, 2, 64, false);
+    Builtin::Faults::StartCountingBlocks();
+    UseAll(*buffer, {{64, 1}, {100, 1}, {20, 1}, {250, 1}, {6, 1}});
+    EXPECT_EQ(Builtin::Faults::StopCountingBlocks(), 3) << "of 64, 128 and 256 bytes";
+    buffer->Destroy();
+}
+
 TEST(Buffer, ServesThreadsThatTakeOfItAtOnce)
 {
     for (unsigned round = 0; round < 60; ++round)

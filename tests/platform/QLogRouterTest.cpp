@@ -1,5 +1,6 @@
 #include "platform/QLogRouter.h"
 
+#include "platform/builtin/base/CountedObject.h"
 #include "platform/builtin/message/MessageBlocks.h"
 #include "tests/support/Messages.h"
 
@@ -56,6 +57,21 @@ std::string ErrorsOf(const PtrI<CKDXServerMessage>& iMessage, unsigned iLocale =
     return QBase::WideCharToUTF8(text);
 }
 
+/// Tells of bytes that it doesn't give.
+class Liar final : public Builtin::CountedObject<ICKDXReadBlockStream, IID_ICKDXReadBlockStream>
+{
+public:
+    explicit Liar(HRESULT iCode) : mCode(iCode) {}
+    HRESULT QORJOB_STDCALL Read(void*, DWORD, DWORD* oRead) override { return *oRead = 0, mCode; }
+    HRESULT QORJOB_STDCALL GetPosition(std::uint64_t* oPosition, std::uint64_t* oSize) override
+    {
+        return *oPosition = 0, *oSize = 100, S_OK;
+    }
+
+private:
+    const HRESULT mCode;
+};
+
 /// Three entries, one of them with much in it.
 Bytes SomeBlocks()
 {
@@ -104,6 +120,12 @@ TEST(Unpackers, TellEmptyOnesFromEntries)
     }
     EXPECT_EQ(QORMessageUnpacker::Create(stream.Get(), cEnglish, entry), E_INVALIDARG); // there is no more
 
+    for (const HRESULT code : {S_OK, E_HANDLE})
+    {
+        stream = PtrI<ICKDXReadBlockStream>::Adopt(new Liar(code));
+        EXPECT_EQ(QORMessageUnpacker::Create(stream.Get(), cEnglish, entry), code == S_OK ? E_INVALIDARG : code);
+        EXPECT_EQ(Builtin::MessageBlocks::ReadRest(*stream.Get(), bytes), code == S_OK ? E_INVALIDARG : code);
+    }
     stream = StreamOf({});
     ASSERT_EQ(QORMessageUnpacker::Create(stream.Get(), cEnglish, entry), S_OK);
     EXPECT_TRUE(entry->IsMessageEmpty());
