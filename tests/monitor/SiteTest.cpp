@@ -239,6 +239,7 @@ TEST_F(Site, CommandsJobs)
     };
     EXPECT_EQ(post("/jobs/7/resume"), "409 not possible");
     EXPECT_EQ(post("/jobs/7/time", R"({"seconds": 60.5})"), "200 done");
+    EXPECT_EQ(post("/jobs/7/time", R"({"seconds": 1000000000})"), "200 done");
     EXPECT_EQ(post("/jobs/7/time", R"({"seconds": null})"), "200 done");
     EXPECT_EQ(post("/jobs/7/pause"), "200 done");
     mGoOn.Open();

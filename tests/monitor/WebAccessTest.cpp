@@ -102,8 +102,9 @@ TEST(WebAccess, WithoutATokenIsForThoseWhoCallByALoopbackName)
         EXPECT_TRUE(isServed("GET", {{"host", host}})) << host;
         EXPECT_TRUE(isServed("POST", {{"host", host}})) << host;
     }
-    for (const char* host : {"", "example", "localhost.example", "127.0.0.1.example", "localhost:80@example",
-                             "localhost, example", "10.0.0.1", "0.0.0.0", "::1", "[::1", "[::1]x", "[127.0.0.1]"})
+    for (const char* host :
+         {"", "example", "localhost.example", "127.0.0.1.example", "localhost:80@example", "localhost, example",
+          "10.0.0.1", "0.0.0.0", "::1", "[::1", "[::11", "[::1]x", "[127.0.0.1]"})
     {
         EXPECT_FALSE(isServed("GET", {{"host", host}})) << host;
         EXPECT_FALSE(isServed("POST", {{"host", host}, {"origin", std::string("http://") + host}})) << host;
