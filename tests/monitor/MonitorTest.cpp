@@ -221,20 +221,19 @@ TEST_F(Monitored, TellsAllOfOneJob)
     EXPECT_EQ(mMonitor->GetUnitName(9), "unit 9");
     EXPECT_EQ(mMonitor->GetStepName(cFirst), "begin");
 
-    const std::vector<QORMonitorDetail> window = mMonitor->FindWindow(1, QORMonitor::Now(), 10);
-    std::vector<int> ids;
-    for (const QORMonitorDetail& job : window)
-        ids.push_back(job.mRow.mpIdentity->mId);
-    EXPECT_EQ(ids, (std::vector<int>{3, 2, 7, 5, 6}));
-    EXPECT_EQ(mMonitor->FindWindow(1, QORMonitor::Now(), 2).size(), 2U);
-    EXPECT_EQ(mMonitor->FindWindow(QORMonitor::Now(), QORMonitor::Now(), 10).size(), 3U) << "the open ones";
-    EXPECT_TRUE(mMonitor->FindWindow(1, 2, 10).empty());
-    const auto isAtBothEnds = [&](std::size_t iPlace, QORMonitorTime iFrom) {
-        const QORMonitorIdentity& job = *window[iPlace].mRow.mpIdentity;
-        return mMonitor->FindWindow(iFrom, job.mCreated, 10).back().mRow.mpIdentity->mId == job.mId;
+    const auto idsIn = [&](QORMonitorTime iFrom, QORMonitorTime iTo, std::size_t iMost = 10) {
+        std::vector<int> ids;
+        for (const QORMonitorDetail& job : mMonitor->FindWindow(iFrom, iTo, iMost))
+            ids.push_back(job.mRow.mpIdentity->mId);
+        return ids;
     };
-    EXPECT_TRUE(isAtBothEnds(1, window[1].mRow.mEnded));
-    EXPECT_TRUE(isAtBothEnds(2, 1));
+    const QORMonitorTime now = QORMonitor::Now();
+    EXPECT_EQ(idsIn(1, now), (std::vector<int>{3, 2, 7, 5, 6}));
+    EXPECT_EQ(idsIn(1, now, 2), (std::vector<int>{2, 7})) << "what runs, and what ended last";
+    EXPECT_EQ(idsIn(now, now), (std::vector<int>{7, 5, 6})) << "the open ones";
+    EXPECT_EQ(idsIn(1, 2), (std::vector<int>{}));
+    EXPECT_EQ(idsIn(1, running->mRow.mpIdentity->mCreated).back(), 7) << "both ends belong to it";
+    EXPECT_EQ(idsIn(failed->mRow.mEnded, failed->mRow.mpIdentity->mCreated), (std::vector<int>{3}));
 }
 
 TEST_F(Monitored, GivesTheHandlesOfOpenJobsOnly)
@@ -326,6 +325,9 @@ TEST(Monitor, ShowsTheJobsOfAProgramWithoutAHost)
 {
     const QBase::PtrI<QORJob> first = MakeJob(1, {cFirst, StepCloseJob});
     const QBase::PtrI<QORJob> second = MakeJob(2, {StepCloseJob});
+    first->SetDescription(QBase::wstring(5'000, QORJOB_W('x')).c_str());
+    for (const int id : {2, 3})
+        EXPECT_EQ(first->SetJobData(new QORBinaryData(id, QBase::HeapAllocate(8), 5 + id)), S_OK);
     second->SetParentId(1);
     second->SetPUEnter(4, QORJOB_W(""), 0);
     QORMonitor monitor;
@@ -337,12 +339,19 @@ TEST(Monitor, ShowsTheJobsOfAProgramWithoutAHost)
                    .mUnits = {{.mId = 4, .mName = "four"}}});
     const QORMonitorPage page = monitor.List({});
     EXPECT_EQ(IdsOf(page.mRows), (std::vector<int>{1, 2}));
+    EXPECT_EQ(page.mRows[0].mpIdentity->mDescription.size(), 4'001u)
+        << "more than is shown, so that it is seen to be cut";
     EXPECT_EQ(page.mRows[0].mStep, cFirst);
     EXPECT_EQ(page.mRows[1].mUnit, 4);
     ASSERT_EQ(page.mUnits.size(), 1U);
     EXPECT_EQ(page.mUnits[0].mQueued, 1U);
     EXPECT_EQ(page.mUnits[0].mOldest, 2);
     EXPECT_EQ(IdsOf(monitor.FindChildren(1)), (std::vector<int>{2}));
+    std::vector<unsigned> items;
+    const QORMonitorDetail detail = monitor.Find(1).value();
+    for (const QORMonitorItem& item : detail.mItems)
+        items.insert(items.end(), {static_cast<unsigned>(item.mSlot), static_cast<unsigned>(item.mType), item.mSize});
+    EXPECT_EQ(items, (std::vector<unsigned>{2, 2, 7, 3, 3, 8}));
     ASSERT_TRUE(monitor.Find(2));
     EXPECT_EQ(monitor.Find(2)->mVisits.size(), 1U);
     monitor.AddEnded(*second.Get());

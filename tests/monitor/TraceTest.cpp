@@ -80,6 +80,10 @@ TEST(Trace, ShowsWhatLiesInTheWindow)
     const auto spans = Describe(MakeTrace({job}, cNoon + 5 * cSecond / 2, cNoon + 7 * cSecond / 2), "X");
     EXPECT_EQ(spans, (Texts{"workers of unit 2/worker 1: step 4 0.5-1.0", "jobs/job 7: job 7 0.0-1.0",
                             "jobs/job 7: queued: unit 2 0.0-0.5", "jobs/job 7: step 4 0.5-1.0"}));
+    EXPECT_EQ(Describe(MakeTrace({job}, cNoon + 2 * cSecond, cNoon + 3 * cSecond), "X"),
+              (Texts{"workers of unit 1/worker 1: step 3 0.0-0.0", "workers of unit 2/worker 1: step 4 1.0-1.0",
+                     "jobs/job 7: job 7 0.0-1.0", "jobs/job 7: queued: unit 2 0.0-0.0", "jobs/job 7: step 3 0.0-0.0",
+                     "jobs/job 7: step 4 1.0-1.0"}));
 }
 
 TEST(Trace, DrawsATimelineAsItIsDescribed)

@@ -233,6 +233,14 @@ TEST(Views, FitATableIntoTheTerminal)
     EXPECT_EQ(lastLine(3), "... and 12 more\n");
     EXPECT_EQ(lastLine(1), "... and 13 more\n");
     EXPECT_EQ(lastLine(0), "");
+    const std::string tail(40, 'x');
+    page = {.mTotal = 1, .mRows = {MakeRow(8, EnumHostState::Queued, JobReady, tail)}};
+    page.mRows[0].mSince = 0;
+    EXPECT_EQ(
+        QORMONITOR::MakeTable(MakeNames(tail), page, 94, 2),
+        "job  user              status  unit                  step                          since s  p\xE2\x80\xA6\n"
+        "  8  annaxxxxxxxxxxx\xE2\x80\xA6  Ready   unit 2xxxxxxxxxxxxx\xE2\x80\xA6  "
+        "step 4xxxxxxxxxxxxxxxxxxxxx\xE2\x80\xA6        -   \xE2\x80\xA6\n");
 }
 
 /// What the views make of jobs whose texts all end like that, but for the metrics, which show none of a job.
