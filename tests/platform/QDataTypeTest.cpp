@@ -1,6 +1,7 @@
 #include "platform/QDataType.h"
 
 #include "platform/ThreadTimes.h"
+#include "platform/builtin/Settings.h"
 #include "tests/support/Threads.h"
 
 #include <gtest/gtest.h>
@@ -110,4 +111,7 @@ TEST(ThreadTimes, GrowWithTheWorkOfTheirOwnThreadOnly)
         }
     });
     EXPECT_LT(read() - before, 500'000u);
+    Builtin::Settings::FailThreadTimes();
+    EXPECT_EQ(GetCurrentThreadTimes(&times, &times), 0);
+    Builtin::Settings::ReleaseThreadTimes();
 }
