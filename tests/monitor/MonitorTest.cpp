@@ -347,6 +347,7 @@ TEST(Monitor, ShowsTheJobsOfAProgramWithoutAHost)
     EXPECT_EQ(page.mUnits[0].mQueued, 1U);
     EXPECT_EQ(page.mUnits[0].mOldest, 2);
     EXPECT_EQ(IdsOf(monitor.FindChildren(1)), (std::vector<int>{2}));
+    EXPECT_TRUE(monitor.FindChildren(1, 0).empty());
     std::vector<unsigned> items;
     const QORMonitorDetail detail = monitor.Find(1).value();
     for (const QORMonitorItem& item : detail.mItems)

@@ -108,15 +108,16 @@ TEST(Unpackers, FindTheTextByCodeAndSource)
 TEST(Unpackers, TellEmptyOnesFromEntries)
 {
     Bytes bytes;
-    Builtin::MessageBlocks::AppendBlock(bytes, 1, {});
-    Builtin::MessageBlocks::AppendBlock(bytes, 0, Builtin::MessageBlocks::PackEntry(42, "last", {}));
+    Builtin::MessageBlocks::AppendBlock(bytes, 2, {});
+    Builtin::MessageBlocks::AppendBlock(bytes, 1, Builtin::MessageBlocks::PackEntry(42, "entry", {}));
+    Builtin::MessageBlocks::AppendBlock(bytes, 0, {});
     PtrI<ICKDXReadBlockStream> stream = StreamOf(bytes);
     std::unique_ptr<QORMessageUnpacker> entry;
-    for (const bool bEntry : {false, true})
+    for (const int follow : {2, 1, 0})
     {
         ASSERT_EQ(QORMessageUnpacker::Create(stream.Get(), cEnglish, entry), S_OK);
-        EXPECT_EQ(entry->IsMessageEmpty(), !bEntry);
-        EXPECT_EQ(entry->IsLastMessageInStream(), bEntry);
+        EXPECT_EQ(entry->IsMessageEmpty(), follow != 1);
+        EXPECT_EQ(entry->IsLastMessageInStream(), follow == 0);
     }
     EXPECT_EQ(QORMessageUnpacker::Create(stream.Get(), cEnglish, entry), E_INVALIDARG); // there is no more
 

@@ -105,6 +105,7 @@ TEST(Texts, RefuseABadCatalogueWholeAndSayWhere)
         {"language 0x0407\nbundle B\n\n# none\n", "4: a catalogue names its language and has entries."},
         {"bundle B\n0x1 ONE eins\n", "2: an entry stands below its language and its bundle."},
         {"language 0x0407\n0x1 ONE eins\n", "2: an entry stands below its language and its bundle."},
+        {"language 0xFFFF\n", "1: a catalogue names its language and has entries."},
         {"language 0x10000\n", "1: not a line of a catalogue: language 0x10000"},
         {"language 0x0\n", "1: not a line of a catalogue: language 0x0"},
         {"language 1031\n", "1: not a line of a catalogue: language 1031"},
