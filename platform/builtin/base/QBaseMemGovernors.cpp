@@ -5,8 +5,6 @@
 #include "platform/builtin/base/NeverDestroyed.h"
 #include "platform/builtin/base/UserCounts.h"
 
-#include <algorithm>
-
 namespace QBase
 {
 
@@ -41,11 +39,7 @@ void UnregisterMemGovernor(MemGovernorProxy& iProxy) noexcept
     Builtin::EventTrace::Note("QBase::UnregisterMemGovernor");
     MemGovernors& governors = GetMemGovernors();
     const QSynch::MutexHold hold(governors.mMutex);
-    const auto place = std::find(governors.mProxies.begin(), governors.mProxies.end(), &iProxy);
-    if (place == governors.mProxies.end())
-        return;
-    governors.mProxies.erase(place);
-    --Builtin::gMemGovernors;
+    Builtin::gMemGovernors -= static_cast<unsigned>(governors.mProxies.remove(&iProxy));
 }
 
 } // namespace QBase
