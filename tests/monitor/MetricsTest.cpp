@@ -31,6 +31,8 @@ std::map<std::string, std::string> Read(const QORMonitorFigures& iFigures, const
         {
             metric = line.substr(7, line.find(' ', 7) - 7);
             EXPECT_TRUE(metrics.insert(metric).second) << line;
+            const char first = line.at(8 + metric.size());
+            EXPECT_TRUE(first >= 'A' && first <= 'Z' && line.ends_with('.')) << "no sentence: " << line;
         }
         if (line.starts_with("# TYPE "))
         {
