@@ -281,7 +281,6 @@ void WebConnection::BeginExchange()
     ClearDeadline();
     mpExchange = std::make_shared<WebExchange>(mFront.GetIo(), weak_from_this(), mFront.GetConfig().mMostUnsentBytes);
     mFront.NoteRequest(*this);
-    mbChunked = false;
 }
 
 void WebConnection::WriteNext()
