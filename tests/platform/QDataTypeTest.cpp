@@ -22,6 +22,19 @@ namespace
 constexpr std::int64_t cSecond = 10'000'000;
 constexpr std::int64_t cDay = 24 * 3600 * cSecond;
 constexpr std::int64_t cLowest = std::numeric_limits<std::int64_t>::min();
+constexpr std::int64_t cHighest = std::numeric_limits<std::int64_t>::max();
+
+void SetZone(const char* iZone)
+{
+#if defined(_WIN32)
+    _putenv_s("TZ", iZone);
+    _tzset();
+#else
+    setenv("TZ", iZone, 1);
+    tzset();
+#endif
+}
+
 } // namespace
 
 TEST(DateTimes, ReadAsACalendar)
@@ -50,25 +63,24 @@ TEST(DateTimes, AreShownAsTextAndByTheLocalClock)
     const DateTime time = DateTime::FromTicks(46347 * cDay + 78 * 10'000 + 9'999);
     EXPECT_EQ(time.ToText(), QORJOB_W("2026-11-21 00:00:00.078"));
     EXPECT_EQ(DateTime::FromTicks(cLowest).ToText(), QORJOB_W("-27328-04-16 21:11:54.522"));
-    const auto expectFiveHoursLess = [](std::int64_t iDay) {
-        const std::int64_t ticks = iDay * cDay + (18 * 3600 + 23 * 60 + 45) * cSecond + 6;
-        EXPECT_EQ(DateTime::FromTicks(ticks).ToLocalTime().GetTicks(), ticks - 5 * 3600 * cSecond);
-    };
+    const auto expectShift = [](const char* iZone, std::int64_t iHours) {
+        SetZone(iZone);
 #if defined(_WIN32)
-    _putenv_s("TZ", "EST5");
-    _tzset();
-    expectFiveHoursLess(46347);
-    _putenv_s("TZ", "");
-    _tzset();
+        const std::int64_t days[] = {46347};
 #else
-    setenv("TZ", "EST5", 1);
-    tzset();
-    for (const std::int64_t day : {46347, -600 * 365, 600 * 365}) // before 1677 and behind 2262, too
-        expectFiveHoursLess(day);
-    unsetenv("TZ");
-    tzset();
+        const std::int64_t days[] = {46347, -600 * 365, 600 * 365}; // before 1677 and behind 2262, too
 #endif
-    EXPECT_EQ(DateTime::FromTicks(cLowest).ToLocalTime().GetTicks(), cLowest) << "nothing is five hours before it";
+        for (const std::int64_t day : days)
+        {
+            const std::int64_t ticks = day * cDay + (18 * 3600 + 23 * 60 + 45) * cSecond + 6;
+            EXPECT_EQ(DateTime::FromTicks(ticks).ToLocalTime().GetTicks(), ticks + iHours * 3600 * cSecond);
+        }
+        for (const std::int64_t same : {std::int64_t{0}, iHours < 0 ? cLowest : cHighest}) // no time, no room
+            EXPECT_EQ(DateTime::FromTicks(same).ToLocalTime().GetTicks(), same);
+    };
+    expectShift("EST5", -5);
+    expectShift("EST-5", 5);
+    SetZone("");
 }
 
 TEST(DateTimes, AreSavedAsALittleEndianNumber)
