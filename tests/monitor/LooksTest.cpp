@@ -91,6 +91,21 @@ TEST_F(Listed, AreOthersAsSoonAsTheSourceIsAnother)
     EXPECT_EQ(mMonitor.List({}).mOpen, 1U);
 }
 
+TEST_F(Listed, AreNotKeptByALookThatAForgottenSourceHasBegun)
+{
+    Add(1);
+    std::thread forgetting;
+    const auto list = [&] {
+        forgetting = std::thread([&] { mMonitor.Forget(); });
+        WaitWhile([&] { return mMonitor.GetUnitName(4) == "four"; });
+        return mJobs;
+    };
+    mMonitor.Watch({.mList = list, .mUnits = {{.mId = 4, .mName = "four"}}});
+    EXPECT_EQ(mMonitor.List({}).mOpen, 1U);
+    forgetting.join();
+    EXPECT_EQ(mMonitor.List({}).mOpen, 0U);
+}
+
 TEST_F(Listed, KeepTheirIdentitiesWhileOthersComeAndGo)
 {
     Add(1);
