@@ -93,8 +93,10 @@ TEST_F(Web, TakesRequestsByTheRules)
         {"GET /strange" + host + "\r\n", "500", "unknown failure"},
         {"GET /drop" + host + "\r\n", "500", "nobody has answered"},
     };
+    int handled = 0;
     for (const auto& [bytes, status, error] : cases)
     {
+        handled += *status == '2' ? 2 : *status == '5' ? 1 : 0;
         RawClient client = Connect(bytes);
         EXPECT_EQ(client.ReadUntil("\r\n").substr(0, 12), std::string("HTTP/1.1 ") + status) << bytes.substr(0, 200);
         if (*error != 0)
@@ -107,6 +109,7 @@ TEST_F(Web, TakesRequestsByTheRules)
         EXPECT_EQ(GetStatus(bytes, true), "HTTP/1.1 200") << "of a client that sends no more: " << bytes.substr(0, 200);
         EXPECT_EQ(GetStatus(bytes.substr(0, bytes.size() - 1), true), "") << "a half of: " << bytes.substr(0, 200);
     }
+    EXPECT_EQ(mHandled, handled) << "none that was refused";
     EXPECT_EQ(Body(Connect("GET /throw HTTP/1.0\r\n\r\n").ReadAll()), R"({"error":"no \"luck\""})");
 }
 

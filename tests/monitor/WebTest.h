@@ -57,6 +57,7 @@ protected:
 
     void Handle(const QORWebRequest& iRequest, Call iCall)
     {
+        ++mHandled;
         if (iRequest.mPath == "/throw")
             throw std::runtime_error("no \"luck\"");
         if (iRequest.mPath == "/strange")
@@ -115,6 +116,7 @@ protected:
 
     std::unique_ptr<QORWebServer> mpServer;
     std::atomic<int> mGone{0};
+    std::atomic<int> mHandled{0};
     std::mutex mMutex;
     std::vector<Call> mCalls;
 };
