@@ -15,6 +15,11 @@
 
 #include <gtest/gtest.h>
 
+#if defined(__linux__)
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -228,6 +233,24 @@ TEST_F(Log, SaysOnceWhatIsWrongWithItsSettings)
     EXPECT_EQ(ErrorsWith("all", "/dev/full"), "The log file /dev/full can't be written any more.\n");
 #endif
 }
+
+#if defined(__linux__)
+TEST_F(Log, DoesNotMakeItsFileAStandardStreamThatIsClosed)
+{
+    for (const int stream : {0, 1, 2})
+    {
+        const int saved = ::dup(stream);
+        ::close(stream);
+        const int sink = Builtin::LogSinks::AddFileSink(mPath);
+        struct stat opened = {};
+        ::fstat(stream, &opened);
+        ::dup2(saved, stream);
+        ::close(saved);
+        Builtin::LogSinks::RemoveSink(sink);
+        EXPECT_TRUE(S_ISCHR(opened.st_mode)) << stream << " should be /dev/null";
+    }
+}
+#endif
 
 TEST_F(Log, TakesItsRoutersAndItsFileFromTheEnvironment)
 {
