@@ -135,8 +135,9 @@ std::vector<Pulse> TakePulses()
 
 void Reset()
 {
-    for (int counter = 0; counter < cCounterCount; ++counter)
-        gCountersAtReset.mCounters[counter].store(SumCounter(counter), std::memory_order_relaxed);
+    int counter = 0;
+    for (std::atomic<std::int64_t>& atReset : gCountersAtReset.mCounters)
+        atReset.store(SumCounter(counter++), std::memory_order_relaxed);
     const unsigned profiles = gProfileCount.load(std::memory_order_acquire);
     for (unsigned index = 0; index < profiles; ++index)
     {
