@@ -281,7 +281,7 @@ TEST(MonitorHistory, CountsWhateverAJobHas)
         job.mRow.mpIdentity = identity;
         const std::size_t before = QORMONITOR::SizeOf(job);
         change(*identity, job, text);
-        EXPECT_NEAR(static_cast<double>(QORMONITOR::SizeOf(job) - before), cMuch, cMuch / 2);
+        EXPECT_NEAR(static_cast<double>(QORMONITOR::SizeOf(job) - before), cMuch, 5'000);
     }
 }
 

@@ -325,7 +325,7 @@ TEST(Monitor, ShowsTheJobsOfAProgramWithoutAHost)
 {
     const QBase::PtrI<QORJob> first = MakeJob(1, {cFirst, StepCloseJob});
     const QBase::PtrI<QORJob> second = MakeJob(2, {StepCloseJob});
-    first->SetDescription(QBase::wstring(5'000, QORJOB_W('x')).c_str());
+    first->SetDescription(QBase::wstring(5'000, QORJOB_W('x')));
     for (const int id : {2, 3})
         EXPECT_EQ(first->SetJobData(new QORBinaryData(id, QBase::HeapAllocate(8), 5 + id)), S_OK);
     second->SetParentId(1);
