@@ -77,6 +77,20 @@ TEST_F(Listed, AreLookedAtNoMoreThanAFiftiethOfTheTime)
         mMonitor.List({});
         return mLooks < 2;
     });
+    // If it fails, what has been seen stays until it is old.
+    mbFails = true;
+    const auto seen = std::chrono::steady_clock::now();
+    try
+    {
+        WaitWhile([&] {
+            mMonitor.List({});
+            return mLooks < 4;
+        });
+    }
+    catch (const std::runtime_error&)
+    {
+        EXPECT_GT(std::chrono::steady_clock::now() - seen, 1s);
+    }
 }
 
 TEST_F(Listed, AreOthersAsSoonAsTheSourceIsAnother)
@@ -138,6 +152,7 @@ TEST_F(Listed, AreFoundBeforeTheNextLook)
     EXPECT_TRUE(mMonitor.Find(2));
     EXPECT_FALSE(mMonitor.Find(3));
     mMonitor.AddEnded(*mJobs.front().mJob.Get());
+    const QBase::PtrI<QORJob> old = mJobs.front().mJob; // its place in memory isn't the next one's
     mJobs.erase(mJobs.begin());
     Add(1);
     const auto newest = mMonitor.Find(1);

@@ -330,6 +330,7 @@ TEST(Monitor, ShowsTheJobsOfAProgramWithoutAHost)
         EXPECT_EQ(first->SetJobData(new QORBinaryData(id, QBase::HeapAllocate(8), 5 + id)), S_OK);
     second->SetParentId(1);
     second->SetPUEnter(4, QORJOB_W(""), 0);
+    second->SetPUExit(4, QORJOB_W(""));
     QORMonitor monitor;
     monitor.Watch({.mList =
                        [&] {
@@ -355,6 +356,7 @@ TEST(Monitor, ShowsTheJobsOfAProgramWithoutAHost)
     EXPECT_EQ(items, (std::vector<unsigned>{2, 2, 7, 3, 3, 8}));
     ASSERT_TRUE(monitor.Find(2));
     EXPECT_EQ(monitor.Find(2)->mVisits.size(), 1U);
+    EXPECT_NE(monitor.Find(2)->mVisits[0].mExit, 0);
     monitor.AddEnded(*second.Get());
     monitor.Forget();
     EXPECT_EQ(IdsOf(monitor.List({}).mRows), (std::vector<int>{2}));

@@ -292,6 +292,8 @@ TEST_F(Site, SendsEventsWhenSomethingHasChanged)
     EXPECT_TRUE(mSite.Handle({"GET", "/events", {{"limit", "x"}}, {}, ""}, refused));
     EXPECT_FALSE(mSite.Handle({"GET", "/other", {}, {}, ""}, refused));
     EXPECT_EQ(refused->mAnswer.mStatus, 400U);
+    EXPECT_TRUE(mSite.Handle({"GET", "/page.js", {}, {}, ""}, refused));
+    EXPECT_EQ(refused->mAnswer.mStatus, 200U);
     EXPECT_EQ(call->mAnswer.mType, "text/event-stream; charset=utf-8");
     const auto stateIn = [&](std::size_t iPart) {
         const std::string& part = call->mParts.at(iPart);
