@@ -4,6 +4,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace
@@ -77,6 +78,7 @@ TEST(WebTarget, IsRefusedIfItMightBeReadInTwoWays)
                                      "/\xFF",
                                      names.c_str()})
         EXPECT_FALSE(request.SetTarget(target)) << target;
+    EXPECT_FALSE(request.SetTarget(std::string_view("/%41", 3)));
     EXPECT_EQ(request.mPath, "/before");
     EXPECT_EQ(request.mQuery, (Texts{{"a", "b"}}));
     EXPECT_TRUE(request.SetTarget(names.substr(0, names.size() - 3)));

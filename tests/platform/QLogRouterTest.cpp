@@ -1,5 +1,6 @@
 #include "platform/QLogRouter.h"
 
+#include "platform/builtin/Texts.h"
 #include "platform/builtin/base/CountedObject.h"
 #include "platform/builtin/message/MessageBlocks.h"
 #include "tests/support/Messages.h"
@@ -86,10 +87,15 @@ Bytes SomeBlocks()
 
 TEST(Unpackers, FindTheTextByCodeAndSource)
 {
+    [[maybe_unused]] static const bool bOnce = [] { // the test may be repeated
+        Builtin::Texts::Add("language 0x0409\nbundle Unpackers\n0x8004FE0F ABORTED Ours.", "English");
+        return true;
+    }();
     const std::tuple<const QBase::WCHAR*, unsigned, const char*> rows[] = {
         {QORJOB_W("Kernel"), 0x8000FE24, "Job 7 needs more memory than its limit of seven MB allows."},
         {QORJOB_W("Kernel"), 0x8004FE0F, "The task was aborted."}, // another bundle's
-        {QORJOB_W("Rows of %2: %1"), 42, "Rows of seven: 7"},      // the source is the template
+        {QORJOB_W("Unpackers"), 0x8004FE0F, "Ours."},
+        {QORJOB_W("Rows of %2: %1"), 42, "Rows of seven: 7"}, // the source is the template
         {QORJOB_W("Kernel"), 0x80041234, "-?- 0x80041234: 7, seven"},
         {QORJOB_W(""), 42, "-?- 0x0000002A: 7, seven"},
     };
