@@ -100,8 +100,8 @@ Cells ToVisits(const Names& iNames, const QORMonitorDetail& iJob)
 {
     Cells visits;
     for (const QORMonitorVisit& visit : iJob.mVisits)
-        visits.push_back({ToUnit(iNames, visit.mUnit, visit.mUnit >= 0), ToReadable(visit.mEnter),
-                          ToReadable(visit.mStart), ToReadable(visit.mExit), ToDuration(visit.mEnter, visit.mStart)});
+        visits.push_back({ToUnit(iNames, visit.mUnit, true), ToReadable(visit.mEnter), ToReadable(visit.mStart),
+                          ToReadable(visit.mExit), ToDuration(visit.mEnter, visit.mStart)});
     return visits;
 }
 
