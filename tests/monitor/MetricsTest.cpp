@@ -119,6 +119,7 @@ TEST(Metrics, ShowTheLibrarysCounters)
     Builtin::PerfReadings::Reset();
     const int cOwn = 60;
     Builtin::PerfReadings::NameCounter(cOwn, "cache \"hits\"\\");
+    Builtin::PerfReadings::NameCounter(CounterReportsOpen, "the library's");
     int value = 1'000;
     for (const QORJOB::CounterName& counter : QORJOB::cCounterNames)
         QPerfMon::GetPerformanceMonitor()->Add(counter.mId, ++value);
@@ -161,6 +162,8 @@ TEST(Metrics, ShowTheLibrarysCounters)
             << name;
     }
     EXPECT_EQ(samples.at(R"(qorjob_server_reading{id="60",name="cache \"hits\"\\"})"), "-3");
+    EXPECT_FALSE(samples.contains(R"(qorjob_server_reading{id=")" + std::to_string(CounterReportsOpen) +
+                                  R"(",name="the library's"})"));
     EXPECT_EQ(samples.at("qorjob_jobs_alive"), "0");
     EXPECT_EQ(samples.at(R"(qorjob_profile_runs_total{profile="two lines"})"), "5") << "of two that are shown alike";
     EXPECT_EQ(samples.at(R"(qorjob_profile_seconds_total{profile="two lines"})"), "1.75");
