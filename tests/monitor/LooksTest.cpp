@@ -266,7 +266,7 @@ TEST(MonitorHistory, KeepsTheNewestOfANumberAndCountsItsBytes)
     EXPECT_EQ(history.Get(1, since).front()->mRow.mpIdentity->mId, 3);
     EXPECT_EQ(since, 3U) << "one of which isn't kept";
 
-    History small(10, one + one / 2);
+    History small(10, one); // exactly
     for (int id = 0; id < 5; ++id)
         small.Add(MakeEnded(id), 0);
     EXPECT_EQ(small.GetFigures().mKept, 1U);
