@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <string_view>
 #include <utility>
 
 using QLog::Format::Dec;
@@ -45,4 +46,5 @@ TEST(Messages, FillTheirTemplate)
         formatter << argument;
     for (const auto& [pattern, text] : cRows)
         EXPECT_EQ(formatter.Format(pattern), text);
+    EXPECT_EQ(formatter.Format(std::string_view("%12", 2)), "a");
 }
