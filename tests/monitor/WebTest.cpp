@@ -497,7 +497,7 @@ TEST_F(Web, RefusesToListenWhereItWouldBeUnsafe)
 
     Start({.mAddress = "0.0.0.0", .mAccess = {.mToken = token}});
     const std::string get = "GET /jobs HTTP/1.1\r\nHost: example\r\n";
-    RawClient client = Connect(get + "\r\n" + get + "Authorization: Bearer " + token + "\r\n\r\n");
+    RawClient client = Connect(get + "\r\n" + get + "AUTHORIZATION: Bearer " + token + "\r\n\r\n");
     EXPECT_NE(client.ReadUntil("}").find("\r\nWWW-Authenticate: Bearer\r\n"), std::string::npos);
     EXPECT_EQ(Body(client.ReadUntil("jobs ")), "GET /jobs ");
 }
