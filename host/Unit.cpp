@@ -40,18 +40,17 @@ void Unit::Refill()
 /// The server's way to start threads is called without the lock; so the thread waits until it is known here.
 void Unit::AddWorker()
 {
-    std::list<std::shared_ptr<Worker>> added{std::make_shared<Worker>()};
-    Worker& worker = *added.front();
-    std::thread thread =
-        mCore.StartThread([core = mCore.shared_from_this(), this, worker = added.front()] { Run(*worker); });
+    const auto worker = std::make_shared<Worker>();
+    std::list<std::shared_ptr<Worker>> added{worker};
+    std::thread thread = mCore.StartThread([core = mCore.shared_from_this(), this, worker] { Run(*worker); });
     {
         const std::lock_guard hold(mMutex);
-        worker.mbGivenUp = mbClosed; // nobody would join it
+        worker->mbGivenUp = mbClosed; // nobody would join it
         if (mbClosed)
             thread.detach();
         else
         {
-            worker.mThread = std::move(thread);
+            worker->mThread = std::move(thread);
             mWorkers.splice(mWorkers.end(), added);
         }
     }
@@ -75,7 +74,7 @@ void Unit::Run(Worker& ioWorker)
     {
         if (const std::shared_ptr<Record> record = Take(cNever, wakes))
             mCore.Drive(record, *this, &ioWorker);
-        else if (IsOver())
+        else if (IsClosed()) // then nothing is queued any more
             break;
         else
             wakes = CountWakes();
@@ -89,12 +88,6 @@ bool Unit::IsClosed() const
 {
     const std::lock_guard hold(mMutex);
     return mbClosed;
-}
-
-bool Unit::IsOver() const
-{
-    const std::lock_guard hold(mMutex);
-    return mbClosed && mQueue.empty();
 }
 
 /// Between the queue and what a user has parked.

@@ -68,7 +68,6 @@ public:
 private:
     void AddWorker();
     void Run(Worker& ioWorker);
-    bool IsOver() const;
     static void Move(Record& ioRecord, Tickets& ioTo);
     void Unpark(const Record& iRecord);
 
