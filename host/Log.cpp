@@ -7,12 +7,17 @@
 namespace QORHOST
 {
 
-Log::Log()
+namespace
 {
-    constexpr int cRouterLocks = 0; // the category is for diagnostics
-    constexpr const char* cNames[] = {"Error", "Warning", "Info"};
-    for (std::size_t i = 0; i < std::size(cNames); ++i)
-        mRouters[i] = QLog::CreateRouter("Host", cNames[i], cRouterLocks);
+
+constexpr int cRouterLocks = 0; // the category is for diagnostics
+
+} // namespace
+
+Log::Log()
+    : mRouters{QLog::CreateRouter("Host", "Error", cRouterLocks), QLog::CreateRouter("Host", "Warning", cRouterLocks),
+               QLog::CreateRouter("Host", "Info", cRouterLocks)}
+{
 }
 
 std::string Log::Show(const std::exception_ptr& iFailure) { return ReasonOf(iFailure); }

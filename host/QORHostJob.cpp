@@ -66,7 +66,8 @@ QORHostLook QORHostJob::GetLook() const
     QORHostLook look;
     const std::lock_guard hold(mpRecord->mMutex);
     look.mState = mpRecord->mState;
-    look.mUnit = mpRecord->mpUnit != nullptr ? mpRecord->mpUnit->GetPlan().mId : 0;
+    if (mpRecord->mpUnit != nullptr)
+        look.mUnit = mpRecord->mpUnit->GetPlan().mId;
     look.mStepId = mpRecord->mStatisticsStep;
     look.mProgress = mpRecord->mProgress;
     look.mSince = mpRecord->mSince;
