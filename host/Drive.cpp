@@ -4,6 +4,7 @@
 #include "host/Failure.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace QORHOST
@@ -334,10 +335,10 @@ bool Core::MayTryAgain(const Outcome& iOutcome, Record& ioRecord, const QORHostR
 {
     if (iOutcome.mKind != Outcome::EnumKind::TryAgain || IsStopping() || iRun.mAttempt >= iOutcome.mRetry.mMostTimes)
         return false;
-    double delay = static_cast<double>(iOutcome.mRetry.mDelay.count());
+    constexpr double cMost = 1e12; // beyond it Until says never
+    const double growth = std::min(std::pow(iOutcome.mRetry.mGrowth, ioRecord.mRetries), cMost);
+    const double delay = growth * static_cast<double>(iOutcome.mRetry.mDelay.count());
     const auto longest = static_cast<double>(iOutcome.mRetry.mLongestDelay.count());
-    for (unsigned i = 1; i < iRun.mAttempt && delay < longest; ++i)
-        delay *= iOutcome.mRetry.mGrowth;
     ioRecord.mRetries = iRun.mAttempt;
     constexpr double cMost = 1e12; // beyond it Until says never
     ioRecord.mRetryAt = Until(std::chrono::milliseconds(static_cast<std::int64_t>(std::min({delay, longest, cMost}))));
