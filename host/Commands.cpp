@@ -100,8 +100,8 @@ EnumHostAnswer Core::SetTimeLeft(Hold& ioHold, std::chrono::milliseconds iTime)
         return EnumHostAnswer::TooLate;
     const Moment now = Clock::now();
     QDataType::DateTime creation;
-    mTimers.Prepare(record);
-    Expect(record.mpJob->GetJobCreationTime(&creation), "GetJobCreationTime");
+    Timers::Prepare(record);
+    record.mpJob->GetJobCreationTime(&creation);
     const std::int64_t age = (QDataType::DateTime::NowUTC() - creation).GetTotalMilliseconds();
     const Moment end = After(iTime, now);
     const auto left = end == cNever ? std::chrono::milliseconds(UINT32_MAX) : iTime;

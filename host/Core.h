@@ -136,9 +136,6 @@ public:
     QORHostSubmission SubmitChild(const QORHostRun& iRun, QBase::PtrI<QORJob> iJob, QORHostSubmit iOptions);
     void CancelChildren(Record& ioParent);
 
-    /// The record's timer can be set from here on. Throws std::bad_alloc.
-    void PrepareTimer(Record& ioRecord) { mTimers.Prepare(ioRecord); }
-
     // --- Close.cpp ---
     bool Drain(Moment iUntil);
     std::vector<std::string> Stop(Moment iUntil);

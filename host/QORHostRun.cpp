@@ -140,7 +140,10 @@ void QORHostRun::ReturnMemory() noexcept
 
 void QORHostRun::TryAgain(const QORHostRetry& iRetry, const std::string& iReason)
 {
-    mCore.PrepareTimer(*mpRecord);
+    {
+        const std::lock_guard hold(mpRecord->mMutex);
+        Timers::Prepare(*mpRecord);
+    }
     throw RetryRequest{iRetry, MakeError(mCore.GetStepName(mStepId), mpRecord->mId, iReason)};
 }
 

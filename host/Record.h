@@ -113,8 +113,6 @@ struct Record : std::enable_shared_from_this<Record>
     Tickets* mpQueue = nullptr;                   ///< the unit's queue, or what its user has parked
     bool mbCounted = false;                       ///< among the running ones of its user
 
-    std::atomic<bool> mbTimer{false}; ///< its timer can be set; it stays so
-
     // --- Under the timers' mutex. ---
     Tickets::node_type mTimerNode; ///< empty while the timer is set, and where there never was one
     std::optional<Tickets::iterator> mTimerPlace;
@@ -146,7 +144,8 @@ struct Record : std::enable_shared_from_this<Record>
     bool mbSilent = false;           ///< a step that commits was given up: nobody else answers
     int mOwedStep = StepNoMore;      ///< a reporting step that the library has dropped with a step that was given up
 
-    Moment mEntered{}; ///< into the queue
+    bool mbTimer = false; ///< its timer can be set; it stays so
+    Moment mEntered{};    ///< into the queue
     Moment mLifeEnd = cNever;
     Moment mRetryAt = cNever; ///< while it is delayed
     unsigned mRetries = 0;    ///< runs of the current step that are to be followed by another one

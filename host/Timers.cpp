@@ -9,10 +9,7 @@ void Timers::Prepare(Record& ioRecord)
 {
     if (IsPrepared(ioRecord))
         return;
-    Tickets::node_type node = MakeNode(ioRecord);
-    const std::lock_guard hold(mMutex);
-    if (!ioRecord.mbTimer)
-        ioRecord.mTimerNode = std::move(node);
+    ioRecord.mTimerNode = MakeNode(ioRecord);
     ioRecord.mbTimer = true;
 }
 

@@ -20,9 +20,8 @@ namespace QORHOST
 class Timers
 {
 public:
-    /// Takes the memory that the record's timer will need.
-    void Prepare(Record& ioRecord);
-    /// Without the mutex: each step of each job asks.
+    /// Takes the memory that the record's timer will need. Under the record's lock.
+    static void Prepare(Record& ioRecord);
     static bool IsPrepared(const Record& iRecord) { return iRecord.mbTimer; }
     /// At that moment, or at the earlier one that is set.
     void Set(Record& ioRecord, Moment iWhen);
