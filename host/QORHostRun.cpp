@@ -69,7 +69,8 @@ QBase::PtrI<QORJobData> QORHostRun::FindItem(const QBase::WCHAR* iName) const
 {
     int id = -1;
     QORJobData* found = nullptr;
-    if (QORJobData::GetId(iName, &id) != S_OK || id < 0 || mpJob->GetJobData(id, &found) != S_OK)
+    QORJobData::GetId(iName, &id);
+    if (mpJob->GetJobData(id, &found) != S_OK)
         return {};
     return QBase::PtrI<QORJobData>::Adopt(found);
 }
@@ -100,7 +101,8 @@ std::string QORHostRun::GetText(const QBase::WCHAR* iName) const
 void QORHostRun::SetText(const QBase::WCHAR* iName, const std::string& iText)
 {
     int id = -1;
-    if (QORJobData::GetId(iName, &id) != S_OK || id < 0)
+    QORJobData::GetId(iName, &id);
+    if (id < 0)
         Refuse("no data item has the name \"" + QBase::WideCharToUTF8(iName) + "\"");
     const QBase::PtrI<QORStringData> item(
         new QORStringData(id, QBase::UTF8ToWideChar(iText).c_str(), QORStringData::COPY_STRING));
