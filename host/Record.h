@@ -32,11 +32,19 @@ using Moment = Clock::time_point;
 
 inline constexpr Moment cNever = Moment::max();
 
+inline bool IsLimit(std::chrono::milliseconds iLimit) { return iLimit.count() > 0; }
+
+/// Its own, or the host's for one that says nothing of its own.
+inline std::chrono::milliseconds LimitOf(std::chrono::milliseconds iOwn, std::chrono::milliseconds iHosts)
+{
+    return IsLimit(iOwn) ? iOwn : iHosts;
+}
+
 /// From now on; never for a limit of 0 and for one that the clock doesn't reach.
 inline Moment After(std::chrono::milliseconds iLimit, Moment iFrom)
 {
     constexpr std::chrono::hours cLongest{24 * 365 * 100};
-    return iLimit.count() <= 0 || iLimit > cLongest ? cNever : iFrom + iLimit;
+    return !IsLimit(iLimit) || iLimit > cLongest ? cNever : iFrom + iLimit;
 }
 
 /// For waits, where a limit of 0 is no wait.

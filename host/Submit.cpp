@@ -55,9 +55,9 @@ void Core::AddStep(const QORHostStep& iStep)
     entry = iStep;
     entry.mName.swap(name);
     mStepUnits[static_cast<std::size_t>(iStep.mStepId)] = unit;
-    entry.mLongestRun = iStep.mLongestRun.count() > 0 ? iStep.mLongestRun : mConfig.mLongestRun;
-    entry.mLongestSilence = iStep.mLongestSilence.count() > 0 ? iStep.mLongestSilence : mConfig.mLongestSilence;
-    mbTimed = mbTimed || entry.mLongestRun.count() > 0 || entry.mLongestSilence.count() > 0;
+    entry.mLongestRun = LimitOf(iStep.mLongestRun, mConfig.mLongestRun);
+    entry.mLongestSilence = LimitOf(iStep.mLongestSilence, mConfig.mLongestSilence);
+    mbTimed = mbTimed || IsLimit(entry.mLongestRun) || IsLimit(entry.mLongestSilence);
 }
 
 /// Null for a step that no job can run. One that isn't in the table has the id 0.
@@ -101,12 +101,11 @@ std::shared_ptr<Record> Core::MakeRecord(QBase::PtrI<QORJob> iJob, QORHostSubmit
     Expect(record->mpJob->GetProcessContext(record->mpContext.Receive()), "GetProcessContext");
     record->mpCore = shared_from_this();
     record->mQueueNode = MakeNode(*record);
-    if (record->mOptions.mLongestWait.count() <= 0)
-        record->mOptions.mLongestWait = mConfig.mLongestWait;
-    if (record->mOptions.mLongestLife.count() <= 0)
-        record->mOptions.mLongestLife = mConfig.mLongestLife;
-    if (mbTimed || record->mOptions.mLongestWait.count() > 0 || record->mOptions.mLongestLife.count() > 0)
-        mTimers.Prepare(*record);
+    QORHostSubmit& options = record->mOptions;
+    options.mLongestWait = LimitOf(options.mLongestWait, mConfig.mLongestWait);
+    options.mLongestLife = LimitOf(options.mLongestLife, mConfig.mLongestLife);
+    if (mbTimed || IsLimit(options.mLongestWait) || IsLimit(options.mLongestLife))
+        Timers::Prepare(*record);
     return record;
 }
 
