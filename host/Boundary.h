@@ -27,6 +27,13 @@ inline void Expect(HRESULT iCode, const char* iOperation)
         ThrowCallError(iCode, iOperation);
 }
 
+/// For calls that can lack nothing else.
+inline void ExpectMemory(HRESULT iCode)
+{
+    if (FAILED(iCode)) [[unlikely]]
+        throw std::bad_alloc();
+}
+
 int StatusOf(const QORJob& iJob);
 
 /// The steps that are still run in a job that has failed or was cancelled, beside the closing one.
@@ -57,8 +64,7 @@ std::exception_ptr Catch(Body&& iBody) noexcept
     }
 }
 
-/// What the body gives; that there is no memory, where that is what it lacks. Calls of the library that fail while a
-/// job is submitted can lack nothing else.
+/// What the body gives; that there is no memory, where that is what it lacks.
 template <class Body>
 QORHostSubmission OrNoMemory(Body&& iBody)
 {
@@ -67,10 +73,6 @@ QORHostSubmission OrNoMemory(Body&& iBody)
         return iBody();
     }
     catch (const std::bad_alloc&)
-    {
-        return {EnumHostSubmit::NoMemory, {}};
-    }
-    catch (const CallError&)
     {
         return {EnumHostSubmit::NoMemory, {}};
     }

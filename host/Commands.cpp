@@ -40,7 +40,7 @@ EnumHostAnswer Core::Cancel(Hold& ioHold, const std::string& iReason)
     if (FAILED(record.mpJob->Cancel()) || StatusOf(*record.mpJob.Get()) != JobCancelled)
     {
         if (bMade)
-            Expect(record.mpJob->AddStep(close.release(), nullptr), "AddStep");
+            record.mpJob->AddStep(close.release(), nullptr); // in the place of the one that went
         return EnumHostAnswer::NotPossible;
     }
     record.mReason.swap(reason);
@@ -89,7 +89,7 @@ EnumHostAnswer Core::Resume(Hold& ioHold)
     if (record.mState == EnumHostState::Paused)
         Enter(ioHold);
     else
-        Expect(record.mpJob->SetStatus(cWaitingForChildren, nullptr), "SetStatus");
+        record.mpJob->SetStatus(cWaitingForChildren, nullptr);
     return EnumHostAnswer::Done;
 }
 
@@ -106,7 +106,7 @@ EnumHostAnswer Core::SetTimeLeft(Hold& ioHold, std::chrono::milliseconds iTime)
     const Moment end = After(iTime, now);
     const auto left = end == cNever ? std::chrono::milliseconds(UINT32_MAX) : iTime;
     const auto period = static_cast<unsigned>(std::clamp<std::int64_t>(age + left.count(), 0, UINT32_MAX));
-    Expect(record.mpJob->SetTimeOutPeriodInMilliseconds(period), "SetTimeOutPeriodInMilliseconds");
+    record.mpJob->SetTimeOutPeriodInMilliseconds(period);
     record.mLifeEnd = record.mGivenUntil = end;
     SetTimer(record);
     return EnumHostAnswer::Done;
@@ -117,7 +117,7 @@ EnumHostAnswer Core::SetPriority(Hold& ioHold, int iPriority)
     Record& record = ioHold.GetRecord();
     if (IsTooLate(record))
         return EnumHostAnswer::TooLate;
-    Expect(record.mpJob->SetPUPriority(iPriority), "SetPUPriority");
+    record.mpJob->SetPUPriority(iPriority);
     record.mPriority = iPriority;
     if (record.mState == EnumHostState::Queued && record.mpUnit != nullptr && record.mpUnit->Remove(record))
         record.mpUnit->Put(record, iPriority, false, record.mEntered);

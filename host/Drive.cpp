@@ -123,7 +123,7 @@ EnumLeave Core::DriveSteps(Hold& ioHold, QORHostRun& ioRun)
     if (!record.mbBroken)
     {
         job.DequeuePulse();
-        Expect(job.SetPUStart(ioRun.mUnit.GetPlan().mId), "SetPUStart");
+        job.SetPUStart(ioRun.mUnit.GetPlan().mId);
     }
     for (;;)
     {
@@ -305,9 +305,9 @@ void Core::FinishStep(const Outcome& iOutcome, Hold& ioHold, QORHostRun& ioRun)
     if (iOutcome.mKind == Done)
     {
         if (ioRun.mStepId == StepCloseJob && !bEnded)
-            Expect(job.SetStatus(JobCompleted, nullptr), "SetStatus");
+            job.SetStatus(JobCompleted, nullptr);
         else if (status == JobPausing)
-            Expect(job.SetStatus(JobExecuting, nullptr), "SetStatus"); // else the library would keep the step queued
+            job.SetStatus(JobExecuting, nullptr); // else the library would keep the step queued
     }
     else if (!bEnded)
     {
@@ -320,14 +320,14 @@ void Core::FinishStep(const Outcome& iOutcome, Hold& ioHold, QORHostRun& ioRun)
     }
     // Only a step that pauses stays queued when it is finished. Looking started, it has to be made anew.
     if (bStays && status != JobPausing)
-        Expect(job.SetStatus(JobPausing, nullptr), "SetStatus");
+        job.SetStatus(JobPausing, nullptr);
     Expect(job.SetStepFinish(ioRun.mStepId, ioRun.mUnit.GetPlan().mId, &ioRun.mTask), "SetStepFinish");
     if (!bStays)
         record.mRetries = 0;
     else
         Expect(job.RenewCurrentStep(), "RenewCurrentStep");
     if (bStays && status != JobPausing)
-        Expect(job.SetStatus(JobExecuting, nullptr), "SetStatus");
+        job.SetStatus(JobExecuting, nullptr);
 }
 
 /// Counts one more run of the step, and sets when.
@@ -340,7 +340,6 @@ bool Core::MayTryAgain(const Outcome& iOutcome, Record& ioRecord, const QORHostR
     const double delay = growth * static_cast<double>(iOutcome.mRetry.mDelay.count());
     const auto longest = static_cast<double>(iOutcome.mRetry.mLongestDelay.count());
     ioRecord.mRetries = iRun.mAttempt;
-    constexpr double cMost = 1e12; // beyond it Until says never
     ioRecord.mRetryAt = Until(std::chrono::milliseconds(static_cast<std::int64_t>(std::min({delay, longest, cMost}))));
     return true;
 }
@@ -350,7 +349,7 @@ void Core::GoOn(Record& ioRecord)
 {
     ioRecord.mbContextTold = false;
     ioRecord.mpJob->ResetStatusBeforeResumeExecution();
-    Expect(ioRecord.mpJob->SetRunning(true, nullptr), "SetRunning");
+    ioRecord.mpJob->SetRunning(true, nullptr);
 }
 
 /// For a thread whose step was given up; what it uses is its own.

@@ -53,7 +53,7 @@ void ThrowCallError(HRESULT iCode, const char* iOperation)
 int StatusOf(const QORJob& iJob)
 {
     int status = JobReady;
-    Expect(iJob.GetStatus(&status), "GetStatus");
+    iJob.GetStatus(&status);
     return status;
 }
 
@@ -129,7 +129,7 @@ bool Core::MakeWayForReport(Record& ioRecord)
     if (ioRecord.mState == EnumHostState::Running || FAILED(ioRecord.mpJob->GetCurrentStepId(&stepId, nullptr)) ||
         (stepId != StepCloseJob && stepId != StepNoMore))
         return false;
-    Expect(ioRecord.mpJob->RemoveStep(StepCloseJob), "RemoveStep");
+    ioRecord.mpJob->RemoveStep(StepCloseJob);
     return true;
 }
 

@@ -37,9 +37,9 @@ EnumHostSubmit Core::AddChild(Hold& ioHold, const QORHostRun& iRun, const std::s
         return EnumHostSubmit::Full;
     QORJob& job = *parent.mpJob.Get();
     std::list<std::shared_ptr<Record>> added{iChild};
-    Expect(iChild->mpJob->SetParentId(parent.mId, job.GetMemGovernor()), "SetParentId");
-    Expect(job.AddChild(iChild->mId), "AddChild");
-    Expect(job.IncrementRunningChildCount(nullptr), "IncrementRunningChildCount");
+    ExpectMemory(iChild->mpJob->SetParentId(parent.mId, job.GetMemGovernor()));
+    ExpectMemory(job.AddChild(iChild->mId));
+    job.IncrementRunningChildCount(nullptr);
     if (const auto failure = Catch([&] { Admit(iChild); }))
     {
         job.RemoveExecutingChild(iChild->mId);
@@ -88,7 +88,7 @@ void Core::EndChild(const std::shared_ptr<Record>& iChild)
     QORJob& job = *parent.mpJob.Get();
     const auto failure = Catch([&] {
         Expect(job.MarkChildComplete(child->mId), "MarkChildComplete");
-        Expect(job.DecrementRunningChildCount(nullptr), "DecrementRunningChildCount");
+        job.DecrementRunningChildCount(nullptr);
         if (child->mStatus != JobCompleted && parent.mOptions.mFamilyRule == EnumHostFamilyRule::FailWithFirst &&
             !IsStopping() && !IsTooLate(parent))
         {
@@ -101,7 +101,7 @@ void Core::EndChild(const std::shared_ptr<Record>& iChild)
         if (parent.mbPaused)
             parent.mState = EnumHostState::Paused;
         else if (!QORJOB::HasEnded(StatusOf(job)))
-            Expect(job.SetStatus(JobWaiting, nullptr), "SetStatus");
+            job.SetStatus(JobWaiting, nullptr);
     });
     if (failure != nullptr)
         Break(hold, failure);

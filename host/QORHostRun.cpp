@@ -67,7 +67,7 @@ bool QORHostRun::Report(int iPercent)
 
 QBase::PtrI<QORJobData> QORHostRun::FindItem(const QBase::WCHAR* iName) const
 {
-    int id = -1;
+    int id = -1; // which it stays for a name that isn't registered; no job has an item of that id
     QORJobData* found = nullptr;
     QORJobData::GetId(iName, &id);
     if (mpJob->GetJobData(id, &found) != S_OK)

@@ -98,7 +98,7 @@ std::shared_ptr<Record> Core::MakeRecord(QBase::PtrI<QORJob> iJob, QORHostSubmit
                                          std::shared_ptr<Record> iParent)
 {
     auto record = std::make_shared<Record>(std::move(iJob), std::move(iOptions), std::move(iParent));
-    Expect(record->mpJob->GetProcessContext(record->mpContext.Receive()), "GetProcessContext");
+    record->mpJob->GetProcessContext(record->mpContext.Receive());
     record->mpCore = shared_from_this();
     record->mQueueNode = MakeNode(*record);
     QORHostSubmit& options = record->mOptions;
@@ -115,7 +115,7 @@ EnumHostSubmit Core::Admit(const std::shared_ptr<Record>& iRecord)
     std::list<std::shared_ptr<Record>> added{iRecord};
     QBase::wstring user;
     if (mbUsersCount)
-        Expect(iRecord->mpJob->GetUser(user), "GetUser");
+        ExpectMemory(iRecord->mpJob->GetUser(user));
     std::unique_lock hold(mMutex);
     const bool bChild = iRecord->mpParent != nullptr; // it was counted by its document
     if (!bChild)
@@ -155,7 +155,7 @@ void Core::Begin(Hold& ioHold)
     Record& record = ioHold.GetRecord();
     record.mLifeEnd = After(record.mOptions.mLongestLife, Clock::now());
     const std::exception_ptr failure = Catch([&] {
-        Expect(record.mpJob->SetRunning(true, nullptr), "SetRunning");
+        record.mpJob->SetRunning(true, nullptr);
         if (record.mpContext) // it may have served another job
             Expect(record.mpContext->put_LongB(ICKDXProcessContext::cGoOn), "put_LongB");
         if (IsStopping())

@@ -124,7 +124,6 @@ void Core::StartTimes(Record& ioRecord)
     if (!Timers::IsPrepared(ioRecord))
         return;
     ioRecord.mStepStart = ioRecord.mSince;
-    ioRecord.mpRunning->mLastReport = 0;
     SetTimer(ioRecord);
 }
 
@@ -186,10 +185,10 @@ void Core::GoOnWithout(Hold& ioHold, QORHostRun& ioRun, const char* iWhy)
     job.SetRunAwayStatus();
     if (!QORJOB::HasEnded(StatusOf(job)))
         Fail(ioHold, MakeError(GetStepName(ioRun.mStepId), record.mId, iWhy));
-    Expect(job.SetRunning(true, nullptr), "SetRunning");
+    job.SetRunning(true, nullptr);
     // A reporting step needn't be the first in the list, which is all that the library looks at: it would run it again.
     if (IsReportingStep(ioRun.mStepId))
-        Expect(job.SetStepComplete(ioRun.mStepId), "SetStepComplete");
+        job.SetStepComplete(ioRun.mStepId);
     // Of a job that has lost a step the library keeps the sending of the error and the closing: what else reports is
     // the host's to run.
     const int next = NextStepOf(record);

@@ -24,7 +24,7 @@ void Core::Enter(Hold& ioHold)
         const int stepId = NextStepOf(record);
         unit = &UnitOf(stepId, *unit);
         bFirst = IsStopping() || QORJOB::HasEnded(StatusOf(job));
-        Expect(job.GetPUPriority(&record.mPriority), "GetPUPriority");
+        job.GetPUPriority(&record.mPriority);
         SetCurrentStep(record, stepId);
         Expect(job.SetPUEnter(unit->GetPlan().mId, QORJOB_W(""), 0), "SetPUEnter");
         job.EnqueuePulse();
@@ -47,15 +47,15 @@ Unit& Core::UnitOf(int iStepId, Unit& ioWhere) const
 
 void Core::SetCurrentStep(Record& ioRecord, int iStepId)
 {
-    if (std::exchange(ioRecord.mStatisticsStep, iStepId) != iStepId)
-        Expect(ioRecord.mpJob->SetCurrentStepForStatistics(iStepId), "SetCurrentStepForStatistics");
+    ioRecord.mStatisticsStep = iStepId;
+    ioRecord.mpJob->SetCurrentStepForStatistics(iStepId);
 }
 
 /// The job leaves the unit that has run it.
 void Core::Exit(Record& ioRecord)
 {
     ioRecord.mpUnit->Leave(ioRecord);
-    Expect(ioRecord.mpJob->SetPUExit(ioRecord.mpUnit->GetPlan().mId, QORJOB_W("")), "SetPUExit");
+    ioRecord.mpJob->SetPUExit(ioRecord.mpUnit->GetPlan().mId, QORJOB_W(""));
 }
 
 /// After a command or a failure: a job that no thread has goes on to what tells of it. Whoever has it sees for himself.
@@ -108,7 +108,7 @@ void Core::Rest(Hold& ioHold, EnumHostState iState)
     QORJob& job = *record.mpJob.Get();
     const int status = StatusOf(job);
     if (iState == EnumHostState::WaitingForChildren && !QORJOB::HasEnded(status))
-        Expect(job.SetStatus(cWaitingForChildren, nullptr), "SetStatus");
+        job.SetStatus(cWaitingForChildren, nullptr);
     if (iState == EnumHostState::Paused && !QORJOB::IsHeld(status))
         job.PauseCurrentStep(); // to be in a queue meanwhile was another status
     record.mState = iState;
@@ -127,11 +127,9 @@ void Core::StopWork(Hold& ioHold)
     record.mbPaused = false;
     record.mRetryAt = cNever;
     record.mReason = "the host was stopped";
-    Expect(job.SetStatus(JobStopped, nullptr), "SetStatus");
-    Expect(job.ClearTodoSteps(), "ClearTodoSteps");
-    // Without memory for it the job has nothing left to run, and ends as well.
-    if (auto* const close = new QORJobStep(StepCloseJob))
-        Expect(job.AddStep(close, nullptr), "AddStep");
+    job.SetStatus(JobStopped, nullptr);
+    job.ClearTodoSteps();
+    job.AddStep(new QORJobStep(StepCloseJob), nullptr); // without memory it has nothing left to run, and ends as well
 }
 
 /// The job has ended: once, by the thread that had it last.
@@ -215,7 +213,7 @@ void Core::KeepSnapshot(Record& ioRecord)
 {
     const std::exception_ptr failure = Catch([&] {
         auto snapshot = std::make_unique<QORJobInfo>();
-        Expect(ioRecord.mpJob->GetJobInfo(snapshot.get()), "GetJobInfo");
+        ExpectMemory(ioRecord.mpJob->GetJobInfo(snapshot.get()));
         ioRecord.mpSnapshot = std::move(snapshot);
     });
     ioRecord.mbSnapshotMissing = failure != nullptr;
