@@ -117,8 +117,6 @@ void Core::SetTimer(Record& ioRecord)
 
 void Core::StartTimes(Record& ioRecord)
 {
-    ioRecord.mpOverdue = nullptr;
-    ioRecord.mGraceEnd = cNever;
     ioRecord.mGivenUntil = {};
     ioRecord.mSince = Clock::now();
     if (!Timers::IsPrepared(ioRecord))
