@@ -17,6 +17,9 @@ thread_local const Own* tOwn = nullptr;
 
 bool HasWork(const QORHostStep& iStep) { return iStep.mStepId != StepNoMore; }
 
+/// A step that was begun looks so until it is made anew.
+void Renew(QORJob& ioJob) { Expect(ioJob.RenewCurrentStep(), "RenewCurrentStep"); }
+
 } // namespace
 
 Own::Own(const Core& iCore, const Record& iRecord) : mpCore(&iCore), mpRecord(&iRecord), mpBefore(tOwn) { tOwn = this; }
@@ -209,7 +212,7 @@ EnumLeave Core::ChooseStep(Hold& ioHold, QORHostRun& ioRun, const QORHostStep*& 
     if (ioRun.mbEndedBefore)
         record.mHandedStep = stepId;
     else
-        Expect(job.RenewCurrentStep(), "RenewCurrentStep");
+        Renew(job);
     oStep = nullptr;
     static_cast<void>(moves(stepId));
     return EnumLeave::Elsewhere;
@@ -325,7 +328,7 @@ void Core::FinishStep(const Outcome& iOutcome, Hold& ioHold, QORHostRun& ioRun)
     if (!bStays)
         record.mRetries = 0;
     else
-        Expect(job.RenewCurrentStep(), "RenewCurrentStep");
+        Renew(job);
     if (bStays && status != JobPausing)
         job.SetStatus(JobExecuting, nullptr);
 }
