@@ -108,11 +108,11 @@ class Logged
 public:
     Logged() : mSink(Builtin::LogSinks::AddSink([this](const auto& iLine) { mLines.Add(iLine.mText); }))
     {
-        Builtin::LogSinks::Enable("Host", "*", true);
+        Enable(true);
     }
     ~Logged()
     {
-        Builtin::LogSinks::Enable("Host", "*", false);
+        Enable(false);
         Builtin::LogSinks::RemoveSink(mSink);
     }
     Logged(const Logged&) = delete;
@@ -121,6 +121,12 @@ public:
     std::vector<std::string> Get() const { return mLines.Get(); }
 
 private:
+    static void Enable(bool ibOn)
+    {
+        for (const char* router : {"Error", "Warning", "Info"})
+            Builtin::LogSinks::Enable("Host", router, ibOn);
+    }
+
     Journal mLines;
     const int mSink;
 };

@@ -3,15 +3,18 @@
 
 #include <cstdlib>
 #include <new>
+#include <set>
 
 using namespace HostTest;
 
 namespace
 {
 
-// The n-th allocation of this thread fails, once: counted down to 0; below it none does.
+// The n-th allocation of this thread fails, once: counted down to 0; below it none does, and aside none is counted.
+constexpr std::int64_t cAside = -2;
 thread_local std::int64_t tAllocationsLeft = -1;
 std::atomic<std::int64_t> gBlocks{0};
+std::set<std::string> gLines; // that the host has logged
 
 } // namespace
 
@@ -21,14 +24,13 @@ void* operator new(std::size_t iBytes)
         tAllocationsLeft >= 0 && tAllocationsLeft-- == 0 ? nullptr : std::malloc(iBytes == 0 ? 1 : iBytes);
     if (memory == nullptr)
         throw std::bad_alloc();
-    ++gBlocks;
+    gBlocks += tAllocationsLeft != cAside ? 1 : 0;
     return memory;
 }
 
 void operator delete(void* iMemory) noexcept
 {
-    if (iMemory != nullptr)
-        --gBlocks;
+    gBlocks -= iMemory != nullptr && tAllocationsLeft != cAside ? 1 : 0;
     std::free(iMemory);
 }
 
@@ -37,10 +39,12 @@ void operator delete(void* iMemory, std::size_t) noexcept { operator delete(iMem
 namespace
 {
 
-/// A document of two units with a child, a step that is tried again and a cancelled sibling, on this thread alone. What
-/// it came to: every job that was taken ends once, and everything is given back.
+/// A document of two units with a child, a step that is tried again, one that fails, and a cancelled sibling, on this
+/// thread alone. What it came to: every job that was taken ends once, and everything is given back.
 void RunFamily(const std::function<void()>& iFailFrom)
 {
+    const Logged logged;
+    QORJobData::AddName(QORJOB_W("Text"), 0);
     int accepted = 0;
     int ends = 0;
     {
@@ -58,12 +62,17 @@ void RunFamily(const std::function<void()>& iFailFrom)
             if (!std::exchange(bMade, true))
                 accepted += ioRun.SubmitChild(child, {.mOnEnd = count}) ? 1 : 0;
             if (ioRun.GetAttempt() == 1)
-                ioRun.TryAgain({.mDelay = 1ms}, "once more");
+                ioRun.TryAgain({.mDelay = 1ms, .mGrowth = 1e9, .mLongestDelay = 1h}, "once more"); // long if it grew
+        };
+        const auto work = [](QORHostRun& ioRun) {
+            ioRun.TakeMemory(9);
+            ioRun.SetText(QORJOB_W("Text"), "a text of more than a few letters");
+            if (!ioRun.GetText(QORJOB_W("Text")).empty() && ioRun.GetJob().GetId().Get() == 1)
+                throw QORHostError(E_FAIL, {}, "it is busy");
         };
         QORHost host(
             {.mUnits = {{.mId = 1, .mThreads = 0, .mMostAUser = 2}, {.mId = 2, .mThreads = 0}},
-             .mSteps = {{.mStepId = cFirst, .mUnit = 1, .mRun = make},
-                        {.mStepId = cSecond, .mUnit = 2, .mRun = [](QORHostRun& ioRun) { ioRun.TakeMemory(9); }}},
+             .mSteps = {{.mStepId = cFirst, .mUnit = 1, .mRun = make}, {.mStepId = cSecond, .mUnit = 2, .mRun = work}},
              .mGrace = 1ms,
              .mEndTime = 1ms});
         iFailFrom();
@@ -73,15 +82,13 @@ void RunFamily(const std::function<void()>& iFailFrom)
         EXPECT_TRUE(first || first.mResult == EnumHostSubmit::NoMemory);
         if (second)
             second.mJob.Cancel(reason);
-        while (host.RunOne(1) || host.RunOne(2))
-            continue;
-        if (first && first.mJob.GetState() == EnumHostState::Delayed)
-            WaitWhile([&] { return host.GetCounts().mQueued == 0; });
-        while (host.RunOne(1) || host.RunOne(2))
-            continue;
-        EXPECT_EQ(host.GetCounts().mOpen, 0U);
+        WaitWhile([&] { return host.RunOne(1) || host.RunOne(2) || host.GetCounts().mOpen > 0; });
     }
     EXPECT_EQ(ends, accepted);
+    const std::int64_t left = std::exchange(tAllocationsLeft, cAside);
+    for (const std::string& line : logged.Get())
+        gLines.insert(line);
+    tAllocationsLeft = left;
 }
 
 } // namespace
@@ -89,6 +96,7 @@ void RunFamily(const std::function<void()>& iFailFrom)
 TEST(HostMemory, LosesNothingWhicheverAllocationFails)
 {
     RunFamily([] {}); // what is made once, is made
+    testing::internal::CaptureStderr();
     bool bFailed = true;
     for (std::int64_t nth = 0; bFailed; ++nth)
     {
@@ -103,6 +111,30 @@ TEST(HostMemory, LosesNothingWhicheverAllocationFails)
         static_cast<void>(blocks);
 #endif
     }
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("Host: a line couldn't be logged: Job %1 failed: %2\n"),
+              std::string::npos);
+#ifndef _WIN32
+    for (const char* line : {"Job 1 failed: Create failed with 0x8007000E",
+                             "Job 3 is cancelled, but its answer doesn't say so: std::bad_alloc"})
+        EXPECT_TRUE(gLines.contains(line)) << line;
+#endif
+}
+
+TEST(HostMemory, KeepsNothingOfUsersWhoseJobsHaveEnded)
+{
+    QORHost host({.mUnits = {{.mThreads = 0, .mMostAUser = 1}}});
+    std::int64_t blocks = 0;
+    for (int id = 1; id <= 3; ++id)
+    {
+        {
+            const auto job = MakeJob(id, {StepCloseJob});
+            job->SetUser(QBase::UTF8ToWideChar("user " + std::to_string(id)));
+            host.Submit(job);
+            EXPECT_TRUE(host.RunOne(1));
+        }
+        EXPECT_TRUE(id == 1 || gBlocks == blocks);
+        blocks = gBlocks;
+    }
 }
 
 TEST(HostMemory, LosesNothingWhicheverBlockTheLibraryCantHave)
@@ -114,4 +146,8 @@ TEST(HostMemory, LosesNothingWhicheverBlockTheLibraryCantHave)
         RunFamily([=] { Builtin::Faults::FailNth(EnumFault::Allocation, nth); });
         Builtin::Faults::FailNth(EnumFault::Allocation, 0);
     }
+    for (const std::string failed : {"GetData failed with 0x8007000E", "MarkChildComplete failed with 0x8004308C",
+                                     "RenewCurrentStep failed with 0x8007000E", "SetPUEnter failed with 0x8007000E",
+                                     "get_BlockStream failed with 0x8007000E", "there is not enough memory"})
+        EXPECT_TRUE(gLines.contains("Job 1 failed: " + failed)) << failed;
 }
