@@ -79,6 +79,7 @@ TEST(HostClose, DrainsWhatIsThereAndStopsIt)
             QORHostJob queued = busy.Submit(2, cFirst);
             QORHostJob paused = busy.Submit(3, cFirst);
             EXPECT_EQ(paused.Pause(), EnumHostAnswer::Done);
+            EXPECT_EQ(paused.GetState(), EnumHostState::Paused) << "at once";
             QORHostJob parent = busy.Submit(4, StepExecutingDocument);
             QORHostJob delayed = busy.Submit(5, StepAnalyticalProcessing);
             QORHostJob answering = busy.Submit(6, StepElementBrowsing);
@@ -133,10 +134,14 @@ TEST(HostClose, LeavesAHungStepBehindAndSaysWhich)
         EXPECT_EQ(ioRun.GetJob().GetId().Get(), 1) << "what it has is still there";
         EXPECT_EQ(ioRun.SubmitChild(MakeJob(2, {cFirst})).mResult, EnumHostSubmit::Closed);
     };
+    const auto close = [](QORHostRun&) { // which the host waits for
+        WaitWhile([end = std::chrono::steady_clock::now() + 20ms] { return std::chrono::steady_clock::now() < end; });
+    };
     QORHostJob job;
     {
         QORHost host({.mUnits = {{}},
-                      .mSteps = {{.mStepId = cFirst, .mRun = hang, .mName = "the long step"}},
+                      .mSteps = {{.mStepId = cFirst, .mRun = hang, .mName = "the long step"},
+                                 {.mStepId = StepCloseJob, .mRun = close}},
                       .mGrace = 30'000ms,
                       .mEndTime = 1ms});
         job = host.Submit(MakeJob(1, {cFirst, StepCloseJob})).mJob;

@@ -1,4 +1,5 @@
 #include "tests/host/HostTest.h"
+#include "tests/support/Fakes.h"
 
 #include <functional>
 #include <optional>
@@ -219,6 +220,9 @@ TEST(HostCommands, TellOneStepToStopAndNotTheNext)
         inStep.Open();
         EXPECT_TRUE(mayEnd.Wait());
         told.push_back(ioRun.IsToldToStop());
+        EXPECT_EQ(ioRun.GetStopToken().stop_requested(), told.back());
+        bool bRunning = false;
+        EXPECT_TRUE(ioRun.GetJob().IsRunning(&bRunning) == S_OK && bRunning) << "a report is due when it is cancelled";
     };
     QORHost host({.mUnits = {{}}, .mSteps = {{.mStepId = cFirst, .mRun = run}, {.mStepId = cSecond, .mRun = run}}});
     QORHostJob job = host.Submit(MakeJob(1, {cFirst, cSecond, StepCloseJob})).mJob;
@@ -234,11 +238,18 @@ TEST(HostCommands, TellOneStepToStopAndNotTheNext)
 TEST(HostCommands, RunAStepOnceThatSetsThePauseItself)
 {
     int runs = 0;
-    QORHost host({.mUnits = {{}}, .mSteps = {{.mStepId = cFirst, .mRun = [&](QORHostRun& ioRun) {
-                                                  if (++runs < 3)
-                                                      ioRun.GetJob().PauseCurrentStep();
-                                              }}}});
-    const QORHostJob job = host.Submit(MakeJob(1, {cFirst, StepCloseJob})).mJob;
+    const auto pause = [&](QORHostRun& ioRun) {
+        if (++runs < 3)
+            ioRun.GetJob().PauseCurrentStep();
+        EXPECT_TRUE(ioRun.IsToldToStop()) << "by the context";
+    };
+    const auto requeue = [](QORHostRun& ioRun) { ioRun.GetJob().SetStatus(JobRequeued, nullptr); };
+    const auto look = [](QORHostRun& ioRun) { EXPECT_EQ(ioRun.GetHandle().GetStatus(), JobReady) << "it began anew"; };
+    QORHost host({.mUnits = {{}},
+                  .mSteps = {{.mStepId = cFirst, .mRun = pause},
+                             {.mStepId = cSecond, .mRun = requeue},
+                             {.mStepId = StepAnalyticalProcessing, .mRun = look}}});
+    const QORHostJob job = host.Submit(MakeJob(1, {cFirst, cSecond, StepAnalyticalProcessing, StepCloseJob})).mJob;
     EXPECT_TRUE(job.WaitFor(cLong));
     EXPECT_EQ(runs, 1);
 }
@@ -261,6 +272,29 @@ TEST(HostCommands, LeaveACancelledJobCancelledWhateverItsStepThrows)
     EXPECT_EQ(job.GetStatus(), JobCancelled);
     EXPECT_EQ(job.GetReason(), "enough");
     EXPECT_EQ(job.GetErrorCode(), static_cast<HRESULT>(0x80043014));
+}
+
+TEST(HostCommands, LeaveAJobAsItWasWhoseInstanceRefusesToBeCancelled)
+{
+    std::vector<std::string> calls;
+    FakeReportInstance instance(calls);
+    instance.mStatusCode = E_FAIL;
+    QORHost host({.mUnits = {{.mThreads = 0}}, .mSteps = {{.mStepId = cFirst, .mRun = [](QORHostRun&) {}}}});
+    for (const auto step : {StepCloseJob, cFirst})
+    {
+        const auto prepared = MakeJob(1, {step}, RequestReport);
+        QBase::PtrI<ICKDXProcessContext> context;
+        ASSERT_EQ(prepared->GetProcessContext(context.Receive()), S_OK);
+        context->put_ContextObjectB(&instance);
+        QORHostJob job = host.Submit(prepared).mJob;
+        EXPECT_EQ(job.Cancel("no longer wanted"), EnumHostAnswer::NotPossible);
+        EXPECT_TRUE(host.RunUntil(1, job));
+        EXPECT_EQ(job.GetStatus(), JobCompleted);
+        EXPECT_EQ(job.GetReason(), "");
+        QORJobInfo info;
+        EXPECT_EQ(job.GetSnapshot(info), S_OK);
+        EXPECT_EQ(info.mFinishedCount, 1) << "neither lost nor added";
+    }
 }
 
 TEST(HostCommands, ComeInFrontWhenTheyCancelAndInTheirPlaceOtherwise)

@@ -1,5 +1,6 @@
 #include "tests/host/HostTest.h"
 
+#include <optional>
 #include <thread>
 
 using namespace HostTest;
@@ -23,7 +24,7 @@ std::string RefusalOf(Call&& iCall)
 }
 
 /// Ids in the order in which one thread runs them: the first one blocks until the others are queued.
-std::vector<int> OrderOf(const std::vector<std::pair<int, std::string>>& iJobs, QORHostUnit iUnit)
+std::vector<int> OrderOf(const std::vector<int>& iPriorities, QORHostUnit iUnit)
 {
     std::vector<int> order;
     Gate queued;
@@ -33,11 +34,9 @@ std::vector<int> OrderOf(const std::vector<std::pair<int, std::string>>& iJobs, 
                                                      EXPECT_TRUE(queued.Wait());
                                                  }}}});
     int id = 0;
-    for (const auto& [priority, user] : iJobs)
+    for (const int priority : iPriorities)
     {
-        const auto job = MakeJob(++id, {cFirst, StepCloseJob}, RequestReport, priority);
-        job->SetUser(QBase::UTF8ToWideChar(user));
-        EXPECT_TRUE(host.Submit(job));
+        EXPECT_TRUE(host.Submit(MakeJob(++id, {cFirst, StepCloseJob}, RequestReport, priority)));
         WaitWhile([&] { return id == 1 && host.GetCounts().mQueued > 0; });
     }
     queued.Open();
@@ -146,48 +145,55 @@ TEST(HostDrive, ShowsWhereAJobStandsAtAGlance)
 
 TEST(HostDrive, TakesHigherPrioritiesFirstButLetsNobodyWaitForEver)
 {
-    const std::vector<std::pair<int, std::string>> jobs = {{9, ""}, {1, ""}, {5, ""}, {9, ""}, {5, ""}, {1, ""}};
+    const std::vector<int> jobs = {9, 1, 5, 9, 5, 1};
     EXPECT_EQ(OrderOf(jobs, {.mRaiseEvery = 1h}), (std::vector<int>{1, 4, 3, 5, 2, 6}));
     EXPECT_EQ(OrderOf(jobs, {.mRaiseEvery = 0ms}), (std::vector<int>{1, 2, 3, 4, 5, 6}))
         << "waiting is all that counts";
+    EXPECT_EQ(OrderOf({9, 999'999, 1'000'000, 2'000'000}, {.mRaiseEvery = 1h}), (std::vector<int>{1, 3, 4, 2}))
+        << "the highest there is";
 }
 
 TEST(HostDrive, RunsNoMoreOfAUsersJobsThanAreAllowed)
 {
-    Gate mayEnd;
-    std::atomic<int> running{0};
-    std::atomic<int> most{0};
-    Journal started;
-    QORHost host({.mUnits = {{.mThreads = 3, .mMostAUser = 1}},
-                  .mSteps = {{.mStepId = cFirst, .mRun = [&](QORHostRun& ioRun) {
-                                  QBase::wstring user;
-                                  ioRun.GetJob().GetUser(user);
-                                  const bool bGreedy = user == QORJOB_W("greedy");
-                                  if (bGreedy)
-                                      most = std::max(most.load(), ++running);
-                                  else
-                                      mayEnd.Open();
-                                  EXPECT_TRUE(mayEnd.Wait()) << "the other user waits for ever";
-                                  if (bGreedy)
-                                      --running;
-                              }}}});
-    for (int id = 1; id <= 20; ++id)
+    std::vector<int> order;
+    std::vector<QORHostJob> jobs;
+    std::optional<QORHost> host;
+    const auto run = [&](QORHostRun& ioRun) {
+        order.push_back(ioRun.GetJob().GetId().Get());
+        if (order.size() > 1)
+            return;
+        EXPECT_TRUE(host->RunOne(1) && host->RunOne(1) && host->RunOne(1)) << "another user's, and nobody's";
+        EXPECT_FALSE(host->RunOne(1)) << "the others wait for their turn";
+        EXPECT_EQ(jobs[1].SetPriority(1), EnumHostAnswer::Done);
+        EXPECT_FALSE(host->RunOne(1));
+        EXPECT_EQ(host->GetCounts().mQueued, 3U);
+        EXPECT_EQ(jobs[2].Cancel("not needed"), EnumHostAnswer::Done);
+        EXPECT_TRUE(host->RunOne(1)) << "what only closes goes on whoever it is for";
+        EXPECT_FALSE(host->RunOne(1));
+        EXPECT_EQ(host->GetCounts().mQueued, 2U);
+    };
+    host.emplace(
+        QORHostConfig{.mUnits = {{.mThreads = 0, .mMostAUser = 1}}, .mSteps = {{.mStepId = cFirst, .mRun = run}}});
+    for (const char* user : {"greedy", "greedy", "greedy", "greedy", "modest", "", ""})
     {
-        const auto job = MakeJob(id, {cFirst, StepCloseJob}, RequestReport, id == 20 ? 1 : 9);
-        job->SetUser(id == 20 ? QORJOB_W("modest") : QORJOB_W("greedy"));
-        EXPECT_TRUE(host.Submit(job));
+        const auto job = MakeJob(static_cast<int>(jobs.size()) + 1, {cFirst, StepCloseJob}, RequestReport);
+        job->SetUser(QBase::UTF8ToWideChar(user));
+        jobs.push_back(host->Submit(job).mJob);
     }
-    EXPECT_TRUE(host.Drain(cLong));
-    EXPECT_EQ(most, 1);
+    while (host->RunOne(1))
+        continue;
+    EXPECT_EQ(order, (std::vector<int>{1, 5, 6, 7, 4, 2}));
+    EXPECT_EQ(host->GetCounts().mQueued, 0U);
 }
 
 TEST(HostDrive, RunsOnThreadsOfTheServer)
 {
     std::vector<int> order;
-    const auto run = [&](QORHostRun& ioRun) { order.push_back(ioRun.GetStepId()); };
-    QORHost host(
-        {.mUnits = {{.mId = 1, .mThreads = 0}, {.mId = 2, .mThreads = 0}},
-         .mSteps = {{.mStepId = cFirst, .mUnit = 1, .mRun = run}, {.mStepId = cSecond, .mUnit = 2, .mRun = run}}});
+    const auto run = [&](QORHostRun& ioRun) { order.push_back(ioRun.GetJob().GetCurrentStepForStatistics()); };
+    QORHost host({.mUnits = {{.mId = 1, .mThreads = 0}, {.mId = 2, .mThreads = 0}, {.mId = 3}},
+                  .mSteps = {{.mStepId = cFirst, .mUnit = 1, .mRun = run},
+                             {.mStepId = cSecond, .mUnit = 2, .mRun = run},
+                             {.mStepId = StepAnalyticalProcessing, .mUnit = 3, .mRun = [](QORHostRun&) {}}}});
     EXPECT_FALSE(host.RunOne(1));
     const QORHostJob job = host.Submit(MakeJob(1, {cFirst, cSecond, StepCloseJob})).mJob;
     EXPECT_FALSE(host.RunOne(2));
@@ -197,7 +203,9 @@ TEST(HostDrive, RunsOnThreadsOfTheServer)
     EXPECT_TRUE(host.RunUntil(2, job));
     EXPECT_EQ(order, (std::vector<int>{cFirst, cSecond}));
     EXPECT_EQ(job.GetStatus(), JobCompleted);
-    EXPECT_EQ(RefusalOf([&] { host.RunOne(3); }), "there is no unit 3");
+    EXPECT_EQ(RefusalOf([&] { host.RunOne(4); }), "there is no unit 4");
+    const auto elsewhere = MakeJob(3, {cFirst, StepAnalyticalProcessing, StepCloseJob});
+    EXPECT_TRUE(host.RunUntil(1, host.Submit(elsewhere).mJob)) << "it ends on another thread";
 
     const QORHostJob second = host.Submit(MakeJob(2, {cFirst, cSecond, StepCloseJob})).mJob;
     std::thread other([&] { host.RunUntilClosed(1); });
@@ -230,9 +238,15 @@ private:
 
 TEST(HostDrive, HandsItemsFromStepToStepByName)
 {
-    ASSERT_EQ(QORJobData::AddName(QORJOB_W("Text"), 2), S_OK);
+    ASSERT_EQ(QORJobData::AddName(QORJOB_W("Text"), 0), S_OK);
     std::string text;
+    const auto make = [](QORHostRun& ioRun) {
+        ioRun.SetText(QORJOB_W("Text"), "ab");
+        ioRun.GetJob().GetMemGovernor()->mLimitBytes = 9;
+        ioRun.TakeMemory(9);
+    };
     const auto look = [&](QORHostRun& ioRun) {
+        ioRun.TakeMemory(9); // which the first step has given back
         text = ioRun.GetText(QORJOB_W("Text"));
         EXPECT_STREQ(
             static_cast<QORJobData*>(ioRun.GetItem<QORStringData>(QORJOB_W("Text")).Get()) == nullptr ? "" : "is there",
@@ -247,12 +261,11 @@ TEST(HostDrive, HandsItemsFromStepToStepByName)
         EXPECT_EQ(RefusalOf([&] { ioRun.SetItem(*beyond.Get()); }),
                   "a job has room for data items of the ids 0 to 4 only");
     };
-    QORHost host(
-        {.mUnits = {{}},
-         .mSteps = {
-             {.mStepId = cFirst, .mRun = [](QORHostRun& ioRun) { ioRun.SetText(QORJOB_W("Text"), "ab"); }},
-             {.mStepId = cSecond, .mMakeTask = [](QORHostRun& ioRun) { return std::make_unique<Doubler>(ioRun); }},
-             {.mStepId = StepAnalyticalProcessing, .mRun = look}}});
+    QORHost host({.mUnits = {{}},
+                  .mSteps = {{.mStepId = cFirst, .mRun = make},
+                             {.mStepId = cSecond,
+                              .mMakeTask = [](QORHostRun& ioRun) { return std::make_unique<Doubler>(ioRun); }},
+                             {.mStepId = StepAnalyticalProcessing, .mRun = look}}});
     const QORHostJob job = host.Submit(MakeJob(1, {cFirst, cSecond, StepAnalyticalProcessing, StepCloseJob})).mJob;
     EXPECT_TRUE(job.WaitFor(cLong));
     EXPECT_EQ(job.GetReason(), "");
@@ -288,14 +301,17 @@ TEST(HostDrive, LogsNoWarningInASoundRun)
     for (const char* router : {"Warning", "Error"})
         Builtin::LogSinks::Enable("Kernel", router, true);
     {
-        const auto nothing = [](QORHostRun&) {};
+        const auto run = [](QORHostRun& ioRun) { ioRun.CheckStop(); };
         QORHost host({.mUnits = {{.mId = 1}, {.mId = 2}},
-                      .mSteps = {{.mStepId = cFirst, .mUnit = 1, .mRun = nothing},
-                                 {.mStepId = cSecond, .mUnit = 2, .mRun = nothing},
-                                 {.mStepId = StepAnalyticalProcessing, .mUnit = 1, .mRun = nothing}}});
+                      .mSteps = {{.mStepId = cFirst, .mUnit = 1, .mRun = run},
+                                 {.mStepId = StepElementBrowsing, .mUnit = 2, .mRun = run},
+                                 {.mStepId = StepAnalyticalProcessing, .mUnit = 1, .mRun = run}}});
         for (int id = 1; id <= 50; ++id)
         {
-            QORHostJob job = host.Submit(MakeJob(id, {cFirst, cSecond, StepAnalyticalProcessing, StepCloseJob})).mJob;
+            const auto made = MakeJob(id, {cFirst, StepElementBrowsing, StepAnalyticalProcessing, StepCloseJob});
+            if (id % 2 == 0)
+                made->SetProcessContext(nullptr);
+            QORHostJob job = host.Submit(made).mJob;
             if (id % 3 == 0)
                 job.Cancel("enough");
         }

@@ -38,7 +38,8 @@ TEST(HostFailure, MakesAnErrorOfWhateverAStepThrows)
              ioRun.TakeMemory(1 << 20);
              ioRun.TakeMemory(3 << 20);
          },
-         static_cast<HRESULT>(0x8000FE24), "Job 4 needs more memory than its limit of 3 MB allows.", ""},
+         static_cast<HRESULT>(0x8000FE24), "Job 4 needs more memory than its limit of 3 MB allows.",
+         "Job 4 needs more memory than its limit of 3 MB allows."},
         {{},
          static_cast<HRESULT>(0x80043095),
          "SQL Generation of job 4 failed: no unit runs this step",
@@ -47,6 +48,7 @@ TEST(HostFailure, MakesAnErrorOfWhateverAStepThrows)
     for (const Row& row : rows)
     {
         SCOPED_TRACE(row.mText);
+        const Logged logged;
         Journal told;
         QORHostConfig config{.mUnits = {{}}};
         config.mSteps.push_back({.mStepId = StepSendingErrorMessage, .mRun = [&](QORHostRun&) { told.Add("told"); }});
@@ -57,16 +59,14 @@ TEST(HostFailure, MakesAnErrorOfWhateverAStepThrows)
         QBase::wstring text;
         const QORHostJob job =
             host.Submit(MakeJob(4, {cFirst, cSecond, StepCloseJob}),
-                        {.mOnEnd = [&](const QORHostJob&, QORJob& ioJob) { ioJob.GetJobError(text); }})
+                        {.mOnEnd = [&](const QORHostJob&, QORJob& ioJob) { ioJob.GetJobError(text); }, .mBytes = 1})
                 .mJob;
         EXPECT_TRUE(host.Drain(cLong));
         EXPECT_EQ(job.GetStatus(), JobStoppedWithError);
         EXPECT_EQ(job.GetErrorCode(), row.mCode);
         EXPECT_EQ(QBase::WideCharToUTF8(text.c_str()), row.mText);
-        if (!row.mReason.empty())
-        {
-            EXPECT_EQ(job.GetReason(), row.mReason);
-        }
+        EXPECT_EQ(job.GetReason(), row.mReason);
+        EXPECT_EQ(logged.Get(), std::vector<std::string>{"Job 4 failed: " + row.mReason});
         EXPECT_EQ(told.Get(), std::vector<std::string>{"told"});
         EXPECT_EQ(host.GetCounts().mBytes, 0U);
         EXPECT_TRUE(host.GetJobs().empty());
@@ -174,25 +174,32 @@ TEST(HostFailure, LetsAStepDropItsHandleAndNotWaitForItself)
 
 TEST(HostFailure, TakesNoMoreThanFits)
 {
-    Gate mayEnd;
+    Gate mayEnd, waited;
     QORHost host({.mUnits = {{.mThreads = 1}},
                   .mSteps = {{.mStepId = cFirst,
                               .mRun =
                                   [&](QORHostRun& ioRun) {
                                       ioRun.TakeMemory(50);
                                       mayEnd.Wait();
-                                  }}},
+                                  }},
+                             {.mStepId = cSecond, .mRun = [&](QORHostRun&) { waited.Wait(); }}},
                   .mMostJobs = 3,
                   .mMostBytes = 100});
     const auto submit = [&](std::uint64_t iBytes, std::chrono::milliseconds iWait) {
-        return host.Submit(MakeJob(1, {cFirst, StepCloseJob}, RequestReport), {.mWaitForRoom = iWait, .mBytes = iBytes})
+        return host
+            .Submit(MakeJob(1, {cFirst, cSecond, StepCloseJob}, RequestReport),
+                    {.mWaitForRoom = iWait, .mBytes = iBytes})
             .mResult;
     };
     EXPECT_EQ(submit(20, 0ms), EnumHostSubmit::Accepted);
     WaitWhile([&] { return host.GetCounts().mBytes != 70; });
     EXPECT_EQ(submit(31, 0ms), EnumHostSubmit::Full);
     EXPECT_EQ(submit(30, 0ms), EnumHostSubmit::Accepted);
-    EXPECT_EQ(submit(0, 0ms), EnumHostSubmit::Accepted);
+    std::thread opener([&, end = std::chrono::steady_clock::now() + 20ms] {
+        WaitWhile([=] { return std::chrono::steady_clock::now() < end; });
+        mayEnd.Open();
+    });
+    EXPECT_EQ(submit(20, cLong), EnumHostSubmit::Accepted) << "when a step has given back what it had taken";
     EXPECT_EQ(submit(0, 1ms), EnumHostSubmit::Full) << "by number";
     EXPECT_EQ(host.GetCounts().mOpen, 3U);
     const auto refused = MakeJob(5, {cFirst, StepCloseJob});
@@ -201,7 +208,8 @@ TEST(HostFailure, TakesNoMoreThanFits)
     refused->GetStatus(&status);
     EXPECT_EQ(status, JobReady) << "as it was";
     std::thread waiter([&] { EXPECT_EQ(submit(0, cLong), EnumHostSubmit::Accepted); });
-    mayEnd.Open();
+    waited.Open();
+    opener.join();
     waiter.join();
     EXPECT_TRUE(host.Drain(cLong));
     EXPECT_THROW(host.Submit({}), std::invalid_argument);
@@ -209,14 +217,23 @@ TEST(HostFailure, TakesNoMoreThanFits)
 
 TEST(HostFailure, EndsAJobThatItCantDrive)
 {
-    const Logged logged;
+    const std::vector<std::pair<QORJobStep*, std::string>> rows = {
+        {new QORJobStep(40), "step 40 isn't one that can be run"},
+        {new QORJobStep(StepNoMore), "no step to run, but the job wasn't closed"},
+        {nullptr, "GetCurrentStepIdToRun failed with 0x80004003"}};
     QORHost host({.mUnits = {{}}});
-    const QORHostJob job = host.Submit(MakeJob(5, {static_cast<QORJobProcessingStep>(40), StepCloseJob})).mJob;
-    EXPECT_TRUE(job.WaitFor(cLong));
-    EXPECT_EQ(job.GetStatus(), JobStoppedWithError);
-    EXPECT_EQ(job.GetReason(), "step 40 isn't one that can be run");
-    EXPECT_EQ(logged.Get(), (std::vector<std::string>{"Job 5 failed: step 40 isn't one that can be run",
-                                                      "Job 5 ends without its last steps"}));
+    for (const auto& [step, reason] : rows)
+    {
+        const Logged logged;
+        const auto submitted = MakeJob(5, {});
+        submitted->AddStepToRun(step, nullptr);
+        const QORHostJob job = host.Submit(submitted).mJob;
+        EXPECT_TRUE(job.WaitFor(cLong));
+        EXPECT_EQ(job.GetStatus(), JobStoppedWithError);
+        EXPECT_EQ(job.GetReason(), reason);
+        EXPECT_EQ(logged.Get(),
+                  (std::vector<std::string>{"Job 5 failed: " + reason, "Job 5 ends without its last steps"}));
+    }
 }
 
 TEST(HostFailure, SaysWhichThreadsDontStartAndTriesAgain)

@@ -40,7 +40,8 @@ public:
             .mUnits = {{.mId = 1}, {.mId = 2, .mThreads = 2}},
             .mSteps = {{.mStepId = cFirst, .mUnit = 1, .mRun = make},
                        {.mStepId = cSecond, .mUnit = 1, .mRun = [this](QORHostRun&) { mEvents.Add("formatted"); }},
-                       {.mStepId = StepElementBrowsing, .mUnit = 2, .mRun = child}}});
+                       {.mStepId = StepElementBrowsing, .mUnit = 2, .mRun = child}},
+            .mMostJobs = 2});
     }
     ~Family()
     {
@@ -102,7 +103,11 @@ TEST(HostFamily, GoesOnWhenAllHaveEndedOrFailsWithTheFirst)
         EXPECT_EQ(document.GetStatus(), row.mStatus);
         EXPECT_EQ(document.GetReason(), row.mReason);
         for (std::size_t i = 0; i < row.mChildren.size(); ++i)
+        {
             EXPECT_EQ(family.mChildren.at(i).GetStatus(), row.mChildren[i]) << i;
+            QORJobInfo info;
+            EXPECT_EQ(family.mChildren.at(i).GetSnapshot(info), S_OK);
+        }
         const auto events = family.mEvents.Get();
         EXPECT_EQ(std::count(events.begin(), events.end(), "formatted"), row.mStatus == JobCompleted ? 1 : 0);
         EXPECT_EQ(events.size(), row.mKinds.size() + (row.mStatus == JobCompleted ? 1 : 0));

@@ -148,22 +148,23 @@ TEST(HostTimes, EndWhatWaitsTooLong)
     for (const std::string way : {"wait", "default wait", "life"})
     {
         SCOPED_TRACE(way);
-        Hanging hanging({.mLongestWait = way == "default wait" ? 1ms : 0ms}, true);
-        hanging.Submit(MakeJob(1, {cFirst, StepCloseJob}));
-        EXPECT_TRUE(hanging.mInStep.Wait());
+        Journal events;
+        const auto run = [&](QORHostRun& ioRun) { events.Add(std::to_string(ioRun.GetStepId())); };
+        QORHost host({.mUnits = {{.mId = 1, .mThreads = 0}, {.mId = 2, .mThreads = 0}},
+                      .mSteps = {{.mStepId = cFirst, .mUnit = 1, .mRun = run},
+                                 {.mStepId = StepSendingErrorMessage, .mUnit = 2, .mRun = run}},
+                      .mLongestWait = way == "default wait" ? 1ms : 0ms});
         const QORHostJob job =
-            hanging.Submit(MakeJob(2, {cSecond, StepCloseJob}),
-                           {.mLongestWait = way == "wait" ? 1ms : 0ms, .mLongestLife = way == "life" ? 1ms : 0ms});
+            host.Submit(MakeJob(2, {cFirst, StepCloseJob}),
+                        {.mLongestWait = way == "wait" ? 1ms : 0ms, .mLongestLife = way == "life" ? 1ms : 0ms})
+                .mJob;
         WaitWhile([&] { return job.GetStatus() != JobStoppedWithError; }); // at once; it ends when a thread is free
         EXPECT_EQ(job.GetReason(), way != "life" ? "it waited in the queue for longer than it may"
                                                  : "it took longer than the job's time allows");
         EXPECT_EQ(job.GetState(), EnumHostState::Queued);
-        hanging.mMayReturn.Open();
-        EXPECT_TRUE(job.WaitFor(cLong));
-        QORJobInfo info;
-        ASSERT_EQ(job.GetSnapshot(info), S_OK);
-        EXPECT_TRUE(hanging.mpHost->Drain(cLong));
-        EXPECT_EQ(hanging.mEvents.Get(), (std::vector<std::string>{"returned", "end", "told", "end"}));
+        EXPECT_EQ(job.GetLook().mUnit, 2) << "which tells of it";
+        EXPECT_TRUE(host.RunUntil(2, job));
+        EXPECT_EQ(events.Get(), std::vector<std::string>{"10"});
     }
 }
 
@@ -238,6 +239,9 @@ TEST(HostTimes, EndAJobWhoseLastStepsHangWithoutRunningOneTwice)
         }
         EXPECT_TRUE(job.WaitFor(cLong));
         EXPECT_EQ(job.GetStatus(), row.mbCancel ? JobCancelled : JobStoppedWithError);
+        EXPECT_EQ(job.GetReason(), row.mbCancel                ? "the limit of its life stays"
+                                   : row.mHung == StepCloseJob ? "its last steps hang"
+                                                               : "it took longer than a step may take");
         EXPECT_EQ(runs, row.mbFirst ? 2 : 1);
         EXPECT_EQ(closed, row.mHung == StepCloseJob || row.mbFirst ? 0 : 1);
         EXPECT_EQ(told, 0) << "nobody else answers";
@@ -259,13 +263,14 @@ TEST(HostTimes, TryAStepAgainAfterGrowingDelays)
                              [&](QORHostRun& ioRun) {
                                  runs.push_back(std::chrono::steady_clock::now());
                                  EXPECT_EQ(ioRun.GetAttempt(), runs.size());
+                                 EXPECT_FALSE(ioRun.IsToldToStop());
                                  if (ioRun.GetAttempt() < succeedsAt)
                                      ioRun.TryAgain(
                                          {.mMostTimes = 4, .mDelay = 2ms, .mGrowth = 3, .mLongestDelay = 7ms},
                                          "the database is away");
                              }},
                         {.mStepId = cSecond, .mRun = [](QORHostRun& ioRun) { EXPECT_EQ(ioRun.GetAttempt(), 1U); }}}});
-        const QORHostJob job = host.Submit(MakeJob(8, {cFirst, cSecond, StepCloseJob}, RequestReport)).mJob;
+        const QORHostJob job = host.Submit(MakeJob(8, {cFirst, cSecond, StepCloseJob})).mJob;
         EXPECT_TRUE(job.WaitFor(cLong));
         EXPECT_EQ(job.GetStatus(), succeedsAt == 3 ? JobCompleted : JobStoppedWithError);
         EXPECT_EQ(job.GetReason(), succeedsAt == 3 ? "" : "the database is away");
