@@ -243,15 +243,25 @@ TEST(HostCommands, RunAStepOnceThatSetsThePauseItself)
             ioRun.GetJob().PauseCurrentStep();
         EXPECT_TRUE(ioRun.IsToldToStop()) << "by the context";
     };
+    int tries = 0;
+    const auto again = [&](QORHostRun& ioRun) {
+        if (++tries == 1)
+            ioRun.GetJob().PauseCurrentStep();
+        EXPECT_EQ(ioRun.IsToldToStop(), tries == 1);
+        ioRun.CheckStop();
+    };
     const auto requeue = [](QORHostRun& ioRun) { ioRun.GetJob().SetStatus(JobRequeued, nullptr); };
     const auto look = [](QORHostRun& ioRun) { EXPECT_EQ(ioRun.GetHandle().GetStatus(), JobReady) << "it began anew"; };
     QORHost host({.mUnits = {{}},
                   .mSteps = {{.mStepId = cFirst, .mRun = pause},
+                             {.mStepId = StepElementBrowsing, .mRun = again},
                              {.mStepId = cSecond, .mRun = requeue},
                              {.mStepId = StepAnalyticalProcessing, .mRun = look}}});
-    const QORHostJob job = host.Submit(MakeJob(1, {cFirst, cSecond, StepAnalyticalProcessing, StepCloseJob})).mJob;
+    const QORHostJob job =
+        host.Submit(MakeJob(1, {cFirst, StepElementBrowsing, cSecond, StepAnalyticalProcessing, StepCloseJob})).mJob;
     EXPECT_TRUE(job.WaitFor(cLong));
     EXPECT_EQ(runs, 1);
+    EXPECT_EQ(tries, 2) << "it stopped";
 }
 
 TEST(HostCommands, LeaveACancelledJobCancelledWhateverItsStepThrows)

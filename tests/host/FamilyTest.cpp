@@ -53,10 +53,23 @@ public:
     {
         mDocument = mpHost
                         ->Submit(MakeJob(7, {cFirst, cSecond, StepCloseJob}),
-                                 {.mOnEnd = [this](const QORHostJob&, QORJob&) { mbDocumentEnded = true; },
+                                 {.mOnEnd = [this](const QORHostJob&, QORJob& ioJob) { ExpectNoChild(ioJob); },
                                   .mFamilyRule = iRule})
                         .mJob;
         return mDocument;
+    }
+
+    void ExpectNoChild(const QORJob& iDocument)
+    {
+        mbDocumentEnded = true;
+        QBase::list<QSynch::AtomicLong> executing, finished;
+        int running = -1;
+        EXPECT_EQ(iDocument.GetExecutingChildrenList(executing), S_OK);
+        EXPECT_EQ(iDocument.GetFinishedChildrenList(finished), S_OK);
+        EXPECT_EQ(iDocument.GetRunningChildCount(&running), S_OK);
+        EXPECT_EQ(executing.size(), 0U);
+        EXPECT_EQ(finished.size(), mKinds.size());
+        EXPECT_EQ(running, 0);
     }
 
     void WaitUntilItRests() const
