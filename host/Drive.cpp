@@ -149,7 +149,7 @@ EnumLeave Core::ChooseStep(Hold& ioHold, QORHostRun& ioRun, const QORHostStep*& 
         Rest(ioHold, iState);
         return EnumLeave::Elsewhere;
     };
-    if (mClosing == ClosingEnded && !record.mbBroken)
+    if (mClosing == ClosingEnded)
         Break(ioHold, std::make_exception_ptr(CallError("the host has ended")));
     if (record.mbBroken)
     {

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <new>
+#include <utility>
 
 namespace QORHOST
 {
@@ -167,7 +168,8 @@ void Core::FailOverdue(Hold& ioHold, const char* iReason)
 void Core::Break(Hold& ioHold, const std::exception_ptr& iFailure) noexcept
 {
     Record& record = ioHold.GetRecord();
-    record.mbBroken = true;
+    if (std::exchange(record.mbBroken, true))
+        return; // and it has been said
     int status = JobReady;
     record.mpJob->GetStatus(&status);
     if (!QORJOB::HasEnded(status) && Catch([&] { Fail(ioHold, ToError(iFailure, "the host", record.mId)); }) != nullptr)

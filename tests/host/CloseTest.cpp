@@ -1,5 +1,6 @@
 #include "tests/host/HostTest.h"
 
+#include <algorithm>
 #include <csignal>
 #include <optional>
 
@@ -122,39 +123,50 @@ TEST(HostClose, DrainsWhatIsThereAndStopsIt)
     }
 }
 
-TEST(HostClose, LeavesAHungStepBehindAndSaysWhich)
+TEST(HostClose, LeavesHungStepsBehindAndSaysWhich)
 {
-    const Logged logged;
-    Gate mayReturn;
-    Gate inStep;
-    const auto hang = [&](QORHostRun& ioRun) {
-        inStep.Open();
-        mayReturn.Wait();
-        EXPECT_TRUE(ioRun.IsToldToStop());
-        EXPECT_EQ(ioRun.GetJob().GetId().Get(), 1) << "what it has is still there";
-        EXPECT_EQ(ioRun.SubmitChild(MakeJob(2, {cFirst})).mResult, EnumHostSubmit::Closed);
-    };
-    const auto close = [](QORHostRun&) { // which the host waits for
-        WaitWhile([end = std::chrono::steady_clock::now() + 20ms] { return std::chrono::steady_clock::now() < end; });
-    };
-    QORHostJob job;
+    for (const bool bLastHangs : {false, true})
     {
-        QORHost host({.mUnits = {{}},
-                      .mSteps = {{.mStepId = cFirst, .mRun = hang, .mName = "the long step"},
-                                 {.mStepId = StepCloseJob, .mRun = close}},
-                      .mGrace = 30'000ms,
-                      .mEndTime = 1ms});
-        job = host.Submit(MakeJob(1, {cFirst, StepCloseJob})).mJob;
-        EXPECT_TRUE(inStep.Wait());
+        const Logged logged;
+        Gate mayReturn;
+        Gate inStep;
+        const auto hang = [&](QORHostRun& ioRun) {
+            inStep.Open();
+            mayReturn.Wait();
+            EXPECT_TRUE(ioRun.IsToldToStop());
+            EXPECT_EQ(ioRun.GetJob().GetId().Get(), 1) << "what it has is still there";
+            EXPECT_EQ(ioRun.SubmitChild(MakeJob(2, {cFirst})).mResult, EnumHostSubmit::Closed);
+        };
+        const auto close = [&](QORHostRun&) { // which the host waits for
+            const auto end = std::chrono::steady_clock::now() + 20ms;
+            WaitWhile([&] { return std::chrono::steady_clock::now() < end || (bLastHangs && !mayReturn.IsOpen()); });
+        };
+        QORHostJob job;
+        {
+            QORHost host({.mUnits = {{}},
+                          .mSteps = {{.mStepId = cFirst, .mRun = hang, .mName = "the long step"},
+                                     {.mStepId = StepCloseJob, .mRun = close}},
+                          .mGrace = bLastHangs ? 500ms : 30'000ms,
+                          .mEndTime = 1ms});
+            job = host.Submit(MakeJob(1, {cFirst, StepCloseJob})).mJob;
+            EXPECT_TRUE(inStep.Wait());
+        }
+        EXPECT_TRUE(job.HasEnded());
+        EXPECT_EQ(job.GetStatus(), JobStoppedWithError);
+        std::vector<std::string> lines = {"the long step of job 1 is given up: the host ends",
+                                          "Job 1 failed: the host ends",
+                                          "The host ends, and leaves a thread in the long step of job 1"};
+        if (bLastHangs)
+            for (const char* line :
+                 {"Close job of job 1 is given up: the host ends", "Job 1 ends without its last steps"})
+                lines.emplace_back(line);
+        EXPECT_EQ(logged.Get(), lines);
+        mayReturn.Open();
+        WaitWhile([&] { return logged.Get().size() < (bLastHangs ? 7 : 4); });
+        const std::vector<std::string> all = logged.Get();
+        EXPECT_EQ(
+            std::count(all.begin(), all.end(), "The thread that was left in the long step of job 1 has come back"), 1);
     }
-    EXPECT_TRUE(job.HasEnded());
-    EXPECT_EQ(job.GetStatus(), JobStoppedWithError);
-    mayReturn.Open();
-    WaitWhile([&] { return logged.Get().size() < 4; });
-    EXPECT_EQ(logged.Get(), (std::vector<std::string>{
-                                "the long step of job 1 is given up: the host ends", "Job 1 failed: the host ends",
-                                "The host ends, and leaves a thread in the long step of job 1",
-                                "The thread that was left in the long step of job 1 has come back"}));
 }
 
 TEST(HostClose, LeavesACallbackBehindAndSaysWhose)
@@ -178,13 +190,20 @@ TEST(HostClose, EndsWhatNobodyRuns)
 {
     std::vector<int> ended;
     const auto onEnd = [&](const QORHostJob& iJob, QORJob&) { ended.push_back(iJob.GetId()); };
-    QORHostJob job;
+    QORHostJob job, answered;
     {
-        QORHost host({.mUnits = {{.mThreads = 0}}, .mGrace = 1ms, .mEndTime = 1ms});
+        QORHost host({.mUnits = {{.mThreads = 0}, {.mId = 2, .mThreads = 0}},
+                      .mSteps = {{.mStepId = cFirst, .mUnit = 1, .mRun = [](QORHostRun&) {}},
+                                 {.mStepId = cSecond, .mUnit = 2, .mRun = [](QORHostRun&) {}, .mbCommits = true}},
+                      .mGrace = 1ms,
+                      .mEndTime = 1ms});
         job = host.Submit(MakeJob(1, {cFirst, StepCloseJob}), {.mOnEnd = onEnd}).mJob;
-        host.Submit(MakeJob(2, {cFirst, StepCloseJob}), {.mOnEnd = onEnd});
+        answered = host.Submit(MakeJob(2, {cSecond, cFirst, StepCloseJob}), {.mOnEnd = onEnd}).mJob;
+        EXPECT_TRUE(host.RunOne(2));
     }
     EXPECT_EQ(job.GetStatus(), JobStopped);
+    EXPECT_EQ(answered.GetStatus(), JobStoppedWithError) << "it isn't told to stop";
+    EXPECT_EQ(answered.GetReason(), "the host has ended");
     EXPECT_EQ(ended.size(), 2U);
 }
 
