@@ -227,8 +227,11 @@ TEST(HostFailure, EndsAJobThatItCantDrive)
         const Logged logged;
         const auto submitted = MakeJob(5, {});
         submitted->AddStepToRun(step, nullptr);
-        const QORHostJob job = host.Submit(submitted).mJob;
+        QBase::wstring text;
+        const auto onEnd = [&](const QORHostJob&, QORJob& ioJob) { ioJob.GetJobError(text); };
+        const QORHostJob job = host.Submit(submitted, {.mOnEnd = onEnd}).mJob;
         EXPECT_TRUE(job.WaitFor(cLong));
+        EXPECT_EQ(QBase::WideCharToUTF8(text.c_str()), "An exception was thrown in the host for job 5: " + reason);
         EXPECT_EQ(job.GetStatus(), JobStoppedWithError);
         EXPECT_EQ(job.GetReason(), reason);
         EXPECT_EQ(logged.Get(),
