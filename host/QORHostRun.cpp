@@ -14,8 +14,6 @@ QORHostRun::QORHostRun(Core& ioCore, std::shared_ptr<Record> iRecord, Unit& ioUn
 {
 }
 
-QORHostRun::~QORHostRun() { ReturnMemory(); }
-
 /// Under the record's lock.
 void QORHostRun::Begin(const QORHostStep& iStep)
 {

@@ -30,7 +30,6 @@ public:
     /// The host's: under the record's lock.
     QORHostRun(QORHOST::Core& ioCore, std::shared_ptr<QORHOST::Record> iRecord, QORHOST::Unit& ioUnit,
                QORHOST::Worker* iWorker);
-    ~QORHostRun();
     QORHostRun(const QORHostRun&) = delete;
     QORHostRun& operator=(const QORHostRun&) = delete;
 

@@ -19,6 +19,7 @@ struct Hanging
         iConfig.mSteps.resize(1);
         iConfig.mSteps[0].mStepId = cFirst;
         iConfig.mSteps[0].mRun = [this, ibDeaf](QORHostRun& ioRun) {
+            ioRun.TakeMemory(7);
             mInStep.Open();
             WaitWhile([&] { return ibDeaf ? !mMayReturn.IsOpen() : !ioRun.IsToldToStop(); });
             mEvents.Add("returned");
@@ -108,6 +109,7 @@ TEST(HostTimes, EndAStepThatListensAndGiveUpOneThatDoesnt)
             hanging.mMayReturn.Open();
             WaitWhile([&] { return hanging.mpHost->GetCounts().mLateThreads > 0; });
             EXPECT_TRUE(hanging.mpHost->Drain(cLong));
+            EXPECT_EQ(hanging.mpHost->GetCounts().mBytes, 0U);
             EXPECT_EQ(job.GetStatus(), JobStoppedWithError);
             EXPECT_EQ(job.GetReason(), row.mReason);
             const std::string step = "SQL Generation of job 3 is ";
