@@ -322,14 +322,15 @@ void Core::FinishStep(const Outcome& iOutcome, Hold& ioHold, QORHostRun& ioRun)
             Fail(ioHold, iOutcome.mError);
     }
     // Only a step that pauses stays queued when it is finished. Looking started, it has to be made anew.
-    if (bStays && status != JobPausing)
+    const bool bAsIfPaused = bStays && status != JobPausing;
+    if (bAsIfPaused)
         job.SetStatus(JobPausing, nullptr);
     Expect(job.SetStepFinish(ioRun.mStepId, ioRun.mUnit.GetPlan().mId, &ioRun.mTask), "SetStepFinish");
     if (!bStays)
         record.mRetries = 0;
     else
         Renew(job);
-    if (bStays && status != JobPausing)
+    if (bAsIfPaused)
         job.SetStatus(JobExecuting, nullptr);
 }
 
