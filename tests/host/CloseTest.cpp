@@ -44,6 +44,7 @@ struct Busy
                                                          mMayAnswer.Wait();
                                                      },
                                                  .mbCommits = true}},
+                                     .mMostJobs = 6,
                                      .mGrace = 1ms,
                                      .mEndTime = 1ms});
     }
@@ -89,6 +90,10 @@ TEST(HostClose, DrainsWhatIsThereAndStopsIt)
                 return parent.GetState() != EnumHostState::WaitingForChildren ||
                        delayed.GetState() != EnumHostState::Delayed;
             });
+            std::thread late([&] {
+                EXPECT_EQ(busy.mpHost->Submit(MakeJob(9, {cSecond}), {.mWaitForRoom = cLong}).mResult,
+                          EnumHostSubmit::Closed);
+            });
             EXPECT_FALSE(busy.mpHost->WaitForClose(1ms));
             if (bSignal)
                 bStop ? busy.mpHost->RequestStop() : busy.mpHost->RequestDrain();
@@ -97,7 +102,7 @@ TEST(HostClose, DrainsWhatIsThereAndStopsIt)
             else
                 EXPECT_FALSE(busy.mpHost->Drain(1ms));
             EXPECT_TRUE(busy.mpHost->WaitForClose(cLong));
-            EXPECT_EQ(busy.mpHost->Submit(MakeJob(9, {cSecond})).mResult, EnumHostSubmit::Closed);
+            late.join();
             if (!bStop)
             {
                 EXPECT_EQ(queued.Pause(), EnumHostAnswer::NotPossible);

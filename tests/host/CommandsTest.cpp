@@ -148,6 +148,8 @@ TEST(HostCommands, SayWhatTheyCameToAtEachMoment)
             stage.BringTo(row.mMoment);
             EXPECT_EQ(cCommands[i].second(stage.mJob), row.mAnswers[i]);
             const bool bDone = row.mAnswers[i] == cDone;
+            const int priority = cCommands[i].first == "priority" && bDone ? 7 : 5;
+            EXPECT_EQ(stage.mJob.GetLook().mPriority, priority);
             const bool bCancelled = i == 0 && bDone;
             if (cCommands[i].first == "time" && bDone)
             {
@@ -175,7 +177,7 @@ TEST(HostCommands, SayWhatTheyCameToAtEachMoment)
             EXPECT_EQ(stage.mJob.GetReason(), bCancelled ? "no longer wanted" : "");
             QORJobInfo info;
             EXPECT_EQ(stage.mJob.GetSnapshot(info), S_OK);
-            EXPECT_EQ(info.mPUPriority, cCommands[i].first == "priority" && bDone ? 7 : 5);
+            EXPECT_EQ(info.mPUPriority, priority);
             EXPECT_EQ(stage.mError, bCancelled ? QORJOB_W("The job was cancelled.") : QORJOB_W(""));
         }
     }
@@ -268,12 +270,16 @@ TEST(HostCommands, LeaveACancelledJobCancelledWhateverItsStepThrows)
 {
     Gate inStep;
     Gate mayThrow;
-    QORHost host({.mUnits = {{}}, .mSteps = {{.mStepId = cFirst, .mRun = [&](QORHostRun&) {
-                                                  inStep.Open();
-                                                  mayThrow.Wait();
-                                                  throw std::runtime_error("the connection was closed");
-                                              }}}});
-    QORHostJob job = host.Submit(MakeJob(1, {cFirst, StepCloseJob})).mJob;
+    QBase::wstring text;
+    const auto onEnd = [&](const QORHostJob&, QORJob& ioJob) { ioJob.GetJobError(text); };
+    const auto run = [&](QORHostRun& ioRun) {
+        ioRun.GetJob().UpdateJobError(QORJOB_W("Kernel"), 0x80043095, 1);
+        inStep.Open();
+        mayThrow.Wait();
+        throw std::runtime_error("the connection was closed");
+    };
+    QORHost host({.mUnits = {{}}, .mSteps = {{.mStepId = cFirst, .mRun = run}}});
+    QORHostJob job = host.Submit(MakeJob(1, {cFirst, StepCloseJob}), {.mOnEnd = onEnd}).mJob;
     EXPECT_TRUE(inStep.Wait());
     EXPECT_EQ(job.Cancel("enough"), EnumHostAnswer::Done);
     EXPECT_EQ(job.Cancel("again"), EnumHostAnswer::TooLate);
@@ -281,6 +287,7 @@ TEST(HostCommands, LeaveACancelledJobCancelledWhateverItsStepThrows)
     EXPECT_TRUE(job.WaitFor(cLong));
     EXPECT_EQ(job.GetStatus(), JobCancelled);
     EXPECT_EQ(job.GetReason(), "enough");
+    EXPECT_EQ(text, QORJOB_W("The job was cancelled.")) << "that is the answer, and nothing else";
     EXPECT_EQ(job.GetErrorCode(), static_cast<HRESULT>(0x80043014));
 }
 

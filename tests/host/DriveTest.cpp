@@ -1,3 +1,5 @@
+#include "platform/QPerfMon.h"
+#include "platform/builtin/PerfReadings.h"
 #include "tests/host/HostTest.h"
 
 #include <optional>
@@ -48,6 +50,7 @@ std::vector<int> OrderOf(const std::vector<int>& iPriorities, QORHostUnit iUnit)
 
 TEST(HostDrive, TakesAJobThroughItsUnitsAndRecordsIt)
 {
+    Builtin::PerfReadings::EnablePulses(true);
     Journal journal;
     QORHost host(
         {.mUnits = {{.mId = 4, .mName = "one"}, {.mId = 9, .mName = "other"}},
@@ -85,6 +88,11 @@ TEST(HostDrive, TakesAJobThroughItsUnitsAndRecordsIt)
         EXPECT_EQ(unit, units.at(static_cast<std::size_t>(i)));
     }
     EXPECT_EQ(info.mPUCount, 3);
+    std::vector<int> pulses;
+    for (const Builtin::PerfReadings::Pulse& pulse : Builtin::PerfReadings::TakePulses())
+        pulses.push_back(pulse.mCategory - PulseCategoryJobFirst);
+    EXPECT_EQ(pulses, (std::vector<int>{cFirst, cSecond, StepCloseJob})) << "for which it waited in a queue";
+    Builtin::PerfReadings::EnablePulses(false);
     EXPECT_EQ(job.GetProgress(), 70);
     EXPECT_EQ(host.GetStepName(cSecond), "fetching");
     EXPECT_EQ(host.GetStepName(cFirst), "SQL Generation");
@@ -247,6 +255,8 @@ TEST(HostDrive, HandsItemsFromStepToStepByName)
     };
     const auto look = [&](QORHostRun& ioRun) {
         ioRun.TakeMemory(9); // which the first step has given back
+        ioRun.GetJob().SetGovernedControl(1);
+        ioRun.TakeMemory(9); // who isn't governed isn't asked
         text = ioRun.GetText(QORJOB_W("Text"));
         EXPECT_STREQ(
             static_cast<QORJobData*>(ioRun.GetItem<QORStringData>(QORJOB_W("Text")).Get()) == nullptr ? "" : "is there",

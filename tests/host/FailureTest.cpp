@@ -25,8 +25,12 @@ TEST(HostFailure, MakesAnErrorOfWhateverAStepThrows)
         {[](QORHostRun&) { throw QORHostError(cNobodysCode, {"lift"}, "the lift is busy"); },
          static_cast<HRESULT>(0x80043095), "loading of job 4 failed: the lift is busy (0xA0990002)",
          "the lift is busy (0xA0990002)"},
-        {[](QORHostRun&) { throw std::runtime_error("no such table"); }, static_cast<HRESULT>(0x8004308E),
-         "An exception was thrown in loading for job 4: no such table", "no such table"},
+        {[](QORHostRun& ioRun) {
+             ioRun.GetJob().UpdateJobError(QORJOB_W("Kernel"), 0x80043095, 1); // forgotten
+             throw std::runtime_error("no such table");
+         },
+         static_cast<HRESULT>(0x8004308E), "An exception was thrown in loading for job 4: no such table",
+         "no such table"},
         {[](QORHostRun&) { throw 42; }, static_cast<HRESULT>(0x8004308F),
          "An unknown exception was thrown in loading for job 4.", "an unknown exception"},
         {[](QORHostRun&) { throw std::bad_alloc(); }, E_OUTOFMEMORY, "There is not enough memory.",

@@ -120,7 +120,7 @@ TEST(HostMemory, LosesNothingWhicheverAllocationFails)
 #endif
 }
 
-TEST(HostMemory, KeepsNothingOfUsersWhoseJobsHaveEnded)
+TEST(HostMemory, KeepsNothingOfJobsThatHaveEnded)
 {
     QORHost host({.mUnits = {{.mThreads = 0, .mMostAUser = 1}}});
     std::int64_t blocks = 0;
@@ -129,7 +129,7 @@ TEST(HostMemory, KeepsNothingOfUsersWhoseJobsHaveEnded)
         {
             const auto job = MakeJob(id, {StepCloseJob});
             job->SetUser(QBase::UTF8ToWideChar("user " + std::to_string(id)));
-            host.Submit(job);
+            host.Submit(job, {.mLongestLife = 1h});
             EXPECT_TRUE(host.RunOne(1));
         }
         EXPECT_TRUE(id == 1 || gBlocks == blocks);

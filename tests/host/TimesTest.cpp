@@ -257,10 +257,12 @@ TEST(HostTimes, TryAStepAgainAfterGrowingDelays)
 {
     for (const unsigned succeedsAt : {3U, 9U})
     {
+        bool bAborted = false;
+        const auto onEnd = [&](const QORHostJob&, QORJob& ioJob) { bAborted = ioJob.IsQueryEngineServerAborted(); };
         std::vector<std::chrono::steady_clock::time_point> runs;
         QORHost host(
             {.mUnits = {{}},
-             .mSteps = {{.mStepId = cFirst,
+             .mSteps = {{.mStepId = cSecond,
                          .mRun =
                              [&](QORHostRun& ioRun) {
                                  runs.push_back(std::chrono::steady_clock::now());
@@ -271,11 +273,12 @@ TEST(HostTimes, TryAStepAgainAfterGrowingDelays)
                                          {.mMostTimes = 4, .mDelay = 2ms, .mGrowth = 3, .mLongestDelay = 7ms},
                                          "the database is away");
                              }},
-                        {.mStepId = cSecond, .mRun = [](QORHostRun& ioRun) { EXPECT_EQ(ioRun.GetAttempt(), 1U); }}}});
-        const QORHostJob job = host.Submit(MakeJob(8, {cFirst, cSecond, StepCloseJob})).mJob;
+                        {.mStepId = cFirst, .mRun = [](QORHostRun& ioRun) { EXPECT_EQ(ioRun.GetAttempt(), 1U); }}}});
+        const QORHostJob job = host.Submit(MakeJob(8, {cSecond, cFirst, StepCloseJob}), {.mOnEnd = onEnd}).mJob;
         EXPECT_TRUE(job.WaitFor(cLong));
         EXPECT_EQ(job.GetStatus(), succeedsAt == 3 ? JobCompleted : JobStoppedWithError);
         EXPECT_EQ(job.GetReason(), succeedsAt == 3 ? "" : "the database is away");
+        EXPECT_EQ(bAborted, succeedsAt != 3) << "by its last run";
         ASSERT_EQ(runs.size(), std::min(succeedsAt, 4U));
         const std::vector<std::chrono::milliseconds> least = {2ms, 6ms, 7ms};
         for (std::size_t i = 1; i < runs.size(); ++i)
@@ -286,25 +289,53 @@ TEST(HostTimes, TryAStepAgainAfterGrowingDelays)
     }
 }
 
-TEST(HostTimes, LetADelayedJobBeCancelledAndPaused)
+TEST(HostTimes, LetADelayedJobGoOnAtOnce)
 {
-    for (const bool bPause : {false, true})
+    using enum EnumHostState;
+    for (const std::string way : {"cancel", "pause", "stop", "cancel with a child", "pause with a child",
+                                  "stop with a child", "fail with a child"})
     {
-        QORHost host({.mUnits = {{}}, .mSteps = {{.mStepId = cFirst, .mRun = [](QORHostRun& ioRun) {
-                                                      if (ioRun.GetAttempt() == 1)
-                                                          ioRun.TryAgain({.mDelay = 1h, .mLongestDelay = 1h}, "later");
-                                                  }}}});
+        SCOPED_TRACE(way);
+        const bool bChild = way.ends_with("child");
+        std::chrono::steady_clock::time_point began;
+        Gate mayFail;
+        const auto delay = [&](QORHostRun& ioRun) {
+            began = std::chrono::steady_clock::now();
+            if (bChild && ioRun.GetAttempt() == 1)
+                ioRun.SubmitChild(MakeJob(9, {cSecond, StepCloseJob}));
+            if (ioRun.GetAttempt() == 1)
+                ioRun.TryAgain({.mDelay = 1h, .mLongestDelay = 1h}, "later");
+        };
+        const auto wait = [&](QORHostRun& ioRun) {
+            WaitWhile([&] { return !mayFail.IsOpen() && !ioRun.IsToldToStop(); });
+            if (way.starts_with("fail"))
+                throw std::runtime_error("no such table");
+        };
+        QORHost host(
+            {.mUnits = {{}}, .mSteps = {{.mStepId = cFirst, .mRun = delay}, {.mStepId = cSecond, .mRun = wait}}});
         QORHostJob job = host.Submit(MakeJob(8, {cFirst, StepCloseJob})).mJob;
-        WaitWhile([&] { return job.GetState() != EnumHostState::Delayed; });
-        if (bPause)
+        WaitWhile([&] { return job.GetState() != (bChild ? WaitingForChildren : Delayed); });
+        EXPECT_GE(job.GetLook().mSince, began);
+        int status = JobStoppedWithError;
+        if (way.starts_with("cancel"))
+        {
+            EXPECT_EQ(job.Cancel("too late"), EnumHostAnswer::Done);
+            status = JobCancelled;
+        }
+        else if (way.starts_with("pause"))
         {
             EXPECT_EQ(job.Pause(), EnumHostAnswer::Done);
-            EXPECT_EQ(job.GetState(), EnumHostState::Paused);
+            EXPECT_EQ(job.GetState(), bChild ? WaitingForChildren : Paused);
             EXPECT_EQ(job.Resume(), EnumHostAnswer::Done);
+            status = JobCompleted;
         }
-        else
-            EXPECT_EQ(job.Cancel("too late"), EnumHostAnswer::Done);
+        else if (way.starts_with("stop"))
+        {
+            EXPECT_TRUE(host.Stop(cLong).empty());
+            status = JobStopped;
+        }
+        mayFail.Open();
         EXPECT_TRUE(job.WaitFor(cLong));
-        EXPECT_EQ(job.GetStatus(), bPause ? JobCompleted : JobCancelled);
+        EXPECT_EQ(job.GetStatus(), status);
     }
 }
