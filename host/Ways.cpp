@@ -136,13 +136,11 @@ void Core::StopWork(Hold& ioHold)
 void Core::EndJob(const std::shared_ptr<Record>& iRecord)
 {
     Record& record = *iRecord;
-    std::shared_ptr<Core> core;
     QORHostOnEnd onEnd = std::exchange(record.mOptions.mOnEnd, {});
     if (onEnd != nullptr || mConfig.mOnEnd != nullptr)
     {
         const std::lock_guard hold(record.mMutex);
         KeepEnd(record);
-        core = std::move(record.mpCore);
     }
     CallBack(iRecord, mConfig.mOnEnd); // before it leaves the open ones: who keeps ended jobs misses none
     {
@@ -164,10 +162,7 @@ void Core::EndJob(const std::shared_ptr<Record>& iRecord)
     {
         const std::lock_guard hold(record.mMutex);
         if (record.mState != EnumHostState::Ended)
-        {
             KeepEnd(record);
-            core = std::move(record.mpCore);
-        }
         // Others than the caller and the document have it: from here on only copies of theirs are made.
         if (iRecord.use_count() > (record.mpParent == nullptr ? 1 : 2))
             KeepSnapshot(record);
@@ -202,6 +197,7 @@ void Core::KeepEnd(Record& ioRecord)
     QORJob& job = *ioRecord.mpJob.Get();
     mTimers.Forget(ioRecord);
     ioRecord.mState = EnumHostState::Ended;
+    ioRecord.mpCore = nullptr; // whoever ends the job has it, too
     job.UpdateJobCloseCounters();
     if (ioRecord.mbRunAway)
         job.NeedToPerisistMsgStatusForRunAway(RunAwayCleanUp);
