@@ -266,6 +266,23 @@ TEST(HostCommands, RunAStepOnceThatSetsThePauseItself)
     EXPECT_EQ(tries, 2) << "it stopped";
 }
 
+TEST(HostCommands, CancelAJobThatBeginsAnew)
+{
+    QORHost host({.mUnits = {{.mId = 1, .mThreads = 0}, {.mId = 2, .mThreads = 0}},
+                  .mSteps = {{.mStepId = cFirst,
+                              .mUnit = 1,
+                              .mRun = [](QORHostRun& ioRun) { ioRun.GetJob().SetStatus(JobRequeued, nullptr); }},
+                             {.mStepId = StepSearchingCache, .mUnit = 2, .mRun = [](QORHostRun&) {
+                                  ADD_FAILURE() << "it is cancelled";
+                              }}}});
+    QORHostJob job = host.Submit(MakeJob(1, {cFirst})).mJob;
+    EXPECT_TRUE(host.RunOne(1));
+    EXPECT_EQ(job.GetLook().mStepId, StepSearchingCache);
+    EXPECT_EQ(job.Cancel("no longer wanted"), EnumHostAnswer::Done);
+    EXPECT_TRUE(host.RunUntil(2, job));
+    EXPECT_EQ(job.GetStatus(), JobCancelled);
+}
+
 TEST(HostCommands, LeaveACancelledJobCancelledWhateverItsStepThrows)
 {
     Gate inStep;
@@ -299,13 +316,17 @@ TEST(HostCommands, LeaveAJobAsItWasWhoseInstanceRefusesToBeCancelled)
     QORHost host({.mUnits = {{.mThreads = 0}}, .mSteps = {{.mStepId = cFirst, .mRun = [](QORHostRun&) {}}}});
     for (const auto step : {StepCloseJob, cFirst})
     {
-        const auto prepared = MakeJob(1, {step}, RequestReport);
-        QBase::PtrI<ICKDXProcessContext> context;
-        ASSERT_EQ(prepared->GetProcessContext(context.Receive()), S_OK);
-        context->put_ContextObjectB(&instance);
-        QORHostJob job = host.Submit(prepared).mJob;
+        QORHostJob job;
+        {
+            const auto submitted = MakeJob(1, {step}, RequestReport);
+            QBase::PtrI<ICKDXProcessContext> context;
+            ASSERT_EQ(submitted->GetProcessContext(context.Receive()), S_OK);
+            context->put_ContextObjectB(&instance);
+            job = host.Submit(submitted).mJob;
+        }
         EXPECT_EQ(job.Cancel("no longer wanted"), EnumHostAnswer::NotPossible);
         EXPECT_TRUE(host.RunUntil(1, job));
+        EXPECT_EQ(instance.mReferences, 0U) << "the handle keeps neither job nor context";
         EXPECT_EQ(job.GetStatus(), JobCompleted);
         EXPECT_EQ(job.GetReason(), "");
         QORJobInfo info;

@@ -107,12 +107,13 @@ TEST(HostFailure, TakesATasksCodeAndItsAbortForFailures)
     for (const auto& [code, bAborts, reason] :
          {std::tuple{S_OK, false, ""}, std::tuple{S_FALSE, false, ""},
           std::tuple{static_cast<HRESULT>(0x80004005), false, "the task gave 0x80004005"},
-          std::tuple{S_OK, true, "the task was aborted"}})
+          std::tuple{S_OK, true, "the task was aborted"},
+          std::tuple{E_OUTOFMEMORY, false, "there is not enough memory"}}) // for which no task is made
     {
-        QORHost host(
-            {.mUnits = {{}}, .mSteps = {{.mStepId = cFirst, .mMakeTask = [&, c = code, a = bAborts](QORHostRun& ioRun) {
-                                             return std::make_unique<Ending>(ioRun, c, a);
-                                         }}}});
+        QORHost host({.mUnits = {{}},
+                      .mSteps = {{.mStepId = cFirst, .mMakeTask = [&, c = code, a = bAborts](QORHostRun& ioRun) {
+                                      return c == E_OUTOFMEMORY ? nullptr : std::make_unique<Ending>(ioRun, c, a);
+                                  }}}});
         const QORHostJob job = host.Submit(MakeJob(4, {cFirst, StepCloseJob})).mJob;
         EXPECT_TRUE(job.WaitFor(cLong));
         EXPECT_EQ(job.GetReason(), reason);

@@ -89,6 +89,7 @@ TEST(HostTimes, EndAStepThatListensAndGiveUpOneThatDoesnt)
         {"default life", {.mLongestLife = 500ms}, {}, 0ms, "it took longer than the job's time allows"},
         {"command", {.mLongestRun = 1h}, {}, 1ms, "it took longer than the job's time allows"},
     };
+    Builtin::LogSinks::Enable("Kernel", "Error", true); // and the library has none
     for (const Row& row : rows)
     {
         for (const bool bDeaf : {false, true})
@@ -126,6 +127,7 @@ TEST(HostTimes, EndAStepThatListensAndGiveUpOneThatDoesnt)
             EXPECT_EQ(std::count(events.begin(), events.end(), "end"), 2);
         }
     }
+    Builtin::LogSinks::Enable("Kernel", "Error", false);
 }
 
 TEST(HostTimes, DontEndAStepThatReports)
@@ -216,7 +218,7 @@ TEST(HostTimes, EndAJobWhoseLastStepsHangWithoutRunningOneTwice)
             inStep.Open();
             mayReturn.Wait();
         };
-        QORHostConfig config{.mUnits = {{}, {.mId = 2}}, .mLongestLife = row.mbCancel ? 20ms : 0ms, .mGrace = 1ms};
+        QORHostConfig config{.mUnits = {{}, {.mId = 2}}, .mGrace = 1ms};
         config.mLongestRun = row.mbCancel ? 0ms : 1ms;
         config.mSteps.push_back({.mStepId = row.mHung, .mUnit = 1, .mRun = hang, .mbCommits = row.mbCommits});
         if (row.mbCommits)
@@ -237,6 +239,7 @@ TEST(HostTimes, EndAJobWhoseLastStepsHangWithoutRunningOneTwice)
         EXPECT_TRUE(inStep.Wait());
         if (row.mbCancel)
         {
+            EXPECT_EQ(job.SetTimeLeft(50ms), EnumHostAnswer::Done);
             EXPECT_EQ(job.Cancel("the limit of its life stays"), EnumHostAnswer::Done);
         }
         EXPECT_TRUE(job.WaitFor(cLong));
@@ -297,25 +300,25 @@ TEST(HostTimes, LetADelayedJobGoOnAtOnce)
     {
         SCOPED_TRACE(way);
         const bool bChild = way.ends_with("child");
+        const bool bFails = way.starts_with("fail"); // the child's time is over, while the document's delay long is
         std::chrono::steady_clock::time_point began;
-        Gate mayFail;
+        Gate mayEnd;
         const auto delay = [&](QORHostRun& ioRun) {
             began = std::chrono::steady_clock::now();
             if (bChild && ioRun.GetAttempt() == 1)
-                ioRun.SubmitChild(MakeJob(9, {cSecond, StepCloseJob}));
+                ioRun.SubmitChild(MakeJob(9, {cSecond, StepCloseJob}), {.mLongestLife = bFails ? 20ms : 0ms});
             if (ioRun.GetAttempt() == 1)
-                ioRun.TryAgain({.mDelay = 1h, .mLongestDelay = 1h}, "later");
+                ioRun.TryAgain({.mDelay = bFails ? 0ms : 1h, .mLongestDelay = 1h}, "later");
         };
         const auto wait = [&](QORHostRun& ioRun) {
-            WaitWhile([&] { return !mayFail.IsOpen() && !ioRun.IsToldToStop(); });
-            if (way.starts_with("fail"))
-                throw std::runtime_error("no such table");
+            WaitWhile([&] { return !mayEnd.IsOpen() && !ioRun.IsToldToStop(); });
+            ioRun.CheckStop();
         };
         QORHost host(
             {.mUnits = {{}}, .mSteps = {{.mStepId = cFirst, .mRun = delay}, {.mStepId = cSecond, .mRun = wait}}});
         QORHostJob job = host.Submit(MakeJob(8, {cFirst, StepCloseJob})).mJob;
-        WaitWhile([&] { return job.GetState() != (bChild ? WaitingForChildren : Delayed); });
-        EXPECT_GE(job.GetLook().mSince, began);
+        WaitWhile([&] { return !bFails && job.GetState() != (bChild ? WaitingForChildren : Delayed); });
+        EXPECT_TRUE(bFails || job.GetLook().mSince >= began);
         int status = JobStoppedWithError;
         if (way.starts_with("cancel"))
         {
@@ -334,7 +337,8 @@ TEST(HostTimes, LetADelayedJobGoOnAtOnce)
             EXPECT_TRUE(host.Stop(cLong).empty());
             status = JobStopped;
         }
-        mayFail.Open();
+        if (!bFails)
+            mayEnd.Open();
         EXPECT_TRUE(job.WaitFor(cLong));
         EXPECT_EQ(job.GetStatus(), status);
     }
