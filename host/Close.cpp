@@ -163,11 +163,9 @@ void Core::End()
 {
     for (const std::string& step : Stop(Until(mConfig.mEndTime)))
         mLog.Write(EnumRouter::Error, "The host ends, and leaves a thread in %1", step);
-    if (!WaitForEnd(Clock::now()))
-        EndOpen();
+    EndOpen();
     mTimers.Close();
-    if (mWatch.joinable())
-        mWatch.join();
+    mWatch.join();
     for (const auto& unit : mUnits)
         unit->Close();
     const Moment until = Until(mConfig.mGrace);
