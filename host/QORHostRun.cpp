@@ -20,12 +20,10 @@ void QORHostRun::Begin(const QORHostStep& iStep)
     mpStep = &iStep;
     mTask.SetStatus(JobTaskStatusNone, nullptr);
     mAttempt = mpRecord->mRetries + 1;
-    if (mbTold)
-        mbTold = false;
+    mbTold = false;
     if (!mbEndedBefore && std::exchange(mpRecord->mbContextTold, false) && mpContext)
         mpContext->put_LongB(ICKDXProcessContext::cGoOn); // it was for a step before
-    if (mStop.stop_possible())
-        mStop = std::stop_source(std::nostopstate);
+    mStop = std::stop_source(std::nostopstate);
 }
 
 QORHostJob QORHostRun::GetHandle() const { return QORHostJob(mpRecord); }
