@@ -178,6 +178,7 @@ TEST(HostCommands, SayWhatTheyCameToAtEachMoment)
             QORJobInfo info;
             EXPECT_EQ(stage.mJob.GetSnapshot(info), S_OK);
             EXPECT_EQ(info.mPUPriority, priority);
+            EXPECT_TRUE(bRests || row.mMoment != "queued" || info.mPUCount == 1) << "it stays in its queue";
             EXPECT_EQ(stage.mError, bCancelled ? QORJOB_W("The job was cancelled.") : QORJOB_W(""));
         }
     }

@@ -170,6 +170,7 @@ TEST(HostDrive, RunsNoMoreOfAUsersJobsThanAreAllowed)
         order.push_back(ioRun.GetJob().GetId().Get());
         if (order.size() > 1)
             return;
+        EXPECT_FALSE(host->RunUntil(1, ioRun.GetHandle())) << "it would wait for itself";
         EXPECT_TRUE(host->RunOne(1) && host->RunOne(1) && host->RunOne(1)) << "another user's, and nobody's";
         EXPECT_FALSE(host->RunOne(1)) << "the others wait for their turn";
         EXPECT_EQ(jobs[1].SetPriority(1), EnumHostAnswer::Done);
@@ -319,8 +320,10 @@ TEST(HostDrive, LogsNoWarningInASoundRun)
         for (int id = 1; id <= 50; ++id)
         {
             const auto made = MakeJob(id, {cFirst, StepElementBrowsing, StepAnalyticalProcessing, StepCloseJob});
+            QBase::PtrI<CKDXProcessContext> bare; // of no request
+            EXPECT_TRUE(id % 4 != 0 || CreateProcessContext(bare) == S_OK);
             if (id % 2 == 0)
-                made->SetProcessContext(nullptr);
+                made->SetProcessContext(bare.Get());
             QORHostJob job = host.Submit(made).mJob;
             if (id % 3 == 0)
                 job.Cancel("enough");

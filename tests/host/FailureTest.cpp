@@ -226,12 +226,13 @@ TEST(HostFailure, EndsAJobThatItCantDrive)
         {new QORJobStep(40), "step 40 isn't one that can be run"},
         {new QORJobStep(StepNoMore), "no step to run, but the job wasn't closed"},
         {nullptr, "GetCurrentStepIdToRun failed with 0x80004003"}};
-    QORHost host({.mUnits = {{}}});
+    QORHost host({.mUnits = {{.mMostAUser = 1}}});
     for (const auto& [step, reason] : rows)
     {
         const Logged logged;
         const auto submitted = MakeJob(5, {});
         submitted->AddStepToRun(step, nullptr);
+        submitted->SetUser(QORJOB_W("one"));
         QBase::wstring text;
         const auto onEnd = [&](const QORHostJob&, QORJob& ioJob) { ioJob.GetJobError(text); };
         const QORHostJob job = host.Submit(submitted, {.mOnEnd = onEnd}).mJob;

@@ -15,14 +15,18 @@ struct Hanging
     {
         iConfig.mUnits = {{}};
         iConfig.mGrace = ibDeaf ? 1ms : 30'000ms;
-        const auto report = [this](QORHostRun&) { mEvents.Add("told"); };
+        const auto report = [this, ibDeaf](QORHostRun& ioRun) {
+            mEvents.Add("told");
+            WaitWhile([&] { return !ibDeaf && !ioRun.IsToldToStop(); });
+        };
         iConfig.mSteps.resize(1);
         iConfig.mSteps[0].mStepId = cFirst;
         iConfig.mSteps[0].mRun = [this, ibDeaf](QORHostRun& ioRun) {
-            ioRun.TakeMemory(7);
+            ioRun.TakeMemory(1);
             mInStep.Open();
             WaitWhile([&] { return ibDeaf ? !mMayReturn.IsOpen() : !ioRun.IsToldToStop(); });
             mEvents.Add("returned");
+            EXPECT_TRUE(ibDeaf || ioRun.GetHandle().SetTimeLeft(1h) == EnumHostAnswer::TooLate);
             QBase::PtrI<ICKDXProcessContext> context;
             LONG told = 0;
             EXPECT_EQ(ioRun.GetJob().GetProcessContext(context.Receive()), S_OK);
@@ -30,9 +34,10 @@ struct Hanging
             ioRun.CheckStop();
         };
         for (const QORJobProcessingStep step : {StepSendingErrorMessage, StepDelivery})
-            iConfig.mSteps.push_back({.mStepId = step, .mRun = report, .mLongestRun = 1h, .mLongestSilence = 1h});
-        iConfig.mSteps.push_back(
-            {.mStepId = cSecond, .mRun = [](QORHostRun&) {}, .mLongestRun = 1h, .mLongestSilence = 1h});
+            iConfig.mSteps.push_back(
+                {.mStepId = step, .mRun = report, .mLongestRun = ibDeaf ? 1h : 1ms, .mLongestSilence = 1h});
+        const auto giveTime = [](QORHostRun& ioRun) { ioRun.GetHandle().SetTimeLeft(1h); }; // to this step
+        iConfig.mSteps.push_back({.mStepId = cSecond, .mRun = giveTime, .mLongestRun = 1h, .mLongestSilence = 1h});
         mpHost.emplace(std::move(iConfig));
     }
     ~Hanging()
@@ -115,7 +120,10 @@ TEST(HostTimes, EndAStepThatListensAndGiveUpOneThatDoesnt)
             EXPECT_EQ(job.GetReason(), row.mReason);
             const std::string step = "SQL Generation of job 3 is ";
             std::vector<std::string> lines = {step + "told to stop: " + row.mReason, "Job 3 failed: " + row.mReason};
-            if (bDeaf)
+            if (!bDeaf)
+                lines.emplace_back(
+                    "Sending Error Message of job 3 is told to stop: it took longer than a step may take");
+            else
             {
                 lines.insert(lines.begin() + 1, step + "given up: " + row.mReason);
                 lines.emplace_back("The thread that was left in SQL Generation of job 3 has come back");
@@ -166,6 +174,7 @@ TEST(HostTimes, EndWhatWaitsTooLong)
         EXPECT_EQ(job.GetReason(), way != "life" ? "it waited in the queue for longer than it may"
                                                  : "it took longer than the job's time allows");
         EXPECT_EQ(job.GetState(), EnumHostState::Queued);
+        EXPECT_EQ(job.GetErrorCode(), static_cast<HRESULT>(0x80043095));
         EXPECT_EQ(job.GetLook().mUnit, 2) << "which tells of it";
         EXPECT_TRUE(host.RunUntil(2, job));
         EXPECT_EQ(events.Get(), std::vector<std::string>{"10"});
@@ -176,7 +185,7 @@ TEST(HostTimes, DeliverTheErrorOfAJobThatLostItsStep)
 {
     // The library keeps the sending of an error for it, but not its delivery: that is the host's.
     Hanging hanging({.mLongestRun = 1ms}, true);
-    const auto job = MakeJob(3, {cFirst, cSecond, StepCloseJob});
+    const auto job = MakeJob(3, {cSecond, cFirst, StepCloseJob});
     ICKDXProcessContext* context = nullptr;
     ASSERT_EQ(job->GetProcessContext(&context), S_OK);
     QBase::PtrI<CKDXProcessContext> delivery; // any object
@@ -213,10 +222,11 @@ TEST(HostTimes, EndAJobWhoseLastStepsHangWithoutRunningOneTwice)
         std::atomic<bool> bStrange{false};
         Gate inStep;
         Gate mayReturn;
-        const auto hang = [&](QORHostRun&) {
+        const auto hang = [&](QORHostRun& ioRun) {
             ++runs;
             inStep.Open();
             mayReturn.Wait();
+            EXPECT_TRUE(ioRun.IsToldToStop());
         };
         QORHostConfig config{.mUnits = {{}, {.mId = 2}}, .mGrace = 1ms};
         config.mLongestRun = row.mbCancel ? 0ms : 1ms;
