@@ -195,7 +195,8 @@ TEST(HostClose, EndsWhatNobodyRuns)
 {
     std::vector<int> ended;
     const auto onEnd = [&](const QORHostJob& iJob, QORJob&) { ended.push_back(iJob.GetId()); };
-    QORHostJob job, answered;
+    QORHostJob job;
+    QORHostJob answered;
     {
         QORHost host({.mUnits = {{.mThreads = 0}, {.mId = 2, .mThreads = 0}},
                       .mSteps = {{.mStepId = cFirst, .mUnit = 1, .mRun = [](QORHostRun&) {}},

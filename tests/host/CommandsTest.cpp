@@ -257,11 +257,14 @@ TEST(HostCommands, RunAStepOnceThatSetsThePauseItself)
     const auto look = [](QORHostRun& ioRun) { EXPECT_EQ(ioRun.GetHandle().GetStatus(), JobReady) << "it began anew"; };
     QORHost host({.mUnits = {{}},
                   .mSteps = {{.mStepId = cFirst, .mRun = pause},
-                             {.mStepId = StepElementBrowsing, .mRun = again},
-                             {.mStepId = cSecond, .mRun = requeue},
+                             {.mStepId = cSecond, .mRun = again},
+                             {.mStepId = StepElementBrowsing, .mRun = requeue},
                              {.mStepId = StepAnalyticalProcessing, .mRun = look}}});
     const QORHostJob job =
-        host.Submit(MakeJob(1, {cFirst, StepElementBrowsing, cSecond, StepAnalyticalProcessing, StepCloseJob})).mJob;
+        host.Submit(
+                MakeJob(1, {cFirst, cSecond, StepElementBrowsing, StepAnalyticalProcessing, StepCloseJob}),
+                {.mOnEnd = [](const QORHostJob&, QORJob& ioJob) { EXPECT_FALSE(ioJob.IsQueryEngineServerAborted()); }})
+            .mJob;
     EXPECT_TRUE(job.WaitFor(cLong));
     EXPECT_EQ(runs, 1);
     EXPECT_EQ(tries, 2) << "it stopped";

@@ -179,7 +179,8 @@ TEST(HostFailure, LetsAStepDropItsHandleAndNotWaitForItself)
 
 TEST(HostFailure, TakesNoMoreThanFits)
 {
-    Gate mayEnd, waited;
+    Gate mayEnd;
+    Gate waited;
     QORHost host({.mUnits = {{.mThreads = 1}},
                   .mSteps = {{.mStepId = cFirst,
                               .mRun =
@@ -226,7 +227,7 @@ TEST(HostFailure, EndsAJobThatItCantDrive)
         {new QORJobStep(40), "step 40 isn't one that can be run"},
         {new QORJobStep(StepNoMore), "no step to run, but the job wasn't closed"},
         {nullptr, "GetCurrentStepIdToRun failed with 0x80004003"}};
-    QORHost host({.mUnits = {{.mMostAUser = 1}}});
+    QORHost host({.mUnits = {{.mThreads = 0, .mMostAUser = 1}}});
     for (const auto& [step, reason] : rows)
     {
         const Logged logged;
@@ -236,7 +237,11 @@ TEST(HostFailure, EndsAJobThatItCantDrive)
         QBase::wstring text;
         const auto onEnd = [&](const QORHostJob&, QORJob& ioJob) { ioJob.GetJobError(text); };
         const QORHostJob job = host.Submit(submitted, {.mOnEnd = onEnd}).mJob;
-        EXPECT_TRUE(job.WaitFor(cLong));
+        const auto other = MakeJob(6, {StepCloseJob});
+        other->SetUser(QORJOB_W("one"));
+        const QORHostJob next = host.Submit(other).mJob;
+        EXPECT_TRUE(host.RunUntil(1, job));
+        EXPECT_TRUE(host.RunUntil(1, next)) << "its user has his place back";
         EXPECT_EQ(QBase::WideCharToUTF8(text.c_str()), "An exception was thrown in the host for job 5: " + reason);
         EXPECT_EQ(job.GetStatus(), JobStoppedWithError);
         EXPECT_EQ(job.GetReason(), reason);

@@ -62,7 +62,8 @@ public:
     void ExpectNoChild(const QORJob& iDocument)
     {
         mbDocumentEnded = true;
-        QBase::list<QSynch::AtomicLong> executing, finished;
+        QBase::list<QSynch::AtomicLong> executing;
+        QBase::list<QSynch::AtomicLong> finished;
         int running = -1;
         EXPECT_EQ(iDocument.GetExecutingChildrenList(executing), S_OK);
         EXPECT_EQ(iDocument.GetFinishedChildrenList(finished), S_OK);

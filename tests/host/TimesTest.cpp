@@ -306,11 +306,12 @@ TEST(HostTimes, LetADelayedJobGoOnAtOnce)
 {
     using enum EnumHostState;
     for (const std::string way : {"cancel", "pause", "stop", "cancel with a child", "pause with a child",
-                                  "stop with a child", "fail with a child"})
+                                  "stop with a child", "fail with a child", "life with a child"})
     {
         SCOPED_TRACE(way);
         const bool bChild = way.ends_with("child");
-        const bool bFails = way.starts_with("fail"); // the child's time is over, while the document's delay long is
+        const bool bFails = way.starts_with("fail"); // the child's time is over, and long before the document's delay
+        const bool bLife = way.starts_with("life");
         std::chrono::steady_clock::time_point began;
         Gate mayEnd;
         const auto delay = [&](QORHostRun& ioRun) {
@@ -326,9 +327,9 @@ TEST(HostTimes, LetADelayedJobGoOnAtOnce)
         };
         QORHost host(
             {.mUnits = {{}}, .mSteps = {{.mStepId = cFirst, .mRun = delay}, {.mStepId = cSecond, .mRun = wait}}});
-        QORHostJob job = host.Submit(MakeJob(8, {cFirst, StepCloseJob})).mJob;
-        WaitWhile([&] { return !bFails && job.GetState() != (bChild ? WaitingForChildren : Delayed); });
-        EXPECT_TRUE(bFails || job.GetLook().mSince >= began);
+        QORHostJob job = host.Submit(MakeJob(8, {cFirst, StepCloseJob}), {.mLongestLife = bLife ? 20ms : 0ms}).mJob;
+        WaitWhile([&] { return !bFails && !bLife && job.GetState() != (bChild ? WaitingForChildren : Delayed); });
+        EXPECT_TRUE(bFails || bLife || job.GetLook().mSince >= began);
         int status = JobStoppedWithError;
         if (way.starts_with("cancel"))
         {
@@ -347,7 +348,7 @@ TEST(HostTimes, LetADelayedJobGoOnAtOnce)
             EXPECT_TRUE(host.Stop(cLong).empty());
             status = JobStopped;
         }
-        if (!bFails)
+        if (!bFails && !bLife)
             mayEnd.Open();
         EXPECT_TRUE(job.WaitFor(cLong));
         EXPECT_EQ(job.GetStatus(), status);
