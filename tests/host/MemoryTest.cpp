@@ -111,9 +111,9 @@ TEST(HostMemory, LosesNothingWhicheverAllocationFails)
         static_cast<void>(blocks);
 #endif
     }
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("Host: a line couldn't be logged: Job %1 failed: %2\n"),
-              std::string::npos);
+    [[maybe_unused]] const std::string lost = testing::internal::GetCapturedStderr();
 #ifndef _WIN32
+    EXPECT_NE(lost.find("Host: a line couldn't be logged: Job %1 failed: %2\n"), std::string::npos);
     for (const char* line : {"Job 1 failed: Create failed with 0x8007000E",
                              "Job 3 is cancelled, but its answer doesn't say so: std::bad_alloc"})
         EXPECT_TRUE(gLines.contains(line)) << line;
