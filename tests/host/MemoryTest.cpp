@@ -120,6 +120,7 @@ TEST(HostMemory, LosesNothingWhicheverAllocationFails)
 #endif
 }
 
+#ifndef _WIN32
 TEST(HostMemory, KeepsNothingOfJobsThatHaveEnded)
 {
     QORHost host({.mUnits = {{.mThreads = 0, .mMostAUser = 1}}});
@@ -136,6 +137,7 @@ TEST(HostMemory, KeepsNothingOfJobsThatHaveEnded)
         blocks = gBlocks;
     }
 }
+#endif
 
 TEST(HostMemory, LosesNothingWhicheverBlockTheLibraryCantHave)
 {
