@@ -36,12 +36,15 @@ public:
             WaitWhile([&] { return kind == "rests first" && !mRests.IsOpen(); });
             ioRun.CheckStop();
         };
-        mpHost = std::make_unique<QORHost>(QORHostConfig{
-            .mUnits = {{.mId = 1}, {.mId = 2, .mThreads = 2}},
-            .mSteps = {{.mStepId = cFirst, .mUnit = 1, .mRun = make},
-                       {.mStepId = cSecond, .mUnit = 1, .mRun = [this](QORHostRun&) { mEvents.Add("formatted"); }},
-                       {.mStepId = StepElementBrowsing, .mUnit = 2, .mRun = child}},
-            .mMostJobs = 2});
+        mpHost = std::make_unique<QORHost>(
+            QORHostConfig{.mUnits = {{.mId = 1}, {.mId = 2, .mThreads = 2}},
+                          .mSteps = {{.mStepId = cFirst, .mUnit = 1, .mRun = make},
+                                     {.mStepId = cSecond, .mUnit = 1, .mRun = [](QORHostRun&) {}},
+                                     {.mStepId = StepDocumentFormatting,
+                                      .mUnit = 2,
+                                      .mRun = [this](QORHostRun&) { mEvents.Add("formatted"); }},
+                                     {.mStepId = StepElementBrowsing, .mUnit = 2, .mRun = child}},
+                          .mMostJobs = 2});
     }
     ~Family()
     {
@@ -52,7 +55,7 @@ public:
     QORHostJob Submit(EnumHostFamilyRule iRule)
     {
         mDocument = mpHost
-                        ->Submit(MakeJob(7, {cFirst, cSecond, StepCloseJob}),
+                        ->Submit(MakeJob(7, {cFirst, StepDocumentFormatting, StepCloseJob}),
                                  {.mOnEnd = [this](const QORHostJob&, QORJob& ioJob) { ExpectNoChild(ioJob); },
                                   .mFamilyRule = iRule})
                         .mJob;
@@ -116,10 +119,12 @@ TEST(HostFamily, GoesOnWhenAllHaveEndedOrFailsWithTheFirst)
         EXPECT_TRUE(family.mpHost->Drain(cLong));
         EXPECT_EQ(document.GetStatus(), row.mStatus);
         EXPECT_EQ(document.GetReason(), row.mReason);
+        QORJobInfo info;
+        EXPECT_EQ(document.GetSnapshot(info), S_OK);
+        EXPECT_TRUE(row.mStatus != JobCompleted || info.mPUCount == 2) << "before its children and after them";
         for (std::size_t i = 0; i < row.mChildren.size(); ++i)
         {
             EXPECT_EQ(family.mChildren.at(i).GetStatus(), row.mChildren[i]) << i;
-            QORJobInfo info;
             EXPECT_EQ(family.mChildren.at(i).GetSnapshot(info), S_OK);
         }
         const auto events = family.mEvents.Get();
