@@ -162,6 +162,12 @@ TEST(HostCommands, SayWhatTheyCameToAtEachMoment)
             {
                 EXPECT_EQ(stage.mJob.GetStatus(), JobCancelled) << "at once";
             }
+            QORJobInfo info;
+            QDataType::DateTime exit;
+            EXPECT_EQ(stage.mJob.GetSnapshot(info), S_OK);
+            info.mPUInfos.at(0).GetExitTime(&exit);
+            EXPECT_EQ(row.mMoment == "queued" && exit != QDataType::DateTime(),
+                      row.mMoment == "queued" && stage.mJob.GetState() == EnumHostState::Paused);
             const bool bRests = stage.mJob.GetState() == EnumHostState::Paused || (i == 1 && bDone);
             stage.OpenAll();
             if (bRests)
@@ -175,7 +181,6 @@ TEST(HostCommands, SayWhatTheyCameToAtEachMoment)
             EXPECT_EQ(stage.mEvents.Get(),
                       bCancelled ? std::vector<std::string>({"told", "end"}) : std::vector<std::string>{"end"});
             EXPECT_EQ(stage.mJob.GetReason(), bCancelled ? "no longer wanted" : "");
-            QORJobInfo info;
             EXPECT_EQ(stage.mJob.GetSnapshot(info), S_OK);
             EXPECT_EQ(info.mPUPriority, priority);
             EXPECT_TRUE(bRests || row.mMoment != "queued" || info.mPUCount == 1) << "it stays in its queue";
