@@ -27,8 +27,7 @@ TEST_F(Web, SaysInEveryAnswerWhatABrowserMayNot)
               "img-src 'self' data:; base-uri 'none'; form-action 'none'; frame-ancestors 'none'\r\n"
               "X-Frame-Options: DENY\r\nCross-Origin-Resource-Policy: same-origin\r\nContent-Length: 11\r\nConnection: "
               "close\r\n\r\nGET /a b=c ");
-    RawClient refused = Connect("GET /..\r\n\r\n");
-    EXPECT_NE(refused.ReadAll().find("\r\nX-Frame-Options: DENY\r\n"), std::string::npos);
+    EXPECT_NE(Connect("GET /..\r\n\r\n").ReadAll().find("\r\nX-Frame-Options: DENY\r\n"), std::string::npos);
 }
 
 TEST_F(Web, TakesRequestsByTheRules)
@@ -116,8 +115,8 @@ TEST_F(Web, TakesRequestsByTheRules)
 TEST_F(Web, EndsWithItsAnswerForAClientThatIsStillSending)
 {
     Start();
-    const std::string request = "POST / HTTP/1.1\r\nHost: localhost\r\nContent-Length: 9000000\r\n\r\n";
-    RawClient client = Connect(request + std::string(500'000, 'x'));
+    RawClient client =
+        Connect("POST / HTTP/1.1\r\nHost: localhost\r\nContent-Length: 9000000\r\n\r\n" + Filled(500'000));
     EXPECT_EQ(Body(client.ReadAll()), R"({"error":"the body is too large"})");
     EXPECT_TRUE(client.HasEnded());
 }
@@ -125,11 +124,10 @@ TEST_F(Web, EndsWithItsAnswerForAClientThatIsStillSending)
 TEST_F(Web, SendsAllOfAnAnswerToAClientThatSendsNoMore)
 {
     Start();
-    const std::string large(8'000'000, 'x');
     RawClient client = Connect(cLater);
-    WaitForCall()->Answer({.mBody = large});
+    WaitForCall()->Answer({.mBody = Filled(8'000'000)});
     client.EndSending();
-    EXPECT_TRUE(Body(client.ReadAll()) == large);
+    EXPECT_TRUE(Body(client.ReadAll()) == Filled(8'000'000));
     EXPECT_TRUE(client.HasEnded());
 }
 
@@ -225,11 +223,9 @@ TEST_F(Web, KeepsTheOrderOfWhatEachThreadSends)
     Start();
     RawClient client = Connect("GET /stream HTTP/1.0\r\n\r\n");
     const Call stream = WaitForCall();
-    constexpr int cThreads = 3;
-    constexpr int cParts = 2'000;
-    std::thread reader;
+    constexpr int cThreads = 3, cParts = 2'000;
     std::string all;
-    reader = std::thread([&] { all = Body(client.ReadAll()); });
+    std::thread reader([&] { all = Body(client.ReadAll()); });
     RunOnThreads(cThreads, [&](int iThread) {
         for (int index = 0; index < cParts; ++index)
             EXPECT_TRUE(stream->Send(std::to_string(iThread) + ":" + std::to_string(index) + ";"));
@@ -272,11 +268,10 @@ TEST_F(Web, DropsWhoDoesNotTakeAnAnswerInTime)
     Start(config);
     RawClient client(mpServer->GetPort(), 4'096);
     client.Send(cLater);
-    const std::string large(8'000'000, 'x');
-    WaitForCall()->Answer({.mBody = large});
+    WaitForCall()->Answer({.mBody = Filled(8'000'000)});
     EXPECT_FALSE(mpServer->WaitUntilSent(1ms));
     EXPECT_TRUE(mpServer->WaitUntilSent(10s));
-    EXPECT_LT(client.ReadAll().size(), large.size());
+    EXPECT_LT(client.ReadAll().size(), 8'000'000u);
 }
 
 TEST_F(Web, TellsThatTheClientHasGone)
@@ -415,12 +410,11 @@ TEST_F(Web, StopsWithAllAnswersSent)
     EXPECT_TRUE(idle.HasEnded());
     EXPECT_THROW(Connect(cGet), std::runtime_error);
 
-    const std::string large(8'000'000, 'x');
-    call->Answer({.mBody = large});
+    call->Answer({.mBody = Filled(8'000'000)});
     std::thread reader([&] {
         const std::string answer = pending.ReadAll();
         EXPECT_NE(answer.find("\r\nConnection: close\r\n"), std::string::npos);
-        EXPECT_EQ(Body(answer), large);
+        EXPECT_EQ(Body(answer), Filled(8'000'000));
     });
     EXPECT_TRUE(mpServer->WaitUntilSent(10s));
     mpServer.reset();
