@@ -81,11 +81,12 @@ TEST(Buffer, ReusedForTheSameUseNeedsNoNewHeapBlock)
 
 TEST(Buffer, TakesLargerChunksFromTheHeapTheMoreItIsUsed)
 {
-    QBase::Buffer* const buffer = QBase::CreateBuffer(0, 2, 64, false);
+    QBase::Buffer* const buffer = QBase::CreateBuffer(0, 2, 64, true);
+    buffer->Destroy(); // unused so far
     Builtin::Faults::StartCountingBlocks();
     UseAll(*buffer, {{64, 1}, {100, 1}, {20, 1}, {250, 1}, {6, 1}});
     EXPECT_EQ(Builtin::Faults::StopCountingBlocks(), 3) << "of 64, 128 and 256 bytes";
-    buffer->Destroy();
+    buffer->Free();
 }
 
 TEST(Buffer, ServesThreadsThatTakeOfItAtOnce)
