@@ -94,6 +94,17 @@ TEST(Initializer, MakesTheRoutersByTheirNames)
                      "Kernel/Job Trace 6;Kernel/Perf Trace 7;Kernel/Display Trace 8;Kernel/Memory Trace 9;");
 }
 
+TEST(KernelLog, TellsOfALineThatIsLostByItsTemplate)
+{
+    const int sink = Builtin::LogSinks::AddSink([](const Builtin::LogSinks::Line&) { throw 1; });
+    Builtin::LogSinks::Enable("Kernel", "Error", true);
+    testing::internal::CaptureStderr();
+    LogLine(EnumKernelRouter::Error, "job %1", 7);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "qorjob: log line lost: job %1\n");
+    Builtin::LogSinks::Enable("Kernel", "Error", false);
+    Builtin::LogSinks::RemoveSink(sink);
+}
+
 TEST(Initializer, LetsTheRoutersGoFromTheLastToTheFirst)
 {
     const OwnInitializerAway away;
