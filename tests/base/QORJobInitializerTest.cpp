@@ -100,7 +100,8 @@ TEST(KernelLog, TellsOfALineThatIsLostByItsTemplate)
     Builtin::LogSinks::Enable("Kernel", "Error", true);
     testing::internal::CaptureStderr();
     LogLine(EnumKernelRouter::Error, "job %1", 7);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "qorjob: log line lost: job %1\n");
+    LogCoded(EnumKernelRouter::Error, E_FAIL, "NAME", "origin", 7);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "qorjob: log line lost: job %1\nqorjob: log line lost: NAME\n");
     Builtin::LogSinks::Enable("Kernel", "Error", false);
     Builtin::LogSinks::RemoveSink(sink);
 }

@@ -467,6 +467,20 @@ TEST_F(ProcessContext, TakesAllThatItKeepsOfTheGeneralHeap)
     }
     EXPECT_EQ(TextOf(mContext, cGuid), bstr.Text());
     EXPECT_EQ(ResolvedName(), bstr.Text());
+    BSTR given = nullptr;
+    for (auto get : {&C::get_TextB, &C::get_BstrA})
+    {
+        Builtin::Faults::FailNth(EnumFault::Allocation, 1);
+        EXPECT_EQ((context.*get)(&given), E_OUTOFMEMORY);
+    }
+    for (const auto& [nth, code] : {std::pair(1, cSystemExceptionMet), {2, E_OUTOFMEMORY}})
+    {
+        Builtin::Faults::FailNth(EnumFault::Allocation, nth);
+        EXPECT_EQ(context.GetTextByGuidBstr(cGuid, &given), code);
+        Builtin::Faults::FailNth(EnumFault::Allocation, nth);
+        EXPECT_EQ(context.get_ResolvedName(&given), code);
+        EXPECT_EQ(given, nullptr);
+    }
     std::pmr::set_default_resource(usual);
 }
 

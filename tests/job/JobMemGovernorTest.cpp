@@ -2,6 +2,7 @@
 #include "job/JobMemGovernor.h"
 
 #include "tests/support/JobTest.h"
+#include "tests/support/OwnInitializerAway.h"
 
 #include <limits>
 
@@ -65,6 +66,14 @@ TEST_F(MemGovernor, RefusesThoughItCantSayWhy)
     EXPECT_TRUE(IsGranted(governor, 1000));
     EXPECT_FALSE(IsGranted(governor, cMost - 999));
     EXPECT_TRUE(IsGranted(governor, cMost - 1000)) << "to the last byte";
+}
+
+TEST(MemGovernorAlone, RefusesWhileNobodyLogs)
+{
+    const OwnInitializerAway away;
+    JobMemGovernor governor(cJobId);
+    governor.mLimitBytes = 1000;
+    EXPECT_FALSE(IsGranted(governor, 1001));
 }
 
 TEST(MegabytesTest, AreRoundedToHundredths)

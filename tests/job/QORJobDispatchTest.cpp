@@ -41,6 +41,12 @@ TEST_F(Dispatch, PassesOverEntriesWithoutAStepAndStopsWhereOneIsInFront)
     EXPECT_EQ(hollow->GetCurrentStepIdToRun(&step, nullptr), E_POINTER) << "it runs, though its front can't be read";
     EXPECT_EQ(step, -2);
 
+    const JobPtr caughtUp = NewJobWith("- 3 2");
+    EXPECT_EQ(caughtUp->SetStepFinish(StepSQLGeneration, 1, nullptr), S_OK);
+    EXPECT_EQ(caughtUp->GetCurrentStepIdToRun(&step, nullptr), S_OK) << "an entry without a step has finished, too";
+    EXPECT_EQ(step, StepCloseJob);
+    step = -2;
+
     bool bWas = false;
     const JobPtr dead = NewJobWith("3@7 5 - 10 2");
     dead->SetRunning(true, nullptr);

@@ -93,6 +93,7 @@ TEST_F(ChannelRequests, AreListedInOrderAndUnlinkedOneByOne)
     EXPECT_EQ(listed(2), "ab") << "the first of the two entries is gone";
     for (QORChannelRequest* request : {&b, &a}) // they are their owner's
         EXPECT_EQ(job->CompleteChannelRequest(request), S_OK);
+    EXPECT_EQ(job->CompleteChannelRequest(&a), E_UNEXPECTED);
 }
 
 TEST_F(JobMessages, AreHeldOnceAndGivenWithAReference)

@@ -134,6 +134,7 @@ TEST_F(JobTask, BorrowsItsInputsUntilItEnds)
     void* bytes = QBase::HeapAllocate(4);
     QORJobTask task(nullptr);
     EXPECT_EQ(task.SetOutput(0, bytes, 4), E_HANDLE);
+    EXPECT_EQ(task.SetOutput(nullptr), E_HANDLE);
     EXPECT_EQ(task.GetContextDataX(0, &given), E_HANDLE);
     task.SetJob(mJob.Get());
     EXPECT_EQ(task.SetOutput(0, bytes, 4), S_OK);
