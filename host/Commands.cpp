@@ -19,8 +19,12 @@ void Core::TellToStop(Hold& ioHold)
 {
     Record& record = ioHold.GetRecord();
     record.mbContextTold = true;
-    if (record.mpContext)
-        record.mpContext->put_LongB(ICKDXProcessContext::cStop);
+    const auto failure = Catch([&] {
+        if (record.mpContext)
+            record.mpContext->put_LongB(ICKDXProcessContext::cStop);
+    });
+    if (failure != nullptr)
+        mLog.Write(EnumRouter::Error, "The context of job %1 can't be told to stop: %2", record.mId, failure);
     if (record.mpRunning == nullptr)
         return;
     record.mpRunning->mbTold = true;

@@ -277,7 +277,8 @@ Core::Outcome Core::Execute(const QORHostStep& iStep, QORHostRun& ioRun) const
     if (thrown == nullptr)
         return {};
     ioRun.mTask.SetAbort();
-    Outcome outcome{ioRun.IsToldToStop() ? Stopped : Failed};
+    Outcome outcome{Failed}; // where the context throws, too
+    static_cast<void>(Catch([&] { outcome.mKind = ioRun.IsToldToStop() ? Stopped : Failed; }));
     outcome.mError = Catch([&] {
         const auto again = [&](const RetryRequest& iRequest) {
             outcome.mKind = outcome.mKind == Stopped ? Stopped : TryAgain;
@@ -341,7 +342,7 @@ bool Core::MayTryAgain(const Outcome& iOutcome, Record& ioRecord, const QORHostR
         return false;
     constexpr double cMost = 1e12; // beyond it Until says never
     const double growth = std::min(std::pow(iOutcome.mRetry.mGrowth, ioRecord.mRetries), cMost);
-    const double delay = growth * static_cast<double>(iOutcome.mRetry.mDelay.count());
+    const double delay = std::max(0.0, growth * static_cast<double>(iOutcome.mRetry.mDelay.count()));
     const auto longest = static_cast<double>(iOutcome.mRetry.mLongestDelay.count());
     ioRecord.mRetries = iRun.mAttempt;
     ioRecord.mRetryAt = Until(std::chrono::milliseconds(static_cast<std::int64_t>(std::min({delay, longest, cMost}))));

@@ -64,7 +64,7 @@ public:
     void TakeMemory(std::uint64_t iBytes);
 
     /// Ends this run; the step is run again later, and in between the job needs no thread. When the step has been tried
-    /// often enough it is the error of its job, with `iReason`.
+    /// often enough it is the error of its job, with `iReason`. Not while an error builder holds the job's lock.
     [[noreturn]] void TryAgain(const QORHostRetry& iRetry, const std::string& iReason);
 
     /// A child of this job, which then rests without a thread when this step has ended, until its children have. The

@@ -98,7 +98,7 @@ std::shared_ptr<Record> Core::MakeRecord(QBase::PtrI<QORJob> iJob, QORHostSubmit
                                          std::shared_ptr<Record> iParent)
 {
     auto record = std::make_shared<Record>(std::move(iJob), std::move(iOptions), std::move(iParent));
-    record->mpJob->GetProcessContext(record->mpContext.Receive());
+    ExpectMemory(record->mpJob->GetProcessContext(record->mpContext.Receive()));
     record->mpCore = shared_from_this();
     record->mQueueNode = MakeNode(*record);
     QORHostSubmit& options = record->mOptions;

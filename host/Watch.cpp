@@ -186,7 +186,7 @@ void Core::GoOnWithout(Hold& ioHold, QORHostRun& ioRun, const char* iWhy)
     job.SetRunning(true, nullptr);
     // A reporting step needn't be the first in the list, which is all that the library looks at: it would run it again.
     if (IsReportingStep(ioRun.mStepId))
-        job.SetStepComplete(ioRun.mStepId);
+        Expect(job.SetStepComplete(ioRun.mStepId), "SetStepComplete"); // which the step may have taken out itself
     // Of a job that has lost a step the library keeps the sending of the error and the closing: what else reports is
     // the host's to run.
     const int next = NextStepOf(record);

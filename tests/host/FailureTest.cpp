@@ -1,6 +1,9 @@
 #include "platform/builtin/Texts.h"
 #include "tests/host/HostTest.h"
+#include "tests/support/NullProcessContext.h"
 
+#include <algorithm>
+#include <atomic>
 #include <new>
 
 using namespace HostTest;
@@ -282,4 +285,54 @@ TEST(HostFailure, SaysWhichThreadsDontStartAndTriesAgain)
     EXPECT_EQ(host.GetCounts().mMissingThreads, 0U);
     mayReturn.Open();
     WaitWhile([&] { return host.GetCounts().mLateThreads > 0; });
+}
+
+TEST(HostFailure, TakesAContextThatThrowsForOneThatSaysNothing)
+{
+    struct Broken final : NullProcessContext
+    {
+        HRESULT QORJOB_STDCALL QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
+        DWORD QORJOB_STDCALL AddRef() override { return ++mReferences; }
+        DWORD QORJOB_STDCALL Release() override { return --mReferences; }
+        HRESULT QORJOB_STDCALL get_LongB(LONG*) override { throw std::runtime_error("broken"); }
+        HRESULT QORJOB_STDCALL put_LongB(LONG iValue) override
+        {
+            return iValue == cStop ? throw std::runtime_error("broken") : S_OK;
+        }
+
+        std::atomic<DWORD> mReferences{0};
+    } context;
+    const Logged logged;
+    Gate gate;
+    {
+        QORHostConfig config{.mUnits = {{}}, .mGrace = std::chrono::milliseconds(1)};
+        config.mSteps.push_back({.mStepId = cFirst, .mRun = [&](QORHostRun& ioRun) {
+                                     ioRun.TakeMemory(9);
+                                     ioRun.CheckStop();
+                                 }});
+        config.mSteps.push_back({.mStepId = cSecond,
+                                 .mRun = [&](QORHostRun&) { EXPECT_TRUE(gate.Wait()); },
+                                 .mLongestRun = std::chrono::milliseconds(1)});
+        QORHost host(std::move(config));
+        const auto submit = [&](QORJobProcessingStep iStepId) {
+            const QBase::PtrI<QORJob> job = MakeJob(4, {iStepId, StepCloseJob});
+            job->SetProcessContext(&context);
+            job->GetMemGovernor()->mLimitBytes = 100;
+            return host.Submit(job, {.mBytes = 1}).mJob;
+        };
+        const QORHostJob asks = submit(cFirst);
+        EXPECT_TRUE(asks.WaitFor(cLong));
+        EXPECT_EQ(asks.GetStatus(), JobStoppedWithError);
+        EXPECT_EQ(asks.GetReason(), "broken");
+        const QORHostJob hangs = submit(cSecond);
+        EXPECT_TRUE(hangs.WaitFor(cLong));
+        EXPECT_EQ(hangs.GetStatus(), JobStoppedWithError);
+        gate.Open();
+        WaitWhile([&] { return host.GetCounts().mLateThreads != 0; });
+        EXPECT_TRUE(host.Drain(cLong));
+        EXPECT_EQ(host.GetCounts().mBytes, 0u);
+        const auto lines = logged.Get();
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), "The context of job 4 can't be told to stop: broken"), 2);
+    }
+    EXPECT_EQ(context.mReferences, 0u);
 }
