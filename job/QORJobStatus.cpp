@@ -113,7 +113,8 @@ void QORJob::AnswerChannelRequest()
     QBase::wstring project;
     {
         QSynch::CriticalSection::SmartLock lock(mpLock.get());
-        if (FirstOf(mChannelRequests.Read().mChannels) == nullptr || !mpProcessContext)
+        const QORChannelRequest* const request = FirstOf(mChannelRequests.Read().mChannels);
+        if (request == nullptr || !request->get_Channel() || !mpProcessContext)
             return;
         context = mpProcessContext;
         project = mOrigin.Read().mProjectName;
