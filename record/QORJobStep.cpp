@@ -31,6 +31,8 @@ QORJobStep::QORJobStep(const QORJobStep& iOther) : QORJobStep(iOther.mStepId)
 
 QORJobStep& QORJobStep::operator=(const QORJobStep& iOther)
 {
+    if (this == &iOther)
+        return *this;
     mStartTime = iOther.mStartTime;
     mFinishTime = iOther.mFinishTime;
     mTaskCPUTime = iOther.mTaskCPUTime;

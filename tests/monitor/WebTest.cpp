@@ -223,7 +223,8 @@ TEST_F(Web, KeepsTheOrderOfWhatEachThreadSends)
     Start();
     RawClient client = Connect("GET /stream HTTP/1.0\r\n\r\n");
     const Call stream = WaitForCall();
-    constexpr int cThreads = 3, cParts = 2'000;
+    constexpr int cThreads = 3;
+    constexpr int cParts = 2'000;
     std::string all;
     std::thread reader([&] { all = Body(client.ReadAll()); });
     RunOnThreads(cThreads, [&](int iThread) {
