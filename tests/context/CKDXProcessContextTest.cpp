@@ -467,6 +467,7 @@ TEST_F(ProcessContext, TakesAllThatItKeepsOfTheGeneralHeap)
     }
     EXPECT_EQ(TextOf(mContext, cGuid), bstr.Text());
     EXPECT_EQ(ResolvedName(), bstr.Text());
+#if !defined(_WIN32) // where COM's texts are of its own heap
     BSTR given = nullptr;
     for (auto get : {&C::get_TextB, &C::get_BstrA})
     {
@@ -481,6 +482,7 @@ TEST_F(ProcessContext, TakesAllThatItKeepsOfTheGeneralHeap)
         EXPECT_EQ(context.get_ResolvedName(&given), code);
         EXPECT_EQ(given, nullptr);
     }
+#endif
     std::pmr::set_default_resource(usual);
 }
 

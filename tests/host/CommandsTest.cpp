@@ -163,11 +163,13 @@ TEST(HostCommands, SayWhatTheyCameToAtEachMoment)
                 EXPECT_EQ(stage.mJob.GetStatus(), JobCancelled) << "at once";
             }
             QORJobInfo info;
-            QDataType::DateTime exit;
-            EXPECT_EQ(stage.mJob.GetSnapshot(info), S_OK);
-            info.mPUInfos.at(0).GetExitTime(&exit);
-            EXPECT_EQ(row.mMoment == "queued" && exit != QDataType::DateTime(),
-                      row.mMoment == "queued" && stage.mJob.GetState() == EnumHostState::Paused);
+            if (row.mMoment == "queued" && i == 1 && bDone)
+            {
+                QDataType::DateTime exit;
+                EXPECT_EQ(stage.mJob.GetSnapshot(info), S_OK);
+                info.mPUInfos.at(0).GetExitTime(&exit);
+                EXPECT_TRUE(exit != QDataType::DateTime()) << "who is paused has left its unit";
+            }
             const bool bRests = stage.mJob.GetState() == EnumHostState::Paused || (i == 1 && bDone);
             stage.OpenAll();
             if (bRests)
