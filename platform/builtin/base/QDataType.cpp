@@ -97,8 +97,8 @@ DateTime DateTime::ToLocalTime() const
     const chrono::sys_seconds moment = cEpoch + chrono::floor<chrono::seconds>(Ticks(mTicks));
     const auto unixTime = static_cast<std::time_t>(moment.time_since_epoch().count());
     std::tm local{};
-    if (!Builtin::System::ToLocalTime(unixTime, local))
-        return *this;
+    if (unixTime != moment.time_since_epoch().count() || !Builtin::System::ToLocalTime(unixTime, local))
+        return *this; // what 32 bits can't hold, for one
     const chrono::sys_days day{chrono::year{local.tm_year + 1900} / (local.tm_mon + 1) / local.tm_mday};
     const chrono::sys_seconds shown =
         day + chrono::hours(local.tm_hour) + chrono::minutes(local.tm_min) + chrono::seconds(local.tm_sec);
